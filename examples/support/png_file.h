@@ -1,0 +1,12 @@
+#ifndef EXAMPLES_PNG_FILE_H
+#define EXAMPLES_PNG_FILE_H
+
+#include <string>
+
+#include "platform_adaptation/ai_common.h"
+
+// Saves a delivered frame. False, with the reason in `error`, if the frame is not within the capture block (its
+// size comes from another process) or the file cannot be written.
+bool savePng(const std::string& path, const korvale::ai::PictureData& picture, std::string& error);
+
+#endif

@@ -1,0 +1,48 @@
+// The model's object behind one key. A television's own header must offer these operations.
+//
+// One class serves every type of object, and an operation that does not fit the object's type is refused rather
+// than undefined: a client that mistakes an object's type gets an error, never another object's memory.
+#ifndef LOMODELAPI_BIZ_VALUE_H
+#define LOMODELAPI_BIZ_VALUE_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "lomodelapi/object_type_spec.h"
+
+// All operations: any thread; they may block for as long as the model takes to answer. A read or write that
+// returns a status returns 0 on success; on failure of a read its output is as it was.
+class BizValue {
+  public:
+    // What an operation that does not fit the object's type returns.
+    static constexpr int WRONG_TYPE = 6;
+
+    virtual lomodelapi::ObjectTypeSpec getType() = 0;
+
+    // OBJECT_TYPE_NUMERIC_INTEGER
+    virtual int getInteger() { return 0; }
+    virtual int setInteger(int) { return WRONG_TYPE; }
+
+    // OBJECT_TYPE_NUMERIC_INT64
+    virtual long long getInt64() { return 0; }
+    virtual int setInt64(long long) { return WRONG_TYPE; }
+
+    // OBJECT_TYPE_STRING
+    virtual int getString(std::string&) { return WRONG_TYPE; }
+    virtual int setString(const std::string&) { return WRONG_TYPE; }
+
+    // OBJECT_TYPE_VECTOR_NUMERIC_INTEGER; a list is written as a map from position (0, 1, 2, ...) to element
+    virtual int getIntegerVector(std::vector<int>&) { return WRONG_TYPE; }
+    virtual int setIntegerVector(const std::map<int, int>&) { return WRONG_TYPE; }
+
+    // OBJECT_TYPE_VECTOR_STRING; written like the integers
+    virtual int getStringVector(std::vector<std::string>&) { return WRONG_TYPE; }
+    virtual int setStringVector(const std::map<int, std::string>&) { return WRONG_TYPE; }
+
+  protected:
+    // The model owns its objects; a client returns one with RootInterface::disconnectValue.
+    ~BizValue() = default;
+};
+
+#endif

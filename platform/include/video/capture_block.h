@@ -1,0 +1,71 @@
+// How a frame travels from the video pipeline to this process: the request queue and the capture block.
+//
+// Both sides include this file; it is the whole agreement between them. They may be built for different
+// processors: every field has a fixed width and all of them are little-endian.
+//
+//   requester                                    pipeline (another process)
+//   ---------                                    --------------------------
+//   state = FRAME_REQUESTED
+//   writes width, height, colorMode, option
+//   sends REQUEST_TEXT on the queue      ---->   receives it
+//                                                writes pixels, width, height
+//   polls state (acquire)                <----   state = FRAME_READY (release)
+//   reads the pixels in place
+//
+// The state word is the only synchronisation: whoever reads FRAME_READY with acquire order sees the whole frame
+// that was written before it with release order. Nothing else in the block may be relied on while the state is
+// FRAME_REQUESTED.
+#ifndef VIDEO_CAPTURE_BLOCK_H
+#define VIDEO_CAPTURE_BLOCK_H
+
+#include <cstddef>
+#include <cstdint>
+
+namespace video {
+
+// The block: a System V segment of this key and exactly sizeof(CaptureBlock) bytes, created by whichever side
+// comes first.
+constexpr std::int32_t CAPTURE_BLOCK_KEY = 72314;
+constexpr unsigned CAPTURE_PERMISSIONS = 0666;
+
+// The queue: POSIX, created and in the end removed by the requester.
+constexpr char REQUEST_QUEUE_NAME[] = "/picture_capture_message_queue";
+constexpr long REQUEST_QUEUE_DEPTH = 5;
+
+// A request: exactly this many bytes, the text terminated and filled up with zero bytes. A message with any
+// other text is no request.
+constexpr std::size_t REQUEST_SIZE = 20;
+constexpr char REQUEST_TEXT[] = "capture_video";
+
+constexpr std::uint32_t FRAME_READY = 0;
+constexpr std::uint32_t FRAME_REQUESTED = 1;
+
+// The largest frame: 224 x 224 pixels of three channels.
+constexpr std::size_t CAPTURE_PIXEL_BYTES = 224U * 224U * 3U;
+
+struct CaptureBlock {
+    std::uint32_t totalSize;  // size of the block in bytes; written by the requester when it attaches
+    std::uint32_t state;      // FRAME_REQUESTED, set by the requester; FRAME_READY, set by the pipeline
+    std::uint32_t width;      // pixels; the requester's wish, then what the pipeline delivered
+    std::uint32_t height;     // pixels; likewise
+    std::uint32_t colorMode;  // korvale::ai::ColorMode that the requester wishes
+    std::uint32_t option;     // handed through from the requester
+    std::uint8_t pixels[CAPTURE_PIXEL_BYTES];  // rows from the top, without padding
+};
+
+static_assert(offsetof(CaptureBlock, totalSize) == 0, "wire format");
+static_assert(offsetof(CaptureBlock, state) == 4, "wire format");
+static_assert(offsetof(CaptureBlock, width) == 8, "wire format");
+static_assert(offsetof(CaptureBlock, height) == 12, "wire format");
+static_assert(offsetof(CaptureBlock, colorMode) == 16, "wire format");
+static_assert(offsetof(CaptureBlock, option) == 20, "wire format");
+static_assert(offsetof(CaptureBlock, pixels) == 24, "wire format");
+static_assert(sizeof(CaptureBlock) == 150552, "wire format");
+static_assert(sizeof(REQUEST_TEXT) <= REQUEST_SIZE, "wire format");
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+#error "the capture block is little-endian"
+#endif
+
+}  // namespace video
+
+#endif

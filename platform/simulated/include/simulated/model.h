@@ -1,0 +1,120 @@
+// The simulated television's model, from the television's side: what tests and tools do to it and see of it.
+#ifndef SIMULATED_MODEL_H
+#define SIMULATED_MODEL_H
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "lomodelapi/object_type_spec.h"
+
+class RootInterface;
+
+namespace simulated {
+
+// What the model answers to requests that it refuses.
+constexpr int STATUS_UNKNOWN_KEY = 3;
+constexpr int STATUS_UNAVAILABLE = 7;
+constexpr int STATUS_OUT_OF_RANGE = 9;
+
+// A key's value; monostate for an object that has none (an action).
+using Value = std::variant<std::monostate, int, long long, std::string, std::vector<int>, std::vector<std::string>>;
+
+// What a client handed over in a write.
+using Written = std::variant<int, long long, std::string, std::map<int, int>, std::map<int, std::string>>;
+
+struct KeyDefinition {
+    std::string group;
+    std::string name;
+    lomodelapi::ObjectTypeSpec type = lomodelapi::OBJECT_TYPE_NONE;
+    Value initial;
+    std::optional<std::pair<long long, long long>> range;
+    std::string meaning;
+};
+
+// How a key misbehaves. As constructed, it does not.
+struct KeyFaults {
+    int connectStatus = 0;               // subscribing is refused with this
+    bool connectYieldsNothing = false;   // subscribing reports success without an object
+    int readStatus = 0;                  // reads of texts and lists are refused with this
+    bool refuseWrites = false;           // a write changes nothing and is not announced
+    bool keepValue = false;              // a write changes nothing, and the old value is announced
+    unsigned dropNotifications = 0;      // this many of the next notifications are lost
+    unsigned repeatNotifications = 0;    // each is delivered so many times more
+    std::chrono::milliseconds notificationDelay{0};  // later than the others by this
+    std::chrono::milliseconds answerDelay{0};        // every request of a client takes so much longer
+};
+
+enum class Order { AS_THEY_CAME, REVERSED };
+
+// All operations: any thread, a notification's included.
+class Model {
+  public:
+    // From the keys of a catalogue.
+    explicit Model(std::vector<KeyDefinition> catalogue);
+    ~Model();
+    Model(const Model&) = delete;
+    Model& operator=(const Model&) = delete;
+
+    // Every key of the catalogue has its default, nothing is faulty, held or counted, and nothing is announced.
+    // Subscriptions stay.
+    void reset();
+
+    std::vector<KeyDefinition> keys() const;
+
+    // Adds a key, or gives an existing one another definition and its initial value.
+    void define(const KeyDefinition& definition);
+
+    // The value now. Throws std::out_of_range for an unknown key, as all operations on a key do.
+    Value value(const std::string& key) const;
+
+    // Changes a value as the television itself does, whatever its range, and announces it if it is another than
+    // before. Throws std::invalid_argument if the type does not fit.
+    void set(const std::string& key, const Value& value);
+
+    // Announces the value as it is now.
+    void announce(const std::string& key);
+
+    // A withdrawn key cannot be subscribed to, its texts and lists cannot be read, and its observers are told.
+    void withdraw(const std::string& key);
+    void offer(const std::string& key);
+
+    void setFaults(const std::string& key, const KeyFaults& faults);
+
+    // How long after a change its notification is delivered; 15 ms unless told.
+    void setNotificationDelay(std::chrono::milliseconds delay);
+
+    // Keeps notifications back until they are released.
+    void holdNotifications();
+    void releaseNotifications(Order order);
+
+    // Waits until nothing is left to deliver and no observer is being called; false if that takes longer.
+    // Held notifications do not count. Not to be called from a notification.
+    bool settle(std::chrono::milliseconds limit = std::chrono::seconds(30));
+
+    // What clients did since the last reset.
+    unsigned connectAttempts(const std::string& key) const;
+    std::vector<Written> writes(const std::string& key) const;
+    // Now.
+    unsigned subscribers(const std::string& key) const;
+
+    // Called with every change, on the thread that makes it, before it is announced to observers.
+    void onChange(std::function<void(const std::string& key, const Value& value)> listener);
+
+    // What clients reach.
+    RootInterface* root();
+
+  private:
+    class Implementation;
+    std::unique_ptr<Implementation> m_implementation;
+};
+
+}  // namespace simulated
+
+#endif

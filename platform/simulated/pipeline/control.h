@@ -1,0 +1,60 @@
+// The line that the television holds to its pipeline: commands in, events and answers out.
+#ifndef PIPELINE_CONTROL_H
+#define PIPELINE_CONTROL_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "file_descriptor.h"
+
+namespace pipeline {
+
+class Control {
+  public:
+    // The longest line that is kept whole; of a longer one, one character more is kept.
+    static constexpr std::size_t LINE_MAX_LENGTH = 8192;
+
+    // Without a descriptor nothing comes in, and what goes out is dropped.
+    Control() = default;
+
+    // Takes over the descriptor. If that is not possible, the answer says why.
+    std::string open(int fd);
+
+    bool present() const { return fd_.valid(); }
+    int fd() const { return fd_.get(); }
+
+    // What to wait for with poll(). Commands are read only as fast as they are worked off, so that neither
+    // side can fill up this process.
+    short events(bool acceptCommands) const;
+
+    // To be called with what poll() has reported.
+    void handle(short revents, bool acceptCommands);
+
+    // The other side has closed: the television is off.
+    bool ended() const { return ended_; }
+
+    std::optional<std::string> nextLine();
+
+    void send(std::string_view line);
+
+    // Like send(), but dropped if the other side does not read what it is sent.
+    void sendIfHeard(std::string_view line);
+
+  private:
+    bool wantsInput(bool acceptCommands) const;
+    void receive();
+    void flush();
+
+    FileDescriptor fd_;
+    bool answers_ = false;
+    bool ended_ = false;
+    std::string input_;
+    std::size_t lineLength_ = 0;
+    std::string output_;
+};
+
+}  // namespace pipeline
+
+#endif

@@ -1,0 +1,45 @@
+// Where the frames come from.
+#ifndef PIPELINE_FRAME_SOURCE_H
+#define PIPELINE_FRAME_SOURCE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace pipeline {
+
+// Always RGBA, rows from the top, without padding. The layout a requester wishes is made at the very end, so
+// that sources and picture settings know only this one.
+struct Image {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::vector<std::uint8_t> rgba;
+
+    Image(std::uint32_t imageWidth, std::uint32_t imageHeight)
+        : width(imageWidth), height(imageHeight), rgba(std::size_t{4} * imageWidth * imageHeight) {}
+};
+
+class FrameSource {
+  public:
+    FrameSource() = default;
+    FrameSource(const FrameSource&) = delete;
+    FrameSource& operator=(const FrameSource&) = delete;
+    virtual ~FrameSource() = default;
+
+    // Fills the image, in the size it has, with the frame that is on now. False if that is impossible.
+    virtual bool render(Image& image) = 0;
+
+    virtual void setPaused(bool paused) = 0;
+
+    // Becomes readable when advance() has something to do; -1 if that never happens.
+    virtual int eventFd() const { return -1; }
+
+    // Does what is due; called often. A text is returned when the source has failed; it then keeps its last
+    // frame.
+    virtual std::string advance() { return {}; }
+};
+
+}  // namespace pipeline
+
+#endif

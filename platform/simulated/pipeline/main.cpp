@@ -1,0 +1,91 @@
+// The video pipeline of the simulated television: answers requests for frames from a clip or from generated
+// scenes.
+#include <signal.h>
+#include <sys/signalfd.h>
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <optional>
+#include <stop_token>
+#include <string>
+
+#include "clip_source.h"
+#include "control.h"
+#include "machine_lock.h"
+#include "pipeline.h"
+#include "report.h"
+
+namespace {
+
+constexpr int EXIT_PROBLEM = 1;
+constexpr int EXIT_WRONG_USE = 2;
+constexpr int EXIT_OTHER_PIPELINE = 3;
+
+struct Options {
+    std::optional<std::string> clip;
+    bool check = false;
+    std::optional<int> controlFd;
+};
+
+// Has to happen before any thread is started: threads inherit which signals are blocked.
+int takeStopSignals() {
+    ::signal(SIGPIPE, SIG_IGN);
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    ::sigaddset(&signals, SIGTERM);
+    ::sigaddset(&signals, SIGINT);
+    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return ::signalfd(-1, &signals, SFD_CLOEXEC);
+}
+
+int check(const std::string& clip) {
+    const pipeline::OpenedClip opened = pipeline::openClip(clip, std::stop_token());
+    if (opened.source) return 0;
+    pipeline::report(opened.problem);
+    return EXIT_PROBLEM;
+}
+
+int serve(const Options& options) {
+    const pipeline::FileDescriptor stopSignals(takeStopSignals());
+    pipeline::Control control;
+    if (options.controlFd) {
+        const std::string problem = control.open(*options.controlFd);
+        if (!problem.empty()) {
+            pipeline::report(problem);
+            return EXIT_WRONG_USE;
+        }
+    }
+    std::string problem;
+    const pipeline::FileDescriptor lock = pipeline::lockMachine(problem);
+    if (!lock.valid()) {
+        pipeline::report(problem);
+        control.send("error " + problem);
+        return EXIT_OTHER_PIPELINE;
+    }
+    pipeline::Pipeline server(std::move(control), stopSignals.get());
+    return server.run(options.clip);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        Options options;
+        CLI::App app("Video pipeline of the simulated television", "aipq-video-pipeline");
+        app.add_option("CLIP", options.clip,
+                       "video file to play in a loop; without it, generated scenes are shown");
+        app.add_flag("--check", options.check, "only try whether CLIP can be played");
+        app.add_option("--control-fd", options.controlFd,
+                       "open descriptor of the socket or pipe to be controlled by");
+        try {
+            app.parse(argc, argv);
+            if (options.check && !options.clip) throw CLI::RequiredError("CLIP");
+        } catch (const CLI::ParseError& error) {
+            return app.exit(error) == 0 ? 0 : EXIT_WRONG_USE;
+        }
+        return options.check ? check(*options.clip) : serve(options);
+    } catch (const std::exception& error) {
+        pipeline::report(error.what());
+        return EXIT_PROBLEM;
+    }
+}

@@ -1,0 +1,25 @@
+#include "report.h"
+
+#include <algorithm>
+#include <iostream>
+#include <system_error>
+
+namespace pipeline {
+
+std::string oneLine(std::string_view text) {
+    std::string line(text);
+    std::replace_if(
+        line.begin(), line.end(), [](char c) { return (c >= 0 && c < ' ') || c == '\x7f'; }, ' ');
+    return line;
+}
+
+void report(std::string_view text) {
+    // One write, so that the lines of two processes on one terminal do not mix.
+    std::cerr << "aipq-video-pipeline: " + oneLine(text) + "\n" << std::flush;
+}
+
+std::string withReason(std::string_view what, int errorNumber) {
+    return std::string(what) + ": " + std::generic_category().message(errorNumber);
+}
+
+}  // namespace pipeline

@@ -1,0 +1,186 @@
+#include "request_server.h"
+
+#include <fcntl.h>
+#include <mqueue.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cmath>
+#include <cstddef>
+#include <iterator>
+#include <string>
+#include <utility>
+
+#include "report.h"
+#include "video/capture_block.h"
+
+namespace pipeline {
+namespace {
+
+constexpr std::uint32_t DEFAULT_EDGE = 224;
+
+// Which channel of an RGBA pixel goes where.
+struct PixelLayout {
+    std::size_t channels = 0;
+    std::array<std::size_t, 4> order{};
+};
+
+constexpr PixelLayout RGBA{4, {0, 1, 2, 3}};
+constexpr PixelLayout BGRA{4, {2, 1, 0, 3}};
+constexpr PixelLayout BGR{3, {2, 1, 0, 0}};
+constexpr PixelLayout RGB{3, {0, 1, 2, 0}};
+
+PixelLayout layoutOf(std::uint32_t colorMode) {
+    switch (colorMode) {
+        case 1:
+            return RGBA;
+        case 2:
+            return BGRA;
+        case 3:
+            return BGR;
+        default:
+            return RGB;
+    }
+}
+
+// The size asked for, or the largest one of the same proportions that has a place in the block.
+FrameSize fittingSize(FrameSize wish, std::size_t channels) {
+    const std::uint64_t width = wish.width == 0 ? DEFAULT_EDGE : wish.width;
+    const std::uint64_t height = wish.height == 0 ? DEFAULT_EDGE : wish.height;
+    const std::uint64_t pixels = video::CAPTURE_PIXEL_BYTES / channels;
+    // Both factors are below 2^32, so the product does not overflow.
+    if (width * height <= pixels)
+        return {static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
+
+    const double scale =
+        std::sqrt(static_cast<double>(pixels) / (static_cast<double>(width) * static_cast<double>(height)));
+    const auto scaled = [&](std::uint64_t edge) {
+        const auto result = static_cast<std::uint64_t>(static_cast<double>(edge) * scale);
+        return std::clamp<std::uint64_t>(result, 1, pixels);
+    };
+    // An edge that was raised to one pixel must not push the other one beyond the limit.
+    const std::uint64_t fittingWidth = scaled(width);
+    const std::uint64_t fittingHeight = std::min(scaled(height), pixels / fittingWidth);
+    return {static_cast<std::uint32_t>(fittingWidth), static_cast<std::uint32_t>(fittingHeight)};
+}
+
+void pack(const Image& image, const PixelLayout& layout, std::uint8_t* pixels) {
+    for (std::size_t i = 0; i < image.rgba.size(); i += 4) {
+        for (std::size_t c = 0; c < layout.channels; ++c) *pixels++ = image.rgba[i + layout.order[c]];
+    }
+}
+
+std::uint32_t readOnce(std::uint32_t& word) {
+    return std::atomic_ref<std::uint32_t>(word).load(std::memory_order_relaxed);
+}
+
+// Attached for one request only: a block that was removed or replaced in the meantime is never held on to.
+class AttachedBlock {
+  public:
+    explicit AttachedBlock(int id) : address_(::shmat(id, nullptr, 0)) {}
+    AttachedBlock(const AttachedBlock&) = delete;
+    AttachedBlock& operator=(const AttachedBlock&) = delete;
+    ~AttachedBlock() {
+        if (valid()) ::shmdt(address_);
+    }
+
+    bool valid() const { return reinterpret_cast<std::intptr_t>(address_) != -1; }
+    video::CaptureBlock* get() const { return static_cast<video::CaptureBlock*>(address_); }
+
+  private:
+    void* address_;
+};
+
+// Empty if the segment can be used as the block.
+std::string problemWith(int id) {
+    shmid_ds status{};
+    if (::shmctl(id, IPC_STAT, &status) != 0) return withReason("cannot look at the capture block", errno);
+    if (status.shm_segsz < sizeof(video::CaptureBlock)) {
+        return "the capture block has " + std::to_string(status.shm_segsz) + " bytes instead of " +
+               std::to_string(sizeof(video::CaptureBlock)) + ": requests are ignored";
+    }
+    return {};
+}
+
+std::optional<FrameSize> answer(video::CaptureBlock& block, const RequestServer::Render& render) {
+    std::atomic_ref<std::uint32_t> state(block.state);
+    if (state.load(std::memory_order_acquire) != video::FRAME_REQUESTED) return std::nullopt;
+
+    // The other side can change these at any time: each is read once, and only the copy is trusted.
+    const PixelLayout layout = layoutOf(readOnce(block.colorMode));
+    const FrameSize size = fittingSize({readOnce(block.width), readOnce(block.height)}, layout.channels);
+
+    Image image(size.width, size.height);
+    if (!render(image)) return std::nullopt;
+
+    pack(image, layout, block.pixels);
+    block.width = size.width;
+    block.height = size.height;
+    state.store(video::FRAME_READY, std::memory_order_release);
+    return size;
+}
+
+}  // namespace
+
+void RequestServer::refresh() {
+    if (queue_.valid()) {
+        // A message queue is a file on Linux; without a link it has lost its name and nobody new can find it.
+        struct stat status {};
+        if (::fstat(queue_.get(), &status) == 0 && status.st_nlink > 0) return;
+        queue_.reset();
+    }
+    FileDescriptor queue(::mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    mq_attr attributes{};
+    if (!queue.valid() || ::mq_getattr(queue.get(), &attributes) != 0) {
+        if (errno != ENOENT && errno != queueError_)
+            report(withReason("cannot open the request queue", errno));
+        queueError_ = errno;
+        return;
+    }
+    queueError_ = 0;
+    // The queue may be somebody else's, with messages of another size; receiving needs a buffer for the
+    // largest.
+    message_.resize(static_cast<std::size_t>(attributes.mq_msgsize));
+    queue_ = std::move(queue);
+}
+
+bool RequestServer::receiveRequest() {
+    const ssize_t size = ::mq_receive(queue_.get(), message_.data(), message_.size(), nullptr);
+    if (size != static_cast<ssize_t>(video::REQUEST_SIZE)) return false;
+    std::array<char, video::REQUEST_SIZE> request{};
+    std::copy(std::begin(video::REQUEST_TEXT), std::end(video::REQUEST_TEXT), request.begin());
+    return std::equal(request.begin(), request.end(), message_.begin());
+}
+
+std::optional<FrameSize> RequestServer::serve(const Render& render) {
+    if (!receiveRequest()) return std::nullopt;
+    const int id = ::shmget(video::CAPTURE_BLOCK_KEY, 0, 0);
+    if (id < 0) return std::nullopt;
+
+    std::string problem = problemWith(id);
+    if (problem.empty()) {
+        const AttachedBlock block(id);
+        if (block.valid()) return answer(*block.get(), render);
+        problem = withReason("cannot attach the capture block", errno);
+    }
+    if (id != refusedBlock_) report(problem);
+    refusedBlock_ = id;
+    return std::nullopt;
+}
+
+void RequestServer::removeAll() {
+    if (::mq_unlink(video::REQUEST_QUEUE_NAME) != 0 && errno != ENOENT) {
+        report(withReason("cannot remove the request queue", errno));
+    }
+    const int id = ::shmget(video::CAPTURE_BLOCK_KEY, 0, 0);
+    if (id >= 0 && ::shmctl(id, IPC_RMID, nullptr) != 0) {
+        report(withReason("cannot remove the capture block", errno));
+    }
+}
+
+}  // namespace pipeline

@@ -1,0 +1,44 @@
+#include "scene_source.h"
+
+#include <ratio>
+
+#include "scenes.h"
+
+namespace pipeline {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto SCENE_DURATION = 3s;
+
+// A single scene starts over after this time: as a float, time gets coarser the longer it runs.
+constexpr auto SINGLE_SCENE_DURATION = 10min;
+
+float inSeconds(std::chrono::steady_clock::duration time) {
+    return std::chrono::duration_cast<std::chrono::duration<float>>(time).count();
+}
+
+}  // namespace
+
+SceneSource::Clock::duration SceneSource::elapsed() const {
+    return paused_ ? shownBefore_ : shownBefore_ + (Clock::now() - started_);
+}
+
+bool SceneSource::render(Image& image) {
+    const Clock::duration time = elapsed();
+    if (onlyScene_) {
+        drawScene(*onlyScene_, inSeconds(time % SINGLE_SCENE_DURATION), image);
+    } else {
+        const auto scene = static_cast<std::size_t>(time / SCENE_DURATION) % SCENE_NAMES.size();
+        drawScene(scene, inSeconds(time % SCENE_DURATION), image);
+    }
+    return true;
+}
+
+void SceneSource::setPaused(bool paused) {
+    shownBefore_ = elapsed();
+    started_ = Clock::now();
+    paused_ = paused;
+}
+
+}  // namespace pipeline

@@ -1,0 +1,34 @@
+#ifndef PIPELINE_SCENE_SOURCE_H
+#define PIPELINE_SCENE_SOURCE_H
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+
+#include "frame_source.h"
+
+namespace pipeline {
+
+// Shows the computer-drawn scenes in turn, or only one of them. Nothing is drawn until somebody wants a
+// frame.
+class SceneSource : public FrameSource {
+  public:
+    explicit SceneSource(std::optional<std::size_t> onlyScene = std::nullopt) : onlyScene_(onlyScene) {}
+
+    bool render(Image& image) override;
+    void setPaused(bool paused) override;
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    Clock::duration elapsed() const;
+
+    std::optional<std::size_t> onlyScene_;
+    bool paused_ = false;
+    Clock::time_point started_ = Clock::now();
+    Clock::duration shownBefore_{};  // until the last pause
+};
+
+}  // namespace pipeline
+
+#endif

@@ -1,0 +1,20 @@
+// Computer-drawn pictures that move.
+#ifndef PIPELINE_SCENES_H
+#define PIPELINE_SCENES_H
+
+#include <array>
+#include <cstddef>
+#include <string_view>
+
+#include "frame_source.h"
+
+namespace pipeline {
+
+constexpr std::array<std::string_view, 5> SCENE_NAMES{"night", "sunset", "snow", "garden", "bars"};
+
+// Draws the scene of this index as it looks after so many seconds. The same arguments give the same picture.
+void drawScene(std::size_t scene, float seconds, Image& image);
+
+}  // namespace pipeline
+
+#endif

@@ -1,0 +1,20 @@
+#ifndef SIMULATED_CATALOGUE_H
+#define SIMULATED_CATALOGUE_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulated/model.h"
+
+namespace simulated {
+
+// The keys that a catalogue's text lists. Throws std::runtime_error with `name`, line, column and what is wrong.
+std::vector<KeyDefinition> parseCatalogue(std::string_view text, const std::string& name);
+
+// The built-in catalogue, or the one that AIPQ_TV_CATALOGUE names.
+std::vector<KeyDefinition> loadCatalogue();
+
+}  // namespace simulated
+
+#endif

@@ -1,0 +1,111 @@
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <atomic>
+#include <iostream>
+#include <mutex>
+
+#include "csp/debug.h"
+#include "simulated/television.h"
+
+namespace simulated {
+
+namespace {
+
+// What the lower half of a level word says.
+constexpr unsigned LEVEL_TRACE = 1;
+constexpr unsigned LEVEL_ERROR = 1000;
+constexpr unsigned LEVEL_INFO = 4000;
+
+const char* levelName(unsigned levelWord) {
+    switch (levelWord & 0xFFFFU) {
+        case LEVEL_TRACE: return "trace";
+        case LEVEL_ERROR: return "error";
+        case LEVEL_INFO: return "info ";
+        default: return "?    ";
+    }
+}
+
+DebugOutput::Verbosity verbosityFromEnvironment() {
+    const char* const text = std::getenv("AIPQ_TV_LOG");
+    if (text == nullptr || std::strcmp(text, "error") == 0) return DebugOutput::Verbosity::ERROR;
+    if (std::strcmp(text, "off") == 0) return DebugOutput::Verbosity::OFF;
+    if (std::strcmp(text, "info") == 0) return DebugOutput::Verbosity::INFO;
+    if (std::strcmp(text, "trace") == 0) return DebugOutput::Verbosity::TRACE;
+    std::cerr << "AIPQ_TV_LOG is off, error, info or trace, not '" << text << "'\n";
+    return DebugOutput::Verbosity::ERROR;
+}
+
+// Apart from the television, which itself is created by calls that log.
+struct State {
+    std::atomic<DebugOutput::Verbosity> verbosity{verbosityFromEnvironment()};
+    std::mutex mutex;
+    DebugOutput::Sink sink;
+};
+
+State& state() {
+    static State& forEver = *new State;
+    return forEver;
+}
+
+std::string format(const char* text, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, text, arguments);
+    std::string line(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+    if (length > 0) std::vsnprintf(line.data(), line.size() + 1, text, again);
+    va_end(again);
+    return line;
+}
+
+void print(unsigned levelWord, const std::string& line) {
+    const bool ended = !line.empty() && line.back() == '\n';
+    std::fprintf(stderr, "%s %s%s", levelName(levelWord), line.c_str(), ended ? "" : "\n");
+}
+
+}  // namespace
+
+void DebugOutput::setVerbosity(Verbosity verbosity) { state().verbosity.store(verbosity); }
+
+void DebugOutput::setSink(Sink sink) {
+    const std::lock_guard lock(state().mutex);
+    state().sink = std::move(sink);
+}
+
+void DebugOutput::reset() {
+    setVerbosity(verbosityFromEnvironment());
+    setSink(nullptr);
+}
+
+}  // namespace simulated
+
+using simulated::DebugOutput;
+
+int cspDebugCheckLevelGetFrameAndChunk(unsigned int levelWord) {
+    const auto wanted = simulated::state().verbosity.load(std::memory_order_relaxed);
+    switch (levelWord & 0xFFFFU) {
+        case simulated::LEVEL_TRACE: return wanted >= DebugOutput::Verbosity::TRACE;
+        case simulated::LEVEL_INFO: return wanted >= DebugOutput::Verbosity::INFO;
+        default: return wanted >= DebugOutput::Verbosity::ERROR;
+    }
+}
+
+void cspDebugOutput0(unsigned int levelWord, const char* format, ...) {
+    // Callers look at errno after they have logged.
+    const int savedErrno = errno;
+    va_list arguments;
+    va_start(arguments, format);
+    const std::string line = simulated::format(format, arguments);
+    va_end(arguments);
+    {
+        const std::lock_guard lock(simulated::state().mutex);
+        if (simulated::state().sink) {
+            simulated::state().sink(levelWord, line);
+        } else {
+            simulated::print(levelWord, line);
+        }
+    }
+    errno = savedErrno;
+}

@@ -1,0 +1,79 @@
+#include <boost/make_shared.hpp>
+
+#include "frame/process.h"
+#include "simulated/television.h"
+
+namespace simulated {
+
+namespace {
+
+constexpr char ROOT_NAME[] = "dovra.lm.interfaces.tvapi.RootInterface";
+constexpr int STATUS_UNKNOWN_INTERFACE = 1;
+
+class ModelInterface : public frame::Interface {
+  public:
+    RootInterface* getRootInterface() override {
+        Television& television = Television::instance();
+        return television.framework().givesRoot() ? television.model().root() : nullptr;
+    }
+};
+
+}  // namespace
+
+void Framework::failLookups(int status) {
+    const std::lock_guard lock(m_mutex);
+    m_status = status;
+}
+
+void Framework::withholdRoot(bool withhold) {
+    const std::lock_guard lock(m_mutex);
+    m_withholdRoot = withhold;
+}
+
+unsigned Framework::lookups() const {
+    const std::lock_guard lock(m_mutex);
+    return m_lookups;
+}
+
+unsigned Framework::rootQuestions() const {
+    const std::lock_guard lock(m_mutex);
+    return m_rootQuestions;
+}
+
+void Framework::reset() {
+    const std::lock_guard lock(m_mutex);
+    m_status = 0;
+    m_withholdRoot = false;
+    m_lookups = 0;
+    m_rootQuestions = 0;
+}
+
+int Framework::lookUp(const std::string& name) {
+    const std::lock_guard lock(m_mutex);
+    ++m_lookups;
+    if (m_status != 0) return m_status;
+    return name == ROOT_NAME ? 0 : STATUS_UNKNOWN_INTERFACE;
+}
+
+bool Framework::givesRoot() {
+    const std::lock_guard lock(m_mutex);
+    ++m_rootQuestions;
+    return !m_withholdRoot;
+}
+
+}  // namespace simulated
+
+namespace frame {
+
+Process Process::getInstance() {
+    simulated::Television::instance().powerOn();
+    return Process();
+}
+
+int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, const std::string& name) {
+    if (const int status = simulated::Television::instance().framework().lookUp(name); status != 0) return status;
+    reference = boost::make_shared<simulated::ModelInterface>();
+    return 0;
+}
+
+}  // namespace frame

@@ -1,0 +1,431 @@
+#include "simulated/model.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <list>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+
+#include "lomodelapi/biz_value.h"
+#include "lomodelapi/observer.h"
+#include "lomodelapi/root_interface.h"
+
+using namespace lomodelapi;
+
+namespace simulated {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds NOTIFICATION_DELAY{15};
+
+bool fits(ObjectTypeSpec type, const Value& value) {
+    switch (type) {
+        case OBJECT_TYPE_NUMERIC_INTEGER: return std::holds_alternative<int>(value);
+        case OBJECT_TYPE_NUMERIC_INT64: return std::holds_alternative<long long>(value);
+        case OBJECT_TYPE_STRING: return std::holds_alternative<std::string>(value);
+        case OBJECT_TYPE_VECTOR_NUMERIC_INTEGER: return std::holds_alternative<std::vector<int>>(value);
+        case OBJECT_TYPE_VECTOR_STRING: return std::holds_alternative<std::vector<std::string>>(value);
+        default: return std::holds_alternative<std::monostate>(value);
+    }
+}
+
+template <typename T>
+std::vector<T> inOrder(const std::map<int, T>& map) {
+    std::vector<T> list;
+    for (const auto& [position, element] : map) list.push_back(element);
+    return list;
+}
+
+bool isInRange(const KeyDefinition& definition, const Value& value) {
+    if (!definition.range) return true;
+    const long long number =
+        std::holds_alternative<int>(value) ? std::get<int>(value) : std::get<long long>(value);
+    return number >= definition.range->first && number <= definition.range->second;
+}
+
+// Calls the notification of the value's kind, if the observer has it.
+void notify(Observer* observer, const Value& value) {
+    if (const int* const number = std::get_if<int>(&value)) {
+        if (auto* const receiver = dynamic_cast<ObserverNumericInteger*>(observer)) receiver->notifyNewValue(*number);
+    } else if (const long long* const wide = std::get_if<long long>(&value)) {
+        if (auto* const receiver = dynamic_cast<ObserverNumericInt64*>(observer)) receiver->notifyNewValue(*wide);
+    } else if (const auto* const text = std::get_if<std::string>(&value)) {
+        if (auto* const receiver = dynamic_cast<ObserverString*>(observer)) receiver->notifyNewValue(*text);
+    } else if (const auto* const numbers = std::get_if<std::vector<int>>(&value)) {
+        if (auto* const receiver = dynamic_cast<ObserverVectorNumericInteger*>(observer))
+            receiver->notifyIntegerVector(*numbers);
+    } else if (const auto* const texts = std::get_if<std::vector<std::string>>(&value)) {
+        if (auto* const receiver = dynamic_cast<ObserverVectorString*>(observer)) receiver->notifyStringVector(*texts);
+    }
+}
+
+}  // namespace
+
+class Model::Implementation final : public RootInterface {
+  public:
+    // One key, and the object that clients get for it. It lives as long as the model, so that a client that
+    // keeps the object too long reads an old value rather than freed memory.
+    struct Key final : public BizValue {
+        Key(Implementation& owner, KeyDefinition keyDefinition)
+            : model(owner), definition(std::move(keyDefinition)), value(definition.initial) {}
+
+        ObjectTypeSpec getType() override {
+            model.takeTime(*this);
+            const std::lock_guard lock(model.m_mutex);
+            return definition.type;
+        }
+
+        int getInteger() override {
+            int out = 0;
+            model.read(*this, out);
+            return out;
+        }
+        long long getInt64() override {
+            long long out = 0;
+            model.read(*this, out);
+            return out;
+        }
+        int getString(std::string& out) override { return model.read(*this, out); }
+        int getIntegerVector(std::vector<int>& out) override { return model.read(*this, out); }
+        int getStringVector(std::vector<std::string>& out) override { return model.read(*this, out); }
+
+        int setInteger(int written) override { return model.write(*this, written, written); }
+        int setInt64(long long written) override { return model.write(*this, written, written); }
+        int setString(const std::string& written) override { return model.write(*this, written, written); }
+        int setIntegerVector(const std::map<int, int>& written) override {
+            return model.write(*this, written, inOrder(written));
+        }
+        int setStringVector(const std::map<int, std::string>& written) override {
+            return model.write(*this, written, inOrder(written));
+        }
+
+        Implementation& model;
+        KeyDefinition definition;
+        Value value;
+        bool offered = true;
+        KeyFaults faults;
+        unsigned connectAttempts = 0;
+        std::vector<Written> writes;
+        std::vector<Observer*> observers;
+        Clock::time_point lastDue{};
+    };
+
+    explicit Implementation(std::vector<KeyDefinition> catalogue) : m_catalogue(std::move(catalogue)) {
+        for (const KeyDefinition& definition : m_catalogue) m_keys.emplace(std::piecewise_construct,
+            std::forward_as_tuple(definition.name), std::forward_as_tuple(*this, definition));
+        m_thread = std::thread([this] { deliver(); });
+    }
+
+    ~Implementation() {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_ending = true;
+        }
+        m_changed.notify_all();
+        m_thread.join();
+    }
+
+    int connectValue(const std::string& name, Observer* observer, BizValue*& value) override {
+        Key* const found = lookUp(name);
+        if (found == nullptr) return STATUS_UNKNOWN_KEY;
+        Key& key = *found;
+        takeTime(key);
+        const std::lock_guard lock(m_mutex);
+        ++key.connectAttempts;
+        if (!key.offered) return STATUS_UNAVAILABLE;
+        if (key.faults.connectStatus != 0) return key.faults.connectStatus;
+        if (key.faults.connectYieldsNothing) {
+            value = nullptr;
+            return 0;
+        }
+        const auto subscribed = std::find(key.observers.begin(), key.observers.end(), observer);
+        if (observer != nullptr && subscribed == key.observers.end()) key.observers.push_back(observer);
+        value = &key;
+        return 0;
+    }
+
+    int disconnectValue(const std::string& name, Observer* observer, BizValue* value) override {
+        std::unique_lock lock(m_mutex);
+        const auto found = m_keys.find(name);
+        if (found == m_keys.end()) return STATUS_UNKNOWN_KEY;
+        std::vector<Observer*>& observers = found->second.observers;
+        const auto subscribed = std::find(observers.begin(), observers.end(), observer);
+        if (subscribed == observers.end() || value != &found->second) return STATUS_UNAVAILABLE;
+        observers.erase(subscribed);
+        if (std::this_thread::get_id() != m_thread.get_id())
+            m_changed.wait(lock, [&] { return m_called != observer; });
+        return 0;
+    }
+
+    // The television's side
+
+    Key& at(const std::string& name) {
+        const auto found = m_keys.find(name);
+        if (found == m_keys.end()) throw std::out_of_range("the model has no key '" + name + "'");
+        return found->second;
+    }
+
+    void change(Key& key, const Value& value) {
+        if (key.value == value) return;
+        key.value = value;
+        if (m_listener) m_listener(key.definition.name, value);
+        announce(key);
+    }
+
+    void announce(Key& key) { enqueue(key, key.value); }
+
+    void announceAvailability(Key& key) { enqueue(key, key.offered); }
+
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    const std::vector<KeyDefinition> m_catalogue;
+    std::map<std::string, Key> m_keys;
+    std::function<void(const std::string&, const Value&)> m_listener;
+    std::chrono::milliseconds m_delay = NOTIFICATION_DELAY;
+
+    void setHeld(bool held, Order order) {
+        m_held = held;
+        if (!held && order == Order::REVERSED) std::reverse(m_events.begin(), m_events.end());
+        m_changed.notify_all();
+    }
+
+    void forgetEvents() { m_events.clear(); }
+
+    bool settle(std::chrono::milliseconds limit) {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, limit,
+                                  [this] { return (m_held || m_events.empty()) && m_called == nullptr && !m_busy; });
+    }
+
+  private:
+    struct Event {
+        Key* key;
+        std::variant<Value, bool> news;  // the value, or whether the key is available
+        Clock::time_point due;
+    };
+
+    Key* lookUp(const std::string& name) {
+        const std::lock_guard lock(m_mutex);
+        const auto found = m_keys.find(name);
+        return found != m_keys.end() ? &found->second : nullptr;
+    }
+
+    void takeTime(const Key& key) {
+        std::chrono::milliseconds delay;
+        {
+            const std::lock_guard lock(m_mutex);
+            delay = key.faults.answerDelay;
+        }
+        if (delay.count() > 0) std::this_thread::sleep_for(delay);
+    }
+
+    template <typename T>
+    int read(const Key& key, T& out) {
+        takeTime(key);
+        const std::lock_guard lock(m_mutex);
+        const T* const value = std::get_if<T>(&key.value);
+        if (value == nullptr) return BizValue::WRONG_TYPE;
+        if (!key.offered) return STATUS_UNAVAILABLE;
+        if (key.faults.readStatus != 0) return key.faults.readStatus;
+        out = *value;
+        return 0;
+    }
+
+    int write(Key& key, const Written& written, const Value& value) {
+        takeTime(key);
+        const std::lock_guard lock(m_mutex);
+        if (!fits(key.definition.type, value)) return BizValue::WRONG_TYPE;
+        if (!key.offered) return STATUS_UNAVAILABLE;
+        key.writes.push_back(written);
+        if (key.faults.refuseWrites) return STATUS_UNAVAILABLE;
+        if (!isInRange(key.definition, value)) return STATUS_OUT_OF_RANGE;
+        if (key.faults.keepValue) {
+            announce(key);
+        } else {
+            change(key, value);
+        }
+        return 0;
+    }
+
+    // Behind every event that is due earlier or at the same time, and behind every event of the same key.
+    template <typename News>
+    void enqueue(Key& key, const News& news) {
+        if (key.faults.dropNotifications > 0) {
+            --key.faults.dropNotifications;
+            return;
+        }
+        key.lastDue = std::max(key.lastDue, Clock::now() + m_delay + key.faults.notificationDelay);
+        const auto later = std::find_if(m_events.begin(), m_events.end(),
+                                        [&](const Event& event) { return event.due > key.lastDue; });
+        m_events.insert(later, 1 + key.faults.repeatNotifications, Event{&key, news, key.lastDue});
+        m_changed.notify_all();
+    }
+
+    // The model thread.
+    void deliver() {
+        std::unique_lock lock(m_mutex);
+        while (!m_ending) {
+            if (m_held || m_events.empty()) {
+                m_changed.wait(lock);
+            } else if (const auto due = m_events.front().due; Clock::now() < due) {
+                m_changed.wait_until(lock, due);
+            } else {
+                const Event event = std::move(m_events.front());
+                m_events.pop_front();
+                deliver(event, lock);
+            }
+        }
+    }
+
+    void deliver(const Event& event, std::unique_lock<std::mutex>& lock) {
+        m_busy = true;
+        const std::vector<Observer*> observers = event.key->observers;
+        for (Observer* const observer : observers) {
+            const std::vector<Observer*>& now = event.key->observers;
+            if (std::find(now.begin(), now.end(), observer) == now.end()) continue;
+            m_called = observer;
+            lock.unlock();
+            if (const bool* const available = std::get_if<bool>(&event.news)) {
+                observer->notifyAvailability(*available);
+            } else {
+                notify(observer, std::get<Value>(event.news));
+            }
+            lock.lock();
+            m_called = nullptr;
+            m_changed.notify_all();
+        }
+        m_busy = false;
+        m_changed.notify_all();
+    }
+
+    std::deque<Event> m_events;
+    bool m_held = false;
+    bool m_busy = false;
+    Observer* m_called = nullptr;
+    bool m_ending = false;
+    std::thread m_thread;
+};
+
+Model::Model(std::vector<KeyDefinition> catalogue)
+    : m_implementation(std::make_unique<Implementation>(std::move(catalogue))) {}
+
+Model::~Model() = default;
+
+void Model::reset() {
+    Implementation& model = *m_implementation;
+    const std::lock_guard lock(model.m_mutex);
+    model.forgetEvents();
+    model.setHeld(false, Order::AS_THEY_CAME);
+    model.m_delay = NOTIFICATION_DELAY;
+    for (auto& [name, key] : model.m_keys) {
+        key.faults = KeyFaults();
+        key.offered = true;
+        key.connectAttempts = 0;
+        key.writes.clear();
+        key.lastDue = {};
+    }
+    for (const KeyDefinition& definition : model.m_catalogue) {
+        Implementation::Key& key = model.at(definition.name);
+        key.definition = definition;
+        if (key.value == definition.initial) continue;
+        key.value = definition.initial;
+        if (model.m_listener) model.m_listener(definition.name, key.value);
+    }
+}
+
+std::vector<KeyDefinition> Model::keys() const {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    std::vector<KeyDefinition> definitions;
+    for (const auto& [name, key] : m_implementation->m_keys) definitions.push_back(key.definition);
+    return definitions;
+}
+
+void Model::define(const KeyDefinition& definition) {
+    if (!fits(definition.type, definition.initial))
+        throw std::invalid_argument("the initial value of '" + definition.name + "' is of another type");
+    const std::lock_guard lock(m_implementation->m_mutex);
+    const auto [position, added] = m_implementation->m_keys.try_emplace(definition.name, *m_implementation, definition);
+    if (added) return;
+    position->second.definition = definition;
+    position->second.value = definition.initial;
+}
+
+Value Model::value(const std::string& key) const {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    return m_implementation->at(key).value;
+}
+
+void Model::set(const std::string& key, const Value& value) {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    Implementation::Key& changed = m_implementation->at(key);
+    if (!fits(changed.definition.type, value))
+        throw std::invalid_argument("a value of another type than '" + key + "' has");
+    m_implementation->change(changed, value);
+}
+
+void Model::announce(const std::string& key) {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    m_implementation->announce(m_implementation->at(key));
+}
+
+void Model::withdraw(const std::string& key) {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    m_implementation->at(key).offered = false;
+    m_implementation->announceAvailability(m_implementation->at(key));
+}
+
+void Model::offer(const std::string& key) {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    m_implementation->at(key).offered = true;
+    m_implementation->announceAvailability(m_implementation->at(key));
+}
+
+void Model::setFaults(const std::string& key, const KeyFaults& faults) {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    m_implementation->at(key).faults = faults;
+}
+
+void Model::setNotificationDelay(std::chrono::milliseconds delay) {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    m_implementation->m_delay = delay;
+}
+
+void Model::holdNotifications() {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    m_implementation->setHeld(true, Order::AS_THEY_CAME);
+}
+
+void Model::releaseNotifications(Order order) {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    m_implementation->setHeld(false, order);
+}
+
+bool Model::settle(std::chrono::milliseconds limit) { return m_implementation->settle(limit); }
+
+unsigned Model::connectAttempts(const std::string& key) const {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    return m_implementation->at(key).connectAttempts;
+}
+
+std::vector<Written> Model::writes(const std::string& key) const {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    return m_implementation->at(key).writes;
+}
+
+unsigned Model::subscribers(const std::string& key) const {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    return static_cast<unsigned>(m_implementation->at(key).observers.size());
+}
+
+void Model::onChange(std::function<void(const std::string&, const Value&)> listener) {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    m_implementation->m_listener = std::move(listener);
+}
+
+RootInterface* Model::root() { return m_implementation.get(); }
+
+}  // namespace simulated

@@ -1,0 +1,154 @@
+#include "platform_adaptation/system_access/value_access.h"
+
+#include <utility>
+
+#include "lomodelapi/biz_value.h"
+#include "lomodelapi/root_interface.h"
+#include "shared_member.h"
+#include "status.h"
+
+#define LOG_TAG "[Platform Adaptation]"
+#include "log.h"
+
+using namespace lomodelapi;
+
+namespace {
+
+constexpr char MISSING[] = "missing";
+
+// The type of object that a kind of observer follows, and the kind's name in the log.
+template <typename Observer>
+struct Kind;
+
+template <>
+struct Kind<ObserverNumericInteger> {
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_NUMERIC_INTEGER;
+    static constexpr char NAME[] = "ObserverNumericInteger";
+};
+
+template <>
+struct Kind<ObserverNumericInt64> {
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_NUMERIC_INT64;
+    static constexpr char NAME[] = "ObserverNumericInt64";
+};
+
+template <>
+struct Kind<ObserverString> {
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_STRING;
+    static constexpr char NAME[] = "ObserverString";
+};
+
+template <>
+struct Kind<ObserverVectorNumericInteger> {
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_VECTOR_NUMERIC_INTEGER;
+    static constexpr char NAME[] = "ObserverVectorNumericInteger";
+};
+
+template <>
+struct Kind<ObserverVectorString> {
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_VECTOR_STRING;
+    static constexpr char NAME[] = "ObserverVectorString";
+};
+
+template <typename T>
+void assign(ValueObject& object, const T& value) {
+    object = value;
+}
+
+template <typename T>
+void assign(ValueObject& object, const std::vector<T>& list) {
+    object.kind = ValueObject::TYPE_VECTOR;
+    object.items.reserve(list.size());
+    for (const T& element : list) object.items.emplace_back(element);
+}
+
+}  // namespace
+
+void ValueHandler::logNoObserver(const void* handler, const void* owner, const void* callback) {
+    LOG_AT(logging::LEVEL_ERROR, "onNewValue", "No Observer for %p,  %p, %p\n", handler, owner, callback);
+}
+
+template <typename Observer>
+ValueAccessT<Observer>::ValueAccessT(std::string name) : ValueAccessBase(name) {}
+
+template <typename Observer>
+ValueAccessT<Observer>::ValueAccessT(std::string name, std::shared_ptr<ValueHandler> handler) : ValueAccessBase(name) {
+    m_handler = std::move(handler);
+}
+
+template <typename Observer>
+ValueAccessT<Observer>::~ValueAccessT() {
+    if (isConnected()) detach(this);
+}
+
+template <typename Observer>
+int ValueAccessT<Observer>::connect(int timeoutMs) {
+    if (m_name == MISSING) {
+        LOG_ERROR("Value is '%s\n", MISSING);
+        return STATUS_MISSING;
+    }
+    storeShared(m_connectTimeout, timeoutMs);
+    if (isConnected()) return STATUS_OK;
+
+    RootInterface* const root = getRootInterface();
+    int status = STATUS_OK;
+    BizValue* const value = attach(root, this, timeoutMs, status);
+    if (value == nullptr) {
+        LOG_ERROR("Failed %d\n", status);
+        return STATUS_NOT_CONNECTED;
+    }
+    if (const ObjectTypeSpec type = value->getType(); type != Kind<Observer>::TYPE) {
+        LOG_ERROR("Observer Type not match for %s,( %d ) vs %s.\n", m_name.c_str(), type, Kind<Observer>::NAME);
+        root->disconnectValue(getName(), this, value);
+        return STATUS_TYPE_MISMATCH;
+    }
+    storeShared(m_value, value);
+    return STATUS_OK;
+}
+
+template <typename Observer>
+int ValueAccessT<Observer>::disconnect() {
+    detach(this);
+    return STATUS_OK;
+}
+
+// The five notifications, each under the name by which the model called it.
+template <typename T>
+void ValueAccessBase::deliver(const T& value, const char* function) {
+    LOG_ENTER_AS(function);
+    if (!hasHandler()) return;
+    ValueObject object;
+    assign(object, value);
+    onNewValue(object);
+}
+
+template <typename Observer>
+void ValueAccessT<Observer>::notifyNewValue(int value) {
+    deliver(value, __func__);
+}
+
+template <typename Observer>
+void ValueAccessT<Observer>::notifyNewValue(long long value) {
+    deliver(value, __func__);
+}
+
+template <typename Observer>
+void ValueAccessT<Observer>::notifyNewValue(const std::string& value) {
+    deliver(value, __func__);
+}
+
+template <typename Observer>
+void ValueAccessT<Observer>::notifyIntegerVector(const std::vector<int>& value) {
+    deliver(value, __func__);
+}
+
+template <typename Observer>
+void ValueAccessT<Observer>::notifyStringVector(const std::vector<std::string>& value) {
+    deliver(value, __func__);
+}
+
+template class ValueAccessT<ObserverNumericInteger>;
+template class ValueAccessT<ObserverNumericInt64>;
+template class ValueAccessT<ObserverString>;
+template class ValueAccessT<ObserverVectorNumericInteger>;
+template class ValueAccessT<ObserverVectorString>;

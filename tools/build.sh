@@ -1,0 +1,59 @@
+# What ./run and ./test share: Debian packages, and quiet builds of a preset. To be sourced in the project's folder.
+
+# What builds and runs everything on the building machine.
+BUILD_PACKAGES=(
+    g++ cmake ninja-build ccache pkg-config
+    libboost-dev                # boost::shared_ptr, which the platform's interfaces take
+    libtomlplusplus-dev         # the catalogue of keys
+    libcli11-dev                # command lines
+    libpng-dev                  # saved pictures
+    libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev  # the video pipeline's decoder
+    gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav  # the formats that it plays
+    googletest                  # tests, built from source
+)
+
+# What only the tests need.
+TEST_PACKAGES=(
+    gstreamer1.0-tools          # makes the films that the tests play
+    crossbuild-essential-armhf qemu-user  # the television's processor
+)
+
+install_packages() {
+    local package missing=()
+    for package in "$@"; do
+        [[ $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) == installed ]] || missing+=("$package")
+    done
+    [[ ${#missing[@]} == 0 ]] && return
+    echo "Installing ${missing[*]}"
+    local as_root=()
+    if [[ $EUID != 0 ]]; then
+        command -v sudo >/dev/null || { echo "These packages are missing; install them as root." >&2; return 1; }
+        as_root=(sudo)
+    fi
+    quietly "${as_root[@]}" apt-get update
+    quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"
+}
+
+# Runs a command and shows what it printed only if it fails.
+quietly() {
+    local output
+    output=$(mktemp)
+    if "$@" >"$output" 2>&1 </dev/null; then
+        rm -f "$output"
+    else
+        local status=$?
+        cat "$output" >&2
+        rm -f "$output"
+        echo "failed: $*" >&2
+        return $status
+    fi
+}
+
+# build PRESET [TARGET...]
+build() {
+    local preset=$1
+    shift
+    echo "Building $preset"
+    quietly cmake --preset "$preset"
+    quietly cmake --build --preset "$preset" ${1:+--target "$@"}
+}
