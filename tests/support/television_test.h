@@ -1,0 +1,38 @@
+// A test against the simulated television: freshly switched on, without a picture, its log recorded.
+#ifndef TESTS_TELEVISION_TEST_H
+#define TESTS_TELEVISION_TEST_H
+
+#include <gtest/gtest.h>
+
+#include "log_recorder.h"
+#include "simulated/television.h"
+
+namespace tests {
+
+class TelevisionTest : public testing::Test {
+  protected:
+    ~TelevisionTest() override {
+        television.video().stop();
+        television.reset();
+    }
+
+    simulated::Television& television = switchedOn();
+    simulated::Model& model = television.model();
+    LogRecorder log;
+
+    static simulated::Television& switchedOn() {
+        simulated::Television& fresh = simulated::Television::instance();
+        fresh.reset();
+        return fresh;
+    }
+
+    static constexpr char BRIGHTNESS[] = "dovra.sl2.i32.video.brightness";
+    static constexpr char SOURCE[] = "dovra.sl2.str.source.current.path";
+    static constexpr char PQ_SETTING[] = "dovra.sl2.vint.video.aipq.pq.setting";
+    static constexpr char PLAY_ATTRIBUTES[] = "dovra.sl2.vstr.tvservice.play.main";
+    static constexpr char SWITCH_ACTION[] = "dovra.sl2.action.source.switch";
+};
+
+}  // namespace tests
+
+#endif

@@ -1,0 +1,133 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+#include "catalogue.h"
+
+using simulated::KeyDefinition;
+using simulated::parseCatalogue;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+std::string errorOf(const std::string& text) {
+    try {
+        parseCatalogue(text, "my.toml");
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+std::string keyWith(const std::string& lines) {
+    return "[[key]]\nname = \"a.key\"\nmeaning = \"something\"\n" + lines;
+}
+
+TEST(TheCatalogue, HasEveryKeyThatTheLibraryUses) {
+    const char* const names[] = {"dovra.sl2.i32.video.ai.pq.switch",
+                                 "dovra.sl2.i32.video.aipq.user.switch.osd",
+                                 "dovra.sl2.i32.video.ai.pq.available",
+                                 "dovra.sl2.str.source.current.path",
+                                 "dovra.sl2.str.video.format.info",
+                                 "dovra.sl2.mpctrl.i32.media.stream.encrypted",
+                                 "dovra.sl2.vstr.tvservice.play.main",
+                                 "dovra.sl2.str.servicemode.videoinfo.hdrtype",
+                                 "dovra.sl2.i32.video.enum.instant.game.response",
+                                 "dovra.sl2.i32.video.aipq.supported",
+                                 "dovra.sl2.i32.video.brightness",
+                                 "dovra.sl2.i32.video.contrast",
+                                 "dovra.sl2.i32.video.colour.intensity",
+                                 "dovra.sl2.i32.video.sharpness",
+                                 "dovra.sl2.i32.video.enum.memc",
+                                 "dovra.sl2.i32.video.enum.dnc",
+                                 "dovra.sl2.i32.video.color.tuner",
+                                 "dovra.sl2.i32.video.color.tuner.luma",
+                                 "dovra.sl2.i32.video.color.tuner.sat",
+                                 "dovra.sl2.i32.video.color.tuner.hue",
+                                 "dovra.sl2.vint.video.aipq.pq.setting",
+                                 "dovra.sl2.action.source.switch",
+                                 "dovra.sl2.i32.tvservice.no-banner"};
+    const std::vector<KeyDefinition> keys = simulated::loadCatalogue();
+    for (const char* const name : names) {
+        EXPECT_TRUE(std::any_of(keys.begin(), keys.end(), [&](const KeyDefinition& key) {
+            return key.name == name;
+        })) << name;
+    }
+    EXPECT_EQ(keys.size(), std::size(names));
+}
+
+TEST(TheCatalogue, SaysWhatEachKeyMeans) {
+    for (const KeyDefinition& key : simulated::loadCatalogue()) {
+        EXPECT_FALSE(key.meaning.empty()) << key.name;
+        EXPECT_FALSE(key.group.empty()) << key.name;
+    }
+}
+
+TEST(TheCatalogue, CanBeReplacedByAFile) {
+    const std::string path = testing::TempDir() + "catalogue_test.toml";
+    std::ofstream(path) << keyWith("type = \"int64\"\ndefault = 5000000000\n");
+    setenv("AIPQ_TV_CATALOGUE", path.c_str(), 1);
+    const std::vector<KeyDefinition> keys = simulated::loadCatalogue();
+    unsetenv("AIPQ_TV_CATALOGUE");
+    std::remove(path.c_str());
+    ASSERT_EQ(keys.size(), 1U);
+    EXPECT_EQ(keys[0].type, lomodelapi::OBJECT_TYPE_NUMERIC_INT64);
+    EXPECT_EQ(std::get<long long>(keys[0].initial), 5000000000LL);
+}
+
+TEST(TheCatalogue, ThatCannotBeReadIsNamed) {
+    setenv("AIPQ_TV_CATALOGUE", "/nowhere/catalogue.toml", 1);
+    EXPECT_THROW(
+        try { simulated::loadCatalogue(); } catch (const std::runtime_error& error) {
+            EXPECT_STREQ(error.what(), "/nowhere/catalogue.toml: cannot be read");
+            throw;
+        },
+        std::runtime_error);
+    unsetenv("AIPQ_TV_CATALOGUE");
+}
+
+struct Malformed {
+    std::string text;
+    std::string message;
+};
+
+class AMalformedCatalogue : public testing::TestWithParam<Malformed> {};
+
+TEST_P(AMalformedCatalogue, IsRefusedWithLineColumnAndReason) {
+    const std::string message = errorOf(GetParam().text);
+    EXPECT_THAT(message, StartsWith("my.toml:"));
+    EXPECT_THAT(message, HasSubstr(GetParam().message));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, AMalformedCatalogue,
+    testing::Values(
+        Malformed{"", "1:1: no [[key]]"}, Malformed{"key = 3\n", "no [[key]]"},
+        Malformed{"key = [3]\n", "1:8: 'key' is no table"}, Malformed{"[[key]\n", "my.toml:1:"},
+        Malformed{"[[key]]\n", "1:1: a key without 'name'"},
+        Malformed{"[[key]]\nname = 3\n", "2:8: 'name' is no text"},
+        Malformed{keyWith("default = 1\n"), "without 'type'"},
+        Malformed{keyWith("type = \"integer\"\n"), "without 'default'"},
+        Malformed{keyWith("type = \"number\"\ndefault = 1\n"), "4:8: unknown type 'number'"},
+        Malformed{keyWith("type = \"integer\"\ndefault = \"1\"\n"), "5:11: no number of this type"},
+        Malformed{keyWith("type = \"integer\"\ndefault = 2147483648\n"), "5:11: no number of this type"},
+        Malformed{keyWith("type = \"integer\"\ndefault = 1.5\n"), "5:11: no number of this type"},
+        Malformed{keyWith("type = \"string\"\ndefault = 1\n"), "5:11: no text"},
+        Malformed{keyWith("type = \"integers\"\ndefault = 1\n"), "5:11: 'default' is no list"},
+        Malformed{keyWith("type = \"strings\"\ndefault = [1]\n"), "5:12: no text"},
+        Malformed{keyWith("type = \"action\"\ndefault = 1\n"), "5:11: an action has no default"},
+        Malformed{keyWith("type = \"integer\"\ndefault = 1\nrange = 5\n"), "6:9: 'range' is"},
+        Malformed{keyWith("type = \"integer\"\ndefault = 1\nrange = [1]\n"), "6:9: 'range' is"},
+        Malformed{keyWith("type = \"string\"\ndefault = \"\"\nrange = [1, 2]\n"), "6:9: 'range' is"},
+        Malformed{keyWith("type = \"integer\"\ndefault = 3\nrange = [1, 2]\n"), "out of this range"},
+        Malformed{keyWith("type = \"integer\"\ndefault = 1\ncolour = 1\n"), "6:1: unknown entry 'colour'"},
+        Malformed{keyWith("type = \"action\"\n") + keyWith("type = \"action\"\n"), "stands twice"}));
+
+}  // namespace

@@ -1,0 +1,1213 @@
+#include "platform_adaptation/system_access/value_access.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <climits>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "lomodelapi/object_type_spec.h"
+#include "lomodelapi/observer.h"
+#include "platform_adaptation/system_access/value_handler.h"
+#include "television_test.h"
+
+using namespace lomodelapi;
+using namespace std::chrono_literals;
+using simulated::KeyFaults;
+using simulated::Value;
+using testing::Each;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using testing::Pair;
+using tests::LogLine;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using IntegerAccess = ValueAccessT<ObserverNumericInteger>;
+using Int64Access = ValueAccessT<ObserverNumericInt64>;
+using StringAccess = ValueAccessT<ObserverString>;
+using IntegersAccess = ValueAccessT<ObserverVectorNumericInteger>;
+using StringsAccess = ValueAccessT<ObserverVectorString>;
+
+constexpr char FILE_NAME[] = "value_access.cpp";
+constexpr char BASE_FILE_NAME[] = "value_access_base.cpp";
+
+// Whether `condition` comes true in a time that no working television exceeds.
+bool eventually(const std::function<bool()>& condition) {
+    const auto limit = Clock::now() + 30s;
+    while (!condition()) {
+        if (Clock::now() > limit) return false;
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
+class Event {
+  public:
+    void set() {
+        const std::lock_guard lock(m_mutex);
+        m_isSet = true;
+        m_changed.notify_all();
+    }
+
+    bool wait() {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, 30s, [this] { return m_isSet; });
+    }
+
+  private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_isSet = false;
+};
+
+// Keeps the values that it gets.
+class Recorder : public ValueHandler {
+  public:
+    void onNewValue(const ValueObject& value) override {
+        const std::lock_guard lock(m_mutex);
+        m_values.push_back(value);
+    }
+
+    std::vector<ValueObject> values() const {
+        const std::lock_guard lock(m_mutex);
+        return m_values;
+    }
+
+    // As kind and text.
+    std::vector<std::pair<int, std::string>> received() const {
+        std::vector<std::pair<int, std::string>> all;
+        for (const ValueObject& value : values()) all.emplace_back(value.type(), value.convertToStringType());
+        return all;
+    }
+
+    std::vector<std::string> texts() const {
+        std::vector<std::string> all;
+        for (const ValueObject& value : values()) all.push_back(value.convertToStringType());
+        return all;
+    }
+
+  private:
+    mutable std::mutex m_mutex;
+    std::vector<ValueObject> m_values;
+};
+
+// Calls a function of the test's.
+class Calling : public ValueHandler {
+  public:
+    explicit Calling(std::function<void(const ValueObject&)> function) : m_function(std::move(function)) {}
+    void onNewValue(const ValueObject& value) override { m_function(value); }
+
+  private:
+    std::function<void(const ValueObject&)> m_function;
+};
+
+// Stays in its call until it is let go.
+struct Stay {
+    Event entered;
+    Event mayLeave;
+    std::atomic<bool> left{false};
+    std::atomic<bool> destroyedInside{false};
+};
+
+class Staying : public ValueHandler {
+  public:
+    explicit Staying(std::shared_ptr<Stay> stay) : m_stay(std::move(stay)) {}
+    ~Staying() override { m_stay->destroyedInside = m_inside.load(); }
+
+    void onNewValue(const ValueObject&) override {
+        const std::shared_ptr<Stay> stay = m_stay;
+        m_inside = true;
+        stay->entered.set();
+        stay->mayLeave.wait();
+        if (!stay->destroyedInside) m_inside = false;
+        stay->left = true;
+    }
+
+  private:
+    std::shared_ptr<Stay> m_stay;
+    std::atomic<bool> m_inside{false};
+};
+
+class AccessTest : public tests::TelevisionTest {
+  protected:
+    void SetUp() override { define(KEY, OBJECT_TYPE_NUMERIC_INTEGER, 0); }
+
+    void define(const std::string& key, ObjectTypeSpec type, const Value& value) {
+        model.define({"", key, type, value, {}, ""});
+    }
+
+    void refuse(int status) {
+        KeyFaults faults;
+        faults.connectStatus = status;
+        model.setFaults(KEY, faults);
+    }
+
+    static LogLine error(const char* function, const std::string& message) {
+        return {tests::ERROR, FILE_NAME, function, message};
+    }
+
+    static constexpr char KEY[] = "test.access.value";
+};
+
+// The position of a virtual operation in its class's virtual table.
+template <typename Function, typename Class>
+std::size_t slotOf(Function Class::*operation) {
+    std::uintptr_t words[2];
+    static_assert(sizeof operation == sizeof words);
+    std::memcpy(words, &operation, sizeof words);
+#if defined(__arm__) || defined(__aarch64__)
+    const bool isVirtual = (words[1] & 1U) != 0;
+    const std::uintptr_t offset = words[0];
+#else
+    const bool isVirtual = (words[0] & 1U) != 0;
+    const std::uintptr_t offset = words[0] - 1;
+#endif
+    EXPECT_TRUE(isVirtual);
+    return offset / sizeof(void*);
+}
+
+// The interfaces
+
+TEST(TheAccessorInterface, HasItsOperationsInOrder) {
+    using Base = ValueAccessBase;
+    EXPECT_TRUE(std::has_virtual_destructor_v<Base>);
+    // A virtual destructor takes two slots.
+    const std::vector<std::size_t> slots{
+        slotOf<void(std::shared_ptr<ValueHandler>)>(&Base::setNewValueHandler),
+        slotOf<int(int)>(&Base::connect),
+        slotOf<int()>(&Base::disconnect),
+        slotOf<int()>(&Base::getType),
+        slotOf<std::string()>(&Base::getName),
+        slotOf<int(std::string&)>(&Base::getValue),
+        slotOf<int(int&)>(&Base::getValue),
+        slotOf<int(long long&)>(&Base::getValue),
+        slotOf<int(std::vector<std::string>&)>(&Base::getValue),
+        slotOf<int(std::vector<int>&)>(&Base::getValue),
+        slotOf<int(const std::string&)>(&Base::setValue),
+        slotOf<int(int)>(&Base::setValue),
+        slotOf<int(long long)>(&Base::setValue),
+        slotOf<int(const std::vector<std::string>&)>(&Base::setValue),
+        slotOf<int(const std::vector<int>&)>(&Base::setValue),
+        slotOf<void(const ValueObject&)>(&Base::onNewValue),
+    };
+    EXPECT_THAT(slots, ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17));
+}
+
+TEST(TheObserverInterfaces, HaveTheirDestructorADefaultOperationAndTheNotificationInThisOrder) {
+    EXPECT_TRUE(std::has_virtual_destructor_v<Observer>);
+    EXPECT_EQ(slotOf(&Observer::notifyAvailability), 2U);
+    EXPECT_EQ(slotOf(&ObserverNumericInteger::notifyNewValue), 3U);
+    EXPECT_EQ(slotOf(&ObserverNumericInt64::notifyNewValue), 3U);
+    EXPECT_EQ(slotOf(&ObserverString::notifyNewValue), 3U);
+    EXPECT_EQ(slotOf(&ObserverVectorNumericInteger::notifyIntegerVector), 3U);
+    EXPECT_EQ(slotOf(&ObserverVectorString::notifyStringVector), 3U);
+}
+
+TEST(TheHandlerInterface, HasItsNotificationBeforeItsDestructor) {
+    EXPECT_TRUE(std::has_virtual_destructor_v<ValueHandler>);
+    EXPECT_TRUE(std::is_abstract_v<ValueHandler>);
+    EXPECT_EQ(slotOf(&ValueHandler::onNewValue), 0U);
+    EXPECT_EQ(sizeof(ValueHandler), sizeof(void*));
+}
+
+// What is the same for the five kinds of observer
+
+template <typename T>
+struct KindOf;
+
+template <>
+struct KindOf<ObserverNumericInteger> {
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_NUMERIC_INTEGER;
+    static constexpr char NAME[] = "ObserverNumericInteger";
+    static constexpr int VALUE_KIND = 1;
+    static constexpr char TEXT[] = "-60";
+    static Value initial() { return 0; }
+    static Value changed() { return -60; }
+};
+
+template <>
+struct KindOf<ObserverNumericInt64> {
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_NUMERIC_INT64;
+    static constexpr char NAME[] = "ObserverNumericInt64";
+    static constexpr int VALUE_KIND = 3;
+    static constexpr char TEXT[] = "-4294967297";
+    static Value initial() { return 0LL; }
+    static Value changed() { return -4294967297LL; }
+};
+
+template <>
+struct KindOf<ObserverString> {
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_STRING;
+    static constexpr char NAME[] = "ObserverString";
+    static constexpr int VALUE_KIND = 8;
+    static constexpr char TEXT[] = "HDMI2";
+    static Value initial() { return std::string("TV"); }
+    static Value changed() { return std::string("HDMI2"); }
+};
+
+template <>
+struct KindOf<ObserverVectorNumericInteger> {
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_VECTOR_NUMERIC_INTEGER;
+    static constexpr char NAME[] = "ObserverVectorNumericInteger";
+    static constexpr int VALUE_KIND = 10;
+    static constexpr char TEXT[] = "[3,4]";
+    static Value initial() { return std::vector<int>{1}; }
+    static Value changed() { return std::vector<int>{3, 4}; }
+};
+
+template <>
+struct KindOf<ObserverVectorString> {
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_VECTOR_STRING;
+    static constexpr char NAME[] = "ObserverVectorString";
+    static constexpr int VALUE_KIND = 10;
+    static constexpr char TEXT[] = "[play,0,]";
+    static Value initial() { return std::vector<std::string>{}; }
+    static Value changed() { return std::vector<std::string>{"play", "0", ""}; }
+};
+
+// One call of the model's, and what becomes of it.
+template <typename Observer>
+struct Notification {
+    const char* function;
+    std::function<void(ValueAccessT<Observer>&)> call;
+    int kind;
+    const char* text;
+    std::vector<int> kindsOfItems;
+};
+
+template <typename Observer>
+class ATypedAccessor : public AccessTest {
+  protected:
+    void SetUp() override { define(KEY, KindOf<Observer>::TYPE, KindOf<Observer>::initial()); }
+
+    static std::vector<Notification<Observer>> everyNotification() {
+        using Access = ValueAccessT<Observer>;
+        return {
+            {"notifyNewValue", [](Access& access) { access.notifyNewValue(INT_MIN); }, 1, "-2147483648", {}},
+            {"notifyNewValue",
+             [](Access& access) { access.notifyNewValue(LLONG_MAX); },
+             3,
+             "9223372036854775807",
+             {}},
+            {"notifyNewValue",
+             [](Access& access) { access.notifyNewValue(std::string("HDMI1")); },
+             8,
+             "HDMI1",
+             {}},
+            {"notifyIntegerVector",
+             [](Access& access) {
+                 access.notifyIntegerVector({3, 4});
+             },
+             10,
+             "[3,4]",
+             {1, 1}},
+            {"notifyIntegerVector", [](Access& access) { access.notifyIntegerVector({}); }, 10, "[]", {}},
+            {"notifyStringVector",
+             [](Access& access) {
+                 access.notifyStringVector({"b", "", "a"});
+             },
+             10,
+             "[b,,a]",
+             {8, 8, 8}},
+            {"notifyStringVector", [](Access& access) { access.notifyStringVector({}); }, 10, "[]", {}},
+        };
+    }
+
+    const std::shared_ptr<Recorder> handler = std::make_shared<Recorder>();
+};
+
+using Observers = testing::Types<ObserverNumericInteger, ObserverNumericInt64, ObserverString,
+                                 ObserverVectorNumericInteger, ObserverVectorString>;
+TYPED_TEST_SUITE(ATypedAccessor, Observers);
+
+TYPED_TEST(ATypedAccessor, HasTheNotificationsBehindTheOperationsOfItsBase) {
+    using Access = ValueAccessT<TypeParam>;
+    const std::vector<std::size_t> slots{
+        slotOf<int(int)>(&Access::connect),
+        slotOf<int()>(&Access::disconnect),
+        slotOf<void(int)>(&Access::notifyNewValue),
+        slotOf<void(long long)>(&Access::notifyNewValue),
+        slotOf<void(const std::string&)>(&Access::notifyNewValue),
+        slotOf<void(const std::vector<int>&)>(&Access::notifyIntegerVector),
+        slotOf<void(const std::vector<std::string>&)>(&Access::notifyStringVector),
+    };
+    EXPECT_THAT(slots, ElementsAre(3, 4, 18, 19, 20, 21, 22));
+}
+
+TYPED_TEST(ATypedAccessor, IsItsBaseFirstAndAnObserverSecondAndNothingElse) {
+    using Access = ValueAccessT<TypeParam>;
+    const Access access(this->KEY);
+    const auto* const start = reinterpret_cast<const char*>(&access);
+    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ValueAccessBase*>(&access)), start);
+    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const TypeParam*>(&access)),
+              start + sizeof(ValueAccessBase));
+    EXPECT_EQ(sizeof(Access), sizeof(ValueAccessBase) + sizeof(TypeParam));
+}
+
+TYPED_TEST(ATypedAccessor, LeavesTheDefaultOperationOfTheObserver) {
+    using Access = ValueAccessT<TypeParam>;
+    EXPECT_TRUE((std::is_same_v<decltype(&Access::notifyAvailability), void (Observer::*)(bool)>));
+}
+
+TYPED_TEST(ATypedAccessor, DoesNotConnectWhenItIsCreatedOrDestroyed) {
+    {
+        const ValueAccessT<TypeParam> without(this->KEY);
+        const ValueAccessT<TypeParam> with(this->KEY, this->handler);
+    }
+    EXPECT_EQ(this->television.framework().lookups(), 0U);
+    EXPECT_EQ(this->model.connectAttempts(this->KEY), 0U);
+}
+
+TYPED_TEST(ATypedAccessor, HasItsNameAndSharesItsHandler) {
+    {
+        ValueAccessT<TypeParam> access(this->KEY, this->handler);
+        EXPECT_EQ(access.getName(), this->KEY);
+        EXPECT_EQ(this->handler.use_count(), 2);
+    }
+    EXPECT_EQ(this->handler.use_count(), 1);
+}
+
+TYPED_TEST(ATypedAccessor, ConnectsToAKeyOfItsType) {
+    ValueAccessT<TypeParam> access(this->KEY);
+    EXPECT_EQ(access.connect(0), 0);
+    EXPECT_EQ(access.getType(), KindOf<TypeParam>::TYPE);
+    EXPECT_EQ(this->model.subscribers(this->KEY), 1U);
+    EXPECT_THAT(this->log.lines(), IsEmpty());
+}
+
+TYPED_TEST(ATypedAccessor, RefusesAKeyOfAnyOtherType) {
+    const std::vector<std::pair<ObjectTypeSpec, Value>> everyType{
+        {OBJECT_TYPE_NONE, {}},
+        {OBJECT_TYPE_NUMERIC_INTEGER, 1},
+        {OBJECT_TYPE_STRING, std::string()},
+        {OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, std::vector<int>()},
+        {OBJECT_TYPE_VECTOR_STRING, std::vector<std::string>()},
+        {OBJECT_TYPE_ACTION, {}},
+        {OBJECT_TYPE_TABLE, {}},
+        {OBJECT_TYPE_VECTOR_INTEGER, {}},
+        {OBJECT_TYPE_NUMERIC_INT64, 1LL},
+    };
+    ValueAccessT<TypeParam> access(this->KEY);
+    for (const auto& [type, value] : everyType) {
+        if (type == KindOf<TypeParam>::TYPE) continue;
+        SCOPED_TRACE(type);
+        this->define(this->KEY, type, value);
+        this->log.clear();
+        EXPECT_EQ(access.connect(1000), 6);
+        EXPECT_THAT(this->log.lines(),
+                    ElementsAre(this->error(
+                        "connect", "Observer Type not match for " + std::string(this->KEY) + ",( " +
+                                       std::to_string(type) + " ) vs " + KindOf<TypeParam>::NAME + ".\n")));
+        EXPECT_EQ(this->model.subscribers(this->KEY), 0U);
+        EXPECT_EQ(access.getType(), 0);
+    }
+    // None of them was worth a second attempt.
+    EXPECT_EQ(this->model.connectAttempts(this->KEY), everyType.size() - 1);
+}
+
+TYPED_TEST(ATypedAccessor, HandsAChangeOfItsKeyToItsHandler) {
+    ValueAccessT<TypeParam> access(this->KEY, this->handler);
+    ASSERT_EQ(access.connect(0), 0);
+    this->model.set(this->KEY, KindOf<TypeParam>::changed());
+    ASSERT_TRUE(this->model.settle());
+    EXPECT_THAT(this->handler->received(),
+                ElementsAre(Pair(int{KindOf<TypeParam>::VALUE_KIND}, std::string(KindOf<TypeParam>::TEXT))));
+}
+
+TYPED_TEST(ATypedAccessor, MakesTheRightValueOfEveryNotification) {
+    ValueAccessT<TypeParam> access(this->KEY);
+    for (const auto& notification : this->everyNotification()) {
+        SCOPED_TRACE(notification.text);
+        const auto recorder = std::make_shared<Recorder>();
+        access.setNewValueHandler(recorder);
+        notification.call(access);
+        EXPECT_THAT(recorder->received(),
+                    ElementsAre(Pair(notification.kind, std::string(notification.text))));
+        std::vector<int> kindsOfItems;
+        const std::vector<ValueObject> values = recorder->values();
+        for (const ValueObject& item : values.at(0).items) kindsOfItems.push_back(item.type());
+        EXPECT_EQ(kindsOfItems, notification.kindsOfItems);
+    }
+}
+
+TYPED_TEST(ATypedAccessor, LogsTheEntryOfEveryNotificationAndOfItsDelivery) {
+    ValueAccessT<TypeParam> access(this->KEY, this->handler);
+    for (const auto& notification : this->everyNotification()) {
+        SCOPED_TRACE(notification.text);
+        this->log.clear();
+        notification.call(access);
+        EXPECT_EQ(this->log.countEnter(FILE_NAME, notification.function), 1U);
+        EXPECT_EQ(this->log.countEnter(BASE_FILE_NAME, "onNewValue"), 1U);
+        const std::vector<LogLine> lines = this->log.lines();
+        ASSERT_EQ(lines.size(), 2U);
+        EXPECT_EQ(lines.front().function, notification.function);
+    }
+}
+
+TYPED_TEST(ATypedAccessor, DropsEveryNotificationWithoutAHandler) {
+    ValueAccessT<TypeParam> access(this->KEY);
+    for (const auto& notification : this->everyNotification()) {
+        SCOPED_TRACE(notification.text);
+        this->log.clear();
+        notification.call(access);
+        EXPECT_EQ(this->log.countEnter(FILE_NAME, notification.function), 1U);
+        EXPECT_EQ(this->log.lines().size(), 1U);
+    }
+}
+
+TYPED_TEST(ATypedAccessor, DisconnectsWhenItIsDestroyed) {
+    using Access = ValueAccessT<TypeParam>;
+    const std::vector<std::function<void(Access*)>> ways{
+        [](Access* access) { delete access; },
+        [](Access* access) { delete static_cast<ValueAccessBase*>(access); },
+        [](Access* access) { delete static_cast<Observer*>(access); },
+    };
+    for (const auto& destroy : ways) {
+        auto access = std::make_unique<Access>(this->KEY, this->handler);
+        ASSERT_EQ(access->connect(0), 0);
+        ASSERT_EQ(this->model.subscribers(this->KEY), 1U);
+        destroy(access.release());
+        EXPECT_EQ(this->model.subscribers(this->KEY), 0U);
+        EXPECT_EQ(this->handler.use_count(), 1);
+    }
+}
+
+// Notifications
+
+using ANotification = AccessTest;
+
+TEST_F(ANotification, GoesThroughTheVirtualOperationOfTheAccessor) {
+    class Override : public IntegersAccess {
+      public:
+        using IntegersAccess::IntegersAccess;
+        void onNewValue(const ValueObject& value) override { texts.push_back(value.convertToStringType()); }
+        std::vector<std::string> texts;
+    };
+    const auto handler = std::make_shared<Recorder>();
+    Override access(KEY, handler);
+    access.notifyIntegerVector({3, 4});
+    access.notifyNewValue(5);
+    EXPECT_THAT(access.texts, ElementsAre("[3,4]", "5"));
+    EXPECT_THAT(handler->texts(), IsEmpty());
+    access.setNewValueHandler(nullptr);
+    access.notifyNewValue(6);
+    EXPECT_EQ(access.texts.size(), 2U);
+}
+
+TEST_F(ANotification, ReservesAListToItsLength) {
+    std::vector<std::size_t> capacities;
+    IntegersAccess access(KEY, std::make_shared<Calling>([&](const ValueObject& value) {
+                              capacities.push_back(value.items.capacity());
+                          }));
+    access.notifyIntegerVector({1, 2, 3, 4, 5});
+    access.notifyStringVector({"a", "b", "c"});
+    EXPECT_THAT(capacities, ElementsAre(5, 3));
+}
+
+TEST_F(ANotification, ArrivesOnAThreadOfTheModel) {
+    std::atomic<bool> onThisThread{true};
+    const auto caller = std::this_thread::get_id();
+    IntegerAccess access(KEY, std::make_shared<Calling>([&](const ValueObject&) {
+                             onThisThread = std::this_thread::get_id() == caller;
+                         }));
+    ASSERT_EQ(access.setValue(60), 0);
+    ASSERT_TRUE(model.settle());
+    EXPECT_FALSE(onThisThread);
+}
+
+TEST_F(ANotification, IsNotGivenForTheValueThatTheKeyHasAlready) {
+    const auto handler = std::make_shared<Recorder>();
+    IntegerAccess access(KEY, handler);
+    ASSERT_EQ(access.connect(0), 0);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->texts(), IsEmpty());
+}
+
+TEST_F(ANotification, ArrivesForEachChangeInOrder) {
+    const auto handler = std::make_shared<Recorder>();
+    IntegerAccess access(KEY, handler);
+    ASSERT_EQ(access.connect(0), 0);
+    std::vector<std::string> expected;
+    for (int value = 1; value <= 50; ++value) {
+        model.set(KEY, value);
+        expected.push_back(std::to_string(value));
+    }
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->texts(), ElementsAreArray(expected));
+}
+
+TEST_F(ANotification, ReachesEveryAccessorOfTheKey) {
+    const auto first = std::make_shared<Recorder>();
+    const auto second = std::make_shared<Recorder>();
+    IntegerAccess one(KEY, first);
+    IntegerAccess another(KEY, second);
+    ASSERT_EQ(one.connect(0), 0);
+    ASSERT_EQ(another.connect(0), 0);
+    EXPECT_EQ(model.subscribers(KEY), 2U);
+    model.set(KEY, 60);
+    ASSERT_TRUE(model.settle());
+    one.disconnect();
+    model.set(KEY, 61);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(first->texts(), ElementsAre("60"));
+    EXPECT_THAT(second->texts(), ElementsAre("60", "61"));
+}
+
+TEST_F(ANotification, IsNotMadeOfAChangeOfAvailability) {
+    const auto handler = std::make_shared<Recorder>();
+    IntegerAccess access(KEY, handler);
+    ASSERT_EQ(access.connect(0), 0);
+    model.withdraw(KEY);
+    model.offer(KEY);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->texts(), IsEmpty());
+    EXPECT_THAT(log.lines(), IsEmpty());
+    EXPECT_EQ(access.getType(), 1);
+    model.set(KEY, 60);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->texts(), ElementsAre("60"));
+}
+
+TEST_F(ANotification, ReachesAHandlerThatWasSetAfterConnecting) {
+    const auto handler = std::make_shared<Recorder>();
+    IntegerAccess access(KEY);
+    ASSERT_EQ(access.connect(0), 0);
+    access.setNewValueHandler(handler);
+    model.set(KEY, 60);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->texts(), ElementsAre("60"));
+}
+
+// Connecting
+
+struct Attempts {
+    int timeoutMs;
+    unsigned attempts;
+    unsigned pauses;
+};
+
+void PrintTo(const Attempts& row, std::ostream* out) {
+    *out << row.timeoutMs << " ms: " << row.attempts;
+}
+
+class ATimeOut : public AccessTest, public testing::WithParamInterface<Attempts> {};
+
+TEST_P(ATimeOut, GivesSoManyAttemptsEachFollowedByAPause) {
+    const auto [timeoutMs, attempts, pauses] = GetParam();
+    model.withdraw(KEY);
+    IntegerAccess access(KEY);
+    const auto start = Clock::now();
+    EXPECT_EQ(access.connect(timeoutMs), 5);
+    const auto elapsed = Clock::now() - start;
+    EXPECT_EQ(model.connectAttempts(KEY), attempts);
+    EXPECT_GE(elapsed, pauses * 100ms);
+    EXPECT_LT(elapsed, pauses * 100ms + 10s);
+}
+
+INSTANTIATE_TEST_SUITE_P(, ATimeOut,
+                         testing::Values(Attempts{1000, 10, 10}, Attempts{150, 2, 2}, Attempts{101, 2, 2},
+                                         Attempts{100, 1, 1}, Attempts{1, 1, 1}, Attempts{0, 1, 0},
+                                         Attempts{-1, 1, 0}, Attempts{-1000, 1, 0}, Attempts{INT_MIN, 1, 0}));
+
+class AConnection : public AccessTest {
+  protected:
+    // How many attempts the next read of an accessor that cannot connect makes.
+    unsigned attemptsOfARead(ValueAccessBase& access) {
+        const unsigned before = model.connectAttempts(KEY);
+        int number = 0;
+        EXPECT_EQ(access.getValue(number), 5);
+        return model.connectAttempts(KEY) - before;
+    }
+};
+
+TEST_F(AConnection, IsRefusedAtOnceWithoutATimeOut) {
+    model.withdraw(KEY);
+    IntegerAccess access(KEY);
+    for (const int timeoutMs : {0, -100}) {
+        // The quickest of several: a pause would be in every one of them.
+        auto quickest = Clock::duration::max();
+        for (int i = 0; i < 10; ++i) {
+            const auto start = Clock::now();
+            EXPECT_EQ(access.connect(timeoutMs), 5);
+            quickest = std::min(quickest, Clock::now() - start);
+        }
+        EXPECT_LT(quickest, 100ms);
+    }
+}
+
+TEST_F(AConnection, IsMadeByTheFirstAttemptIfTheModelOffersTheKey) {
+    IntegerAccess access(KEY);
+    EXPECT_EQ(access.connect(1000), 0);
+    EXPECT_EQ(model.connectAttempts(KEY), 1U);
+}
+
+TEST_F(AConnection, FailsWithALogLineThatHasTheStatusOfTheModel) {
+    IntegerAccess access(KEY);
+    for (const int status : {3, 99, -1}) {
+        refuse(status);
+        log.clear();
+        EXPECT_EQ(access.connect(0), 5);
+        EXPECT_THAT(log.lines(), ElementsAre(error("connect", "Failed " + std::to_string(status) + "\n")));
+    }
+    EXPECT_EQ(access.getType(), 0);
+    EXPECT_EQ(model.subscribers(KEY), 0U);
+}
+
+TEST_F(AConnection, FailsForAKeyThatTheModelDoesNotKnow) {
+    IntegerAccess access("test.access.unknown");
+    EXPECT_EQ(access.connect(0), 5);
+    EXPECT_EQ(log.count(error("connect", "Failed " + std::to_string(simulated::STATUS_UNKNOWN_KEY) + "\n")),
+              1U);
+}
+
+TEST_F(AConnection, FailsWithStatusZeroInTheLogIfTheModelYieldsNoObject) {
+    KeyFaults faults;
+    faults.connectYieldsNothing = true;
+    model.setFaults(KEY, faults);
+    IntegerAccess access(KEY);
+    EXPECT_EQ(access.connect(150), 5);
+    EXPECT_EQ(model.connectAttempts(KEY), 2U);
+    EXPECT_THAT(log.lines(), ElementsAre(error("connect", "Failed 0\n")));
+    EXPECT_EQ(access.getType(), 0);
+}
+
+TEST_F(AConnection, FailsWithTheStatusOfTheLastAttempt) {
+    refuse(11);
+    IntegerAccess access(KEY);
+    auto connecting = std::async(std::launch::async, [&] { return access.connect(2000); });
+    ASSERT_TRUE(eventually([&] { return model.connectAttempts(KEY) > 0; }));
+    refuse(12);
+    EXPECT_EQ(connecting.get(), 5);
+    EXPECT_THAT(log.lines(), ElementsAre(error("connect", "Failed 12\n")));
+}
+
+TEST_F(AConnection, IsMadeByTheNextAttemptOnceTheKeyIsOffered) {
+    model.withdraw(KEY);
+    const auto handler = std::make_shared<Recorder>();
+    IntegerAccess access(KEY, handler);
+    auto connecting = std::async(std::launch::async, [&] { return access.connect(60000); });
+    ASSERT_TRUE(eventually([&] { return model.connectAttempts(KEY) >= 2; }));
+    model.offer(KEY);
+    const unsigned failed = model.connectAttempts(KEY);
+    EXPECT_EQ(connecting.get(), 0);
+    EXPECT_LE(model.connectAttempts(KEY), failed + 1);
+    EXPECT_THAT(log.lines(), IsEmpty());
+    model.set(KEY, 60);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->texts(), ElementsAre("60"));
+}
+
+TEST_F(AConnection, LooksUpTheRootOnceForAllItsAttempts) {
+    model.withdraw(KEY);
+    IntegerAccess access(KEY);
+    EXPECT_EQ(access.connect(250), 5);
+    EXPECT_EQ(model.connectAttempts(KEY), 3U);
+    EXPECT_EQ(television.framework().lookups(), 1U);
+}
+
+TEST_F(AConnection, IsKeptByASecondCall) {
+    IntegerAccess access(KEY);
+    ASSERT_EQ(access.connect(0), 0);
+    const unsigned lookups = television.framework().lookups();
+    EXPECT_EQ(access.connect(0), 0);
+    EXPECT_EQ(television.framework().lookups(), lookups);
+    EXPECT_EQ(model.connectAttempts(KEY), 1U);
+    EXPECT_EQ(model.subscribers(KEY), 1U);
+}
+
+TEST_F(AConnection, KeepsTheTimeOutOfASecondCall) {
+    IntegerAccess access(KEY);
+    ASSERT_EQ(access.connect(0), 0);
+    ASSERT_EQ(access.connect(250), 0);
+    access.disconnect();
+    model.withdraw(KEY);
+    EXPECT_EQ(attemptsOfARead(access), 3U);
+}
+
+TEST_F(AConnection, IsMadeOnDemandWithTheTimeOutOfTheLastCall) {
+    model.withdraw(KEY);
+    IntegerAccess access(KEY);
+    for (const auto& [timeoutMs, attempts] : {std::pair(250, 3U), std::pair(-5, 1U), std::pair(150, 2U)}) {
+        access.connect(timeoutMs);
+        EXPECT_EQ(attemptsOfARead(access), attempts);
+    }
+}
+
+TEST_F(AConnection, IsTriedForASecondByEachReadAndWriteUnlessTold) {
+    model.withdraw(KEY);
+    IntegerAccess access(KEY);
+    const auto start = Clock::now();
+    EXPECT_EQ(attemptsOfARead(access), 10U);
+    EXPECT_GE(Clock::now() - start, 1s);
+    EXPECT_EQ(access.setValue(5), 5);
+    EXPECT_EQ(model.connectAttempts(KEY), 20U);
+    EXPECT_THAT(model.writes(KEY), IsEmpty());
+    EXPECT_EQ(log.withMessage(std::string("BizValue connect failed:'") + KEY + "', ret: 5\n").size(), 2U);
+}
+
+TEST_F(AConnection, IsTriedAgainByTheNextReadAfterAFailure) {
+    model.withdraw(KEY);
+    IntegerAccess access(KEY);
+    ASSERT_EQ(access.connect(0), 5);
+    model.offer(KEY);
+    model.set(KEY, 42);
+    int number = 0;
+    EXPECT_EQ(access.getValue(number), 0);
+    EXPECT_EQ(number, 42);
+}
+
+TEST_F(AConnection, IsTriedAgainAfterAMismatch) {
+    define(KEY, OBJECT_TYPE_NUMERIC_INT64, 5LL);
+    IntegerAccess access(KEY);
+    int number = 9;
+    EXPECT_EQ(access.getValue(number), 6);
+    EXPECT_EQ(number, 9);
+    EXPECT_EQ(log.withMessage(std::string("BizValue connect failed:'") + KEY + "', ret: 6\n").size(), 1U);
+    define(KEY, OBJECT_TYPE_NUMERIC_INTEGER, 42);
+    EXPECT_EQ(access.getValue(number), 0);
+    EXPECT_EQ(number, 42);
+    EXPECT_EQ(model.subscribers(KEY), 1U);
+}
+
+TEST_F(AConnection, ToAKeyOfAnotherTypeLeavesNoSubscription) {
+    define(KEY, OBJECT_TYPE_NUMERIC_INT64, 5LL);
+    const auto handler = std::make_shared<Recorder>();
+    IntegerAccess access(KEY, handler);
+    EXPECT_EQ(access.connect(0), 6);
+    EXPECT_EQ(log.count(error("connect", std::string("Observer Type not match for ") + KEY +
+                                             ",( 8 ) vs ObserverNumericInteger.\n")),
+              1U);
+    EXPECT_EQ(model.subscribers(KEY), 0U);
+    model.set(KEY, 6LL);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->texts(), IsEmpty());
+}
+
+TEST_F(AConnection, MadeExplicitlyIsNotLogged) {
+    IntegerAccess access(KEY);
+    ASSERT_EQ(access.connect(0), 0);
+    int number = 0;
+    ASSERT_EQ(access.getValue(number), 0);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+// The placeholder
+
+class ThePlaceholderMissing : public AccessTest {
+  protected:
+    // Even if the model had such a key.
+    void SetUp() override { define(NAME, OBJECT_TYPE_NUMERIC_INTEGER, 7); }
+
+    static constexpr char NAME[] = "missing";
+};
+
+TEST_F(ThePlaceholderMissing, IsNeverConnected) {
+    IntegerAccess access(NAME);
+    EXPECT_EQ(access.connect(1000), 8);
+    EXPECT_THAT(log.lines(), ElementsAre(error("connect", "Value is 'missing\n")));
+    EXPECT_EQ(television.framework().lookups(), 0U);
+    EXPECT_EQ(model.connectAttempts(NAME), 0U);
+}
+
+TEST_F(ThePlaceholderMissing, GivesTheSameStatusOnEveryAccess) {
+    IntegerAccess access(NAME);
+    int number = 1;
+    long long wide = 2;
+    std::string text = "text";
+    std::vector<int> numbers{3};
+    std::vector<std::string> texts{"a"};
+    const std::vector<int> statuses{
+        access.getValue(number),  access.getValue(wide),       access.getValue(text),
+        access.getValue(numbers), access.getValue(texts),      access.setValue(number),
+        access.setValue(wide),    access.setValue(text),       access.setValue(numbers),
+        access.setValue(texts),   access.tryConnectIfNeeded(),
+    };
+    EXPECT_THAT(statuses, Each(8));
+    EXPECT_EQ(log.count(error("connect", "Value is 'missing\n")), statuses.size());
+    EXPECT_EQ(log.withMessage("BizValue connect failed:'missing', ret: 8\n").size(), statuses.size());
+    EXPECT_EQ(television.framework().lookups(), 0U);
+    EXPECT_THAT(model.writes(NAME), IsEmpty());
+    EXPECT_EQ(number, 1);
+    EXPECT_EQ(text, "text");
+}
+
+TEST_F(ThePlaceholderMissing, DoesNotKeepTheTimeOut) {
+    class Open : public IntegerAccess {
+      public:
+        using IntegerAccess::IntegerAccess;
+        using IntegerAccess::m_connectTimeout;
+    };
+    Open access(NAME);
+    access.connect(250);
+    EXPECT_EQ(access.m_connectTimeout, 1000);
+}
+
+TEST_F(ThePlaceholderMissing, IsMeantByItsWholeNameOnly) {
+    for (const std::string name : {"missing.key", "missin", "Missing", "not.missing"}) {
+        define(name, OBJECT_TYPE_NUMERIC_INTEGER, 7);
+        IntegerAccess access(name);
+        EXPECT_EQ(access.connect(0), 0) << name;
+    }
+}
+
+// Disconnecting
+
+using ADisconnection = AccessTest;
+
+TEST_F(ADisconnection, EndsTheSubscription) {
+    const auto handler = std::make_shared<Recorder>();
+    IntegerAccess access(KEY, handler);
+    ASSERT_EQ(access.connect(0), 0);
+    EXPECT_EQ(access.disconnect(), 0);
+    EXPECT_EQ(model.subscribers(KEY), 0U);
+    EXPECT_EQ(access.getType(), 0);
+    model.set(KEY, 60);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->texts(), IsEmpty());
+}
+
+TEST_F(ADisconnection, LooksUpTheRoot) {
+    IntegerAccess access(KEY);
+    ASSERT_EQ(access.connect(0), 0);
+    const unsigned lookups = television.framework().lookups();
+    access.disconnect();
+    EXPECT_EQ(television.framework().lookups(), lookups + 1);
+}
+
+TEST_F(ADisconnection, IsAskedOfTheModelEvenIfThereIsNoConnection) {
+    IntegerAccess access(KEY);
+    EXPECT_EQ(access.disconnect(), 0);
+    EXPECT_EQ(television.framework().lookups(), 1U);
+    EXPECT_EQ(access.disconnect(), 0);
+    EXPECT_EQ(television.framework().lookups(), 2U);
+}
+
+TEST_F(ADisconnection, ByDestructionLooksUpTheRootOnce) {
+    auto access = std::make_unique<IntegerAccess>(KEY);
+    ASSERT_EQ(access->connect(0), 0);
+    const unsigned lookups = television.framework().lookups();
+    access.reset();
+    EXPECT_EQ(television.framework().lookups(), lookups + 1);
+}
+
+TEST_F(ADisconnection, IsNotRepeatedByDestruction) {
+    auto access = std::make_unique<IntegerAccess>(KEY);
+    ASSERT_EQ(access->connect(0), 0);
+    access->disconnect();
+    const unsigned lookups = television.framework().lookups();
+    access.reset();
+    EXPECT_EQ(television.framework().lookups(), lookups);
+}
+
+TEST_F(ADisconnection, AllowsAnotherConnection) {
+    const auto handler = std::make_shared<Recorder>();
+    IntegerAccess access(KEY, handler);
+    ASSERT_EQ(access.connect(0), 0);
+    access.disconnect();
+    EXPECT_EQ(access.connect(0), 0);
+    EXPECT_EQ(model.connectAttempts(KEY), 2U);
+    model.set(KEY, 60);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->texts(), ElementsAre("60"));
+}
+
+TEST_F(ADisconnection, IsUndoneByTheNextReadOrWrite) {
+    IntegerAccess access(KEY);
+    ASSERT_EQ(access.connect(0), 0);
+    access.disconnect();
+    EXPECT_EQ(access.setValue(61), 0);
+    EXPECT_EQ(model.subscribers(KEY), 1U);
+    access.disconnect();
+    int number = 0;
+    EXPECT_EQ(access.getValue(number), 0);
+    EXPECT_EQ(number, 61);
+}
+
+TEST_F(ADisconnection, KeepsBackTheNotificationsThatAreStillToCome) {
+    const auto handler = std::make_shared<Recorder>();
+    IntegerAccess access(KEY, handler);
+    ASSERT_EQ(access.connect(0), 0);
+    model.holdNotifications();
+    for (int value = 1; value <= 3; ++value) model.set(KEY, value);
+    access.disconnect();
+    model.releaseNotifications(simulated::Order::AS_THEY_CAME);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->texts(), IsEmpty());
+}
+
+TEST_F(ADisconnection, WaitsForTheNotificationThatIsBeingDelivered) {
+    const auto stay = std::make_shared<Stay>();
+    IntegerAccess access(KEY, std::make_shared<Staying>(stay));
+    ASSERT_EQ(access.connect(0), 0);
+    model.set(KEY, 60);
+    ASSERT_TRUE(stay->entered.wait());
+    auto leftBeforeItReturned = std::async(std::launch::async, [&] {
+        EXPECT_EQ(access.disconnect(), 0);
+        return stay->left.load();
+    });
+    EXPECT_TRUE(eventually([&] { return model.subscribers(KEY) == 0; }));
+    // Gives one that does not wait the time to return too early.
+    EXPECT_EQ(leftBeforeItReturned.wait_for(50ms), std::future_status::timeout);
+    stay->mayLeave.set();
+    EXPECT_TRUE(leftBeforeItReturned.get());
+}
+
+TEST_F(ADisconnection, ByDestructionWaitsForTheNotificationThatIsBeingDelivered) {
+    const auto stay = std::make_shared<Stay>();
+    auto access = std::make_unique<IntegerAccess>(KEY, std::make_shared<Staying>(stay));
+    ASSERT_EQ(access->connect(0), 0);
+    model.set(KEY, 60);
+    ASSERT_TRUE(stay->entered.wait());
+    auto destroying = std::async(std::launch::async, [&] { access.reset(); });
+    EXPECT_TRUE(eventually([&] { return model.subscribers(KEY) == 0; }));
+    EXPECT_EQ(destroying.wait_for(50ms), std::future_status::timeout);
+    stay->mayLeave.set();
+    destroying.get();
+    EXPECT_TRUE(stay->left);
+    EXPECT_FALSE(stay->destroyedInside);
+}
+
+TEST_F(ADisconnection, MayBeAskedForInANotification) {
+    std::atomic<unsigned> calls{0};
+    std::atomic<int> status{-1};
+    IntegerAccess access(KEY);
+    access.setNewValueHandler(std::make_shared<Calling>([&](const ValueObject&) {
+        ++calls;
+        status = access.disconnect();
+    }));
+    ASSERT_EQ(access.connect(0), 0);
+    model.holdNotifications();
+    model.set(KEY, 60);
+    model.set(KEY, 61);
+    model.releaseNotifications(simulated::Order::AS_THEY_CAME);
+    ASSERT_TRUE(model.settle());
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(model.subscribers(KEY), 0U);
+    EXPECT_EQ(calls, 1U);
+}
+
+TEST_F(ADisconnection, IsFinalInTheMiddleOfASeriesOfChanges) {
+    std::atomic<bool> disconnected{false};
+    std::atomic<unsigned> calls{0};
+    std::atomic<unsigned> late{0};
+    IntegerAccess access(
+        KEY, std::make_shared<Calling>([&](const ValueObject&) { ++(disconnected ? late : calls); }));
+    model.setNotificationDelay(0ms);
+    int value = 0;
+    for (int round = 0; round < 20; ++round) {
+        disconnected = false;
+        EXPECT_EQ(access.connect(0), 0);
+        const unsigned before = calls;
+        for (int i = 0; i < 50; ++i) model.set(KEY, ++value);
+        EXPECT_TRUE(eventually([&] { return calls > before; }));
+        EXPECT_EQ(access.disconnect(), 0);
+        disconnected = true;
+        EXPECT_TRUE(model.settle());
+    }
+    EXPECT_EQ(late, 0U);
+}
+
+// Replacing the handler while notifications run
+
+using AReplacedHandler = AccessTest;
+
+TEST_F(AReplacedHandler, LivesUntilItsCallHasEnded) {
+    const auto stay = std::make_shared<Stay>();
+    auto replaced = std::make_shared<Staying>(stay);
+    const std::weak_ptr<Staying> watched = replaced;
+    const auto handler = std::make_shared<Recorder>();
+    IntegerAccess access(KEY, std::move(replaced));
+    ASSERT_EQ(access.connect(0), 0);
+    model.set(KEY, 60);
+    ASSERT_TRUE(stay->entered.wait());
+    access.setNewValueHandler(handler);
+    EXPECT_FALSE(watched.expired());
+    stay->mayLeave.set();
+    model.set(KEY, 61);
+    ASSERT_TRUE(model.settle());
+    EXPECT_TRUE(watched.expired());
+    EXPECT_FALSE(stay->destroyedInside);
+    EXPECT_THAT(handler->texts(), ElementsAre("61"));
+}
+
+TEST_F(AReplacedHandler, MayHaveReplacedItself) {
+    // Its own data, that would be gone with it.
+    class Leaving : public ValueHandler {
+      public:
+        explicit Leaving(IntegerAccess& access, std::vector<std::string>& texts)
+            : m_access(access), m_texts(texts) {}
+        ~Leaving() override { m_texts.emplace_back("destroyed"); }
+        void onNewValue(const ValueObject& value) override {
+            m_access.setNewValueHandler(nullptr);
+            m_texts.push_back(value.convertToStringType());
+        }
+
+      private:
+        IntegerAccess& m_access;
+        std::vector<std::string>& m_texts;
+    };
+    std::vector<std::string> texts;
+    IntegerAccess access(KEY);
+    access.setNewValueHandler(std::make_shared<Leaving>(access, texts));
+    ASSERT_EQ(access.connect(0), 0);
+    model.set(KEY, 60);
+    model.set(KEY, 61);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(texts, ElementsAre("60", "destroyed"));
+}
+
+TEST_F(AReplacedHandler, LosesNoNotificationToAnotherThread) {
+    struct Tally {
+        std::atomic<int> calls{0};
+        std::atomic<int> destroyedInside{0};
+    };
+    class Counting : public ValueHandler {
+      public:
+        explicit Counting(Tally& tally) : m_tally(tally) {}
+        ~Counting() override { m_tally.destroyedInside += m_inside ? 1 : 0; }
+        void onNewValue(const ValueObject&) override {
+            m_inside = true;
+            ++m_tally.calls;
+            std::this_thread::yield();
+            m_inside = false;
+        }
+
+      private:
+        Tally& m_tally;
+        bool m_inside = false;
+    };
+    constexpr int changes = 300;
+    Tally tally;
+    IntegerAccess access(KEY, std::make_shared<Counting>(tally));
+    ASSERT_EQ(access.connect(0), 0);
+    television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::ERROR);
+    model.setNotificationDelay(0ms);
+    std::atomic<bool> replacing{true};
+    std::atomic<unsigned> replacements{0};
+    auto replace = std::async(std::launch::async, [&] {
+        for (; replacing; ++replacements) access.setNewValueHandler(std::make_shared<Counting>(tally));
+    });
+    EXPECT_TRUE(eventually([&] { return replacements > 0; }));
+    for (int value = 1; value <= changes; ++value) model.set(KEY, value);
+    EXPECT_TRUE(model.settle());
+    replacing = false;
+    replace.get();
+    access.setNewValueHandler(nullptr);
+    EXPECT_EQ(tally.calls, changes);
+    EXPECT_EQ(tally.destroyedInside, 0);
+}
+
+// The handler that calls its owner
+
+class Owner {
+  public:
+    virtual ~Owner() = default;
+    virtual void onVirtual(const ValueObject& value) {
+        calls.push_back("owner " + value.convertToStringType());
+    }
+    void onPlain(const ValueObject& value) { calls.push_back("plain " + value.convertToStringType()); }
+
+    std::vector<std::string> calls;
+};
+
+class DerivedOwner : public Owner {
+  public:
+    void onVirtual(const ValueObject& value) override {
+        calls.push_back("derived " + value.convertToStringType());
+    }
+};
+
+class AnOwnersHandler : public AccessTest {
+  protected:
+    // "No Observer for" and the three addresses.
+    static std::string noObserver(const void* handler, const void* owner, const void* callback) {
+        char message[200];
+        std::snprintf(message, sizeof message, "No Observer for %p,  %p, %p\n", handler, owner, callback);
+        return message;
+    }
+};
+
+TEST_F(AnOwnersHandler, CallsTheMemberWithTheValue) {
+    Owner owner;
+    ValueHandlerT<Owner> handler(&owner, &Owner::onPlain);
+    handler.onNewValue(ValueObject(5));
+    handler.onNewValue(ValueObject("TV"));
+    EXPECT_THAT(owner.calls, ElementsAre("plain 5", "plain TV"));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(AnOwnersHandler, CallsAVirtualMemberOfTheOwnersOwnClass) {
+    DerivedOwner owner;
+    ValueHandlerT<Owner> handler(&owner, &Owner::onVirtual);
+    handler.onNewValue(ValueObject(5));
+    EXPECT_THAT(owner.calls, ElementsAre("derived 5"));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(AnOwnersHandler, DropsTheValueWithoutAnOwnerAndACallback) {
+    ValueHandlerT<Owner> handler(nullptr, nullptr);
+    handler.onNewValue(ValueObject(5));
+    EXPECT_THAT(log.lines(), ElementsAre(error("onNewValue", noObserver(&handler, nullptr, nullptr))));
+}
+
+TEST_F(AnOwnersHandler, DropsTheValueWithoutACallback) {
+    Owner owner;
+    ValueHandlerT<Owner> handler(&owner, nullptr);
+    handler.onNewValue(ValueObject(5));
+    EXPECT_THAT(log.lines(), ElementsAre(error("onNewValue", noObserver(&handler, &owner, nullptr))));
+}
+
+TEST_F(AnOwnersHandler, DropsTheValueWithoutAnOwner) {
+    ValueHandlerT<Owner> handler(nullptr, &Owner::onPlain);
+    handler.onNewValue(ValueObject(5));
+    const std::vector<LogLine> lines = log.lines();
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0], error("onNewValue", lines[0].message));
+    // The callback's form is the compiler's; the rest is not.
+    const std::string withoutCallback = noObserver(&handler, nullptr, nullptr);
+    EXPECT_EQ(lines[0].message.rfind(withoutCallback.substr(0, withoutCallback.rfind(',') + 2), 0), 0U);
+    EXPECT_NE(lines[0].message, withoutCallback);
+}
+
+TEST_F(AnOwnersHandler, ReceivesTheChangesOfAKey) {
+    Owner owner;
+    {
+        IntegerAccess access(KEY, std::make_shared<ValueHandlerT<Owner>>(&owner, &Owner::onPlain));
+        ASSERT_EQ(access.connect(0), 0);
+        model.set(KEY, 60);
+        ASSERT_TRUE(model.settle());
+    }
+    EXPECT_THAT(owner.calls, ElementsAre("plain 60"));
+}
+
+TEST_F(AnOwnersHandler, HoldsItsOwnerThenItsCallbackAndNothingElse) {
+    using Handler = ValueHandlerT<Owner>;
+    EXPECT_EQ(sizeof(Handler), sizeof(ValueHandler) + sizeof(Owner*) + sizeof(Handler::Callback));
+    Owner owner;
+    const Handler handler(&owner, nullptr);
+    const void* first = nullptr;
+    std::memcpy(&first, reinterpret_cast<const char*>(&handler) + sizeof(ValueHandler), sizeof first);
+    EXPECT_EQ(first, &owner);
+}
+
+}  // namespace
