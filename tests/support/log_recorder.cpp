@@ -3,17 +3,31 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <regex>
 
 namespace tests {
 
 namespace {
 
+// "file.cpp:12:function(): [tag] message"; what has another form is all message.
 LogLine parse(unsigned level, const std::string& text) {
-    static const std::regex form(R"(([^:/]+):(\d+):([^()]+)\(\): (\[[^\]]*\]) ([\s\S]*))");
-    std::smatch parts;
-    if (!std::regex_match(text, parts, form)) return {level, "", "", text, "", 0, gettid()};
-    return {level, parts[1], parts[3], parts[5], parts[4], std::stoi(parts[2]), gettid()};
+    const LogLine formless{level, "", "", text, "", 0, gettid()};
+    const std::size_t fileEnd = text.find(':');
+    const std::size_t lineEnd = text.find(':', fileEnd + 1);
+    const std::size_t functionEnd = text.find("(): [");
+    if (functionEnd == std::string::npos || lineEnd == std::string::npos || lineEnd > functionEnd)
+        return formless;
+    const std::size_t tagBegin = functionEnd + 4;
+    const std::size_t tagEnd = text.find("] ", tagBegin);
+    if (tagEnd == std::string::npos) return formless;
+    const std::string number = text.substr(fileEnd + 1, lineEnd - fileEnd - 1);
+    if (number.empty() || number.find_first_not_of("0123456789") != std::string::npos) return formless;
+    return {level,
+            text.substr(0, fileEnd),
+            text.substr(lineEnd + 1, functionEnd - lineEnd - 1),
+            text.substr(tagEnd + 2),
+            text.substr(tagBegin, tagEnd + 1 - tagBegin),
+            std::stoi(number),
+            gettid()};
 }
 
 }  // namespace
@@ -24,8 +38,8 @@ bool operator==(const LogLine& a, const LogLine& b) {
 }
 
 std::ostream& operator<<(std::ostream& out, const LogLine& line) {
-    return out << std::hex << line.level << std::dec << ' ' << line.file << ':' << line.number << ':' << line.function
-               << "(): " << line.tag << ' ' << line.message;
+    return out << std::hex << line.level << std::dec << ' ' << line.file << ':' << line.number << ':'
+               << line.function << "(): " << line.tag << ' ' << line.message;
 }
 
 LogRecorder::LogRecorder(simulated::DebugOutput::Verbosity verbosity) {
@@ -38,7 +52,9 @@ LogRecorder::LogRecorder(simulated::DebugOutput::Verbosity verbosity) {
     output.setVerbosity(verbosity);
 }
 
-LogRecorder::~LogRecorder() { simulated::Television::instance().debugOutput().reset(); }
+LogRecorder::~LogRecorder() {
+    simulated::Television::instance().debugOutput().reset();
+}
 
 std::vector<LogLine> LogRecorder::lines() const {
     const std::lock_guard lock(m_mutex);

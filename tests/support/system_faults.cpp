@@ -25,7 +25,9 @@ Function* systemFunction(const char* name) {
 
 namespace tests {
 
-void failNextShmat(int error) { shmatError = error; }
+void failNextShmat(int error) {
+    shmatError = error;
+}
 
 void failMqOpen(int error, int skip) {
     mqOpenCount = 0;
@@ -33,7 +35,9 @@ void failMqOpen(int error, int skip) {
     mqOpenError = error;
 }
 
-int mqOpenCalls() { return mqOpenCount; }
+int mqOpenCalls() {
+    return mqOpenCount;
+}
 
 }  // namespace tests
 

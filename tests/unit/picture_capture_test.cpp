@@ -82,7 +82,7 @@ class Peer {
         if (queue == -1) return std::nullopt;
         timespec deadline{};
         clock_gettime(CLOCK_REALTIME, &deadline);
-        deadline.tv_sec += limit.count();
+        deadline.tv_sec += static_cast<time_t>(limit.count());
         Message message{};
         const ssize_t length = mq_timedreceive(queue, message.data(), message.size(), nullptr, &deadline);
         mq_close(queue);

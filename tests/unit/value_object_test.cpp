@@ -176,7 +176,7 @@ std::string streamed(T number) {
     return out.str();
 }
 
-// One kind of payload per value that is used in the comparisons.
+// A value and what the comparisons call it.
 struct Named {
     std::string name;
     ValueObject value;
@@ -958,19 +958,19 @@ TEST(ABoolByteBesidesZeroAndOne, CountsAsOneOfTheTwo) {
         const int one = truth ? 1 : 0;
         for (const ValueObject* each : {static_cast<const ValueObject*>(&value), &copy, &moved,
                                         static_cast<const ValueObject*>(&assigned)}) {
-            const ValueObject& same = *each;
-            EXPECT_EQ(as<bool>(same), truth);
-            EXPECT_EQ(as<int>(same), one);
-            EXPECT_EQ(as<unsigned int>(same), static_cast<unsigned>(one));
-            EXPECT_EQ(as<long long>(same), one);
-            EXPECT_EQ(as<unsigned long long>(same), static_cast<unsigned long long>(one));
-            EXPECT_EQ(as<float>(same), static_cast<float>(one));
-            EXPECT_EQ(as<double>(same), one);
-            EXPECT_EQ(as<std::string>(same), truth ? "TRUE" : "FALSE");
-            EXPECT_THAT(as<std::vector<int>>(same), ElementsAre(one));
-            EXPECT_TRUE(same == ValueObject(truth));
-            EXPECT_TRUE(ValueObject(truth) == same);
-            EXPECT_FALSE(same == ValueObject(!truth));
+            const ValueObject& either = *each;
+            EXPECT_EQ(as<bool>(either), truth);
+            EXPECT_EQ(as<int>(either), one);
+            EXPECT_EQ(as<unsigned int>(either), static_cast<unsigned>(one));
+            EXPECT_EQ(as<long long>(either), one);
+            EXPECT_EQ(as<unsigned long long>(either), static_cast<unsigned long long>(one));
+            EXPECT_EQ(as<float>(either), static_cast<float>(one));
+            EXPECT_EQ(as<double>(either), one);
+            EXPECT_EQ(as<std::string>(either), truth ? "TRUE" : "FALSE");
+            EXPECT_THAT(as<std::vector<int>>(either), ElementsAre(one));
+            EXPECT_TRUE(either == ValueObject(truth));
+            EXPECT_TRUE(ValueObject(truth) == either);
+            EXPECT_FALSE(either == ValueObject(!truth));
         }
     }
 }
@@ -1141,9 +1141,10 @@ TEST(ATextForm, OfAFloatIsThatOfAStream) {
                                   2.9F};
     for (int exponent = -45; exponent <= 38; ++exponent)
         numbers.push_back(static_cast<float>(std::pow(10.0, exponent)));
-    std::mt19937 random(20240229);
+    std::mt19937_64 random(20240229);
+    std::uniform_int_distribution<std::uint32_t> anyBits;
     for (int i = 0; i < 5000; ++i) {
-        const auto bits = static_cast<std::uint32_t>(random());
+        const std::uint32_t bits = anyBits(random);
         float number = 0;
         std::memcpy(&number, &bits, sizeof number);
         numbers.push_back(number);
@@ -1156,7 +1157,7 @@ TEST(ATextForm, OfAFloatIsThatOfAStream) {
 TEST(ATextForm, OfAnIntegerIsThatOfAStream) {
     std::mt19937_64 random(20240229);
     for (int i = 0; i < 1000; ++i) {
-        const auto bits = static_cast<unsigned long long>(random()) >> (i % 64);
+        const unsigned long long bits = random() >> (i % 64);
         const auto low = static_cast<unsigned int>(bits);
         ASSERT_EQ(as<std::string>(ValueObject(bits)), streamed(bits));
         ASSERT_EQ(as<std::string>(ValueObject(static_cast<long long>(bits))),

@@ -70,19 +70,19 @@ Frame frameOf(GstCaps* caps, GstBuffer* buffer) {
 class MappedFrame {
   public:
     MappedFrame(const GstVideoInfo& info, GstBuffer* buffer, GstMapFlags flags)
-        : mapped_(gst_video_frame_map(&frame_, &info, buffer, flags) != FALSE) {}
+        : m_mapped(gst_video_frame_map(&m_frame, &info, buffer, flags) != FALSE) {}
     MappedFrame(const MappedFrame&) = delete;
     MappedFrame& operator=(const MappedFrame&) = delete;
     ~MappedFrame() {
-        if (mapped_) gst_video_frame_unmap(&frame_);
+        if (m_mapped) gst_video_frame_unmap(&m_frame);
     }
 
-    bool valid() const { return mapped_; }
-    GstVideoFrame* get() { return &frame_; }
+    bool valid() const { return m_mapped; }
+    GstVideoFrame* get() { return &m_frame; }
 
   private:
-    GstVideoFrame frame_{};
-    bool mapped_;
+    GstVideoFrame m_frame{};
+    bool m_mapped;
 };
 
 // Scales and converts whole frames, keeping what it needs for as long as neither side changes.
@@ -93,31 +93,31 @@ class Converter {
   private:
     bool prepare(const GstVideoInfo& from, const Image& image);
 
-    Owned<GstVideoConverter> converter_;
-    GstVideoInfo from_{};
-    GstVideoInfo to_{};
+    Owned<GstVideoConverter> m_converter;
+    GstVideoInfo m_from{};
+    GstVideoInfo m_to{};
 };
 
 bool Converter::prepare(const GstVideoInfo& from, const Image& image) {
     const auto width = static_cast<guint>(image.width);
     const auto height = static_cast<guint>(image.height);
-    if (converter_ && gst_video_info_is_equal(&from, &from_) != FALSE &&
-        static_cast<guint>(to_.width) == width && static_cast<guint>(to_.height) == height) {
+    if (m_converter && gst_video_info_is_equal(&from, &m_from) != FALSE &&
+        static_cast<guint>(m_to.width) == width && static_cast<guint>(m_to.height) == height) {
         return true;
     }
-    converter_.reset();
-    from_ = from;
-    if (gst_video_info_set_format(&to_, GST_VIDEO_FORMAT_RGBA, width, height) == FALSE) return false;
-    to_.fps_n = from_.fps_n;
-    to_.fps_d = from_.fps_d;
+    m_converter.reset();
+    m_from = from;
+    if (gst_video_info_set_format(&m_to, GST_VIDEO_FORMAT_RGBA, width, height) == FALSE) return false;
+    m_to.fps_n = m_from.fps_n;
+    m_to.fps_d = m_from.fps_d;
 
     // The converter takes ownership of the options.
     GstStructure* options = gst_structure_new(
         "options", GST_VIDEO_CONVERTER_OPT_RESAMPLER_METHOD, GST_TYPE_VIDEO_RESAMPLER_METHOD,
         GST_VIDEO_RESAMPLER_METHOD_LINEAR, GST_VIDEO_CONVERTER_OPT_ALPHA_MODE, GST_TYPE_VIDEO_ALPHA_MODE,
         GST_VIDEO_ALPHA_MODE_SET, GST_VIDEO_CONVERTER_OPT_ALPHA_VALUE, G_TYPE_DOUBLE, 1.0, nullptr);
-    converter_.reset(gst_video_converter_new(&from_, &to_, options));
-    return converter_ != nullptr;
+    m_converter.reset(gst_video_converter_new(&m_from, &m_to, options));
+    return m_converter != nullptr;
 }
 
 bool Converter::convert(GstCaps* caps, GstBuffer* buffer, Image& image) {
@@ -129,16 +129,16 @@ bool Converter::convert(GstCaps* caps, GstBuffer* buffer, Image& image) {
 
     const Owned<GstBuffer> target(gst_buffer_new_wrapped_full(
         GstMemoryFlags{}, image.rgba.data(), image.rgba.size(), 0, image.rgba.size(), nullptr, nullptr));
-    MappedFrame source(from_, buffer, GST_MAP_READ);
-    MappedFrame result(to_, target.get(), GST_MAP_WRITE);
+    MappedFrame source(m_from, buffer, GST_MAP_READ);
+    MappedFrame result(m_to, target.get(), GST_MAP_WRITE);
     if (!source.valid() || !result.valid()) return false;
-    gst_video_converter_frame(converter_.get(), source.get(), result.get());
+    gst_video_converter_frame(m_converter.get(), source.get(), result.get());
     return true;
 }
 
 class ClipSource : public FrameSource {
   public:
-    explicit ClipSource(const std::string& path) : path_(path) {}
+    explicit ClipSource(const std::string& path) : m_path(path) {}
     ~ClipSource() override;
 
     // Empty when the first frame is there.
@@ -152,7 +152,7 @@ class ClipSource : public FrameSource {
   private:
     std::string build();
     std::string waitForFirstFrame(const std::stop_token& stop);
-    std::string cannotPlay(const std::string& why) const { return "cannot play '" + path_ + "': " + why; }
+    std::string cannotPlay(const std::string& why) const { return "cannot play '" + m_path + "': " + why; }
     bool hasFrame();
     void startOver();
 
@@ -162,24 +162,24 @@ class ClipSource : public FrameSource {
     static GstFlowReturn onFrame(GstAppSink* sink, gpointer self);
     GstFlowReturn keep(GstSample* sample);
 
-    std::string path_;
+    std::string m_path;
 
-    std::mutex mutex_;
-    Frame latest_;                     // guarded by mutex_
-    std::atomic<bool> shown_ = false;  // there was a frame
-    std::atomic<bool> moves_ = false;  // there were more
+    std::mutex m_mutex;
+    Frame m_latest;                     // guarded by m_mutex
+    std::atomic<bool> m_shown = false;  // there was a frame
+    std::atomic<bool> m_moves = false;  // there were more
 
-    Converter converter_;
-    bool paused_ = true;
-    bool atEnd_ = false;
-    Clock::time_point passStarted_ = Clock::now();
-    Owned<GstBus> bus_;
+    Converter m_converter;
+    bool m_paused = true;
+    bool m_atEnd = false;
+    Clock::time_point m_passStarted = Clock::now();
+    Owned<GstBus> m_bus;
     // Declared last: it must be gone before what its threads use.
-    Owned<GstElement> pipeline_;
+    Owned<GstElement> m_pipeline;
 };
 
 ClipSource::~ClipSource() {
-    pipeline_.reset();
+    m_pipeline.reset();
 }
 
 void ClipSource::onPadAdded(GstElement* /*decoder*/, GstPad* pad, gpointer sink) {
@@ -194,7 +194,7 @@ GstFlowReturn ClipSource::onPreroll(GstAppSink* sink, gpointer self) {
 
 GstFlowReturn ClipSource::onFrame(GstAppSink* sink, gpointer self) {
     ClipSource* source = static_cast<ClipSource*>(self);
-    if (source->shown_.exchange(true)) source->moves_ = true;
+    if (source->m_shown.exchange(true)) source->m_moves = true;
     return source->keep(gst_app_sink_pull_sample(sink));
 }
 
@@ -204,28 +204,29 @@ GstFlowReturn ClipSource::keep(GstSample* sample) {
     const Owned<GstSample> shortLived(sample);
     Frame newest = frameOf(gst_sample_get_caps(sample), gst_sample_get_buffer(sample));
     if (!newest.caps || !newest.buffer) return GST_FLOW_OK;
-    const std::lock_guard lock(mutex_);
-    std::swap(latest_, newest);
+    const std::lock_guard lock(m_mutex);
+    std::swap(m_latest, newest);
     return GST_FLOW_OK;
 }
 
 bool ClipSource::hasFrame() {
-    const std::lock_guard lock(mutex_);
-    return latest_.buffer != nullptr;
+    const std::lock_guard lock(m_mutex);
+    return m_latest.buffer != nullptr;
 }
 
 std::string ClipSource::build() {
     GError* failure = nullptr;
-    const Owned<gchar> uri(gst_filename_to_uri(path_.c_str(), &failure));
+    const Owned<gchar> uri(gst_filename_to_uri(m_path.c_str(), &failure));
     if (!uri) return Owned<GError>(failure)->message;
 
-    pipeline_.reset(gst_pipeline_new(nullptr));
+    m_pipeline.reset(gst_pipeline_new(nullptr));
     GstElement* decoder = gst_element_factory_make("uridecodebin", nullptr);
     GstElement* sink = gst_element_factory_make("appsink", nullptr);
-    if (decoder != nullptr) gst_bin_add(as<GstBin>(pipeline_.get()), decoder);
-    if (sink != nullptr) gst_bin_add(as<GstBin>(pipeline_.get()), sink);
-    if (decoder == nullptr || sink == nullptr)
+    if (decoder != nullptr) gst_bin_add(as<GstBin>(m_pipeline.get()), decoder);
+    if (sink != nullptr) gst_bin_add(as<GstBin>(m_pipeline.get()), sink);
+    if (decoder == nullptr || sink == nullptr) {
         return "GStreamer's playback and app plugins are not installed";
+    }
 
     // Other streams than video are not even decoded. This must be any video: with plain caps, decoders that
     // could also put out other kinds of memory or fields are passed over. The sink takes only plain frames.
@@ -241,7 +242,7 @@ std::string ClipSource::build() {
     callbacks.new_preroll = &ClipSource::onPreroll;
     callbacks.new_sample = &ClipSource::onFrame;
     gst_app_sink_set_callbacks(as<GstAppSink>(sink), &callbacks, this, nullptr);
-    bus_.reset(gst_element_get_bus(pipeline_.get()));
+    m_bus.reset(gst_element_get_bus(m_pipeline.get()));
     return {};
 }
 
@@ -290,9 +291,10 @@ std::string ClipSource::waitForFirstFrame(const std::stop_token& stop) {
                                                     GST_MESSAGE_ASYNC_DONE | GST_MESSAGE_ELEMENT);
     bool videoDecoderMissing = false;
     while (!stop.stop_requested()) {
-        if (Clock::now() >= deadline)
+        if (Clock::now() >= deadline) {
             return "no frame came out of it for " + std::to_string(OPENING_LIMIT.count()) + " seconds";
-        const Owned<GstMessage> message(gst_bus_timed_pop_filtered(bus_.get(), BUS_WAIT, wanted));
+        }
+        const Owned<GstMessage> message(gst_bus_timed_pop_filtered(m_bus.get(), BUS_WAIT, wanted));
         if (!message) continue;
         if (message->type == GST_MESSAGE_ERROR) return reasonIn(message.get(), videoDecoderMissing);
         if (message->type == GST_MESSAGE_ELEMENT) {
@@ -307,7 +309,7 @@ std::string ClipSource::waitForFirstFrame(const std::stop_token& stop) {
 std::string ClipSource::open(const std::stop_token& stop) {
     std::string problem = build();
     if (problem.empty()) {
-        gst_element_set_state(pipeline_.get(), GST_STATE_PAUSED);
+        gst_element_set_state(m_pipeline.get(), GST_STATE_PAUSED);
         problem = waitForFirstFrame(stop);
     }
     return problem.empty() ? problem : cannotPlay(problem);
@@ -316,49 +318,49 @@ std::string ClipSource::open(const std::stop_token& stop) {
 bool ClipSource::render(Image& image) {
     Frame frame;
     {
-        const std::lock_guard lock(mutex_);
-        frame = frameOf(latest_.caps.get(), latest_.buffer.get());
+        const std::lock_guard lock(m_mutex);
+        frame = frameOf(m_latest.caps.get(), m_latest.buffer.get());
     }
-    return frame.buffer && converter_.convert(frame.caps.get(), frame.buffer.get(), image);
+    return frame.buffer && m_converter.convert(frame.caps.get(), frame.buffer.get(), image);
 }
 
 void ClipSource::setPaused(bool paused) {
-    paused_ = paused;
-    if (pipeline_) gst_element_set_state(pipeline_.get(), paused ? GST_STATE_PAUSED : GST_STATE_PLAYING);
+    m_paused = paused;
+    if (m_pipeline) gst_element_set_state(m_pipeline.get(), paused ? GST_STATE_PAUSED : GST_STATE_PLAYING);
 }
 
 int ClipSource::eventFd() const {
-    if (!pipeline_) return -1;
+    if (!m_pipeline) return -1;
     GPollFD fd{};
-    gst_bus_get_pollfd(bus_.get(), &fd);
+    gst_bus_get_pollfd(m_bus.get(), &fd);
     return fd.fd;
 }
 
 void ClipSource::startOver() {
-    atEnd_ = false;
+    m_atEnd = false;
     // A picture that stands still would be decoded over and over for nothing.
-    if (!moves_) return;
-    passStarted_ = Clock::now();
+    if (!m_moves) return;
+    m_passStarted = Clock::now();
     const bool sought =
-        gst_element_seek_simple(pipeline_.get(), GST_FORMAT_TIME,
+        gst_element_seek_simple(m_pipeline.get(), GST_FORMAT_TIME,
                                 static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_KEY_UNIT),
                                 0) != FALSE;
     if (sought) return;
-    gst_element_set_state(pipeline_.get(), GST_STATE_READY);
-    gst_element_set_state(pipeline_.get(), GST_STATE_PLAYING);
+    gst_element_set_state(m_pipeline.get(), GST_STATE_READY);
+    gst_element_set_state(m_pipeline.get(), GST_STATE_PLAYING);
 }
 
 std::string ClipSource::advance() {
-    if (!pipeline_) return {};
-    while (const Owned<GstMessage> message{gst_bus_pop(bus_.get())}) {
-        if (message->type == GST_MESSAGE_EOS) atEnd_ = true;
+    if (!m_pipeline) return {};
+    while (const Owned<GstMessage> message{gst_bus_pop(m_bus.get())}) {
+        if (message->type == GST_MESSAGE_EOS) m_atEnd = true;
         if (message->type == GST_MESSAGE_ERROR) {
-            pipeline_.reset();
-            return "stopped playing '" + path_ + "': " + reasonIn(message.get(), false) +
+            m_pipeline.reset();
+            return "stopped playing '" + m_path + "': " + reasonIn(message.get(), false) +
                    "; its last frame stays on";
         }
     }
-    if (atEnd_ && !paused_ && Clock::now() - passStarted_ >= SHORTEST_PASS) startOver();
+    if (m_atEnd && !m_paused && Clock::now() - m_passStarted >= SHORTEST_PASS) startOver();
     return {};
 }
 

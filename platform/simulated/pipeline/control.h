@@ -1,4 +1,17 @@
 // The line that the television holds to its pipeline: commands in, events and answers out.
+//
+//   in   set NAME VALUES       a picture setting: brightness contrast saturation sharpness nr tuner
+//   tuner.luma
+//                              tuner.sat tuner.hue pq
+//        clip PATH             play a film
+//        scenes | scene NAME   all generated scenes in turn, or one of them
+//        pause | play
+//   out  ready                 the first frame is there; or "error TEXT", and the process ends
+//        ok | error TEXT       the answer to each command, in order
+//        delivered N WxH       after each frame, N since the start
+//        trouble TEXT          what went wrong meanwhile
+//
+// The end of the line switches the television off.
 #ifndef PIPELINE_CONTROL_H
 #define PIPELINE_CONTROL_H
 
@@ -22,8 +35,8 @@ class Control {
     // Takes over the descriptor. If that is not possible, the answer says why.
     std::string open(int fd);
 
-    bool present() const { return fd_.valid(); }
-    int fd() const { return fd_.get(); }
+    bool present() const { return m_fd.valid(); }
+    int fd() const { return m_fd.get(); }
 
     // What to wait for with poll(). Commands are read only as fast as they are worked off, so that neither
     // side can fill up this process.
@@ -33,7 +46,7 @@ class Control {
     void handle(short revents, bool acceptCommands);
 
     // The other side has closed: the television is off.
-    bool ended() const { return ended_; }
+    bool ended() const { return m_ended; }
 
     std::optional<std::string> nextLine();
 
@@ -47,12 +60,12 @@ class Control {
     void receive();
     void flush();
 
-    FileDescriptor fd_;
-    bool answers_ = false;
-    bool ended_ = false;
-    std::string input_;
-    std::size_t lineLength_ = 0;
-    std::string output_;
+    FileDescriptor m_fd;
+    bool m_answers = false;
+    bool m_ended = false;
+    std::string m_input;
+    std::size_t m_lineLength = 0;
+    std::string m_output;
 };
 
 }  // namespace pipeline

@@ -10,22 +10,22 @@ namespace pipeline {
 // Owns a descriptor; -1 is none.
 class FileDescriptor {
   public:
-    explicit FileDescriptor(int fd = -1) : fd_(fd) {}
-    FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    explicit FileDescriptor(int fd = -1) : m_fd(fd) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
     FileDescriptor& operator=(FileDescriptor&& other) noexcept {
-        std::swap(fd_, other.fd_);
+        std::swap(m_fd, other.m_fd);
         return *this;
     }
     ~FileDescriptor() {
-        if (fd_ >= 0) ::close(fd_);
+        if (m_fd >= 0) ::close(m_fd);
     }
 
-    int get() const { return fd_; }
-    bool valid() const { return fd_ >= 0; }
-    void reset() { FileDescriptor closing(std::exchange(fd_, -1)); }
+    int get() const { return m_fd; }
+    bool valid() const { return m_fd >= 0; }
+    void reset() { FileDescriptor closing(std::exchange(m_fd, -1)); }
 
   private:
-    int fd_;
+    int m_fd;
 };
 
 }  // namespace pipeline

@@ -35,7 +35,7 @@ std::vector<std::string_view> words(std::string_view line) {
 }  // namespace
 
 Pipeline::~Pipeline() {
-    stopOpening_.request_stop();
+    m_stopOpening.request_stop();
 }
 
 int Pipeline::run(const std::optional<std::string>& clip) {
@@ -48,29 +48,29 @@ int Pipeline::run(const std::optional<std::string>& clip) {
     while (end == End::NotYet) end = turn();
 
     // Under a television, only the television's end is the end: until then a new pipeline may take over.
-    const bool lastOne = end == End::SwitchedOff || (end == End::StopSignal && !control_.present());
+    const bool lastOne = end == End::SwitchedOff || (end == End::StopSignal && !m_control.present());
     if (lastOne) RequestServer::removeAll();
     return end == End::Failed ? 1 : 0;
 }
 
 Pipeline::End Pipeline::turn() {
-    server_.refresh();
+    m_server.refresh();
     // Requests wait in their queue until there is something to answer them with; poll() skips negative
     // descriptors.
     enum { STOP, CONTROL, SOURCE, QUEUE };
-    std::array<pollfd, 4> fds{{{stopSignals_, POLLIN, 0},
-                               {control_.fd(), control_.events(!opening()), 0},
-                               {source_ ? source_->eventFd() : -1, POLLIN, 0},
-                               {source_ ? server_.fd() : -1, POLLIN, 0}}};
+    std::array<pollfd, 4> fds{{{m_stopSignals, POLLIN, 0},
+                               {m_control.fd(), m_control.events(!opening()), 0},
+                               {m_source ? m_source->eventFd() : -1, POLLIN, 0},
+                               {m_source ? m_server.fd() : -1, POLLIN, 0}}};
     if (::poll(fds.data(), fds.size(), LOOK_AROUND_MS) < 0) return End::NotYet;
 
     if (fds[STOP].revents != 0) return End::StopSignal;
-    control_.handle(fds[CONTROL].revents, !opening());
-    if (control_.ended()) return End::SwitchedOff;
+    m_control.handle(fds[CONTROL].revents, !opening());
+    if (m_control.ended()) return End::SwitchedOff;
     if (!finishOpening()) return End::Failed;
     executeCommands();
-    if (source_) {
-        const std::string problem = source_->advance();
+    if (m_source) {
+        const std::string problem = m_source->advance();
         if (!problem.empty()) reportEverywhere(problem);
     }
     if (fds[QUEUE].revents != 0) serveRequest();
@@ -78,31 +78,31 @@ Pipeline::End Pipeline::turn() {
 }
 
 void Pipeline::openClipBeside(const std::string& path) {
-    opening_ = std::async(std::launch::async,
-                          [path, stop = stopOpening_.get_token()] { return openClip(path, stop); });
+    m_opening = std::async(std::launch::async,
+                           [path, stop = m_stopOpening.get_token()] { return openClip(path, stop); });
 }
 
 bool Pipeline::finishOpening() {
-    if (!opening() || opening_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return true;
-    OpenedClip clip = opening_.get();
-    const bool atStart = source_ == nullptr;
+    if (!opening() || m_opening.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return true;
+    OpenedClip clip = m_opening.get();
+    const bool atStart = m_source == nullptr;
     if (clip.source) {
         show(std::move(clip.source));
-        if (!atStart) control_.send("ok");
+        if (!atStart) m_control.send("ok");
         return true;
     }
     if (atStart) report(clip.problem);
-    control_.send("error " + clip.problem);
+    m_control.send("error " + clip.problem);
     return !atStart;
 }
 
 void Pipeline::show(std::unique_ptr<FrameSource> source) {
-    const bool first = source_ == nullptr;
-    source_ = std::move(source);
-    cannotRender_ = false;
+    const bool first = m_source == nullptr;
+    m_source = std::move(source);
+    m_cannotRender = false;
     if (!first) return;
-    if (control_.present()) {
-        control_.send("ready");
+    if (m_control.present()) {
+        m_control.send("ready");
     } else {
         std::cout << "ready" << std::endl;
     }
@@ -110,27 +110,27 @@ void Pipeline::show(std::unique_ptr<FrameSource> source) {
 
 void Pipeline::serveRequest() {
     const auto render = [this](Image& image) {
-        const bool rendered = source_->render(image);
-        if (rendered) applyPicture(picture_, image);
-        if (!rendered && !cannotRender_) reportEverywhere("cannot convert what is on into a frame");
-        cannotRender_ = !rendered;
+        const bool rendered = m_source->render(image);
+        if (rendered) applyPicture(m_picture, image);
+        if (!rendered && !m_cannotRender) reportEverywhere("cannot convert what is on into a frame");
+        m_cannotRender = !rendered;
         return rendered;
     };
-    const auto size = server_.serve(render);
+    const auto size = m_server.serve(render);
     if (!size) return;
-    ++delivered_;
-    control_.sendIfHeard("delivered " + std::to_string(delivered_) + " " + std::to_string(size->width) + "x" +
-                         std::to_string(size->height));
+    ++m_delivered;
+    m_control.sendIfHeard("delivered " + std::to_string(m_delivered) + " " + std::to_string(size->width) +
+                          "x" + std::to_string(size->height));
 }
 
 void Pipeline::executeCommands() {
     while (!opening()) {
-        const auto line = control_.nextLine();
+        const auto line = m_control.nextLine();
         if (!line) return;
         const std::string problem =
             line->size() > Control::LINE_MAX_LENGTH ? "the command is too long" : execute(*line);
         // A clip being opened is answered when the outcome is known.
-        if (!opening()) control_.send(problem.empty() ? "ok" : "error " + problem);
+        if (!opening()) m_control.send(problem.empty() ? "ok" : "error " + problem);
     }
 }
 
@@ -143,13 +143,14 @@ std::string Pipeline::execute(const std::string& line) {
         return {};
     }
     const std::vector<std::string_view> word = words(line);
-    if (word.size() >= 2 && word[0] == "set")
-        return setPicture(picture_, word[1], {word.begin() + 2, word.end()});
+    if (word.size() >= 2 && word[0] == "set") {
+        return setPicture(m_picture, word[1], {word.begin() + 2, word.end()});
+    }
     if (word.size() == 2 && word[0] == "scene") return showScene(word[1]);
     if (word.size() == 1 && word[0] == "scenes") {
         show(std::make_unique<SceneSource>());
     } else if (word.size() == 1 && (word[0] == "pause" || word[0] == "play")) {
-        source_->setPaused(word[0] == "pause");
+        m_source->setPaused(word[0] == "pause");
     } else {
         return "cannot understand '" + line.substr(0, 80) + "'";
     }
@@ -165,7 +166,7 @@ std::string Pipeline::showScene(std::string_view name) {
 
 void Pipeline::reportEverywhere(const std::string& problem) {
     report(problem);
-    control_.send("error " + problem);
+    m_control.send("trouble " + problem);
 }
 
 }  // namespace pipeline

@@ -22,7 +22,7 @@ namespace pipeline {
 class Pipeline {
   public:
     // stopSignals is a signalfd() for the signals that end the process.
-    Pipeline(Control control, int stopSignals) : control_(std::move(control)), stopSignals_(stopSignals) {}
+    Pipeline(Control control, int stopSignals) : m_control(std::move(control)), m_stopSignals(stopSignals) {}
     Pipeline(const Pipeline&) = delete;
     Pipeline& operator=(const Pipeline&) = delete;
     ~Pipeline();
@@ -35,7 +35,7 @@ class Pipeline {
 
     End turn();
     void openClipBeside(const std::string& path);
-    bool opening() const { return opening_.valid(); }
+    bool opening() const { return m_opening.valid(); }
     bool finishOpening();
     void show(std::unique_ptr<FrameSource> source);
     void serveRequest();
@@ -44,16 +44,16 @@ class Pipeline {
     std::string showScene(std::string_view name);
     void reportEverywhere(const std::string& problem);
 
-    Control control_;
-    int stopSignals_;
-    RequestServer server_;
-    PictureSettings picture_;
-    std::unique_ptr<FrameSource> source_;  // null until the clip of the command line is there
-    unsigned long delivered_ = 0;
-    bool cannotRender_ = false;
+    Control m_control;
+    int m_stopSignals;
+    RequestServer m_server;
+    PictureSettings m_picture;
+    std::unique_ptr<FrameSource> m_source;  // null until the clip of the command line is there
+    unsigned long m_delivered = 0;
+    bool m_cannotRender = false;
 
-    std::stop_source stopOpening_;
-    std::future<OpenedClip> opening_;
+    std::stop_source m_stopOpening;
+    std::future<OpenedClip> m_opening;
 };
 
 }  // namespace pipeline

@@ -54,8 +54,9 @@ FrameSize fittingSize(FrameSize wish, std::size_t channels) {
     const std::uint64_t height = wish.height == 0 ? DEFAULT_EDGE : wish.height;
     const std::uint64_t pixels = video::CAPTURE_PIXEL_BYTES / channels;
     // Both factors are below 2^32, so the product does not overflow.
-    if (width * height <= pixels)
+    if (width * height <= pixels) {
         return {static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
+    }
 
     const double scale =
         std::sqrt(static_cast<double>(pixels) / (static_cast<double>(width) * static_cast<double>(height)));
@@ -82,18 +83,18 @@ std::uint32_t readOnce(std::uint32_t& word) {
 // Attached for one request only: a block that was removed or replaced in the meantime is never held on to.
 class AttachedBlock {
   public:
-    explicit AttachedBlock(int id) : address_(::shmat(id, nullptr, 0)) {}
+    explicit AttachedBlock(int id) : m_address(::shmat(id, nullptr, 0)) {}
     AttachedBlock(const AttachedBlock&) = delete;
     AttachedBlock& operator=(const AttachedBlock&) = delete;
     ~AttachedBlock() {
-        if (valid()) ::shmdt(address_);
+        if (valid()) ::shmdt(m_address);
     }
 
-    bool valid() const { return reinterpret_cast<std::intptr_t>(address_) != -1; }
-    video::CaptureBlock* get() const { return static_cast<video::CaptureBlock*>(address_); }
+    bool valid() const { return reinterpret_cast<std::intptr_t>(m_address) != -1; }
+    video::CaptureBlock* get() const { return static_cast<video::CaptureBlock*>(m_address); }
 
   private:
-    void* address_;
+    void* m_address;
 };
 
 // Empty if the segment can be used as the block.
@@ -128,33 +129,33 @@ std::optional<FrameSize> answer(video::CaptureBlock& block, const RequestServer:
 }  // namespace
 
 void RequestServer::refresh() {
-    if (queue_.valid()) {
+    if (m_queue.valid()) {
         // A message queue is a file on Linux; without a link it has lost its name and nobody new can find it.
         struct stat status {};
-        if (::fstat(queue_.get(), &status) == 0 && status.st_nlink > 0) return;
-        queue_.reset();
+        if (::fstat(m_queue.get(), &status) == 0 && status.st_nlink > 0) return;
+        m_queue.reset();
     }
     FileDescriptor queue(::mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     mq_attr attributes{};
     if (!queue.valid() || ::mq_getattr(queue.get(), &attributes) != 0) {
-        if (errno != ENOENT && errno != queueError_)
+        if (errno != ENOENT && errno != m_queueError)
             report(withReason("cannot open the request queue", errno));
-        queueError_ = errno;
+        m_queueError = errno;
         return;
     }
-    queueError_ = 0;
+    m_queueError = 0;
     // The queue may be somebody else's, with messages of another size; receiving needs a buffer for the
     // largest.
-    message_.resize(static_cast<std::size_t>(attributes.mq_msgsize));
-    queue_ = std::move(queue);
+    m_message.resize(static_cast<std::size_t>(attributes.mq_msgsize));
+    m_queue = std::move(queue);
 }
 
 bool RequestServer::receiveRequest() {
-    const ssize_t size = ::mq_receive(queue_.get(), message_.data(), message_.size(), nullptr);
+    const ssize_t size = ::mq_receive(m_queue.get(), m_message.data(), m_message.size(), nullptr);
     if (size != static_cast<ssize_t>(video::REQUEST_SIZE)) return false;
     std::array<char, video::REQUEST_SIZE> request{};
     std::copy(std::begin(video::REQUEST_TEXT), std::end(video::REQUEST_TEXT), request.begin());
-    return std::equal(request.begin(), request.end(), message_.begin());
+    return std::equal(request.begin(), request.end(), m_message.begin());
 }
 
 std::optional<FrameSize> RequestServer::serve(const Render& render) {
@@ -168,8 +169,8 @@ std::optional<FrameSize> RequestServer::serve(const Render& render) {
         if (block.valid()) return answer(*block.get(), render);
         problem = withReason("cannot attach the capture block", errno);
     }
-    if (id != refusedBlock_) report(problem);
-    refusedBlock_ = id;
+    if (id != m_refusedBlock) report(problem);
+    m_refusedBlock = id;
     return std::nullopt;
 }
 

@@ -27,7 +27,7 @@ class RequestServer {
     void refresh();
 
     // Becomes readable with a message; -1 while there is no queue.
-    int fd() const { return queue_.get(); }
+    int fd() const { return m_queue.get(); }
 
     // Takes one message off the queue. If it is a request, answers it and returns the size delivered.
     std::optional<FrameSize> serve(const Render& render);
@@ -38,10 +38,10 @@ class RequestServer {
   private:
     bool receiveRequest();
 
-    FileDescriptor queue_;
-    std::vector<char> message_;
-    int queueError_ = 0;
-    int refusedBlock_ = -1;
+    FileDescriptor m_queue;
+    std::vector<char> m_message;
+    int m_queueError = 0;
+    int m_refusedBlock = -1;
 };
 
 }  // namespace pipeline

@@ -21,13 +21,13 @@ float inSeconds(std::chrono::steady_clock::duration time) {
 }  // namespace
 
 SceneSource::Clock::duration SceneSource::elapsed() const {
-    return paused_ ? shownBefore_ : shownBefore_ + (Clock::now() - started_);
+    return m_paused ? m_shownBefore : m_shownBefore + (Clock::now() - m_started);
 }
 
 bool SceneSource::render(Image& image) {
     const Clock::duration time = elapsed();
-    if (onlyScene_) {
-        drawScene(*onlyScene_, inSeconds(time % SINGLE_SCENE_DURATION), image);
+    if (m_onlyScene) {
+        drawScene(*m_onlyScene, inSeconds(time % SINGLE_SCENE_DURATION), image);
     } else {
         const auto scene = static_cast<std::size_t>(time / SCENE_DURATION) % SCENE_NAMES.size();
         drawScene(scene, inSeconds(time % SCENE_DURATION), image);
@@ -36,9 +36,9 @@ bool SceneSource::render(Image& image) {
 }
 
 void SceneSource::setPaused(bool paused) {
-    shownBefore_ = elapsed();
-    started_ = Clock::now();
-    paused_ = paused;
+    m_shownBefore = elapsed();
+    m_started = Clock::now();
+    m_paused = paused;
 }
 
 }  // namespace pipeline

@@ -13,7 +13,7 @@ namespace pipeline {
 // frame.
 class SceneSource : public FrameSource {
   public:
-    explicit SceneSource(std::optional<std::size_t> onlyScene = std::nullopt) : onlyScene_(onlyScene) {}
+    explicit SceneSource(std::optional<std::size_t> onlyScene = std::nullopt) : m_onlyScene(onlyScene) {}
 
     bool render(Image& image) override;
     void setPaused(bool paused) override;
@@ -23,10 +23,10 @@ class SceneSource : public FrameSource {
 
     Clock::duration elapsed() const;
 
-    std::optional<std::size_t> onlyScene_;
-    bool paused_ = false;
-    Clock::time_point started_ = Clock::now();
-    Clock::duration shownBefore_{};  // until the last pause
+    std::optional<std::size_t> m_onlyScene;
+    bool m_paused = false;
+    Clock::time_point m_started = Clock::now();
+    Clock::duration m_shownBefore{};  // until the last pause
 };
 
 }  // namespace pipeline
