@@ -12,8 +12,8 @@ struct CaptureBlock;
 }
 
 // Asks the video pipeline, another process, for a frame and hands it over: to the caller of a synchronous
-// request, or through the registered callback. There is one capture block on a television: use one object, and
-// one request at a time; a new request overwrites the frame of the one before.
+// request, or through the registered callback. There is one capture block on a television: use one object,
+// and one request at a time; a new request overwrites the frame of the one before.
 //
 //              start()                       getPicture()
 //   stopped ------------> running, idle ------------------> waiting for the frame
@@ -21,8 +21,8 @@ struct CaptureBlock;
 //      +--------------------+      +---------------------------+
 //          stop(), ~                  frame there, or 2 s over
 //
-// All operations may be called from any thread but the checking thread (the one that runs the callback), where
-// stop and a request without waiting would block for ever; start and stop one at a time.
+// All operations may be called from any thread but the checking thread (the one that runs the callback),
+// where stop and a request without waiting would block for ever; start and stop one at a time.
 class PLATFORM_ADAPTATION_API PictureCapture {
   public:
     // `success` tells whether `picture` was filled. The picture is valid during the call only, and its pixels
@@ -53,8 +53,8 @@ class PLATFORM_ADAPTATION_API PictureCapture {
     // COLOR_MODE_RGB, option 1. To be called only after start() has attached the block: this is not checked.
     //
     // With `wait` and a picture: blocks for up to 2 s, returns what picutreCaptureFinished() returns.
-    // Otherwise: returns true; the callback is called when the frame is there or the 2 s are over. Blocks while
-    // an earlier callback is being waited for or runs.
+    // Otherwise: returns true; the callback is called when the frame is there or the 2 s are over. Blocks
+    // while an earlier callback is being waited for or runs.
     bool getPicture(bool wait, korvale::ai::PictureData* picture);
 
     // Waits for the requested frame, for up to 2 s in steps of 50 ms. Any thread.

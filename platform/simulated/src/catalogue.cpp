@@ -1,12 +1,12 @@
 #include "catalogue.h"
 
+#include <toml++/toml.h>
 #include <cstdlib>
 #include <fstream>
 #include <limits>
 #include <set>
 #include <sstream>
 #include <stdexcept>
-#include <toml++/toml.h>
 
 #include "catalogue_text.h"
 
@@ -32,11 +32,13 @@ class Parser {
         key.group = m_group;
         key.name = text(table, "name");
         key.meaning = text(table, "meaning");
-        if (!m_names.insert(key.name).second) fail(m_file, table.source(), "key '" + key.name + "' stands twice");
+        if (!m_names.insert(key.name).second)
+            fail(m_file, table.source(), "key '" + key.name + "' stands twice");
         readType(table, key);
         readRange(table, key);
         for (const auto& [name, node] : table) {
-            static const std::set<std::string_view> known{"group", "name", "type", "default", "range", "meaning"};
+            static const std::set<std::string_view> known{"group",   "name",  "type",
+                                                          "default", "range", "meaning"};
             if (known.count(name.str()) == 0)
                 fail(m_file, name.source(), "unknown entry '" + std::string(name.str()) + "'");
         }
@@ -54,12 +56,14 @@ class Parser {
 
     long long number(const toml::node& node, long long lowest, long long highest) {
         const auto value = node.value_exact<std::int64_t>();
-        if (!value || *value < lowest || *value > highest) fail(m_file, node.source(), "no number of this type");
+        if (!value || *value < lowest || *value > highest)
+            fail(m_file, node.source(), "no number of this type");
         return *value;
     }
 
     int integer(const toml::node& node) {
-        return static_cast<int>(number(node, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+        return static_cast<int>(
+            number(node, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
     }
 
     template <typename T, typename Read>
@@ -91,7 +95,8 @@ class Parser {
             key.initial = integer(*initial);
         } else if (type == "int64") {
             key.type = OBJECT_TYPE_NUMERIC_INT64;
-            key.initial = number(*initial, std::numeric_limits<long long>::min(), std::numeric_limits<long long>::max());
+            key.initial = number(*initial, std::numeric_limits<long long>::min(),
+                                 std::numeric_limits<long long>::max());
         } else if (type == "string") {
             key.type = OBJECT_TYPE_STRING;
             key.initial = string(*initial);
@@ -100,7 +105,8 @@ class Parser {
             key.initial = list<int>(*initial, [this](const toml::node& node) { return integer(node); });
         } else if (type == "strings") {
             key.type = OBJECT_TYPE_VECTOR_STRING;
-            key.initial = list<std::string>(*initial, [this](const toml::node& node) { return string(node); });
+            key.initial =
+                list<std::string>(*initial, [this](const toml::node& node) { return string(node); });
         } else {
             fail(m_file, table.get("type")->source(), "unknown type '" + type + "'");
         }
@@ -110,11 +116,13 @@ class Parser {
         const toml::node* const node = table.get("range");
         if (node == nullptr) return;
         const toml::array* const range = node->as_array();
-        const bool isNumber = key.type == OBJECT_TYPE_NUMERIC_INTEGER || key.type == OBJECT_TYPE_NUMERIC_INT64;
+        const bool isNumber =
+            key.type == OBJECT_TYPE_NUMERIC_INTEGER || key.type == OBJECT_TYPE_NUMERIC_INT64;
         if (!isNumber || range == nullptr || range->size() != 2)
             fail(m_file, node->source(), "'range' is [lowest, highest] of a number");
         constexpr auto any = std::numeric_limits<long long>();
-        key.range.emplace(number(*range->get(0), any.min(), any.max()), number(*range->get(1), any.min(), any.max()));
+        key.range.emplace(number(*range->get(0), any.min(), any.max()),
+                          number(*range->get(1), any.min(), any.max()));
         const long long initial = key.type == OBJECT_TYPE_NUMERIC_INTEGER ? std::get<int>(key.initial)
                                                                           : std::get<long long>(key.initial);
         if (initial < key.range->first || initial > key.range->second)

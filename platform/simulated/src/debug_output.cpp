@@ -1,9 +1,9 @@
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <atomic>
 #include <iostream>
 #include <mutex>
 
@@ -21,10 +21,14 @@ constexpr unsigned LEVEL_INFO = 4000;
 
 const char* levelName(unsigned levelWord) {
     switch (levelWord & 0xFFFFU) {
-        case LEVEL_TRACE: return "trace";
-        case LEVEL_ERROR: return "error";
-        case LEVEL_INFO: return "info ";
-        default: return "?    ";
+        case LEVEL_TRACE:
+            return "trace";
+        case LEVEL_ERROR:
+            return "error";
+        case LEVEL_INFO:
+            return "info ";
+        default:
+            return "?    ";
     }
 }
 
@@ -67,7 +71,9 @@ void print(unsigned levelWord, const std::string& line) {
 
 }  // namespace
 
-void DebugOutput::setVerbosity(Verbosity verbosity) { state().verbosity.store(verbosity); }
+void DebugOutput::setVerbosity(Verbosity verbosity) {
+    state().verbosity.store(verbosity);
+}
 
 void DebugOutput::setSink(Sink sink) {
     const std::lock_guard lock(state().mutex);
@@ -86,9 +92,12 @@ using simulated::DebugOutput;
 int cspDebugCheckLevelGetFrameAndChunk(unsigned int levelWord) {
     const auto wanted = simulated::state().verbosity.load(std::memory_order_relaxed);
     switch (levelWord & 0xFFFFU) {
-        case simulated::LEVEL_TRACE: return wanted >= DebugOutput::Verbosity::TRACE;
-        case simulated::LEVEL_INFO: return wanted >= DebugOutput::Verbosity::INFO;
-        default: return wanted >= DebugOutput::Verbosity::ERROR;
+        case simulated::LEVEL_TRACE:
+            return wanted >= DebugOutput::Verbosity::TRACE;
+        case simulated::LEVEL_INFO:
+            return wanted >= DebugOutput::Verbosity::INFO;
+        default:
+            return wanted >= DebugOutput::Verbosity::ERROR;
     }
 }
 

@@ -71,7 +71,8 @@ Process Process::getInstance() {
 }
 
 int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, const std::string& name) {
-    if (const int status = simulated::Television::instance().framework().lookUp(name); status != 0) return status;
+    if (const int status = simulated::Television::instance().framework().lookUp(name); status != 0)
+        return status;
     reference = boost::make_shared<simulated::ModelInterface>();
     return 0;
 }

@@ -24,12 +24,18 @@ constexpr std::chrono::milliseconds NOTIFICATION_DELAY{15};
 
 bool fits(ObjectTypeSpec type, const Value& value) {
     switch (type) {
-        case OBJECT_TYPE_NUMERIC_INTEGER: return std::holds_alternative<int>(value);
-        case OBJECT_TYPE_NUMERIC_INT64: return std::holds_alternative<long long>(value);
-        case OBJECT_TYPE_STRING: return std::holds_alternative<std::string>(value);
-        case OBJECT_TYPE_VECTOR_NUMERIC_INTEGER: return std::holds_alternative<std::vector<int>>(value);
-        case OBJECT_TYPE_VECTOR_STRING: return std::holds_alternative<std::vector<std::string>>(value);
-        default: return std::holds_alternative<std::monostate>(value);
+        case OBJECT_TYPE_NUMERIC_INTEGER:
+            return std::holds_alternative<int>(value);
+        case OBJECT_TYPE_NUMERIC_INT64:
+            return std::holds_alternative<long long>(value);
+        case OBJECT_TYPE_STRING:
+            return std::holds_alternative<std::string>(value);
+        case OBJECT_TYPE_VECTOR_NUMERIC_INTEGER:
+            return std::holds_alternative<std::vector<int>>(value);
+        case OBJECT_TYPE_VECTOR_STRING:
+            return std::holds_alternative<std::vector<std::string>>(value);
+        default:
+            return std::holds_alternative<std::monostate>(value);
     }
 }
 
@@ -50,16 +56,19 @@ bool isInRange(const KeyDefinition& definition, const Value& value) {
 // Calls the notification of the value's kind, if the observer has it.
 void notify(Observer* observer, const Value& value) {
     if (const int* const number = std::get_if<int>(&value)) {
-        if (auto* const receiver = dynamic_cast<ObserverNumericInteger*>(observer)) receiver->notifyNewValue(*number);
+        if (auto* const receiver = dynamic_cast<ObserverNumericInteger*>(observer))
+            receiver->notifyNewValue(*number);
     } else if (const long long* const wide = std::get_if<long long>(&value)) {
-        if (auto* const receiver = dynamic_cast<ObserverNumericInt64*>(observer)) receiver->notifyNewValue(*wide);
+        if (auto* const receiver = dynamic_cast<ObserverNumericInt64*>(observer))
+            receiver->notifyNewValue(*wide);
     } else if (const auto* const text = std::get_if<std::string>(&value)) {
         if (auto* const receiver = dynamic_cast<ObserverString*>(observer)) receiver->notifyNewValue(*text);
     } else if (const auto* const numbers = std::get_if<std::vector<int>>(&value)) {
         if (auto* const receiver = dynamic_cast<ObserverVectorNumericInteger*>(observer))
             receiver->notifyIntegerVector(*numbers);
     } else if (const auto* const texts = std::get_if<std::vector<std::string>>(&value)) {
-        if (auto* const receiver = dynamic_cast<ObserverVectorString*>(observer)) receiver->notifyStringVector(*texts);
+        if (auto* const receiver = dynamic_cast<ObserverVectorString*>(observer))
+            receiver->notifyStringVector(*texts);
     }
 }
 
@@ -115,8 +124,9 @@ class Model::Implementation final : public RootInterface {
     };
 
     explicit Implementation(std::vector<KeyDefinition> catalogue) : m_catalogue(std::move(catalogue)) {
-        for (const KeyDefinition& definition : m_catalogue) m_keys.emplace(std::piecewise_construct,
-            std::forward_as_tuple(definition.name), std::forward_as_tuple(*this, definition));
+        for (const KeyDefinition& definition : m_catalogue)
+            m_keys.emplace(std::piecewise_construct, std::forward_as_tuple(definition.name),
+                           std::forward_as_tuple(*this, definition));
         m_thread = std::thread([this] { deliver(); });
     }
 
@@ -197,8 +207,8 @@ class Model::Implementation final : public RootInterface {
 
     bool settle(std::chrono::milliseconds limit) {
         std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(lock, limit,
-                                  [this] { return (m_held || m_events.empty()) && m_called == nullptr && !m_busy; });
+        return m_changed.wait_for(
+            lock, limit, [this] { return (m_held || m_events.empty()) && m_called == nullptr && !m_busy; });
     }
 
   private:
@@ -348,7 +358,8 @@ void Model::define(const KeyDefinition& definition) {
     if (!fits(definition.type, definition.initial))
         throw std::invalid_argument("the initial value of '" + definition.name + "' is of another type");
     const std::lock_guard lock(m_implementation->m_mutex);
-    const auto [position, added] = m_implementation->m_keys.try_emplace(definition.name, *m_implementation, definition);
+    const auto [position, added] =
+        m_implementation->m_keys.try_emplace(definition.name, *m_implementation, definition);
     if (added) return;
     position->second.definition = definition;
     position->second.value = definition.initial;
@@ -404,7 +415,9 @@ void Model::releaseNotifications(Order order) {
     m_implementation->setHeld(false, order);
 }
 
-bool Model::settle(std::chrono::milliseconds limit) { return m_implementation->settle(limit); }
+bool Model::settle(std::chrono::milliseconds limit) {
+    return m_implementation->settle(limit);
+}
 
 unsigned Model::connectAttempts(const std::string& key) const {
     const std::lock_guard lock(m_implementation->m_mutex);
@@ -426,6 +439,8 @@ void Model::onChange(std::function<void(const std::string&, const Value&)> liste
     m_implementation->m_listener = std::move(listener);
 }
 
-RootInterface* Model::root() { return m_implementation.get(); }
+RootInterface* Model::root() {
+    return m_implementation.get();
+}
 
 }  // namespace simulated

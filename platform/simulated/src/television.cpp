@@ -34,7 +34,7 @@ constexpr std::array<PictureSetting, 10> PICTURE_SETTINGS{{
 void showSetting(VideoPipeline& video, const std::string& key, const Value& value) {
     const auto setting = std::find_if(PICTURE_SETTINGS.begin(), PICTURE_SETTINGS.end(),
                                       [&](const PictureSetting& candidate) { return candidate.key == key; });
-    if (setting == PICTURE_SETTINGS.end() ) return;
+    if (setting == PICTURE_SETTINGS.end()) return;
     std::string values;
     if (const int* const number = std::get_if<int>(&value)) values = std::to_string(*number);
     if (const auto* const list = std::get_if<std::vector<int>>(&value))
@@ -61,7 +61,8 @@ Television& Television::instance() {
 
 Television::Television() : m_model(std::make_unique<Model>(catalogueOrExit())) {
     for (const KeyDefinition& key : m_model->keys()) showSetting(m_video, key.name, key.initial);
-    m_model->onChange([this](const std::string& key, const Value& value) { showSetting(m_video, key, value); });
+    m_model->onChange(
+        [this](const std::string& key, const Value& value) { showSetting(m_video, key, value); });
 }
 
 void Television::reset() {
@@ -69,6 +70,7 @@ void Television::reset() {
     m_framework.reset();
     m_debugOutput.reset();
     m_threads.reset();
+    m_applications.reset();
 }
 
 void Television::powerOn() {

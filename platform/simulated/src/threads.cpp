@@ -61,8 +61,8 @@ int _cspOsalPOSIX_pthread_attr_destroy(pthread_attr_t* attributes) {
     return pthread_attr_destroy(attributes);
 }
 
-int _cspOsalPOSIX_pthread_create_line(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*),
-                                      void* argument, const char* file, int line) {
+int _cspOsalPOSIX_pthread_create_line(pthread_t* thread, const pthread_attr_t* attributes,
+                                      void* (*routine)(void*), void* argument, const char* file, int line) {
     Television& television = Television::instance();
     television.powerOn();
     if (!television.threads().mayCreate(file, line)) return EAGAIN;

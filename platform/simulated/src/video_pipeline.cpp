@@ -32,7 +32,8 @@ std::string programPath() {
         const std::string library = self.dli_fname;
         const std::size_t slash = library.rfind('/');
         const std::string folder = slash == std::string::npos ? "." : library.substr(0, slash);
-        for (const char* place : {"/", "/../libexec/platform_adaptation/", "/../../libexec/platform_adaptation/"}) {
+        for (const char* place :
+             {"/", "/../libexec/platform_adaptation/", "/../../libexec/platform_adaptation/"}) {
             std::string path = folder + place + PROGRAM;
             if (access(path.c_str(), X_OK) == 0) return path;
         }
@@ -42,7 +43,8 @@ std::string programPath() {
 
 }  // namespace
 
-// A running pipeline process and the socket that controls it. A thread of its own reads what the process says.
+// A running pipeline process and the socket that controls it. A thread of its own reads what the process
+// says.
 class VideoPipeline::Connection {
   public:
     static std::shared_ptr<Connection> open(const std::string& clip, std::string& error) {
@@ -65,7 +67,8 @@ class VideoPipeline::Connection {
         return nullptr;
     }
 
-    Connection(pid_t process, int control) : m_process(process), m_control(control), m_reader([this] { read(); }) {}
+    Connection(pid_t process, int control)
+        : m_process(process), m_control(control), m_reader([this] { read(); }) {}
 
     ~Connection() {
         end(SIGKILL);
@@ -94,7 +97,8 @@ class VideoPipeline::Connection {
         return m_delivered;
     }
 
-    // Sends a command without waiting for its answer. One that the pipeline, hanging, has no room for is lost.
+    // Sends a command without waiting for its answer. One that the pipeline, hanging, has no room for is
+    // lost.
     void post(const std::string& line) {
         const std::lock_guard lock(m_sendMutex);
         send(line);
@@ -132,7 +136,8 @@ class VideoPipeline::Connection {
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, control, CONTROL_FD);
-        const int status = posix_spawnp(&process, program.c_str(), &actions, nullptr, arguments.data(), environ);
+        const int status =
+            posix_spawnp(&process, program.c_str(), &actions, nullptr, arguments.data(), environ);
         posix_spawn_file_actions_destroy(&actions);
         return status;
     }

@@ -75,7 +75,8 @@ void PictureCapture::registerCallBack(NotifyFunction fn, void* userData) {
 
 bool PictureCapture::initShareMemory() {
     LOG_ENTER();
-    LOG_INFO("shmget key: %d, allocSize: %d.\n", video::CAPTURE_BLOCK_KEY, static_cast<int>(sizeof(CaptureBlock)));
+    LOG_INFO("shmget key: %d, allocSize: %d.\n", video::CAPTURE_BLOCK_KEY,
+             static_cast<int>(sizeof(CaptureBlock)));
     const int id = shmget(video::CAPTURE_BLOCK_KEY, sizeof(CaptureBlock),
                           IPC_CREAT | static_cast<int>(video::CAPTURE_PERMISSIONS));
     if (id == -1) {
@@ -108,8 +109,8 @@ void PictureCapture::start() {
     storeShared(m_loopSendMessageQueue, true);
     pthread_attr_t attributes;
     _cspOsalPOSIX_pthread_attr_init(&attributes);
-    if (_cspOsalPOSIX_pthread_create_line(&m_sendThread, &attributes, threadSendMessageQueueForPicture, this, __FILE__,
-                                          __LINE__) != 0) {
+    if (_cspOsalPOSIX_pthread_create_line(&m_sendThread, &attributes, threadSendMessageQueueForPicture, this,
+                                          __FILE__, __LINE__) != 0) {
         storeShared(m_loopSendMessageQueue, false);
         LOG_ERROR("pthread_create() failed.\n");
         return;
@@ -207,9 +208,10 @@ void PictureCapture::handleSendMessageQueue() {
     mq_attr attributes{};
     attributes.mq_maxmsg = video::REQUEST_QUEUE_DEPTH;
     attributes.mq_msgsize = static_cast<long>(video::REQUEST_SIZE);
-    mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDWR | O_CREAT | O_EXCL, video::CAPTURE_PERMISSIONS, &attributes);
-    // errno counts even after a success, when it may be left over from an earlier call: the queue is then opened
-    // once more, and the first descriptor stays open.
+    mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDWR | O_CREAT | O_EXCL, video::CAPTURE_PERMISSIONS,
+                          &attributes);
+    // errno counts even after a success, when it may be left over from an earlier call: the queue is then
+    // opened once more, and the first descriptor stays open.
     if (const int error = errno; error == EEXIST) {
         queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDWR);
         if (queue == -1) {
@@ -238,8 +240,9 @@ void PictureCapture::handleSendMessageQueue() {
 }
 
 void PictureCapture::handleCheckCapture() {
-    // Held for the thread's whole life but while it waits: a request without waiting blocks until the callback
-    // before it has returned, and the signal of stop() cannot fall between the loop's test and the wait.
+    // Held for the thread's whole life but while it waits: a request without waiting blocks until the
+    // callback before it has returned, and the signal of stop() cannot fall between the loop's test and the
+    // wait.
     const Lock lock(m_checkMutex);
     while (loadShared(m_loopCheckCapture)) {
         pthread_cond_wait(&m_checkCond, &m_checkMutex);
@@ -251,7 +254,8 @@ void PictureCapture::handleCheckCapture() {
         }
         const bool result = picutreCaptureFinished(&picture);
         // Read again: the callback may have been replaced, or switched off, during the wait.
-        if (const NotifyFunction notify = loadShared(m_notifyFun)) notify(result, &picture, loadShared(m_userData));
+        if (const NotifyFunction notify = loadShared(m_notifyFun))
+            notify(result, &picture, loadShared(m_userData));
     }
 }
 

@@ -35,4 +35,21 @@ void storeShared(std::shared_ptr<T>& member, std::shared_ptr<T> value) {
     std::atomic_store_explicit(&member, std::move(value), std::memory_order_release);
 }
 
+// A client's callback: a function and its datum, registered on one thread and called on another. The datum is stored
+// first and loaded last, so that whoever finds a new function finds its datum too.
+template <typename Function>
+void storeCallBack(Function& function, Function newFunction, void*& userData, void* newUserData) {
+    storeShared(userData, newUserData);
+    storeShared(function, newFunction);
+}
+
+// Calls it; false if there is none.
+template <typename Function, typename... Arguments>
+bool callBack(const Function& function, void* const& userData, Arguments... arguments) {
+    const Function current = loadShared(function);
+    if (current == nullptr) return false;
+    current(arguments..., loadShared(userData));
+    return true;
+}
+
 #endif

@@ -16,6 +16,12 @@
 
 #include "simulated/model.h"
 
+namespace zt {
+namespace apmclient {
+class AppManagerClient;
+}
+}  // namespace zt
+
 namespace simulated {
 
 // The process framework that clients ask for the model.
@@ -84,6 +90,70 @@ class ThreadCreation {
     std::vector<Record> m_created;
 };
 
+// What becomes of an application, as its manager tells it.
+enum class Lifecycle {
+    RUNNING,
+    SUSPEND,
+    SUSPEND_EX,
+    RESUME,
+    RESUME_EX,
+    STR_SUSPENDING,
+    STR_SUSPEND,
+    STR_RESUME,
+    STR_RESUMING,
+    DESTROY,
+    GET_FOCUS,
+    LOST_FOCUS,
+    RESOURCE_READY,
+    RELEASE_RESOURCE,
+    UI_STATUS,
+    EVENT_MESSAGE,
+    KEY_EVENT,
+};
+
+// The application manager. Notifications are delivered one at a time, in order, on its own client thread.
+class ApplicationManager {
+  public:
+    struct Report {
+        std::string name;
+        int status;
+    };
+
+    ApplicationManager();
+    ~ApplicationManager();
+    ApplicationManager(const ApplicationManager&) = delete;
+    ApplicationManager& operator=(const ApplicationManager&) = delete;
+
+    // Whether clients can reach it; they can at first.
+    void setReachable(bool reachable);
+    // Registrations are refused with `status`; 0 for none.
+    void refuseRegistrations(int status);
+
+    // Tells every registered application, or the one of this name. `text` is the parameter or the message, `number`
+    // the reason, resource, status or key.
+    void tell(Lifecycle news, const std::string& appUrl, const std::string& text = std::string(), int number = 0);
+    void tellOne(const std::string& name, Lifecycle news, const std::string& appUrl,
+                 const std::string& text = std::string(), int number = 0);
+
+    // Waits until everything has been told; false if that takes longer. Not to be called from a notification.
+    bool settle(std::chrono::milliseconds limit = std::chrono::seconds(30));
+
+    // Registered now; and what applications reported, and answered to notifications, since the last reset.
+    std::vector<std::string> applications() const;
+    std::vector<Report> reports() const;
+    std::vector<int> answers() const;
+
+    // Reachable, nothing recorded or waiting to be told. Registrations stay.
+    void reset();
+
+    // What clients reach; null if it is not reachable.
+    zt::apmclient::AppManagerClient* client();
+
+  private:
+    class Implementation;
+    std::unique_ptr<Implementation> m_implementation;
+};
+
 // The video pipeline: a process of its own, which lives as long as the television is on.
 class VideoPipeline {
   public:
@@ -129,6 +199,7 @@ class Television {
     Framework& framework() { return m_framework; }
     DebugOutput& debugOutput() { return m_debugOutput; }
     ThreadCreation& threads() { return m_threads; }
+    ApplicationManager& applications() { return m_applications; }
     VideoPipeline& video() { return m_video; }
 
     // As just switched on: no faults, every value at its default. Subscriptions and the pipeline stay.
@@ -146,6 +217,7 @@ class Television {
     Framework m_framework;
     DebugOutput m_debugOutput;
     ThreadCreation m_threads;
+    ApplicationManager m_applications;
     VideoPipeline m_video;
     std::once_flag m_poweredOn;
 };
