@@ -14,7 +14,6 @@
 #include <string>
 #include <type_traits>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "lomodelapi/object_type_spec.h"

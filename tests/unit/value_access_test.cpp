@@ -725,6 +725,18 @@ TEST_F(AConnection, LooksUpTheRootOnceForAllItsAttempts) {
     EXPECT_EQ(television.framework().lookups(), 1U);
 }
 
+TEST_F(AConnection, ServesAllTheReadsAndWritesThatFollow) {
+    IntegerAccess access(KEY);
+    int number = 0;
+    for (int value = 1; value <= 3; ++value) {
+        EXPECT_EQ(access.setValue(value), 0);
+        EXPECT_EQ(access.getValue(number), 0);
+        EXPECT_EQ(number, value);
+    }
+    EXPECT_EQ(television.framework().lookups(), 1U);
+    EXPECT_EQ(model.connectAttempts(KEY), 1U);
+}
+
 TEST_F(AConnection, IsKeptByASecondCall) {
     IntegerAccess access(KEY);
     ASSERT_EQ(access.connect(0), 0);

@@ -11,8 +11,8 @@ namespace {
 // The same on every processor: beyond the range its nearest end, NaN gives 0.
 template <typename To, typename From>
 To saturate(From value) noexcept {
-    // Both ends as powers of two, which every floating type represents exactly: max() itself would be rounded.
-    constexpr From end = static_cast<From>(std::numeric_limits<To>::max() / 2 + 1) * From{2};
+    // One beyond the last as a power of two, which every floating type represents exactly: the last would be rounded.
+    constexpr From end = static_cast<From>(To{1} << (std::numeric_limits<To>::digits - 1)) * From{2};
     constexpr From begin = std::numeric_limits<To>::is_signed ? -end : From{0};
     if (std::isnan(value)) return To{0};
     if (value >= end) return std::numeric_limits<To>::max();
