@@ -53,7 +53,8 @@ TEST(TheCatalogue, HasEveryKeyThatTheLibraryUses) {
                                  "dovra.sl2.i32.video.color.tuner.hue",
                                  "dovra.sl2.vint.video.aipq.pq.setting",
                                  "dovra.sl2.action.source.switch",
-                                 "dovra.sl2.i32.tvservice.no-banner"};
+                                 "dovra.sl2.i32.tvservice.no-banner",
+                                 "dovra.sl2.table.channel.list"};
     const std::vector<KeyDefinition> keys = simulated::loadCatalogue();
     for (const char* const name : names) {
         EXPECT_TRUE(std::any_of(keys.begin(), keys.end(), [&](const KeyDefinition& key) {
@@ -120,14 +121,18 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{keyWith("type = \"integer\"\ndefault = 2147483648\n"), "5:11: no number of this type"},
         Malformed{keyWith("type = \"integer\"\ndefault = 1.5\n"), "5:11: no number of this type"},
         Malformed{keyWith("type = \"string\"\ndefault = 1\n"), "5:11: no text"},
-        Malformed{keyWith("type = \"integers\"\ndefault = 1\n"), "5:11: 'default' is no list"},
+        Malformed{keyWith("type = \"integers\"\ndefault = 1\n"), "5:11: no list"},
         Malformed{keyWith("type = \"strings\"\ndefault = [1]\n"), "5:12: no text"},
-        Malformed{keyWith("type = \"action\"\ndefault = 1\n"), "5:11: an action has no default"},
+        Malformed{keyWith("type = \"action\"\ndefault = 1\n"), "5:11: the type 'action' has no default"},
         Malformed{keyWith("type = \"integer\"\ndefault = 1\nrange = 5\n"), "6:9: 'range' is"},
         Malformed{keyWith("type = \"integer\"\ndefault = 1\nrange = [1]\n"), "6:9: 'range' is"},
         Malformed{keyWith("type = \"string\"\ndefault = \"\"\nrange = [1, 2]\n"), "6:9: 'range' is"},
         Malformed{keyWith("type = \"integer\"\ndefault = 3\nrange = [1, 2]\n"), "out of this range"},
         Malformed{keyWith("type = \"integer\"\ndefault = 1\ncolour = 1\n"), "6:1: unknown entry 'colour'"},
+        Malformed{keyWith("type = \"action\"\nrows = []\n"), "5:8: only a table has these"},
+        Malformed{keyWith("type = \"table\"\n"), "a table without 'columns' and 'rows'"},
+        Malformed{keyWith("type = \"table\"\ncolumns = [\"a\"]\nrows = [[\"1\"], []]\n"),
+                  "6:16: not one text per column"},
         Malformed{keyWith("type = \"action\"\n") + keyWith("type = \"action\"\n"), "stands twice"}));
 
 }  // namespace

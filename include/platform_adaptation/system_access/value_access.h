@@ -32,8 +32,8 @@ class PLATFORM_ADAPTATION_API ValueAccessT : public ValueAccessBase, public Obse
     int connect(int timeoutMs) override;
     int disconnect() override;
 
-    // Called by the model, on its threads: the one that `Observer` declares. Each makes a ValueObject and hands
-    // it to onNewValue(); without a handler it is dropped.
+    // Called by the model, on its threads: the one that `Observer` declares. Each makes a ValueObject and
+    // hands it to onNewValue(); without a handler it is dropped.
     virtual void notifyNewValue(int value);
     virtual void notifyNewValue(long long value);
     virtual void notifyNewValue(const std::string& value);

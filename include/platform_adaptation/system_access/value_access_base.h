@@ -18,14 +18,14 @@ namespace lomodelapi {
 class Observer;
 }
 
-// An accessor to one key of the model: its name, its connection and its owner's handler. It connects by itself
-// on the first read or write.
+// An accessor to one key of the model: its name, its connection and its owner's handler. It connects by
+// itself on the first read or write.
 //
 // Reads, writes and connecting run on the caller's thread and block as long as the model takes; connecting
 // blocks for up to the connect time-out (100 ms a try). There is no lock: create, connect and hand over the
-// handler before notifications matter. A handler may be replaced at any time, from any thread; the one replaced
-// lives until the call that it is in has ended. The model must be reachable whenever an accessor connects or
-// disconnects: this is not checked.
+// handler before notifications matter. A handler may be replaced at any time, from any thread; the one
+// replaced lives until the call that it is in has ended. The model must be reachable whenever an accessor
+// connects or disconnects: this is not checked.
 //
 // Statuses: 0 success; 5 the key could not be connected; 6 the object is of another type, or the number does
 // not fit it; 8 the key is the placeholder "missing"; any other is the model's own.
@@ -62,8 +62,8 @@ class PLATFORM_ADAPTATION_API ValueAccessBase {
     virtual int getValue(std::vector<int>& value);
 
     // Write the value, connecting first if need be. Return a status; if it is not 0, nothing was written. 0
-    // says that the value was handed to the model, not that the model accepted it. An integer may be written to
-    // a key of either width if it fits.
+    // says that the value was handed to the model, not that the model accepted it. An integer may be written
+    // to a key of either width if it fits.
     virtual int setValue(const std::string& value);
     virtual int setValue(int value);
     virtual int setValue(long long value);
@@ -73,8 +73,8 @@ class PLATFORM_ADAPTATION_API ValueAccessBase {
     // Hands `value` to the handler, if there is one. Called on the model's thread for each change.
     virtual void onNewValue(const ValueObject& value);
 
-    // The model's root; null (and a log line) if the process framework does not give it. Looked up anew at each
-    // call; owned by the framework.
+    // The model's root; null (and a log line) if the process framework does not give it. Looked up anew at
+    // each call; owned by the framework.
     static RootInterface* getRootInterface();
 
     // Connects with the kept time-out if not connected; returns a status.
@@ -89,8 +89,8 @@ class PLATFORM_ADAPTATION_API ValueAccessBase {
 
     // Asks `root` for the object under the name until it yields one or `timeoutMs` are over; null then, with
     // the model's last answer in `status`.
-    PLATFORM_ADAPTATION_LOCAL BizValue* attach(RootInterface* root, lomodelapi::Observer* observer, int timeoutMs,
-                                               int& status);
+    PLATFORM_ADAPTATION_LOCAL BizValue* attach(RootInterface* root, lomodelapi::Observer* observer,
+                                               int timeoutMs, int& status);
 
     // Ends the subscription of `observer`, whether or not there is one, and forgets the object.
     PLATFORM_ADAPTATION_LOCAL void detach(lomodelapi::Observer* observer);

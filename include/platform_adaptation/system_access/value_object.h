@@ -14,14 +14,18 @@ struct Point {
     int second;
 };
 
-inline bool operator==(const Point& a, const Point& b) { return a.first == b.first && a.second == b.second; }
-inline bool operator!=(const Point& a, const Point& b) { return !(a == b); }
+inline bool operator==(const Point& a, const Point& b) {
+    return a.first == b.first && a.second == b.second;
+}
+inline bool operator!=(const Point& a, const Point& b) {
+    return !(a == b);
+}
 
-// A tagged variant with lenient conversions: every kind converts to every type, and none fails. A plain value:
-// copy it between threads, do not share it while one of them writes.
+// A tagged variant with lenient conversions: every kind converts to every type, and none fails. A plain
+// value: copy it between threads, do not share it while one of them writes.
 //
-// The fields are public so that a list can be filled in place: set `kind` to TYPE_VECTOR and append to `items`.
-// Only the field that the kind selects counts; the others keep what they held.
+// The fields are public so that a list can be filled in place: set `kind` to TYPE_VECTOR and append to
+// `items`. Only the field that the kind selects counts; the others keep what they held.
 class PLATFORM_ADAPTATION_API ValueObject {
   public:
     enum Type : int {
@@ -98,8 +102,8 @@ class PLATFORM_ADAPTATION_API ValueObject {
 
     int type() const noexcept { return kind; }
 
-    // Numbers: 64 bits narrow to their low 32; fractions are cut off, beyond the range the nearest end of it is
-    // taken, and NaN gives 0. Texts, points, lists and values without a kind give 0 or false.
+    // Numbers: 64 bits narrow to their low 32; fractions are cut off, beyond the range the nearest end of it
+    // is taken, and NaN gives 0. Texts, points, lists and values without a kind give 0 or false.
     operator bool() const noexcept;
     operator int() const noexcept;
     operator unsigned int() const noexcept;
@@ -115,8 +119,8 @@ class PLATFORM_ADAPTATION_API ValueObject {
     operator std::vector<unsigned int>() const;
     operator std::vector<std::string>() const;
 
-    // 5, TRUE, 0.5 and 1e+07 (six digits), a text as it is, (3,-4), [1,2,[a]], null, Undefined; the empty text
-    // for a kind that is not in Type. The same in every locale.
+    // 5, TRUE, 0.5 and 1e+07 (six digits), a text as it is, (3,-4), [1,2,[a]], null, Undefined; the empty
+    // text for a kind that is not in Type. The same in every locale.
     std::string convertToStringType() const;
 
     // Compares as the left operand's kind: `other` is converted to it if this is a number, and must be of the

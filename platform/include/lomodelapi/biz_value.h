@@ -1,7 +1,8 @@
 // The model's object behind one key. A television's own header must offer these operations.
 //
-// One class serves every type of object, and an operation that does not fit the object's type is refused rather
-// than undefined: a client that mistakes an object's type gets an error, never another object's memory.
+// One class serves every type of object, and an operation that does not fit the object's type is refused
+// rather than undefined: a client that mistakes an object's type gets an error, never another object's
+// memory.
 #ifndef LOMODELAPI_BIZ_VALUE_H
 #define LOMODELAPI_BIZ_VALUE_H
 
@@ -9,7 +10,13 @@
 #include <string>
 #include <vector>
 
+#include "lomodelapi/argument.h"
 #include "lomodelapi/object_type_spec.h"
+#include "lomodelapi/table.h"
+
+namespace lomodelapi {
+class ObserverTableIterator;
+}
 
 // All operations: any thread; they may block for as long as the model takes to answer. A read or write that
 // returns a status returns 0 on success; on failure of a read its output is as it was.
@@ -39,6 +46,30 @@ class BizValue {
     // OBJECT_TYPE_VECTOR_STRING; written like the integers
     virtual int getStringVector(std::vector<std::string>&) { return WRONG_TYPE; }
     virtual int setStringVector(const std::map<int, std::string>&) { return WRONG_TYPE; }
+
+    // OBJECT_TYPE_ACTION: starts the action and tells the id of this invocation. 0 if it was accepted; the
+    // answer may arrive before this returns.
+    virtual int invoke(unsigned int& actionId, const std::vector<lomodelapi::Argument>& arguments) {
+        static_cast<void>(actionId);
+        static_cast<void>(arguments);
+        return WRONG_TYPE;
+    }
+
+    // OBJECT_TYPE_TABLE: opens an iterator, which tells `observer` everything; null if it cannot. Once it is
+    // released, or the table disconnected, the observer is not called again, unless it is being called on
+    // this very thread. 0 on success of a release.
+    virtual lomodelapi::TableIterator* createIterator(
+        const lomodelapi::IteratorType& type, lomodelapi::ObserverTableIterator* observer,
+        const std::vector<lomodelapi::TableSelection>& selections, const std::vector<int>& columns,
+        const std::vector<lomodelapi::TableOrder>& orders) {
+        static_cast<void>(type);
+        static_cast<void>(observer);
+        static_cast<void>(selections);
+        static_cast<void>(columns);
+        static_cast<void>(orders);
+        return nullptr;
+    }
+    virtual int releaseIterator(lomodelapi::TableIterator*) { return WRONG_TYPE; }
 
   protected:
     // The model owns its objects; a client returns one with RootInterface::disconnectValue.

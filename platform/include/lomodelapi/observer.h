@@ -1,6 +1,6 @@
-// What the model calls when something that a client subscribed to changes. A television's own header must offer
-// these classes with this order of virtual operations: destructor, one operation with a default implementation,
-// then the notification of the kind.
+// What the model calls when something that a client subscribed to changes. A television's own header must
+// offer these classes with this order of virtual operations: destructor, one operation with a default
+// implementation, then the notifications of the kind.
 //
 // Every notification arrives on a thread of the model, never on the stack of the client's own call. Arguments
 // are valid during the call only. A notification must not block for long: the next one waits behind it.
@@ -9,6 +9,8 @@
 
 #include <string>
 #include <vector>
+
+#include "lomodelapi/argument.h"
 
 namespace lomodelapi {
 
@@ -43,6 +45,33 @@ class ObserverVectorNumericInteger : public Observer {
 class ObserverVectorString : public Observer {
   public:
     virtual void notifyStringVector(const std::vector<std::string>& value) = 0;
+};
+
+// Each invocation that was accepted is answered once, by one of the two, with the id that it was given.
+class ObserverAction : public Observer {
+  public:
+    virtual void notifyExecutionError(unsigned int actionId, int error) = 0;
+    virtual void notifyResult(unsigned int actionId, const std::vector<Argument>& result) = 0;
+};
+
+class ObserverTable : public Observer {
+  public:
+    virtual void notifyUpdate(int kind) = 0;
+};
+
+// The answers to what an iterator was asked (lomodelapi/table.h), and news of its own: it is ready, with the
+// number of its rows; the table was updated.
+class ObserverTableIterator : public Observer {
+  public:
+    virtual void notifyCommit(int status) = 0;
+    virtual void notifyTotalCount(int count) = 0;
+    virtual void notifySeekToRow(int row) = 0;
+    virtual void notifySeekToContent(int row) = 0;
+    virtual void notifyCursorPosition(int row) = 0;
+    virtual void notifyReadRow(const std::vector<std::string>& row) = 0;
+    virtual void notifyReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) = 0;
+    virtual void notifyIteratorReady(int count) = 0;
+    virtual void notifyUpdate(int kind) = 0;
 };
 
 }  // namespace lomodelapi

@@ -16,8 +16,8 @@ class RootInterface {
     virtual int connectValue(const std::string& name, lomodelapi::Observer* observer, BizValue*& value) = 0;
 
     // Ends that subscription; 0 on success. Once this has returned, `observer` is not called again, unless it
-    // is being called on this very thread. A subscription that does not exist, and a null `value`, are refused
-    // with a non-zero status and no other effect.
+    // is being called on this very thread. A subscription that does not exist, and a null `value`, are
+    // refused with a non-zero status and no other effect.
     virtual int disconnectValue(const std::string& name, lomodelapi::Observer* observer, BizValue* value) = 0;
 
   protected:

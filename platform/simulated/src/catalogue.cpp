@@ -36,6 +36,7 @@ class Parser {
             fail(m_file, table.source(), "key '" + key.name + "' stands twice");
         readType(table, key);
         readRange(table, key);
+        readRows(table, key);
         for (const auto& [name, node] : table) {
             static const std::set<std::string_view> known{"group",   "name",  "type",
                                                           "default", "range", "meaning"};
@@ -69,7 +70,7 @@ class Parser {
     template <typename T, typename Read>
     std::vector<T> list(const toml::node& node, Read read) {
         const toml::array* const array = node.as_array();
-        if (array == nullptr) fail(m_file, node.source(), "'default' is no list");
+        if (array == nullptr) fail(m_file, node.source(), "no list");
         std::vector<T> values;
         for (const toml::node& element : *array) values.push_back(read(element));
         return values;
@@ -84,9 +85,9 @@ class Parser {
     void readType(const toml::table& table, KeyDefinition& key) {
         const std::string type = text(table, "type");
         const toml::node* const initial = table.get("default");
-        if (type == "action") {
-            if (initial != nullptr) fail(m_file, initial->source(), "an action has no default");
-            key.type = OBJECT_TYPE_ACTION;
+        if (type == "action" || type == "table") {
+            if (initial != nullptr) fail(m_file, initial->source(), "the type '" + type + "' has no default");
+            key.type = type == "action" ? OBJECT_TYPE_ACTION : OBJECT_TYPE_TABLE;
             return;
         }
         if (initial == nullptr) fail(m_file, table.source(), "a key without 'default'");
@@ -110,6 +111,27 @@ class Parser {
         } else {
             fail(m_file, table.get("type")->source(), "unknown type '" + type + "'");
         }
+    }
+
+    std::vector<std::string> texts(const toml::node& node) {
+        return list<std::string>(node, [this](const toml::node& element) { return string(element); });
+    }
+
+    void readRows(const toml::table& table, KeyDefinition& key) {
+        const toml::node* const columns = table.get("columns");
+        const toml::node* const rows = table.get("rows");
+        for (const toml::node* const node : {columns, rows})
+            if (node != nullptr && key.type != OBJECT_TYPE_TABLE)
+                fail(m_file, node->source(), "only a table has these");
+        if (key.type != OBJECT_TYPE_TABLE) return;
+        if (columns == nullptr || rows == nullptr)
+            fail(m_file, table.source(), "a table without 'columns' and 'rows'");
+        key.columns = texts(*columns);
+        key.rows = list<std::vector<std::string>>(*rows, [&](const toml::node& row) {
+            std::vector<std::string> cells = texts(row);
+            if (cells.size() != key.columns.size()) fail(m_file, row.source(), "not one text per column");
+            return cells;
+        });
     }
 
     void readRange(const toml::table& table, KeyDefinition& key) {

@@ -11,6 +11,7 @@
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
+#include "lomodelapi/table.h"
 
 using namespace lomodelapi;
 
@@ -21,6 +22,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds NOTIFICATION_DELAY{15};
+
+// The kind of iterator that goes with its table's changes.
+constexpr int FOLLOWING = 1;
 
 bool fits(ObjectTypeSpec type, const Value& value) {
     switch (type) {
@@ -53,6 +57,9 @@ bool isInRange(const KeyDefinition& definition, const Value& value) {
     return number >= definition.range->first && number <= definition.range->second;
 }
 
+// What an event does with an observer.
+using Tell = std::function<void(Observer*)>;
+
 // Calls the notification of the value's kind, if the observer has it.
 void notify(Observer* observer, const Value& value) {
     if (const int* const number = std::get_if<int>(&value)) {
@@ -72,10 +79,174 @@ void notify(Observer* observer, const Value& value) {
     }
 }
 
+void notify(Observer* observer, unsigned id, const Answer& answer) {
+    auto* const receiver = dynamic_cast<ObserverAction*>(observer);
+    if (receiver == nullptr) return;
+    if (answer.error != 0) {
+        receiver->notifyExecutionError(id, answer.error);
+    } else {
+        receiver->notifyResult(id, answer.result);
+    }
+}
+
+// The rows that an iterator goes over.
+Rows select(const Rows& table, const std::vector<TableSelection>& selections, const std::vector<int>& columns,
+            const std::vector<TableOrder>& orders) {
+    static const std::string nothing;
+    const auto cell = [](const std::vector<std::string>& row, int column) -> const std::string& {
+        return column >= 0 && static_cast<std::size_t>(column) < row.size()
+                   ? row[static_cast<std::size_t>(column)]
+                   : nothing;
+    };
+    Rows rows;
+    for (const auto& row : table) {
+        const auto holds = [&](const TableSelection& selection) {
+            return cell(row, selection.column) == selection.value;
+        };
+        if (std::all_of(selections.begin(), selections.end(), holds)) rows.push_back(row);
+    }
+    std::stable_sort(rows.begin(), rows.end(), [&](const auto& a, const auto& b) {
+        for (const TableOrder& order : orders) {
+            const int difference = cell(a, order.column).compare(cell(b, order.column));
+            if (difference != 0) return order.ascending ? difference < 0 : difference > 0;
+        }
+        return false;
+    });
+    for (auto& row : rows) {
+        std::vector<std::string> wanted;
+        for (const int column : columns) wanted.push_back(cell(row, column));
+        row = std::move(wanted);
+    }
+    return rows;
+}
+
 }  // namespace
 
 class Model::Implementation final : public RootInterface {
   public:
+    struct Key;
+
+    // An iterator of a table. Its observer is null when it is closed; it is then used again for the next
+    // client, so that one who keeps it too long never touches freed memory.
+    struct Iterator final : public TableIterator {
+        Iterator(Implementation& owner, Key& table) : model(owner), key(table) {}
+
+        void open(const IteratorType& newType, ObserverTableIterator* newObserver,
+                  const std::vector<TableSelection>& newSelections, const std::vector<int>& newColumns,
+                  const std::vector<TableOrder>& newOrders) {
+            type = newType;
+            observer = newObserver;
+            selections = newSelections;
+            columns = newColumns;
+            orders = newOrders;
+            cursor = 0;
+            refresh();
+            tell([count = count()](ObserverTableIterator& receiver) { receiver.notifyIteratorReady(count); });
+        }
+
+        void close(std::unique_lock<std::mutex>& lock) {
+            const Observer* const closed = observer;
+            observer = nullptr;
+            ++life;
+            model.waitUntilLeft(closed, lock);
+        }
+
+        void refresh() {
+            rows = select(key.definition.rows, selections, columns, orders);
+            cursor = std::min(cursor, count());
+        }
+
+        int count() const { return static_cast<int>(rows.size()); }
+        bool isRow(int row) const { return row >= 0 && row < count(); }
+
+        template <typename News>
+        void tell(News news) {
+            model.enqueue(
+                key, [news](Observer* receiver) { news(*static_cast<ObserverTableIterator*>(receiver)); },
+                this, life);
+        }
+
+        // Asks for something: `ask` runs with the model locked and returns the news for the observer.
+        template <typename Ask>
+        int request(Ask ask) {
+            model.takeTime(key);
+            const std::lock_guard lock(model.m_mutex);
+            if (observer == nullptr || !key.offered) return STATUS_UNAVAILABLE;
+            if (key.faults.readStatus != 0) return key.faults.readStatus;
+            tell(ask());
+            return 0;
+        }
+
+        int requestTotalCount() override {
+            return request([this] {
+                return
+                    [total = count()](ObserverTableIterator& receiver) { receiver.notifyTotalCount(total); };
+            });
+        }
+        int requestCursorPosition() override {
+            return request([this] {
+                return [row = isRow(cursor) ? cursor : -1](ObserverTableIterator& receiver) {
+                    receiver.notifyCursorPosition(row);
+                };
+            });
+        }
+        int seekToRow(int wanted) override {
+            return request([this, wanted] {
+                if (isRow(wanted)) cursor = wanted;
+                return [row = isRow(wanted) ? wanted : -1](ObserverTableIterator& receiver) {
+                    receiver.notifySeekToRow(row);
+                };
+            });
+        }
+        // `column` counts among those that the iterator reads.
+        int seekToContent(int column, const std::string& value) override {
+            return request([&] {
+                int found = -1;
+                for (int row = 0; row < count() && found < 0; ++row) {
+                    const std::vector<std::string>& texts = rows[static_cast<std::size_t>(row)];
+                    if (column >= 0 && static_cast<std::size_t>(column) < texts.size() &&
+                        texts[static_cast<std::size_t>(column)] == value)
+                        found = row;
+                }
+                if (found >= 0) cursor = found;
+                return [found](ObserverTableIterator& receiver) { receiver.notifySeekToContent(found); };
+            });
+        }
+        int readRow() override {
+            return request([this] {
+                std::vector<std::string> row;
+                if (isRow(cursor)) row = rows[static_cast<std::size_t>(cursor++)];
+                return [row](ObserverTableIterator& receiver) { receiver.notifyReadRow(row); };
+            });
+        }
+        int readRowChunk(int wanted) override {
+            return request([this, wanted] {
+                Rows chunk;
+                for (int i = 0; i < std::min(wanted, type.chunkSize) && isRow(cursor); ++i)
+                    chunk.push_back(rows[static_cast<std::size_t>(cursor++)]);
+                return [chunk](ObserverTableIterator& receiver) {
+                    std::vector<const std::vector<std::string>*> pointers;
+                    for (const auto& row : chunk) pointers.push_back(&row);
+                    receiver.notifyReadRowChunk(pointers);
+                };
+            });
+        }
+        int commit() override {
+            return request([] { return [](ObserverTableIterator& receiver) { receiver.notifyCommit(0); }; });
+        }
+
+        Implementation& model;
+        Key& key;
+        IteratorType type{};
+        ObserverTableIterator* observer = nullptr;
+        unsigned life = 0;
+        std::vector<TableSelection> selections;
+        std::vector<int> columns;
+        std::vector<TableOrder> orders;
+        Rows rows;
+        int cursor = 0;
+    };
+
     // One key, and the object that clients get for it. It lives as long as the model, so that a client that
     // keeps the object too long reads an old value rather than freed memory.
     struct Key final : public BizValue {
@@ -112,9 +283,41 @@ class Model::Implementation final : public RootInterface {
             return model.write(*this, written, inOrder(written));
         }
 
+        int invoke(unsigned int& actionId, const std::vector<Argument>& arguments) override {
+            return model.invoke(*this, actionId, arguments);
+        }
+
+        TableIterator* createIterator(const IteratorType& type, ObserverTableIterator* observer,
+                                      const std::vector<TableSelection>& selections,
+                                      const std::vector<int>& columns,
+                                      const std::vector<TableOrder>& orders) override {
+            model.takeTime(*this);
+            const std::lock_guard lock(model.m_mutex);
+            if (definition.type != OBJECT_TYPE_TABLE || !offered || observer == nullptr) return nullptr;
+            const auto closed = [](const Iterator& iterator) { return iterator.observer == nullptr; };
+            auto iterator = std::find_if(iterators.begin(), iterators.end(), closed);
+            if (iterator == iterators.end()) iterator = iterators.emplace(iterators.end(), model, *this);
+            iterator->open(type, observer, selections, columns, orders);
+            return &*iterator;
+        }
+
+        int releaseIterator(TableIterator* released) override {
+            std::unique_lock lock(model.m_mutex);
+            const auto isIt = [&](const Iterator& iterator) {
+                return &iterator == released && iterator.observer != nullptr;
+            };
+            const auto iterator = std::find_if(iterators.begin(), iterators.end(), isIt);
+            if (iterator == iterators.end()) return STATUS_UNAVAILABLE;
+            iterator->close(lock);
+            return 0;
+        }
+
         Implementation& model;
         KeyDefinition definition;
         Value value;
+        std::function<Answer(const std::vector<Argument>&)> action;
+        std::vector<Invocation> invocations;
+        std::list<Iterator> iterators;
         bool offered = true;
         KeyFaults faults;
         unsigned connectAttempts = 0;
@@ -166,8 +369,11 @@ class Model::Implementation final : public RootInterface {
         const auto subscribed = std::find(observers.begin(), observers.end(), observer);
         if (subscribed == observers.end() || value != &found->second) return STATUS_UNAVAILABLE;
         observers.erase(subscribed);
-        if (std::this_thread::get_id() != m_thread.get_id())
-            m_changed.wait(lock, [&] { return m_called != observer; });
+        // A table whose last client goes has no iterators.
+        if (observers.empty())
+            for (Iterator& iterator : found->second.iterators)
+                if (iterator.observer != nullptr) iterator.close(lock);
+        waitUntilLeft(observer, lock);
         return 0;
     }
 
@@ -186,9 +392,30 @@ class Model::Implementation final : public RootInterface {
         announce(key);
     }
 
-    void announce(Key& key) { enqueue(key, key.value); }
+    void announce(Key& key) {
+        enqueue(key, [value = key.value](Observer* observer) { notify(observer, value); });
+    }
 
-    void announceAvailability(Key& key) { enqueue(key, key.offered); }
+    void announceAvailability(Key& key) {
+        enqueue(key, [offered = key.offered](Observer* observer) { observer->notifyAvailability(offered); });
+    }
+
+    void answer(Key& key, unsigned id, const Answer& answer) {
+        for (unsigned i = 0; i <= key.faults.repeatAnswers; ++i)
+            enqueue(key, [id, answer](Observer* observer) { notify(observer, id, answer); });
+    }
+
+    void setRows(Key& key, const Rows& rows) {
+        key.definition.rows = rows;
+        enqueue(key, [](Observer* observer) {
+            if (auto* const receiver = dynamic_cast<ObserverTable*>(observer)) receiver->notifyUpdate(0);
+        });
+        for (Iterator& iterator : key.iterators) {
+            if (iterator.observer == nullptr || iterator.type.kind != FOLLOWING) continue;
+            iterator.refresh();
+            iterator.tell([](ObserverTableIterator& observer) { observer.notifyUpdate(0); });
+        }
+    }
 
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
@@ -214,8 +441,11 @@ class Model::Implementation final : public RootInterface {
   private:
     struct Event {
         Key* key;
-        std::variant<Value, bool> news;  // the value, or whether the key is available
+        Tell tell;
         Clock::time_point due;
+        // The iterator that it is about, and which of its lives; null if it is about the key.
+        const Iterator* iterator;
+        unsigned life;
     };
 
     Key* lookUp(const std::string& name) {
@@ -262,8 +492,7 @@ class Model::Implementation final : public RootInterface {
     }
 
     // Behind every event that is due earlier or at the same time, and behind every event of the same key.
-    template <typename News>
-    void enqueue(Key& key, const News& news) {
+    void enqueue(Key& key, const Tell& tell, const Iterator* iterator = nullptr, unsigned life = 0) {
         if (key.faults.dropNotifications > 0) {
             --key.faults.dropNotifications;
             return;
@@ -271,8 +500,38 @@ class Model::Implementation final : public RootInterface {
         key.lastDue = std::max(key.lastDue, Clock::now() + m_delay + key.faults.notificationDelay);
         const auto later = std::find_if(m_events.begin(), m_events.end(),
                                         [&](const Event& event) { return event.due > key.lastDue; });
-        m_events.insert(later, 1 + key.faults.repeatNotifications, Event{&key, news, key.lastDue});
+        m_events.insert(later, 1 + key.faults.repeatNotifications,
+                        Event{&key, tell, key.lastDue, iterator, life});
         m_changed.notify_all();
+    }
+
+    int invoke(Key& key, unsigned& actionId, const std::vector<Argument>& arguments) {
+        takeTime(key);
+        std::function<Answer(const std::vector<Argument>&)> action;
+        unsigned id = 0;
+        {
+            const std::lock_guard lock(m_mutex);
+            if (key.definition.type != OBJECT_TYPE_ACTION) return BizValue::WRONG_TYPE;
+            if (!key.offered) return STATUS_UNAVAILABLE;
+            if (key.faults.invokeStatus != 0) return key.faults.invokeStatus;
+            id = ++m_lastActionId;
+            key.invocations.push_back({id, arguments});
+            if (key.faults.neverAnswer) {
+                actionId = id;
+                return 0;
+            }
+            action = key.action;
+        }
+        const Answer result = action ? action(arguments) : Answer();
+        actionId = id;
+        bool waitForDelivery = false;
+        {
+            const std::lock_guard lock(m_mutex);
+            answer(key, id, result);
+            waitForDelivery = key.faults.answerBeforeReturning;
+        }
+        if (waitForDelivery) settle(std::chrono::seconds(30));
+        return 0;
     }
 
     // The model thread.
@@ -293,25 +552,37 @@ class Model::Implementation final : public RootInterface {
 
     void deliver(const Event& event, std::unique_lock<std::mutex>& lock) {
         m_busy = true;
-        const std::vector<Observer*> observers = event.key->observers;
-        for (Observer* const observer : observers) {
-            const std::vector<Observer*>& now = event.key->observers;
-            if (std::find(now.begin(), now.end(), observer) == now.end()) continue;
-            m_called = observer;
-            lock.unlock();
-            if (const bool* const available = std::get_if<bool>(&event.news)) {
-                observer->notifyAvailability(*available);
-            } else {
-                notify(observer, std::get<Value>(event.news));
+        if (event.iterator != nullptr) {
+            if (event.iterator->life == event.life && event.iterator->observer != nullptr)
+                call(event.iterator->observer, event.tell, lock);
+        } else {
+            const std::vector<Observer*> observers = event.key->observers;
+            for (Observer* const observer : observers) {
+                const std::vector<Observer*>& now = event.key->observers;
+                if (std::find(now.begin(), now.end(), observer) != now.end())
+                    call(observer, event.tell, lock);
             }
-            lock.lock();
-            m_called = nullptr;
-            m_changed.notify_all();
         }
         m_busy = false;
         m_changed.notify_all();
     }
 
+    void call(Observer* observer, const Tell& tell, std::unique_lock<std::mutex>& lock) {
+        m_called = observer;
+        lock.unlock();
+        tell(observer);
+        lock.lock();
+        m_called = nullptr;
+        m_changed.notify_all();
+    }
+
+    // Until the model thread has left the observer, unless this is the model thread.
+    void waitUntilLeft(const Observer* observer, std::unique_lock<std::mutex>& lock) {
+        if (std::this_thread::get_id() != m_thread.get_id())
+            m_changed.wait(lock, [&] { return m_called != observer; });
+    }
+
+    unsigned m_lastActionId = 0;
     std::deque<Event> m_events;
     bool m_held = false;
     bool m_busy = false;
@@ -336,6 +607,7 @@ void Model::reset() {
         key.offered = true;
         key.connectAttempts = 0;
         key.writes.clear();
+        key.invocations.clear();
         key.lastDue = {};
     }
     for (const KeyDefinition& definition : model.m_catalogue) {
@@ -432,6 +704,38 @@ std::vector<Written> Model::writes(const std::string& key) const {
 unsigned Model::subscribers(const std::string& key) const {
     const std::lock_guard lock(m_implementation->m_mutex);
     return static_cast<unsigned>(m_implementation->at(key).observers.size());
+}
+
+void Model::setAction(const std::string& key, std::function<Answer(const std::vector<Argument>&)> action) {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    m_implementation->at(key).action = std::move(action);
+}
+
+std::vector<Invocation> Model::invocations(const std::string& key) const {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    return m_implementation->at(key).invocations;
+}
+
+void Model::answer(const std::string& key, unsigned id, const Answer& answer) {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    m_implementation->answer(m_implementation->at(key), id, answer);
+}
+
+Rows Model::rows(const std::string& key) const {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    return m_implementation->at(key).definition.rows;
+}
+
+void Model::setRows(const std::string& key, const Rows& rows) {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    m_implementation->setRows(m_implementation->at(key), rows);
+}
+
+unsigned Model::iterators(const std::string& key) const {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    const auto& all = m_implementation->at(key).iterators;
+    return static_cast<unsigned>(std::count_if(
+        all.begin(), all.end(), [](const auto& iterator) { return iterator.observer != nullptr; }));
 }
 
 void Model::onChange(std::function<void(const std::string&, const Value&)> listener) {

@@ -60,6 +60,7 @@ Television& Television::instance() {
 }
 
 Television::Television() : m_model(std::make_unique<Model>(catalogueOrExit())) {
+    m_sourceSwitch = std::make_unique<SourceSwitch>(*m_model, m_video);
     for (const KeyDefinition& key : m_model->keys()) showSetting(m_video, key.name, key.initial);
     m_model->onChange(
         [this](const std::string& key, const Value& value) { showSetting(m_video, key, value); });
@@ -71,6 +72,7 @@ void Television::reset() {
     m_debugOutput.reset();
     m_threads.reset();
     m_applications.reset();
+    m_sourceSwitch->reset();
 }
 
 void Television::powerOn() {

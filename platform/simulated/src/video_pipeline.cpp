@@ -232,7 +232,9 @@ bool VideoPipeline::start(const std::string& clip) {
     }
     m_connection = Connection::open(clip, m_error);
     if (!m_connection) return false;
+    m_clip = clip;
     for (const auto& [name, values] : m_settings) m_connection->post("set " + name + ' ' + values);
+    if (!m_scene.empty()) m_connection->post("scene " + m_scene);
     return true;
 }
 
@@ -278,6 +280,20 @@ void VideoPipeline::applySetting(const std::string& name, const std::string& val
     const std::lock_guard lock(m_mutex);
     m_settings[name] = values;
     if (m_connection) m_connection->post("set " + name + ' ' + values);
+}
+
+void VideoPipeline::showProgramme(const std::string& scene) {
+    const std::lock_guard lock(m_mutex);
+    if (m_scene == scene) return;
+    m_scene = scene;
+    if (!m_connection) return;
+    const std::string started = m_clip.empty() ? "scenes" : "clip " + m_clip;
+    m_connection->post(scene.empty() ? started : "scene " + scene);
+}
+
+void VideoPipeline::pause(bool paused) {
+    const std::lock_guard lock(m_mutex);
+    if (m_connection) m_connection->post(paused ? "pause" : "play");
 }
 
 bool VideoPipeline::command(const std::string& line) {

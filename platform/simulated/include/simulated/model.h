@@ -12,6 +12,7 @@
 #include <variant>
 #include <vector>
 
+#include "lomodelapi/argument.h"
 #include "lomodelapi/object_type_spec.h"
 
 class RootInterface;
@@ -23,8 +24,12 @@ constexpr int STATUS_UNKNOWN_KEY = 3;
 constexpr int STATUS_UNAVAILABLE = 7;
 constexpr int STATUS_OUT_OF_RANGE = 9;
 
-// A key's value; monostate for an object that has none (an action).
-using Value = std::variant<std::monostate, int, long long, std::string, std::vector<int>, std::vector<std::string>>;
+// The rows of a table, one text per column.
+using Rows = std::vector<std::vector<std::string>>;
+
+// A key's value; monostate for an object that has none (an action, a table).
+using Value =
+    std::variant<std::monostate, int, long long, std::string, std::vector<int>, std::vector<std::string>>;
 
 // What a client handed over in a write.
 using Written = std::variant<int, long long, std::string, std::map<int, int>, std::map<int, std::string>>;
@@ -36,19 +41,38 @@ struct KeyDefinition {
     Value initial;
     std::optional<std::pair<long long, long long>> range;
     std::string meaning;
+    std::vector<std::string> columns;  // of a table
+    Rows rows;
+};
+
+// What an action answers: a result if the error is 0.
+struct Answer {
+    int error = 0;
+    std::vector<lomodelapi::Argument> result;
+};
+
+// An invocation of an action as the model received it.
+struct Invocation {
+    unsigned id;
+    std::vector<lomodelapi::Argument> arguments;
 };
 
 // How a key misbehaves. As constructed, it does not.
 struct KeyFaults {
-    int connectStatus = 0;               // subscribing is refused with this
-    bool connectYieldsNothing = false;   // subscribing reports success without an object
-    int readStatus = 0;                  // reads of texts and lists are refused with this
-    bool refuseWrites = false;           // a write changes nothing and is not announced
-    bool keepValue = false;              // a write changes nothing, and the old value is announced
-    unsigned dropNotifications = 0;      // this many of the next notifications are lost
-    unsigned repeatNotifications = 0;    // each is delivered so many times more
+    int connectStatus = 0;              // subscribing is refused with this
+    bool connectYieldsNothing = false;  // subscribing reports success without an object
+    int readStatus = 0;                 // reads of texts and lists are refused with this
+    bool refuseWrites = false;          // a write changes nothing and is not announced
+    bool keepValue = false;             // a write changes nothing, and the old value is announced
+    unsigned dropNotifications = 0;     // this many of the next notifications are lost
+    unsigned repeatNotifications = 0;   // each is delivered so many times more
     std::chrono::milliseconds notificationDelay{0};  // later than the others by this
     std::chrono::milliseconds answerDelay{0};        // every request of a client takes so much longer
+
+    int invokeStatus = 0;                // an action is refused with this
+    bool neverAnswer = false;            // an action is accepted and not answered; answer() can do that later
+    unsigned repeatAnswers = 0;          // each answer is given so many times more
+    bool answerBeforeReturning = false;  // an invocation does not return before its answer has been delivered
 };
 
 enum class Order { AS_THEY_CAME, REVERSED };
@@ -62,8 +86,8 @@ class Model {
     Model(const Model&) = delete;
     Model& operator=(const Model&) = delete;
 
-    // Every key of the catalogue has its default, nothing is faulty, held or counted, and nothing is announced.
-    // Subscriptions stay.
+    // Every key of the catalogue has its default, nothing is faulty, held or counted, and nothing is
+    // announced. Subscriptions stay.
     void reset();
 
     std::vector<KeyDefinition> keys() const;
@@ -74,14 +98,15 @@ class Model {
     // The value now. Throws std::out_of_range for an unknown key, as all operations on a key do.
     Value value(const std::string& key) const;
 
-    // Changes a value as the television itself does, whatever its range, and announces it if it is another than
-    // before. Throws std::invalid_argument if the type does not fit.
+    // Changes a value as the television itself does, whatever its range, and announces it if it is another
+    // than before. Throws std::invalid_argument if the type does not fit.
     void set(const std::string& key, const Value& value);
 
     // Announces the value as it is now.
     void announce(const std::string& key);
 
-    // A withdrawn key cannot be subscribed to, its texts and lists cannot be read, and its observers are told.
+    // A withdrawn key cannot be subscribed to, its texts and lists cannot be read, and its observers are
+    // told.
     void withdraw(const std::string& key);
     void offer(const std::string& key);
 
@@ -103,6 +128,22 @@ class Model {
     std::vector<Written> writes(const std::string& key) const;
     // Now.
     unsigned subscribers(const std::string& key) const;
+
+    // What an action does and answers; without one, it does nothing and answers an empty result. Called on
+    // the thread that invokes it.
+    void setAction(const std::string& key,
+                   std::function<Answer(const std::vector<lomodelapi::Argument>&)> action);
+    // Since the last reset.
+    std::vector<Invocation> invocations(const std::string& key) const;
+    // Answers with any id, asked for or not, to every client of the action.
+    void answer(const std::string& key, unsigned id, const Answer& answer);
+
+    // A table's rows. Changing them is announced to the table's observers, and to the iterators that follow
+    // it.
+    Rows rows(const std::string& key) const;
+    void setRows(const std::string& key, const Rows& rows);
+    // Iterators that are open on a table now.
+    unsigned iterators(const std::string& key) const;
 
     // Called with every change, on the thread that makes it, before it is announced to observers.
     void onChange(std::function<void(const std::string& key, const Value& value)> listener);

@@ -129,9 +129,10 @@ class ApplicationManager {
     // Registrations are refused with `status`; 0 for none.
     void refuseRegistrations(int status);
 
-    // Tells every registered application, or the one of this name. `text` is the parameter or the message, `number`
-    // the reason, resource, status or key.
-    void tell(Lifecycle news, const std::string& appUrl, const std::string& text = std::string(), int number = 0);
+    // Tells every registered application, or the one of this name. `text` is the parameter or the message,
+    // `number` the reason, resource, status or key.
+    void tell(Lifecycle news, const std::string& appUrl, const std::string& text = std::string(),
+              int number = 0);
     void tellOne(const std::string& name, Lifecycle news, const std::string& appUrl,
                  const std::string& text = std::string(), int number = 0);
 
@@ -176,6 +177,12 @@ class VideoPipeline {
     // Puts a picture setting in force, now or, if it does not run, from its start on. Does not wait.
     void applySetting(const std::string& name, const std::string& values);
 
+    // Shows a generated scene; or, for an empty name, what it was started with. Does not wait, and lasts over
+    // a restart.
+    void showProgramme(const std::string& scene);
+    // Stops and continues what it shows. Does not wait.
+    void pause(bool paused);
+
     // Gives it a command (control.h of the pipeline lists them) and waits for its answer; false if it refused
     // or is not there.
     bool command(const std::string& line);
@@ -186,7 +193,40 @@ class VideoPipeline {
     mutable std::mutex m_mutex;
     std::shared_ptr<Connection> m_connection;
     std::map<std::string, std::string> m_settings;
+    std::string m_clip;
+    std::string m_scene;
     std::string m_error;
+};
+
+// What the source-switch action does: it changes channel and source, and hands out and takes back resources.
+// The channels are the rows of the channel list.
+class SourceSwitch {
+  public:
+    // Errors that it answers with.
+    static constexpr int ERROR_UNKNOWN_COMMAND = 22;
+    static constexpr int ERROR_UNKNOWN_CHANNEL = 44;
+
+    SourceSwitch(Model& model, VideoPipeline& video);
+
+    // The row of the channel list that is on.
+    std::size_t channel() const;
+    // Resources that clients have taken: a set of bits, video 1, audio 2, PSI 4.
+    int takenResources() const;
+    // Whether digital television is playing.
+    bool playing() const;
+    void reset();
+
+  private:
+    Answer perform(const std::vector<lomodelapi::Argument>& arguments);
+    Answer changeChannel(const std::vector<lomodelapi::Argument>& arguments);
+    void show(const std::vector<std::string>& row, bool forceShowAV);
+
+    Model& m_model;
+    VideoPipeline& m_video;
+    mutable std::mutex m_mutex;
+    std::size_t m_channel = 0;
+    int m_takenResources = 0;
+    bool m_playing = true;
 };
 
 class Television {
@@ -201,6 +241,7 @@ class Television {
     ThreadCreation& threads() { return m_threads; }
     ApplicationManager& applications() { return m_applications; }
     VideoPipeline& video() { return m_video; }
+    SourceSwitch& sourceSwitch() { return *m_sourceSwitch; }
 
     // As just switched on: no faults, every value at its default. Subscriptions and the pipeline stay.
     void reset();
@@ -219,6 +260,7 @@ class Television {
     ThreadCreation m_threads;
     ApplicationManager m_applications;
     VideoPipeline m_video;
+    std::unique_ptr<SourceSwitch> m_sourceSwitch;
     std::once_flag m_poweredOn;
 };
 

@@ -72,7 +72,8 @@ template <typename Observer>
 ValueAccessT<Observer>::ValueAccessT(std::string name) : ValueAccessBase(name) {}
 
 template <typename Observer>
-ValueAccessT<Observer>::ValueAccessT(std::string name, std::shared_ptr<ValueHandler> handler) : ValueAccessBase(name) {
+ValueAccessT<Observer>::ValueAccessT(std::string name, std::shared_ptr<ValueHandler> handler)
+    : ValueAccessBase(name) {
     m_handler = std::move(handler);
 }
 
@@ -98,7 +99,8 @@ int ValueAccessT<Observer>::connect(int timeoutMs) {
         return STATUS_NOT_CONNECTED;
     }
     if (const ObjectTypeSpec type = value->getType(); type != Kind<Observer>::TYPE) {
-        LOG_ERROR("Observer Type not match for %s,( %d ) vs %s.\n", m_name.c_str(), type, Kind<Observer>::NAME);
+        LOG_ERROR("Observer Type not match for %s,( %d ) vs %s.\n", m_name.c_str(), type,
+                  Kind<Observer>::NAME);
         root->disconnectValue(getName(), this, value);
         return STATUS_TYPE_MISMATCH;
     }

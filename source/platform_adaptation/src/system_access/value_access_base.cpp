@@ -36,7 +36,8 @@ SystemAccess::~SystemAccess() = default;
 
 ValueHandler::~ValueHandler() = default;
 
-ValueAccessBase::ValueAccessBase(const std::string& name) : m_value(nullptr), m_name(name), m_connectTimeout(1000) {}
+ValueAccessBase::ValueAccessBase(const std::string& name)
+    : m_value(nullptr), m_name(name), m_connectTimeout(1000) {}
 
 ValueAccessBase::~ValueAccessBase() = default;
 
@@ -50,14 +51,18 @@ void ValueAccessBase::onNewValue(const ValueObject& value) {
     if (const std::shared_ptr<ValueHandler> handler = loadShared(m_handler)) handler->onNewValue(value);
 }
 
-bool ValueAccessBase::isConnected() const { return loadShared(m_value) != nullptr; }
+bool ValueAccessBase::isConnected() const {
+    return loadShared(m_value) != nullptr;
+}
 
-bool ValueAccessBase::hasHandler() const { return loadShared(m_handler) != nullptr; }
+bool ValueAccessBase::hasHandler() const {
+    return loadShared(m_handler) != nullptr;
+}
 
 RootInterface* ValueAccessBase::getRootInterface() {
     boost::shared_ptr<frame::Interface> reference;
-    const int status =
-        frame::Process::getInstance().getInterfaceReference(reference, "dovra.lm.interfaces.tvapi.RootInterface");
+    const int status = frame::Process::getInstance().getInterfaceReference(
+        reference, "dovra.lm.interfaces.tvapi.RootInterface");
     if (status != 0) {
         LOG_ERROR("get interface Reference failed.\n\n");
         return nullptr;
@@ -98,15 +103,24 @@ void ValueAccessBase::detach(Observer* observer) {
 
 const char* ValueAccessBase::accessTypeName(ObjectTypeSpec type) {
     switch (type) {
-        case OBJECT_TYPE_NUMERIC_INTEGER: return "OBJECT_TYPE_NUMERIC_INTEGER";
-        case OBJECT_TYPE_STRING: return "OBJECT_TYPE_STRING";
-        case OBJECT_TYPE_VECTOR_NUMERIC_INTEGER: return "OBJECT_TYPE_VECTOR_NUMERIC_INTEGER";
-        case OBJECT_TYPE_VECTOR_STRING: return "OBJECT_TYPE_VECTOR_STRING";
-        case OBJECT_TYPE_ACTION: return "OBJECT_TYPE_ACTION";
-        case OBJECT_TYPE_TABLE: return "OBJECT_TYPE_TABLE";
-        case OBJECT_TYPE_VECTOR_INTEGER: return "OBJECT_TYPE_VECTOR_INTEGER";
-        case OBJECT_TYPE_NUMERIC_INT64: return "OBJECT_TYPE_NUMERIC_INT64";
-        case OBJECT_TYPE_NONE: break;
+        case OBJECT_TYPE_NUMERIC_INTEGER:
+            return "OBJECT_TYPE_NUMERIC_INTEGER";
+        case OBJECT_TYPE_STRING:
+            return "OBJECT_TYPE_STRING";
+        case OBJECT_TYPE_VECTOR_NUMERIC_INTEGER:
+            return "OBJECT_TYPE_VECTOR_NUMERIC_INTEGER";
+        case OBJECT_TYPE_VECTOR_STRING:
+            return "OBJECT_TYPE_VECTOR_STRING";
+        case OBJECT_TYPE_ACTION:
+            return "OBJECT_TYPE_ACTION";
+        case OBJECT_TYPE_TABLE:
+            return "OBJECT_TYPE_TABLE";
+        case OBJECT_TYPE_VECTOR_INTEGER:
+            return "OBJECT_TYPE_VECTOR_INTEGER";
+        case OBJECT_TYPE_NUMERIC_INT64:
+            return "OBJECT_TYPE_NUMERIC_INT64";
+        case OBJECT_TYPE_NONE:
+            break;
     }
     return "OBJECT_TYPE_NONE";
 }
@@ -117,7 +131,9 @@ int ValueAccessBase::getType() {
     return OBJECT_TYPE_NONE;
 }
 
-std::string ValueAccessBase::getName() { return m_name; }
+std::string ValueAccessBase::getName() {
+    return m_name;
+}
 
 int ValueAccessBase::connectedValue(BizValue*& value) {
     if (const int status = tryConnectIfNeeded(); status != STATUS_OK) return status;
@@ -182,9 +198,15 @@ int ValueAccessBase::setValue(int newValue) {
     BizValue* value = nullptr;
     if (const int status = connectedValue(value); status != STATUS_OK) return status;
     switch (value->getType()) {
-        case OBJECT_TYPE_NUMERIC_INTEGER: value->setInteger(newValue); return STATUS_OK;
-        case OBJECT_TYPE_NUMERIC_INT64: value->setInt64(newValue); return STATUS_OK;
-        default: LOG_ERROR("STATUS_ERR_VALUE_TYPE_MISMATCH\n"); return STATUS_TYPE_MISMATCH;
+        case OBJECT_TYPE_NUMERIC_INTEGER:
+            value->setInteger(newValue);
+            return STATUS_OK;
+        case OBJECT_TYPE_NUMERIC_INT64:
+            value->setInt64(newValue);
+            return STATUS_OK;
+        default:
+            LOG_ERROR("STATUS_ERR_VALUE_TYPE_MISMATCH\n");
+            return STATUS_TYPE_MISMATCH;
     }
 }
 
@@ -200,8 +222,12 @@ int ValueAccessBase::setValue(long long newValue) {
             }
             value->setInteger(static_cast<int>(newValue));
             return STATUS_OK;
-        case OBJECT_TYPE_NUMERIC_INT64: value->setInt64(newValue); return STATUS_OK;
-        default: LOG_ERROR("STATUS_ERR_VALUE_TYPE_MISMATCH\n"); return STATUS_TYPE_MISMATCH;
+        case OBJECT_TYPE_NUMERIC_INT64:
+            value->setInt64(newValue);
+            return STATUS_OK;
+        default:
+            LOG_ERROR("STATUS_ERR_VALUE_TYPE_MISMATCH\n");
+            return STATUS_TYPE_MISMATCH;
     }
 }
 

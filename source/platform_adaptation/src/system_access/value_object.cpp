@@ -11,7 +11,8 @@ namespace {
 // The same on every processor: beyond the range its nearest end, NaN gives 0.
 template <typename To, typename From>
 To saturate(From value) noexcept {
-    // One beyond the last as a power of two, which every floating type represents exactly: the last would be rounded.
+    // One beyond the last as a power of two, which every floating type represents exactly: the last would be
+    // rounded.
     constexpr From end = static_cast<From>(To{1} << (std::numeric_limits<To>::digits - 1)) * From{2};
     constexpr From begin = std::numeric_limits<To>::is_signed ? -end : From{0};
     if (std::isnan(value)) return To{0};
@@ -31,7 +32,9 @@ To convert(From value) noexcept {
     }
 }
 
-bool isScalar(int kind) { return kind >= ValueObject::TYPE_INT && kind <= ValueObject::TYPE_DOUBLE; }
+bool isScalar(int kind) {
+    return kind >= ValueObject::TYPE_INT && kind <= ValueObject::TYPE_DOUBLE;
+}
 
 // Longest: a sign, 20 digits; or a sign, 6 digits, a point, and an exponent of 5 characters.
 constexpr std::size_t NUMBER_LENGTH = 24;
@@ -52,15 +55,33 @@ void appendFloating(std::string& out, double value) {
 
 ValueObject::ValueObject() noexcept : kind(TYPE_UNDEFINED), reserved{0, -1}, point{0, 0} {}
 
-ValueObject::ValueObject(bool value) noexcept : ValueObject() { *this = value; }
-ValueObject::ValueObject(int value) noexcept : ValueObject() { *this = value; }
-ValueObject::ValueObject(unsigned int value) noexcept : ValueObject() { *this = value; }
-ValueObject::ValueObject(long long value) noexcept : ValueObject() { *this = value; }
-ValueObject::ValueObject(unsigned long long value) noexcept : ValueObject() { *this = value; }
-ValueObject::ValueObject(float value) noexcept : ValueObject() { *this = value; }
-ValueObject::ValueObject(double value) noexcept : ValueObject() { *this = value; }
-ValueObject::ValueObject(const std::string& value) : ValueObject() { *this = value; }
-ValueObject::ValueObject(const Point& value) noexcept : ValueObject() { *this = value; }
+ValueObject::ValueObject(bool value) noexcept : ValueObject() {
+    *this = value;
+}
+ValueObject::ValueObject(int value) noexcept : ValueObject() {
+    *this = value;
+}
+ValueObject::ValueObject(unsigned int value) noexcept : ValueObject() {
+    *this = value;
+}
+ValueObject::ValueObject(long long value) noexcept : ValueObject() {
+    *this = value;
+}
+ValueObject::ValueObject(unsigned long long value) noexcept : ValueObject() {
+    *this = value;
+}
+ValueObject::ValueObject(float value) noexcept : ValueObject() {
+    *this = value;
+}
+ValueObject::ValueObject(double value) noexcept : ValueObject() {
+    *this = value;
+}
+ValueObject::ValueObject(const std::string& value) : ValueObject() {
+    *this = value;
+}
+ValueObject::ValueObject(const Point& value) noexcept : ValueObject() {
+    *this = value;
+}
 
 ValueObject::ValueObject(const ValueObject& other) : ValueObject() {
     kind = other.kind;
@@ -134,8 +155,8 @@ ValueObject& ValueObject::operator=(const Point& value) noexcept {
     return *this;
 }
 
-// In both assignments `other` may be one of this value's own items, which ends with the old list: the list comes
-// last.
+// In both assignments `other` may be one of this value's own items, which ends with the old list: the list
+// comes last.
 ValueObject& ValueObject::operator=(const ValueObject& other) {
     if (this == &other) return *this;
     std::vector<ValueObject> newItems(other.items.size());
@@ -168,30 +189,54 @@ ValueObject& ValueObject::operator=(ValueObject&& other) noexcept {
 template <typename T>
 T ValueObject::toNumber() const noexcept {
     switch (kind) {
-        case TYPE_INT: return convert<T>(scalar.i);
-        case TYPE_UINT: return convert<T>(scalar.u);
-        case TYPE_INT64: return convert<T>(scalar.i64);
-        case TYPE_UINT64: return convert<T>(scalar.u64);
+        case TYPE_INT:
+            return convert<T>(scalar.i);
+        case TYPE_UINT:
+            return convert<T>(scalar.u);
+        case TYPE_INT64:
+            return convert<T>(scalar.i64);
+        case TYPE_UINT64:
+            return convert<T>(scalar.u64);
         case TYPE_BOOL: {
-            // As a byte: the field is open to everyone, and a bool of another value than 0 and 1 is undefined.
+            // As a byte: the field is open to everyone, and a bool of another value than 0 and 1 is
+            // undefined.
             unsigned char byte = 0;
             std::memcpy(&byte, &scalar, sizeof byte);
             return convert<T>(byte != 0 ? 1 : 0);
         }
-        case TYPE_FLOAT: return convert<T>(scalar.f);
-        case TYPE_DOUBLE: return convert<T>(scalar.d);
-        default: return T{};
+        case TYPE_FLOAT:
+            return convert<T>(scalar.f);
+        case TYPE_DOUBLE:
+            return convert<T>(scalar.d);
+        default:
+            return T{};
     }
 }
 
-ValueObject::operator bool() const noexcept { return toNumber<bool>(); }
-ValueObject::operator int() const noexcept { return toNumber<int>(); }
-ValueObject::operator unsigned int() const noexcept { return toNumber<unsigned int>(); }
-ValueObject::operator long long() const noexcept { return toNumber<long long>(); }
-ValueObject::operator unsigned long long() const noexcept { return toNumber<unsigned long long>(); }
-ValueObject::operator float() const noexcept { return toNumber<float>(); }
-ValueObject::operator double() const noexcept { return toNumber<double>(); }
-ValueObject::operator Point() const noexcept { return kind == TYPE_POINT ? point : Point{0, 0}; }
+ValueObject::operator bool() const noexcept {
+    return toNumber<bool>();
+}
+ValueObject::operator int() const noexcept {
+    return toNumber<int>();
+}
+ValueObject::operator unsigned int() const noexcept {
+    return toNumber<unsigned int>();
+}
+ValueObject::operator long long() const noexcept {
+    return toNumber<long long>();
+}
+ValueObject::operator unsigned long long() const noexcept {
+    return toNumber<unsigned long long>();
+}
+ValueObject::operator float() const noexcept {
+    return toNumber<float>();
+}
+ValueObject::operator double() const noexcept {
+    return toNumber<double>();
+}
+ValueObject::operator Point() const noexcept {
+    return kind == TYPE_POINT ? point : Point{0, 0};
+}
 
 template <typename T>
 std::vector<T> ValueObject::toList() const {
@@ -202,21 +247,45 @@ std::vector<T> ValueObject::toList() const {
     return list;
 }
 
-ValueObject::operator std::vector<int>() const { return toList<int>(); }
-ValueObject::operator std::vector<unsigned int>() const { return toList<unsigned int>(); }
-ValueObject::operator std::vector<std::string>() const { return toList<std::string>(); }
+ValueObject::operator std::vector<int>() const {
+    return toList<int>();
+}
+ValueObject::operator std::vector<unsigned int>() const {
+    return toList<unsigned int>();
+}
+ValueObject::operator std::vector<std::string>() const {
+    return toList<std::string>();
+}
 
 void ValueObject::appendTextTo(std::string& out) const {
     switch (kind) {
-        case TYPE_NULL: out += "null"; break;
-        case TYPE_INT: appendNumber(out, scalar.i); break;
-        case TYPE_UINT: appendNumber(out, scalar.u); break;
-        case TYPE_INT64: appendNumber(out, scalar.i64); break;
-        case TYPE_UINT64: appendNumber(out, scalar.u64); break;
-        case TYPE_BOOL: out += toNumber<bool>() ? "TRUE" : "FALSE"; break;
-        case TYPE_FLOAT: appendFloating(out, static_cast<double>(scalar.f)); break;
-        case TYPE_DOUBLE: appendFloating(out, scalar.d); break;
-        case TYPE_STRING: out += text; break;
+        case TYPE_NULL:
+            out += "null";
+            break;
+        case TYPE_INT:
+            appendNumber(out, scalar.i);
+            break;
+        case TYPE_UINT:
+            appendNumber(out, scalar.u);
+            break;
+        case TYPE_INT64:
+            appendNumber(out, scalar.i64);
+            break;
+        case TYPE_UINT64:
+            appendNumber(out, scalar.u64);
+            break;
+        case TYPE_BOOL:
+            out += toNumber<bool>() ? "TRUE" : "FALSE";
+            break;
+        case TYPE_FLOAT:
+            appendFloating(out, static_cast<double>(scalar.f));
+            break;
+        case TYPE_DOUBLE:
+            appendFloating(out, scalar.d);
+            break;
+        case TYPE_STRING:
+            out += text;
+            break;
         case TYPE_POINT:
             out += '(';
             appendNumber(out, point.first);
@@ -235,8 +304,11 @@ void ValueObject::appendTextTo(std::string& out) const {
             out += ']';
             break;
         }
-        case TYPE_UNDEFINED: out += "Undefined"; break;
-        default: break;
+        case TYPE_UNDEFINED:
+            out += "Undefined";
+            break;
+        default:
+            break;
     }
 }
 
@@ -248,18 +320,30 @@ std::string ValueObject::convertToStringType() const {
 
 bool ValueObject::operator==(const ValueObject& other) const {
     switch (kind) {
-        case TYPE_INT: return toNumber<int>() == other.toNumber<int>();
-        case TYPE_UINT: return toNumber<unsigned int>() == other.toNumber<unsigned int>();
-        case TYPE_INT64: return toNumber<long long>() == other.toNumber<long long>();
-        case TYPE_UINT64: return toNumber<unsigned long long>() == other.toNumber<unsigned long long>();
-        case TYPE_BOOL: return toNumber<bool>() == other.toNumber<bool>();
-        case TYPE_FLOAT: return toNumber<float>() == other.toNumber<float>();
-        case TYPE_DOUBLE: return toNumber<double>() == other.toNumber<double>();
-        case TYPE_STRING: return other.kind == TYPE_STRING && text == other.text;
-        case TYPE_POINT: return other.kind == TYPE_POINT && point == other.point;
-        case TYPE_VECTOR: return other.kind == TYPE_VECTOR && items == other.items;
+        case TYPE_INT:
+            return toNumber<int>() == other.toNumber<int>();
+        case TYPE_UINT:
+            return toNumber<unsigned int>() == other.toNumber<unsigned int>();
+        case TYPE_INT64:
+            return toNumber<long long>() == other.toNumber<long long>();
+        case TYPE_UINT64:
+            return toNumber<unsigned long long>() == other.toNumber<unsigned long long>();
+        case TYPE_BOOL:
+            return toNumber<bool>() == other.toNumber<bool>();
+        case TYPE_FLOAT:
+            return toNumber<float>() == other.toNumber<float>();
+        case TYPE_DOUBLE:
+            return toNumber<double>() == other.toNumber<double>();
+        case TYPE_STRING:
+            return other.kind == TYPE_STRING && text == other.text;
+        case TYPE_POINT:
+            return other.kind == TYPE_POINT && point == other.point;
+        case TYPE_VECTOR:
+            return other.kind == TYPE_VECTOR && items == other.items;
         case TYPE_NULL:
-        case TYPE_UNDEFINED: return other.kind == kind;
-        default: return false;
+        case TYPE_UNDEFINED:
+            return other.kind == kind;
+        default:
+            return false;
     }
 }

@@ -1,0 +1,142 @@
+#include <algorithm>
+#include <charconv>
+#include <stdexcept>
+
+#include "simulated/television.h"
+
+using lomodelapi::Argument;
+
+namespace simulated {
+
+namespace {
+
+constexpr char ACTION[] = "dovra.sl2.action.source.switch";
+constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
+constexpr char SOURCE[] = "dovra.sl2.str.source.current.path";
+constexpr char FORMAT[] = "dovra.sl2.str.video.format.info";
+constexpr char PLAY_ATTRIBUTES[] = "dovra.sl2.vstr.tvservice.play.main";
+constexpr char HDR_TYPE[] = "dovra.sl2.str.servicemode.videoinfo.hdrtype";
+
+constexpr char FORMAT_PLAYING[] = "1920x1080p@50";
+
+// Commands, the argument at position 1.
+constexpr char REQUEST_RESOURCE[] = "2";
+constexpr char RELEASE_RESOURCE[] = "3";
+constexpr char CHANGE_CHANNEL[] = "8";
+constexpr char CHANGE_PLAYBACK[] = "11";
+
+// Columns of the channel list.
+enum Column : std::size_t { NUMBER, NAME, URI, UUID, FOLDER, HDR, ENCRYPTED, PICTURE, COLUMNS };
+
+// The values given for a position, in the order in which they came: a position may stand more than once.
+std::vector<std::string> at(const std::vector<Argument>& arguments, unsigned position) {
+    std::vector<std::string> values;
+    for (const Argument& argument : arguments)
+        if (argument.position == position) values.push_back(argument.value);
+    return values;
+}
+
+std::string first(const std::vector<Argument>& arguments, unsigned position) {
+    const std::vector<std::string> values = at(arguments, position);
+    return values.empty() ? std::string() : values.front();
+}
+
+// A set of resources; 0 for what is none.
+int resources(const std::string& text) {
+    int set = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), set);
+    const bool isSet = error == std::errc() && end == text.data() + text.size() && set > 0 && set <= 7;
+    return isSet ? set : 0;
+}
+
+}  // namespace
+
+SourceSwitch::SourceSwitch(Model& model, VideoPipeline& video) : m_model(model), m_video(video) {
+    const std::vector<KeyDefinition> keys = model.keys();
+    const auto isAction = [](const KeyDefinition& key) { return key.name == ACTION; };
+    if (std::any_of(keys.begin(), keys.end(), isAction))
+        model.setAction(ACTION,
+                        [this](const std::vector<Argument>& arguments) { return perform(arguments); });
+}
+
+std::size_t SourceSwitch::channel() const {
+    const std::lock_guard lock(m_mutex);
+    return m_channel;
+}
+
+int SourceSwitch::takenResources() const {
+    const std::lock_guard lock(m_mutex);
+    return m_takenResources;
+}
+
+bool SourceSwitch::playing() const {
+    const std::lock_guard lock(m_mutex);
+    return m_playing;
+}
+
+void SourceSwitch::reset() {
+    const std::lock_guard lock(m_mutex);
+    m_channel = 0;
+    m_takenResources = 0;
+    m_playing = true;
+    m_video.showProgramme("");
+}
+
+Answer SourceSwitch::perform(const std::vector<Argument>& arguments) {
+    const std::lock_guard lock(m_mutex);
+    const std::string command = first(arguments, 1);
+    if (command == CHANGE_CHANNEL) return changeChannel(arguments);
+
+    const int set = resources(first(arguments, 3));
+    if (set == 0) return {ERROR_UNKNOWN_COMMAND, {}};
+    if (command == REQUEST_RESOURCE) {
+        m_takenResources |= set;
+    } else if (command == RELEASE_RESOURCE) {
+        m_takenResources &= ~set;
+    } else if (command == CHANGE_PLAYBACK) {
+        // One command for both: what plays is stopped, what is stopped plays.
+        m_playing = !m_playing;
+        m_video.pause(!m_playing);
+        m_model.set(FORMAT, std::string(m_playing ? FORMAT_PLAYING : ""));
+    } else {
+        return {ERROR_UNKNOWN_COMMAND, {}};
+    }
+    return {};
+}
+
+Answer SourceSwitch::changeChannel(const std::vector<Argument>& arguments) {
+    const Rows rows = m_model.rows(CHANNEL_LIST);
+    if (rows.empty()) return {ERROR_UNKNOWN_CHANNEL, {}};
+    const std::string target = first(arguments, 3);
+    const std::vector<std::string> folder = at(arguments, 4);
+    const std::vector<std::string> flags = at(arguments, 5);
+
+    std::size_t channel = rows.size();
+    if (folder.empty()) {
+        if (target == "+1") channel = (m_channel + 1) % rows.size();
+        if (target == "-1") channel = (m_channel + rows.size() - 1) % rows.size();
+    } else {
+        const auto isTarget = [&](const std::vector<std::string>& row) {
+            if (row.size() < COLUMNS || target.empty()) return false;
+            return row[URI] == target || (row[UUID] == target && row[FOLDER] == folder.front());
+        };
+        channel = static_cast<std::size_t>(std::find_if(rows.begin(), rows.end(), isTarget) - rows.begin());
+    }
+    if (channel >= rows.size() || rows[channel].size() < COLUMNS) return {ERROR_UNKNOWN_CHANNEL, {}};
+    m_channel = channel;
+    show(rows[channel], flags.size() > 1 && flags.back() == "1");
+    return {0, {{0, 0, rows[channel][URI]}, {0, 1, rows[channel][NAME]}}};
+}
+
+void SourceSwitch::show(const std::vector<std::string>& row, bool forceShowAV) {
+    m_playing = true;
+    m_model.set(SOURCE, std::string("TV"));
+    m_model.set(PLAY_ATTRIBUTES,
+                std::vector<std::string>{"play", row[NUMBER], row[NAME], row[URI], row[UUID], row[FOLDER],
+                                         row[HDR], forceShowAV ? "1" : "0", row[ENCRYPTED], "0"});
+    m_model.set(HDR_TYPE, row[HDR]);
+    m_model.set(FORMAT, std::string(FORMAT_PLAYING));
+    m_video.showProgramme(row[PICTURE]);
+}
+
+}  // namespace simulated

@@ -1,0 +1,56 @@
+#include "platform_adaptation/system_access/table_access.h"
+
+#include <utility>
+
+#include "lomodelapi/biz_value.h"
+#include "shared_member.h"
+#include "status.h"
+
+#define LOG_TAG "[Platform Adaptation]"
+#include "log.h"
+
+TableHandler::~TableHandler() = default;
+
+TableAccess::TableAccess(std::string name, std::shared_ptr<TableHandler> handler)
+    : ValueAccessBase(name), m_tableHandler(std::move(handler)) {}
+
+TableAccess::TableAccess(std::string name) : ValueAccessBase(name) {}
+
+TableAccess::~TableAccess() {
+    if (isConnected()) detach(this);
+}
+
+int TableAccess::connect(int timeoutMs) {
+    storeShared(m_connectTimeout, timeoutMs);
+    if (isConnected()) return STATUS_OK;
+
+    int status = STATUS_OK;
+    BizValue* const table = attach(getRootInterface(), this, timeoutMs, status);
+    if (table == nullptr) {
+        LOG_ERROR("Failed %d.\n", status);
+        return STATUS_NOT_CONNECTED;
+    }
+    // Asked for, and whatever it is accepted: an object that is no table refuses to make iterators.
+    table->getType();
+    storeShared(m_value, table);
+    return STATUS_OK;
+}
+
+int TableAccess::disconnect() {
+    detach(this);
+    return STATUS_OK;
+}
+
+int TableAccess::setActionResultHandler(std::shared_ptr<TableHandler> handler) {
+    storeShared(m_tableHandler, std::move(handler));
+    return STATUS_OK;
+}
+
+// The handler is deliberately left out: what happens to rows is told to iterators.
+void TableAccess::notifyUpdate(int) {
+    LOG_ENTER();
+}
+
+BizValue* TableAccess::getAccess() const {
+    return loadShared(m_value);
+}
