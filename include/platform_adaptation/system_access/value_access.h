@@ -10,6 +10,12 @@
 #include "platform_adaptation/export.h"
 #include "platform_adaptation/system_access/value_access_base.h"
 
+// Of the five notifications one overrides that of `Observer`, another one for each: none can say so.
+#ifdef __clang__
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Winconsistent-missing-override"
+#endif
+
 // An accessor that also follows its key: each change arrives at the handler, on the model's thread, as a
 // ValueObject of the kind of `Observer`:
 //
@@ -46,5 +52,9 @@ extern template class PLATFORM_ADAPTATION_API ValueAccessT<lomodelapi::ObserverN
 extern template class PLATFORM_ADAPTATION_API ValueAccessT<lomodelapi::ObserverString>;
 extern template class PLATFORM_ADAPTATION_API ValueAccessT<lomodelapi::ObserverVectorNumericInteger>;
 extern template class PLATFORM_ADAPTATION_API ValueAccessT<lomodelapi::ObserverVectorString>;
+
+#ifdef __clang__
+#pragma clang diagnostic pop
+#endif
 
 #endif

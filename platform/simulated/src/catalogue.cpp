@@ -38,8 +38,8 @@ class Parser {
         readRange(table, key);
         readRows(table, key);
         for (const auto& [name, node] : table) {
-            static const std::set<std::string_view> known{"group",   "name",  "type",
-                                                          "default", "range", "meaning"};
+            static const std::set<std::string_view> known{"group", "name",    "type",    "default",
+                                                          "range", "meaning", "columns", "rows"};
             if (known.count(name.str()) == 0)
                 fail(m_file, name.source(), "unknown entry '" + std::string(name.str()) + "'");
         }

@@ -106,9 +106,9 @@ int SystemState::onSTRSuspending(const std::string& appUrl, APMSuspendReason_t r
 
 int SystemState::onSTRSuspend(const std::string& appUrl, APMSuspendReason_t reason) {
     LOG_INFO("app_url: %s, suspendReason: %d.\n", appUrl.c_str(), reason);
-    m_client->reportStatus(m_name, STATUS_STR_SUSPEND_BEGUN);
+    if (m_client != nullptr) m_client->reportStatus(m_name, STATUS_STR_SUSPEND_BEGUN);
     notifyTVPowerState(TV_POWER_STATE_STR_SUSPEND);
-    m_client->reportStatus(m_name, STATUS_STR_SUSPEND_DONE);
+    if (m_client != nullptr) m_client->reportStatus(m_name, STATUS_STR_SUSPEND_DONE);
     return 0;
 }
 
