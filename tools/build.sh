@@ -6,6 +6,7 @@ BUILD_PACKAGES=(
     libboost-dev                # boost::shared_ptr, which the platform's interfaces take
     libtomlplusplus-dev         # the catalogue of keys
     libcli11-dev                # command lines
+    libcairo2-dev               # the picture-quality service's sheet and plot
     libpng-dev                  # saved pictures
     libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev  # the video pipeline's decoder
     gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav  # the formats that it plays
@@ -14,6 +15,7 @@ BUILD_PACKAGES=(
 
 # What only the tests need.
 TEST_PACKAGES=(
+    libbenchmark-dev            # benchmarks
     gstreamer1.0-tools          # makes the films that the tests play
     crossbuild-essential-armhf qemu-user  # the television's processor
 )

@@ -1,0 +1,92 @@
+// A small AI picture-quality service: looks at the film that plays, lifts dark scenes and calms bright ones,
+// and leaves pictures of what it did.
+#include <signal.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <string>
+
+#include "picture_service/picture_service.h"
+#include "picture_service/report.h"
+#include "picture_service/timeline.h"
+
+namespace {
+
+// Ctrl-C and the like, asked for instead of handled. To be made before any thread is started: threads inherit
+// which signals are blocked.
+class StopSignals {
+  public:
+    StopSignals() {
+        sigemptyset(&m_signals);
+        sigaddset(&m_signals, SIGINT);
+        sigaddset(&m_signals, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &m_signals, nullptr);
+    }
+
+    bool arrived() {
+        const timespec now{};
+        m_arrived = m_arrived || sigtimedwait(&m_signals, nullptr, &now) > 0;
+        return m_arrived;
+    }
+
+  private:
+    sigset_t m_signals;
+    bool m_arrived = false;
+};
+
+int fail(const std::string& what) {
+    std::fprintf(stderr, "picture_service: %s\n", what.c_str());
+    return EXIT_FAILURE;
+}
+
+// Better known before the film has been watched than after.
+bool canWriteInto(const std::string& folder, std::string& error) {
+    std::string probe = folder + "/.probe-XXXXXX";
+    const int file = mkstemp(probe.data());
+    if (file == -1) {
+        error = "cannot write into " + folder + ": " + std::strerror(errno);
+        return false;
+    }
+    close(file);
+    unlink(probe.c_str());
+    return true;
+}
+
+bool savePictures(const std::string& folder, const History& history, std::string& error) {
+    const std::string contactSheet = folder + "/contact-sheet.png";
+    const std::string timeline = folder + "/timeline.png";
+    if (!drawContactSheet(contactSheet, history, error) || !drawTimeline(timeline, history, error))
+        return false;
+    std::printf("  %s: the frames before and after each decision\n", contactSheet.c_str());
+    std::printf("  %s: the settings and the luma over time\n", timeline.c_str());
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App arguments("Follows what plays on the television and adapts its picture settings.");
+    std::string folder;
+    double seconds = 24;
+    arguments.add_option("FOLDER", folder, "where the pictures go")->required();
+    arguments.add_option("--seconds", seconds, "how long to work; Ctrl-C ends it earlier")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 86400));
+    CLI11_PARSE(arguments, argc, argv);
+
+    std::string error;
+    if (!canWriteInto(folder, error)) return fail(error);
+
+    StopSignals signals;
+    Timeline timeline;
+    PictureService service(timeline);
+    const auto stop = [&] { return timeline.seconds() >= seconds || signals.arrived(); };
+    if (!service.run(stop, error)) return fail(error);
+    service.printSummary();
+    return savePictures(folder, service.history(), error) ? EXIT_SUCCESS : fail(error);
+}

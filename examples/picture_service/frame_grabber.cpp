@@ -1,0 +1,76 @@
+#include "frame_grabber.h"
+
+#include <cstdint>
+#include <thread>
+#include <utility>
+
+using korvale::ai::PictureData;
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::uint32_t FRAME_WIDTH = 160;
+constexpr std::uint32_t FRAME_HEIGHT = 90;
+// What the capture block has room for; the size of a frame comes from another process.
+constexpr std::uint64_t MOST_PIXEL_BYTES = 150528;
+
+// The capture's threads must be waiting before the first request.
+constexpr auto THREAD_START = 100ms;
+// A request is answered or given up after 2 s. After this time it has been lost.
+constexpr auto REQUEST_LIMIT = 2500ms;
+
+std::optional<Frame> copyOf(const PictureData& picture) {
+    const std::uint64_t pixels = std::uint64_t{picture.width} * picture.height;
+    if (picture.data == nullptr || pixels == 0 || pixels > MOST_PIXEL_BYTES / 3) return std::nullopt;
+    return Frame{picture.width, picture.height, {picture.data, picture.data + pixels * 3}};
+}
+
+}  // namespace
+
+FrameGrabber::FrameGrabber() {
+    m_capture.registerCallBack(onFrame, this);
+    m_capture.start();
+    std::this_thread::sleep_for(THREAD_START);
+}
+
+FrameGrabber::~FrameGrabber() {
+    // Stopping while a request is under way could miss the sender thread.
+    std::unique_lock lock(m_mutex);
+    m_changed.wait_for(lock, REQUEST_LIMIT, [this] { return !m_pending; });
+}
+
+bool FrameGrabber::idle() {
+    const std::lock_guard lock(m_mutex);
+    return !m_pending || Clock::now() - m_requested > REQUEST_LIMIT;
+}
+
+void FrameGrabber::request() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_pending = true;
+        m_requested = Clock::now();
+        m_frame.reset();
+    }
+    PictureData wish;
+    initPictureData(wish);
+    wish.width = FRAME_WIDTH;
+    wish.height = FRAME_HEIGHT;
+    m_capture.getPicture(false, &wish);
+}
+
+std::optional<Frame> FrameGrabber::take(std::chrono::milliseconds limit) {
+    std::unique_lock lock(m_mutex);
+    m_changed.wait_for(lock, limit, [this] { return m_frame.has_value(); });
+    return std::exchange(m_frame, std::nullopt);
+}
+
+void FrameGrabber::onFrame(bool success, PictureData* picture, void* userData) {  // on the checking thread
+    FrameGrabber& self = *static_cast<FrameGrabber*>(userData);
+    const std::lock_guard lock(self.m_mutex);
+    if (!self.m_pending) return;
+    self.m_pending = false;
+    // The pixels are valid only until the next request.
+    if (success) self.m_frame = copyOf(*picture);
+    self.m_changed.notify_all();
+}

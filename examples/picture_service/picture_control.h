@@ -1,0 +1,93 @@
+#ifndef EXAMPLES_PICTURE_SERVICE_PICTURE_CONTROL_H
+#define EXAMPLES_PICTURE_SERVICE_PICTURE_CONTROL_H
+
+#include <array>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "lomodelapi/observer.h"
+#include "platform_adaptation/system_access/value_access.h"
+#include "platform_adaptation/system_setting.h"
+#include "settings.h"
+
+// One setting that the television changes step by step, on a worker thread of the library. Two changes of a
+// setting at a time would pull it to and fro, so that a new one waits until the one before has ended.
+class SteppedSetting {
+  public:
+    using Clock = std::chrono::steady_clock;
+    using Getter = int (SystemSetting::*)();
+    using Setter = int (SystemSetting::*)(int);
+
+    SteppedSetting(int Settings::*member, Getter get, Setter set)
+        : m_member(member), m_get(get), m_set(set) {}
+
+    // The newest wish counts.
+    void wish(const Settings& target) { m_wish = target.*m_member; }
+
+    // Reads the setting back into `inForce`, notices the end of a change and starts the one that is wished
+    // for. False if the television did not tell the value.
+    bool advance(SystemSetting& television, Settings& inForce);
+
+    bool changing() const { return m_running || m_wish.has_value(); }
+
+  private:
+    void follow(int value);
+
+    int Settings::*m_member;
+    Getter m_get;
+    Setter m_set;
+    std::optional<int> m_wish;
+    bool m_running = false;
+    int m_target = 0;
+    int m_value = -1;
+    Clock::time_point m_lastMove;
+};
+
+// Reads and changes the picture settings. One thread.
+class PictureControl {
+  public:
+    PictureControl();
+    // What a change that has not ended still uses is left alive.
+    ~PictureControl();
+
+    PictureControl(const PictureControl&) = delete;
+    PictureControl& operator=(const PictureControl&) = delete;
+
+    // Reads what the television has now; to be called first. False if it does not tell.
+    bool open();
+
+    // What open() found.
+    const Settings& found() const { return m_found; }
+    // As last read back.
+    const Settings& inForce() const { return m_inForce; }
+
+    void moveTo(const Settings& target);
+
+    // To be called regularly: reads back, and starts what waits for the end of another change.
+    void advance();
+
+    // Nothing is being changed and nothing waits.
+    bool settled() const;
+
+    // Moves everything back to what open() found; done once it has settled() and restored().
+    void restore();
+    bool restored() const { return m_inForce == m_found; }
+
+  private:
+    using PqAccess = ValueAccessT<lomodelapi::ObserverVectorNumericInteger>;
+
+    bool readPq();
+    void writePq(const Settings& target);
+
+    std::unique_ptr<SystemSetting> m_television;
+    PqAccess m_pq;
+    std::array<SteppedSetting, 3> m_stepped;
+    std::vector<int> m_foundPq;
+    Settings m_found;
+    Settings m_inForce;
+};
+
+#endif

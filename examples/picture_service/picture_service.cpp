@@ -1,0 +1,160 @@
+#include "picture_service.h"
+
+#include <cmath>
+#include <cstdio>
+#include <thread>
+#include <utility>
+
+#include "picture_response.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto FRAME_PERIOD = 400ms;
+constexpr auto FRAME_LIMIT = 5s;
+constexpr auto TICK = 50ms;
+constexpr auto RESTORE_LIMIT = 10s;
+
+// The effect of a decision is looked at for so long, or until the film's luma says that the scene is over.
+constexpr double EFFECT_SECONDS = 1.5;
+constexpr double SAME_SCENE_LUMA = 18;
+
+std::string changesText(const Settings& from, const Settings& to) {
+    std::string text;
+    for (const auto& [name, value] : SETTING_NAMES) {
+        if (from.*value == to.*value) continue;
+        if (!text.empty()) text += ", ";
+        text += std::string(name) + ' ' + std::to_string(from.*value) + " > " + std::to_string(to.*value);
+    }
+    return text.empty() ? "as it is" : text;
+}
+
+}  // namespace
+
+PictureService::PictureService(Timeline& timeline) : m_timeline(timeline), m_watch(timeline) {}
+
+bool PictureService::run(const std::function<bool()>& stop, std::string& error) {
+    if (!m_control.open()) {
+        error = "the television does not tell its picture settings";
+        return false;
+    }
+    m_judge.emplace(m_control.found());
+    const bool success = work(stop, error);
+    closeEpisode();
+    if (!putSettingsBack()) {
+        if (success) error = "the television did not take its picture settings back";
+        return false;
+    }
+    return success;
+}
+
+bool PictureService::work(const std::function<bool()>& stop, std::string& error) {
+    Clock::time_point lastFrame = Clock::now();
+    while (!stop()) {
+        readSettings();
+        requestFrame();
+        if (std::optional<Frame> frame = m_grabber.take(TICK)) {
+            lastFrame = Clock::now();
+            onFrame(std::move(*frame));
+        }
+        // A sleeping television shows nothing.
+        if (m_watch.asleep()) lastFrame = Clock::now();
+        if (Clock::now() - lastFrame > FRAME_LIMIT) {
+            error = "no frame arrives for 5 s: is a video pipeline running?";
+            return false;
+        }
+    }
+    return true;
+}
+
+void PictureService::requestFrame() {
+    if (m_watch.asleep() || Clock::now() < m_nextRequest || !m_grabber.idle()) return;
+    m_nextRequest = Clock::now() + FRAME_PERIOD;
+    m_settledAtRequest = m_control.settled();
+    m_grabber.request();
+}
+
+void PictureService::onFrame(Frame frame) {
+    Shot shot{std::move(frame), {}, m_control.inForce()};
+    shot.measurement = measure(shot.frame);
+    m_history.shown.push_back({m_timeline.seconds(), shot.measurement.luma});
+    // While settings move, nobody knows which of them the frame shows.
+    if (!m_settledAtRequest || !m_control.settled()) return;
+
+    const Measurement film = measure(estimateFilm(shot.frame, shot.settings));
+    m_history.film.push_back({m_timeline.seconds(), film.luma});
+    followUp(shot, film);
+    decide(std::move(shot), film);
+}
+
+void PictureService::decide(Shot shot, const Measurement& film) {
+    const std::optional<Decision> decision = m_judge->judge(film);
+    if (!decision) return;
+    closeEpisode();
+    const bool untouched = shot.settings == m_control.found();
+    m_timeline.print(std::string(toText(decision->scene)) + ": " + toText(shot.measurement) +
+                     (untouched ? "" : " (film: luma " + std::to_string(std::lround(film.luma)) + ")") +
+                     "  -> " + changesText(shot.settings, decision->target));
+    if (decision->target == shot.settings) return;
+    m_history.episodes.push_back({m_timeline.seconds(), decision->scene, std::move(shot), std::nullopt});
+    m_followedLuma = film.luma;
+    m_control.moveTo(decision->target);
+}
+
+void PictureService::followUp(const Shot& shot, const Measurement& film) {
+    if (!m_followedLuma) return;
+    Episode& episode = m_history.episodes.back();
+    if (std::abs(film.luma - *m_followedLuma) > SAME_SCENE_LUMA) {
+        closeEpisode();
+        return;
+    }
+    episode.after = shot;
+    if (m_timeline.seconds() - episode.seconds > EFFECT_SECONDS) closeEpisode();
+}
+
+void PictureService::closeEpisode() {
+    if (!m_followedLuma) return;
+    m_followedLuma.reset();
+    const Episode& episode = m_history.episodes.back();
+    if (episode.after) m_timeline.print("  now " + toText(episode.after->measurement));
+}
+
+void PictureService::readSettings() {
+    m_control.advance();
+    m_history.settings.push_back({m_timeline.seconds(), m_control.inForce()});
+}
+
+bool PictureService::putSettingsBack() {
+    const Clock::time_point limit = Clock::now() + RESTORE_LIMIT;
+    const Settings last = m_control.inForce();
+    m_control.restore();
+    while (!(m_control.settled() && m_control.restored()) && Clock::now() < limit) {
+        readSettings();
+        std::this_thread::sleep_for(TICK);
+    }
+    if (!m_control.restored()) return false;
+    m_timeline.print(last == m_control.found()
+                         ? "the settings are as they were found"
+                         : "settings put back: " + changesText(last, m_control.found()));
+    return true;
+}
+
+void PictureService::printSummary() const {
+    std::printf("\nIn %.0f s: %zu frames, %zu changes of settings\n", m_timeline.seconds(),
+                m_history.shown.size(), m_history.episodes.size());
+    for (const Scene scene : {Scene::DARK, Scene::ORDINARY, Scene::BRIGHT}) {
+        unsigned count = 0;
+        double before = 0;
+        double after = 0;
+        for (const Episode& episode : m_history.episodes) {
+            if (episode.scene != scene || !episode.after) continue;
+            ++count;
+            before += episode.before.measurement.luma;
+            after += episode.after->measurement.luma;
+        }
+        if (count != 0)
+            std::printf("  %u x %-15s mean luma on the screen %3.0f > %3.0f\n", count, toText(scene),
+                        before / count, after / count);
+    }
+}

@@ -1,0 +1,55 @@
+#ifndef EXAMPLES_PICTURE_SERVICE_PICTURE_SERVICE_H
+#define EXAMPLES_PICTURE_SERVICE_PICTURE_SERVICE_H
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "frame_grabber.h"
+#include "history.h"
+#include "picture_control.h"
+#include "scene_judge.h"
+#include "television_watch.h"
+#include "timeline.h"
+
+// The AI picture-quality service: looks at what plays, decides, and changes the picture settings. Everything
+// happens on the thread that runs it, but for the library's callbacks.
+class PictureService {
+  public:
+    explicit PictureService(Timeline& timeline);
+
+    // Works until `stop` says so, and then puts the settings back. False, with the reason in `error`, if it
+    // could not go on.
+    bool run(const std::function<bool()>& stop, std::string& error);
+
+    const History& history() const { return m_history; }
+    void printSummary() const;
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    bool work(const std::function<bool()>& stop, std::string& error);
+    void requestFrame();
+    void onFrame(Frame frame);
+    void decide(Shot shot, const Measurement& film);
+    void followUp(const Shot& shot, const Measurement& film);
+    void closeEpisode();
+    void readSettings();
+    bool putSettingsBack();
+
+    Timeline& m_timeline;
+    TelevisionWatch m_watch;
+    PictureControl m_control;
+    FrameGrabber m_grabber;
+    std::optional<SceneJudge> m_judge;
+    History m_history;
+
+    Clock::time_point m_nextRequest;
+    // Whether nothing was being changed when the frame under way was requested.
+    bool m_settledAtRequest = false;
+    // The film's luma when the last decision was made, while its effect is being looked at.
+    std::optional<double> m_followedLuma;
+};
+
+#endif

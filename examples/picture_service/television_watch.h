@@ -1,0 +1,57 @@
+#ifndef EXAMPLES_PICTURE_SERVICE_TELEVISION_WATCH_H
+#define EXAMPLES_PICTURE_SERVICE_TELEVISION_WATCH_H
+
+#include <atomic>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include "platform_adaptation/system_info.h"
+#include "platform_adaptation/system_state.h"
+#include "timeline.h"
+
+// Follows source, HDR type, player state and power state, and tells of each change on the timeline.
+class TelevisionWatch {
+  public:
+    explicit TelevisionWatch(Timeline& timeline);
+
+    TelevisionWatch(const TelevisionWatch&) = delete;
+    TelevisionWatch& operator=(const TelevisionWatch&) = delete;
+
+    // Whether the television is suspended or about to be. Any thread.
+    bool asleep() const { return m_asleep; }
+
+  private:
+    // The last value of a kind, to tell changes from repetitions.
+    template <typename T>
+    class Last {
+      public:
+        bool changesTo(T value) {
+            const std::lock_guard lock(m_mutex);
+            return std::exchange(m_value, value) != value;
+        }
+
+      private:
+        std::mutex m_mutex;
+        std::optional<T> m_value;
+    };
+
+    // On the model's thread.
+    static void onSourceType(SourceType type, void* userData);
+    static void onHDRType(VideoInfoHDRType type, void* userData);
+    static void onPlayerState(PlayerState state, void* userData);
+    // On the application manager's client thread.
+    static void onPowerState(TVPowerState state, void* userData);
+
+    Timeline& m_timeline;
+    Last<SourceType> m_source;
+    Last<VideoInfoHDRType> m_hdrType;
+    Last<PlayerState> m_player;
+    Last<TVPowerState> m_power;
+    std::atomic<bool> m_asleep = false;
+    // Last, so that they go first: when they are gone, nobody calls back any more.
+    SystemInfo m_info;
+    SystemState m_state;
+};
+
+#endif
