@@ -1,5 +1,5 @@
-// What the ways through the model access cost, logging off: build the target model_access_benchmark of the preset
-// release and run it.
+// What the ways through the model access cost, logging off: build the target model_access_benchmark of the
+// preset release and run it.
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>

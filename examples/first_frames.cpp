@@ -1,5 +1,5 @@
-// The first things that a program does with the library: reads values of the television, follows one, writes it in
-// two ways, and captures frames, waiting for one and being called back for others.
+// The first things that a program does with the library: reads values of the television, follows one, writes
+// it in two ways, and captures frames, waiting for one and being called back for others.
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <condition_variable>
@@ -37,8 +37,8 @@ void showText(const char* what, const char* key) {
 class BrightnessFollower {
   public:
     BrightnessFollower()
-        : m_access("dovra.sl2.i32.video.brightness",
-                   std::make_shared<ValueHandlerT<BrightnessFollower>>(this, &BrightnessFollower::onChanged)) {
+        : m_access("dovra.sl2.i32.video.brightness", std::make_shared<ValueHandlerT<BrightnessFollower>>(
+                                                         this, &BrightnessFollower::onChanged)) {
         if (m_access.connect(1000) != 0) fail("the brightness cannot be followed");
     }
 
@@ -93,7 +93,8 @@ class FrameSaver {
     // Whether another frame arrives after the `count` that have.
     bool waitForMoreThan(unsigned count) {
         std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(lock, std::chrono::seconds(5), [&] { return m_count > count || !m_wanted; });
+        return m_changed.wait_for(lock, std::chrono::seconds(5),
+                                  [&] { return m_count > count || !m_wanted; });
     }
 
     void ignoreTheRest() {
@@ -124,8 +125,8 @@ void captureFrames(const std::string& folder) {
     capture.registerCallBack(FrameSaver::onFrame, &saver);
     capture.start();
 
-    // A request is lost while the capture's thread is not yet, or not again, waiting for one. Give it a moment at
-    // the beginning, and ask again if no frame arrives.
+    // A request is lost while the capture's thread is not yet, or not again, waiting for one. Give it a
+    // moment at the beginning, and ask again if no frame arrives.
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     constexpr int tries = 3;
     PictureData picture;
@@ -154,7 +155,9 @@ void captureFrames(const std::string& folder) {
 int main(int argc, char** argv) {
     CLI::App arguments("Reads and writes a television and captures frames of it.");
     std::string folder;
-    arguments.add_option("FOLDER", folder, "where the pictures go")->required()->check(CLI::ExistingDirectory);
+    arguments.add_option("FOLDER", folder, "where the pictures go")
+        ->required()
+        ->check(CLI::ExistingDirectory);
     CLI11_PARSE(arguments, argc, argv);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
 

@@ -26,9 +26,7 @@ Canvas::Canvas(int width, int height, Ink background)
     cairo_paint(m_context.get());
 }
 
-void Canvas::choose(Ink ink) {
-    cairo_set_source_rgb(m_context.get(), ink.red, ink.green, ink.blue);
-}
+void Canvas::choose(Ink ink) { cairo_set_source_rgb(m_context.get(), ink.red, ink.green, ink.blue); }
 
 void Canvas::text(double x, double y, const std::string& text, double size, Ink ink, Align align,
                   Weight weight) {

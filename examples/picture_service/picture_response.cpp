@@ -8,9 +8,7 @@
 
 namespace {
 
-double deviation(int setting) {
-    return (setting - 50) / 50.0;
-}
+double deviation(int setting) { return (setting - 50) / 50.0; }
 
 // What the television makes of a grey value, both from 0 to 1. These curves are those of the simulated
 // television; for another one, show it grey ramps under each setting and put the curves that you measure
@@ -50,9 +48,7 @@ Curve inverseCurve(const Settings& settings) {
     return film;
 }
 
-std::uint8_t toByte(double value) {
-    return static_cast<std::uint8_t>(std::clamp(value, 0.0, 255.0) + 0.5);
-}
+std::uint8_t toByte(double value) { return static_cast<std::uint8_t>(std::clamp(value, 0.0, 255.0) + 0.5); }
 
 }  // namespace
 

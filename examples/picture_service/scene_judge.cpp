@@ -30,9 +30,7 @@ double share(double value, double from, double to) {
     return std::clamp((value - from) / (to - from), 0.0, 1.0);
 }
 
-int moved(int setting, double by) {
-    return std::clamp(setting + static_cast<int>(std::lround(by)), 0, 100);
-}
+int moved(int setting, double by) { return std::clamp(setting + static_cast<int>(std::lround(by)), 0, 100); }
 
 bool almostEqual(const Settings& a, const Settings& b) {
     return std::abs(a.brightness - b.brightness) < SMALL_STEP &&

@@ -2,9 +2,7 @@
 
 #include <cstdio>
 
-double Timeline::seconds() const {
-    return std::chrono::duration<double>(Clock::now() - m_start).count();
-}
+double Timeline::seconds() const { return std::chrono::duration<double>(Clock::now() - m_start).count(); }
 
 void Timeline::print(const std::string& text) {
     // The lock keeps the lines in the order of their times.

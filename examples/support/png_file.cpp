@@ -15,8 +15,8 @@ constexpr std::uint64_t MOST_PIXEL_BYTES = 224 * 224 * 3;
 
 bool savePng(const std::string& path, const korvale::ai::PictureData& picture, std::string& error) {
     const std::uint64_t bytes = std::uint64_t{picture.width} * picture.height * 3;
-    if (picture.data == nullptr || bytes == 0 || picture.width > MOST_PIXEL_BYTES || picture.height > MOST_PIXEL_BYTES ||
-        bytes > MOST_PIXEL_BYTES) {
+    if (picture.data == nullptr || bytes == 0 || picture.width > MOST_PIXEL_BYTES ||
+        picture.height > MOST_PIXEL_BYTES || bytes > MOST_PIXEL_BYTES) {
         error = "no frame of " + std::to_string(picture.width) + " x " + std::to_string(picture.height) +
                 " fits the capture block";
         return false;

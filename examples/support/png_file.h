@@ -5,8 +5,8 @@
 
 #include "platform_adaptation/ai_common.h"
 
-// Saves a delivered frame. False, with the reason in `error`, if the frame is not within the capture block (its
-// size comes from another process) or the file cannot be written.
+// Saves a delivered frame. False, with the reason in `error`, if the frame is not within the capture block
+// (its size comes from another process) or the file cannot be written.
 bool savePng(const std::string& path, const korvale::ai::PictureData& picture, std::string& error);
 
 #endif

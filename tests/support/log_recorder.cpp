@@ -52,9 +52,7 @@ LogRecorder::LogRecorder(simulated::DebugOutput::Verbosity verbosity) {
     output.setVerbosity(verbosity);
 }
 
-LogRecorder::~LogRecorder() {
-    simulated::Television::instance().debugOutput().reset();
-}
+LogRecorder::~LogRecorder() { simulated::Television::instance().debugOutput().reset(); }
 
 std::vector<LogLine> LogRecorder::lines() const {
     const std::lock_guard lock(m_mutex);

@@ -35,7 +35,8 @@ std::ostream& operator<<(std::ostream& out, const LogLine& line);
 
 class LogRecorder {
   public:
-    explicit LogRecorder(simulated::DebugOutput::Verbosity verbosity = simulated::DebugOutput::Verbosity::TRACE);
+    explicit LogRecorder(
+        simulated::DebugOutput::Verbosity verbosity = simulated::DebugOutput::Verbosity::TRACE);
     ~LogRecorder();
     LogRecorder(const LogRecorder&) = delete;
     LogRecorder& operator=(const LogRecorder&) = delete;

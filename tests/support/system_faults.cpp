@@ -25,9 +25,7 @@ Function* systemFunction(const char* name) {
 
 namespace tests {
 
-void failNextShmat(int error) {
-    shmatError = error;
-}
+void failNextShmat(int error) { shmatError = error; }
 
 void failMqOpen(int error, int skip) {
     mqOpenCount = 0;
@@ -35,9 +33,7 @@ void failMqOpen(int error, int skip) {
     mqOpenError = error;
 }
 
-int mqOpenCalls() {
-    return mqOpenCount;
-}
+int mqOpenCalls() { return mqOpenCount; }
 
 }  // namespace tests
 

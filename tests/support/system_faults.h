@@ -1,5 +1,5 @@
-// Failures of the system's own calls, which no simulated television can bring about. The functions stand before
-// the C library's in a test program and pass on what is not to fail.
+// Failures of the system's own calls, which no simulated television can bring about. The functions stand
+// before the C library's in a test program and pass on what is not to fail.
 #ifndef TESTS_SYSTEM_FAULTS_H
 #define TESTS_SYSTEM_FAULTS_H
 

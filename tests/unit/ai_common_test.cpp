@@ -47,13 +47,9 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     }
 }
 
-[[gnu::noinline]] void operator delete(void* block) noexcept {
-    std::free(block);
-}
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
 
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
-    std::free(block);
-}
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 
 namespace {
 

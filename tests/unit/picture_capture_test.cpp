@@ -226,9 +226,7 @@ TEST_F(TheCaptureBlock, ThatCannotBeAttachedIsNotTakenForNone) {
     EXPECT_DEATH(capture.picutreCaptureFinished(&picture), "");
 }
 
-TEST_F(TheCaptureBlock, IsNotCheckedForByARequest) {
-    EXPECT_DEATH(capture.getPicture(false, nullptr), "");
-}
+TEST_F(TheCaptureBlock, IsNotCheckedForByARequest) { EXPECT_DEATH(capture.getPicture(false, nullptr), ""); }
 
 // start()
 

@@ -50,9 +50,7 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     std::free(block);
 }
 
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
-    ::operator delete(block);
-}
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { ::operator delete(block); }
 
 namespace {
 
@@ -106,17 +104,13 @@ ValueObject filled(int kind) {
     return value;
 }
 
-bool holdsFilledText(const ValueObject& value) {
-    return value.text == LONG_TEXT;
-}
+bool holdsFilledText(const ValueObject& value) { return value.text == LONG_TEXT; }
 bool holdsFilledItems(const ValueObject& value) {
     return value.items.size() == 2 && value.items[0].kind == ValueObject::TYPE_INT &&
            value.items[0].scalar.i == 31 && value.items[1].kind == ValueObject::TYPE_STRING &&
            value.items[1].text == LONG_TEXT;
 }
-bool holdsFilledPoint(const ValueObject& value) {
-    return value.point == Point{21, 22};
-}
+bool holdsFilledPoint(const ValueObject& value) { return value.point == Point{21, 22}; }
 
 void expectReserved(const ValueObject& value, long long first, long long second) {
     EXPECT_EQ(value.reserved[0], first);

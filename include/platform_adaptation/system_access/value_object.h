@@ -14,12 +14,8 @@ struct Point {
     int second;
 };
 
-inline bool operator==(const Point& a, const Point& b) {
-    return a.first == b.first && a.second == b.second;
-}
-inline bool operator!=(const Point& a, const Point& b) {
-    return !(a == b);
-}
+inline bool operator==(const Point& a, const Point& b) { return a.first == b.first && a.second == b.second; }
+inline bool operator!=(const Point& a, const Point& b) { return !(a == b); }
 
 // A tagged variant with lenient conversions: every kind converts to every type, and none fails. A plain
 // value: copy it between threads, do not share it while one of them writes.

@@ -1,5 +1,5 @@
-// A named interface of the process framework. A television's own header must offer the class with an operation
-// that yields the model's root.
+// A named interface of the process framework. A television's own header must offer the class with an
+// operation that yields the model's root.
 #ifndef FRAME_INTERFACE_H
 #define FRAME_INTERFACE_H
 

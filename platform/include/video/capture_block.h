@@ -12,9 +12,9 @@
 //   polls state (acquire)                <----   state = FRAME_READY (release)
 //   reads the pixels in place
 //
-// The state word is the only synchronisation: whoever reads FRAME_READY with acquire order sees the whole frame
-// that was written before it with release order. Nothing else in the block may be relied on while the state is
-// FRAME_REQUESTED.
+// The state word is the only synchronisation: whoever reads FRAME_READY with acquire order sees the whole
+// frame that was written before it with release order. Nothing else in the block may be relied on while the
+// state is FRAME_REQUESTED.
 #ifndef VIDEO_CAPTURE_BLOCK_H
 #define VIDEO_CAPTURE_BLOCK_H
 

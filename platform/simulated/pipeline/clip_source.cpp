@@ -178,9 +178,7 @@ class ClipSource : public FrameSource {
     Owned<GstElement> m_pipeline;
 };
 
-ClipSource::~ClipSource() {
-    m_pipeline.reset();
-}
+ClipSource::~ClipSource() { m_pipeline.reset(); }
 
 void ClipSource::onPadAdded(GstElement* /*decoder*/, GstPad* pad, gpointer sink) {
     const Owned<GstPad> target(gst_element_get_static_pad(static_cast<GstElement*>(sink), "sink"));

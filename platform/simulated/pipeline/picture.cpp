@@ -73,14 +73,10 @@ std::string setPq(PictureSettings& settings, const std::vector<std::string_view>
     return {};
 }
 
-std::uint8_t toByte(float value) {
-    return static_cast<std::uint8_t>(std::clamp(value, 0.0F, 255.0F) + 0.5F);
-}
+std::uint8_t toByte(float value) { return static_cast<std::uint8_t>(std::clamp(value, 0.0F, 255.0F) + 0.5F); }
 
 // -1..1 around the neutral 50.
-float deviation(int value) {
-    return static_cast<float>(value - 50) / 50.0F;
-}
+float deviation(int value) { return static_cast<float>(value - 50) / 50.0F; }
 
 // A 3 x 3 blur; at the edges the outermost pixels are repeated.
 std::vector<std::uint8_t> blurred(const Image& image) {

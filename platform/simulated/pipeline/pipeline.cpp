@@ -34,9 +34,7 @@ std::vector<std::string_view> words(std::string_view line) {
 
 }  // namespace
 
-Pipeline::~Pipeline() {
-    m_stopOpening.request_stop();
-}
+Pipeline::~Pipeline() { m_stopOpening.request_stop(); }
 
 int Pipeline::run(const std::optional<std::string>& clip) {
     if (clip) {

@@ -19,12 +19,8 @@ struct Colour {
     float b;
 };
 
-Colour operator*(Colour a, float k) {
-    return {a.r * k, a.g * k, a.b * k};
-}
-Colour operator+(Colour a, Colour b) {
-    return {a.r + b.r, a.g + b.g, a.b + b.b};
-}
+Colour operator*(Colour a, float k) { return {a.r * k, a.g * k, a.b * k}; }
+Colour operator+(Colour a, Colour b) { return {a.r + b.r, a.g + b.g, a.b + b.b}; }
 
 constexpr Colour WHITE{1.0F, 1.0F, 1.0F};
 
@@ -44,9 +40,7 @@ float distance(float x, float y, float centreX, float centreY) {
     return std::sqrt(dx * dx + dy * dy);
 }
 
-float fraction(float value) {
-    return value - std::floor(value);
-}
+float fraction(float value) { return value - std::floor(value); }
 
 // An arbitrary but fixed number from 0 to 1 for each pair of whole numbers.
 float chance(float a, float b) {

@@ -175,9 +175,7 @@ void ApplicationManager::tellOne(const std::string& name, Lifecycle news, const 
     m_implementation->tell({name, news, appUrl, text, number});
 }
 
-bool ApplicationManager::settle(std::chrono::milliseconds limit) {
-    return m_implementation->settle(limit);
-}
+bool ApplicationManager::settle(std::chrono::milliseconds limit) { return m_implementation->settle(limit); }
 
 std::vector<std::string> ApplicationManager::applications() const {
     const std::lock_guard lock(m_implementation->m_mutex);

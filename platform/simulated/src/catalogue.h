@@ -9,7 +9,8 @@
 
 namespace simulated {
 
-// The keys that a catalogue's text lists. Throws std::runtime_error with `name`, line, column and what is wrong.
+// The keys that a catalogue's text lists. Throws std::runtime_error with `name`, line, column and what is
+// wrong.
 std::vector<KeyDefinition> parseCatalogue(std::string_view text, const std::string& name);
 
 // The built-in catalogue, or the one that AIPQ_TV_CATALOGUE names.

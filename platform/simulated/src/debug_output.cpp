@@ -71,9 +71,7 @@ void print(unsigned levelWord, const std::string& line) {
 
 }  // namespace
 
-void DebugOutput::setVerbosity(Verbosity verbosity) {
-    state().verbosity.store(verbosity);
-}
+void DebugOutput::setVerbosity(Verbosity verbosity) { state().verbosity.store(verbosity); }
 
 void DebugOutput::setSink(Sink sink) {
     const std::lock_guard lock(state().mutex);

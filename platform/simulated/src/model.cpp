@@ -687,9 +687,7 @@ void Model::releaseNotifications(Order order) {
     m_implementation->setHeld(false, order);
 }
 
-bool Model::settle(std::chrono::milliseconds limit) {
-    return m_implementation->settle(limit);
-}
+bool Model::settle(std::chrono::milliseconds limit) { return m_implementation->settle(limit); }
 
 unsigned Model::connectAttempts(const std::string& key) const {
     const std::lock_guard lock(m_implementation->m_mutex);
@@ -743,8 +741,6 @@ void Model::onChange(std::function<void(const std::string&, const Value&)> liste
     m_implementation->m_listener = std::move(listener);
 }
 
-RootInterface* Model::root() {
-    return m_implementation.get();
-}
+RootInterface* Model::root() { return m_implementation.get(); }
 
 }  // namespace simulated

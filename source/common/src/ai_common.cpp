@@ -13,7 +13,9 @@
 using korvale::ai::ColorMode;
 using korvale::ai::PictureData;
 
-void initPictureData(PictureData& picture) { picture = PictureData{nullptr, 224, 224, korvale::ai::COLOR_MODE_RGB, 0}; }
+void initPictureData(PictureData& picture) {
+    picture = PictureData{nullptr, 224, 224, korvale::ai::COLOR_MODE_RGB, 0};
+}
 
 int getChannels(ColorMode mode) { return static_cast<unsigned>(mode) - 1U < 2U ? 4 : 3; }
 

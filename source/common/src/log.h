@@ -21,11 +21,11 @@ inline bool isOn(unsigned level) { return cspDebugCheckLevelGetFrameAndChunk(lev
 }  // namespace logging
 
 // `function` names the operation that the client called where one implementation serves several.
-#define LOG_AT(level, function, format, ...)                                                              \
-    do {                                                                                                  \
-        if (logging::isOn(level))                                                                         \
-            cspDebugOutput0(level, "%s:%d:%s(): %s " format, __FILE_NAME__, __LINE__, function,           \
-                            LOG_TAG __VA_OPT__(, ) __VA_ARGS__);                                          \
+#define LOG_AT(level, function, format, ...)                                                    \
+    do {                                                                                        \
+        if (logging::isOn(level))                                                               \
+            cspDebugOutput0(level, "%s:%d:%s(): %s " format, __FILE_NAME__, __LINE__, function, \
+                            LOG_TAG __VA_OPT__(, ) __VA_ARGS__);                                \
     } while (false)
 
 #define LOG_ERROR(...) LOG_AT(logging::LEVEL_ERROR, __func__, __VA_ARGS__)

@@ -7,7 +7,8 @@
 
 // An accessor to `key` that hands its changes to a member of `owner`, which outlives it.
 template <typename Access, typename Owner>
-std::shared_ptr<Access> makeAccess(const char* key, Owner* owner, void (Owner::*onChanged)(const ValueObject&)) {
+std::shared_ptr<Access> makeAccess(const char* key, Owner* owner,
+                                   void (Owner::*onChanged)(const ValueObject&)) {
     return std::make_shared<Access>(key, std::make_shared<ValueHandlerT<Owner>>(owner, onChanged));
 }
 

@@ -1,6 +1,6 @@
 // Access to members that threads share without a lock. They are plain members in a fixed order; every access
-// that may meet another thread's goes through here, so that it is whole and ordered: what was written before a
-// store is seen by whoever loads the stored value.
+// that may meet another thread's goes through here, so that it is whole and ordered: what was written before
+// a store is seen by whoever loads the stored value.
 #ifndef PLATFORM_ADAPTATION_SHARED_MEMBER_H
 #define PLATFORM_ADAPTATION_SHARED_MEMBER_H
 
@@ -35,8 +35,8 @@ void storeShared(std::shared_ptr<T>& member, std::shared_ptr<T> value) {
     std::atomic_store_explicit(&member, std::move(value), std::memory_order_release);
 }
 
-// A client's callback: a function and its datum, registered on one thread and called on another. The datum is stored
-// first and loaded last, so that whoever finds a new function finds its datum too.
+// A client's callback: a function and its datum, registered on one thread and called on another. The datum is
+// stored first and loaded last, so that whoever finds a new function finds its datum too.
 template <typename Function>
 void storeCallBack(Function& function, Function newFunction, void*& userData, void* newUserData) {
     storeShared(userData, newUserData);

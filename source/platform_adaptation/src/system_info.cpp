@@ -134,9 +134,7 @@ SystemInfo::SystemInfo(std::shared_ptr<StringAccess> sourcePath,
     connect();
 }
 
-SystemInfo::~SystemInfo() {
-    disconnect();
-}
+SystemInfo::~SystemInfo() { disconnect(); }
 
 void SystemInfo::setNotifyValue() {
     storeCallBack<NotifyAIPQ>(m_notifyAIPQ, nullptr, m_userDataAIPQ, nullptr);

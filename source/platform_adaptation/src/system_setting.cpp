@@ -378,74 +378,30 @@ int SystemSetting::setVideoSaturation(int value) {
 int SystemSetting::setVideoSharpness(int value) {
     return set(Table::SHARPNESS, value, setVideoSharpnessRun, __func__);
 }
-int SystemSetting::setVideoMEMC(int value) {
-    return set(Table::MEMC, value, setVideoMEMCRun, __func__);
-}
-int SystemSetting::setVideoNR(int value) {
-    return set(Table::NR, value, setVideoNRRun, __func__);
-}
+int SystemSetting::setVideoMEMC(int value) { return set(Table::MEMC, value, setVideoMEMCRun, __func__); }
+int SystemSetting::setVideoNR(int value) { return set(Table::NR, value, setVideoNRRun, __func__); }
 
-int SystemSetting::getVideoBrightness() {
-    return get(Table::BRIGHTNESS, __func__);
-}
-int SystemSetting::getVideoContrast() {
-    return get(Table::CONTRAST, __func__);
-}
-int SystemSetting::getVideoSaturation() {
-    return get(Table::SATURATION, __func__);
-}
-int SystemSetting::getVideoSharpness() {
-    return get(Table::SHARPNESS, __func__);
-}
-int SystemSetting::getVideoMEMC() {
-    return get(Table::MEMC, __func__);
-}
-int SystemSetting::getVideoNR() {
-    return get(Table::NR, __func__);
-}
-int SystemSetting::getVideoColorTuner() {
-    return get(Table::TUNER, __func__);
-}
-int SystemSetting::getVideoColorTunerB() {
-    return get(Table::TUNER_B, __func__);
-}
-int SystemSetting::getVideoColorTunerS() {
-    return get(Table::TUNER_S, __func__);
-}
-int SystemSetting::getVideoColorTunerH() {
-    return get(Table::TUNER_H, __func__);
-}
+int SystemSetting::getVideoBrightness() { return get(Table::BRIGHTNESS, __func__); }
+int SystemSetting::getVideoContrast() { return get(Table::CONTRAST, __func__); }
+int SystemSetting::getVideoSaturation() { return get(Table::SATURATION, __func__); }
+int SystemSetting::getVideoSharpness() { return get(Table::SHARPNESS, __func__); }
+int SystemSetting::getVideoMEMC() { return get(Table::MEMC, __func__); }
+int SystemSetting::getVideoNR() { return get(Table::NR, __func__); }
+int SystemSetting::getVideoColorTuner() { return get(Table::TUNER, __func__); }
+int SystemSetting::getVideoColorTunerB() { return get(Table::TUNER_B, __func__); }
+int SystemSetting::getVideoColorTunerS() { return get(Table::TUNER_S, __func__); }
+int SystemSetting::getVideoColorTunerH() { return get(Table::TUNER_H, __func__); }
 
-bool SystemSetting::isValidBrightnessValue(int value) {
-    return Table::isValid(Table::BRIGHTNESS, value);
-}
-bool SystemSetting::isValidContrastValue(int value) {
-    return Table::isValid(Table::CONTRAST, value);
-}
-bool SystemSetting::isValidSaturationValue(int value) {
-    return Table::isValid(Table::SATURATION, value);
-}
-bool SystemSetting::isValidSharpnessValue(int value) {
-    return Table::isValid(Table::SHARPNESS, value);
-}
-bool SystemSetting::isValidMEMCValue(int value) {
-    return Table::isValid(Table::MEMC, value);
-}
-bool SystemSetting::isValidNRValue(int value) {
-    return Table::isValid(Table::NR, value);
-}
-bool SystemSetting::isValidColorTunerValue(int value) {
-    return Table::isValid(Table::TUNER, value);
-}
-bool SystemSetting::isValidColorTunerBValue(int value) {
-    return Table::isValid(Table::TUNER_B, value);
-}
-bool SystemSetting::isValidColorTunerSValue(int value) {
-    return Table::isValid(Table::TUNER_S, value);
-}
-bool SystemSetting::isValidColorTunerHValue(int value) {
-    return Table::isValid(Table::TUNER_H, value);
-}
+bool SystemSetting::isValidBrightnessValue(int value) { return Table::isValid(Table::BRIGHTNESS, value); }
+bool SystemSetting::isValidContrastValue(int value) { return Table::isValid(Table::CONTRAST, value); }
+bool SystemSetting::isValidSaturationValue(int value) { return Table::isValid(Table::SATURATION, value); }
+bool SystemSetting::isValidSharpnessValue(int value) { return Table::isValid(Table::SHARPNESS, value); }
+bool SystemSetting::isValidMEMCValue(int value) { return Table::isValid(Table::MEMC, value); }
+bool SystemSetting::isValidNRValue(int value) { return Table::isValid(Table::NR, value); }
+bool SystemSetting::isValidColorTunerValue(int value) { return Table::isValid(Table::TUNER, value); }
+bool SystemSetting::isValidColorTunerBValue(int value) { return Table::isValid(Table::TUNER_B, value); }
+bool SystemSetting::isValidColorTunerSValue(int value) { return Table::isValid(Table::TUNER_S, value); }
+bool SystemSetting::isValidColorTunerHValue(int value) { return Table::isValid(Table::TUNER_H, value); }
 
 void SystemSetting::onVideoBrightnessChanged(const ValueObject& value) {
     onChanged(Table::BRIGHTNESS, value, __func__);
@@ -459,12 +415,8 @@ void SystemSetting::onVideoSaturationChanged(const ValueObject& value) {
 void SystemSetting::onVideoSharpnessChanged(const ValueObject& value) {
     onChanged(Table::SHARPNESS, value, __func__);
 }
-void SystemSetting::onVideoMEMCChanged(const ValueObject& value) {
-    onChanged(Table::MEMC, value, __func__);
-}
-void SystemSetting::onVideoNRChanged(const ValueObject& value) {
-    onChanged(Table::NR, value, __func__);
-}
+void SystemSetting::onVideoMEMCChanged(const ValueObject& value) { onChanged(Table::MEMC, value, __func__); }
+void SystemSetting::onVideoNRChanged(const ValueObject& value) { onChanged(Table::NR, value, __func__); }
 void SystemSetting::onVideoColorTunerChanged(const ValueObject& value) {
     onChanged(Table::TUNER, value, __func__);
 }
@@ -478,58 +430,24 @@ void SystemSetting::onVideoColorTunerHChanged(const ValueObject& value) {
     onChanged(Table::TUNER_H, value, __func__);
 }
 
-int SystemSetting::waitForVideoBrightnessChanged() {
-    return waitForChange(Table::BRIGHTNESS, __func__);
-}
-int SystemSetting::waitForVideoContrastChanged() {
-    return waitForChange(Table::CONTRAST, __func__);
-}
-int SystemSetting::waitForVideoSaturationChanged() {
-    return waitForChange(Table::SATURATION, __func__);
-}
-int SystemSetting::waitForVideoSharpnessChanged() {
-    return waitForChange(Table::SHARPNESS, __func__);
-}
-int SystemSetting::waitForVideoMEMCChanged() {
-    return waitForChange(Table::MEMC, __func__);
-}
-int SystemSetting::waitForVideoNRChanged() {
-    return waitForChange(Table::NR, __func__);
-}
-int SystemSetting::waitForVideoColorTunerChanged() {
-    return waitForChange(Table::TUNER, __func__);
-}
-int SystemSetting::waitForVideoColorTunerBChanged() {
-    return waitForChange(Table::TUNER_B, __func__);
-}
-int SystemSetting::waitForVideoColorTunerSChanged() {
-    return waitForChange(Table::TUNER_S, __func__);
-}
-int SystemSetting::waitForVideoColorTunerHChanged() {
-    return waitForChange(Table::TUNER_H, __func__);
-}
+int SystemSetting::waitForVideoBrightnessChanged() { return waitForChange(Table::BRIGHTNESS, __func__); }
+int SystemSetting::waitForVideoContrastChanged() { return waitForChange(Table::CONTRAST, __func__); }
+int SystemSetting::waitForVideoSaturationChanged() { return waitForChange(Table::SATURATION, __func__); }
+int SystemSetting::waitForVideoSharpnessChanged() { return waitForChange(Table::SHARPNESS, __func__); }
+int SystemSetting::waitForVideoMEMCChanged() { return waitForChange(Table::MEMC, __func__); }
+int SystemSetting::waitForVideoNRChanged() { return waitForChange(Table::NR, __func__); }
+int SystemSetting::waitForVideoColorTunerChanged() { return waitForChange(Table::TUNER, __func__); }
+int SystemSetting::waitForVideoColorTunerBChanged() { return waitForChange(Table::TUNER_B, __func__); }
+int SystemSetting::waitForVideoColorTunerSChanged() { return waitForChange(Table::TUNER_S, __func__); }
+int SystemSetting::waitForVideoColorTunerHChanged() { return waitForChange(Table::TUNER_H, __func__); }
 
-void* SystemSetting::setVideoBrightnessRun(void* arg) {
-    return runSteps(Table::BRIGHTNESS, arg, __func__);
-}
-void* SystemSetting::setVideoContrastRun(void* arg) {
-    return runSteps(Table::CONTRAST, arg, __func__);
-}
-void* SystemSetting::setVideoSaturationRun(void* arg) {
-    return runSteps(Table::SATURATION, arg, __func__);
-}
-void* SystemSetting::setVideoSharpnessRun(void* arg) {
-    return runSteps(Table::SHARPNESS, arg, __func__);
-}
-void* SystemSetting::setVideoMEMCRun(void* arg) {
-    return runOnce(Table::MEMC, arg, __func__);
-}
-void* SystemSetting::setVideoNRRun(void* arg) {
-    return runOnce(Table::NR, arg, __func__);
-}
-void* SystemSetting::setVideoColorTunerRun(void* arg) {
-    return runUnconfirmed(Table::TUNER, arg, __func__);
-}
+void* SystemSetting::setVideoBrightnessRun(void* arg) { return runSteps(Table::BRIGHTNESS, arg, __func__); }
+void* SystemSetting::setVideoContrastRun(void* arg) { return runSteps(Table::CONTRAST, arg, __func__); }
+void* SystemSetting::setVideoSaturationRun(void* arg) { return runSteps(Table::SATURATION, arg, __func__); }
+void* SystemSetting::setVideoSharpnessRun(void* arg) { return runSteps(Table::SHARPNESS, arg, __func__); }
+void* SystemSetting::setVideoMEMCRun(void* arg) { return runOnce(Table::MEMC, arg, __func__); }
+void* SystemSetting::setVideoNRRun(void* arg) { return runOnce(Table::NR, arg, __func__); }
+void* SystemSetting::setVideoColorTunerRun(void* arg) { return runUnconfirmed(Table::TUNER, arg, __func__); }
 void* SystemSetting::setVideoColorTunerBRun(void* arg) {
     return runUnconfirmed(Table::TUNER_B, arg, __func__);
 }

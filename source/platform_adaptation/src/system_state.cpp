@@ -32,9 +32,7 @@ SystemState::SystemState(const char* name)
     registerApp();
 }
 
-SystemState::~SystemState() {
-    unRegisterApp();
-}
+SystemState::~SystemState() { unRegisterApp(); }
 
 bool SystemState::registerApp() {
     LOG_ENTER();
@@ -66,9 +64,7 @@ void SystemState::notifyTVPowerState(TVPowerState state) {
     if (!callBack(m_notifyTVPowerState, m_userData, state)) LOG_ERROR("m_notifyTVPowerState is NULL.\n");
 }
 
-std::string SystemState::getName() {
-    return m_name;
-}
+std::string SystemState::getName() { return m_name; }
 
 int SystemState::report(TVPowerState state, const std::string& appUrl, const std::string& param,
                         const char* function) {
@@ -124,27 +120,11 @@ int SystemState::onSTRResuming(const std::string& appUrl, APMResumeReason_t reas
     return 0;
 }
 
-int SystemState::onGetFocus(const std::string&) {
-    return 0;
-}
-int SystemState::onLostFocus(const std::string&) {
-    return 0;
-}
-int SystemState::onResourceReady(const std::string&, int) {
-    return 0;
-}
-int SystemState::onReleaseResource(const std::string&, int) {
-    return 0;
-}
-int SystemState::onKeyEvent(int, int) {
-    return 0;
-}
-int SystemState::onDestroy(const std::string&) {
-    return 0;
-}
-int SystemState::onUIAppStatusNotify(const std::string&, int) {
-    return 0;
-}
-int SystemState::notifyAppEventMessage(const std::string&) {
-    return 0;
-}
+int SystemState::onGetFocus(const std::string&) { return 0; }
+int SystemState::onLostFocus(const std::string&) { return 0; }
+int SystemState::onResourceReady(const std::string&, int) { return 0; }
+int SystemState::onReleaseResource(const std::string&, int) { return 0; }
+int SystemState::onKeyEvent(int, int) { return 0; }
+int SystemState::onDestroy(const std::string&) { return 0; }
+int SystemState::onUIAppStatusNotify(const std::string&, int) { return 0; }
+int SystemState::notifyAppEventMessage(const std::string&) { return 0; }

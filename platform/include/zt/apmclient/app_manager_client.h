@@ -17,10 +17,11 @@ class AppManagerClient {
     static AppManagerClient* getInstance();
 
     // From now on `app` is told about the life of the application `name`. 0 on success.
-    virtual int registerApp(const std::string& name, const boost::shared_ptr<appmanager::AppInterface>& app) = 0;
+    virtual int registerApp(const std::string& name,
+                            const boost::shared_ptr<appmanager::AppInterface>& app) = 0;
 
-    // The application is told nothing any more once this has returned, unless this is called by one of its own
-    // operations; the reference to it is given up. 0 on success.
+    // The application is told nothing any more once this has returned, unless this is called by one of its
+    // own operations; the reference to it is given up. 0 on success.
     virtual int unregisterApp(const std::string& name) = 0;
 
     // The application reports how far it is with a change of its life. 0 on success.

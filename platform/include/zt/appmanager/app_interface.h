@@ -1,7 +1,8 @@
-// What the application manager calls in an application that has registered with it. A television's own header must
-// offer the class with this order of virtual operations.
+// What the application manager calls in an application that has registered with it. A television's own header
+// must offer the class with this order of virtual operations.
 //
-// Every operation is called on the application manager's client thread, one at a time; 0 tells it that all is well.
+// Every operation is called on the application manager's client thread, one at a time; 0 tells it that all is
+// well.
 #ifndef ZT_APPMANAGER_APP_INTERFACE_H
 #define ZT_APPMANAGER_APP_INTERFACE_H
 
@@ -10,7 +11,8 @@
 namespace zt {
 namespace appmanager {
 
-// Why the television goes to suspend-to-RAM (STR), and what woke it. The numbers are the application manager's.
+// Why the television goes to suspend-to-RAM (STR), and what woke it. The numbers are the application
+// manager's.
 typedef int APMSuspendReason_t;
 typedef int APMResumeReason_t;
 

@@ -37,13 +37,9 @@ IteratorAccess::~IteratorAccess() {
     if (m_table != nullptr) m_table->disconnect();
 }
 
-int IteratorAccess::connect(int) {
-    return STATUS_OK;
-}
+int IteratorAccess::connect(int) { return STATUS_OK; }
 
-int IteratorAccess::disconnect() {
-    return STATUS_OK;
-}
+int IteratorAccess::disconnect() { return STATUS_OK; }
 
 int IteratorAccess::create() {
     auto table = std::make_unique<TableAccess>(getName());
@@ -68,39 +64,23 @@ int IteratorAccess::setActionResultHandler(std::shared_ptr<IteratorHandler> hand
     return STATUS_OK;
 }
 
-TableIterator* IteratorAccess::getIterator() const {
-    return loadShared(m_iterator);
-}
+TableIterator* IteratorAccess::getIterator() const { return loadShared(m_iterator); }
 
 template <typename Argument, typename Parameter>
 void IteratorAccess::tell(void (IteratorHandler::*operation)(Parameter), const Argument& argument) {
     if (const auto handler = loadShared(m_iteratorHandler)) (handler.get()->*operation)(argument);
 }
 
-void IteratorAccess::notifyCommit(int status) {
-    tell(&IteratorHandler::onCommit, status);
-}
-void IteratorAccess::notifyTotalCount(int count) {
-    tell(&IteratorHandler::onTotalCount, count);
-}
-void IteratorAccess::notifySeekToRow(int row) {
-    tell(&IteratorHandler::onSeekToRow, row);
-}
-void IteratorAccess::notifySeekToContent(int row) {
-    tell(&IteratorHandler::onSeekToContent, row);
-}
-void IteratorAccess::notifyCursorPosition(int row) {
-    tell(&IteratorHandler::onCursorPosition, row);
-}
+void IteratorAccess::notifyCommit(int status) { tell(&IteratorHandler::onCommit, status); }
+void IteratorAccess::notifyTotalCount(int count) { tell(&IteratorHandler::onTotalCount, count); }
+void IteratorAccess::notifySeekToRow(int row) { tell(&IteratorHandler::onSeekToRow, row); }
+void IteratorAccess::notifySeekToContent(int row) { tell(&IteratorHandler::onSeekToContent, row); }
+void IteratorAccess::notifyCursorPosition(int row) { tell(&IteratorHandler::onCursorPosition, row); }
 void IteratorAccess::notifyReadRow(const std::vector<std::string>& row) {
     tell(&IteratorHandler::onReadRow, row);
 }
 void IteratorAccess::notifyReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) {
     tell(&IteratorHandler::onReadRowChunk, rows);
 }
-void IteratorAccess::notifyIteratorReady(int count) {
-    tell(&IteratorHandler::onIteratorReady, count);
-}
-void IteratorAccess::notifyUpdate(int kind) {
-    tell(&IteratorHandler::onUpdate, kind);
-}
+void IteratorAccess::notifyIteratorReady(int count) { tell(&IteratorHandler::onIteratorReady, count); }
+void IteratorAccess::notifyUpdate(int kind) { tell(&IteratorHandler::onUpdate, kind); }

@@ -31,9 +31,7 @@ std::string nextTag() {
     return "ss_access_" + std::to_string(currentThread()) + "_" + std::to_string(count);
 }
 
-Argument argument(std::uint16_t position, std::string value) {
-    return {0, position, std::move(value)};
-}
+Argument argument(std::uint16_t position, std::string value) { return {0, position, std::move(value)}; }
 
 }  // namespace
 
@@ -271,12 +269,8 @@ bool SourceSwitchAccessImpl::requestStep(const char* direction, const char* func
         function);
 }
 
-bool SourceSwitchAccessImpl::setChannelNext() {
-    return requestStep("+1", __func__);
-}
-bool SourceSwitchAccessImpl::setChannelPrev() {
-    return requestStep("-1", __func__);
-}
+bool SourceSwitchAccessImpl::setChannelNext() { return requestStep("+1", __func__); }
+bool SourceSwitchAccessImpl::setChannelPrev() { return requestStep("-1", __func__); }
 
 bool SourceSwitchAccessImpl::setChannelByURI(std::string uri, bool forceShowAV) {
     LOG_ENTER();

@@ -18,18 +18,10 @@ void check(int error, const char* what) {
 
 }  // namespace
 
-Mutex::Mutex() {
-    check(pthread_mutex_init(&m_mutex, nullptr), "Mutex init error: ");
-}
-Mutex::~Mutex() {
-    pthread_mutex_destroy(&m_mutex);
-}
-void Mutex::lock() {
-    check(pthread_mutex_lock(&m_mutex), "Mutex lock error: ");
-}
-void Mutex::unlock() {
-    check(pthread_mutex_unlock(&m_mutex), "Mutex unlock error: ");
-}
+Mutex::Mutex() { check(pthread_mutex_init(&m_mutex, nullptr), "Mutex init error: "); }
+Mutex::~Mutex() { pthread_mutex_destroy(&m_mutex); }
+void Mutex::lock() { check(pthread_mutex_lock(&m_mutex), "Mutex lock error: "); }
+void Mutex::unlock() { check(pthread_mutex_unlock(&m_mutex), "Mutex unlock error: "); }
 
 UniqueLock::UniqueLock(Mutex& mutex) : m_mutex(mutex), m_owns(false) {
     try {
@@ -51,9 +43,7 @@ UniqueLock::~UniqueLock() {
 ConditionVariable::ConditionVariable() {
     check(pthread_cond_init(&m_condition, nullptr), "ConditionVariable init error: ");
 }
-ConditionVariable::~ConditionVariable() {
-    pthread_cond_destroy(&m_condition);
-}
+ConditionVariable::~ConditionVariable() { pthread_cond_destroy(&m_condition); }
 
 void ConditionVariable::wait(UniqueLock& lock) {
     if (!lock.m_owns) check(EPERM, "ConditionVariable wait error: ");

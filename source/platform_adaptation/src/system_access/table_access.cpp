@@ -47,10 +47,6 @@ int TableAccess::setActionResultHandler(std::shared_ptr<TableHandler> handler) {
 }
 
 // The handler is deliberately left out: what happens to rows is told to iterators.
-void TableAccess::notifyUpdate(int) {
-    LOG_ENTER();
-}
+void TableAccess::notifyUpdate(int) { LOG_ENTER(); }
 
-BizValue* TableAccess::getAccess() const {
-    return loadShared(m_value);
-}
+BizValue* TableAccess::getAccess() const { return loadShared(m_value); }

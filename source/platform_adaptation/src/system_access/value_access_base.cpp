@@ -51,13 +51,9 @@ void ValueAccessBase::onNewValue(const ValueObject& value) {
     if (const std::shared_ptr<ValueHandler> handler = loadShared(m_handler)) handler->onNewValue(value);
 }
 
-bool ValueAccessBase::isConnected() const {
-    return loadShared(m_value) != nullptr;
-}
+bool ValueAccessBase::isConnected() const { return loadShared(m_value) != nullptr; }
 
-bool ValueAccessBase::hasHandler() const {
-    return loadShared(m_handler) != nullptr;
-}
+bool ValueAccessBase::hasHandler() const { return loadShared(m_handler) != nullptr; }
 
 RootInterface* ValueAccessBase::getRootInterface() {
     boost::shared_ptr<frame::Interface> reference;
@@ -131,9 +127,7 @@ int ValueAccessBase::getType() {
     return OBJECT_TYPE_NONE;
 }
 
-std::string ValueAccessBase::getName() {
-    return m_name;
-}
+std::string ValueAccessBase::getName() { return m_name; }
 
 int ValueAccessBase::connectedValue(BizValue*& value) {
     if (const int status = tryConnectIfNeeded(); status != STATUS_OK) return status;

@@ -32,9 +32,7 @@ To convert(From value) noexcept {
     }
 }
 
-bool isScalar(int kind) {
-    return kind >= ValueObject::TYPE_INT && kind <= ValueObject::TYPE_DOUBLE;
-}
+bool isScalar(int kind) { return kind >= ValueObject::TYPE_INT && kind <= ValueObject::TYPE_DOUBLE; }
 
 // Longest: a sign, 20 digits; or a sign, 6 digits, a point, and an exponent of 5 characters.
 constexpr std::size_t NUMBER_LENGTH = 24;
@@ -55,33 +53,15 @@ void appendFloating(std::string& out, double value) {
 
 ValueObject::ValueObject() noexcept : kind(TYPE_UNDEFINED), reserved{0, -1}, point{0, 0} {}
 
-ValueObject::ValueObject(bool value) noexcept : ValueObject() {
-    *this = value;
-}
-ValueObject::ValueObject(int value) noexcept : ValueObject() {
-    *this = value;
-}
-ValueObject::ValueObject(unsigned int value) noexcept : ValueObject() {
-    *this = value;
-}
-ValueObject::ValueObject(long long value) noexcept : ValueObject() {
-    *this = value;
-}
-ValueObject::ValueObject(unsigned long long value) noexcept : ValueObject() {
-    *this = value;
-}
-ValueObject::ValueObject(float value) noexcept : ValueObject() {
-    *this = value;
-}
-ValueObject::ValueObject(double value) noexcept : ValueObject() {
-    *this = value;
-}
-ValueObject::ValueObject(const std::string& value) : ValueObject() {
-    *this = value;
-}
-ValueObject::ValueObject(const Point& value) noexcept : ValueObject() {
-    *this = value;
-}
+ValueObject::ValueObject(bool value) noexcept : ValueObject() { *this = value; }
+ValueObject::ValueObject(int value) noexcept : ValueObject() { *this = value; }
+ValueObject::ValueObject(unsigned int value) noexcept : ValueObject() { *this = value; }
+ValueObject::ValueObject(long long value) noexcept : ValueObject() { *this = value; }
+ValueObject::ValueObject(unsigned long long value) noexcept : ValueObject() { *this = value; }
+ValueObject::ValueObject(float value) noexcept : ValueObject() { *this = value; }
+ValueObject::ValueObject(double value) noexcept : ValueObject() { *this = value; }
+ValueObject::ValueObject(const std::string& value) : ValueObject() { *this = value; }
+ValueObject::ValueObject(const Point& value) noexcept : ValueObject() { *this = value; }
 
 ValueObject::ValueObject(const ValueObject& other) : ValueObject() {
     kind = other.kind;
@@ -213,30 +193,14 @@ T ValueObject::toNumber() const noexcept {
     }
 }
 
-ValueObject::operator bool() const noexcept {
-    return toNumber<bool>();
-}
-ValueObject::operator int() const noexcept {
-    return toNumber<int>();
-}
-ValueObject::operator unsigned int() const noexcept {
-    return toNumber<unsigned int>();
-}
-ValueObject::operator long long() const noexcept {
-    return toNumber<long long>();
-}
-ValueObject::operator unsigned long long() const noexcept {
-    return toNumber<unsigned long long>();
-}
-ValueObject::operator float() const noexcept {
-    return toNumber<float>();
-}
-ValueObject::operator double() const noexcept {
-    return toNumber<double>();
-}
-ValueObject::operator Point() const noexcept {
-    return kind == TYPE_POINT ? point : Point{0, 0};
-}
+ValueObject::operator bool() const noexcept { return toNumber<bool>(); }
+ValueObject::operator int() const noexcept { return toNumber<int>(); }
+ValueObject::operator unsigned int() const noexcept { return toNumber<unsigned int>(); }
+ValueObject::operator long long() const noexcept { return toNumber<long long>(); }
+ValueObject::operator unsigned long long() const noexcept { return toNumber<unsigned long long>(); }
+ValueObject::operator float() const noexcept { return toNumber<float>(); }
+ValueObject::operator double() const noexcept { return toNumber<double>(); }
+ValueObject::operator Point() const noexcept { return kind == TYPE_POINT ? point : Point{0, 0}; }
 
 template <typename T>
 std::vector<T> ValueObject::toList() const {
@@ -247,15 +211,9 @@ std::vector<T> ValueObject::toList() const {
     return list;
 }
 
-ValueObject::operator std::vector<int>() const {
-    return toList<int>();
-}
-ValueObject::operator std::vector<unsigned int>() const {
-    return toList<unsigned int>();
-}
-ValueObject::operator std::vector<std::string>() const {
-    return toList<std::string>();
-}
+ValueObject::operator std::vector<int>() const { return toList<int>(); }
+ValueObject::operator std::vector<unsigned int>() const { return toList<unsigned int>(); }
+ValueObject::operator std::vector<std::string>() const { return toList<std::string>(); }
 
 void ValueObject::appendTextTo(std::string& out) const {
     switch (kind) {
