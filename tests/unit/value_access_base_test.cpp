@@ -132,9 +132,7 @@ struct TypeText {
     const char* text;
 };
 
-void PrintTo(const TypeText& row, std::ostream* out) {
-    *out << row.type << ' ' << row.text;
-}
+void PrintTo(const TypeText& row, std::ostream* out) { *out << row.type << ' ' << row.text; }
 
 class AnObjectType : public testing::TestWithParam<TypeText> {};
 

@@ -26,6 +26,7 @@
 #include "lomodelapi/object_type_spec.h"
 #include "lomodelapi/observer.h"
 #include "platform_adaptation/system_access/value_handler.h"
+#include "slot.h"
 #include "television_test.h"
 
 using namespace lomodelapi;
@@ -38,6 +39,7 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::Pair;
 using tests::LogLine;
+using tests::slotOf;
 
 namespace {
 
@@ -168,23 +170,6 @@ class AccessTest : public tests::TelevisionTest {
 
     static constexpr char KEY[] = "test.access.value";
 };
-
-// The position of a virtual operation in its class's virtual table.
-template <typename Function, typename Class>
-std::size_t slotOf(Function Class::*operation) {
-    std::uintptr_t words[2];
-    static_assert(sizeof operation == sizeof words);
-    std::memcpy(words, &operation, sizeof words);
-#if defined(__arm__) || defined(__aarch64__)
-    const bool isVirtual = (words[1] & 1U) != 0;
-    const std::uintptr_t offset = words[0];
-#else
-    const bool isVirtual = (words[0] & 1U) != 0;
-    const std::uintptr_t offset = words[0] - 1;
-#endif
-    EXPECT_TRUE(isVirtual);
-    return offset / sizeof(void*);
-}
 
 // The interfaces
 
@@ -606,9 +591,7 @@ struct Attempts {
     unsigned pauses;
 };
 
-void PrintTo(const Attempts& row, std::ostream* out) {
-    *out << row.timeoutMs << " ms: " << row.attempts;
-}
+void PrintTo(const Attempts& row, std::ostream* out) { *out << row.timeoutMs << " ms: " << row.attempts; }
 
 class ATimeOut : public AccessTest, public testing::WithParamInterface<Attempts> {};
 

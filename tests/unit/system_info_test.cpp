@@ -1,0 +1,960 @@
+#include "platform_adaptation/system_info.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "platform_adaptation/system_access/value_handler.h"
+#include "slot.h"
+#include "television_test.h"
+
+using namespace lomodelapi;
+using namespace std::chrono_literals;
+using simulated::KeyFaults;
+using simulated::Value;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using tests::LogLine;
+using tests::slotOf;
+
+namespace {
+
+using Texts = std::vector<std::string>;
+using IntegerAccess = SystemInfo::IntegerAccess;
+using StringAccess = SystemInfo::StringAccess;
+using StringsAccess = SystemInfo::StringsAccess;
+
+constexpr char FILE_NAME[] = "system_info.cpp";
+
+constexpr char SWITCH_KEY[] = "dovra.sl2.i32.video.ai.pq.switch";
+constexpr char USER_SWITCH_KEY[] = "dovra.sl2.i32.video.aipq.user.switch.osd";
+constexpr char AVAILABLE_KEY[] = "dovra.sl2.i32.video.ai.pq.available";
+constexpr char SOURCE_KEY[] = "dovra.sl2.str.source.current.path";
+constexpr char FORMAT_KEY[] = "dovra.sl2.str.video.format.info";
+constexpr char MEDIA_KEY[] = "dovra.sl2.mpctrl.i32.media.stream.encrypted";
+constexpr char PLAY_KEY[] = "dovra.sl2.vstr.tvservice.play.main";
+constexpr char HDR_KEY[] = "dovra.sl2.str.servicemode.videoinfo.hdrtype";
+constexpr char GAME_KEY[] = "dovra.sl2.i32.video.enum.instant.game.response";
+constexpr char SUPPORTED_KEY[] = "dovra.sl2.i32.video.aipq.supported";
+
+const Texts CONNECTED_AT_ONCE{SOURCE_KEY, FORMAT_KEY, MEDIA_KEY, HDR_KEY, GAME_KEY, SUPPORTED_KEY};
+const Texts CONNECTED_LATER{SWITCH_KEY, USER_SWITCH_KEY, AVAILABLE_KEY, PLAY_KEY};
+
+// Play attributes with this encryption flag, which nothing else in them resembles.
+Texts attributes(const std::string& flag) { return {"x", "x", "x", "x", "x", "x", "x", "x", flag, "x"}; }
+
+ValueObject listOf(const Texts& texts) {
+    ValueObject list;
+    list.kind = ValueObject::TYPE_VECTOR;
+    for (const std::string& text : texts) list.items.emplace_back(text);
+    return list;
+}
+
+// The service: what it is told, as it is told it. It is its own user datum.
+class Service {
+  public:
+    void registerAt(SystemInfoInterface& info) {
+        info.registerCallBackAIPQ(onAIPQ, this);
+        info.registerCallBackSourceType(onSourceType, this);
+        info.registerCallBackPlayerState(onPlayerState, this);
+        info.registerCallBackStreamEncrypted(onStreamEncrypted, this);
+        info.registerCallBackVideoInfoHDRType(onHDRType, this);
+        info.registerCallBackVideoGameMode(onGameMode, this);
+    }
+
+    // Nothing more is told, though the datum is still given.
+    void unregisterFrom(SystemInfoInterface& info) {
+        info.registerCallBackAIPQ(nullptr, this);
+        info.registerCallBackSourceType(nullptr, this);
+        info.registerCallBackPlayerState(nullptr, this);
+        info.registerCallBackStreamEncrypted(nullptr, this);
+        info.registerCallBackVideoInfoHDRType(nullptr, this);
+        info.registerCallBackVideoGameMode(nullptr, this);
+    }
+
+    Texts told() const {
+        const std::lock_guard lock(m_mutex);
+        return m_told;
+    }
+
+    pid_t thread() const {
+        const std::lock_guard lock(m_mutex);
+        return m_thread;
+    }
+
+    static void onAIPQ(AIPQMode mode, bool on, void* self) { note(self, "AIPQ", {mode, on}); }
+    static void onSourceType(SourceType type, void* self) { note(self, "source", {type}); }
+    static void onPlayerState(PlayerState state, void* self) { note(self, "player", {state}); }
+    static void onStreamEncrypted(StreamMode mode, bool encrypted, void* self) {
+        note(self, "stream", {mode, encrypted});
+    }
+    static void onHDRType(VideoInfoHDRType type, void* self) { note(self, "HDR", {type}); }
+    static void onGameMode(VideoGameMode mode, void* self) { note(self, "game", {mode}); }
+
+  private:
+    static void note(void* self, std::string what, const std::vector<int>& numbers) {
+        Service& service = *static_cast<Service*>(self);
+        for (const int number : numbers) what += ' ' + std::to_string(number);
+        const std::lock_guard lock(service.m_mutex);
+        service.m_told.push_back(std::move(what));
+        service.m_thread = gettid();
+    }
+
+    mutable std::mutex m_mutex;
+    Texts m_told;
+    pid_t m_thread = 0;
+};
+
+using Journal = std::shared_ptr<Texts>;
+
+// An accessor that writes down what is done with it, and reads what it is told to.
+template <typename Access, typename T>
+class Scripted : public Access {
+  public:
+    using Access::getValue;
+
+    Scripted(std::string name, Journal journal)
+        : Access(name), m_name(std::move(name)), m_journal(std::move(journal)) {}
+    ~Scripted() override { m_journal->push_back("release " + m_name); }
+
+    int connect(int timeoutMs) override {
+        m_journal->push_back("connect " + m_name + ' ' + std::to_string(timeoutMs));
+        return 0;
+    }
+
+    int disconnect() override {
+        m_journal->push_back("disconnect " + m_name);
+        return 0;
+    }
+
+    int getValue(T& value) override {
+        found = value;
+        value = left;
+        return status;
+    }
+
+    T left{};
+    T found{};
+    int status = 0;
+
+  private:
+    std::string m_name;
+    Journal m_journal;
+};
+
+using ScriptedInteger = Scripted<IntegerAccess, int>;
+using ScriptedString = Scripted<StringAccess, std::string>;
+using ScriptedStrings = Scripted<StringsAccess, Texts>;
+
+struct Accessors {
+    const Journal journal = std::make_shared<Texts>();
+    std::shared_ptr<ScriptedString> sourcePath = std::make_shared<ScriptedString>("source path", journal);
+    std::shared_ptr<ScriptedString> videoFormat = std::make_shared<ScriptedString>("video format", journal);
+    std::shared_ptr<ScriptedInteger> mediaStream = std::make_shared<ScriptedInteger>("media stream", journal);
+    std::shared_ptr<ScriptedStrings> play = std::make_shared<ScriptedStrings>("play", journal);
+    std::shared_ptr<ScriptedInteger> aipqSwitch = std::make_shared<ScriptedInteger>("switch", journal);
+    std::shared_ptr<ScriptedInteger> userSwitch = std::make_shared<ScriptedInteger>("user switch", journal);
+    std::shared_ptr<ScriptedInteger> available = std::make_shared<ScriptedInteger>("available", journal);
+    std::shared_ptr<ScriptedString> hdrType = std::make_shared<ScriptedString>("HDR type", journal);
+    std::shared_ptr<ScriptedInteger> gameMode = std::make_shared<ScriptedInteger>("game mode", journal);
+    std::shared_ptr<ScriptedInteger> supported = std::make_shared<ScriptedInteger>("supported", journal);
+
+    std::unique_ptr<SystemInfo> makeInfo(std::shared_ptr<StringAccess> source) const {
+        return std::make_unique<SystemInfo>(std::move(source), videoFormat, mediaStream, play, aipqSwitch,
+                                            userSwitch, available, hdrType, gameMode, supported);
+    }
+    std::unique_ptr<SystemInfo> makeInfo() const { return makeInfo(sourcePath); }
+};
+
+// What is said on a line, when its level is not laid down; traces excepted.
+MATCHER_P(Says, message, "says " + testing::PrintToString(message)) {
+    return arg.level != tests::TRACE && arg.file == FILE_NAME && arg.tag == "[Platform Adaptation]" &&
+           arg.message == message;
+}
+
+class InfoTest : public tests::TelevisionTest {
+  protected:
+    void SetUp() override { model.setNotificationDelay(0ms); }
+
+    static LogLine info(const std::string& function, const std::string& message) {
+        return {tests::INFO, FILE_NAME, function, message};
+    }
+
+    static LogLine error(const std::string& function, const std::string& message) {
+        return {tests::ERROR, FILE_NAME, function, message};
+    }
+
+    // What this function logged, but for traces.
+    std::vector<LogLine> said(const std::string& function) const {
+        std::vector<LogLine> found;
+        for (const LogLine& line : log.lines())
+            if (line.file == FILE_NAME && line.function == function && line.level != tests::TRACE)
+                found.push_back(line);
+        return found;
+    }
+
+    // The same of a function that has run once, and said first that it was entered.
+    std::vector<LogLine> saidAfterEnter(const std::string& function) const {
+        EXPECT_EQ(log.countEnter(FILE_NAME, function), 1U) << function;
+        for (const LogLine& line : log.lines()) {
+            if (line.file != FILE_NAME || line.function != function) continue;
+            EXPECT_EQ(line.message, "[" + function + "][" + std::to_string(line.number) + "] ENTER\n");
+            break;
+        }
+        return said(function);
+    }
+
+    // Each of these texts means this number, and says so.
+    template <typename Meaning>
+    void expectMeanings(const std::string& function, Meaning (SystemInfo::*mapping)(std::string),
+                        const std::vector<std::pair<std::string, int>>& meanings) {
+        SystemInfo systemInfo;
+        for (const auto& [text, number] : meanings) {
+            log.clear();
+            EXPECT_EQ((systemInfo.*mapping)(text), number) << text;
+            EXPECT_THAT(said(function), ElementsAre(info(function, function + ": " + text + " -> " +
+                                                                       std::to_string(number) + ".\n")));
+        }
+    }
+
+    // These attributes give this flag, or none and leave it alone.
+    template <typename Lines>
+    void expectFlag(const Texts& given, std::optional<bool> flag, const Lines& lines) {
+        SystemInfo systemInfo;
+        for (const bool before : {false, true}) {
+            SCOPED_TRACE(testing::PrintToString(given));
+            bool encrypted = before;
+            Texts parsed = given;
+            log.clear();
+            EXPECT_EQ(systemInfo.parserTvStreamEncrypte(encrypted, parsed), flag.has_value());
+            EXPECT_EQ(encrypted, flag.value_or(before));
+            EXPECT_EQ(parsed, given);
+            EXPECT_THAT(saidAfterEnter("parserTvStreamEncrypte"), lines);
+        }
+    }
+
+    static LogLine flagLine(const std::string& flag) {
+        return info("parserTvStreamEncrypte", "media stream encrytped: " + flag + ".\n");
+    }
+
+    Service service;
+};
+
+using ASystemInfo = InfoTest;
+using AnInjectedSystemInfo = InfoTest;
+using ABoolGetter = InfoTest;
+using ATextGetter = InfoTest;
+using TheGameModeGetter = InfoTest;
+using TheTvStreamGetter = InfoTest;
+using ASourceText = InfoTest;
+using AnHDRText = InfoTest;
+using AVideoFormat = InfoTest;
+using AGameModeNumber = InfoTest;
+using ThePlayAttributes = InfoTest;
+using AChange = InfoTest;
+using ACallback = InfoTest;
+
+// The interface
+
+template <typename Info>
+std::vector<std::size_t> slots() {
+    return {slotOf(&Info::registerCallBackAIPQ),
+            slotOf(&Info::registerCallBackSourceType),
+            slotOf(&Info::registerCallBackPlayerState),
+            slotOf(&Info::registerCallBackStreamEncrypted),
+            slotOf(&Info::registerCallBackVideoInfoHDRType),
+            slotOf(&Info::registerCallBackVideoGameMode),
+            slotOf(&Info::getAIPQSwitchAvailable),
+            slotOf(&Info::getAIPQSwitchState),
+            slotOf(&Info::getAIPQAvailable),
+            slotOf(&Info::getSourceType),
+            slotOf(&Info::getPlayerState),
+            slotOf(&Info::getMediaStreamEncrypted),
+            slotOf(&Info::getTvStreamEncrypted),
+            slotOf(&Info::getVideoInfoHDRType),
+            slotOf(&Info::getVideoGameMode),
+            slotOf(&Info::getAIPQSupported)};
+}
+
+TEST(TheSystemInfoInterface, HasItsOperationsInOrderAfterItsDestructor) {
+    EXPECT_TRUE(std::is_abstract_v<SystemInfoInterface>);
+    EXPECT_TRUE(std::has_virtual_destructor_v<SystemInfoInterface>);
+    EXPECT_THAT(slots<SystemInfoInterface>(),
+                ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17));
+    EXPECT_EQ(slots<SystemInfo>(), slots<SystemInfoInterface>());
+}
+
+TEST_F(ASystemInfo, HoldsItsCallbackPairsAndThenItsAccessorsInOrder) {
+    const Accessors a;
+    const std::unique_ptr<SystemInfo> info = a.makeInfo();
+    service.registerAt(*info);
+
+    std::uintptr_t words[33];
+    static_assert(sizeof(SystemInfo) == sizeof words);
+    std::memcpy(words, info.get(), sizeof words);
+    const auto word = [](auto* pointer) { return reinterpret_cast<std::uintptr_t>(pointer); };
+    const std::uintptr_t functions[]{word(Service::onAIPQ),        word(Service::onSourceType),
+                                     word(Service::onPlayerState), word(Service::onStreamEncrypted),
+                                     word(Service::onHDRType),     word(Service::onGameMode)};
+    for (std::size_t i = 0; i < 6; ++i) {
+        EXPECT_EQ(words[1 + 2 * i], functions[i]) << i;
+        EXPECT_EQ(words[2 + 2 * i], word(&service)) << i;
+    }
+    const std::uintptr_t accessors[]{word(a.aipqSwitch.get()),  word(a.userSwitch.get()),
+                                     word(a.available.get()),   word(a.sourcePath.get()),
+                                     word(a.videoFormat.get()), word(a.mediaStream.get()),
+                                     word(a.play.get()),        word(a.hdrType.get()),
+                                     word(a.gameMode.get()),    word(a.supported.get())};
+    for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(words[13 + 2 * i], accessors[i]) << i;
+}
+
+// Construction and destruction
+
+TEST_F(ASystemInfo, SubscribesToSixOfItsKeysAtOnceWithOneAttemptEach) {
+    const SystemInfo info;
+    for (const std::string& key : CONNECTED_AT_ONCE) {
+        EXPECT_EQ(model.connectAttempts(key), 1U) << key;
+        EXPECT_EQ(model.subscribers(key), 1U) << key;
+    }
+    for (const std::string& key : CONNECTED_LATER) EXPECT_EQ(model.connectAttempts(key), 0U) << key;
+}
+
+TEST_F(ASystemInfo, SubscribesToTheOtherFourWhenTheyAreFirstRead) {
+    SystemInfo info;
+    info.getAIPQSwitchAvailable();
+    info.getAIPQSwitchState();
+    info.getAIPQAvailable();
+    info.getTvStreamEncrypted();
+    for (const std::string& key : CONNECTED_LATER) {
+        EXPECT_EQ(model.connectAttempts(key), 1U) << key;
+        EXPECT_EQ(model.subscribers(key), 1U) << key;
+    }
+}
+
+TEST_F(ASystemInfo, AsksOnceForARefusedKeyAndSubscribesToTheOthersAllTheSame) {
+    KeyFaults faults;
+    faults.connectStatus = simulated::STATUS_UNAVAILABLE;
+    model.setFaults(SOURCE_KEY, faults);
+    model.setFaults(HDR_KEY, faults);
+    const SystemInfo info;
+    for (const std::string& key : CONNECTED_AT_ONCE) {
+        EXPECT_EQ(model.connectAttempts(key), 1U) << key;
+        EXPECT_EQ(model.subscribers(key), key == SOURCE_KEY || key == HDR_KEY ? 0U : 1U) << key;
+    }
+}
+
+TEST_F(ASystemInfo, SubscribesToARefusedKeyWhenItIsReadLater) {
+    KeyFaults faults;
+    faults.connectStatus = simulated::STATUS_UNAVAILABLE;
+    model.setFaults(SOURCE_KEY, faults);
+    SystemInfo info;
+    EXPECT_EQ(info.getSourceType(), 0);
+    EXPECT_EQ(model.connectAttempts(SOURCE_KEY), 2U);
+    model.setFaults(SOURCE_KEY, KeyFaults());
+    EXPECT_EQ(info.getSourceType(), 1);
+    EXPECT_EQ(model.subscribers(SOURCE_KEY), 1U);
+}
+
+TEST_F(ASystemInfo, LeavesNoSubscriptionBehindAndTellsNothingMore) {
+    {
+        SystemInfo info;
+        service.registerAt(info);
+        info.getAIPQSwitchAvailable();
+        info.getTvStreamEncrypted();
+    }
+    for (const Texts& keys : {CONNECTED_AT_ONCE, CONNECTED_LATER})
+        for (const std::string& key : keys) EXPECT_EQ(model.subscribers(key), 0U) << key;
+    model.set(SOURCE_KEY, "HDMI1");
+    model.set(SWITCH_KEY, 0);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(service.told(), IsEmpty());
+}
+
+TEST_F(ASystemInfo, ConnectsAndDisconnectsTheSixAtAnyTime) {
+    SystemInfo info;
+    info.getAIPQAvailable();
+    info.disconnect();
+    for (const std::string& key : CONNECTED_AT_ONCE) EXPECT_EQ(model.subscribers(key), 0U) << key;
+    EXPECT_EQ(model.subscribers(AVAILABLE_KEY), 1U);
+    info.connect();
+    for (const std::string& key : CONNECTED_AT_ONCE) EXPECT_EQ(model.subscribers(key), 1U) << key;
+    EXPECT_EQ(model.connectAttempts(SWITCH_KEY), 0U);
+}
+
+TEST_F(AnInjectedSystemInfo, ConnectsSixAccessorsInOrderForAHundredMilliseconds) {
+    const Accessors a;
+    const std::unique_ptr<SystemInfo> info = a.makeInfo();
+    EXPECT_THAT(*a.journal,
+                ElementsAre("connect source path 100", "connect video format 100", "connect media stream 100",
+                            "connect HDR type 100", "connect game mode 100", "connect supported 100"));
+}
+
+TEST_F(AnInjectedSystemInfo, DisconnectsTheSixInOrderBeforeItReleasesAll) {
+    Journal journal;
+    std::unique_ptr<SystemInfo> info;
+    {
+        const Accessors a;
+        journal = a.journal;
+        info = a.makeInfo();
+    }
+    journal->clear();
+    info.reset();
+    ASSERT_EQ(journal->size(), 16U);
+    const Texts disconnections(journal->begin(), journal->begin() + 6);
+    EXPECT_THAT(disconnections,
+                ElementsAre("disconnect source path", "disconnect video format", "disconnect media stream",
+                            "disconnect HDR type", "disconnect game mode", "disconnect supported"));
+    for (std::size_t i = 6; i < 16; ++i) EXPECT_EQ((*journal)[i].find("release "), 0U) << (*journal)[i];
+}
+
+TEST_F(AnInjectedSystemInfo, LeavesTheAccessorsTheHandlersThatTheyHave) {
+    struct Handler : ValueHandler {
+        void onNewValue(const ValueObject& value) override {
+            const std::lock_guard lock(mutex);
+            texts.push_back(value.convertToStringType());
+        }
+        std::mutex mutex;
+        Texts texts;
+    };
+    const auto handler = std::make_shared<Handler>();
+    const auto source = std::make_shared<StringAccess>(SOURCE_KEY, handler);
+    const Accessors a;
+    const std::unique_ptr<SystemInfo> info = a.makeInfo(source);
+    service.registerAt(*info);
+    model.set(SOURCE_KEY, "AVS");
+    ASSERT_TRUE(model.settle());
+    const std::lock_guard lock(handler->mutex);
+    EXPECT_THAT(handler->texts, ElementsAre("AVS"));
+    EXPECT_THAT(service.told(), IsEmpty());
+}
+
+// Getters
+
+struct BoolGetter {
+    const char* function;
+    bool (SystemInfo::*get)();
+    const char* key;
+    std::shared_ptr<ScriptedInteger> Accessors::*accessor;
+    const char* label;
+    const char* failure;
+};
+
+const BoolGetter BOOL_GETTERS[]{
+    {"getAIPQSwitchAvailable", &SystemInfo::getAIPQSwitchAvailable, SWITCH_KEY, &Accessors::aipqSwitch,
+     "switchAvailable", "get aipq switch state failed"},
+    {"getAIPQSwitchState", &SystemInfo::getAIPQSwitchState, USER_SWITCH_KEY, &Accessors::userSwitch,
+     "switchState", "get aipq switch state failed"},
+    {"getAIPQAvailable", &SystemInfo::getAIPQAvailable, AVAILABLE_KEY, &Accessors::available, "aipqAvailable",
+     "get aipq switch state failed"},
+    {"getMediaStreamEncrypted", &SystemInfo::getMediaStreamEncrypted, MEDIA_KEY, &Accessors::mediaStream,
+     "encrypted", "get media stream encrypted failed"},
+    {"getAIPQSupported", &SystemInfo::getAIPQSupported, SUPPORTED_KEY, &Accessors::supported, "aipqSupported",
+     "get aipq supported failed"},
+};
+
+TEST_F(ABoolGetter, ReadsItsOwnKeyAndLogsTheNumber) {
+    SystemInfo systemInfo;
+    for (const int number : {1, -2, 0}) {
+        for (const BoolGetter& getter : BOOL_GETTERS) {
+            SCOPED_TRACE(getter.function);
+            for (const BoolGetter& other : BOOL_GETTERS) model.set(other.key, number == 0 ? 1 : 0);
+            model.set(getter.key, number);
+            log.clear();
+            EXPECT_EQ((systemInfo.*getter.get)(), number != 0);
+            EXPECT_THAT(saidAfterEnter(getter.function),
+                        ElementsAre(info(getter.function,
+                                         std::string(getter.label) + ": " + std::to_string(number) + ".\n")));
+        }
+    }
+}
+
+TEST_F(ABoolGetter, LogsAFailureWithItsStatusAndGivesWhatIsLeftOfAZero) {
+    const Accessors a;
+    const std::unique_ptr<SystemInfo> systemInfo = a.makeInfo();
+    for (const int left : {0, 7}) {
+        for (const BoolGetter& getter : BOOL_GETTERS) {
+            SCOPED_TRACE(getter.function);
+            ScriptedInteger& access = *(a.*getter.accessor);
+            access.status = 9;
+            access.left = left;
+            access.found = -1;
+            log.clear();
+            EXPECT_EQ((systemInfo.get()->*getter.get)(), left != 0);
+            EXPECT_EQ(access.found, 0);
+            EXPECT_THAT(saidAfterEnter(getter.function),
+                        ElementsAre(error(getter.function, std::string(getter.failure) + ", ret: 9.\n"),
+                                    info(getter.function,
+                                         std::string(getter.label) + ": " + std::to_string(left) + ".\n")));
+        }
+    }
+}
+
+TEST_F(ABoolGetter, FailsWith6OnAKeyOfAnotherType) {
+    for (const BoolGetter& getter : BOOL_GETTERS)
+        model.define({"", getter.key, OBJECT_TYPE_STRING, std::string("1"), {}, ""});
+    SystemInfo systemInfo;
+    for (const BoolGetter& getter : BOOL_GETTERS) {
+        EXPECT_FALSE((systemInfo.*getter.get)());
+        EXPECT_EQ(log.count(error(getter.function, std::string(getter.failure) + ", ret: 6.\n")), 1U);
+    }
+}
+
+TEST_F(ABoolGetter, FailsWith5AfterOneAttemptOrTenAsTheKeyWasConnectedBeforeOrNot) {
+    KeyFaults faults;
+    faults.connectStatus = simulated::STATUS_UNAVAILABLE;
+    SystemInfo systemInfo;
+    systemInfo.disconnect();
+    model.setFaults(MEDIA_KEY, faults);
+    model.setFaults(SWITCH_KEY, faults);
+    const unsigned before = model.connectAttempts(MEDIA_KEY);
+    EXPECT_FALSE(systemInfo.getMediaStreamEncrypted());
+    EXPECT_FALSE(systemInfo.getAIPQSwitchAvailable());
+    EXPECT_EQ(model.connectAttempts(MEDIA_KEY), before + 1);
+    EXPECT_EQ(model.connectAttempts(SWITCH_KEY), 10U);
+    EXPECT_EQ(log.count(error("getMediaStreamEncrypted", "get media stream encrypted failed, ret: 5.\n")),
+              1U);
+    EXPECT_EQ(log.count(error("getAIPQSwitchAvailable", "get aipq switch state failed, ret: 5.\n")), 1U);
+}
+
+struct TextGetter {
+    const char* function;
+    int (*get)(SystemInfo&);
+    const char* key;
+    std::shared_ptr<ScriptedString> Accessors::*accessor;
+    const char* text;  // of the television, and what it means
+    int meaning;
+    const char* label;
+    const char* failure;
+    const char* mapping;
+};
+
+const TextGetter TEXT_GETTERS[]{
+    {"getSourceType", [](SystemInfo& info) -> int { return info.getSourceType(); }, SOURCE_KEY,
+     &Accessors::sourcePath, "HDMI3", 2, "get source Type: ", "get source Type failed.\n", "str2SourceType"},
+    {"getPlayerState", [](SystemInfo& info) -> int { return info.getPlayerState(); }, FORMAT_KEY,
+     &Accessors::videoFormat, "x", 1, "get video format info: ", "get video format info failed.\n",
+     "str2PlayerState"},
+    {"getVideoInfoHDRType", [](SystemInfo& info) -> int { return info.getVideoInfoHDRType(); }, HDR_KEY,
+     &Accessors::hdrType, "hdr_10plus", 5, "get videoInfoHDRType: ", "get videoInfoHDRType failed.\n",
+     "str2VideoInfoHDRType"},
+};
+
+TEST_F(ATextGetter, ReadsItsOwnKeyLogsTheTextAndGivesWhatItMeans) {
+    SystemInfo systemInfo;
+    for (const TextGetter& getter : TEXT_GETTERS) {
+        SCOPED_TRACE(getter.function);
+        model.set(getter.key, getter.text);
+        log.clear();
+        EXPECT_EQ(getter.get(systemInfo), getter.meaning);
+        EXPECT_THAT(saidAfterEnter(getter.function),
+                    ElementsAre(info(getter.function, getter.label + std::string(getter.text) + ".\n")));
+        EXPECT_EQ(said(getter.mapping).size(), 1U);
+    }
+}
+
+TEST_F(ATextGetter, LogsTheTextBeforeAFailureAndGivesNothingWhateverTheTextMeans) {
+    const Accessors a;
+    const std::unique_ptr<SystemInfo> systemInfo = a.makeInfo();
+    for (const TextGetter& getter : TEXT_GETTERS) {
+        SCOPED_TRACE(getter.function);
+        (a.*getter.accessor)->status = -1;
+        (a.*getter.accessor)->left = getter.text;
+        log.clear();
+        EXPECT_EQ(getter.get(*systemInfo), 0);
+        EXPECT_THAT(saidAfterEnter(getter.function),
+                    ElementsAre(info(getter.function, getter.label + std::string(getter.text) + ".\n"),
+                                error(getter.function, getter.failure)));
+        EXPECT_THAT(said(getter.mapping), IsEmpty());
+    }
+}
+
+TEST_F(ATextGetter, GivesNothingIfTheTelevisionCannotReadTheKey) {
+    SystemInfo systemInfo;
+    KeyFaults faults;
+    faults.readStatus = simulated::STATUS_UNAVAILABLE;
+    for (const TextGetter& getter : TEXT_GETTERS) {
+        model.setFaults(getter.key, faults);
+        EXPECT_EQ(getter.get(systemInfo), 0) << getter.function;
+        EXPECT_EQ(log.count(error(getter.function, getter.failure)), 1U) << getter.function;
+    }
+}
+
+TEST_F(ATextGetter, FindsNothingPlayingInAnEmptyVideoFormat) {
+    SystemInfo systemInfo;
+    model.set(FORMAT_KEY, "");
+    EXPECT_EQ(systemInfo.getPlayerState(), 3);
+}
+
+TEST_F(TheGameModeGetter, LogsTheNumberAsItIsAndGives0ForAnUnknownOne) {
+    SystemInfo systemInfo;
+    for (const auto& [number, mode] : {std::pair(0, 0), {1, 1}, {2, 2}, {3, 0}, {-1, 0}}) {
+        model.set(GAME_KEY, number);
+        log.clear();
+        EXPECT_EQ(systemInfo.getVideoGameMode(), mode);
+        EXPECT_THAT(
+            saidAfterEnter("getVideoGameMode"),
+            ElementsAre(info("getVideoGameMode", "videoGameMode: " + std::to_string(number) + ".\n")));
+    }
+}
+
+TEST_F(TheGameModeGetter, LogsTheNumberBeforeAFailureAndGives0) {
+    const Accessors a;
+    const std::unique_ptr<SystemInfo> systemInfo = a.makeInfo();
+    a.gameMode->status = 6;
+    a.gameMode->left = 2;
+    a.gameMode->found = -1;
+    EXPECT_EQ(systemInfo->getVideoGameMode(), 0);
+    EXPECT_EQ(a.gameMode->found, 0);
+    EXPECT_THAT(saidAfterEnter("getVideoGameMode"),
+                ElementsAre(info("getVideoGameMode", "videoGameMode: 2.\n"),
+                            error("getVideoGameMode", "get video game mode failed.\n")));
+    EXPECT_THAT(said("int2VideoGameMode"), IsEmpty());
+}
+
+TEST_F(TheTvStreamGetter, ReadsTheFlagInTheTelevisionsPlayAttributes) {
+    SystemInfo systemInfo;
+    for (const auto& [flag, encrypted] : {std::pair("1", true), {"2", false}, {"3", true}, {"abc", false}}) {
+        model.set(PLAY_KEY, attributes(flag));
+        log.clear();
+        EXPECT_EQ(systemInfo.getTvStreamEncrypted(), encrypted) << flag;
+        saidAfterEnter("getTvStreamEncrypted");
+        EXPECT_EQ(log.countEnter(FILE_NAME, "parserTvStreamEncrypte"), 1U);
+    }
+}
+
+TEST_F(TheTvStreamGetter, GivesFalseForEightElements) {
+    SystemInfo systemInfo;
+    model.set(PLAY_KEY, Texts(8, "1"));
+    EXPECT_FALSE(systemInfo.getTvStreamEncrypted());
+    EXPECT_THAT(saidAfterEnter("parserTvStreamEncrypte"),
+                ElementsAre(Says("MODELAPI::SL2_TVAPI_VSTR_TVSERVICE_PLAY_ATTRIBUTES: 8, vec size: 8.\n")));
+}
+
+TEST_F(TheTvStreamGetter, DoesNotLookAtTheStatusOfTheRead) {
+    const Accessors a;
+    const std::unique_ptr<SystemInfo> systemInfo = a.makeInfo();
+    a.play->status = 7;
+    a.play->left = attributes("1");
+    EXPECT_TRUE(systemInfo->getTvStreamEncrypted());
+    a.play->left.clear();
+    EXPECT_FALSE(systemInfo->getTvStreamEncrypted());
+}
+
+// What texts and numbers mean
+
+TEST_F(ASourceText, MeansASourceTypeIfItIsExactlyTheNameOfOne) {
+    expectMeanings(
+        "str2SourceType", &SystemInfo::str2SourceType,
+        {{"TV", 1},      {"HDMI1", 2},    {"HDMI2", 2},   {"HDMI3", 2},   {"HDMI4", 2},    {"HDMI5", 2},
+         {"HDMI6", 2},   {"AVS", 3},      {"dmp", 4},     {"DMP", 4},     {"miracast", 5}, {"youtube", 6},
+         {"netflix", 7}, {"amazon", 8},   {"browser", 9}, {"", 0},        {"hdmi1", 0},    {"HDMI7", 0},
+         {"HDMI0", 0},   {"HDMI", 0},     {"HDMI11", 0},  {"tv", 0},      {"TV ", 0},      {"Dmp", 0},
+         {"avs", 0},     {"Miracast", 0}, {"YouTube", 0}, {"NETFLIX", 0}, {"amazon2", 0},  {" browser", 0},
+         {"%s%d", 0}});
+}
+
+TEST_F(AnHDRText, MeansAnHDRTypeIfItIsExactlyTheNameOfOne) {
+    expectMeanings("str2VideoInfoHDRType", &SystemInfo::str2VideoInfoHDRType,
+                   {{"sdr", 1},
+                    {"hdr_10", 2},
+                    {"hdr_hlg", 3},
+                    {"hdr_dolbyvision", 4},
+                    {"hdr_10plus", 5},
+                    {"", 0},
+                    {"SDR", 0},
+                    {"hdr_1", 0},
+                    {"hdr_10+", 0},
+                    {"hlg", 0},
+                    {"hdr_10plus ", 0}});
+}
+
+TEST_F(AVideoFormat, MeansPlayingUnlessItIsEmpty) {
+    expectMeanings("str2PlayerState", &SystemInfo::str2PlayerState,
+                   {{"x", 1}, {"1920x1080p@50", 1}, {" ", 1}, {"0", 1}, {"stopped", 1}, {"", 3}});
+}
+
+TEST_F(AGameModeNumber, MeansItselfFrom0To2And0Otherwise) {
+    SystemInfo systemInfo;
+    for (const auto& [number, mode] :
+         {std::pair(0, 0), {1, 1}, {2, 2}, {3, 0}, {-1, 0}, {257, 0}, {INT32_MAX, 0}, {INT32_MIN, 0}}) {
+        log.clear();
+        EXPECT_EQ(systemInfo.int2VideoGameMode(number), mode) << number;
+        EXPECT_THAT(said("int2VideoGameMode"),
+                    ElementsAre(info("int2VideoGameMode", "videoGameMode: " + std::to_string(mode) + ".\n")));
+    }
+}
+
+TEST_F(ThePlayAttributes, HoldTheFlagInTheLowestBitOfElement8) {
+    for (const char* flag :
+         {"1", "3", "-1", " 1", "+3", "1abc", "2147483647", "-2147483647", "0000000000001"})
+        expectFlag(attributes(flag), true, ElementsAre(flagLine(flag)));
+    for (const char* flag : {"0", "2", "-2", "2.9", "0x1", "2147483646", "-2147483648"})
+        expectFlag(attributes(flag), false, ElementsAre(flagLine(flag)));
+}
+
+TEST_F(ThePlayAttributes, GiveNoFlagWithoutANumber) {
+    for (const char* flag : {"", "abc", "-", "x1"})
+        expectFlag(attributes(flag), std::nullopt,
+                   ElementsAre(flagLine(flag), error("parserTvStreamEncrypte", "fail: invalid argument.\n")));
+}
+
+TEST_F(ThePlayAttributes, GiveNoFlagIfTheNumberIsBeyond32Bits) {
+    for (const char* flag :
+         {"2147483648", "-2147483649", "4294967297", "99999999999999999999999", "-99999999999999999999999"})
+        expectFlag(attributes(flag), std::nullopt,
+                   ElementsAre(flagLine(flag), error("parserTvStreamEncrypte", "fail: out of range.\n")));
+}
+
+TEST_F(ThePlayAttributes, GiveNoFlagIfTheyAreEightOrFewer) {
+    for (const std::size_t size : {0U, 1U, 8U})
+        expectFlag(Texts(size, "1"), std::nullopt,
+                   ElementsAre(Says("MODELAPI::SL2_TVAPI_VSTR_TVSERVICE_PLAY_ATTRIBUTES: 8, vec size: " +
+                                    std::to_string(size) + ".\n")));
+}
+
+TEST_F(ThePlayAttributes, AreEnoughIfTheyAreNine) {
+    expectFlag(Texts(9, "1"), true, ElementsAre(flagLine("1")));
+}
+
+// Changes
+
+struct Change {
+    const char* function;
+    void (SystemInfo::*handler)(const ValueObject&);
+    ValueObject value;
+    std::string message;  // empty if the mapping alone logs
+    std::string told;     // empty for nothing
+};
+
+std::vector<Change> changes() {
+    const auto switchAvailable = &SystemInfo::onAIPQSwitchAvailableChanged;
+    const auto switchState = &SystemInfo::onAIPQSwitchStateChanged;
+    const auto available = &SystemInfo::onAIPQAvailableChanged;
+    const auto media = &SystemInfo::onMediaStreamEncryptedModeChanged;
+    const auto tvService = &SystemInfo::onTVServiceEncryptedModeChanged;
+    const auto source = &SystemInfo::onSourceTypeChanged;
+    const auto hdr = &SystemInfo::onVideoInfoHDRTypeChanged;
+    const auto format = &SystemInfo::onVideoFormatInfoChanged;
+    const auto game = &SystemInfo::onVideoGameModeChanged;
+    const std::string aipq = "aipq switch state: ";
+    const std::string encrypted = "media stream encrytped: ";
+    return {
+        {"onAIPQSwitchAvailableChanged", switchAvailable, 1, aipq + "1.\n", "AIPQ 1 1"},
+        {"onAIPQSwitchAvailableChanged", switchAvailable, 0, aipq + "0.\n", "AIPQ 1 0"},
+        {"onAIPQSwitchAvailableChanged", switchAvailable, -4, aipq + "-4.\n", "AIPQ 1 1"},
+        {"onAIPQSwitchAvailableChanged", switchAvailable, true, aipq + "1.\n", "AIPQ 1 1"},
+        {"onAIPQSwitchStateChanged", switchState, 2, aipq + "2.\n", "AIPQ 2 1"},
+        {"onAIPQSwitchStateChanged", switchState, 0, aipq + "0.\n", "AIPQ 2 0"},
+        {"onAIPQSwitchStateChanged", switchState, 0.9, aipq + "0.\n", "AIPQ 2 0"},
+        {"onAIPQAvailableChanged", available, 1, aipq + "1.\n", "AIPQ 3 1"},
+        {"onAIPQAvailableChanged", available, 0, aipq + "0.\n", "AIPQ 3 0"},
+        {"onAIPQAvailableChanged", available, "1", aipq + "0.\n", "AIPQ 3 0"},
+        {"onMediaStreamEncryptedModeChanged", media, 1, encrypted + "1.\n", "stream 1 1"},
+        {"onMediaStreamEncryptedModeChanged", media, 2, encrypted + "2.\n", "stream 1 1"},
+        {"onMediaStreamEncryptedModeChanged", media, 0, encrypted + "0.\n", "stream 1 0"},
+        {"onTVServiceEncryptedModeChanged", tvService, listOf(attributes("1")), "", "stream 2 1"},
+        {"onTVServiceEncryptedModeChanged", tvService, listOf(attributes("2")), "", "stream 2 0"},
+        {"onTVServiceEncryptedModeChanged", tvService, listOf(attributes("no")), "", ""},
+        {"onTVServiceEncryptedModeChanged", tvService, listOf(Texts(8, "1")), "", ""},
+        {"onSourceTypeChanged", source, "netflix", "Current source Type: netflix.\n", "source 7"},
+        {"onSourceTypeChanged", source, "hdmi1", "Current source Type: hdmi1.\n", "source 0"},
+        {"onSourceTypeChanged", source, 5, "Current source Type: 5.\n", "source 0"},
+        {"onVideoInfoHDRTypeChanged", hdr, "hdr_hlg", "Current video info hdr type: hdr_hlg.\n", "HDR 3"},
+        {"onVideoInfoHDRTypeChanged", hdr, "", "Current video info hdr type: .\n", "HDR 0"},
+        {"onVideoFormatInfoChanged", format, "x", "video format info: x.\n", "player 1"},
+        {"onVideoFormatInfoChanged", format, "", "video format info: .\n", "player 3"},
+        {"onVideoGameModeChanged", game, 2, "video game mode: 2.\n", "game 2"},
+        {"onVideoGameModeChanged", game, 3, "video game mode: 3.\n", "game 0"},
+        {"onVideoGameModeChanged", game, -1, "video game mode: -1.\n", "game 0"},
+    };
+}
+
+TEST_F(AChange, IsLoggedAndTellsTheCallbackWhatItMeans) {
+    SystemInfo systemInfo;
+    for (const Change& change : changes()) {
+        SCOPED_TRACE(change.function + (": " + change.value.convertToStringType()));
+        Service listener;
+        listener.registerAt(systemInfo);
+        log.clear();
+        (systemInfo.*change.handler)(change.value);
+        EXPECT_EQ(listener.told(), change.told.empty() ? Texts() : Texts{change.told});
+        std::vector<LogLine> expected;
+        if (!change.message.empty()) expected.push_back(info(change.function, change.message));
+        EXPECT_EQ(saidAfterEnter(change.function), expected);
+        EXPECT_EQ(log.countEnter(FILE_NAME, "parserTvStreamEncrypte"), change.message.empty() ? 1U : 0U);
+    }
+}
+
+TEST_F(AChange, IsLoggedWithoutACallbackToo) {
+    SystemInfo systemInfo;
+    for (const Change& change : changes()) {
+        SCOPED_TRACE(change.function);
+        log.clear();
+        (systemInfo.*change.handler)(change.value);
+        std::vector<LogLine> expected;
+        if (!change.message.empty()) expected.push_back(info(change.function, change.message));
+        EXPECT_EQ(saidAfterEnter(change.function), expected);
+    }
+}
+
+TEST_F(AChange, OfATextIsNotMappedWithoutACallback) {
+    SystemInfo systemInfo;
+    for (const Change& change : changes()) (systemInfo.*change.handler)(change.value);
+    for (const LogLine& line : log.lines())
+        for (const char* mapping :
+             {"str2SourceType", "str2VideoInfoHDRType", "str2PlayerState", "parserTvStreamEncrypte"})
+            EXPECT_NE(line.function, mapping);
+}
+
+TEST_F(AChange, OfEachKeyReachesItsCallbackOnTheModelsThread) {
+    SystemInfo systemInfo;
+    service.registerAt(systemInfo);
+    systemInfo.getAIPQSwitchAvailable();
+    systemInfo.getAIPQSwitchState();
+    systemInfo.getAIPQAvailable();
+    systemInfo.getTvStreamEncrypted();
+    struct Route {
+        const char* key;
+        Value value;
+        const char* handler;
+        const char* told;
+    };
+    const Route routes[]{
+        {SWITCH_KEY, 0, "onAIPQSwitchAvailableChanged", "AIPQ 1 0"},
+        {USER_SWITCH_KEY, 0, "onAIPQSwitchStateChanged", "AIPQ 2 0"},
+        {AVAILABLE_KEY, 5, "onAIPQAvailableChanged", "AIPQ 3 1"},
+        {SOURCE_KEY, std::string("DMP"), "onSourceTypeChanged", "source 4"},
+        {FORMAT_KEY, std::string(), "onVideoFormatInfoChanged", "player 3"},
+        {MEDIA_KEY, 1, "onMediaStreamEncryptedModeChanged", "stream 1 1"},
+        {PLAY_KEY, attributes("3"), "onTVServiceEncryptedModeChanged", "stream 2 1"},
+        {HDR_KEY, std::string("hdr_dolbyvision"), "onVideoInfoHDRTypeChanged", "HDR 4"},
+        {GAME_KEY, 1, "onVideoGameModeChanged", "game 1"},
+    };
+    Texts expected;
+    for (const Route& route : routes) {
+        SCOPED_TRACE(route.key);
+        model.set(route.key, route.value);
+        ASSERT_TRUE(model.settle());
+        expected.emplace_back(route.told);
+        EXPECT_EQ(service.told(), expected);
+        EXPECT_NE(service.thread(), gettid());
+        EXPECT_EQ(log.countEnter(FILE_NAME, route.handler), 1U);
+        for (const LogLine& line : said(route.handler)) EXPECT_EQ(line.thread, service.thread());
+    }
+    model.set(SUPPORTED_KEY, 0);
+    ASSERT_TRUE(model.settle());
+    EXPECT_EQ(service.told(), expected);
+}
+
+// Callbacks
+
+TEST_F(ACallback, IsRegisteredWithALogLine) {
+    SystemInfo systemInfo;
+    service.registerAt(systemInfo);
+    for (const char* function : {"registerCallBackAIPQ", "registerCallBackSourceType",
+                                 "registerCallBackPlayerState", "registerCallBackStreamEncrypted",
+                                 "registerCallBackVideoInfoHDRType", "registerCallBackVideoGameMode"})
+        EXPECT_THAT(saidAfterEnter(function), IsEmpty());
+}
+
+TEST_F(ACallback, IsReplacedWithItsDatumByTheNext) {
+    SystemInfo systemInfo;
+    service.registerAt(systemInfo);
+    Service next;
+    next.registerAt(systemInfo);
+    Texts expected;
+    for (const Change& change : changes()) {
+        (systemInfo.*change.handler)(change.value);
+        if (!change.told.empty()) expected.push_back(change.told);
+    }
+    EXPECT_THAT(service.told(), IsEmpty());
+    EXPECT_EQ(next.told(), expected);
+}
+
+TEST_F(ACallback, IsSwitchedOffByANullFunction) {
+    SystemInfo systemInfo;
+    service.registerAt(systemInfo);
+    service.unregisterFrom(systemInfo);
+    for (const Change& change : changes()) (systemInfo.*change.handler)(change.value);
+    EXPECT_THAT(service.told(), IsEmpty());
+}
+
+TEST_F(ACallback, GetsANullDatumAsItIs) {
+    SystemInfo systemInfo;
+    static std::atomic<int> calls;
+    calls = 0;
+    systemInfo.registerCallBackSourceType(
+        [](SourceType, void* datum) { calls += datum == nullptr ? 1 : 100; }, nullptr);
+    systemInfo.onSourceTypeChanged(ValueObject("TV"));
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(ACallback, IsForgottenOnRequestUnlessItIsTheGameModes) {
+    SystemInfo systemInfo;
+    service.registerAt(systemInfo);
+    systemInfo.setNotifyValue();
+    for (const Change& change : changes()) (systemInfo.*change.handler)(change.value);
+    EXPECT_THAT(service.told(), ElementsAre("game 2", "game 0", "game 0"));
+}
+
+TEST_F(ACallback, MayReplaceItselfForTheNextChange) {
+    SystemInfo systemInfo;
+    struct Datum {
+        SystemInfo& info;
+        Service& next;
+    } datum{systemInfo, service};
+    systemInfo.registerCallBackSourceType(
+        [](SourceType, void* self) {
+            Datum& mine = *static_cast<Datum*>(self);
+            mine.info.registerCallBackSourceType(Service::onSourceType, &mine.next);
+        },
+        &datum);
+    model.set(SOURCE_KEY, "AVS");
+    model.set(SOURCE_KEY, "amazon");
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(service.told(), ElementsAre("source 8"));
+}
+
+TEST_F(ACallback, IsReplacedWhileChangesAreToldAndNoneIsLost) {
+    SystemInfo systemInfo;
+    systemInfo.getAIPQSwitchAvailable();
+    Service other;
+    service.registerAt(systemInfo);
+    std::atomic<bool> ending{false};
+    std::thread registering([&] {
+        while (!ending) {
+            other.registerAt(systemInfo);
+            service.registerAt(systemInfo);
+        }
+    });
+    constexpr std::size_t ROUNDS = 40;
+    for (std::size_t i = 0; i < ROUNDS; ++i) {
+        const bool even = i % 2 == 0;
+        model.set(SWITCH_KEY, even ? 0 : 1);
+        model.set(SOURCE_KEY, even ? "AVS" : "TV");
+        model.set(FORMAT_KEY, even ? "" : "x");
+        model.set(MEDIA_KEY, even ? 1 : 0);
+        model.set(HDR_KEY, even ? "hdr_10" : "sdr");
+        model.set(GAME_KEY, even ? 1 : 0);
+    }
+    const bool settled = model.settle();
+    ending = true;
+    registering.join();
+    ASSERT_TRUE(settled);
+    EXPECT_EQ(service.told().size() + other.told().size(), 6 * ROUNDS);
+}
+
+}  // namespace

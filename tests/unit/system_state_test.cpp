@@ -1,0 +1,530 @@
+#include "platform_adaptation/system_state.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <boost/make_shared.hpp>
+#include <boost/shared_ptr.hpp>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "slot.h"
+#include "television_test.h"
+
+using namespace std::chrono_literals;
+using simulated::ApplicationManager;
+using simulated::Lifecycle;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+using tests::LogLine;
+using tests::slotOf;
+using zt::appmanager::AppInterface;
+
+namespace {
+
+constexpr char FILE_NAME[] = "system_state.cpp";
+constexpr char NAME[] = "aipq";
+constexpr char URL[] = "app://aipq/%s";
+
+// The service: what it is told, on which thread. It is its own user datum.
+class Service {
+  public:
+    void registerAt(SystemStateInterface& state) { state.registerCallBackTVPowerState(onState, this); }
+
+    std::vector<int> told() const {
+        const std::lock_guard lock(m_mutex);
+        return m_told;
+    }
+
+    pid_t thread() const {
+        const std::lock_guard lock(m_mutex);
+        return m_thread;
+    }
+
+    static void onState(TVPowerState state, void* self) {
+        Service& service = *static_cast<Service*>(self);
+        const std::lock_guard lock(service.m_mutex);
+        service.m_told.push_back(state);
+        service.m_thread = gettid();
+    }
+
+  private:
+    mutable std::mutex m_mutex;
+    std::vector<int> m_told;
+    pid_t m_thread = 0;
+};
+
+using Reports = std::vector<std::pair<std::string, int>>;
+
+class StateTest : public tests::TelevisionTest {
+  protected:
+    static LogLine info(const std::string& function, const std::string& message) {
+        return {tests::INFO, FILE_NAME, function, message};
+    }
+
+    static LogLine error(const std::string& function, const std::string& message) {
+        return {tests::ERROR, FILE_NAME, function, message};
+    }
+
+    // What the service's side of the application manager logged, but for traces.
+    std::vector<LogLine> said() const {
+        std::vector<LogLine> found;
+        for (const LogLine& line : log.lines())
+            if (line.file == FILE_NAME && line.level != tests::TRACE) found.push_back(line);
+        return found;
+    }
+
+    Reports reports() const {
+        Reports all;
+        for (const ApplicationManager::Report& report : manager.reports())
+            all.emplace_back(report.name, report.status);
+        return all;
+    }
+
+    // Lets `create` bring a service to life and `destroy` end it, and the manager tell it something in
+    // between and afterwards.
+    void expectToBeToldUntilDestroyed(const std::function<SystemState&()>& create,
+                                      const std::function<void()>& destroy) {
+        Service listener;
+        listener.registerAt(create());
+        EXPECT_THAT(manager.applications(), ElementsAre(NAME));
+        manager.tellOne(NAME, Lifecycle::RUNNING, URL);
+        ASSERT_TRUE(manager.settle());
+        destroy();
+        EXPECT_THAT(manager.applications(), IsEmpty());
+        manager.tellOne(NAME, Lifecycle::SUSPEND, URL);
+        ASSERT_TRUE(manager.settle());
+        EXPECT_THAT(listener.told(), ElementsAre(1));
+        EXPECT_THAT(manager.answers(), ElementsAre(0));
+    }
+
+    ApplicationManager& manager = television.applications();
+    Service service;
+};
+
+using ASystemState = StateTest;
+using ALifecycleNotification = StateTest;
+using ASuspensionToRAM = StateTest;
+using AnIgnoredNotification = StateTest;
+using APowerState = StateTest;
+using AnUnreachableManager = StateTest;
+
+// The interfaces
+
+template <typename App>
+std::vector<std::size_t> appSlots() {
+    return {slotOf(&App::onRunning),
+            slotOf(&App::onDestroy),
+            slotOf(&App::onSuspend),
+            slotOf(&App::onSuspendEx),
+            slotOf(&App::onResume),
+            slotOf(&App::onResumeEx),
+            slotOf(&App::onSTRSuspending),
+            slotOf(&App::onSTRSuspend),
+            slotOf(&App::onSTRResume),
+            slotOf(&App::onSTRResuming),
+            slotOf(&App::onGetFocus),
+            slotOf(&App::onLostFocus),
+            slotOf(&App::onResourceReady),
+            slotOf(&App::onReleaseResource),
+            slotOf(&App::onUIAppStatusNotify),
+            slotOf(&App::notifyAppEventMessage),
+            slotOf(&App::onKeyEvent),
+            slotOf(&App::getName)};
+}
+
+TEST(TheApplicationInterface, HasItsOperationsInOrderAfterItsDestructor) {
+    EXPECT_TRUE(std::has_virtual_destructor_v<AppInterface>);
+    EXPECT_THAT(appSlots<AppInterface>(),
+                ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19));
+    EXPECT_EQ(slotOf(&AppInterface::onLowMemory), 20U);
+    EXPECT_EQ(slotOf(&AppInterface::onLanguageChanged), 21U);
+    EXPECT_EQ(slotOf(&AppInterface::onScreenSaver), 22U);
+}
+
+TEST(TheSystemStateClass, IsAnApplicationFirstAndRegistersItsCallbackAfterIt) {
+    EXPECT_EQ(appSlots<SystemState>(), appSlots<AppInterface>());
+    EXPECT_EQ(slotOf(&SystemState::registerCallBackTVPowerState), 23U);
+}
+
+TEST(TheSystemStateInterface, HasItsCallbackAfterItsDestructor) {
+    EXPECT_TRUE(std::is_abstract_v<SystemStateInterface>);
+    EXPECT_TRUE(std::has_virtual_destructor_v<SystemStateInterface>);
+    EXPECT_EQ(slotOf(&SystemStateInterface::registerCallBackTVPowerState), 2U);
+}
+
+// Life
+
+TEST_F(ASystemState, RegistersUnderACopyOfItsName) {
+    std::string name = "first";
+    SystemState state(name.c_str());
+    name.replace(0, name.size(), "other");
+    EXPECT_THAT(manager.applications(), ElementsAre("first"));
+    EXPECT_EQ(state.getName(), "first");
+    EXPECT_EQ(log.countEnter(FILE_NAME, "registerApp"), 1U);
+    EXPECT_EQ(log.countEnter(FILE_NAME, "unRegisterApp"), 0U);
+    EXPECT_THAT(said(), IsEmpty());
+}
+
+TEST_F(ASystemState, UnregistersOnceWhenItIsDestroyed) {
+    { const SystemState state(NAME); }
+    EXPECT_THAT(manager.applications(), IsEmpty());
+    EXPECT_EQ(log.countEnter(FILE_NAME, "registerApp"), 1U);
+    EXPECT_EQ(log.countEnter(FILE_NAME, "unRegisterApp"), 1U);
+    EXPECT_THAT(said(), IsEmpty());
+}
+
+TEST_F(ASystemState, ThrowsForANullName) {
+    EXPECT_THROW(SystemState(nullptr), std::logic_error);
+    EXPECT_THAT(manager.applications(), IsEmpty());
+}
+
+TEST_F(ASystemState, IsToldOnlyUnderItsOwnName) {
+    SystemState one("one");
+    const SystemState two("two");
+    EXPECT_THAT(manager.applications(), ElementsAre("one", "two"));
+    service.registerAt(one);
+    manager.tellOne("two", Lifecycle::RUNNING, URL);
+    manager.tellOne("one", Lifecycle::RESUME, URL);
+    ASSERT_TRUE(manager.settle());
+    EXPECT_THAT(service.told(), ElementsAre(4));
+}
+
+TEST_F(ASystemState, RegistersAgainOnRequest) {
+    SystemState state(NAME);
+    EXPECT_TRUE(state.unRegisterApp());
+    EXPECT_THAT(manager.applications(), IsEmpty());
+    EXPECT_TRUE(state.registerApp());
+    EXPECT_THAT(manager.applications(), ElementsAre(NAME));
+    EXPECT_EQ(log.countEnter(FILE_NAME, "registerApp"), 2U);
+    EXPECT_EQ(log.countEnter(FILE_NAME, "unRegisterApp"), 1U);
+}
+
+TEST_F(ASystemState, DoesNotLookAtTheManagersRefusal) {
+    manager.refuseRegistrations(5);
+    SystemState state(NAME);
+    EXPECT_THAT(manager.applications(), IsEmpty());
+    EXPECT_TRUE(state.registerApp());
+    EXPECT_TRUE(state.unRegisterApp());
+    EXPECT_THAT(said(), IsEmpty());
+}
+
+TEST_F(ASystemState, MayLiveOnTheStack) {
+    std::optional<SystemState> state;
+    expectToBeToldUntilDestroyed([&]() -> SystemState& { return state.emplace(NAME); },
+                                 [&] { state.reset(); });
+}
+
+TEST_F(ASystemState, MayLiveOnTheHeap) {
+    SystemState* state = nullptr;
+    expectToBeToldUntilDestroyed([&]() -> SystemState& { return *(state = new SystemState(NAME)); },
+                                 [&] { delete state; });
+}
+
+TEST_F(ASystemState, MayBeDeletedThroughEitherInterface) {
+    AppInterface* app = nullptr;
+    expectToBeToldUntilDestroyed(
+        [&]() -> SystemState& {
+            auto* state = new SystemState(NAME);
+            app = state;
+            return *state;
+        },
+        [&] { delete app; });
+    manager.reset();
+    SystemStateInterface* interface = nullptr;
+    expectToBeToldUntilDestroyed(
+        [&]() -> SystemState& {
+            auto* state = new SystemState(NAME);
+            interface = state;
+            return *state;
+        },
+        [&] { delete interface; });
+}
+
+TEST_F(ASystemState, MayLiveInASharedPointer) {
+    std::shared_ptr<SystemState> state;
+    expectToBeToldUntilDestroyed(
+        [&]() -> SystemState& { return *(state = std::make_shared<SystemState>(NAME)); },
+        [&] { state.reset(); });
+    manager.reset();
+    expectToBeToldUntilDestroyed(
+        [&]() -> SystemState& {
+            state.reset(new SystemState(NAME));
+            return *state;
+        },
+        [&] { state.reset(); });
+}
+
+TEST_F(ASystemState, MayLiveInABoostSharedPointer) {
+    boost::shared_ptr<AppInterface> app;
+    expectToBeToldUntilDestroyed(
+        [&]() -> SystemState& {
+            auto* state = new SystemState(NAME);
+            app.reset(state);
+            return *state;
+        },
+        [&] { app.reset(); });
+    manager.reset();
+    boost::shared_ptr<SystemState> state;
+    expectToBeToldUntilDestroyed(
+        [&]() -> SystemState& { return *(state = boost::make_shared<SystemState>(NAME)); },
+        [&] { state.reset(); });
+}
+
+TEST_F(ASystemState, IsDestroyedOnlyAfterTheCallThatItIsIn) {
+    struct Stay {
+        std::promise<void> entered;
+        std::promise<void> mayLeave;
+        std::atomic<bool> left{false};
+    } stay;
+    auto state = std::make_unique<SystemState>(NAME);
+    state->registerCallBackTVPowerState(
+        [](TVPowerState, void* datum) {
+            Stay& mine = *static_cast<Stay*>(datum);
+            mine.entered.set_value();
+            mine.mayLeave.get_future().wait_for(30s);
+            mine.left = true;
+        },
+        &stay);
+    manager.tell(Lifecycle::RUNNING, URL);
+    ASSERT_EQ(stay.entered.get_future().wait_for(30s), std::future_status::ready);
+    bool leftBefore = false;
+    std::thread destroying([&] {
+        state.reset();
+        leftBefore = stay.left;
+    });
+    EXPECT_TRUE(log.waitFor("[unRegisterApp]"));
+    stay.mayLeave.set_value();
+    destroying.join();
+    EXPECT_TRUE(leftBefore);
+    ASSERT_TRUE(manager.settle());
+}
+
+// Notifications
+
+struct Row {
+    Lifecycle news;
+    const char* function;
+    int (*call)(SystemState&);  // as the manager calls it
+    const char* rest;           // of its line, after the URL
+    int state;
+};
+
+const Row ROWS[]{
+    {Lifecycle::RUNNING, "onRunning", [](SystemState& s) { return s.onRunning(URL, "p"); }, "param: p", 1},
+    {Lifecycle::SUSPEND, "onSuspend", [](SystemState& s) { return s.onSuspend(URL, "p"); }, "param: p", 2},
+    {Lifecycle::SUSPEND_EX, "onSuspendEx", [](SystemState& s) { return s.onSuspendEx(URL, "p"); }, "param: p",
+     3},
+    {Lifecycle::RESUME, "onResume", [](SystemState& s) { return s.onResume(URL, "p"); }, "param: p", 4},
+    {Lifecycle::RESUME_EX, "onResumeEx", [](SystemState& s) { return s.onResumeEx(URL, "p"); }, "param: p",
+     5},
+    {Lifecycle::STR_SUSPENDING, "onSTRSuspending", [](SystemState& s) { return s.onSTRSuspending(URL, -3); },
+     "suspendReason: -3", 6},
+    {Lifecycle::STR_SUSPEND, "onSTRSuspend", [](SystemState& s) { return s.onSTRSuspend(URL, -3); },
+     "suspendReason: -3", 7},
+    {Lifecycle::STR_RESUME, "onSTRResume", [](SystemState& s) { return s.onSTRResume(URL, -3); },
+     "resumeReason: -3", 8},
+    {Lifecycle::STR_RESUMING, "onSTRResuming", [](SystemState& s) { return s.onSTRResuming(URL, -3); },
+     "resumeReason: -3", 9},
+};
+
+std::string urlLine(const Row& row) { return std::string("app_url: ") + URL + ", " + row.rest + ".\n"; }
+
+std::string stateLine(int state) { return "tvPowerState: " + std::to_string(state) + ".\n"; }
+
+TEST_F(ALifecycleNotification, IsLoggedAnsweredWith0AndToldAsItsPowerState) {
+    SystemState state(NAME);
+    for (const Row& row : ROWS) {
+        SCOPED_TRACE(row.function);
+        Service listener;
+        listener.registerAt(state);
+        log.clear();
+        EXPECT_EQ(row.call(state), 0);
+        EXPECT_THAT(listener.told(), ElementsAre(row.state));
+        // Those of the suspension to RAM do not log that they were entered; the others do so first.
+        const bool enters = row.state < TV_POWER_STATE_STR_SUSPENDING;
+        EXPECT_EQ(log.countEnter(FILE_NAME, row.function), enters ? 1U : 0U);
+        EXPECT_EQ(log.lines().front().level, enters ? unsigned{tests::TRACE} : unsigned{tests::INFO});
+        EXPECT_THAT(said(), ElementsAre(info(row.function, urlLine(row)),
+                                        info("notifyTVPowerState", stateLine(row.state))));
+    }
+}
+
+TEST_F(ALifecycleNotification, ArrivesOnTheManagersOneThread) {
+    SystemState state(NAME);
+    service.registerAt(state);
+    std::vector<int> expected;
+    pid_t thread = 0;
+    for (const Row& row : ROWS) {
+        SCOPED_TRACE(row.function);
+        manager.tell(row.news, URL, "p", -3);
+        ASSERT_TRUE(manager.settle());
+        expected.push_back(row.state);
+        EXPECT_EQ(service.told(), expected);
+        EXPECT_EQ(log.count(info(row.function, urlLine(row))), 1U);
+        if (thread == 0) thread = service.thread();
+        EXPECT_EQ(service.thread(), thread);
+    }
+    EXPECT_NE(thread, gettid());
+    EXPECT_EQ(manager.answers(), std::vector<int>(std::size(ROWS), 0));
+}
+
+TEST_F(ALifecycleNotification, IsReportedToTheManagerOnlyIfItIsTheSuspensionToRAM) {
+    SystemState state(NAME);
+    for (const Row& row : ROWS) {
+        manager.reset();
+        row.call(state);
+        EXPECT_EQ(reports(), row.news == Lifecycle::STR_SUSPEND ? (Reports{{NAME, 7}, {NAME, 8}}) : Reports())
+            << row.function;
+    }
+}
+
+TEST_F(ASuspensionToRAM, IsReportedOnceBeforeTheCallbackAndOnceAfterIt) {
+    SystemState state(NAME);
+    static std::vector<ApplicationManager::Report> before;
+    before.clear();
+    state.registerCallBackTVPowerState(
+        [](TVPowerState, void* datum) { before = static_cast<ApplicationManager*>(datum)->reports(); },
+        &manager);
+    manager.tell(Lifecycle::STR_SUSPEND, URL);
+    ASSERT_TRUE(manager.settle());
+    ASSERT_EQ(before.size(), 1U);
+    EXPECT_EQ(before[0].name, NAME);
+    EXPECT_EQ(before[0].status, 7);
+    EXPECT_THAT(reports(), ElementsAre(Pair(NAME, 7), Pair(NAME, 8)));
+}
+
+TEST_F(AnIgnoredNotification, IsAnsweredWith0AndNothingElse) {
+    SystemState state(NAME);
+    service.registerAt(state);
+    log.clear();
+    const Lifecycle ignored[]{Lifecycle::DESTROY,          Lifecycle::GET_FOCUS, Lifecycle::LOST_FOCUS,
+                              Lifecycle::RESOURCE_READY,   Lifecycle::UI_STATUS, Lifecycle::EVENT_MESSAGE,
+                              Lifecycle::RELEASE_RESOURCE, Lifecycle::KEY_EVENT};
+    for (const Lifecycle news : ignored) manager.tell(news, URL, "text", 3);
+    ASSERT_TRUE(manager.settle());
+    EXPECT_EQ(manager.answers(), std::vector<int>(std::size(ignored), 0));
+    EXPECT_THAT(service.told(), IsEmpty());
+    EXPECT_THAT(reports(), IsEmpty());
+    EXPECT_THAT(said(), IsEmpty());
+    EXPECT_THAT(manager.applications(), ElementsAre(NAME));
+}
+
+// The callback
+
+TEST_F(APowerState, IsLoggedAndHandedOverWithTheDatumOnTheCallersThread) {
+    SystemState state(NAME);
+    service.registerAt(state);
+    log.clear();
+    state.notifyTVPowerState(TV_POWER_STATE_STR_RESUMING);
+    EXPECT_THAT(service.told(), ElementsAre(9));
+    EXPECT_EQ(service.thread(), gettid());
+    EXPECT_THAT(said(), ElementsAre(info("notifyTVPowerState", stateLine(9))));
+}
+
+TEST_F(APowerState, IsLoggedWithoutACallbackTooAndThatThereIsNone) {
+    SystemState state(NAME);
+    service.registerAt(state);
+    state.registerCallBackTVPowerState(nullptr, &service);
+    for (const bool fresh : {false, true}) {
+        SystemState other("other");
+        log.clear();
+        (fresh ? other : state).notifyTVPowerState(TV_POWER_STATE_RUNNING);
+        const std::vector<LogLine> lines = said();
+        ASSERT_EQ(lines.size(), 2U);
+        EXPECT_EQ(lines[0], info("notifyTVPowerState", stateLine(1)));
+        // Whether this is an error is open.
+        LogLine none = info("notifyTVPowerState", "m_notifyTVPowerState is NULL.\n");
+        none.level = lines[1].level;
+        EXPECT_EQ(lines[1], none);
+    }
+    EXPECT_THAT(service.told(), IsEmpty());
+}
+
+TEST_F(APowerState, IsStillReportedToTheManagerWithoutACallback) {
+    SystemState state(NAME);
+    EXPECT_EQ(state.onSTRSuspend(URL, 0), 0);
+    EXPECT_THAT(reports(), ElementsAre(Pair(NAME, 7), Pair(NAME, 8)));
+}
+
+TEST_F(APowerState, GoesToTheCallbackRegisteredLast) {
+    SystemState state(NAME);
+    Service next;
+    service.registerAt(state);
+    next.registerAt(state);
+    EXPECT_EQ(log.countEnter(FILE_NAME, "registerCallBackTVPowerState"), 2U);
+    EXPECT_THAT(said(), IsEmpty());
+    state.notifyTVPowerState(TV_POWER_STATE_SUSPEND);
+    EXPECT_THAT(service.told(), IsEmpty());
+    EXPECT_THAT(next.told(), ElementsAre(2));
+}
+
+TEST_F(APowerState, IsToldWhileCallbacksAreReplaced) {
+    SystemState state(NAME);
+    Service other;
+    service.registerAt(state);
+    std::atomic<bool> ending{false};
+    std::thread registering([&] {
+        while (!ending) {
+            other.registerAt(state);
+            service.registerAt(state);
+        }
+    });
+    constexpr std::size_t ROUNDS = 30;
+    for (std::size_t i = 0; i < ROUNDS; ++i)
+        for (const Row& row : ROWS) manager.tell(row.news, URL);
+    const bool settled = manager.settle();
+    ending = true;
+    registering.join();
+    ASSERT_TRUE(settled);
+    EXPECT_EQ(service.told().size() + other.told().size(), ROUNDS * std::size(ROWS));
+}
+
+// Without an application manager
+
+TEST_F(AnUnreachableManager, IsLoggedAtEachRegistration) {
+    manager.setReachable(false);
+    const std::string message = "Failed to get an instance of AppManagerClient.\n";
+    std::optional<SystemState> state(NAME);
+    EXPECT_FALSE(state->registerApp());
+    EXPECT_FALSE(state->unRegisterApp());
+    EXPECT_EQ(state->getName(), NAME);
+    state.reset();
+    const LogLine registering = error("registerApp", message);
+    const LogLine unregistering = error("unRegisterApp", message);
+    EXPECT_THAT(said(), ElementsAre(registering, registering, unregistering, unregistering));
+    EXPECT_EQ(log.countEnter(FILE_NAME, "registerApp"), 2U);
+    EXPECT_EQ(log.countEnter(FILE_NAME, "unRegisterApp"), 2U);
+}
+
+TEST_F(AnUnreachableManager, IsNotSoughtAgain) {
+    manager.setReachable(false);
+    SystemState state(NAME);
+    manager.setReachable(true);
+    EXPECT_FALSE(state.registerApp());
+    EXPECT_THAT(manager.applications(), IsEmpty());
+}
+
+TEST_F(AnUnreachableManager, DoesNotKeepTheCallbackFromBeingCalled) {
+    manager.setReachable(false);
+    SystemState state(NAME);
+    service.registerAt(state);
+    for (const Row& row : ROWS) EXPECT_EQ(row.call(state), 0) << row.function;
+    EXPECT_THAT(service.told(), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9));
+    EXPECT_THAT(reports(), IsEmpty());
+}
+
+}  // namespace
