@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "lomodelapi/observer.h"
 #include "platform_adaptation/system_access/value_access.h"
 #include "platform_adaptation/system_setting.h"
 #include "settings.h"

@@ -41,8 +41,8 @@ struct KeyDefinition {
     Value initial;
     std::optional<std::pair<long long, long long>> range;
     std::string meaning;
-    std::vector<std::string> columns;  // of a table
-    Rows rows;
+    std::vector<std::string> columns = {};  // of a table
+    Rows rows = {};
 };
 
 // What an action answers: a result if the error is 0.
