@@ -126,14 +126,64 @@ class Model::Implementation final : public RootInterface {
   public:
     struct Key;
 
+    // What one client gets for a table, so that its iterators are known from those of others. Its observer is
+    // null when it is given back; it is then used again for the next client.
+    struct TableObject final : public BizValue {
+        TableObject(Implementation& owner, Key& table) : model(owner), key(table) {}
+
+        ObjectTypeSpec getType() override { return key.getType(); }
+
+        TableIterator* createIterator(const IteratorType& type, ObserverTableIterator* receiver,
+                                      const std::vector<TableSelection>& selections,
+                                      const std::vector<int>& columns,
+                                      const std::vector<TableOrder>& orders) override {
+            model.takeTime(key);
+            const std::lock_guard lock(model.m_mutex);
+            if (observer == nullptr || !key.offered || receiver == nullptr) return nullptr;
+            Iterator& iterator = unused(key.iterators, model, key);
+            iterator.open(this, type, receiver, selections, columns, orders);
+            return &iterator;
+        }
+
+        int releaseIterator(TableIterator* released) override {
+            std::unique_lock lock(model.m_mutex);
+            for (Iterator& iterator : key.iterators) {
+                if (&iterator != released || iterator.observer == nullptr || iterator.access != this)
+                    continue;
+                iterator.close(lock);
+                return 0;
+            }
+            return STATUS_UNAVAILABLE;
+        }
+
+        void close(std::unique_lock<std::mutex>& lock) {
+            observer = nullptr;
+            for (Iterator& iterator : key.iterators)
+                if (iterator.observer != nullptr && iterator.access == this) iterator.close(lock);
+        }
+
+        Implementation& model;
+        Key& key;
+        Observer* observer = nullptr;
+    };
+
+    // An element whose observer is null, or a new one.
+    template <typename T>
+    static T& unused(std::list<T>& elements, Implementation& model, Key& key) {
+        for (T& element : elements)
+            if (element.observer == nullptr) return element;
+        return elements.emplace_back(model, key);
+    }
+
     // An iterator of a table. Its observer is null when it is closed; it is then used again for the next
     // client, so that one who keeps it too long never touches freed memory.
     struct Iterator final : public TableIterator {
         Iterator(Implementation& owner, Key& table) : model(owner), key(table) {}
 
-        void open(const IteratorType& newType, ObserverTableIterator* newObserver,
-                  const std::vector<TableSelection>& newSelections, const std::vector<int>& newColumns,
-                  const std::vector<TableOrder>& newOrders) {
+        void open(const TableObject* newAccess, const IteratorType& newType,
+                  ObserverTableIterator* newObserver, const std::vector<TableSelection>& newSelections,
+                  const std::vector<int>& newColumns, const std::vector<TableOrder>& newOrders) {
+            access = newAccess;
             type = newType;
             observer = newObserver;
             selections = newSelections;
@@ -237,6 +287,7 @@ class Model::Implementation final : public RootInterface {
 
         Implementation& model;
         Key& key;
+        const TableObject* access = nullptr;
         IteratorType type{};
         ObserverTableIterator* observer = nullptr;
         unsigned life = 0;
@@ -287,36 +338,12 @@ class Model::Implementation final : public RootInterface {
             return model.invoke(*this, actionId, arguments);
         }
 
-        TableIterator* createIterator(const IteratorType& type, ObserverTableIterator* observer,
-                                      const std::vector<TableSelection>& selections,
-                                      const std::vector<int>& columns,
-                                      const std::vector<TableOrder>& orders) override {
-            model.takeTime(*this);
-            const std::lock_guard lock(model.m_mutex);
-            if (definition.type != OBJECT_TYPE_TABLE || !offered || observer == nullptr) return nullptr;
-            const auto closed = [](const Iterator& iterator) { return iterator.observer == nullptr; };
-            auto iterator = std::find_if(iterators.begin(), iterators.end(), closed);
-            if (iterator == iterators.end()) iterator = iterators.emplace(iterators.end(), model, *this);
-            iterator->open(type, observer, selections, columns, orders);
-            return &*iterator;
-        }
-
-        int releaseIterator(TableIterator* released) override {
-            std::unique_lock lock(model.m_mutex);
-            const auto isIt = [&](const Iterator& iterator) {
-                return &iterator == released && iterator.observer != nullptr;
-            };
-            const auto iterator = std::find_if(iterators.begin(), iterators.end(), isIt);
-            if (iterator == iterators.end()) return STATUS_UNAVAILABLE;
-            iterator->close(lock);
-            return 0;
-        }
-
         Implementation& model;
         KeyDefinition definition;
         Value value;
         std::function<Answer(const std::vector<Argument>&)> action;
         std::vector<Invocation> invocations;
+        std::list<TableObject> tableObjects;
         std::list<Iterator> iterators;
         bool offered = true;
         KeyFaults faults;
@@ -357,7 +384,7 @@ class Model::Implementation final : public RootInterface {
         }
         const auto subscribed = std::find(key.observers.begin(), key.observers.end(), observer);
         if (observer != nullptr && subscribed == key.observers.end()) key.observers.push_back(observer);
-        value = &key;
+        value = &objectFor(key, observer);
         return 0;
     }
 
@@ -367,12 +394,11 @@ class Model::Implementation final : public RootInterface {
         if (found == m_keys.end()) return STATUS_UNKNOWN_KEY;
         std::vector<Observer*>& observers = found->second.observers;
         const auto subscribed = std::find(observers.begin(), observers.end(), observer);
-        if (subscribed == observers.end() || value != &found->second) return STATUS_UNAVAILABLE;
+        if (subscribed == observers.end() || value != &objectFor(found->second, observer))
+            return STATUS_UNAVAILABLE;
         observers.erase(subscribed);
-        // A table whose last client goes has no iterators.
-        if (observers.empty())
-            for (Iterator& iterator : found->second.iterators)
-                if (iterator.observer != nullptr) iterator.close(lock);
+        for (TableObject& access : found->second.tableObjects)
+            if (&access == value) access.close(lock);
         waitUntilLeft(observer, lock);
         return 0;
     }
@@ -447,6 +473,16 @@ class Model::Implementation final : public RootInterface {
         const Iterator* iterator;
         unsigned life;
     };
+
+    // A table gives each client an object of its own.
+    BizValue& objectFor(Key& key, Observer* observer) {
+        if (key.definition.type != OBJECT_TYPE_TABLE || observer == nullptr) return key;
+        for (TableObject& access : key.tableObjects)
+            if (access.observer == observer) return access;
+        TableObject& access = unused(key.tableObjects, *this, key);
+        access.observer = observer;
+        return access;
+    }
 
     Key* lookUp(const std::string& name) {
         const std::lock_guard lock(m_mutex);

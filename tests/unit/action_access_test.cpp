@@ -1,0 +1,860 @@
+#include "platform_adaptation/system_access/action_access.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <ostream>
+#include <random>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "lomodelapi/argument.h"
+#include "lomodelapi/object_type_spec.h"
+#include "lomodelapi/observer.h"
+#include "slot.h"
+#include "television_test.h"
+
+using namespace lomodelapi;
+using namespace std::chrono_literals;
+using simulated::Answer;
+using simulated::KeyFaults;
+using simulated::Value;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAreArray;
+using tests::LogLine;
+using tests::slotOf;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Arguments = std::vector<Argument>;
+
+constexpr char FILE_NAME[] = "action_access.cpp";
+constexpr auto LIMIT = 30s;
+
+std::string described(int actionId, const ValueObject& result) {
+    return std::to_string(actionId) + " " + result.convertToStringType();
+}
+
+std::string failed(int actionId, int error) {
+    return std::to_string(actionId) + " failed " + std::to_string(error);
+}
+
+// Keeps what it is told, and calls a function of the test's with each answer, if it has one.
+class Recorder final : public ActionHandler {
+  public:
+    explicit Recorder(std::function<void()> function = {}) : m_function(std::move(function)) {}
+    ~Recorder() { EXPECT_FALSE(m_inside) << "destroyed in its own call"; }
+
+    void onActionResult(int actionId, const ValueObject& result) override {
+        receive(described(actionId, result), &result);
+    }
+    void onActionFailed(int actionId, int error) override { receive(failed(actionId, error), nullptr); }
+
+    std::vector<std::string> answers() const {
+        const std::lock_guard lock(m_mutex);
+        return m_answers;
+    }
+
+    // The last result, and the room that its list had.
+    ValueObject result() const {
+        const std::lock_guard lock(m_mutex);
+        return m_result;
+    }
+    std::size_t capacity() const {
+        const std::lock_guard lock(m_mutex);
+        return m_capacity;
+    }
+
+  private:
+    void receive(const std::string& answer, const ValueObject* result) {
+        m_inside = true;
+        {
+            const std::lock_guard lock(m_mutex);
+            m_answers.push_back(answer);
+            if (result != nullptr) {
+                m_result = *result;
+                m_capacity = result->items.capacity();
+            }
+        }
+        if (m_function) m_function();
+        m_inside = false;
+    }
+
+    const std::function<void()> m_function;
+    std::atomic<bool> m_inside{false};
+    mutable std::mutex m_mutex;
+    std::vector<std::string> m_answers;
+    ValueObject m_result;
+    std::size_t m_capacity = 0;
+};
+
+// The two notifications of the model's.
+struct Notification {
+    const char* function;
+    std::function<void(ActionAccess&)> call;
+    LogLine line;
+    std::string answer;
+};
+
+std::vector<Notification> bothNotifications(const std::string& key) {
+    return {
+        {"notifyExecutionError",
+         [](ActionAccess& access) { access.notifyExecutionError(7, 22); },
+         {tests::ERROR, FILE_NAME, "notifyExecutionError", "Action Failed : " + key + ",  7,  22\n"},
+         "7 failed 22"},
+        {"notifyResult",
+         [](ActionAccess& access) {
+             access.notifyResult(8, {{0, 1, "b"}, {0, 0, "a"}});
+         },
+         {tests::INFO, FILE_NAME, "notifyResult", "Action Result: " + key + ",  8,  2\n"},
+         "8 [a,b]"},
+    };
+}
+
+class ActionTest : public tests::TelevisionTest {
+  protected:
+    void SetUp() override {
+        define(OBJECT_TYPE_ACTION);
+        model.setAction(KEY, {});
+    }
+
+    void define(ObjectTypeSpec type, const Value& value = {}) {
+        model.define({"", KEY, type, value, {}, "", {}, {}});
+    }
+
+    template <typename T>
+    void setFault(T KeyFaults::*fault, T value) {
+        KeyFaults faults;
+        faults.*fault = value;
+        model.setFaults(KEY, faults);
+    }
+
+    // An invocation that is accepted.
+    int invoke(ActionAccess& access, const Arguments& arguments = {}) {
+        unsigned id = 0;
+        EXPECT_EQ(access.invoke(id, arguments), 0);
+        return static_cast<int>(id);
+    }
+
+    static LogLine error(const char* function, const std::string& message) {
+        return {tests::ERROR, FILE_NAME, function, message};
+    }
+
+    static constexpr char KEY[] = "test.access.action";
+
+    const std::shared_ptr<Recorder> handler = std::make_shared<Recorder>();
+};
+
+// The interfaces
+
+TEST(TheActionAccessorsInterface, HasItsOperationsBehindThoseOfItsBase) {
+    EXPECT_EQ(slotOf(&ActionAccess::connect), 3U);
+    EXPECT_EQ(slotOf(&ActionAccess::disconnect), 4U);
+    EXPECT_EQ(slotOf(&ActionAccess::setActionResultHandler), 18U);
+    EXPECT_EQ(slotOf(&ActionAccess::invoke), 19U);
+    EXPECT_EQ(slotOf(&ActionAccess::notifyExecutionError), 20U);
+    EXPECT_EQ(slotOf(&ActionAccess::notifyResult), 21U);
+}
+
+TEST(TheActionAccessorsInterface, IsItsBaseFirstAndAnObserverSecond) {
+    const ActionAccess access("test.access.action");
+    const auto* const start = reinterpret_cast<const char*>(&access);
+    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ValueAccessBase*>(&access)), start);
+    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ObserverAction*>(&access)),
+              start + sizeof(ValueAccessBase));
+    EXPECT_EQ(sizeof(ActionAccess),
+              sizeof(ValueAccessBase) + sizeof(ObserverAction) + sizeof(std::shared_ptr<ActionHandler>));
+}
+
+TEST(TheActionHandlersInterface, HasTwoOperationsInOrderAndNoVirtualDestructor) {
+    EXPECT_EQ(slotOf(&ActionHandler::onActionResult), 0U);
+    EXPECT_EQ(slotOf(&ActionHandler::onActionFailed), 1U);
+    EXPECT_FALSE(std::has_virtual_destructor_v<ActionHandler>);
+    EXPECT_EQ(sizeof(ActionHandler), sizeof(void*));
+}
+
+TEST(TheActionObserversInterface, HasTheErrorBeforeTheResult) {
+    EXPECT_TRUE(std::has_virtual_destructor_v<ObserverAction>);
+    EXPECT_EQ(slotOf(&ObserverAction::notifyExecutionError), 3U);
+    EXPECT_EQ(slotOf(&ObserverAction::notifyResult), 4U);
+}
+
+TEST(AnArgument, IsTwoNumbersOf16BitsAndAText) {
+    EXPECT_TRUE((std::is_same_v<decltype(Argument::type), std::uint16_t>));
+    EXPECT_TRUE((std::is_same_v<decltype(Argument::position), std::uint16_t>));
+    EXPECT_TRUE((std::is_same_v<decltype(Argument::value), std::string>));
+    EXPECT_EQ(offsetof(Argument, type), 0U);
+    EXPECT_EQ(offsetof(Argument, position), 2U);
+    EXPECT_EQ(offsetof(Argument, value), sizeof(void*) > 4 ? 8U : 4U);
+}
+
+// Creation and destruction
+
+using AnActionAccessor = ActionTest;
+
+TEST_F(AnActionAccessor, DoesNotConnectWhenItIsCreatedOrDestroyed) {
+    {
+        const ActionAccess without(KEY);
+        const ActionAccess with(KEY, handler);
+    }
+    EXPECT_EQ(television.framework().lookups(), 0U);
+    EXPECT_EQ(model.connectAttempts(KEY), 0U);
+}
+
+TEST_F(AnActionAccessor, HasItsNameAndSharesItsHandler) {
+    {
+        ActionAccess access(KEY, handler);
+        EXPECT_EQ(access.getName(), KEY);
+        EXPECT_EQ(handler.use_count(), 2);
+    }
+    EXPECT_EQ(handler.use_count(), 1);
+}
+
+TEST_F(AnActionAccessor, DisconnectsWhenItIsDestroyedThroughAnyOfItsClasses) {
+    const std::vector<std::function<void(ActionAccess*)>> ways{
+        [](ActionAccess* access) { delete access; },
+        [](ActionAccess* access) { delete static_cast<ValueAccessBase*>(access); },
+        [](ActionAccess* access) { delete static_cast<ObserverAction*>(access); },
+    };
+    for (const auto& destroy : ways) {
+        auto access = std::make_unique<ActionAccess>(KEY, handler);
+        ASSERT_EQ(access->connect(0), 0);
+        ASSERT_EQ(model.subscribers(KEY), 1U);
+        const unsigned lookups = television.framework().lookups();
+        destroy(access.release());
+        EXPECT_EQ(television.framework().lookups(), lookups + 1);
+        EXPECT_EQ(model.subscribers(KEY), 0U);
+        EXPECT_EQ(handler.use_count(), 1);
+    }
+}
+
+TEST_F(AnActionAccessor, IsSilentWhenItIsDestroyedWithAnswersStillToCome) {
+    {
+        ActionAccess access(KEY, handler);
+        ASSERT_EQ(access.connect(0), 0);
+        model.holdNotifications();
+        invoke(access);
+    }
+    model.releaseNotifications(simulated::Order::AS_THEY_CAME);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->answers(), IsEmpty());
+}
+
+TEST_F(AnActionAccessor, TakesNoNoticeOfAChangeOfAvailability) {
+    ActionAccess access(KEY, handler);
+    ASSERT_EQ(access.connect(0), 0);
+    model.withdraw(KEY);
+    model.offer(KEY);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(log.lines(), IsEmpty());
+    EXPECT_THAT(handler->answers(), IsEmpty());
+    EXPECT_EQ(access.getType(), OBJECT_TYPE_ACTION);
+}
+
+// Connecting
+
+struct Attempts {
+    int timeoutMs;
+    unsigned attempts;
+    unsigned pauses;
+};
+
+void PrintTo(const Attempts& row, std::ostream* out) { *out << row.timeoutMs << " ms: " << row.attempts; }
+
+class AnActionsTimeOut : public ActionTest, public testing::WithParamInterface<Attempts> {};
+
+TEST_P(AnActionsTimeOut, GivesSoManyAttemptsEachFollowedByAPause) {
+    const auto [timeoutMs, attempts, pauses] = GetParam();
+    model.withdraw(KEY);
+    ActionAccess access(KEY);
+    const auto start = Clock::now();
+    EXPECT_EQ(access.connect(timeoutMs), 5);
+    const auto elapsed = Clock::now() - start;
+    EXPECT_EQ(model.connectAttempts(KEY), attempts);
+    EXPECT_GE(elapsed, pauses * 100ms);
+    EXPECT_LT(elapsed, pauses * 100ms + 10s);
+    EXPECT_EQ(television.framework().lookups(), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(, AnActionsTimeOut,
+                         testing::Values(Attempts{1000, 10, 10}, Attempts{901, 10, 10}, Attempts{101, 2, 2},
+                                         Attempts{100, 1, 1}, Attempts{1, 1, 1}, Attempts{0, 1, 0},
+                                         Attempts{-1, 1, 0}, Attempts{INT_MIN, 1, 0}));
+
+using AnActionsConnection = ActionTest;
+
+TEST_F(AnActionsConnection, IsMadeByTheFirstAttemptWithoutALogLine) {
+    ActionAccess access(KEY);
+    EXPECT_EQ(access.connect(1000), 0);
+    EXPECT_EQ(access.getType(), OBJECT_TYPE_ACTION);
+    EXPECT_EQ(model.connectAttempts(KEY), 1U);
+    EXPECT_EQ(model.subscribers(KEY), 1U);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(AnActionsConnection, IsRefusedAtOnceWithoutATimeOut) {
+    model.withdraw(KEY);
+    ActionAccess access(KEY);
+    // The quickest of several: a pause would be in every one of them.
+    auto quickest = Clock::duration::max();
+    for (int i = 0; i < 10; ++i) {
+        const auto start = Clock::now();
+        EXPECT_EQ(access.connect(0), 5);
+        quickest = std::min(quickest, Clock::now() - start);
+    }
+    EXPECT_LT(quickest, 100ms);
+}
+
+TEST_F(AnActionsConnection, FailsWithALogLineThatHasTheStatusOfTheModel) {
+    ActionAccess access(KEY);
+    for (const int status : {3, 99, -1}) {
+        setFault(&KeyFaults::connectStatus, status);
+        log.clear();
+        EXPECT_EQ(access.connect(0), 5);
+        EXPECT_THAT(log.lines(), ElementsAre(error("connect", "Failed " + std::to_string(status) + "\n")));
+    }
+    EXPECT_EQ(access.getType(), 0);
+    EXPECT_EQ(model.subscribers(KEY), 0U);
+}
+
+TEST_F(AnActionsConnection, FailsWithTheStatusOfTheLastAttempt) {
+    setFault(&KeyFaults::connectStatus, 11);
+    ActionAccess access(KEY);
+    auto connecting = std::async(std::launch::async, [&] { return access.connect(2000); });
+    const auto limit = Clock::now() + LIMIT;
+    while (model.connectAttempts(KEY) == 0 && Clock::now() < limit) std::this_thread::sleep_for(1ms);
+    setFault(&KeyFaults::connectStatus, 12);
+    EXPECT_EQ(connecting.get(), 5);
+    EXPECT_THAT(log.lines(), ElementsAre(error("connect", "Failed 12\n")));
+}
+
+TEST_F(AnActionsConnection, FailsIfTheModelYieldsNoObject) {
+    setFault(&KeyFaults::connectYieldsNothing, true);
+    ActionAccess access(KEY);
+    EXPECT_EQ(access.connect(150), 5);
+    EXPECT_EQ(model.connectAttempts(KEY), 2U);
+    EXPECT_THAT(log.lines(), ElementsAre(error("connect", "Failed 0\n")));
+    EXPECT_EQ(access.getType(), 0);
+}
+
+TEST_F(AnActionsConnection, IsMadeByALaterAttemptOnceTheActionIsOffered) {
+    model.withdraw(KEY);
+    ActionAccess access(KEY, handler);
+    auto connecting = std::async(std::launch::async, [&] { return access.connect(60000); });
+    const auto limit = Clock::now() + LIMIT;
+    while (model.connectAttempts(KEY) < 2 && Clock::now() < limit) std::this_thread::sleep_for(1ms);
+    model.offer(KEY);
+    EXPECT_EQ(connecting.get(), 0);
+    EXPECT_GE(model.connectAttempts(KEY), 3U);
+    EXPECT_THAT(log.lines(), IsEmpty());
+    const int id = invoke(access);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->answers(), ElementsAre(described(id, ValueObject("[]"))));
+}
+
+TEST_F(AnActionsConnection, IsKeptByFurtherCallsWhateverTheirTimeOut) {
+    ActionAccess access(KEY);
+    ASSERT_EQ(access.connect(0), 0);
+    model.withdraw(KEY);
+    const unsigned lookups = television.framework().lookups();
+    for (const int timeoutMs : {5000, 0, -1, INT_MIN}) EXPECT_EQ(access.connect(timeoutMs), 0);
+    EXPECT_EQ(television.framework().lookups(), lookups);
+    EXPECT_EQ(model.connectAttempts(KEY), 1U);
+    EXPECT_EQ(model.subscribers(KEY), 1U);
+}
+
+TEST_F(AnActionsConnection, KeepsTheTimeOutOfTheLastCallEvenIfConnected) {
+    ActionAccess access(KEY);
+    ASSERT_EQ(access.connect(0), 0);
+    ASSERT_EQ(access.connect(250), 0);
+    access.disconnect();
+    model.withdraw(KEY);
+    const unsigned before = model.connectAttempts(KEY);
+    EXPECT_EQ(access.tryConnectIfNeeded(), 5);
+    EXPECT_EQ(model.connectAttempts(KEY) - before, 3U);
+}
+
+TEST_F(AnActionsConnection, IsUndoneForAnObjectThatIsNoAction) {
+    const std::vector<std::pair<ObjectTypeSpec, Value>> otherTypes{
+        {OBJECT_TYPE_NONE, {}},
+        {OBJECT_TYPE_NUMERIC_INTEGER, 1},
+        {OBJECT_TYPE_STRING, std::string()},
+        {OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, std::vector<int>()},
+        {OBJECT_TYPE_VECTOR_STRING, std::vector<std::string>()},
+        {OBJECT_TYPE_TABLE, {}},
+        {OBJECT_TYPE_VECTOR_INTEGER, {}},
+        {OBJECT_TYPE_NUMERIC_INT64, 1LL},
+    };
+    ActionAccess access(KEY);
+    unsigned attempts = 0;
+    for (const auto& [type, value] : otherTypes) {
+        SCOPED_TRACE(type);
+        define(type, value);
+        log.clear();
+        EXPECT_EQ(access.connect(1000), 6);
+        EXPECT_THAT(log.lines(),
+                    ElementsAre(error("connect", std::string("Observer Type not match for ") + KEY + ",( " +
+                                                     std::to_string(type) + " ) vs ObserverAction \n")));
+        EXPECT_EQ(model.connectAttempts(KEY), ++attempts);
+        EXPECT_EQ(model.subscribers(KEY), 0U);
+        unsigned id = 0;
+        EXPECT_EQ(access.invoke(id, {}), -1);
+    }
+    define(OBJECT_TYPE_ACTION);
+    EXPECT_EQ(access.connect(0), 0);
+}
+
+// Disconnecting
+
+using AnActionsDisconnection = ActionTest;
+
+TEST_F(AnActionsDisconnection, EndsTheSubscriptionAndAllowsAnother) {
+    ActionAccess access(KEY, handler);
+    ASSERT_EQ(access.connect(0), 0);
+    model.holdNotifications();
+    invoke(access);
+    EXPECT_EQ(access.disconnect(), 0);
+    EXPECT_EQ(model.subscribers(KEY), 0U);
+    EXPECT_EQ(access.getType(), 0);
+    model.releaseNotifications(simulated::Order::AS_THEY_CAME);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->answers(), IsEmpty());
+    EXPECT_EQ(access.connect(0), 0);
+    invoke(access);
+    ASSERT_TRUE(model.settle());
+    EXPECT_EQ(handler->answers().size(), 1U);
+}
+
+TEST_F(AnActionsDisconnection, IsAskedOfTheModelEvenIfThereIsNoConnection) {
+    {
+        ActionAccess access(KEY);
+        for (unsigned lookups = 1; lookups <= 3; ++lookups) {
+            EXPECT_EQ(access.disconnect(), 0);
+            EXPECT_EQ(television.framework().lookups(), lookups);
+        }
+    }
+    EXPECT_EQ(television.framework().lookups(), 3U);
+}
+
+// The handler
+
+using AnActionsHandler = ActionTest;
+
+TEST_F(AnActionsHandler, IsReplacedReleasedAndKeptIfItIsTheSame) {
+    const auto other = std::make_shared<Recorder>();
+    ActionAccess access(KEY, handler);
+    EXPECT_EQ(access.setActionResultHandler(handler), 0);
+    EXPECT_EQ(handler.use_count(), 2);
+    EXPECT_EQ(access.setActionResultHandler(other), 0);
+    EXPECT_EQ(handler.use_count(), 1);
+    EXPECT_EQ(other.use_count(), 2);
+    access.notifyExecutionError(1, 2);
+    EXPECT_EQ(other.use_count(), 2);
+    EXPECT_EQ(access.setActionResultHandler(nullptr), 0);
+    EXPECT_EQ(other.use_count(), 1);
+    access.notifyExecutionError(3, 4);
+    EXPECT_THAT(handler->answers(), IsEmpty());
+    EXPECT_THAT(other->answers(), ElementsAre("1 failed 2"));
+}
+
+TEST_F(AnActionsHandler, HearsTheAnswersAlsoIfItWasSetAfterConnecting) {
+    ActionAccess access(KEY);
+    ASSERT_EQ(access.connect(0), 0);
+    access.setActionResultHandler(handler);
+    invoke(access);
+    ASSERT_TRUE(model.settle());
+    EXPECT_EQ(handler->answers().size(), 1U);
+}
+
+TEST_F(AnActionsHandler, IsNotTheHandlerOfValues) {
+    class Values : public ValueHandler {
+      public:
+        void onNewValue(const ValueObject&) override { ++calls; }
+        int calls = 0;
+    };
+    const auto values = std::make_shared<Values>();
+    ActionAccess access(KEY);
+    access.setNewValueHandler(values);
+    for (const Notification& notification : bothNotifications(KEY)) notification.call(access);
+    EXPECT_EQ(values->calls, 0);
+}
+
+TEST_F(AnActionsHandler, MayReplaceItself) {
+    for (const Notification& notification : bothNotifications(KEY)) {
+        ActionAccess access(KEY);
+        auto leaving = std::make_shared<Recorder>([&] { access.setActionResultHandler(handler); });
+        const std::weak_ptr<Recorder> watched = leaving;
+        access.setActionResultHandler(std::move(leaving));
+        notification.call(access);
+        EXPECT_TRUE(watched.expired());
+        notification.call(access);
+        EXPECT_EQ(handler->answers().back(), notification.answer);
+    }
+    EXPECT_EQ(handler->answers().size(), 2U);
+}
+
+TEST_F(AnActionsHandler, LivesUntilItsCallHasEndedIfItIsReplacedMeanwhile) {
+    for (const int errorOfAction : {0, 22}) {
+        model.setAction(KEY, [errorOfAction](const Arguments&) { return Answer{errorOfAction, {}}; });
+        std::promise<void> entered;
+        std::promise<void> mayLeave;
+        auto staying = std::make_shared<Recorder>([&] {
+            entered.set_value();
+            mayLeave.get_future().wait_for(LIMIT);
+        });
+        const std::weak_ptr<Recorder> watched = staying;
+        ActionAccess access(KEY, std::move(staying));
+        ASSERT_EQ(access.connect(0), 0);
+        invoke(access);
+        ASSERT_EQ(entered.get_future().wait_for(LIMIT), std::future_status::ready);
+        access.setActionResultHandler(handler);
+        EXPECT_FALSE(watched.expired());
+        mayLeave.set_value();
+        ASSERT_TRUE(model.settle());
+        EXPECT_TRUE(watched.expired());
+    }
+    EXPECT_THAT(handler->answers(), IsEmpty());
+}
+
+TEST_F(AnActionsHandler, LosesNoAnswerWhileAnotherThreadReplacesIt) {
+    television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
+    model.setNotificationDelay(0ms);
+    constexpr int invocations = 200;
+    std::atomic<int> answers{0};
+    const auto counting = [&] { return std::make_shared<Recorder>([&] { ++answers; }); };
+    ActionAccess access(KEY, counting());
+    ASSERT_EQ(access.connect(0), 0);
+    std::atomic<bool> replacing{true};
+    std::promise<void> replaced;
+    auto replace = std::async(std::launch::async, [&] {
+        access.setActionResultHandler(counting());
+        replaced.set_value();
+        while (replacing) access.setActionResultHandler(counting());
+    });
+    EXPECT_EQ(replaced.get_future().wait_for(LIMIT), std::future_status::ready);
+    for (int i = 0; i < invocations; ++i) invoke(access);
+    EXPECT_TRUE(model.settle());
+    replacing = false;
+    replace.get();
+    EXPECT_EQ(answers, invocations);
+}
+
+// Invoking
+
+using AnInvocation = ActionTest;
+
+TEST_F(AnInvocation, IsRefusedWithoutAConnectionAndDoesNotMakeOne) {
+    ActionAccess access(KEY, handler);
+    unsigned id = 4711;
+    EXPECT_EQ(access.invoke(id, {{0, 0, "a"}}), -1);
+    EXPECT_EQ(id, 4711U);
+    EXPECT_THAT(log.lines(), ElementsAre(error("invoke", "No Access yet.\n")));
+    EXPECT_EQ(television.framework().lookups(), 0U);
+    ASSERT_EQ(access.connect(0), 0);
+    access.disconnect();
+    EXPECT_EQ(access.invoke(id, {}), -1);
+    EXPECT_EQ(id, 4711U);
+    EXPECT_THAT(model.invocations(KEY), IsEmpty());
+}
+
+TEST_F(AnInvocation, HandsOverItsArgumentsAsTheyAreAndTellsItsId) {
+    const std::vector<Arguments> lists{
+        {},
+        {{0, 0, "setChannel"}, {0, 1, "12"}, {0, 2, ""}},
+        {{7, 65535, std::string("a\0b", 3)}, {65535, 2, std::string(5000, 'x')}, {0, 2, "%s%n"}},
+    };
+    ActionAccess access(KEY);
+    ASSERT_EQ(access.connect(0), 0);
+    for (const Arguments& list : lists) {
+        unsigned id = 0;
+        EXPECT_EQ(access.invoke(id, list), 0);
+        const simulated::Invocation received = model.invocations(KEY).back();
+        EXPECT_EQ(received.id, id);
+        ASSERT_EQ(received.arguments.size(), list.size());
+        for (std::size_t i = 0; i < list.size(); ++i) {
+            EXPECT_EQ(received.arguments[i].type, list[i].type);
+            EXPECT_EQ(received.arguments[i].position, list[i].position);
+            EXPECT_EQ(received.arguments[i].value, list[i].value);
+        }
+    }
+    EXPECT_EQ(model.invocations(KEY).size(), lists.size());
+}
+
+TEST_F(AnInvocation, ReturnsTheStatusOfTheModelWithoutALogLine) {
+    ActionAccess access(KEY, handler);
+    ASSERT_EQ(access.connect(0), 0);
+    for (const int status : {1, 5, 6, 7, -1, INT_MAX, INT_MIN}) {
+        setFault(&KeyFaults::invokeStatus, status);
+        unsigned id = 0;
+        EXPECT_EQ(access.invoke(id, {}), status);
+    }
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(log.lines(), IsEmpty());
+    EXPECT_THAT(handler->answers(), IsEmpty());
+}
+
+TEST_F(AnInvocation, IsAnsweredUnderItsIdWithWhatTheActionGives) {
+    model.setAction(KEY, [](const Arguments& arguments) {
+        const std::string& text = arguments.at(0).value;
+        return text == "fail" ? Answer{-22, {}} : Answer{0, {{0, 1, text}, {0, 0, "done"}}};
+    });
+    ActionAccess access(KEY, handler);
+    ASSERT_EQ(access.connect(0), 0);
+    const int up = invoke(access, {{0, 0, "up"}});
+    const int fail = invoke(access, {{0, 0, "fail"}});
+    const int down = invoke(access, {{0, 0, "down"}});
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->answers(), ElementsAre(std::to_string(up) + " [done,up]", failed(fail, -22),
+                                                std::to_string(down) + " [done,down]"));
+}
+
+TEST_F(AnInvocation, MayBeAnsweredBeforeItReturnsOnAThreadOfTheModel) {
+    setFault(&KeyFaults::answerBeforeReturning, true);
+    std::atomic<std::thread::id> thread{std::this_thread::get_id()};
+    const auto recorder = std::make_shared<Recorder>([&] { thread = std::this_thread::get_id(); });
+    ActionAccess access(KEY, recorder);
+    ASSERT_EQ(access.connect(0), 0);
+    const int id = invoke(access);
+    EXPECT_THAT(recorder->answers(), ElementsAre(std::to_string(id) + " []"));
+    EXPECT_NE(thread.load(), std::this_thread::get_id());
+}
+
+TEST_F(AnInvocation, IsToldAsOftenAsItIsAnswered) {
+    ActionAccess access(KEY, handler);
+    ASSERT_EQ(access.connect(0), 0);
+    setFault(&KeyFaults::repeatAnswers, 2U);
+    const std::string thrice = std::to_string(invoke(access)) + " []";
+    ASSERT_TRUE(model.settle());
+    setFault(&KeyFaults::neverAnswer, true);
+    const int later = invoke(access);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->answers(), ElementsAre(thrice, thrice, thrice));
+    model.setFaults(KEY, {});
+    model.answer(KEY, static_cast<unsigned>(later), {5, {}});
+    ASSERT_TRUE(model.settle());
+    EXPECT_EQ(handler->answers().back(), failed(later, 5));
+}
+
+TEST_F(AnInvocation, IsNotNeededForAnAnswer) {
+    ActionAccess access(KEY, handler);
+    ASSERT_EQ(access.connect(0), 0);
+    model.answer(KEY, 123456, {0, {{0, 0, "a"}}});
+    model.answer(KEY, UINT_MAX, {0, {}});
+    model.answer(KEY, 0x80000000U, {7, {}});
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->answers(), ElementsAre("123456 [a]", "-1 []", failed(INT_MIN, 7)));
+    EXPECT_THAT(model.invocations(KEY), IsEmpty());
+}
+
+TEST_F(AnInvocation, MayBeMadeInAnAnswer) {
+    ActionAccess access(KEY);
+    std::atomic<int> more{3};
+    const auto repeating = std::make_shared<Recorder>([&] {
+        if (more-- > 0) invoke(access);
+    });
+    access.setActionResultHandler(repeating);
+    ASSERT_EQ(access.connect(0), 0);
+    invoke(access);
+    ASSERT_TRUE(model.settle());
+    EXPECT_EQ(repeating->answers().size(), 4U);
+    access.setActionResultHandler(nullptr);
+}
+
+TEST_F(AnInvocation, HasAnIdOfItsOwnFromEveryThread) {
+    model.setNotificationDelay(0ms);
+    ActionAccess access(KEY, handler);
+    ASSERT_EQ(access.connect(0), 0);
+    std::vector<std::future<std::vector<std::string>>> threads;
+    for (int thread = 0; thread < 4; ++thread)
+        threads.push_back(std::async(std::launch::async, [&] {
+            std::vector<std::string> expected;
+            for (int i = 0; i < 25; ++i) expected.push_back(std::to_string(invoke(access)) + " []");
+            return expected;
+        }));
+    std::vector<std::string> expected;
+    for (auto& thread : threads)
+        for (const std::string& answer : thread.get()) expected.push_back(answer);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->answers(), UnorderedElementsAreArray(expected));
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(std::unique(expected.begin(), expected.end()), expected.end());
+}
+
+TEST_F(AnInvocation, ReachesTheTelevisionsSourceSwitch) {
+    ActionAccess access(SWITCH_ACTION, handler);
+    ASSERT_EQ(access.connect(1000), 0);
+    const int id = invoke(access, {{0, 0, "there is no such command"}});
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(handler->answers(), ElementsAre(failed(id, simulated::SourceSwitch::ERROR_UNKNOWN_COMMAND)));
+}
+
+// Answers
+
+using AnAnswer = ActionTest;
+
+TEST_F(AnAnswer, IsLoggedBehindTheEntryAndToldToTheHandler) {
+    ActionAccess access(KEY, handler);
+    for (const Notification& notification : bothNotifications(KEY)) {
+        SCOPED_TRACE(notification.function);
+        log.clear();
+        notification.call(access);
+        EXPECT_EQ(log.countEnter(FILE_NAME, notification.function), 1U);
+        ASSERT_EQ(log.lines().size(), 2U);
+        EXPECT_EQ(log.lines()[1], notification.line);
+        EXPECT_EQ(handler->answers().back(), notification.answer);
+    }
+    EXPECT_EQ(handler->answers().size(), 2U);
+}
+
+TEST_F(AnAnswer, IsOnlyLoggedWithoutAHandler) {
+    ActionAccess access(KEY);
+    for (const Notification& notification : bothNotifications(KEY)) {
+        SCOPED_TRACE(notification.function);
+        log.clear();
+        notification.call(access);
+        EXPECT_EQ(log.countEnter(FILE_NAME, notification.function), 1U);
+        EXPECT_EQ(log.count(notification.line), 1U);
+        EXPECT_EQ(log.lines().size(), 2U);
+    }
+}
+
+TEST_F(AnAnswer, IsLoggedWithSignedNumbersAndTheNumberOfArguments) {
+    ActionAccess access(KEY);
+    access.notifyExecutionError(UINT_MAX, INT_MIN);
+    access.notifyResult(0x80000000U, Arguments(300));
+    EXPECT_EQ(log.count(error("notifyExecutionError",
+                              std::string("Action Failed : ") + KEY + ",  -1,  -2147483648\n")),
+              1U);
+    EXPECT_EQ(log.withMessage(std::string("Action Result: ") + KEY + ",  -2147483648,  300\n").size(), 1U);
+}
+
+TEST_F(AnAnswer, IsAListOfTextsInTheOrderOfTheirPositionsWithRoomForThem) {
+    ActionAccess access(KEY, handler);
+    access.notifyResult(5, {{0, 2, "c"}, {9, 0, "a"}, {65535, 1, "b"}});
+    const ValueObject result = handler->result();
+    EXPECT_EQ(result.type(), ValueObject::TYPE_VECTOR);
+    EXPECT_EQ(handler->answers().back(), "5 [a,b,c]");
+    for (const ValueObject& item : result.items) EXPECT_EQ(item.type(), ValueObject::TYPE_STRING);
+    EXPECT_EQ(handler->capacity(), 3U);
+}
+
+TEST_F(AnAnswer, IsAnEmptyListWithoutArguments) {
+    ActionAccess access(KEY, handler);
+    access.notifyResult(5, {});
+    EXPECT_EQ(handler->result().type(), ValueObject::TYPE_VECTOR);
+    EXPECT_THAT(handler->answers(), ElementsAre("5 []"));
+}
+
+TEST_F(AnAnswer, KeepsTextsAsTheyAre) {
+    const std::string text("a\0b%s", 5);
+    ActionAccess access(KEY, handler);
+    access.notifyResult(5, {{0, 1, std::string(3000, 'x')}, {0, 0, text}});
+    ASSERT_EQ(handler->result().items.size(), 2U);
+    EXPECT_EQ(handler->result().items[0].text, text);
+    EXPECT_EQ(handler->result().items[1].text, std::string(3000, 'x'));
+}
+
+struct Placing {
+    std::vector<unsigned> positions;  // of the texts a, b, c, ...
+    const char* result;
+};
+
+TEST_F(AnAnswer, LosesWhatHasNoPlaceInTheListAndLeavesOthersEmpty) {
+    const std::vector<Placing> table{
+        {{0, 0, 0}, "[c,,]"},
+        {{1, 1}, "[,b]"},
+        {{1, 2}, "[,a]"},
+        {{3, 4, 5}, "[,,]"},
+        {{128, 0}, "[b,]"},
+        {{255}, "[]"},
+        {{256}, "[a]"},
+        {{257, 512}, "[b,a]"},
+        {{65280, 65281, 65282}, "[a,b,c]"},
+        {{65535, 65408, 1}, "[,c,]"},
+        {{127, 128}, "[,]"},
+        {{0, 256, 65280}, "[c,,]"},
+    };
+    for (const auto& [positions, result] : table) {
+        Arguments arguments;
+        char name = 'a';
+        for (const unsigned position : positions)
+            arguments.push_back({0, static_cast<std::uint16_t>(position), std::string(1, name++)});
+        ActionAccess access(KEY, handler);
+        access.notifyResult(1, arguments);
+        EXPECT_EQ(handler->answers().back(), std::string("1 ") + result);
+        EXPECT_EQ(handler->result().items.size(), positions.size());
+    }
+}
+
+// The rule in its own words: the low byte, as a signed number, is the index.
+std::vector<std::string> placed(const Arguments& arguments) {
+    std::vector<std::string> list(arguments.size());
+    for (const Argument& argument : arguments) {
+        const unsigned low = argument.position % 256U;
+        if (low < 128 && low < list.size()) list[low] = argument.value;
+    }
+    return list;
+}
+
+class AnAnswerOfSize : public ActionTest, public testing::WithParamInterface<std::size_t> {
+  protected:
+    void expectPlaced(const Arguments& arguments) {
+        access.notifyResult(1, arguments);
+        const ValueObject result = handler->result();
+        const std::vector<std::string> expected = placed(arguments);
+        ASSERT_EQ(result.items.size(), expected.size());
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            ASSERT_EQ(result.items[i].type(), ValueObject::TYPE_STRING);
+            ASSERT_EQ(result.items[i].text, expected[i]) << "at " << i;
+        }
+    }
+
+    void SetUp() override { television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF); }
+
+    ActionAccess access{KEY, handler};
+};
+
+TEST_P(AnAnswerOfSize, WritesNothingOutsideTheListWhateverThePosition) {
+    const std::size_t size = GetParam();
+    for (unsigned first = 0; first <= UINT16_MAX;
+         first += static_cast<unsigned>(std::max<std::size_t>(size, 1))) {
+        Arguments arguments;
+        for (unsigned i = 0; i < size; ++i)
+            arguments.push_back({0, static_cast<std::uint16_t>(first + i), std::to_string(first + i)});
+        ASSERT_NO_FATAL_FAILURE(expectPlaced(arguments));
+        if (size == 0) break;
+    }
+}
+
+TEST_P(AnAnswerOfSize, FollowsTheRuleForAnyMixOfPositions) {
+    std::mt19937 random(static_cast<unsigned>(GetParam()));
+    // Of all positions; and of those about the list, so that they repeat.
+    for (const unsigned range : {65536U, static_cast<unsigned>(GetParam()) + 2}) {
+        for (int round = 0; round < 30; ++round) {
+            Arguments arguments;
+            for (std::size_t i = 0; i < GetParam(); ++i)
+                arguments.push_back(
+                    {0, static_cast<std::uint16_t>(random() % range), std::to_string(random())});
+            ASSERT_NO_FATAL_FAILURE(expectPlaced(arguments));
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, AnAnswerOfSize, testing::Values(0, 1, 127, 128, 129, 255, 256, 257, 300));
+
+}  // namespace

@@ -1,0 +1,922 @@
+#include "platform_adaptation/system_access/table_access.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <climits>
+#include <cstddef>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <thread>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "lomodelapi/biz_value.h"
+#include "lomodelapi/object_type_spec.h"
+#include "lomodelapi/observer.h"
+#include "lomodelapi/table.h"
+#include "platform_adaptation/system_access/iterator_access.h"
+#include "slot.h"
+#include "television_test.h"
+
+using namespace lomodelapi;
+using namespace std::chrono_literals;
+using simulated::KeyFaults;
+using simulated::Rows;
+using simulated::Value;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using tests::LogLine;
+using tests::slotOf;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Row = std::vector<std::string>;
+using Chunk = std::vector<const Row*>;
+
+constexpr char TABLE_FILE[] = "table_access.cpp";
+constexpr char ITERATOR_FILE[] = "iterator_access.cpp";
+constexpr auto LIMIT = 30s;
+
+std::string joined(const Row& row) {
+    std::string text;
+    for (const std::string& cell : row) {
+        if (!text.empty()) text += ',';
+        text += cell;
+    }
+    return text;
+}
+
+class CountingTableHandler : public TableHandler {
+  public:
+    void onUpdate(int) override { ++calls; }
+    std::atomic<int> calls{0};
+};
+
+// Keeps the news as texts, "operation argument", and calls a function of the test's with each, if it has one.
+class Recorder final : public IteratorHandler {
+  public:
+    explicit Recorder(std::function<void()> function = {}) : m_function(std::move(function)) {}
+    ~Recorder() { EXPECT_FALSE(m_inside) << "destroyed in its own call"; }
+
+    void onCommit(int status) override { receive("commit", status); }
+    void onTotalCount(int count) override { receive("total", count); }
+    void onSeekToRow(int row) override { receive("seek", row); }
+    void onSeekToContent(int row) override { receive("content", row); }
+    void onCursorPosition(int row) override { receive("cursor", row); }
+    void onReadRow(const Row& row) override { receive("row " + joined(row), &row); }
+    void onReadRowChunk(const Chunk& rows) override {
+        std::string text = "chunk";
+        for (const Row* const row : rows) text.append(" ").append(joined(*row));
+        receive(text, &rows);
+    }
+    void onIteratorReady(int count) override { receive("ready", count); }
+    void onUpdate(int kind) override { receive("update", kind); }
+
+    std::vector<std::string> news() const {
+        const std::lock_guard lock(m_mutex);
+        return m_news;
+    }
+    void forget() {
+        const std::lock_guard lock(m_mutex);
+        m_news.clear();
+    }
+
+    // Where the last argument was, if it was a reference.
+    const void* address() const { return m_address; }
+
+  private:
+    void receive(const std::string& name, int number) {
+        receive(name + " " + std::to_string(number), nullptr);
+    }
+    void receive(const std::string& text, const void* address) {
+        m_inside = true;
+        {
+            const std::lock_guard lock(m_mutex);
+            m_news.push_back(text);
+        }
+        m_address = address;
+        if (m_function) m_function();
+        m_inside = false;
+    }
+
+    const std::function<void()> m_function;
+    std::atomic<bool> m_inside{false};
+    std::atomic<const void*> m_address{nullptr};
+    mutable std::mutex m_mutex;
+    std::vector<std::string> m_news;
+};
+
+class TableTest : public tests::TelevisionTest {
+  protected:
+    void SetUp() override { define(OBJECT_TYPE_TABLE); }
+
+    void define(ObjectTypeSpec type, const Value& value = {}) {
+        model.define({"", KEY, type, value, {}, "", {"number", "name", "kind"}, rows()});
+    }
+
+    static Rows rows() {
+        return {{"1", "delta", "x"}, {"2", "alpha", "y"}, {"3", "charlie", "x"}, {"4", "bravo", "x"}};
+    }
+
+    template <typename T>
+    void setFault(T KeyFaults::*fault, T value) {
+        KeyFaults faults;
+        faults.*fault = value;
+        model.setFaults(KEY, faults);
+    }
+
+    static constexpr char KEY[] = "test.access.table";
+};
+
+// Accessors to tables
+
+TEST(TheTableAccessorsInterface, HasItsOperationsBehindThoseOfItsBase) {
+    EXPECT_EQ(slotOf(&TableAccess::connect), 3U);
+    EXPECT_EQ(slotOf(&TableAccess::disconnect), 4U);
+    EXPECT_EQ(slotOf(&TableAccess::setActionResultHandler), 18U);
+    EXPECT_EQ(slotOf(&TableAccess::notifyUpdate), 19U);
+    EXPECT_EQ(slotOf(&ObserverTable::notifyUpdate), 3U);
+}
+
+TEST(TheTableAccessorsInterface, IsItsBaseFirstAndAnObserverSecond) {
+    const TableAccess access("test.access.table");
+    const auto* const start = reinterpret_cast<const char*>(&access);
+    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ValueAccessBase*>(&access)), start);
+    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ObserverTable*>(&access)),
+              start + sizeof(ValueAccessBase));
+    EXPECT_EQ(sizeof(TableAccess),
+              sizeof(ValueAccessBase) + sizeof(ObserverTable) + sizeof(std::shared_ptr<TableHandler>));
+}
+
+class ATableAccessor : public TableTest {
+  protected:
+    static LogLine error(const std::string& message) {
+        return {tests::ERROR, TABLE_FILE, "connect", message};
+    }
+
+    const std::shared_ptr<CountingTableHandler> handler = std::make_shared<CountingTableHandler>();
+};
+
+TEST_F(ATableAccessor, DoesNotConnectWhenItIsCreatedOrDestroyed) {
+    {
+        const TableAccess without(KEY);
+        const TableAccess with(KEY, handler);
+        EXPECT_EQ(without.getAccess(), nullptr);
+        EXPECT_EQ(handler.use_count(), 2);
+    }
+    EXPECT_EQ(handler.use_count(), 1);
+    EXPECT_EQ(television.framework().lookups(), 0U);
+    EXPECT_EQ(model.connectAttempts(KEY), 0U);
+}
+
+TEST_F(ATableAccessor, HandsOutTheTableWhileItIsConnected) {
+    TableAccess access(KEY);
+    EXPECT_EQ(access.getName(), KEY);
+    EXPECT_EQ(access.connect(1000), 0);
+    EXPECT_EQ(model.connectAttempts(KEY), 1U);
+    EXPECT_EQ(model.subscribers(KEY), 1U);
+    ASSERT_NE(access.getAccess(), nullptr);
+    EXPECT_EQ(access.getAccess()->getType(), OBJECT_TYPE_TABLE);
+    EXPECT_EQ(access.getType(), OBJECT_TYPE_TABLE);
+    EXPECT_THAT(log.lines(), IsEmpty());
+    EXPECT_EQ(access.disconnect(), 0);
+    EXPECT_EQ(model.subscribers(KEY), 0U);
+    EXPECT_EQ(access.getAccess(), nullptr);
+    EXPECT_EQ(access.getType(), 0);
+    EXPECT_EQ(access.connect(0), 0);
+    EXPECT_NE(access.getAccess(), nullptr);
+}
+
+TEST_F(ATableAccessor, IsAskedToDisconnectEvenWithoutAConnectionButNotByItsDestruction) {
+    {
+        TableAccess access(KEY);
+        EXPECT_EQ(access.disconnect(), 0);
+        EXPECT_EQ(access.disconnect(), 0);
+    }
+    EXPECT_EQ(television.framework().lookups(), 2U);
+}
+
+TEST_F(ATableAccessor, ConnectsToAnObjectOfAnyType) {
+    const std::vector<std::pair<ObjectTypeSpec, Value>> types{
+        {OBJECT_TYPE_NONE, {}},   {OBJECT_TYPE_NUMERIC_INTEGER, 1}, {OBJECT_TYPE_STRING, std::string()},
+        {OBJECT_TYPE_ACTION, {}}, {OBJECT_TYPE_NUMERIC_INT64, 1LL},
+    };
+    for (const auto& [type, value] : types) {
+        SCOPED_TRACE(type);
+        define(type, value);
+        TableAccess access(KEY);
+        EXPECT_EQ(access.connect(0), 0);
+        EXPECT_EQ(access.getType(), type);
+        EXPECT_EQ(model.subscribers(KEY), 1U);
+    }
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(ATableAccessor, KeepsItsConnectionAndTheTimeOutOfAFurtherCall) {
+    TableAccess access(KEY);
+    ASSERT_EQ(access.connect(0), 0);
+    const BizValue* const table = access.getAccess();
+    const unsigned lookups = television.framework().lookups();
+    for (const int timeoutMs : {5000, INT_MIN, 250}) EXPECT_EQ(access.connect(timeoutMs), 0);
+    EXPECT_EQ(access.getAccess(), table);
+    EXPECT_EQ(television.framework().lookups(), lookups);
+    EXPECT_EQ(model.connectAttempts(KEY), 1U);
+    access.disconnect();
+    model.withdraw(KEY);
+    EXPECT_EQ(access.tryConnectIfNeeded(), 5);
+    EXPECT_EQ(model.connectAttempts(KEY), 1U + 3U);
+}
+
+TEST_F(ATableAccessor, LogsTheStatusOfTheModelIfItCannotConnect) {
+    TableAccess access(KEY);
+    for (const int status : {3, 99, -1}) {
+        setFault(&KeyFaults::connectStatus, status);
+        log.clear();
+        EXPECT_EQ(access.connect(0), 5);
+        EXPECT_THAT(log.lines(), ElementsAre(error("Failed " + std::to_string(status) + ".\n")));
+    }
+    setFault(&KeyFaults::connectYieldsNothing, true);
+    log.clear();
+    EXPECT_EQ(access.connect(0), 5);
+    EXPECT_THAT(log.lines(), ElementsAre(error("Failed 0.\n")));
+    EXPECT_EQ(access.getAccess(), nullptr);
+}
+
+TEST_F(ATableAccessor, DisconnectsWhenItIsDestroyedThroughAnyOfItsClasses) {
+    const std::vector<std::function<void(TableAccess*)>> ways{
+        [](TableAccess* access) { delete access; },
+        [](TableAccess* access) { delete static_cast<ValueAccessBase*>(access); },
+        [](TableAccess* access) { delete static_cast<ObserverTable*>(access); },
+    };
+    for (const auto& destroy : ways) {
+        auto access = std::make_unique<TableAccess>(KEY, handler);
+        ASSERT_EQ(access->connect(0), 0);
+        destroy(access.release());
+        EXPECT_EQ(model.subscribers(KEY), 0U);
+        EXPECT_EQ(handler.use_count(), 1);
+    }
+}
+
+TEST_F(ATableAccessor, ReplacesItsHandler) {
+    TableAccess access(KEY);
+    EXPECT_EQ(access.setActionResultHandler(handler), 0);
+    EXPECT_EQ(handler.use_count(), 2);
+    EXPECT_EQ(access.setActionResultHandler(nullptr), 0);
+    EXPECT_EQ(handler.use_count(), 1);
+}
+
+TEST_F(ATableAccessor, LogsAnUpdateAndTellsNobody) {
+    TableAccess access(KEY, handler);
+    for (const int kind : {0, 1, -1}) access.notifyUpdate(kind);
+    EXPECT_EQ(log.countEnter(TABLE_FILE, "notifyUpdate"), 3U);
+    ASSERT_EQ(access.connect(0), 0);
+    model.setRows(KEY, {{"9", "zulu", "z"}});
+    ASSERT_TRUE(model.settle());
+    EXPECT_EQ(log.countEnter(TABLE_FILE, "notifyUpdate"), 4U);
+    EXPECT_EQ(log.lines().size(), 4U);
+    EXPECT_EQ(handler->calls, 0);
+    EXPECT_EQ(handler.use_count(), 2);
+}
+
+struct Attempts {
+    int timeoutMs;
+    unsigned attempts;
+    unsigned pauses;
+};
+
+void PrintTo(const Attempts& row, std::ostream* out) { *out << row.timeoutMs << " ms: " << row.attempts; }
+
+class ATablesTimeOut : public TableTest, public testing::WithParamInterface<Attempts> {};
+
+TEST_P(ATablesTimeOut, GivesSoManyAttemptsEachFollowedByAPause) {
+    const auto [timeoutMs, attempts, pauses] = GetParam();
+    model.withdraw(KEY);
+    TableAccess access(KEY);
+    const auto start = Clock::now();
+    EXPECT_EQ(access.connect(timeoutMs), 5);
+    const auto elapsed = Clock::now() - start;
+    EXPECT_EQ(model.connectAttempts(KEY), attempts);
+    EXPECT_EQ(television.framework().lookups(), 1U);
+    EXPECT_GE(elapsed, pauses * 100ms);
+    EXPECT_LT(elapsed, pauses * 100ms + 10s);
+}
+
+INSTANTIATE_TEST_SUITE_P(, ATablesTimeOut,
+                         testing::Values(Attempts{1000, 10, 10}, Attempts{101, 2, 2}, Attempts{100, 1, 1},
+                                         Attempts{1, 1, 1}, Attempts{0, 1, 0}, Attempts{INT_MIN, 1, 0}));
+
+// Accessors to iterators
+
+TEST(TheIteratorAccessorsInterface, HasItsOperationsBehindThoseOfItsBase) {
+    using Access = IteratorAccess;
+    const std::vector<std::size_t> slots{
+        slotOf(&Access::connect),
+        slotOf(&Access::disconnect),
+        slotOf(&Access::create),
+        slotOf(&Access::destroy),
+        slotOf(&Access::setActionResultHandler),
+        slotOf(&Access::notifyCommit),
+        slotOf(&Access::notifyTotalCount),
+        slotOf(&Access::notifySeekToRow),
+        slotOf(&Access::notifySeekToContent),
+        slotOf(&Access::notifyCursorPosition),
+        slotOf(&Access::notifyReadRow),
+        slotOf(&Access::notifyReadRowChunk),
+        slotOf(&Access::notifyIteratorReady),
+        slotOf(&Access::notifyUpdate),
+    };
+    EXPECT_THAT(slots, ElementsAre(3, 4, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29));
+}
+
+TEST(TheIteratorAccessorsInterface, IsItsBaseFirstAndAnObserverSecond) {
+    const IteratorAccess access("test.access.table", nullptr, {0, 1}, {}, {}, {});
+    const auto* const start = reinterpret_cast<const char*>(&access);
+    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ValueAccessBase*>(&access)), start);
+    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ObserverTableIterator*>(&access)),
+              start + sizeof(ValueAccessBase));
+}
+
+TEST(TheIteratorHandlersInterface, HasTheNineOperationsInOrder) {
+    using Handler = IteratorHandler;
+    const std::vector<std::size_t> slots{
+        slotOf(&Handler::onCommit),        slotOf(&Handler::onTotalCount),     slotOf(&Handler::onSeekToRow),
+        slotOf(&Handler::onSeekToContent), slotOf(&Handler::onCursorPosition), slotOf(&Handler::onReadRow),
+        slotOf(&Handler::onReadRowChunk),  slotOf(&Handler::onIteratorReady),  slotOf(&Handler::onUpdate),
+    };
+    EXPECT_THAT(slots, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8));
+    EXPECT_EQ(sizeof(Handler), sizeof(void*));
+}
+
+TEST(TheIteratorObserversInterface, HasTheNineNotificationsInOrder) {
+    using Its = ObserverTableIterator;
+    const std::vector<std::size_t> slots{
+        slotOf(&Its::notifyCommit),        slotOf(&Its::notifyTotalCount),     slotOf(&Its::notifySeekToRow),
+        slotOf(&Its::notifySeekToContent), slotOf(&Its::notifyCursorPosition), slotOf(&Its::notifyReadRow),
+        slotOf(&Its::notifyReadRowChunk),  slotOf(&Its::notifyIteratorReady),  slotOf(&Its::notifyUpdate),
+    };
+    EXPECT_THAT(slots, ElementsAre(3, 4, 5, 6, 7, 8, 9, 10, 11));
+}
+
+constexpr IteratorType AS_NOW{0, 100};
+constexpr IteratorType FOLLOWING{1, 100};
+
+class IteratorTest : public TableTest {
+  protected:
+    // Of the numbers and names, unless told.
+    std::unique_ptr<IteratorAccess> make(const IteratorType& type = AS_NOW,
+                                         const std::vector<TableSelection>& selection = {},
+                                         const std::vector<int>& columns = {0, 1},
+                                         const std::vector<TableOrder>& order = {}) {
+        return std::make_unique<IteratorAccess>(KEY, handler, type, selection, columns, order);
+    }
+
+    // Open and ready; what it said about that is forgotten.
+    template <typename... Arguments>
+    std::unique_ptr<IteratorAccess> open(const Arguments&... arguments) {
+        auto access = make(arguments...);
+        EXPECT_EQ(access->create(), 0);
+        EXPECT_NE(access->getIterator(), nullptr);
+        answers();
+        return access;
+    }
+
+    // The news since the last call.
+    std::vector<std::string> answers() {
+        EXPECT_TRUE(model.settle());
+        const std::vector<std::string> news = handler->news();
+        handler->forget();
+        return news;
+    }
+
+    // What it answers to that.
+    std::vector<std::string> answersTo(const std::function<int(TableIterator&)>& request,
+                                       const IteratorAccess& access) {
+        EXPECT_EQ(request(*access.getIterator()), 0);
+        return answers();
+    }
+
+    // All the rows from the first on, in one chunk.
+    std::string contents(const IteratorAccess& access) {
+        EXPECT_EQ(access.getIterator()->seekToRow(0), 0);
+        EXPECT_EQ(access.getIterator()->readRowChunk(100), 0);
+        return answers().back();
+    }
+
+    static LogLine connectError(int status) {
+        return {tests::ERROR, ITERATOR_FILE, "create",
+                std::string("Error connect name : ") + KEY + ",  status: " + std::to_string(status) + "\n"};
+    }
+
+    const std::shared_ptr<Recorder> handler = std::make_shared<Recorder>();
+};
+
+using AnIteratorAccessor = IteratorTest;
+
+TEST_F(AnIteratorAccessor, IsNotBroughtUpByConnecting) {
+    const auto access = make();
+    EXPECT_EQ(access->getName(), KEY);
+    EXPECT_EQ(handler.use_count(), 2);
+    EXPECT_EQ(access->connect(5000), 0);
+    EXPECT_EQ(access->disconnect(), 0);
+    EXPECT_EQ(access->getIterator(), nullptr);
+    EXPECT_THAT(log.lines(), IsEmpty());
+    EXPECT_EQ(television.framework().lookups(), 0U);
+    EXPECT_EQ(model.connectAttempts(KEY), 0U);
+}
+
+TEST_F(AnIteratorAccessor, ConnectsAtOnceEvenIfThereIsNoTable) {
+    model.withdraw(KEY);
+    const auto access = make();
+    EXPECT_EQ(access->connect(5000), 0);
+    EXPECT_EQ(model.connectAttempts(KEY), 0U);
+}
+
+TEST_F(AnIteratorAccessor, StaysOpenIfItIsDisconnected) {
+    const auto access = open();
+    EXPECT_EQ(access->disconnect(), 0);
+    EXPECT_EQ(model.subscribers(KEY), 1U);
+    EXPECT_EQ(model.iterators(KEY), 1U);
+    EXPECT_NE(access->getIterator(), nullptr);
+}
+
+TEST_F(AnIteratorAccessor, OpensItsIteratorWhenItIsCreated) {
+    const auto access = make();
+    EXPECT_EQ(access->create(), 0);
+    EXPECT_NE(access->getIterator(), nullptr);
+    EXPECT_EQ(model.iterators(KEY), 1U);
+    EXPECT_EQ(model.subscribers(KEY), 1U);
+    EXPECT_EQ(model.connectAttempts(KEY), 1U);
+    EXPECT_THAT(answers(), ElementsAre("ready 4"));
+}
+
+TEST_F(AnIteratorAccessor, KeepsCopiesOfWhatItWasMadeWith) {
+    IteratorType type{0, 2};
+    std::vector<TableSelection> selection{{2, "x"}};
+    std::vector<int> columns{1};
+    std::vector<TableOrder> order{{1, true}};
+    const auto access = make(type, selection, columns, order);
+    type = {1, 0};
+    selection[0].value = "y";
+    columns.assign({0, 0});
+    order.clear();
+    ASSERT_EQ(access->create(), 0);
+    EXPECT_EQ(access->getIterator()->readRowChunk(100), 0);
+    EXPECT_THAT(answers(), ElementsAre("ready 3", "chunk bravo charlie"));
+}
+
+TEST_F(AnIteratorAccessor, TriesForASecondToConnectItsTable) {
+    model.withdraw(KEY);
+    const auto access = make();
+    const auto start = Clock::now();
+    EXPECT_EQ(access->create(), 4);
+    const auto elapsed = Clock::now() - start;
+    EXPECT_GE(elapsed, 1s);
+    EXPECT_LT(elapsed, 11s);
+    EXPECT_EQ(model.connectAttempts(KEY), 10U);
+    EXPECT_EQ(log.count(connectError(5)), 1U);
+    EXPECT_EQ(log.count({tests::ERROR, TABLE_FILE, "connect",
+                         "Failed " + std::to_string(simulated::STATUS_UNAVAILABLE) + ".\n"}),
+              1U);
+    EXPECT_EQ(access->getIterator(), nullptr);
+    EXPECT_EQ(access->destroy(), 0);
+    EXPECT_EQ(model.subscribers(KEY), 0U);
+    model.offer(KEY);
+    EXPECT_EQ(access->create(), 0);
+    EXPECT_EQ(model.iterators(KEY), 1U);
+}
+
+TEST_F(AnIteratorAccessor, CannotBeCreatedOnAnUnknownTable) {
+    IteratorAccess access("test.access.unknown", handler, AS_NOW, {}, {0}, {});
+    EXPECT_EQ(access.create(), 4);
+    EXPECT_EQ(log.withMessage("Error connect name : test.access.unknown,  status: 5\n").size(), 1U);
+    EXPECT_EQ(access.getIterator(), nullptr);
+}
+
+TEST_F(AnIteratorAccessor, KeepsItsIteratorIfItCannotBeCreatedAgain) {
+    const auto access = open();
+    TableIterator* const iterator = access->getIterator();
+    model.withdraw(KEY);
+    EXPECT_EQ(access->create(), 4);
+    model.offer(KEY);
+    answers();
+    EXPECT_EQ(access->getIterator(), iterator);
+    EXPECT_EQ(model.iterators(KEY), 1U);
+    EXPECT_THAT(answersTo([](TableIterator& it) { return it.requestTotalCount(); }, *access),
+                ElementsAre("total 4"));
+}
+
+TEST_F(AnIteratorAccessor, HasNoIteratorOfAnObjectThatIsNoTable) {
+    define(OBJECT_TYPE_NUMERIC_INTEGER, 1);
+    const auto access = make();
+    EXPECT_EQ(access->create(), 0);
+    EXPECT_EQ(access->getIterator(), nullptr);
+    EXPECT_EQ(access->destroy(), 0);
+    EXPECT_THAT(answers(), IsEmpty());
+}
+
+TEST_F(AnIteratorAccessor, MayBeCreatedTwice) {
+    auto access = open();
+    EXPECT_EQ(access->create(), 0);
+    answers();
+    EXPECT_THAT(answersTo([](TableIterator& it) { return it.requestTotalCount(); }, *access),
+                ElementsAre("total 4"));
+    access.reset();
+    EXPECT_EQ(model.subscribers(KEY), 0U);
+    EXPECT_EQ(model.iterators(KEY), 0U);
+    EXPECT_EQ(handler.use_count(), 1);
+}
+
+TEST_F(AnIteratorAccessor, DoesNothingIfItIsDestroyedBeforeItIsCreated) {
+    const auto access = make();
+    EXPECT_EQ(access->destroy(), 0);
+    EXPECT_EQ(access->getIterator(), nullptr);
+    EXPECT_EQ(television.framework().lookups(), 0U);
+}
+
+TEST_F(AnIteratorAccessor, GivesItsIteratorBackOnceAndKeepsTheTable) {
+    const auto access = open(FOLLOWING);
+    // Another iterator of the table is none of its business.
+    const auto other = std::make_shared<Recorder>();
+    IteratorAccess neighbour(KEY, other, AS_NOW, {}, {0}, {});
+    ASSERT_EQ(neighbour.create(), 0);
+    EXPECT_EQ(model.iterators(KEY), 2U);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(access->destroy(), 0);
+        EXPECT_EQ(access->getIterator(), nullptr);
+        EXPECT_EQ(model.iterators(KEY), 1U);
+        EXPECT_EQ(model.subscribers(KEY), 2U);
+    }
+    model.setRows(KEY, {});
+    EXPECT_THAT(answers(), IsEmpty());
+    EXPECT_EQ(neighbour.getIterator()->requestTotalCount(), 0);
+    ASSERT_TRUE(model.settle());
+    EXPECT_EQ(other->news().back(), "total 4");
+}
+
+TEST_F(AnIteratorAccessor, HearsNothingAnyMoreOnceItHasGivenItsIteratorBack) {
+    const auto access = open(FOLLOWING);
+    model.holdNotifications();
+    EXPECT_EQ(access->getIterator()->requestTotalCount(), 0);
+    model.setRows(KEY, {});
+    EXPECT_EQ(access->destroy(), 0);
+    model.releaseNotifications(simulated::Order::AS_THEY_CAME);
+    EXPECT_THAT(answers(), IsEmpty());
+}
+
+TEST_F(AnIteratorAccessor, MayBeCreatedAgainAfterItHasGivenItsIteratorBack) {
+    const auto access = open();
+    EXPECT_EQ(access->destroy(), 0);
+    EXPECT_EQ(access->create(), 0);
+    EXPECT_NE(access->getIterator(), nullptr);
+    EXPECT_EQ(model.iterators(KEY), 1U);
+    EXPECT_THAT(answers(), ElementsAre("ready 4"));
+}
+
+TEST_F(AnIteratorAccessor, LogsTheEntryOfItsDestructorAndContactsNothingIfItWasNotCreated) {
+    make().reset();
+    EXPECT_EQ(log.countEnter(ITERATOR_FILE, "~IteratorAccess"), 1U);
+    EXPECT_EQ(television.framework().lookups(), 0U);
+    EXPECT_EQ(handler.use_count(), 1);
+}
+
+TEST_F(AnIteratorAccessor, DisconnectsItsTableWhenItIsDestroyedThroughAnyOfItsClasses) {
+    const std::vector<std::function<void(IteratorAccess*)>> ways{
+        [](IteratorAccess* access) { delete access; },
+        [](IteratorAccess* access) { delete static_cast<ValueAccessBase*>(access); },
+        [](IteratorAccess* access) { delete static_cast<ObserverTableIterator*>(access); },
+    };
+    for (const auto& destroy : ways) {
+        auto access = open(FOLLOWING);
+        model.holdNotifications();
+        access->getIterator()->requestTotalCount();
+        model.setRows(KEY, rows());
+        log.clear();
+        destroy(access.release());
+        EXPECT_EQ(log.countEnter(ITERATOR_FILE, "~IteratorAccess"), 1U);
+        EXPECT_EQ(model.subscribers(KEY), 0U);
+        EXPECT_EQ(model.iterators(KEY), 0U);
+        EXPECT_EQ(handler.use_count(), 1);
+        model.releaseNotifications(simulated::Order::AS_THEY_CAME);
+        model.setRows(KEY, {});
+        EXPECT_THAT(answers(), IsEmpty());
+    }
+}
+
+TEST_F(AnIteratorAccessor, DisconnectsItsTableAlsoAfterItHasGivenItsIteratorBack) {
+    auto access = open();
+    access->destroy();
+    access.reset();
+    EXPECT_EQ(model.subscribers(KEY), 0U);
+}
+
+TEST_F(AnIteratorAccessor, IsNotToldAnythingAfterItsDestructionWhileOthersUseTheTable) {
+    auto access = open(FOLLOWING);
+    const auto other = std::make_shared<Recorder>();
+    IteratorAccess neighbour(KEY, other, FOLLOWING, {}, {0}, {});
+    ASSERT_EQ(neighbour.create(), 0);
+    access.reset();
+    EXPECT_EQ(model.subscribers(KEY), 1U);
+    // With more, the model would go on to call what is gone.
+    ASSERT_EQ(model.iterators(KEY), 1U);
+    model.setRows(KEY, {});
+    EXPECT_THAT(answers(), IsEmpty());
+    EXPECT_EQ(other->news().back(), "update 0");
+}
+
+TEST_F(AnIteratorAccessor, WaitsInItsDestructorForTheNewsThatIsBeingDelivered) {
+    std::promise<void> entered;
+    std::promise<void> mayLeave;
+    std::atomic<bool> left{false};
+    auto access = make();
+    access->setActionResultHandler(std::make_shared<Recorder>([&] {
+        entered.set_value();
+        mayLeave.get_future().wait_for(LIMIT);
+        left = true;
+    }));
+    ASSERT_EQ(access->create(), 0);
+    ASSERT_EQ(entered.get_future().wait_for(LIMIT), std::future_status::ready);
+    auto destroying = std::async(std::launch::async, [&] {
+        access.reset();
+        return left.load();
+    });
+    // Gives one that does not wait the time to end too early.
+    EXPECT_EQ(destroying.wait_for(50ms), std::future_status::timeout);
+    mayLeave.set_value();
+    EXPECT_TRUE(destroying.get());
+}
+
+// The notifications
+
+const Row ROW{"7", "seven"};
+const Row OTHER_ROW{"8"};
+const Chunk CHUNK{&ROW, &OTHER_ROW, &ROW};
+
+struct News {
+    const char* name;
+    std::function<void(IteratorAccess&)> call;
+    std::string text;
+    const void* address;
+};
+
+std::vector<News> allNews() {
+    std::vector<News> all{
+        {"row", [](IteratorAccess& access) { access.notifyReadRow(ROW); }, "row 7,seven", &ROW},
+        {"chunk", [](IteratorAccess& access) { access.notifyReadRowChunk(CHUNK); }, "chunk 7,seven 8 7,seven",
+         &CHUNK},
+    };
+    using Operation = void (IteratorAccess::*)(int);
+    const std::vector<std::pair<const char*, Operation>> operations{
+        {"commit", &IteratorAccess::notifyCommit},         {"total", &IteratorAccess::notifyTotalCount},
+        {"seek", &IteratorAccess::notifySeekToRow},        {"content", &IteratorAccess::notifySeekToContent},
+        {"cursor", &IteratorAccess::notifyCursorPosition}, {"ready", &IteratorAccess::notifyIteratorReady},
+        {"update", &IteratorAccess::notifyUpdate},
+    };
+    for (const auto& [name, operation] : operations)
+        for (const int number : {INT_MIN, -1, 0, 5, INT_MAX})
+            all.push_back({name, [=](IteratorAccess& access) { (access.*operation)(number); },
+                           std::string(name) + " " + std::to_string(number), nullptr});
+    return all;
+}
+
+using AnIteratorsNews = IteratorTest;
+
+TEST_F(AnIteratorsNews, GoesUnchangedToTheOperationOfItsNameWithoutALogLine) {
+    const auto access = make();
+    for (const News& news : allNews()) {
+        SCOPED_TRACE(news.text);
+        handler->forget();
+        news.call(*access);
+        EXPECT_THAT(handler->news(), ElementsAre(news.text));
+        EXPECT_EQ(handler->address(), news.address);
+        EXPECT_EQ(handler.use_count(), 2);
+    }
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(AnIteratorsNews, IsDroppedWithoutAHandler) {
+    const auto access = make();
+    EXPECT_EQ(access->setActionResultHandler(nullptr), 0);
+    EXPECT_EQ(handler.use_count(), 1);
+    for (const News& news : allNews()) news.call(*access);
+    EXPECT_THAT(handler->news(), IsEmpty());
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(AnIteratorsNews, MayMakeTheHandlerReplaceItself) {
+    const auto access = make();
+    for (const News& news : allNews()) {
+        SCOPED_TRACE(news.text);
+        handler->forget();
+        auto leaving = std::make_shared<Recorder>([&] { access->setActionResultHandler(handler); });
+        const std::weak_ptr<Recorder> watched = leaving;
+        EXPECT_EQ(access->setActionResultHandler(std::move(leaving)), 0);
+        news.call(*access);
+        EXPECT_TRUE(watched.expired());
+        EXPECT_THAT(handler->news(), IsEmpty());
+        news.call(*access);
+        EXPECT_THAT(handler->news(), ElementsAre(news.text));
+    }
+}
+
+using AnIteratorsHandler = IteratorTest;
+
+TEST_F(AnIteratorsHandler, LosesNoNewsWhileAnotherThreadReplacesIt) {
+    television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
+    constexpr int requests = 200;
+    const auto access = open();
+    model.setNotificationDelay(0ms);
+    std::atomic<int> answered{0};
+    const auto counting = [&] { return std::make_shared<Recorder>([&] { ++answered; }); };
+    access->setActionResultHandler(counting());
+    std::atomic<bool> replacing{true};
+    std::promise<void> replaced;
+    auto replace = std::async(std::launch::async, [&] {
+        access->setActionResultHandler(counting());
+        replaced.set_value();
+        while (replacing) access->setActionResultHandler(counting());
+    });
+    EXPECT_EQ(replaced.get_future().wait_for(LIMIT), std::future_status::ready);
+    for (int i = 0; i < requests / 2; ++i) {
+        EXPECT_EQ(access->getIterator()->requestTotalCount(), 0);
+        EXPECT_EQ(access->getIterator()->readRow(), 0);
+    }
+    EXPECT_TRUE(model.settle());
+    replacing = false;
+    replace.get();
+    access->setActionResultHandler(nullptr);
+    EXPECT_EQ(answered, requests);
+}
+
+TEST_F(AnIteratorsHandler, LivesUntilItsCallHasEndedIfItIsReplacedMeanwhile) {
+    std::promise<void> entered;
+    std::promise<void> mayLeave;
+    auto staying = std::make_shared<Recorder>([&] {
+        entered.set_value();
+        mayLeave.get_future().wait_for(LIMIT);
+    });
+    const std::weak_ptr<Recorder> watched = staying;
+    const auto access = make();
+    access->setActionResultHandler(std::move(staying));
+    ASSERT_EQ(access->create(), 0);
+    ASSERT_EQ(entered.get_future().wait_for(LIMIT), std::future_status::ready);
+    access->setActionResultHandler(handler);
+    EXPECT_FALSE(watched.expired());
+    mayLeave.set_value();
+    EXPECT_THAT(answers(), IsEmpty());
+    EXPECT_TRUE(watched.expired());
+}
+
+// The television's tables
+
+using ATelevisionsTable = IteratorTest;
+
+TEST_F(ATelevisionsTable, AnswersEveryRequestOnAThreadOfItsOwn) {
+    std::atomic<std::thread::id> thread{std::this_thread::get_id()};
+    const auto recorder = std::make_shared<Recorder>([&] { thread = std::this_thread::get_id(); });
+    IteratorAccess access(KEY, recorder, AS_NOW, {}, {0}, {});
+    ASSERT_EQ(access.create(), 0);
+    ASSERT_TRUE(model.settle());
+    EXPECT_NE(thread.load(), std::this_thread::get_id());
+}
+
+TEST_F(ATelevisionsTable, TellsItsRowsOnRequestAndTakesACommit) {
+    const auto access = open();
+    EXPECT_THAT(answersTo([](TableIterator& it) { return it.requestTotalCount(); }, *access),
+                ElementsAre("total 4"));
+    EXPECT_THAT(answersTo([](TableIterator& it) { return it.commit(); }, *access), ElementsAre("commit 0"));
+}
+
+TEST_F(ATelevisionsTable, SeeksRowsThatItHas) {
+    const auto access = open();
+    EXPECT_THAT(answersTo([](TableIterator& it) { return it.requestCursorPosition(); }, *access),
+                ElementsAre("cursor 0"));
+    const std::vector<std::pair<int, int>> table{{0, 0},   {2, 2},        {3, 3},        {4, -1},
+                                                 {-1, -1}, {INT_MAX, -1}, {INT_MIN, -1}, {1, 1}};
+    for (const auto& [wanted, found] : table) {
+        EXPECT_THAT(answersTo([&, row = wanted](TableIterator& it) { return it.seekToRow(row); }, *access),
+                    ElementsAre("seek " + std::to_string(found)));
+        if (found < 0) continue;
+        EXPECT_THAT(answersTo([](TableIterator& it) { return it.requestCursorPosition(); }, *access),
+                    ElementsAre("cursor " + std::to_string(found)));
+        EXPECT_THAT(answersTo([](TableIterator& it) { return it.readRow(); }, *access),
+                    ElementsAre("row " + std::to_string(found + 1) + "," +
+                                rows()[static_cast<std::size_t>(found)][1]));
+    }
+}
+
+TEST_F(ATelevisionsTable, SeeksContent) {
+    const auto access = open();
+    const auto seek = [&](int column, const char* value) {
+        return answersTo([&](TableIterator& it) { return it.seekToContent(column, value); }, *access);
+    };
+    EXPECT_THAT(seek(1, "charlie"), ElementsAre("content 2"));
+    EXPECT_THAT(answersTo([](TableIterator& it) { return it.readRow(); }, *access),
+                ElementsAre("row 3,charlie"));
+    EXPECT_THAT(seek(0, "1"), ElementsAre("content 0"));
+    EXPECT_THAT(seek(1, "charli"), ElementsAre("content -1"));
+    EXPECT_THAT(seek(0, "charlie"), ElementsAre("content -1"));
+    EXPECT_THAT(seek(-1, "1"), ElementsAre("content -1"));
+    EXPECT_THAT(seek(INT_MAX, ""), ElementsAre("content -1"));
+}
+
+TEST_F(ATelevisionsTable, GivesChunksOfAtMostTheAgreedSizeAndTheRowsThatAreLeft) {
+    const auto access = open(IteratorType{0, 3}, std::vector<TableSelection>{}, std::vector<int>{0});
+    const std::vector<std::tuple<int, int, std::string>> table{
+        {0, 2, "chunk 1 2"}, {0, 3, "chunk 1 2 3"}, {0, 100, "chunk 1 2 3"}, {2, 3, "chunk 3 4"},
+        {3, 1, "chunk 4"},   {1, 0, "chunk"},       {1, -5, "chunk"},
+    };
+    for (const auto& [from, count, chunk] : table) {
+        ASSERT_EQ(access->getIterator()->seekToRow(from), 0);
+        ASSERT_EQ(access->getIterator()->readRowChunk(count), 0);
+        EXPECT_THAT(answers(), ElementsAre("seek " + std::to_string(from), chunk));
+    }
+}
+
+struct View {
+    std::vector<TableSelection> selection;
+    std::vector<int> columns;
+    std::vector<TableOrder> order;
+    const char* ready;
+    const char* contents;
+};
+
+TEST_F(ATelevisionsTable, IsSeenAsTheIteratorWants) {
+    const std::vector<View> table{
+        {{}, {0, 1, 2}, {}, "ready 4", "chunk 1,delta,x 2,alpha,y 3,charlie,x 4,bravo,x"},
+        {{}, {2, 0, 2}, {}, "ready 4", "chunk x,1,x y,2,y x,3,x x,4,x"},
+        {{{2, "x"}}, {0}, {}, "ready 3", "chunk 1 3 4"},
+        {{{2, "x"}, {1, "bravo"}}, {0}, {}, "ready 1", "chunk 4"},
+        {{{2, "y"}, {1, "bravo"}}, {0}, {}, "ready 0", "chunk"},
+        {{}, {0}, {{1, true}}, "ready 4", "chunk 2 4 3 1"},
+        {{}, {0}, {{1, false}}, "ready 4", "chunk 1 3 4 2"},
+        {{}, {0}, {{2, false}, {1, true}}, "ready 4", "chunk 2 4 3 1"},
+        {{}, {0}, {{2, true}, {0, false}}, "ready 4", "chunk 4 3 1 2"},
+        {{{2, "x"}}, {1}, {{1, true}}, "ready 3", "chunk bravo charlie delta"},
+    };
+    for (const View& view : table) {
+        const auto access = make(AS_NOW, view.selection, view.columns, view.order);
+        ASSERT_EQ(access->create(), 0);
+        EXPECT_THAT(answers(), ElementsAre(view.ready));
+        EXPECT_EQ(contents(*access), view.contents);
+    }
+}
+
+TEST_F(ATelevisionsTable, GivesAnEmptyRowWhereThereIsNone) {
+    model.setRows(KEY, {});
+    const auto access = open();
+    EXPECT_THAT(answersTo([](TableIterator& it) { return it.readRow(); }, *access), ElementsAre("row "));
+    EXPECT_THAT(answersTo([](TableIterator& it) { return it.requestCursorPosition(); }, *access),
+                ElementsAre("cursor -1"));
+}
+
+TEST_F(ATelevisionsTable, TellsItsUpdatesToIteratorsThatFollowIt) {
+    const std::vector<TableSelection> selection{{2, "x"}};
+    const auto following = open(FOLLOWING, selection);
+    const auto other = std::make_shared<Recorder>();
+    IteratorAccess fixed(KEY, other, AS_NOW, selection, {0, 1}, {});
+    ASSERT_EQ(fixed.create(), 0);
+    ASSERT_TRUE(model.settle());
+    const Rows changed{{"5", "echo", "x"}, {"6", "foxtrot", "y"}};
+    model.setRows(KEY, changed);
+    EXPECT_THAT(answers(), ElementsAre("update 0"));
+    EXPECT_EQ(contents(*following), "chunk 5,echo");
+    EXPECT_EQ(fixed.getIterator()->readRowChunk(100), 0);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(other->news(), ElementsAre("ready 3", "chunk 1,delta 3,charlie 4,bravo"));
+    EXPECT_EQ(model.rows(KEY), changed);
+}
+
+TEST_F(ATelevisionsTable, RefusesRequestsWithoutAnAnswerWhileItIsWithdrawn) {
+    const auto access = open();
+    model.withdraw(KEY);
+    TableIterator& iterator = *access->getIterator();
+    const std::vector<int> statuses{
+        iterator.requestTotalCount(),
+        iterator.requestCursorPosition(),
+        iterator.seekToRow(0),
+        iterator.seekToContent(0, "1"),
+        iterator.readRow(),
+        iterator.readRowChunk(1),
+        iterator.commit(),
+    };
+    EXPECT_THAT(statuses, testing::Each(testing::Ne(0)));
+    EXPECT_THAT(answers(), IsEmpty());
+}
+
+TEST_F(ATelevisionsTable, ListsTheChannels) {
+    IteratorAccess access("dovra.sl2.table.channel.list", handler, {0, 10}, {{6, "1"}}, {0, 1}, {});
+    ASSERT_EQ(access.create(), 0);
+    EXPECT_EQ(access.getIterator()->readRow(), 0);
+    EXPECT_THAT(answers(), ElementsAre("ready 1", "row 4,Garden"));
+}
+
+}  // namespace
