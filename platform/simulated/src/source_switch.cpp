@@ -51,13 +51,7 @@ int resources(const std::string& text) {
 
 }  // namespace
 
-SourceSwitch::SourceSwitch(Model& model, VideoPipeline& video) : m_model(model), m_video(video) {
-    const std::vector<KeyDefinition> keys = model.keys();
-    const auto isAction = [](const KeyDefinition& key) { return key.name == ACTION; };
-    if (std::any_of(keys.begin(), keys.end(), isAction))
-        model.setAction(ACTION,
-                        [this](const std::vector<Argument>& arguments) { return perform(arguments); });
-}
+SourceSwitch::SourceSwitch(Model& model, VideoPipeline& video) : m_model(model), m_video(video) { reset(); }
 
 std::size_t SourceSwitch::channel() const {
     const std::lock_guard lock(m_mutex);
@@ -75,6 +69,17 @@ bool SourceSwitch::playing() const {
 }
 
 void SourceSwitch::reset() {
+    const std::vector<KeyDefinition> keys = m_model.keys();
+    const auto isAction = [](const KeyDefinition& key) { return key.name == ACTION; };
+    if (std::any_of(keys.begin(), keys.end(), isAction))
+        m_model.setAction(ACTION, [this](const std::vector<Argument>& arguments) {
+            try {
+                return perform(arguments);
+            } catch (const std::out_of_range&) {
+                // A catalogue without the keys that a channel changes.
+                return Answer{ERROR_UNKNOWN_CHANNEL, {}};
+            }
+        });
     const std::lock_guard lock(m_mutex);
     m_channel = 0;
     m_takenResources = 0;
