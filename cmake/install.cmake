@@ -1,8 +1,12 @@
 # The library and its headers for whoever builds against it: CMake package and pkg-config file included.
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/platform_adaptation)
 set(installed_targets platform_adaptation platform)
+set(PLATFORM_LIBS "")
 if(NOT PLATFORM_SDK)
   list(APPEND installed_targets simulated_television)
+  set(PLATFORM_LIBS " -lsimulated_television")
+  # The two lie side by side, wherever that is.
+  set_target_properties(platform_adaptation PROPERTIES INSTALL_RPATH $ORIGIN)
 endif()
 
 install(TARGETS ${installed_targets} EXPORT platform_adaptation

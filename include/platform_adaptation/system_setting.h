@@ -188,9 +188,13 @@ class PLATFORM_ADAPTATION_API SystemSetting : public SystemSettingInterface {
     PLATFORM_ADAPTATION_LOCAL void onChanged(const Setting& setting, const ValueObject& value,
                                              const char* function);
 
-    // What the workers do. Each takes its setting's value and checks it; then they differ.
+    // What the workers do. Each takes its setting's value and checks it; those whose changes are confirmed
+    // also read where the television is; then they differ.
     PLATFORM_ADAPTATION_LOCAL static SystemSetting* beginWorker(const Setting& setting, void* arg,
                                                                 int& target, const char* function);
+    PLATFORM_ADAPTATION_LOCAL static SystemSetting* beginConfirmed(const Setting& setting, void* arg,
+                                                                   int& target, int& current,
+                                                                   const char* function);
     PLATFORM_ADAPTATION_LOCAL bool readCurrent(const Setting& setting, int& current, const char* function);
     PLATFORM_ADAPTATION_LOCAL bool writeAndWait(const Setting& setting, int value, const char* function);
     PLATFORM_ADAPTATION_LOCAL static void* runSteps(const Setting& setting, void* arg, const char* function);

@@ -244,6 +244,15 @@ bool SystemSetting::readCurrent(const Setting& setting, int& current, const char
     return false;
 }
 
+SystemSetting* SystemSetting::beginConfirmed(const Setting& setting, void* arg, int& target, int& current,
+                                             const char* function) {
+    SystemSetting* const self = beginWorker(setting, arg, target, function);
+    if (self == nullptr || !self->readCurrent(setting, current, function)) return nullptr;
+    LOG_AT(logging::LEVEL_INFO, function, "set video %s, current value: %d, set value: %d.\n", setting.word,
+           current, target);
+    return self;
+}
+
 // The write comes before the lock that the wait takes: a change announced in between wakes nobody. Known and
 // kept.
 bool SystemSetting::writeAndWait(const Setting& setting, int value, const char* function) {
@@ -263,10 +272,8 @@ bool SystemSetting::writeAndWait(const Setting& setting, int value, const char* 
 void* SystemSetting::runSteps(const Setting& setting, void* arg, const char* function) {
     int target = 0;
     int current = 0;
-    SystemSetting* const self = beginWorker(setting, arg, target, function);
-    if (self == nullptr || !self->readCurrent(setting, current, function)) return nullptr;
-    LOG_AT(logging::LEVEL_INFO, function, "set video %s, current value: %d, set value: %d.\n", setting.word,
-           current, target);
+    SystemSetting* const self = beginConfirmed(setting, arg, target, current, function);
+    if (self == nullptr) return nullptr;
     while (current != target) {
         const int distance = target - current;
         const int next = std::abs(distance) <= STEP ? target : distance > 0 ? current + STEP : current - STEP;
@@ -280,10 +287,8 @@ void* SystemSetting::runSteps(const Setting& setting, void* arg, const char* fun
 void* SystemSetting::runOnce(const Setting& setting, void* arg, const char* function) {
     int target = 0;
     int current = 0;
-    SystemSetting* const self = beginWorker(setting, arg, target, function);
-    if (self == nullptr || !self->readCurrent(setting, current, function)) return nullptr;
-    LOG_AT(logging::LEVEL_INFO, function, "set video %s, current value: %d, set value: %d.\n", setting.word,
-           current, target);
+    SystemSetting* const self = beginConfirmed(setting, arg, target, current, function);
+    if (self == nullptr) return nullptr;
     if (current != target && !self->writeAndWait(setting, target, function)) return nullptr;
     LOG_AT(logging::LEVEL_INFO, function, "set video %s successed.\n", setting.word);
     return nullptr;
