@@ -21,6 +21,7 @@
 #include <utility>
 #include <vector>
 
+#include "attempts.h"
 #include "lomodelapi/argument.h"
 #include "lomodelapi/object_type_spec.h"
 #include "lomodelapi/observer.h"
@@ -268,33 +269,13 @@ TEST_F(AnActionAccessor, TakesNoNoticeOfAChangeOfAvailability) {
 
 // Connecting
 
-struct Attempts {
-    int timeoutMs;
-    unsigned attempts;
-    unsigned pauses;
-};
-
-void PrintTo(const Attempts& row, std::ostream* out) { *out << row.timeoutMs << " ms: " << row.attempts; }
-
-class AnActionsTimeOut : public ActionTest, public testing::WithParamInterface<Attempts> {};
+class AnActionsTimeOut : public ActionTest, public testing::WithParamInterface<tests::Attempts> {};
 
 TEST_P(AnActionsTimeOut, GivesSoManyAttemptsEachFollowedByAPause) {
-    const auto [timeoutMs, attempts, pauses] = GetParam();
-    model.withdraw(KEY);
-    ActionAccess access(KEY);
-    const auto start = Clock::now();
-    EXPECT_EQ(access.connect(timeoutMs), 5);
-    const auto elapsed = Clock::now() - start;
-    EXPECT_EQ(model.connectAttempts(KEY), attempts);
-    EXPECT_GE(elapsed, pauses * 100ms);
-    EXPECT_LT(elapsed, pauses * 100ms + 10s);
-    EXPECT_EQ(television.framework().lookups(), 1U);
+    tests::expectAttempts<ActionAccess>(KEY, GetParam());
 }
 
-INSTANTIATE_TEST_SUITE_P(, AnActionsTimeOut,
-                         testing::Values(Attempts{1000, 10, 10}, Attempts{901, 10, 10}, Attempts{101, 2, 2},
-                                         Attempts{100, 1, 1}, Attempts{1, 1, 1}, Attempts{0, 1, 0},
-                                         Attempts{-1, 1, 0}, Attempts{INT_MIN, 1, 0}));
+INSTANTIATE_TEST_SUITE_P(, AnActionsTimeOut, testing::ValuesIn(tests::ATTEMPTS));
 
 using AnActionsConnection = ActionTest;
 

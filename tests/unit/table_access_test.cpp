@@ -18,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include "attempts.h"
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/object_type_spec.h"
 #include "lomodelapi/observer.h"
@@ -287,32 +288,13 @@ TEST_F(ATableAccessor, LogsAnUpdateAndTellsNobody) {
     EXPECT_EQ(handler.use_count(), 2);
 }
 
-struct Attempts {
-    int timeoutMs;
-    unsigned attempts;
-    unsigned pauses;
-};
-
-void PrintTo(const Attempts& row, std::ostream* out) { *out << row.timeoutMs << " ms: " << row.attempts; }
-
-class ATablesTimeOut : public TableTest, public testing::WithParamInterface<Attempts> {};
+class ATablesTimeOut : public TableTest, public testing::WithParamInterface<tests::Attempts> {};
 
 TEST_P(ATablesTimeOut, GivesSoManyAttemptsEachFollowedByAPause) {
-    const auto [timeoutMs, attempts, pauses] = GetParam();
-    model.withdraw(KEY);
-    TableAccess access(KEY);
-    const auto start = Clock::now();
-    EXPECT_EQ(access.connect(timeoutMs), 5);
-    const auto elapsed = Clock::now() - start;
-    EXPECT_EQ(model.connectAttempts(KEY), attempts);
-    EXPECT_EQ(television.framework().lookups(), 1U);
-    EXPECT_GE(elapsed, pauses * 100ms);
-    EXPECT_LT(elapsed, pauses * 100ms + 10s);
+    tests::expectAttempts<TableAccess>(KEY, GetParam());
 }
 
-INSTANTIATE_TEST_SUITE_P(, ATablesTimeOut,
-                         testing::Values(Attempts{1000, 10, 10}, Attempts{101, 2, 2}, Attempts{100, 1, 1},
-                                         Attempts{1, 1, 1}, Attempts{0, 1, 0}, Attempts{INT_MIN, 1, 0}));
+INSTANTIATE_TEST_SUITE_P(, ATablesTimeOut, testing::ValuesIn(tests::ATTEMPTS));
 
 // Accessors to iterators
 

@@ -23,6 +23,7 @@
 #include <utility>
 #include <vector>
 
+#include "attempts.h"
 #include "lomodelapi/object_type_spec.h"
 #include "lomodelapi/observer.h"
 #include "platform_adaptation/system_access/value_handler.h"
@@ -585,32 +586,13 @@ TEST_F(ANotification, ReachesAHandlerThatWasSetAfterConnecting) {
 
 // Connecting
 
-struct Attempts {
-    int timeoutMs;
-    unsigned attempts;
-    unsigned pauses;
-};
-
-void PrintTo(const Attempts& row, std::ostream* out) { *out << row.timeoutMs << " ms: " << row.attempts; }
-
-class ATimeOut : public AccessTest, public testing::WithParamInterface<Attempts> {};
+class ATimeOut : public AccessTest, public testing::WithParamInterface<tests::Attempts> {};
 
 TEST_P(ATimeOut, GivesSoManyAttemptsEachFollowedByAPause) {
-    const auto [timeoutMs, attempts, pauses] = GetParam();
-    model.withdraw(KEY);
-    IntegerAccess access(KEY);
-    const auto start = Clock::now();
-    EXPECT_EQ(access.connect(timeoutMs), 5);
-    const auto elapsed = Clock::now() - start;
-    EXPECT_EQ(model.connectAttempts(KEY), attempts);
-    EXPECT_GE(elapsed, pauses * 100ms);
-    EXPECT_LT(elapsed, pauses * 100ms + 10s);
+    tests::expectAttempts<IntegerAccess>(KEY, GetParam());
 }
 
-INSTANTIATE_TEST_SUITE_P(, ATimeOut,
-                         testing::Values(Attempts{1000, 10, 10}, Attempts{150, 2, 2}, Attempts{101, 2, 2},
-                                         Attempts{100, 1, 1}, Attempts{1, 1, 1}, Attempts{0, 1, 0},
-                                         Attempts{-1, 1, 0}, Attempts{-1000, 1, 0}, Attempts{INT_MIN, 1, 0}));
+INSTANTIATE_TEST_SUITE_P(, ATimeOut, testing::ValuesIn(tests::ATTEMPTS));
 
 class AConnection : public AccessTest {
   protected:
