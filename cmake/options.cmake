@@ -6,9 +6,9 @@ target_compile_options(project_options INTERFACE
   -Wdouble-promotion -Wimplicit-fallthrough -Werror
   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wno-psabi>
   # With other optimisations, it warns of what the standard library never does.
-  $<$<CONFIG:Release>:-Wnull-dereference>
+  $<$<CONFIG:Release,MinSizeRel>:-Wnull-dereference>
   -fstack-protector-strong
   # No path of the building machine in what is built; __FILE__ is relative to the project.
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
-target_compile_definitions(project_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+target_compile_definitions(project_options INTERFACE $<$<CONFIG:Release,MinSizeRel>:_FORTIFY_SOURCE=2>)
 target_link_options(project_options INTERFACE LINKER:-z,relro LINKER:-z,now LINKER:--as-needed)

@@ -4,20 +4,30 @@
 BUILD_PACKAGES=(
     g++ cmake ninja-build ccache pkg-config
     libboost-dev                # boost::shared_ptr, which the platform's interfaces take
-    libtomlplusplus-dev         # the catalogue of keys
+    libtomlplusplus-dev         # the catalogue of keys, scenarios
     libcli11-dev                # command lines
+    nlohmann-json3-dev          # the tools' JSON
+    libsdbus-c++-dev dbus-daemon  # the television as a process of its own
+    libutfcpp-dev               # what it shows on its bus is valid text
     libcairo2-dev               # the picture-quality service's sheet and plot
     libpng-dev                  # saved pictures
     libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev  # the video pipeline's decoder
     gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav  # the formats that it plays
+    libcpp-httplib-dev libturbojpeg0-dev  # the page that shows the simulated television
     googletest                  # tests, built from source
 )
 
 # What only the tests need.
 TEST_PACKAGES=(
     libbenchmark-dev            # benchmarks
+    python3-jsonschema libxml2-utils mandoc  # check the tools' JSON, XML and manual
+    doxygen                     # the pages of docs/
     gstreamer1.0-tools          # makes the films that the tests play
+    chromium chromium-driver python3-selenium  # looks at the television's page
+    systemd                     # busctl, with which people use the television
     crossbuild-essential-armhf qemu-user  # the television's processor
+    clang dpkg-dev              # consumers of the packages, and what the packages depend on
+    abigail-tools python3       # the ABI, the footprint and the documentation
 )
 
 install_packages() {

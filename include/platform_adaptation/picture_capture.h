@@ -91,8 +91,4 @@ class PLATFORM_ADAPTATION_API PictureCapture {
     pthread_cond_t m_checkCond;
 };
 
-// The entries of the two threads; `arg` is the PictureCapture. Null is logged. They return null.
-PLATFORM_ADAPTATION_API void* threadSendMessageQueueForPicture(void* arg);
-PLATFORM_ADAPTATION_API void* threadCheckCaptureProc(void* arg);
-
 #endif

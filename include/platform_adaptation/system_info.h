@@ -66,7 +66,7 @@ class PLATFORM_ADAPTATION_API SystemInfoInterface {
     using NotifyVideoInfoHDRType = void (*)(VideoInfoHDRType type, void* userData);
     using NotifyVideoGameMode = void (*)(VideoGameMode mode, void* userData);
 
-    virtual ~SystemInfoInterface();
+    virtual ~SystemInfoInterface() = default;
 
     // Each replaces the callback of its kind, null for none; `userData` is handed back with each call. Takes
     // effect with the next change. Any thread. A callback runs on the model's thread, which tells nobody

@@ -15,7 +15,7 @@
 
 class PLATFORM_ADAPTATION_API SystemSettingInterface {
   public:
-    virtual ~SystemSettingInterface();
+    virtual ~SystemSettingInterface() = default;
 
     // Start a change and return at once: 0 if it was started, -1 if the value is out of range (nothing
     // happens) or no thread could be had. A worker thread then moves brightness, contrast, saturation and
@@ -174,8 +174,8 @@ class PLATFORM_ADAPTATION_API SystemSetting : public SystemSettingInterface {
     int m_setValue[SETTINGS];
 
   private:
-    struct Setting;
-    struct Table;
+    struct PLATFORM_ADAPTATION_LOCAL Setting;
+    struct PLATFORM_ADAPTATION_LOCAL Table;
     using Routine = void* (*)(void*);
 
     PLATFORM_ADAPTATION_LOCAL int get(const Setting& setting, const char* function);

@@ -31,7 +31,7 @@ class PLATFORM_ADAPTATION_API SystemStateInterface {
   public:
     using NotifyTVPowerState = void (*)(TVPowerState state, void* userData);
 
-    virtual ~SystemStateInterface();
+    virtual ~SystemStateInterface() = default;
 
     // Replaces the callback, null for none; `userData` is handed back with each call. Takes effect with the
     // next change. Any thread. The callback runs on the application manager's client thread, which tells

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -254,13 +255,91 @@ TEST_F(TheVideoPipeline, ChangesItsFilmOnCommand) {
     EXPECT_GE(television.video().delivered(), 1U);
 }
 
-TEST_F(TheVideoPipeline, TakesQueueAndBlockAwayWhenTheTelevisionIsSwitchedOff) {
+TEST_F(TheVideoPipeline, TakesUnusedQueueAndBlockAwayWhenTheTelevisionIsSwitchedOff) {
+    play(files->film("red"));
+    ASSERT_NE(shmget(video::CAPTURE_BLOCK_KEY, sizeof(video::CaptureBlock), IPC_CREAT | 0666), -1);
+    const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDWR | O_CREAT, 0666, nullptr);
+    ASSERT_NE(queue, -1);
+    mq_close(queue);
+    television.video().stop();
+    EXPECT_FALSE(isAnythingLeft());
+}
+
+TEST_F(TheVideoPipeline, LeavesQueueAndBlockToARunningLibraryWhenTheTelevisionIsSwitchedOff) {
     play(files->film("red"));
     startCapture();
     ASSERT_TRUE(captureFrame());
-    EXPECT_TRUE(isAnythingLeft());
     television.video().stop();
+    play(files->film("blue"));
+    ASSERT_TRUE(captureFrame());
+    EXPECT_GT(meanOf(picture).blue, 200);
+}
+
+TEST_F(TheVideoPipeline, ShowsItsPictureWithoutTheClientsBlockAndQueue) {
+    play(files->film("red"));
+    const simulated::Picture red = television.video().picture(70, 40);
+    EXPECT_EQ(red.problem, "");
+    EXPECT_EQ(red.width, 70U);
+    EXPECT_EQ(red.height, 40U);
+    ASSERT_EQ(red.rgba.size(), 4U * 70U * 40U);
+    EXPECT_GT(red.rgba[0], 220);
+    EXPECT_LT(red.rgba[1], 15);
+    EXPECT_EQ(television.video().delivered(), 0U);
     EXPECT_FALSE(isAnythingLeft());
+
+    // A setting is in force from the next picture on.
+    model.set(BRIGHTNESS, 0);
+    EXPECT_LT(television.video().picture(70, 40).rgba.at(0), 40);
+}
+
+TEST_F(TheVideoPipeline, SaysWhyThereIsNoPicture) {
+    simulated::VideoPipeline& video = television.video();
+    EXPECT_EQ(video.picture(70, 40).problem, "the video pipeline is off");
+    EXPECT_FALSE(video.start(files->path("missing.avi")));
+    EXPECT_EQ(video.picture(70, 40).problem, video.error());
+    play(files->film("red"));
+    EXPECT_THAT(video.picture(100'000, 100'000).problem, HasSubstr("at most"));
+    EXPECT_THAT(video.picture(0, 40).problem, HasSubstr("WIDTHxHEIGHT"));
+    video.kill();
+    EXPECT_EQ(video.picture(70, 40).problem, "the video pipeline died");
+    play(files->film("red"));
+    EXPECT_EQ(video.picture(70, 40).problem, "");
+    // Not by the television's doing.
+    pid_t pipeline = 0;
+    std::ifstream("/proc/thread-self/children") >> pipeline;
+    ASSERT_GT(pipeline, 0);
+    ASSERT_EQ(kill(pipeline, SIGKILL), 0);
+    EXPECT_EQ(video.picture(70, 40).problem, "the video pipeline died");
+}
+
+TEST_F(TheVideoPipeline, GivesPicturesOfOneSizeAfterItHungInAnother) {
+    play(files->film("red"));
+    television.video().stall();
+    EXPECT_EQ(television.video().picture(70, 40).problem, "the video pipeline does not answer");
+    EXPECT_EQ(television.video().picture(200, 100).problem, "the video pipeline does not answer");
+    television.video().resume();
+    const simulated::Picture red = television.video().picture(200, 100);
+    EXPECT_EQ(red.problem, "");
+    EXPECT_EQ(red.rgba.size(), 4U * 200U * 100U);
+}
+
+TEST_F(TheVideoPipeline, LeavesNoDescriptorsBehind) {
+    const auto open = [] {
+        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+    };
+    play("");
+    television.video().kill();
+    const auto before = open();
+    for (int i = 0; i < 5; ++i) {
+        play("");
+        EXPECT_EQ(television.video().picture(70, 40).problem, "");
+        if (i % 2 == 0) {
+            television.video().kill();
+        } else {
+            television.video().stop();
+        }
+    }
+    EXPECT_EQ(open(), before);
 }
 
 TEST_F(TheVideoPipeline, IsTheOnlyOneOfItsMachine) {

@@ -178,8 +178,6 @@ TEST(TheActionAccessorsInterface, IsItsBaseFirstAndAnObserverSecond) {
     EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ValueAccessBase*>(&access)), start);
     EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ObserverAction*>(&access)),
               start + sizeof(ValueAccessBase));
-    EXPECT_EQ(sizeof(ActionAccess),
-              sizeof(ValueAccessBase) + sizeof(ObserverAction) + sizeof(std::shared_ptr<ActionHandler>));
 }
 
 TEST(TheActionHandlersInterface, HasTwoOperationsInOrderAndNoVirtualDestructor) {

@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "catalogue.h"
+#include "simulated/catalogue.h"
 
 using simulated::KeyDefinition;
 using simulated::parseCatalogue;

@@ -180,7 +180,23 @@ class ARequest : public PictureCaptureTest {};
 class WaitingForAFrame : public PictureCaptureTest {};
 class TheCallback : public PictureCaptureTest {};
 class Stopping : public PictureCaptureTest {};
-class TheThreadEntries : public PictureCaptureTest {};
+// As the platform was given them by a capture that is stopped again.
+class TheThreadEntries : public PictureCaptureTest {
+  protected:
+    void SetUp() override {
+        capture.registerCallBack(Client::callBack, &client);
+        start();
+        capture.stop();
+        const auto created = television.threads().created();
+        ASSERT_EQ(created.size(), 2U);
+        send = created[0].routine;
+        check = created[1].routine;
+        log.clear();
+    }
+
+    void* (*send)(void*) = nullptr;
+    void* (*check)(void*) = nullptr;
+};
 
 // The capture block
 
@@ -726,17 +742,17 @@ TEST_F(Stopping, HappensOnDestruction) {
 // The thread entries
 
 TEST_F(TheThreadEntries, LogAMissingObject) {
-    EXPECT_EQ(threadSendMessageQueueForPicture(nullptr), nullptr);
+    EXPECT_EQ(send(nullptr), nullptr);
     EXPECT_EQ(logged(INFO, "threadSendMessageQueueForPicture", "create thread to send message queue.\n"), 1U);
     EXPECT_EQ(logged(ERROR, "threadSendMessageQueueForPicture", "User data is NULL.\n"), 1U);
-    EXPECT_EQ(threadCheckCaptureProc(nullptr), nullptr);
+    EXPECT_EQ(check(nullptr), nullptr);
     EXPECT_EQ(logged(INFO, "threadCheckCaptureProc", "create thread check caputre.\n"), 1U);
     EXPECT_EQ(logged(ERROR, "threadCheckCaptureProc", "User data is NULL.\n"), 1U);
 }
 
 TEST_F(TheThreadEntries, ReturnOnceNothingIsToBeDone) {
-    EXPECT_EQ(threadSendMessageQueueForPicture(&capture), nullptr);
-    EXPECT_EQ(threadCheckCaptureProc(&capture), nullptr);
+    EXPECT_EQ(send(&capture), nullptr);
+    EXPECT_EQ(check(&capture), nullptr);
     EXPECT_EQ(log.countEnter(FILE_NAME, "handleSendMessageQueue"), 1U);
 }
 

@@ -189,6 +189,25 @@ TEST_F(TheSimulatedModel, WaitsInDisconnectUntilTheObserverIsLeft) {
     release.join();
 }
 
+TEST_F(TheSimulatedModel, AnswersAnActionToTheClientThatInvokedIt) {
+    struct Client : lomodelapi::ObserverAction {
+        void notifyExecutionError(unsigned id, int) override { ids.push_back(id); }
+        void notifyResult(unsigned id, const std::vector<lomodelapi::Argument>&) override {
+            ids.push_back(id);
+        }
+        std::vector<unsigned> ids;
+    } invoker, bystander;
+    BizValue* const action = connect(SWITCH_ACTION, &invoker);
+    BizValue* const other = connect(SWITCH_ACTION, &bystander);
+    unsigned id = 0;
+    EXPECT_EQ(action->invoke(id, {{0, 1, "8"}, {0, 3, "+1"}}), 0);
+    ASSERT_TRUE(model.settle());
+    EXPECT_EQ(invoker.ids, std::vector<unsigned>{id});
+    EXPECT_TRUE(bystander.ids.empty());
+    model.root()->disconnectValue(SWITCH_ACTION, &invoker, action);
+    model.root()->disconnectValue(SWITCH_ACTION, &bystander, other);
+}
+
 TEST_F(TheSimulatedModel, IsAsNewAfterAReset) {
     model.set(BRIGHTNESS, 1);
     model.withdraw(SOURCE);

@@ -664,9 +664,10 @@ TEST_F(AnAnswer, MayCarryTheLargestId) {
 }
 
 TEST_F(AnAnswer, ReachesItsOwnerThroughTheHandler) {
-    SourceSwitchActionHandlerImpl handler(&access);
-    handler.onActionResult(7, ValueObject());
-    handler.onActionFailed(8, 9);
+    ActionAccess* const action = access.connectToValue(ACTION);
+    ASSERT_NE(action, nullptr);
+    action->notifyResult(7, {});
+    action->notifyExecutionError(8, 9);
     EXPECT_EQ(log.countEnter(FILE_NAME, "onActionResult"), 1U);
     EXPECT_EQ(log.countEnter(FILE_NAME, "onActionFailed"), 1U);
     EXPECT_EQ(waited(7), true);
@@ -1047,7 +1048,7 @@ class TheTelevision : public ASourceSwitch {
   protected:
     ~TheTelevision() override { model.setAction(ACTION, {}); }
 
-    SourceSwitch sourceSwitch{model, television.video()};  // other tests have replaced the television's own
+    SourceSwitch sourceSwitch{model, television.video(), television.events()};  // other tests have replaced the television's own
     const simulated::Rows rows = model.rows(CHANNELS);
 
     void expectChannel(std::size_t row) {

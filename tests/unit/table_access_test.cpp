@@ -154,8 +154,6 @@ TEST(TheTableAccessorsInterface, IsItsBaseFirstAndAnObserverSecond) {
     EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ValueAccessBase*>(&access)), start);
     EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ObserverTable*>(&access)),
               start + sizeof(ValueAccessBase));
-    EXPECT_EQ(sizeof(TableAccess),
-              sizeof(ValueAccessBase) + sizeof(ObserverTable) + sizeof(std::shared_ptr<TableHandler>));
 }
 
 class ATableAccessor : public TableTest {

@@ -54,6 +54,7 @@ class PLATFORM_ADAPTATION_API ActionAccess : public ValueAccessBase, public lomo
     void notifyResult(unsigned int actionId, const std::vector<lomodelapi::Argument>& args) override;
 
   private:
+    int m_timeout;  // as last passed to connect()
     std::shared_ptr<ActionHandler> m_actionHandler;
 };
 

@@ -22,7 +22,7 @@ class PLATFORM_ADAPTATION_API SourceSwitchAccess {
         RESOURCE_PSI_AV = 7,
     };
 
-    virtual ~SourceSwitchAccess();
+    virtual ~SourceSwitchAccess() = default;
 
     // Takes resources from the television's own playback, and gives them back.
     virtual bool requestResourceFromSystem(_ResourceType type) = 0;

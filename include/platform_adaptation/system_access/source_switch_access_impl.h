@@ -2,29 +2,16 @@
 #ifndef PLATFORM_ADAPTATION_SYSTEM_ACCESS_SOURCE_SWITCH_ACCESS_IMPL_H
 #define PLATFORM_ADAPTATION_SYSTEM_ACCESS_SOURCE_SWITCH_ACCESS_IMPL_H
 
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "platform_adaptation/export.h"
 #include "platform_adaptation/system_access/action_access.h"
 #include "platform_adaptation/system_access/source_switch_access.h"
 #include "platform_adaptation/system_access/synchronization.h"
 #include "platform_adaptation/system_access/value_access.h"
-
-class SourceSwitchAccessImpl;
-
-// Hands the action's answers to their SourceSwitchAccessImpl, which it does not own.
-class PLATFORM_ADAPTATION_API SourceSwitchActionHandlerImpl final : public ActionHandler {
-  public:
-    explicit SourceSwitchActionHandlerImpl(SourceSwitchAccessImpl* owner);
-    void onActionResult(int actionId, const ValueObject& result) override;
-    void onActionFailed(int actionId, int error) override;
-
-  private:
-    SourceSwitchAccessImpl* m_owner;
-};
 
 class PLATFORM_ADAPTATION_API SourceSwitchAccessImpl : public SourceSwitchAccess {
   public:
@@ -72,8 +59,9 @@ class PLATFORM_ADAPTATION_API SourceSwitchAccessImpl : public SourceSwitchAccess
     void onActionFailed(int actionId, int error);
 
   private:
-    PLATFORM_ADAPTATION_LOCAL bool request(ActionAccess* action,
-                                           const std::vector<lomodelapi::Argument>& parameters,
+    struct Parameter;
+
+    PLATFORM_ADAPTATION_LOCAL bool request(ActionAccess* action, std::initializer_list<Parameter> parameters,
                                            const char* function);
     PLATFORM_ADAPTATION_LOCAL bool requestResource(const char* command, _ResourceType type,
                                                    const char* function);

@@ -12,7 +12,7 @@
 // Kept by a TableAccess and never called: what happens to a table's rows is told to its iterators.
 class PLATFORM_ADAPTATION_API TableHandler {
   public:
-    virtual ~TableHandler();
+    virtual ~TableHandler() = default;
     virtual void onUpdate(int kind) = 0;
 };
 
@@ -40,7 +40,9 @@ class PLATFORM_ADAPTATION_API TableAccess : public ValueAccessBase, public lomod
     BizValue* getAccess() const;
 
   private:
+    int m_timeout;  // as last passed to connect()
     std::shared_ptr<TableHandler> m_tableHandler;
+    BizValue* m_table;  // the base's object: set and cleared with it
 };
 
 #endif

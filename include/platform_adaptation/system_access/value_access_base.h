@@ -95,6 +95,11 @@ class PLATFORM_ADAPTATION_API ValueAccessBase {
     // Ends the subscription of `observer`, whether or not there is one, and forgets the object.
     PLATFORM_ADAPTATION_LOCAL void detach(lomodelapi::Observer* observer);
 
+    // What all kinds of value accessors do to connect: `kind` is the observer's name, `function` the
+    // operation that the client called.
+    PLATFORM_ADAPTATION_LOCAL int connectAs(lomodelapi::Observer* observer, lomodelapi::ObjectTypeSpec wanted,
+                                            const char* kind, int timeoutMs, const char* function);
+
     // Shared between threads without a lock, by design.
     BizValue* m_value;
     std::shared_ptr<ValueHandler> m_handler;

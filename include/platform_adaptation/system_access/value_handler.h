@@ -12,7 +12,7 @@ class PLATFORM_ADAPTATION_API ValueHandler {
     // Called on the model's thread for each change. `value` is valid during the call only; copy what is kept.
     // The next notification waits until this returns.
     virtual void onNewValue(const ValueObject& value) = 0;
-    virtual ~ValueHandler();
+    virtual ~ValueHandler() = default;
 
   protected:
     // Logs that a value was dropped because `handler` has no owner or no callback.

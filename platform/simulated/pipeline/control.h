@@ -1,11 +1,11 @@
 // The line that the television holds to its pipeline: commands in, events and answers out.
 //
 //   in   set NAME VALUES       a picture setting: brightness contrast saturation sharpness nr tuner
-//   tuner.luma
-//                              tuner.sat tuner.hue pq
+//                              tuner.luma tuner.sat tuner.hue pq
 //        clip PATH             play a film
 //        scenes | scene NAME   all generated scenes in turn, or one of them
 //        pause | play
+//        preview WIDTHxHEIGHT  leave what is on, as the settings make it, in the preview memory
 //   out  ready                 the first frame is there; or "error TEXT", and the process ends
 //        ok | error TEXT       the answer to each command, in order
 //        delivered N WxH       after each frame, N since the start

@@ -13,6 +13,7 @@
 #include "control.h"
 #include "machine_lock.h"
 #include "pipeline.h"
+#include "preview.h"
 #include "report.h"
 
 namespace {
@@ -25,6 +26,7 @@ struct Options {
     std::optional<std::string> clip;
     bool check = false;
     std::optional<int> controlFd;
+    std::optional<int> previewFd;
 };
 
 // Has to happen before any thread is started: threads inherit which signals are blocked.
@@ -55,14 +57,23 @@ int serve(const Options& options) {
             return EXIT_WRONG_USE;
         }
     }
+    pipeline::Preview preview;
+    if (options.previewFd) {
+        const std::string problem = preview.open(*options.previewFd);
+        if (!problem.empty()) {
+            pipeline::report(problem);
+            return EXIT_WRONG_USE;
+        }
+    }
     std::string problem;
     const pipeline::FileDescriptor lock = pipeline::lockMachine(problem);
     if (!lock.valid()) {
-        pipeline::report(problem);
+        // One of the two: a television says itself what its pipeline tells it.
+        if (!control.present()) pipeline::report(problem);
         control.send("error " + problem);
         return EXIT_OTHER_PIPELINE;
     }
-    pipeline::Pipeline server(std::move(control), stopSignals.get());
+    pipeline::Pipeline server(std::move(control), std::move(preview), stopSignals.get());
     return server.run(options.clip);
 }
 
@@ -77,6 +88,8 @@ int main(int argc, char** argv) {
         app.add_flag("--check", options.check, "only try whether CLIP can be played");
         app.add_option("--control-fd", options.controlFd,
                        "open descriptor of the socket or pipe to be controlled by");
+        app.add_option("--preview-fd", options.previewFd,
+                       "open descriptor of the memory to leave previews in");
         try {
             app.parse(argc, argv);
             if (options.check && !options.clip) throw CLI::RequiredError("CLIP");

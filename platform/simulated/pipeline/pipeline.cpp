@@ -47,7 +47,7 @@ int Pipeline::run(const std::optional<std::string>& clip) {
 
     // Under a television, only the television's end is the end: until then a new pipeline may take over.
     const bool lastOne = end == End::SwitchedOff || (end == End::StopSignal && !m_control.present());
-    if (lastOne) RequestServer::removeAll();
+    if (lastOne) RequestServer::removeUnused();
     return end == End::Failed ? 1 : 0;
 }
 
@@ -89,7 +89,7 @@ bool Pipeline::finishOpening() {
         if (!atStart) m_control.send("ok");
         return true;
     }
-    if (atStart) report(clip.problem);
+    if (atStart && !m_control.present()) report(clip.problem);
     m_control.send("error " + clip.problem);
     return !atStart;
 }
@@ -106,15 +106,17 @@ void Pipeline::show(std::unique_ptr<FrameSource> source) {
     }
 }
 
+// What is on, as the picture settings make it.
+bool Pipeline::render(Image& image) {
+    const bool rendered = m_source->render(image);
+    if (rendered) applyPicture(m_picture, image);
+    if (!rendered && !m_cannotRender) reportEverywhere("cannot convert what is on into a frame");
+    m_cannotRender = !rendered;
+    return rendered;
+}
+
 void Pipeline::serveRequest() {
-    const auto render = [this](Image& image) {
-        const bool rendered = m_source->render(image);
-        if (rendered) applyPicture(m_picture, image);
-        if (!rendered && !m_cannotRender) reportEverywhere("cannot convert what is on into a frame");
-        m_cannotRender = !rendered;
-        return rendered;
-    };
-    const auto size = m_server.serve(render);
+    const auto size = m_server.serve([this](Image& image) { return render(image); });
     if (!size) return;
     ++m_delivered;
     m_control.sendIfHeard("delivered " + std::to_string(m_delivered) + " " + std::to_string(size->width) +
@@ -145,6 +147,9 @@ std::string Pipeline::execute(const std::string& line) {
         return setPicture(m_picture, word[1], {word.begin() + 2, word.end()});
     }
     if (word.size() == 2 && word[0] == "scene") return showScene(word[1]);
+    if (word.size() == 2 && word[0] == "preview") {
+        return m_preview.show(word[1], [this](Image& image) { return render(image); });
+    }
     if (word.size() == 1 && word[0] == "scenes") {
         show(std::make_unique<SceneSource>());
     } else if (word.size() == 1 && (word[0] == "pause" || word[0] == "play")) {

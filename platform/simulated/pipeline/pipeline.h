@@ -13,6 +13,7 @@
 #include "control.h"
 #include "frame_source.h"
 #include "picture.h"
+#include "preview.h"
 #include "request_server.h"
 
 namespace pipeline {
@@ -22,7 +23,8 @@ namespace pipeline {
 class Pipeline {
   public:
     // stopSignals is a signalfd() for the signals that end the process.
-    Pipeline(Control control, int stopSignals) : m_control(std::move(control)), m_stopSignals(stopSignals) {}
+    Pipeline(Control control, Preview preview, int stopSignals)
+        : m_control(std::move(control)), m_preview(std::move(preview)), m_stopSignals(stopSignals) {}
     Pipeline(const Pipeline&) = delete;
     Pipeline& operator=(const Pipeline&) = delete;
     ~Pipeline();
@@ -38,6 +40,7 @@ class Pipeline {
     bool opening() const { return m_opening.valid(); }
     bool finishOpening();
     void show(std::unique_ptr<FrameSource> source);
+    bool render(Image& image);
     void serveRequest();
     void executeCommands();
     std::string execute(const std::string& line);
@@ -45,6 +48,7 @@ class Pipeline {
     void reportEverywhere(const std::string& problem);
 
     Control m_control;
+    Preview m_preview;
     int m_stopSignals;
     RequestServer m_server;
     PictureSettings m_picture;

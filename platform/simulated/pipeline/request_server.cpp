@@ -174,12 +174,16 @@ std::optional<FrameSize> RequestServer::serve(const Render& render) {
     return std::nullopt;
 }
 
-void RequestServer::removeAll() {
+void RequestServer::removeUnused() {
+    const int id = ::shmget(video::CAPTURE_BLOCK_KEY, 0, 0);
+    shmid_ds status{};
+    const bool exists = id >= 0 && ::shmctl(id, IPC_STAT, &status) == 0;
+    // A requester never looks for another block or queue: with these, it can go on when a pipeline is back.
+    if (exists && status.shm_nattch > 0) return;
     if (::mq_unlink(video::REQUEST_QUEUE_NAME) != 0 && errno != ENOENT) {
         report(withReason("cannot remove the request queue", errno));
     }
-    const int id = ::shmget(video::CAPTURE_BLOCK_KEY, 0, 0);
-    if (id >= 0 && ::shmctl(id, IPC_RMID, nullptr) != 0) {
+    if (exists && ::shmctl(id, IPC_RMID, nullptr) != 0) {
         report(withReason("cannot remove the capture block", errno));
     }
 }

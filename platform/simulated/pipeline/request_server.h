@@ -32,8 +32,8 @@ class RequestServer {
     // Takes one message off the queue. If it is a request, answers it and returns the size delivered.
     std::optional<FrameSize> serve(const Render& render);
 
-    // Removes the queue and the block from the machine.
-    static void removeAll();
+    // Removes the queue and the block from the machine, unless a requester has the block attached.
+    static void removeUnused();
 
   private:
     bool receiveRequest();

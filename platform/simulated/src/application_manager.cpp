@@ -4,6 +4,8 @@
 #include <map>
 #include <thread>
 
+#include "deliver.h"
+#include "other_television.h"
 #include "simulated/television.h"
 #include "zt/apmclient/app_manager_client.h"
 
@@ -14,6 +16,8 @@ namespace simulated {
 namespace {
 
 constexpr int STATUS_UNKNOWN_APPLICATION = 1;
+
+}  // namespace
 
 int deliver(AppInterface& app, Lifecycle news, const std::string& url, const std::string& text, int number) {
     switch (news) {
@@ -55,8 +59,6 @@ int deliver(AppInterface& app, Lifecycle news, const std::string& url, const std
     return 0;
 }
 
-}  // namespace
-
 class ApplicationManager::Implementation final : public zt::apmclient::AppManagerClient {
   public:
     struct News {
@@ -67,7 +69,7 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
         int number;
     };
 
-    Implementation() : m_thread([this] { run(); }) {}
+    explicit Implementation(Events& events) : m_events(events), m_thread([this] { run(); }) {}
 
     ~Implementation() {
         {
@@ -82,6 +84,7 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
         const std::lock_guard lock(m_mutex);
         if (m_refusal != 0) return m_refusal;
         m_apps[name] = app;
+        m_events.tell(ApplicationRegistered{name});
         return 0;
     }
 
@@ -96,6 +99,7 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
     int reportStatus(const std::string& name, int status) override {
         const std::lock_guard lock(m_mutex);
         m_reports.push_back({name, status});
+        m_events.tell(ApplicationReported{name, status});
         return m_apps.count(name) != 0 ? 0 : STATUS_UNKNOWN_APPLICATION;
     }
 
@@ -110,6 +114,7 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
         return m_changed.wait_for(lock, limit, [this] { return m_waiting.empty() && !m_busy; });
     }
 
+    Events& m_events;
     mutable std::mutex m_mutex;
     bool m_reachable = true;
     int m_refusal = 0;
@@ -151,7 +156,8 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
     std::thread m_thread;  // last: it uses all of the above
 };
 
-ApplicationManager::ApplicationManager() : m_implementation(std::make_unique<Implementation>()) {}
+ApplicationManager::ApplicationManager(Events& events)
+    : m_implementation(std::make_unique<Implementation>(events)) {}
 
 ApplicationManager::~ApplicationManager() = default;
 
@@ -165,13 +171,25 @@ void ApplicationManager::refuseRegistrations(int status) {
     m_implementation->m_refusal = status;
 }
 
+bool ApplicationManager::reachable() const {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    return m_implementation->m_reachable;
+}
+
+int ApplicationManager::refusal() const {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    return m_implementation->m_refusal;
+}
+
 void ApplicationManager::tell(Lifecycle news, const std::string& appUrl, const std::string& text,
                               int number) {
-    for (const std::string& name : applications()) tellOne(name, news, appUrl, text, number);
+    m_implementation->m_events.tell(Tell{{}, news, appUrl, text, number});
+    for (const std::string& name : applications()) m_implementation->tell({name, news, appUrl, text, number});
 }
 
 void ApplicationManager::tellOne(const std::string& name, Lifecycle news, const std::string& appUrl,
                                  const std::string& text, int number) {
+    m_implementation->m_events.tell(Tell{name, news, appUrl, text, number});
     m_implementation->tell({name, news, appUrl, text, number});
 }
 
@@ -211,5 +229,6 @@ zt::apmclient::AppManagerClient* ApplicationManager::client() {
 }  // namespace simulated
 
 zt::apmclient::AppManagerClient* zt::apmclient::AppManagerClient::getInstance() {
+    if (simulated::OtherTelevision* const other = simulated::otherTelevision()) return other->applications();
     return simulated::Television::instance().applications().client();
 }

@@ -47,6 +47,7 @@ struct State {
     std::atomic<DebugOutput::Verbosity> verbosity{verbosityFromEnvironment()};
     std::mutex mutex;
     DebugOutput::Sink sink;
+    DebugOutput::Sink listener;
 };
 
 State& state() {
@@ -76,6 +77,11 @@ void DebugOutput::setVerbosity(Verbosity verbosity) { state().verbosity.store(ve
 void DebugOutput::setSink(Sink sink) {
     const std::lock_guard lock(state().mutex);
     state().sink = std::move(sink);
+}
+
+void DebugOutput::setListener(Sink listener) {
+    const std::lock_guard lock(state().mutex);
+    state().listener = std::move(listener);
 }
 
 void DebugOutput::reset() {
@@ -108,6 +114,7 @@ void cspDebugOutput0(unsigned int levelWord, const char* format, ...) {
     va_end(arguments);
     {
         const std::lock_guard lock(simulated::state().mutex);
+        if (simulated::state().listener) simulated::state().listener(levelWord, line);
         if (simulated::state().sink) {
             simulated::state().sink(levelWord, line);
         } else {

@@ -1,6 +1,7 @@
 #include <boost/make_shared.hpp>
 
 #include "frame/process.h"
+#include "other_television.h"
 #include "simulated/television.h"
 
 namespace simulated {
@@ -13,6 +14,8 @@ constexpr int STATUS_UNKNOWN_INTERFACE = 1;
 class ModelInterface : public frame::Interface {
   public:
     RootInterface* getRootInterface() override {
+        if (OtherTelevision* const other = otherTelevision())
+            return other->givesRoot() ? other->root() : nullptr;
         Television& television = Television::instance();
         return television.framework().givesRoot() ? television.model().root() : nullptr;
     }
@@ -28,6 +31,16 @@ void Framework::failLookups(int status) {
 void Framework::withholdRoot(bool withhold) {
     const std::lock_guard lock(m_mutex);
     m_withholdRoot = withhold;
+}
+
+int Framework::lookupStatus() const {
+    const std::lock_guard lock(m_mutex);
+    return m_status;
+}
+
+bool Framework::withholdsRoot() const {
+    const std::lock_guard lock(m_mutex);
+    return m_withholdRoot;
 }
 
 unsigned Framework::lookups() const {
@@ -66,13 +79,15 @@ bool Framework::givesRoot() {
 namespace frame {
 
 Process Process::getInstance() {
-    simulated::Television::instance().powerOn();
+    if (simulated::otherTelevision() == nullptr) simulated::Television::instance().powerOn();
     return Process();
 }
 
 int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, const std::string& name) {
-    if (const int status = simulated::Television::instance().framework().lookUp(name); status != 0)
-        return status;
+    simulated::OtherTelevision* const other = simulated::otherTelevision();
+    const int status = other != nullptr ? other->lookUp(name)
+                                        : simulated::Television::instance().framework().lookUp(name);
+    if (status != 0) return status;
     reference = boost::make_shared<simulated::ModelInterface>();
     return 0;
 }

@@ -12,6 +12,8 @@
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
 #include "lomodelapi/table.h"
+#include "notify.h"
+#include "simulated/events.h"
 
 using namespace lomodelapi;
 
@@ -20,8 +22,6 @@ namespace simulated {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-constexpr std::chrono::milliseconds NOTIFICATION_DELAY{15};
 
 // The kind of iterator that goes with its table's changes.
 constexpr int FOLLOWING = 1;
@@ -50,44 +50,8 @@ std::vector<T> inOrder(const std::map<int, T>& map) {
     return list;
 }
 
-bool isInRange(const KeyDefinition& definition, const Value& value) {
-    if (!definition.range) return true;
-    const long long number =
-        std::holds_alternative<int>(value) ? std::get<int>(value) : std::get<long long>(value);
-    return number >= definition.range->first && number <= definition.range->second;
-}
-
 // What an event does with an observer.
-using Tell = std::function<void(Observer*)>;
-
-// Calls the notification of the value's kind, if the observer has it.
-void notify(Observer* observer, const Value& value) {
-    if (const int* const number = std::get_if<int>(&value)) {
-        if (auto* const receiver = dynamic_cast<ObserverNumericInteger*>(observer))
-            receiver->notifyNewValue(*number);
-    } else if (const long long* const wide = std::get_if<long long>(&value)) {
-        if (auto* const receiver = dynamic_cast<ObserverNumericInt64*>(observer))
-            receiver->notifyNewValue(*wide);
-    } else if (const auto* const text = std::get_if<std::string>(&value)) {
-        if (auto* const receiver = dynamic_cast<ObserverString*>(observer)) receiver->notifyNewValue(*text);
-    } else if (const auto* const numbers = std::get_if<std::vector<int>>(&value)) {
-        if (auto* const receiver = dynamic_cast<ObserverVectorNumericInteger*>(observer))
-            receiver->notifyIntegerVector(*numbers);
-    } else if (const auto* const texts = std::get_if<std::vector<std::string>>(&value)) {
-        if (auto* const receiver = dynamic_cast<ObserverVectorString*>(observer))
-            receiver->notifyStringVector(*texts);
-    }
-}
-
-void notify(Observer* observer, unsigned id, const Answer& answer) {
-    auto* const receiver = dynamic_cast<ObserverAction*>(observer);
-    if (receiver == nullptr) return;
-    if (answer.error != 0) {
-        receiver->notifyExecutionError(id, answer.error);
-    } else {
-        receiver->notifyResult(id, answer.result);
-    }
-}
+using Notice = std::function<void(Observer*)>;
 
 // The rows that an iterator goes over.
 Rows select(const Rows& table, const std::vector<TableSelection>& selections, const std::vector<int>& columns,
@@ -122,16 +86,27 @@ Rows select(const Rows& table, const std::vector<TableSelection>& selections, co
 
 }  // namespace
 
+bool isInRange(const KeyDefinition& definition, const Value& value) {
+    if (!definition.range) return true;
+    const long long number =
+        std::holds_alternative<int>(value) ? std::get<int>(value) : std::get<long long>(value);
+    return number >= definition.range->first && number <= definition.range->second;
+}
+
 class Model::Implementation final : public RootInterface {
   public:
     struct Key;
 
-    // What one client gets for a table, so that its iterators are known from those of others. Its observer is
-    // null when it is given back; it is then used again for the next client.
-    struct TableObject final : public BizValue {
-        TableObject(Implementation& owner, Key& table) : model(owner), key(table) {}
+    // What one client gets for an action or a table, so that its invocations and iterators are known from
+    // those of others. Its observer is null when it is given back; it is then used again for the next client.
+    struct ClientObject final : public BizValue {
+        ClientObject(Implementation& owner, Key& clientKey) : model(owner), key(clientKey) {}
 
         ObjectTypeSpec getType() override { return key.getType(); }
+
+        int invoke(unsigned int& actionId, const std::vector<Argument>& arguments) override {
+            return model.invoke(key, actionId, arguments, this);
+        }
 
         TableIterator* createIterator(const IteratorType& type, ObserverTableIterator* receiver,
                                       const std::vector<TableSelection>& selections,
@@ -139,6 +114,7 @@ class Model::Implementation final : public RootInterface {
                                       const std::vector<TableOrder>& orders) override {
             model.takeTime(key);
             const std::lock_guard lock(model.m_mutex);
+            if (key.definition.type != OBJECT_TYPE_TABLE) return nullptr;
             if (observer == nullptr || !key.offered || receiver == nullptr) return nullptr;
             Iterator& iterator = unused(key.iterators, model, key);
             iterator.open(this, type, receiver, selections, columns, orders);
@@ -180,7 +156,7 @@ class Model::Implementation final : public RootInterface {
     struct Iterator final : public TableIterator {
         Iterator(Implementation& owner, Key& table) : model(owner), key(table) {}
 
-        void open(const TableObject* newAccess, const IteratorType& newType,
+        void open(const ClientObject* newAccess, const IteratorType& newType,
                   ObserverTableIterator* newObserver, const std::vector<TableSelection>& newSelections,
                   const std::vector<int>& newColumns, const std::vector<TableOrder>& newOrders) {
             access = newAccess;
@@ -287,7 +263,7 @@ class Model::Implementation final : public RootInterface {
 
         Implementation& model;
         Key& key;
-        const TableObject* access = nullptr;
+        const ClientObject* access = nullptr;
         IteratorType type{};
         ObserverTableIterator* observer = nullptr;
         unsigned life = 0;
@@ -343,7 +319,7 @@ class Model::Implementation final : public RootInterface {
         Value value;
         std::function<Answer(const std::vector<Argument>&)> action;
         std::vector<Invocation> invocations;
-        std::list<TableObject> tableObjects;
+        std::list<ClientObject> clientObjects;
         std::list<Iterator> iterators;
         bool offered = true;
         KeyFaults faults;
@@ -353,7 +329,8 @@ class Model::Implementation final : public RootInterface {
         Clock::time_point lastDue{};
     };
 
-    explicit Implementation(std::vector<KeyDefinition> catalogue) : m_catalogue(std::move(catalogue)) {
+    Implementation(std::vector<KeyDefinition> catalogue, Events& events)
+        : m_events(events), m_catalogue(std::move(catalogue)) {
         for (const KeyDefinition& definition : m_catalogue)
             m_keys.emplace(std::piecewise_construct, std::forward_as_tuple(definition.name),
                            std::forward_as_tuple(*this, definition));
@@ -385,6 +362,7 @@ class Model::Implementation final : public RootInterface {
         const auto subscribed = std::find(key.observers.begin(), key.observers.end(), observer);
         if (observer != nullptr && subscribed == key.observers.end()) key.observers.push_back(observer);
         value = &objectFor(key, observer);
+        m_events.tell(ClientConnected{name});
         return 0;
     }
 
@@ -397,7 +375,7 @@ class Model::Implementation final : public RootInterface {
         if (subscribed == observers.end() || value != &objectFor(found->second, observer))
             return STATUS_UNAVAILABLE;
         observers.erase(subscribed);
-        for (TableObject& access : found->second.tableObjects)
+        for (ClientObject& access : found->second.clientObjects)
             if (&access == value) access.close(lock);
         waitUntilLeft(observer, lock);
         return 0;
@@ -414,7 +392,17 @@ class Model::Implementation final : public RootInterface {
     void change(Key& key, const Value& value) {
         if (key.value == value) return;
         key.value = value;
-        if (m_listener) m_listener(key.definition.name, value);
+        tellListeners(key);
+        announce(key);
+    }
+
+    void tellListeners(const Key& key) const {
+        for (const auto& listener : m_listeners) listener(key.definition.name, key.value);
+        m_events.tell(SetKey{key.definition.name, key.value});
+    }
+
+    void announceUnchanged(Key& key) {
+        m_events.tell(Announce{key.definition.name});
         announce(key);
     }
 
@@ -426,16 +414,17 @@ class Model::Implementation final : public RootInterface {
         enqueue(key, [offered = key.offered](Observer* observer) { observer->notifyAvailability(offered); });
     }
 
-    void answer(Key& key, unsigned id, const Answer& answer) {
+    // `only` hears it, or, if it is null, every client.
+    void answer(Key& key, unsigned id, const Answer& answer, const Observer* only = nullptr) {
         for (unsigned i = 0; i <= key.faults.repeatAnswers; ++i)
-            enqueue(key, [id, answer](Observer* observer) { notify(observer, id, answer); });
+            enqueue(key, [id, answer, only](Observer* observer) {
+                if (only == nullptr || only == observer) notify(observer, id, answer);
+            });
     }
 
     void setRows(Key& key, const Rows& rows) {
         key.definition.rows = rows;
-        enqueue(key, [](Observer* observer) {
-            if (auto* const receiver = dynamic_cast<ObserverTable*>(observer)) receiver->notifyUpdate(0);
-        });
+        enqueue(key, [](Observer* observer) { notifyTableUpdate(observer, 0); });
         for (Iterator& iterator : key.iterators) {
             if (iterator.observer == nullptr || iterator.type.kind != FOLLOWING) continue;
             iterator.refresh();
@@ -443,43 +432,50 @@ class Model::Implementation final : public RootInterface {
         }
     }
 
+    Events& m_events;
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     const std::vector<KeyDefinition> m_catalogue;
     std::map<std::string, Key> m_keys;
-    std::function<void(const std::string&, const Value&)> m_listener;
+    std::vector<std::function<void(const std::string&, const Value&)>> m_listeners;
     std::chrono::milliseconds m_delay = NOTIFICATION_DELAY;
 
-    void setHeld(bool held, Order order) {
+    bool m_held = false;
+    Order m_releaseOrder = Order::AS_THEY_CAME;
+
+    void setHeld(bool held) {
+        if (m_held && !held && m_releaseOrder == Order::REVERSED)
+            std::reverse(m_queue.begin(), m_queue.end());
         m_held = held;
-        if (!held && order == Order::REVERSED) std::reverse(m_events.begin(), m_events.end());
         m_changed.notify_all();
     }
 
-    void forgetEvents() { m_events.clear(); }
+    void forgetEvents() { m_queue.clear(); }
 
     bool settle(std::chrono::milliseconds limit) {
         std::unique_lock lock(m_mutex);
         return m_changed.wait_for(
-            lock, limit, [this] { return (m_held || m_events.empty()) && m_called == nullptr && !m_busy; });
+            lock, limit, [this] { return (m_held || m_queue.empty()) && m_called == nullptr && !m_busy; });
     }
 
   private:
-    struct Event {
+    struct Notification {
         Key* key;
-        Tell tell;
+        Notice tell;
         Clock::time_point due;
         // The iterator that it is about, and which of its lives; null if it is about the key.
         const Iterator* iterator;
         unsigned life;
     };
 
-    // A table gives each client an object of its own.
+    // An action and a table give each client an object of its own.
     BizValue& objectFor(Key& key, Observer* observer) {
-        if (key.definition.type != OBJECT_TYPE_TABLE || observer == nullptr) return key;
-        for (TableObject& access : key.tableObjects)
+        const bool ofItsOwn =
+            key.definition.type == OBJECT_TYPE_ACTION || key.definition.type == OBJECT_TYPE_TABLE;
+        if (!ofItsOwn || observer == nullptr) return key;
+        for (ClientObject& access : key.clientObjects)
             if (access.observer == observer) return access;
-        TableObject& access = unused(key.tableObjects, *this, key);
+        ClientObject& access = unused(key.clientObjects, *this, key);
         access.observer = observer;
         return access;
     }
@@ -520,7 +516,7 @@ class Model::Implementation final : public RootInterface {
         if (key.faults.refuseWrites) return STATUS_UNAVAILABLE;
         if (!isInRange(key.definition, value)) return STATUS_OUT_OF_RANGE;
         if (key.faults.keepValue) {
-            announce(key);
+            announceUnchanged(key);
         } else {
             change(key, value);
         }
@@ -528,65 +524,76 @@ class Model::Implementation final : public RootInterface {
     }
 
     // Behind every event that is due earlier or at the same time, and behind every event of the same key.
-    void enqueue(Key& key, const Tell& tell, const Iterator* iterator = nullptr, unsigned life = 0) {
+    void enqueue(Key& key, const Notice& tell, const Iterator* iterator = nullptr, unsigned life = 0) {
         if (key.faults.dropNotifications > 0) {
             --key.faults.dropNotifications;
             return;
         }
         key.lastDue = std::max(key.lastDue, Clock::now() + m_delay + key.faults.notificationDelay);
-        const auto later = std::find_if(m_events.begin(), m_events.end(),
-                                        [&](const Event& event) { return event.due > key.lastDue; });
-        m_events.insert(later, 1 + key.faults.repeatNotifications,
-                        Event{&key, tell, key.lastDue, iterator, life});
+        const auto later = std::find_if(m_queue.begin(), m_queue.end(),
+                                        [&](const Notification& event) { return event.due > key.lastDue; });
+        m_queue.insert(later, 1 + key.faults.repeatNotifications,
+                       Notification{&key, tell, key.lastDue, iterator, life});
         m_changed.notify_all();
     }
 
-    int invoke(Key& key, unsigned& actionId, const std::vector<Argument>& arguments) {
+    // For a client, or, without one, for the television itself.
+    int invoke(Key& key, unsigned& actionId, const std::vector<Argument>& arguments,
+               const ClientObject* client = nullptr) {
         takeTime(key);
+        const Observer* invoker = nullptr;
         std::function<Answer(const std::vector<Argument>&)> action;
         unsigned id = 0;
         {
             const std::lock_guard lock(m_mutex);
             if (key.definition.type != OBJECT_TYPE_ACTION) return BizValue::WRONG_TYPE;
+            if (client != nullptr) invoker = client->observer;
             if (!key.offered) return STATUS_UNAVAILABLE;
             if (key.faults.invokeStatus != 0) return key.faults.invokeStatus;
             id = ++m_lastActionId;
             key.invocations.push_back({id, arguments});
+            m_events.tell(Invoke{key.definition.name, arguments});
             if (key.faults.neverAnswer) {
                 actionId = id;
                 return 0;
             }
             action = key.action;
         }
-        const Answer result = action ? action(arguments) : Answer();
+        const Answer result = perform(action, arguments);
         actionId = id;
         bool waitForDelivery = false;
         {
             const std::lock_guard lock(m_mutex);
-            answer(key, id, result);
+            answer(key, id, result, invoker);
             waitForDelivery = key.faults.answerBeforeReturning;
         }
         if (waitForDelivery) settle(std::chrono::seconds(30));
         return 0;
     }
 
+    static Answer perform(const std::function<Answer(const std::vector<Argument>&)>& action,
+                          const std::vector<Argument>& arguments) {
+        const Events::Consequences scope;
+        return action ? action(arguments) : Answer();
+    }
+
     // The model thread.
     void deliver() {
         std::unique_lock lock(m_mutex);
         while (!m_ending) {
-            if (m_held || m_events.empty()) {
+            if (m_held || m_queue.empty()) {
                 m_changed.wait(lock);
-            } else if (const auto due = m_events.front().due; Clock::now() < due) {
+            } else if (const auto due = m_queue.front().due; Clock::now() < due) {
                 m_changed.wait_until(lock, due);
             } else {
-                const Event event = std::move(m_events.front());
-                m_events.pop_front();
+                const Notification event = std::move(m_queue.front());
+                m_queue.pop_front();
                 deliver(event, lock);
             }
         }
     }
 
-    void deliver(const Event& event, std::unique_lock<std::mutex>& lock) {
+    void deliver(const Notification& event, std::unique_lock<std::mutex>& lock) {
         m_busy = true;
         if (event.iterator != nullptr) {
             if (event.iterator->life == event.life && event.iterator->observer != nullptr)
@@ -603,7 +610,7 @@ class Model::Implementation final : public RootInterface {
         m_changed.notify_all();
     }
 
-    void call(Observer* observer, const Tell& tell, std::unique_lock<std::mutex>& lock) {
+    void call(Observer* observer, const Notice& tell, std::unique_lock<std::mutex>& lock) {
         m_called = observer;
         lock.unlock();
         tell(observer);
@@ -619,24 +626,25 @@ class Model::Implementation final : public RootInterface {
     }
 
     unsigned m_lastActionId = 0;
-    std::deque<Event> m_events;
-    bool m_held = false;
+    std::deque<Notification> m_queue;
     bool m_busy = false;
     Observer* m_called = nullptr;
     bool m_ending = false;
     std::thread m_thread;
 };
 
-Model::Model(std::vector<KeyDefinition> catalogue)
-    : m_implementation(std::make_unique<Implementation>(std::move(catalogue))) {}
+Model::Model(std::vector<KeyDefinition> catalogue, Events& events)
+    : m_implementation(std::make_unique<Implementation>(std::move(catalogue), events)) {}
 
 Model::~Model() = default;
 
 void Model::reset() {
     Implementation& model = *m_implementation;
+    const Events::Consequences scope;
     const std::lock_guard lock(model.m_mutex);
     model.forgetEvents();
-    model.setHeld(false, Order::AS_THEY_CAME);
+    model.setHeld(false);
+    model.m_releaseOrder = Order::AS_THEY_CAME;
     model.m_delay = NOTIFICATION_DELAY;
     for (auto& [name, key] : model.m_keys) {
         key.faults = KeyFaults();
@@ -651,7 +659,7 @@ void Model::reset() {
         key.definition = definition;
         if (key.value == definition.initial) continue;
         key.value = definition.initial;
-        if (model.m_listener) model.m_listener(definition.name, key.value);
+        model.tellListeners(key);
     }
 }
 
@@ -688,7 +696,7 @@ void Model::set(const std::string& key, const Value& value) {
 
 void Model::announce(const std::string& key) {
     const std::lock_guard lock(m_implementation->m_mutex);
-    m_implementation->announce(m_implementation->at(key));
+    m_implementation->announceUnchanged(m_implementation->at(key));
 }
 
 void Model::withdraw(const std::string& key) {
@@ -703,9 +711,23 @@ void Model::offer(const std::string& key) {
     m_implementation->announceAvailability(m_implementation->at(key));
 }
 
-void Model::setFaults(const std::string& key, const KeyFaults& faults) {
+bool Model::isOffered(const std::string& key) const {
     const std::lock_guard lock(m_implementation->m_mutex);
-    m_implementation->at(key).faults = faults;
+    return m_implementation->at(key).offered;
+}
+
+void Model::setFaults(const std::string& key, const KeyFaults& faults) {
+    changeFaults(key, [&](KeyFaults& changed) { changed = faults; });
+}
+
+void Model::changeFaults(const std::string& key, const std::function<void(KeyFaults&)>& change) {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    change(m_implementation->at(key).faults);
+}
+
+KeyFaults Model::faults(const std::string& key) const {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    return m_implementation->at(key).faults;
 }
 
 void Model::setNotificationDelay(std::chrono::milliseconds delay) {
@@ -713,14 +735,39 @@ void Model::setNotificationDelay(std::chrono::milliseconds delay) {
     m_implementation->m_delay = delay;
 }
 
+std::chrono::milliseconds Model::notificationDelay() const {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    return m_implementation->m_delay;
+}
+
 void Model::holdNotifications() {
     const std::lock_guard lock(m_implementation->m_mutex);
-    m_implementation->setHeld(true, Order::AS_THEY_CAME);
+    m_implementation->setHeld(true);
+}
+
+void Model::releaseNotifications() {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    m_implementation->setHeld(false);
+}
+
+void Model::setReleaseOrder(Order order) {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    m_implementation->m_releaseOrder = order;
 }
 
 void Model::releaseNotifications(Order order) {
+    setReleaseOrder(order);
+    releaseNotifications();
+}
+
+bool Model::holdsNotifications() const {
     const std::lock_guard lock(m_implementation->m_mutex);
-    m_implementation->setHeld(false, order);
+    return m_implementation->m_held;
+}
+
+Order Model::releaseOrder() const {
+    const std::lock_guard lock(m_implementation->m_mutex);
+    return m_implementation->m_releaseOrder;
 }
 
 bool Model::settle(std::chrono::milliseconds limit) { return m_implementation->settle(limit); }
@@ -743,6 +790,16 @@ unsigned Model::subscribers(const std::string& key) const {
 void Model::setAction(const std::string& key, std::function<Answer(const std::vector<Argument>&)> action) {
     const std::lock_guard lock(m_implementation->m_mutex);
     m_implementation->at(key).action = std::move(action);
+}
+
+int Model::invoke(const std::string& key, const std::vector<Argument>& arguments) {
+    Implementation::Key* action = nullptr;
+    {
+        const std::lock_guard lock(m_implementation->m_mutex);
+        action = &m_implementation->at(key);
+    }
+    unsigned id = 0;
+    return action->invoke(id, arguments);
 }
 
 std::vector<Invocation> Model::invocations(const std::string& key) const {
@@ -774,7 +831,7 @@ unsigned Model::iterators(const std::string& key) const {
 
 void Model::onChange(std::function<void(const std::string&, const Value&)> listener) {
     const std::lock_guard lock(m_implementation->m_mutex);
-    m_implementation->m_listener = std::move(listener);
+    m_implementation->m_listeners.push_back(std::move(listener));
 }
 
 RootInterface* Model::root() { return m_implementation.get(); }

@@ -49,13 +49,47 @@ int resources(const std::string& text) {
     return isSet ? set : 0;
 }
 
+// The row after this one for "+1", before it for "-1", going round; the number of rows for anything else.
+std::size_t neighbour(const Rows& rows, std::size_t row, const std::string& step) {
+    if (rows.empty()) return 0;
+    if (step == "+1") return (row + 1) % rows.size();
+    if (step == "-1") return (row + rows.size() - 1) % rows.size();
+    return rows.size();
+}
+
 }  // namespace
 
-SourceSwitch::SourceSwitch(Model& model, VideoPipeline& video) : m_model(model), m_video(video) { reset(); }
+SourceSwitch::SourceSwitch(Model& model, VideoPipeline& video, Events& events)
+    : m_model(model), m_video(video), m_events(events) {
+    reset();
+}
+
+bool SourceSwitch::selectChannel(const std::string& number) {
+    const std::lock_guard lock(m_mutex);
+    const Rows rows = m_model.rows(CHANNEL_LIST);
+    std::size_t channel = neighbour(rows, m_channel, number);
+    for (std::size_t i = 0; channel == rows.size() && i < rows.size(); ++i)
+        if (rows[i].size() >= COLUMNS && rows[i][NUMBER] == number) channel = i;
+    if (channel == rows.size() || rows[channel].size() < COLUMNS) return false;
+    tune(rows, channel, false);
+    return true;
+}
+
+void SourceSwitch::setPlaying(bool playing) {
+    const std::lock_guard lock(m_mutex);
+    play(playing);
+}
 
 std::size_t SourceSwitch::channel() const {
     const std::lock_guard lock(m_mutex);
     return m_channel;
+}
+
+std::string SourceSwitch::channelNumber() const {
+    const std::lock_guard lock(m_mutex);
+    const Rows rows = m_model.rows(CHANNEL_LIST);
+    return m_channel < rows.size() && rows[m_channel].size() >= COLUMNS ? rows[m_channel][NUMBER]
+                                                                        : std::string();
 }
 
 int SourceSwitch::takenResources() const {
@@ -84,7 +118,9 @@ void SourceSwitch::reset() {
     m_channel = 0;
     m_takenResources = 0;
     m_playing = true;
+    const Events::Consequences scope;
     m_video.showProgramme("");
+    m_video.pause(false);
 }
 
 Answer SourceSwitch::perform(const std::vector<Argument>& arguments) {
@@ -100,9 +136,7 @@ Answer SourceSwitch::perform(const std::vector<Argument>& arguments) {
         m_takenResources &= ~set;
     } else if (command == CHANGE_PLAYBACK) {
         // One command for both: what plays is stopped, what is stopped plays.
-        m_playing = !m_playing;
-        m_video.pause(!m_playing);
-        m_model.set(FORMAT, std::string(m_playing ? FORMAT_PLAYING : ""));
+        play(!m_playing);
     } else {
         return {ERROR_UNKNOWN_COMMAND, {}};
     }
@@ -118,8 +152,7 @@ Answer SourceSwitch::changeChannel(const std::vector<Argument>& arguments) {
 
     std::size_t channel = rows.size();
     if (folder.empty()) {
-        if (target == "+1") channel = (m_channel + 1) % rows.size();
-        if (target == "-1") channel = (m_channel + rows.size() - 1) % rows.size();
+        channel = neighbour(rows, m_channel, target);
     } else {
         const auto isTarget = [&](const std::vector<std::string>& row) {
             if (row.size() < COLUMNS || target.empty()) return false;
@@ -128,9 +161,27 @@ Answer SourceSwitch::changeChannel(const std::vector<Argument>& arguments) {
         channel = static_cast<std::size_t>(std::find_if(rows.begin(), rows.end(), isTarget) - rows.begin());
     }
     if (channel >= rows.size() || rows[channel].size() < COLUMNS) return {ERROR_UNKNOWN_CHANNEL, {}};
-    m_channel = channel;
-    show(rows[channel], flags.size() > 1 && flags.back() == "1");
+    tune(rows, channel, flags.size() > 1 && flags.back() == "1");
     return {0, {{0, 0, rows[channel][URI]}, {0, 1, rows[channel][NAME]}}};
+}
+
+void SourceSwitch::tune(const Rows& rows, std::size_t channel, bool forceShowAV) {
+    m_channel = channel;
+    {
+        const Events::Consequences scope;
+        show(rows[channel], forceShowAV);
+    }
+    m_events.tell(SelectChannel{rows[channel][NUMBER]});
+}
+
+void SourceSwitch::play(bool playing) {
+    m_playing = playing;
+    m_video.pause(!playing);
+    {
+        const Events::Consequences scope;
+        m_model.set(FORMAT, std::string(playing ? FORMAT_PLAYING : ""));
+    }
+    m_events.tell(SetPlaying{playing});
 }
 
 void SourceSwitch::show(const std::vector<std::string>& row, bool forceShowAV) {

@@ -6,7 +6,7 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "catalogue.h"
+#include "simulated/catalogue.h"
 
 namespace simulated {
 
@@ -30,6 +30,8 @@ constexpr std::array<PictureSetting, 10> PICTURE_SETTINGS{{
     {"dovra.sl2.i32.video.color.tuner.hue", "tuner.hue"},
     {"dovra.sl2.vint.video.aipq.pq.setting", "pq"},
 }};
+
+constexpr char FORMAT[] = "dovra.sl2.str.video.format.info";
 
 void showSetting(VideoPipeline& video, const std::string& key, const Value& value) {
     const auto setting = std::find_if(PICTURE_SETTINGS.begin(), PICTURE_SETTINGS.end(),
@@ -59,14 +61,16 @@ Television& Television::instance() {
     return forEver;
 }
 
-Television::Television() : m_model(std::make_unique<Model>(catalogueOrExit())) {
-    m_sourceSwitch = std::make_unique<SourceSwitch>(*m_model, m_video);
+Television::Television() : m_model(std::make_unique<Model>(catalogueOrExit(), m_events)) {
+    m_sourceSwitch = std::make_unique<SourceSwitch>(*m_model, m_video, m_events);
     for (const KeyDefinition& key : m_model->keys()) showSetting(m_video, key.name, key.initial);
     m_model->onChange(
         [this](const std::string& key, const Value& value) { showSetting(m_video, key, value); });
 }
 
 void Television::reset() {
+    const std::lock_guard lock(m_powerMutex);
+    m_suspended = false;
     m_model->reset();
     m_framework.reset();
     m_debugOutput.reset();
@@ -80,9 +84,55 @@ void Television::powerOn() {
         const char* const wish = std::getenv("AIPQ_TV_VIDEO");
         const std::string video = wish != nullptr && *wish != '\0' ? wish : "scenes";
         if (video == "off" || m_video.running()) return;
-        if (!m_video.start(video == "scenes" ? std::string() : video))
-            std::cerr << "simulated television: no picture: " << m_video.error() << '\n';
+        const Events::Consequences scope;
+        if (!showVideo(video)) std::cerr << "simulated television: no picture: " << m_video.error() << '\n';
     });
+}
+
+void Television::suspend() {
+    const std::lock_guard lock(m_powerMutex);
+    if (m_suspended) return;
+    m_suspended = true;
+    {
+        const Events::Consequences scope;
+        tellEach(
+            {Lifecycle::LOST_FOCUS, Lifecycle::SUSPEND, Lifecycle::STR_SUSPENDING, Lifecycle::STR_SUSPEND});
+        m_video.pause(true);
+        m_suspendedFormat = m_model->value(FORMAT);
+        m_model->set(FORMAT, std::string());
+    }
+    m_events.tell(SetPower{true});
+}
+
+void Television::resume() {
+    const std::lock_guard lock(m_powerMutex);
+    if (!m_suspended) return;
+    m_suspended = false;
+    {
+        const Events::Consequences scope;
+        tellEach({Lifecycle::STR_RESUME, Lifecycle::STR_RESUMING, Lifecycle::RESUME, Lifecycle::GET_FOCUS});
+        m_video.pause(!m_sourceSwitch->playing());
+        m_model->set(FORMAT, m_suspendedFormat);
+    }
+    m_events.tell(SetPower{false});
+}
+
+bool Television::suspended() const {
+    const std::lock_guard lock(m_powerMutex);
+    return m_suspended;
+}
+
+void Television::tellEach(std::initializer_list<Lifecycle> news) {
+    for (const Lifecycle each : news)
+        for (const std::string& name : m_applications.applications())
+            m_applications.tellOne(name, each, "app://" + name);
+}
+
+bool Television::showVideo(const std::string& video) {
+    const std::string clip = video == "scenes" ? std::string() : video;
+    if (video != "off" && m_video.running() && m_video.clip() == clip) return true;
+    m_video.stop();
+    return video == "off" || m_video.start(clip);
 }
 
 }  // namespace simulated

@@ -1,6 +1,7 @@
 #include <cerrno>
 
 #include "csp/thread.h"
+#include "other_television.h"
 #include "simulated/television.h"
 
 namespace simulated {
@@ -9,6 +10,16 @@ void ThreadCreation::fail(unsigned count, unsigned skip) {
     const std::lock_guard lock(m_mutex);
     m_failures = count;
     m_skip = skip;
+}
+
+unsigned ThreadCreation::failures() const {
+    const std::lock_guard lock(m_mutex);
+    return m_failures;
+}
+
+unsigned ThreadCreation::skips() const {
+    const std::lock_guard lock(m_mutex);
+    return m_skip;
 }
 
 std::vector<ThreadCreation::Record> ThreadCreation::created() const {
@@ -29,7 +40,7 @@ void ThreadCreation::reset() {
     m_created.clear();
 }
 
-bool ThreadCreation::mayCreate(const char* file, int line) {
+bool ThreadCreation::mayCreate(void* (*routine)(void*), const char* file, int line) {
     const std::lock_guard lock(m_mutex);
     if (m_skip > 0) {
         --m_skip;
@@ -37,7 +48,7 @@ bool ThreadCreation::mayCreate(const char* file, int line) {
         --m_failures;
         return false;
     }
-    m_created.push_back({file != nullptr ? file : "", line});
+    m_created.push_back({routine, file != nullptr ? file : "", line});
     return true;
 }
 
@@ -64,7 +75,7 @@ int _cspOsalPOSIX_pthread_attr_destroy(pthread_attr_t* attributes) {
 int _cspOsalPOSIX_pthread_create_line(pthread_t* thread, const pthread_attr_t* attributes,
                                       void* (*routine)(void*), void* argument, const char* file, int line) {
     Television& television = Television::instance();
-    television.powerOn();
-    if (!television.threads().mayCreate(file, line)) return EAGAIN;
+    if (simulated::otherTelevision() == nullptr) television.powerOn();
+    if (!television.threads().mayCreate(routine, file, line)) return EAGAIN;
     return pthread_create(thread, attributes, routine, argument);
 }

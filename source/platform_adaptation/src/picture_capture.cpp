@@ -40,6 +40,28 @@ void signalUnderLock(pthread_mutex_t& mutex, pthread_cond_t& condition) {
     pthread_cond_signal(&condition);
 }
 
+// The entries of the two threads; `arg` is the PictureCapture.
+
+void* threadSendMessageQueueForPicture(void* arg) {
+    LOG_INFO("create thread to send message queue.\n");
+    if (arg == nullptr) {
+        LOG_ERROR("User data is NULL.\n");
+        return nullptr;
+    }
+    static_cast<PictureCapture*>(arg)->handleSendMessageQueue();
+    return nullptr;
+}
+
+void* threadCheckCaptureProc(void* arg) {
+    LOG_INFO("create thread check caputre.\n");
+    if (arg == nullptr) {
+        LOG_ERROR("User data is NULL.\n");
+        return nullptr;
+    }
+    static_cast<PictureCapture*>(arg)->handleCheckCapture();
+    return nullptr;
+}
+
 }  // namespace
 
 static_assert(video::REQUEST_SIZE == 20, "the message buffer of PictureCapture has the size of a request");
@@ -257,24 +279,4 @@ void PictureCapture::handleCheckCapture() {
         if (const NotifyFunction notify = loadShared(m_notifyFun))
             notify(result, &picture, loadShared(m_userData));
     }
-}
-
-void* threadSendMessageQueueForPicture(void* arg) {
-    LOG_INFO("create thread to send message queue.\n");
-    if (arg == nullptr) {
-        LOG_ERROR("User data is NULL.\n");
-        return nullptr;
-    }
-    static_cast<PictureCapture*>(arg)->handleSendMessageQueue();
-    return nullptr;
-}
-
-void* threadCheckCaptureProc(void* arg) {
-    LOG_INFO("create thread check caputre.\n");
-    if (arg == nullptr) {
-        LOG_ERROR("User data is NULL.\n");
-        return nullptr;
-    }
-    static_cast<PictureCapture*>(arg)->handleCheckCapture();
-    return nullptr;
 }

@@ -86,8 +86,6 @@ bool readText(SystemInfo::StringAccess& access, std::string& text, const char* w
 
 }  // namespace
 
-SystemInfoInterface::~SystemInfoInterface() = default;
-
 SystemInfo::SystemInfo()
     : m_aipqSwitch(makeAccess<IntegerAccess>("dovra.sl2.i32.video.ai.pq.switch", this,
                                              &SystemInfo::onAIPQSwitchAvailableChanged)),

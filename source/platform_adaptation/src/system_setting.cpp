@@ -104,8 +104,6 @@ struct SystemSetting::Table {
     }
 };
 
-SystemSettingInterface::~SystemSettingInterface() = default;
-
 SystemSetting::SystemSetting() : m_setThread{} {
     for (const Setting& setting : Table::ROWS)
         this->*setting.access = makeAccess<IntegerAccess>(setting.key, this, setting.onChanged);

@@ -22,8 +22,6 @@ constexpr int STATUS_STR_SUSPEND_DONE = 8;
 
 }  // namespace
 
-SystemStateInterface::~SystemStateInterface() = default;
-
 SystemState::SystemState(const char* name)
     : m_notifyTVPowerState(nullptr), m_userData(nullptr), m_name(name), m_client(nullptr) {
     // The application manager shares the pointer, but whoever made the object destroys it.

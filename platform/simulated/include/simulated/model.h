@@ -19,6 +19,8 @@ class RootInterface;
 
 namespace simulated {
 
+class Events;
+
 // What the model answers to requests that it refuses.
 constexpr int STATUS_UNKNOWN_KEY = 3;
 constexpr int STATUS_UNAVAILABLE = 7;
@@ -44,6 +46,9 @@ struct KeyDefinition {
     std::vector<std::string> columns = {};  // of a table
     Rows rows = {};
 };
+
+// Whether a number is in the key's range, if it has one.
+bool isInRange(const KeyDefinition& definition, const Value& value);
 
 // What an action answers: a result if the error is 0.
 struct Answer {
@@ -80,8 +85,8 @@ enum class Order { AS_THEY_CAME, REVERSED };
 // All operations: any thread, a notification's included.
 class Model {
   public:
-    // From the keys of a catalogue.
-    explicit Model(std::vector<KeyDefinition> catalogue);
+    // From the keys of a catalogue. What happens is told to `events`.
+    Model(std::vector<KeyDefinition> catalogue, Events& events);
     ~Model();
     Model(const Model&) = delete;
     Model& operator=(const Model&) = delete;
@@ -110,14 +115,25 @@ class Model {
     void withdraw(const std::string& key);
     void offer(const std::string& key);
 
+    bool isOffered(const std::string& key) const;
+
     void setFaults(const std::string& key, const KeyFaults& faults);
+    // Changes some of them, with the model locked: `change` must not call the model.
+    void changeFaults(const std::string& key, const std::function<void(KeyFaults&)>& change);
+    KeyFaults faults(const std::string& key) const;
 
-    // How long after a change its notification is delivered; 15 ms unless told.
+    // How long after a change its notification is delivered.
+    static constexpr std::chrono::milliseconds NOTIFICATION_DELAY{15};  // unless told
     void setNotificationDelay(std::chrono::milliseconds delay);
+    std::chrono::milliseconds notificationDelay() const;
 
-    // Keeps notifications back until they are released.
+    // Keeps notifications back until they are released, in the order set last.
     void holdNotifications();
+    void releaseNotifications();
+    void setReleaseOrder(Order order);
     void releaseNotifications(Order order);
+    bool holdsNotifications() const;
+    Order releaseOrder() const;
 
     // Waits until nothing is left to deliver and no observer is being called; false if that takes longer.
     // Held notifications do not count. Not to be called from a notification.
@@ -133,6 +149,8 @@ class Model {
     // the thread that invokes it.
     void setAction(const std::string& key,
                    std::function<Answer(const std::vector<lomodelapi::Argument>&)> action);
+    // Invokes an action as a client does. The status with which it is refused, or 0.
+    int invoke(const std::string& key, const std::vector<lomodelapi::Argument>& arguments);
     // Since the last reset.
     std::vector<Invocation> invocations(const std::string& key) const;
     // Answers with any id, asked for or not, to every client of the action.
@@ -145,7 +163,8 @@ class Model {
     // Iterators that are open on a table now.
     unsigned iterators(const std::string& key) const;
 
-    // Called with every change, on the thread that makes it, before it is announced to observers.
+    // From now on, `listener` is called with every change, on the thread that makes it, before it is
+    // announced to observers. It must not call the model.
     void onChange(std::function<void(const std::string& key, const Value& value)> listener);
 
     // What clients reach.

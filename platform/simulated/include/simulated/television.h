@@ -7,13 +7,17 @@
 #ifndef SIMULATED_TELEVISION_H
 #define SIMULATED_TELEVISION_H
 
+#include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "simulated/events.h"
+#include "simulated/lifecycle.h"
 #include "simulated/model.h"
 
 namespace zt {
@@ -31,6 +35,8 @@ class Framework {
     void failLookups(int status);
     // Look-ups succeed, but the interface that they give has no root.
     void withholdRoot(bool withhold);
+    int lookupStatus() const;
+    bool withholdsRoot() const;
     // Since the last reset: look-ups of an interface, and questions for its root.
     unsigned lookups() const;
     unsigned rootQuestions() const;
@@ -59,6 +65,8 @@ class DebugOutput {
     void setVerbosity(Verbosity verbosity);
     // Empty for the default, which prints readable lines on stderr.
     void setSink(Sink sink);
+    // Receives what the sink receives, before it; empty for none. It stays over a reset.
+    void setListener(Sink listener);
     // Verbosity from the environment, default sink.
     void reset();
 };
@@ -67,19 +75,23 @@ class DebugOutput {
 class ThreadCreation {
   public:
     struct Record {
+        void* (*routine)(void*);
         std::string file;
         int line;
     };
 
     // After `skip` more creations, the next `count` fail.
     void fail(unsigned count, unsigned skip = 0);
+    // Creations that are still to fail, and to succeed before.
+    unsigned failures() const;
+    unsigned skips() const;
     // Since the last reset: threads created, and attribute objects initialised but not destroyed.
     std::vector<Record> created() const;
     int attributesInUse() const;
     void reset();
 
     // For the platform's side.
-    bool mayCreate(const char* file, int line);
+    bool mayCreate(void* (*routine)(void*), const char* file, int line);
     void attributesChanged(int difference);
 
   private:
@@ -90,27 +102,6 @@ class ThreadCreation {
     std::vector<Record> m_created;
 };
 
-// What becomes of an application, as its manager tells it.
-enum class Lifecycle {
-    RUNNING,
-    SUSPEND,
-    SUSPEND_EX,
-    RESUME,
-    RESUME_EX,
-    STR_SUSPENDING,
-    STR_SUSPEND,
-    STR_RESUME,
-    STR_RESUMING,
-    DESTROY,
-    GET_FOCUS,
-    LOST_FOCUS,
-    RESOURCE_READY,
-    RELEASE_RESOURCE,
-    UI_STATUS,
-    EVENT_MESSAGE,
-    KEY_EVENT,
-};
-
 // The application manager. Notifications are delivered one at a time, in order, on its own client thread.
 class ApplicationManager {
   public:
@@ -119,7 +110,7 @@ class ApplicationManager {
         int status;
     };
 
-    ApplicationManager();
+    explicit ApplicationManager(Events& events);
     ~ApplicationManager();
     ApplicationManager(const ApplicationManager&) = delete;
     ApplicationManager& operator=(const ApplicationManager&) = delete;
@@ -128,6 +119,8 @@ class ApplicationManager {
     void setReachable(bool reachable);
     // Registrations are refused with `status`; 0 for none.
     void refuseRegistrations(int status);
+    bool reachable() const;
+    int refusal() const;
 
     // Tells every registered application, or the one of this name. `text` is the parameter or the message,
     // `number` the reason, resource, status or key.
@@ -155,13 +148,23 @@ class ApplicationManager {
     std::unique_ptr<Implementation> m_implementation;
 };
 
+// What is on the screen.
+struct Picture {
+    unsigned width = 0;
+    unsigned height = 0;
+    std::vector<std::uint8_t> rgba;  // rows from the top, without padding; empty if there is no picture
+    std::string problem;             // why there is none
+};
+
 // The video pipeline: a process of its own, which lives as long as the television is on.
 class VideoPipeline {
   public:
+    explicit VideoPipeline(Events& events) : m_events(events) {}
+
     // Starts the process with a film, or with generated scenes for an empty `clip`, and waits until it shows
     // the first frame. False if it is running or cannot; error() then says why.
     bool start(const std::string& clip = std::string());
-    // Switches it off; it removes the request queue and the capture block.
+    // Switches it off; it removes the request queue and the capture block, unless a client has them.
     void stop();
     // It dies, at once or in mid-work; start() brings it back.
     void kill();
@@ -169,6 +172,11 @@ class VideoPipeline {
     void stall();
     void resume();
     bool running() const;
+    // Since it was started.
+    bool killed() const;
+    bool stalled() const;
+    // The film that it was started with last; empty for generated scenes.
+    std::string clip() const;
     std::string error() const;
 
     // Frames delivered since it was started.
@@ -187,13 +195,23 @@ class VideoPipeline {
     // or is not there.
     bool command(const std::string& line);
 
+    // What is on, as the picture settings make it, in this size (at most 1280 x 720 pixels). It takes nothing
+    // from the clients' capture block and queue. Waits two seconds at most for a pipeline that hangs.
+    Picture picture(unsigned width, unsigned height);
+
   private:
     class Connection;
 
+    bool isAlive() const;
+    std::shared_ptr<Connection> connection() const;
+
+    Events& m_events;
     mutable std::mutex m_mutex;
     std::shared_ptr<Connection> m_connection;
     std::map<std::string, std::string> m_settings;
     std::string m_clip;
+    bool m_killed = false;
+    bool m_stalled = false;
     std::string m_scene;
     std::string m_error;
 };
@@ -206,10 +224,18 @@ class SourceSwitch {
     static constexpr int ERROR_UNKNOWN_COMMAND = 22;
     static constexpr int ERROR_UNKNOWN_CHANNEL = 44;
 
-    SourceSwitch(Model& model, VideoPipeline& video);
+    SourceSwitch(Model& model, VideoPipeline& video, Events& events);
+
+    // As the remote control does: the number of a channel, or "+1" or "-1". False if there is no such
+    // channel.
+    bool selectChannel(const std::string& number);
+    // Stops digital television, or lets it go on.
+    void setPlaying(bool playing);
 
     // The row of the channel list that is on.
     std::size_t channel() const;
+    // Its number; empty if it is in the list no more.
+    std::string channelNumber() const;
     // Resources that clients have taken: a set of bits, video 1, audio 2, PSI 4.
     int takenResources() const;
     // Whether digital television is playing.
@@ -219,10 +245,13 @@ class SourceSwitch {
   private:
     Answer perform(const std::vector<lomodelapi::Argument>& arguments);
     Answer changeChannel(const std::vector<lomodelapi::Argument>& arguments);
+    void tune(const Rows& rows, std::size_t channel, bool forceShowAV);
     void show(const std::vector<std::string>& row, bool forceShowAV);
+    void play(bool playing);
 
     Model& m_model;
     VideoPipeline& m_video;
+    Events& m_events;
     mutable std::mutex m_mutex;
     std::size_t m_channel = 0;
     int m_takenResources = 0;
@@ -242,6 +271,7 @@ class Television {
     ApplicationManager& applications() { return m_applications; }
     VideoPipeline& video() { return m_video; }
     SourceSwitch& sourceSwitch() { return *m_sourceSwitch; }
+    Events& events() { return m_events; }
 
     // As just switched on: no faults, every value at its default. Subscriptions and the pipeline stay.
     void reset();
@@ -250,18 +280,37 @@ class Television {
     // keeps it from starting is said on stderr.
     void powerOn();
 
+    // Suspends to RAM: tells every application that it loses the focus and is suspended, that the television
+    // is suspending, and that it suspends now; the picture stops. Does not wait for the applications. Nothing
+    // if it is suspended already.
+    void suspend();
+    // Tells every application that the television is back, is resuming, that the application is resumed and
+    // has the focus; the picture goes on. Nothing if it is not suspended.
+    void resume();
+    bool suspended() const;
+
+    // What the screen shows: the path of a film, "scenes" or "off". Starts, stops or restarts the pipeline as
+    // needed; false if it cannot, and its error() then says why.
+    bool showVideo(const std::string& video);
+
   private:
     Television();
     ~Television() = delete;
 
+    void tellEach(std::initializer_list<Lifecycle> news);
+
+    Events m_events;
     std::unique_ptr<Model> m_model;
     Framework m_framework;
     DebugOutput m_debugOutput;
     ThreadCreation m_threads;
-    ApplicationManager m_applications;
-    VideoPipeline m_video;
+    ApplicationManager m_applications{m_events};
+    VideoPipeline m_video{m_events};
     std::unique_ptr<SourceSwitch> m_sourceSwitch;
     std::once_flag m_poweredOn;
+    mutable std::mutex m_powerMutex;
+    bool m_suspended = false;
+    Value m_suspendedFormat;  // of the video that was running
 };
 
 }  // namespace simulated

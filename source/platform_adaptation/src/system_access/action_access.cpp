@@ -14,9 +14,9 @@
 using lomodelapi::Argument;
 
 ActionAccess::ActionAccess(std::string name, std::shared_ptr<ActionHandler> handler)
-    : ValueAccessBase(name), m_actionHandler(std::move(handler)) {}
+    : ValueAccessBase(name), m_timeout(m_connectTimeout), m_actionHandler(std::move(handler)) {}
 
-ActionAccess::ActionAccess(std::string name) : ValueAccessBase(name) {}
+ActionAccess::ActionAccess(std::string name) : ActionAccess(std::move(name), nullptr) {}
 
 ActionAccess::~ActionAccess() {
     if (isConnected()) detach(this);
@@ -24,6 +24,7 @@ ActionAccess::~ActionAccess() {
 
 int ActionAccess::connect(int timeoutMs) {
     storeShared(m_connectTimeout, timeoutMs);
+    storeShared(m_timeout, timeoutMs);
     if (isConnected()) return STATUS_OK;
 
     RootInterface* const root = getRootInterface();

@@ -2,7 +2,7 @@
 
 #include <atomic>
 #include <stdexcept>
-#include <utility>
+#include <string_view>
 
 #include "platform_adaptation/ai_common.h"
 #include "shared_member.h"
@@ -31,32 +31,39 @@ std::string nextTag() {
     return "ss_access_" + std::to_string(currentThread()) + "_" + std::to_string(count);
 }
 
-Argument argument(std::uint16_t position, std::string value) { return {0, position, std::move(value)}; }
+// The action's answers, for the accessor that it was made for.
+class SourceSwitchActionHandlerImpl final : public ActionHandler {
+  public:
+    explicit SourceSwitchActionHandlerImpl(SourceSwitchAccessImpl* owner) : m_owner(owner) {}
+
+    // Whoever calls these is the model, which knows nothing of exceptions.
+
+    void onActionResult(int actionId, const ValueObject& result) override {
+        try {
+            m_owner->onActionResult(actionId, result);
+        } catch (const std::runtime_error& error) {
+            LOG_ERROR("An runtime_error has been caught:%s.\n", error.what());
+        }
+    }
+
+    void onActionFailed(int actionId, int error) override {
+        try {
+            m_owner->onActionFailed(actionId, error);
+        } catch (const std::runtime_error& failure) {
+            LOG_ERROR("An runtime_error has been caught:%s.\n", failure.what());
+        }
+    }
+
+  private:
+    SourceSwitchAccessImpl* m_owner;
+};
 
 }  // namespace
 
-SourceSwitchAccess::~SourceSwitchAccess() = default;
-
-SourceSwitchActionHandlerImpl::SourceSwitchActionHandlerImpl(SourceSwitchAccessImpl* owner)
-    : m_owner(owner) {}
-
-// Whoever calls these is the model, which knows nothing of exceptions.
-
-void SourceSwitchActionHandlerImpl::onActionResult(int actionId, const ValueObject& result) {
-    try {
-        m_owner->onActionResult(actionId, result);
-    } catch (const std::runtime_error& error) {
-        LOG_ERROR("An runtime_error has been caught:%s.\n", error.what());
-    }
-}
-
-void SourceSwitchActionHandlerImpl::onActionFailed(int actionId, int error) {
-    try {
-        m_owner->onActionFailed(actionId, error);
-    } catch (const std::runtime_error& failure) {
-        LOG_ERROR("An runtime_error has been caught:%s.\n", failure.what());
-    }
-}
+struct SourceSwitchAccessImpl::Parameter {
+    std::uint16_t position;
+    std::string_view value;
+};
 
 // No lock: two first calls at once may each make an instance.
 SourceSwitchAccessImpl* SourceSwitchAccessImpl::GetInstance() {
@@ -98,11 +105,14 @@ ActionAccess* SourceSwitchAccessImpl::connectToValue(std::string name) {
     return current;
 }
 
-bool SourceSwitchAccessImpl::request(ActionAccess* action, const std::vector<Argument>& parameters,
+bool SourceSwitchAccessImpl::request(ActionAccess* action, std::initializer_list<Parameter> parameters,
                                      const char* function) {
     unsigned int actionId = 0xFFFFFFFF;
-    std::vector<Argument> arguments{argument(0, nextTag())};
-    arguments.insert(arguments.end(), parameters.begin(), parameters.end());
+    std::vector<Argument> arguments;
+    arguments.reserve(1 + parameters.size());
+    arguments.push_back({0, 0, nextTag()});
+    for (const Parameter& parameter : parameters)
+        arguments.push_back({0, parameter.position, std::string(parameter.value)});
     if (const int status = action->invoke(actionId, arguments); status != 0) {
         LOG_AT(logging::LEVEL_ERROR, function, "error: %d\n", status);
         return false;
@@ -167,8 +177,7 @@ bool SourceSwitchAccessImpl::requestResource(const char* command, _ResourceType 
     LOG_ENTER_AS(function);
     ActionAccess* const action = connectToValue(SWITCH_ACTION);
     if (action == nullptr) return false;
-    return request(action, {argument(1, command), argument(2, "hbbtv"), argument(3, std::to_string(type))},
-                   function);
+    return request(action, {{1, command}, {2, "hbbtv"}, {3, std::to_string(type)}}, function);
 }
 
 bool SourceSwitchAccessImpl::requestResourceFromSystem(_ResourceType type) {
@@ -264,9 +273,7 @@ bool SourceSwitchAccessImpl::requestStep(const char* direction, const char* func
     LOG_ENTER_AS(function);
     ActionAccess* const action = connectToValue(SWITCH_ACTION);
     if (action == nullptr) return false;
-    return request(
-        action, {argument(1, CHANGE_CHANNEL), argument(2, "hbbtv"), argument(3, direction), argument(5, "2")},
-        function);
+    return request(action, {{1, CHANGE_CHANNEL}, {2, "hbbtv"}, {3, direction}, {5, "2"}}, function);
 }
 
 bool SourceSwitchAccessImpl::setChannelNext() { return requestStep("+1", __func__); }
@@ -276,10 +283,10 @@ bool SourceSwitchAccessImpl::setChannelByURI(std::string uri, bool forceShowAV) 
     LOG_ENTER();
     ActionAccess* const action = connectToValue(SWITCH_ACTION);
     if (action == nullptr) return false;
-    return request(action,
-                   {argument(1, CHANGE_CHANNEL), argument(2, "hbbtv"), argument(3, std::move(uri)),
-                    argument(4, ""), argument(5, "2"), argument(5, forceShowAV ? "1" : "0")},
-                   __func__);
+    return request(
+        action,
+        {{1, CHANGE_CHANNEL}, {2, "hbbtv"}, {3, uri}, {4, ""}, {5, "2"}, {5, forceShowAV ? "1" : "0"}},
+        __func__);
 }
 
 bool SourceSwitchAccessImpl::setChannelByUUIDs(std::string channelUUID, std::string folderUUID,
@@ -289,9 +296,12 @@ bool SourceSwitchAccessImpl::setChannelByUUIDs(std::string channelUUID, std::str
     if (action == nullptr) return false;
     LOG_INFO("channelUUID:'%s', folderUUID:'%s', forceShowAV:%d.\n", channelUUID.c_str(), folderUUID.c_str(),
              forceShowAV);
-    return request(
-        action,
-        {argument(1, CHANGE_CHANNEL), argument(2, "hbbtv"), argument(3, std::move(channelUUID)),
-         argument(4, std::move(folderUUID)), argument(5, "2"), argument(5, forceShowAV ? "1" : "0")},
-        __func__);
+    return request(action,
+                   {{1, CHANGE_CHANNEL},
+                    {2, "hbbtv"},
+                    {3, channelUUID},
+                    {4, folderUUID},
+                    {5, "2"},
+                    {5, forceShowAV ? "1" : "0"}},
+                   __func__);
 }

@@ -9,12 +9,13 @@
 #define LOG_TAG "[Platform Adaptation]"
 #include "log.h"
 
-TableHandler::~TableHandler() = default;
-
 TableAccess::TableAccess(std::string name, std::shared_ptr<TableHandler> handler)
-    : ValueAccessBase(name), m_tableHandler(std::move(handler)) {}
+    : ValueAccessBase(name),
+      m_timeout(m_connectTimeout),
+      m_tableHandler(std::move(handler)),
+      m_table(nullptr) {}
 
-TableAccess::TableAccess(std::string name) : ValueAccessBase(name) {}
+TableAccess::TableAccess(std::string name) : TableAccess(std::move(name), nullptr) {}
 
 TableAccess::~TableAccess() {
     if (isConnected()) detach(this);
@@ -22,6 +23,7 @@ TableAccess::~TableAccess() {
 
 int TableAccess::connect(int timeoutMs) {
     storeShared(m_connectTimeout, timeoutMs);
+    storeShared(m_timeout, timeoutMs);
     if (isConnected()) return STATUS_OK;
 
     int status = STATUS_OK;
@@ -33,11 +35,13 @@ int TableAccess::connect(int timeoutMs) {
     // Asked for, and whatever it is accepted: an object that is no table refuses to make iterators.
     table->getType();
     storeShared(m_value, table);
+    storeShared(m_table, table);
     return STATUS_OK;
 }
 
 int TableAccess::disconnect() {
     detach(this);
+    storeShared<BizValue*>(m_table, nullptr);
     return STATUS_OK;
 }
 
@@ -49,4 +53,4 @@ int TableAccess::setActionResultHandler(std::shared_ptr<TableHandler> handler) {
 // The handler is deliberately left out: what happens to rows is told to iterators.
 void TableAccess::notifyUpdate(int) { LOG_ENTER(); }
 
-BizValue* TableAccess::getAccess() const { return loadShared(m_value); }
+BizValue* TableAccess::getAccess() const { return loadShared(m_table); }

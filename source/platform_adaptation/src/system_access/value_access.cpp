@@ -82,10 +82,10 @@ ValueAccessT<Observer>::~ValueAccessT() {
     if (isConnected()) detach(this);
 }
 
-template <typename Observer>
-int ValueAccessT<Observer>::connect(int timeoutMs) {
+int ValueAccessBase::connectAs(Observer* observer, ObjectTypeSpec wanted, const char* kind, int timeoutMs,
+                               const char* function) {
     if (m_name == MISSING) {
-        LOG_ERROR("Value is '%s\n", MISSING);
+        LOG_AT(logging::LEVEL_ERROR, function, "Value is '%s\n", MISSING);
         return STATUS_MISSING;
     }
     storeShared(m_connectTimeout, timeoutMs);
@@ -93,19 +93,24 @@ int ValueAccessT<Observer>::connect(int timeoutMs) {
 
     RootInterface* const root = getRootInterface();
     int status = STATUS_OK;
-    BizValue* const value = attach(root, this, timeoutMs, status);
+    BizValue* const value = attach(root, observer, timeoutMs, status);
     if (value == nullptr) {
-        LOG_ERROR("Failed %d\n", status);
+        LOG_AT(logging::LEVEL_ERROR, function, "Failed %d\n", status);
         return STATUS_NOT_CONNECTED;
     }
-    if (const ObjectTypeSpec type = value->getType(); type != Kind<Observer>::TYPE) {
-        LOG_ERROR("Observer Type not match for %s,( %d ) vs %s.\n", m_name.c_str(), type,
-                  Kind<Observer>::NAME);
-        root->disconnectValue(getName(), this, value);
+    if (const ObjectTypeSpec type = value->getType(); type != wanted) {
+        LOG_AT(logging::LEVEL_ERROR, function, "Observer Type not match for %s,( %d ) vs %s.\n",
+               m_name.c_str(), type, kind);
+        root->disconnectValue(getName(), observer, value);
         return STATUS_TYPE_MISMATCH;
     }
     storeShared(m_value, value);
     return STATUS_OK;
+}
+
+template <typename Observer>
+int ValueAccessT<Observer>::connect(int timeoutMs) {
+    return connectAs(this, Kind<Observer>::TYPE, Kind<Observer>::NAME, timeoutMs, __func__);
 }
 
 template <typename Observer>

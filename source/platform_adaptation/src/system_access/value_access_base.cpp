@@ -34,8 +34,6 @@ std::map<int, T> byPosition(const std::vector<T>& list) {
 SystemAccess::SystemAccess() = default;
 SystemAccess::~SystemAccess() = default;
 
-ValueHandler::~ValueHandler() = default;
-
 ValueAccessBase::ValueAccessBase(const std::string& name)
     : m_value(nullptr), m_name(name), m_connectTimeout(1000) {}
 

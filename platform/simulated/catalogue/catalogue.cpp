@@ -1,0 +1,141 @@
+#include "simulated/catalogue.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <limits>
+#include <map>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+
+#include "catalogue_text.h"
+#include "toml_reader.h"
+
+using namespace lomodelapi;
+
+namespace simulated {
+
+namespace {
+
+class Parser {
+  public:
+    explicit Parser(const TomlReader& reader) : m_reader(reader) {}
+
+    KeyDefinition key(const toml::table& table) {
+        KeyDefinition key;
+        if (const auto group = table["group"].value<std::string>()) m_group = *group;
+        key.group = m_group;
+        key.name = text(table, "name");
+        key.meaning = text(table, "meaning");
+        if (!m_names.insert(key.name).second)
+            m_reader.fail(table.source(), "key '" + key.name + "' stands twice");
+        readType(table, key);
+        readRange(table, key);
+        readRows(table, key);
+        for (const auto& [name, node] : table) {
+            static const std::set<std::string_view> known{"group", "name",    "type",    "default",
+                                                          "range", "meaning", "columns", "rows"};
+            if (known.count(name.str()) == 0)
+                m_reader.fail(name.source(), "unknown entry '" + std::string(name.str()) + "'");
+        }
+        return key;
+    }
+
+  private:
+    std::string text(const toml::table& table, const char* name) {
+        const toml::node* const node = table.get(name);
+        if (node == nullptr) m_reader.fail(table.source(), std::string("a key without '") + name + "'");
+        const auto value = node->value_exact<std::string>();
+        if (!value) m_reader.fail(node->source(), std::string("'") + name + "' is no text");
+        return *value;
+    }
+
+    void readType(const toml::table& table, KeyDefinition& key) {
+        const std::string type = text(table, "type");
+        const toml::node* const initial = table.get("default");
+        if (type == "action" || type == "table") {
+            if (initial != nullptr)
+                m_reader.fail(initial->source(), "the type '" + type + "' has no default");
+            key.type = type == "action" ? OBJECT_TYPE_ACTION : OBJECT_TYPE_TABLE;
+            return;
+        }
+        if (initial == nullptr) m_reader.fail(table.source(), "a key without 'default'");
+        static const std::map<std::string_view, ObjectTypeSpec> types{
+            {"integer", OBJECT_TYPE_NUMERIC_INTEGER},
+            {"int64", OBJECT_TYPE_NUMERIC_INT64},
+            {"string", OBJECT_TYPE_STRING},
+            {"integers", OBJECT_TYPE_VECTOR_NUMERIC_INTEGER},
+            {"strings", OBJECT_TYPE_VECTOR_STRING}};
+        const auto known = types.find(type);
+        if (known == types.end()) m_reader.fail(table.get("type")->source(), "unknown type '" + type + "'");
+        key.type = known->second;
+        key.initial = m_reader.value(*initial, key.type);
+    }
+
+    void readRows(const toml::table& table, KeyDefinition& key) {
+        const toml::node* const columns = table.get("columns");
+        const toml::node* const rows = table.get("rows");
+        for (const toml::node* const node : {columns, rows})
+            if (node != nullptr && key.type != OBJECT_TYPE_TABLE)
+                m_reader.fail(node->source(), "only a table has these");
+        if (key.type != OBJECT_TYPE_TABLE) return;
+        if (columns == nullptr || rows == nullptr)
+            m_reader.fail(table.source(), "a table without 'columns' and 'rows'");
+        key.columns = m_reader.strings(*columns);
+        key.rows = m_reader.list<std::vector<std::string>>(*rows, [&](const toml::node& row) {
+            std::vector<std::string> cells = m_reader.strings(row);
+            if (cells.size() != key.columns.size()) m_reader.fail(row.source(), "not one text per column");
+            return cells;
+        });
+    }
+
+    void readRange(const toml::table& table, KeyDefinition& key) {
+        const toml::node* const node = table.get("range");
+        if (node == nullptr) return;
+        const toml::array* const range = node->as_array();
+        const bool isNumber =
+            key.type == OBJECT_TYPE_NUMERIC_INTEGER || key.type == OBJECT_TYPE_NUMERIC_INT64;
+        if (!isNumber || range == nullptr || range->size() != 2)
+            m_reader.fail(node->source(), "'range' is [lowest, highest] of a number");
+        constexpr auto any = std::numeric_limits<long long>();
+        key.range.emplace(m_reader.number(*range->get(0), any.min(), any.max()),
+                          m_reader.number(*range->get(1), any.min(), any.max()));
+        const long long initial = key.type == OBJECT_TYPE_NUMERIC_INTEGER ? std::get<int>(key.initial)
+                                                                          : std::get<long long>(key.initial);
+        if (initial < key.range->first || initial > key.range->second)
+            m_reader.fail(node->source(), "the default is out of this range");
+    }
+
+    const TomlReader& m_reader;
+    std::string m_group;
+    std::set<std::string> m_names;
+};
+
+}  // namespace
+
+std::vector<KeyDefinition> parseCatalogue(std::string_view text, const std::string& name) {
+    const TomlReader reader(name);
+    const toml::table document = reader.parse(text);
+    const toml::array* const keys = document["key"].as_array();
+    if (keys == nullptr) throw std::runtime_error(name + ":1:1: no [[key]] in it");
+
+    Parser parser(reader);
+    std::vector<KeyDefinition> definitions;
+    for (const toml::node& key : *keys) {
+        if (!key.is_table()) reader.fail(key.source(), "'key' is no table");
+        definitions.push_back(parser.key(*key.as_table()));
+    }
+    return definitions;
+}
+
+std::vector<KeyDefinition> loadCatalogue() {
+    const char* const path = std::getenv("AIPQ_TV_CATALOGUE");
+    if (path == nullptr || *path == '\0') return parseCatalogue(CATALOGUE_TEXT, "catalogue.toml");
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw std::runtime_error(std::string(path) + ": cannot be read");
+    std::ostringstream text;
+    text << file.rdbuf();
+    return parseCatalogue(text.str(), path);
+}
+
+}  // namespace simulated

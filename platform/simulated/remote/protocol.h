@@ -1,0 +1,109 @@
+// How a television that is a process of its own speaks with its clients over D-Bus.
+//
+// Two kinds of objects are on its bus:
+//
+//   OBJECT          the television as people and scripts use it (busctl), with one object for each key below
+//   PLATFORM_OBJECT what the platform library in a client's process calls, and who hears of it; one
+//   interface,
+//                   PLATFORM_INTERFACE, which follows platform/include call by call
+//
+// A client numbers its subscriptions and iterators itself, so that it knows the number before the first news
+// of it arrives. News are signals to this one client:
+//
+//   method                                            answer
+//   LookUp(s name)                                    i status
+//   GivesRoot()                                       b
+//   Connect(s key, u subscription)                    i status, b yields an object
+//   Disconnect(u subscription)                        i status
+//   Type(u)                                           i
+//   GetInteger(u) | GetInt64(u)                       i | x
+//   GetString(u) | GetIntegers(u) | GetStrings(u)     i status, value
+//   SetInteger(u, i) | SetInt64(u, x)                 i status
+//   SetString(u, ay) | SetIntegers(u, a{ii}) | SetStrings(u, a{iay})
+//                                                     i status
+//   Invoke(u, a(qqay))                                i status, u id
+//   CreateIterator(u subscription, u iterator, ii type, a(iay) selections, ai columns, a(ib) orders)
+//                                                     b created
+//   ReleaseIterator(u iterator)                       i status
+//   Iterate(u iterator, s operation, i number, ay text)
+//                                                     i status
+//   ApplicationsReachable()                           b
+//   RegisterApplication(s) | UnregisterApplication(s) | ReportStatus(s, i)
+//                                                     i status
+//   Answer(u ticket, i answer)                        none
+//
+//   signal
+//   Integer(u, i) | Int64(u, x) | String(u, ay) | Integers(u, ai) | Strings(u, aay)
+//   Available(u, b) | Failed(u, u id, i error) | Result(u, u id, a(qqay)) | Updated(u, i)
+//   IteratorNews(u iterator, s operation, i number, aaay rows)
+//   Lifecycle(s name, u ticket, u news, s url, s text, i number)
+//
+// Texts of the model are bytes (ay), because a text of D-Bus must be UTF-8 and the model's need not.
+#ifndef REMOTE_PROTOCOL_H
+#define REMOTE_PROTOCOL_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "lomodelapi/argument.h"
+
+#include <sdbus-c++/sdbus-c++.h>
+
+namespace remote {
+
+constexpr char BUS_NAME_PREFIX[] = "aipq.Television.";
+constexpr char OBJECT[] = "/aipq/television";
+constexpr char PLATFORM_OBJECT[] = "/aipq/television/platform";
+constexpr char PLATFORM_INTERFACE[] = "aipq.television.Platform";
+
+// What an iterator is asked, and what it tells.
+namespace iteration {
+constexpr char COMMIT[] = "commit";
+constexpr char TOTAL_COUNT[] = "total-count";
+constexpr char CURSOR_POSITION[] = "cursor-position";
+constexpr char SEEK_TO_ROW[] = "seek-to-row";
+constexpr char SEEK_TO_CONTENT[] = "seek-to-content";
+constexpr char READ_ROW[] = "read-row";
+constexpr char READ_ROW_CHUNK[] = "read-row-chunk";
+constexpr char READY[] = "ready";    // told only
+constexpr char UPDATE[] = "update";  // told only
+}  // namespace iteration
+
+// The television that a program finds when it is told of none.
+constexpr char DEFAULT_NAME[] = "living-room";
+
+// What AIPQ_TV says if there shall be none but the one in the program's own process.
+constexpr char EMBEDDED[] = "embedded";
+
+// Where a television is: the address of its bus and its name there.
+struct Place {
+    std::string address;
+    std::string name;
+
+    std::string busName() const { return BUS_NAME_PREFIX + name; }
+};
+
+// From NAME, ADDRESS or NAME@ADDRESS. Throws std::invalid_argument for what cannot be a name or an
+// address.
+Place placeFrom(const std::string& text);
+
+// The socket of the private bus of the television `name`, in a folder of this user's own.
+std::string socketPath(const std::string& name);
+
+// The object of a key.
+std::string objectPath(const std::string& key);
+
+using Bytes = std::vector<std::uint8_t>;
+using WireArgument = sdbus::Struct<std::uint16_t, std::uint16_t, Bytes>;
+
+Bytes toWire(const std::string& text);
+std::string fromWire(const Bytes& bytes);
+std::vector<Bytes> toWire(const std::vector<std::string>& texts);
+std::vector<std::string> fromWire(const std::vector<Bytes>& texts);
+std::vector<WireArgument> toWire(const std::vector<lomodelapi::Argument>& arguments);
+std::vector<lomodelapi::Argument> fromWire(const std::vector<WireArgument>& arguments);
+
+}  // namespace remote
+
+#endif

@@ -1,0 +1,250 @@
+#include "simulated/faults.h"
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+#include <stdexcept>
+
+namespace simulated {
+
+namespace {
+
+struct Fault {
+    FaultDefinition definition;
+    long long (*get)(Television& television, const std::string& key);
+    void (*set)(Television& television, const std::string& key, long long value);
+};
+
+// What a client is answered with; 0 for no refusal.
+constexpr long long LOWEST_STATUS = std::numeric_limits<int>::min();
+constexpr long long HIGHEST_STATUS = std::numeric_limits<int>::max();
+// Each of them is made at once, in memory.
+constexpr long long MOST_REPEATS = 1000;
+constexpr long long MOST_EVENTS = std::numeric_limits<int>::max();
+constexpr long long LONGEST_DELAY = 3'600'000;
+constexpr long long LONGEST_ANSWER_DELAY = 60'000;  // nothing ends it earlier
+
+template <auto member>
+long long getOfKey(Television& television, const std::string& key) {
+    const auto value = television.model().faults(key).*member;
+    if constexpr (std::is_same_v<decltype(value), const std::chrono::milliseconds>) {
+        return value.count();
+    } else {
+        return static_cast<long long>(value);
+    }
+}
+
+template <auto member>
+void setOfKey(Television& television, const std::string& key, long long value) {
+    television.model().changeFaults(key, [value](KeyFaults& faults) {
+        faults.*member = std::remove_reference_t<decltype(faults.*member)>(value);
+    });
+}
+
+template <auto member>
+Fault ofKey(const char* name, FaultKind kind, long long lowest, long long highest, const char* meaning) {
+    return {{name, kind, true, lowest, highest, 0, meaning}, &getOfKey<member>, &setOfKey<member>};
+}
+
+template <auto member>
+Fault flagOfKey(const char* name, const char* meaning) {
+    return ofKey<member>(name, FaultKind::FLAG, 0, 1, meaning);
+}
+
+template <auto member>
+Fault statusOfKey(const char* name, const char* meaning) {
+    return ofKey<member>(name, FaultKind::NUMBER, LOWEST_STATUS, HIGHEST_STATUS, meaning);
+}
+
+void requireVideo(Television& television) {
+    if (!television.video().running()) throw std::runtime_error("the video pipeline does not run");
+}
+
+void setWithdrawn(Television& television, const std::string& key, long long value) {
+    if (value != 0) {
+        television.model().withdraw(key);
+    } else {
+        television.model().offer(key);
+    }
+}
+
+void setHeld(Television& television, long long value) {
+    if (value != 0) {
+        television.model().holdNotifications();
+    } else {
+        television.model().releaseNotifications();
+    }
+}
+
+void setKilled(Television& television, long long value) {
+    VideoPipeline& video = television.video();
+    if (value != 0) {
+        if (video.killed()) return;
+        requireVideo(television);
+        video.kill();
+    } else if (video.killed() && !video.start(video.clip())) {
+        throw std::runtime_error(video.error());
+    }
+}
+
+void setStalled(Television& television, long long value) {
+    if (value == 0) {
+        television.video().resume();
+    } else {
+        requireVideo(television);
+        television.video().stall();
+    }
+}
+
+const std::vector<Fault>& table() {
+    using F = KeyFaults;
+    using T = Television;
+    static const std::vector<Fault> faults{
+        {{"key.withdrawn", FaultKind::FLAG, true, 0, 1, 0,
+          "the television does not offer the key; its observers are told"},
+         [](T& tv, const std::string& key) -> long long { return tv.model().isOffered(key) ? 0 : 1; },
+         &setWithdrawn},
+        statusOfKey<&F::connectStatus>("key.connect_status", "subscribing is refused with this"),
+        flagOfKey<&F::connectYieldsNothing>("key.connect_yields_nothing",
+                                            "subscribing reports success without an object"),
+        statusOfKey<&F::readStatus>("key.read_status", "reads of texts and lists are refused with this"),
+        flagOfKey<&F::refuseWrites>("key.refuse_writes", "a write is refused and changes nothing"),
+        flagOfKey<&F::keepValue>("key.keep_value", "a write changes nothing, and the old value is announced"),
+        ofKey<&F::dropNotifications>("key.drop", FaultKind::NUMBER, 0, MOST_EVENTS,
+                                     "so many of the next notifications are lost"),
+        ofKey<&F::repeatNotifications>("key.repeat", FaultKind::NUMBER, 0, MOST_REPEATS,
+                                       "each notification is delivered so many times more"),
+        ofKey<&F::notificationDelay>("key.delay", FaultKind::MILLISECONDS, 0, LONGEST_DELAY,
+                                     "notifications come so much later than those of other keys"),
+        ofKey<&F::answerDelay>("key.answer_delay", FaultKind::MILLISECONDS, 0, LONGEST_ANSWER_DELAY,
+                               "every request of a client takes so much longer"),
+        statusOfKey<&F::invokeStatus>("key.invoke_status", "the action is refused with this"),
+        flagOfKey<&F::neverAnswer>("key.never_answer", "the action is accepted and not answered"),
+        ofKey<&F::repeatAnswers>("key.repeat_answers", FaultKind::NUMBER, 0, MOST_REPEATS,
+                                 "each answer of the action is given so many times more"),
+        flagOfKey<&F::answerBeforeReturning>(
+            "key.answer_before_returning", "an invocation returns only after its answer has been delivered"),
+
+        {{"notifications.delay", FaultKind::MILLISECONDS, false, 0, LONGEST_DELAY,
+          Model::NOTIFICATION_DELAY.count(), "how long after a change its notification comes"},
+         [](T& tv, const std::string&) -> long long { return tv.model().notificationDelay().count(); },
+         [](T& tv, const std::string&, long long value) {
+             tv.model().setNotificationDelay(std::chrono::milliseconds(value));
+         }},
+        {{"notifications.reverse", FaultKind::FLAG, false, 0, 1, 0,
+          "notifications that were held are released last one first"},
+         [](T& tv, const std::string&) -> long long {
+             return tv.model().releaseOrder() == Order::REVERSED ? 1 : 0;
+         },
+         [](T& tv, const std::string&, long long value) {
+             tv.model().setReleaseOrder(value != 0 ? Order::REVERSED : Order::AS_THEY_CAME);
+         }},
+        {{"notifications.hold", FaultKind::FLAG, false, 0, 1, 0,
+          "notifications are kept back until this is taken away"},
+         [](T& tv, const std::string&) -> long long { return tv.model().holdsNotifications() ? 1 : 0; },
+         [](T& tv, const std::string&, long long value) { setHeld(tv, value); }},
+        {{"framework.status", FaultKind::NUMBER, false, LOWEST_STATUS, HIGHEST_STATUS, 0,
+          "look-ups at the process framework are refused with this"},
+         [](T& tv, const std::string&) -> long long { return tv.framework().lookupStatus(); },
+         [](T& tv, const std::string&, long long value) {
+             tv.framework().failLookups(static_cast<int>(value));
+         }},
+        {{"framework.no_root", FaultKind::FLAG, false, 0, 1, 0,
+          "the process framework gives an interface without a root"},
+         [](T& tv, const std::string&) -> long long { return tv.framework().withholdsRoot() ? 1 : 0; },
+         [](T& tv, const std::string&, long long value) { tv.framework().withholdRoot(value != 0); }},
+        {{"applications.unreachable", FaultKind::FLAG, false, 0, 1, 0,
+          "clients cannot reach the application manager"},
+         [](T& tv, const std::string&) -> long long { return tv.applications().reachable() ? 0 : 1; },
+         [](T& tv, const std::string&, long long value) { tv.applications().setReachable(value == 0); }},
+        {{"applications.status", FaultKind::NUMBER, false, LOWEST_STATUS, HIGHEST_STATUS, 0,
+          "registrations at the application manager are refused with this"},
+         [](T& tv, const std::string&) -> long long { return tv.applications().refusal(); },
+         [](T& tv, const std::string&, long long value) {
+             tv.applications().refuseRegistrations(static_cast<int>(value));
+         }},
+        {{"threads.skip", FaultKind::NUMBER, false, 0, MOST_EVENTS, 0,
+          "so many threads are created before creations fail"},
+         [](T& tv, const std::string&) -> long long { return tv.threads().skips(); },
+         [](T& tv, const std::string&, long long value) {
+             tv.threads().fail(tv.threads().failures(), static_cast<unsigned>(value));
+         }},
+        {{"threads.fail", FaultKind::NUMBER, false, 0, MOST_EVENTS, 0,
+          "so many of the next thread creations fail"},
+         [](T& tv, const std::string&) -> long long { return tv.threads().failures(); },
+         [](T& tv, const std::string&, long long value) {
+             tv.threads().fail(static_cast<unsigned>(value), tv.threads().skips());
+         }},
+        {{"video.stalled", FaultKind::FLAG, false, 0, 1, 0, "the video pipeline hangs"},
+         [](T& tv, const std::string&) -> long long { return tv.video().stalled() ? 1 : 0; },
+         [](T& tv, const std::string&, long long value) { setStalled(tv, value); }},
+        // The last one: it may fail when all are cleared.
+        {{"video.killed", FaultKind::FLAG, false, 0, 1, 0,
+          "the video pipeline died; taking this away starts it again"},
+         [](T& tv, const std::string&) -> long long { return tv.video().killed() ? 1 : 0; },
+         [](T& tv, const std::string&, long long value) { setKilled(tv, value); }},
+    };
+    return faults;
+}
+
+const Fault& at(const std::string& key, const std::string& name) {
+    const auto found = std::find_if(table().begin(), table().end(),
+                                    [&](const Fault& fault) { return fault.definition.name == name; });
+    if (found == table().end()) throw std::out_of_range("there is no fault '" + name + "'");
+    if (found->definition.ofKey && key.empty())
+        throw std::invalid_argument("the fault '" + name + "' is of a key: name one");
+    if (!found->definition.ofKey && !key.empty())
+        throw std::invalid_argument("the fault '" + name + "' is of no key");
+    return *found;
+}
+
+void setAndTell(Television& television, const std::string& key, const Fault& fault, long long value) {
+    {
+        const Events::Consequences scope;
+        fault.set(television, key, value);
+    }
+    television.events().tell(SetFault{key, fault.definition.name, value});
+}
+
+}  // namespace
+
+const std::vector<FaultDefinition>& faultDefinitions() {
+    static const std::vector<FaultDefinition> definitions = [] {
+        std::vector<FaultDefinition> all;
+        for (const Fault& fault : table()) all.push_back(fault.definition);
+        return all;
+    }();
+    return definitions;
+}
+
+const FaultDefinition* findFault(const std::string& name) {
+    for (const FaultDefinition& definition : faultDefinitions())
+        if (definition.name == name) return &definition;
+    return nullptr;
+}
+
+void setFault(Television& television, const std::string& key, const std::string& name, long long value) {
+    const Fault& fault = at(key, name);
+    if (value < fault.definition.lowest || value > fault.definition.highest)
+        throw std::domain_error("the fault '" + name + "' is from " +
+                                std::to_string(fault.definition.lowest) + " to " +
+                                std::to_string(fault.definition.highest));
+    setAndTell(television, key, fault, value);
+}
+
+long long fault(Television& television, const std::string& key, const std::string& name) {
+    return at(key, name).get(television, key);
+}
+
+void clearFaults(Television& television) {
+    std::vector<std::string> keys;
+    for (const KeyDefinition& key : television.model().keys()) keys.push_back(key.name);
+    for (const Fault& fault : table()) {
+        const std::vector<std::string> owners = fault.definition.ofKey ? keys : std::vector<std::string>{""};
+        for (const std::string& owner : owners)
+            if (fault.get(television, owner) != fault.definition.harmless)
+                setAndTell(television, owner, fault, fault.definition.harmless);
+    }
+}
+
+}  // namespace simulated

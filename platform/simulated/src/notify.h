@@ -1,0 +1,16 @@
+// Calls what an observer has for the news, and nothing if it has nothing for them.
+#ifndef SIMULATED_NOTIFY_H
+#define SIMULATED_NOTIFY_H
+
+#include "lomodelapi/observer.h"
+#include "simulated/model.h"
+
+namespace simulated {
+
+void notify(lomodelapi::Observer* observer, const Value& value);
+void notify(lomodelapi::Observer* observer, unsigned id, const Answer& answer);
+void notifyTableUpdate(lomodelapi::Observer* observer, int kind);
+
+}  // namespace simulated
+
+#endif

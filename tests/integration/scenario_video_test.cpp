@@ -1,0 +1,198 @@
+// Scenarios that show something, among them the installed examples.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "asleep.h"
+#include "platform_adaptation/picture_capture.h"
+#include "simulated/faults.h"
+#include "simulated/scenario.h"
+#include "simulated/scenario_player.h"
+#include "simulated/scenario_recorder.h"
+#include "television_test.h"
+
+using korvale::ai::PictureData;
+using simulated::describe;
+using simulated::fault;
+using simulated::parseScenario;
+using simulated::Scenario;
+using simulated::ScenarioPlayer;
+using simulated::ScenarioRecorder;
+using testing::ElementsAre;
+using testing::SizeIs;
+using testing::StartsWith;
+using Outcome = ScenarioPlayer::Outcome;
+
+namespace {
+
+class AScenarioWithAPicture : public tests::TelevisionTest {
+  protected:
+    ScenarioPlayer::Result play(const std::string& text, double speed = 1) {
+        ScenarioPlayer player(television, parseScenario(text, "my.toml"), {{}, {}}, speed);
+        return player.wait();
+    }
+
+    void expectFinished(const std::string& text, double speed = 1) {
+        const ScenarioPlayer::Result result = play(text, speed);
+        EXPECT_EQ(result.outcome, Outcome::FINISHED) << result.text;
+    }
+
+    simulated::VideoPipeline& video = television.video();
+};
+
+TEST_F(AScenarioWithAPicture, StartsAndStopsIt) {
+    expectFinished("video = \"scenes\"\nstep = []\n");
+    EXPECT_TRUE(video.running());
+    const std::string off = "[[step]]\nvideo = \"off\"\n";
+    expectFinished(off);
+    EXPECT_FALSE(video.running());
+    expectFinished(off + "[[step]]\nvideo = \"scenes\"\n");
+    EXPECT_TRUE(video.running());
+}
+
+TEST_F(AScenarioWithAPicture, GoesOnWithWhatIsShownAlready) {
+    ASSERT_TRUE(video.start());
+    bool shown = false;
+    const simulated::Events::Subscription listening(television.events(), [&](const simulated::Event& event) {
+        shown = shown || std::holds_alternative<simulated::ShowVideo>(event.what);
+    });
+    expectFinished("video = \"scenes\"\nstep = []\n");
+    EXPECT_FALSE(shown);
+}
+
+TEST_F(AScenarioWithAPicture, ThatIsNotThereFails) {
+    const ScenarioPlayer::Result result = play("video = \"/nowhere/film.avi\"\n[[step]]\nchannel = 2\n");
+    EXPECT_EQ(result.outcome, Outcome::FAILED);
+    EXPECT_THAT(result.text, StartsWith("my.toml: no picture: "));
+    EXPECT_EQ(television.sourceSwitch().channelNumber(), "1");
+    EXPECT_THAT(play("[[step]]\nvideo = \"/nowhere/film.avi\"\n").text,
+                StartsWith("my.toml:1: no picture: "));
+}
+
+TEST_F(AScenarioWithAPicture, BreaksItAndMendsIt) {
+    ASSERT_TRUE(video.start());
+    for (const char* const name : {"video.stalled", "video.killed"}) {
+        const std::string step = std::string("[[step]]\nfault = \"") + name + "\"\nto = ";
+        expectFinished(step + "true\n");
+        EXPECT_EQ(fault(television, "", name), 1) << name;
+        expectFinished(step + "false\n");
+        EXPECT_EQ(fault(television, "", name), 0) << name;
+        EXPECT_TRUE(video.running());
+        expectFinished(step + "true\n[[step]]\nclear_faults = true\n");
+        EXPECT_EQ(fault(television, "", name), 0) << name;
+        EXPECT_TRUE(video.command("scene snow"));
+    }
+}
+
+TEST_F(AScenarioWithAPicture, WaitsForItsFrames) {
+    ASSERT_TRUE(video.start());
+    PictureCapture capture;
+    capture.start();
+    ASSERT_TRUE(log.waitFor("create thread to send message queue."));
+    const pid_t sender = log.withMessage("create thread to send message queue.\n").back().thread;
+    // A request is lost while the sender is not waiting for one.
+    const auto captureFrame = [&] {
+        PictureData picture;
+        initPictureData(picture);
+        return tests::waitUntilAsleep(sender) && capture.getPicture(true, &picture);
+    };
+    std::promise<void> underWay;
+    ScenarioPlayer player(
+        television,
+        parseScenario("[[step]]\nscene = \"snow\"\n[[step]]\nafter = { frames = 2 }\nscene = \"night\"\n",
+                      "my.toml"),
+        {[&](const ScenarioPlayer::Progress& progress) {
+             if (progress.line == 1) underWay.set_value();
+         },
+         {}});
+    underWay.get_future().wait();
+    ASSERT_TRUE(captureFrame());
+    EXPECT_FALSE(player.result());
+    ASSERT_TRUE(captureFrame());
+    const ScenarioPlayer::Result result = player.wait();
+    EXPECT_EQ(result.outcome, Outcome::FINISHED) << result.text;
+    capture.stop();
+}
+
+TEST_F(AScenarioWithAPicture, IsRecordedWithIt) {
+    ASSERT_TRUE(video.start());
+    const ScenarioRecorder recorder(television);
+    video.showProgramme("snow");
+    simulated::setFault(television, "", "video.killed", 1);
+    simulated::setFault(television, "", "video.killed", 0);
+    television.sourceSwitch().selectChannel("2");  // shows another scene, which follows from it
+    video.stop();
+    const Scenario recorded = recorder.scenario();
+    EXPECT_EQ(recorded.video, "scenes");
+    std::vector<std::string> actions;
+    for (const simulated::Step& step : recorded.steps) actions.push_back(describe(step.action));
+    EXPECT_THAT(actions, ElementsAre("scene \"snow\"", "fault \"video.killed\", to true",
+                                     "fault \"video.killed\", to false", "channel \"2\"", "video \"off\""));
+}
+
+class TheExample : public AScenarioWithAPicture, public testing::WithParamInterface<std::string> {
+  protected:
+    static std::string path() { return std::string(SCENARIO_EXAMPLES) + '/' + GetParam(); }
+
+    static Scenario example() {
+        std::ostringstream text;
+        text << std::ifstream(path()).rdbuf();
+        return parseScenario(text.str(), GetParam());
+    }
+};
+
+TEST_P(TheExample, IsPlayedToItsEndAndItsExpectationsHold) {
+    const Scenario scenario = example();
+    EXPECT_FALSE(scenario.title.empty());
+    std::size_t steps = 0;
+    ScenarioPlayer player(television, scenario, {[&](const ScenarioPlayer::Progress&) { ++steps; }, {}},
+                          1000);
+    const ScenarioPlayer::Result result = player.wait();
+    EXPECT_EQ(result.outcome, Outcome::FINISHED) << result.text;
+    EXPECT_EQ(steps, scenario.steps.size());
+}
+
+TEST_P(TheExample, LeavesNoFaultBehind) {
+    const Scenario scenario = example();
+    EXPECT_EQ(ScenarioPlayer(television, scenario, {{}, {}}, 1000).wait().outcome, Outcome::FINISHED);
+    for (const simulated::FaultDefinition& definition : simulated::faultDefinitions()) {
+        if (!definition.ofKey) {
+            EXPECT_EQ(fault(television, "", definition.name), definition.harmless) << definition.name;
+            continue;
+        }
+        for (const simulated::KeyDefinition& key : model.keys())
+            EXPECT_EQ(fault(television, key.name, definition.name), definition.harmless)
+                << definition.name << " of " << key.name;
+    }
+}
+
+TEST_P(TheExample, IsWrittenToTheSameScenario) {
+    const Scenario scenario = example();
+    const Scenario again = parseScenario(formatScenario(scenario), "again.toml");
+    EXPECT_EQ(formatScenario(again), formatScenario(scenario));
+    EXPECT_THAT(again.steps, SizeIs(scenario.steps.size()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, TheExample,
+                         testing::Values("evening.toml", "bad-antenna.toml", "late-answers.toml"),
+                         [](const auto& row) {
+                             std::string name = row.param.substr(0, row.param.find('.'));
+                             std::replace(name.begin(), name.end(), '-', '_');
+                             return name;
+                         });
+
+TEST(TheExamples, AreAllPlayedHere) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(SCENARIO_EXAMPLES))
+        names.push_back(entry.path().filename());
+    EXPECT_THAT(names,
+                testing::UnorderedElementsAre("evening.toml", "bad-antenna.toml", "late-answers.toml"));
+}
+
+}  // namespace
