@@ -1,0 +1,264 @@
+// The program aipq-television as people use it: its options, its end, and what busctl sees of it.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "lomodelapi/object_type_spec.h"
+#include "remote_test.h"
+#include "simulated/catalogue.h"
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+using tests::BRIGHTNESS;
+using tests::CHANNELS;
+using tests::ChildProcess;
+using tests::runtimeFolder;
+using tests::SWITCH_ACTION;
+using tests::televisionFiles;
+using tests::TelevisionProcess;
+
+namespace {
+
+// A start that must fail: with this exit code, and one line that begins so.
+void expectRefusal(std::vector<std::string> options, int exitCode, const std::string& line,
+                   const std::map<std::string, std::string>& environment = {}) {
+    options.insert(options.begin(), TELEVISION_PROGRAM);
+    ChildProcess program(options, environment);
+    EXPECT_EQ(program.wait(), exitCode);
+    const std::string errors = program.errors();
+    EXPECT_THAT(errors, StartsWith(line));
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+    EXPECT_EQ(program.output(), "");
+}
+
+std::string fileWith(const std::string& name, const std::string& text) {
+    const std::string file = runtimeFolder() / name;
+    std::ofstream(file) << text;
+    return file;
+}
+
+TEST(ATelevisionProgram, RefusesWhatItCannotUseInOneLine) {
+    for (const char* const name : {"", "9x", "a b", "a.b", "a/b", "embedded"})
+        expectRefusal({"--name", name, "--video", "off"}, 2,
+                      "aipq-television: '" + std::string(name) + "' is no name");
+    expectRefusal({"--video", "off", "--bus", "unix:path=/nowhere"}, 8,
+                  "aipq-television: the bus unix:path=/nowhere: No such file or directory");
+    expectRefusal({"--video", "off", "--bus", "nonsense"}, 2,
+                  "aipq-television: 'nonsense' is no address of a bus");
+    expectRefusal({"--video", "/no/film"}, 6, "aipq-television: the film /no/film cannot be read: ");
+    expectRefusal({"--video", "off", "--catalogue", "/no/file"}, 6, "aipq-television: /no/file: ");
+    const std::string bad =
+        fileWith("bad.toml", "[[key]]\nname = \"x\"\nmeaning = \"\"\ndefault = 1\ntype = \"number\"\n");
+    expectRefusal({"--video", "off", "--catalogue", bad}, 6, "aipq-television: " + bad + ":5:");
+    const std::string malformed = fileWith("malformed.toml", "[[key]]\nname = ?\n");
+    expectRefusal({"--video", "off", "--catalogue", malformed}, 6, "aipq-television: " + malformed + ":2:");
+    expectRefusal({"--video", "off"}, 1, "aipq-television: dbus-daemon is not installed: install",
+                  {{"PATH", "/nowhere"}});
+    EXPECT_THAT(televisionFiles(), IsEmpty());
+}
+
+TEST(ATelevisionProgram, SaysHowItIsUsed) {
+    ChildProcess unknown({TELEVISION_PROGRAM, "--nonsense"});
+    EXPECT_EQ(unknown.wait(), 2);
+    EXPECT_THAT(unknown.errors(), HasSubstr("--nonsense"));
+    ChildProcess help({TELEVISION_PROGRAM, "--help"});
+    EXPECT_EQ(help.wait(), 0);
+    EXPECT_THAT(help.output(), HasSubstr("--catalogue"));
+}
+
+TEST(ATelevisionProgram, IsTheOnlyOneOfItsName) {
+    TelevisionProcess first("twin");
+    ASSERT_TRUE(first.start());
+    expectRefusal({"--name", "twin", "--video", "off"}, 1,
+                  "aipq-television: a television 'twin' runs already");
+    expectRefusal({"--name", "twin", "--video", "off", "--bus", first.address()}, 1,
+                  "aipq-television: a television 'twin' runs already on this bus");
+    EXPECT_EQ(first.get<int>(BRIGHTNESS), 50);
+    EXPECT_EQ(first.stop(), 0);
+    EXPECT_THAT(televisionFiles(), IsEmpty());
+}
+
+TEST(ATelevisionProgram, DoesNotDisturbOneOfAnotherName) {
+    TelevisionProcess one("one");
+    TelevisionProcess other("other");
+    ASSERT_TRUE(one.start());
+    ASSERT_TRUE(other.start());
+    one.set(BRIGHTNESS, std::int32_t{1});
+    EXPECT_EQ(other.get<int>(BRIGHTNESS), 50);
+    one.kill();
+    EXPECT_EQ(other.get<int>(BRIGHTNESS), 50);
+    EXPECT_EQ(other.stop(), 0);
+    // What a killed one left does not stop the next.
+    ASSERT_TRUE(one.start()) << one.process().errors();
+    EXPECT_EQ(one.stop(), 0);
+    EXPECT_THAT(televisionFiles(), IsEmpty());
+}
+
+TEST(ATelevisionProgram, EndsOrderlyWhenItIsAskedTo) {
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        TelevisionProcess television("ended");
+        ASSERT_TRUE(television.start());
+        television.process().signal(signal);
+        EXPECT_EQ(television.process().wait(), 0);
+        EXPECT_EQ(television.process().errors(), "");
+        EXPECT_THAT(televisionFiles(), IsEmpty());
+    }
+}
+
+TEST(ATelevisionProgram, EndsAtOnceWhenItIsAskedToTwice) {
+    TelevisionProcess television("hanging");
+    ASSERT_TRUE(television.start());
+    television.setFault(SWITCH_ACTION, "key.never_answer", 1);
+    const ChildProcess request({"busctl", "--address=" + television.address(), "call",
+                                "aipq.Television.hanging", remote::objectPath(SWITCH_ACTION),
+                                TelevisionProcess::ACTION, "Invoke", "a(qs)", "0"});
+    // It subscribes to the answer that does not come.
+    const auto limit = std::chrono::steady_clock::now() + 30s;
+    while (television.subscribers(SWITCH_ACTION) == 0 && std::chrono::steady_clock::now() < limit)
+        std::this_thread::sleep_for(5ms);
+    television.process().signal(SIGINT);
+    EXPECT_EQ(television.process().wait(500ms), std::nullopt);
+    television.process().signal(SIGINT);
+    EXPECT_EQ(television.process().wait(5s), 128 + SIGINT);
+    // What it left in its haste does not stop the next, which takes it away.
+    ASSERT_TRUE(television.start());
+    EXPECT_EQ(television.stop(), 0);
+    EXPECT_THAT(televisionFiles(), IsEmpty());
+}
+
+// By busctl
+
+class ATelevisionOnItsBus : public testing::Test {
+  protected:
+    void SetUp() override { ASSERT_TRUE(television.start()); }
+    ~ATelevisionOnItsBus() override { EXPECT_EQ(television.stop(), 0); }
+
+    struct Result {
+        int status;
+        std::string output;
+        std::string errors;
+    };
+
+    std::vector<std::string> command(std::vector<std::string> words) const {
+        words.insert(words.begin(), {"busctl", "--address=" + television.address()});
+        return words;
+    }
+
+    Result busctl(const std::vector<std::string>& words) const {
+        ChildProcess program(command(words));
+        const int status = program.wait().value_or(-1);
+        return {status, program.output(), program.errors()};
+    }
+
+    Result get(const std::string& key, const std::string& interface, const std::string& property) const {
+        return busctl({"get-property", SERVICE, remote::objectPath(key), interface, property});
+    }
+
+    Result set(const std::string& key, const std::string& interface, const std::string& property,
+               std::vector<std::string> value) const {
+        value.insert(value.begin(), {"set-property", SERVICE, remote::objectPath(key), interface, property});
+        return busctl(value);
+    }
+
+    Result setFault(const std::string& key, const std::string& fault, const std::string& value) const {
+        return busctl({"call", SERVICE, remote::OBJECT, TelevisionProcess::TELEVISION, "SetFault", "ssx", key,
+                       fault, value});
+    }
+
+    TelevisionProcess television{"living"};
+    static constexpr char SERVICE[] = "aipq.Television.living";
+};
+
+TEST_F(ATelevisionOnItsBus, ListsAndDescribesEveryKey) {
+    const std::string tree = busctl({"tree", "--list", SERVICE}).output;
+    const std::string objects =
+        busctl({"call", SERVICE, remote::OBJECT, "org.freedesktop.DBus.ObjectManager", "GetManagedObjects"})
+            .output;
+    for (const simulated::KeyDefinition& key : simulated::loadCatalogue()) {
+        EXPECT_THAT(tree, HasSubstr(remote::objectPath(key.name) + "\n"));
+        EXPECT_THAT(objects, HasSubstr('"' + remote::objectPath(key.name) + '"'));
+        EXPECT_EQ(get(key.name, TelevisionProcess::KEY, "Name").output, "s \"" + key.name + "\"\n");
+    }
+    EXPECT_EQ(get(BRIGHTNESS, TelevisionProcess::KEY, "Type").output, "s \"integer\"\n");
+    EXPECT_EQ(get(BRIGHTNESS, TelevisionProcess::KEY, "Range").output, "ax 2 0 100\n");
+    const std::string interfaces = busctl({"introspect", SERVICE, remote::objectPath(BRIGHTNESS)}).output;
+    EXPECT_THAT(interfaces, testing::ContainsRegex("\\.Value +property +i +50 +emits-change writable"));
+    EXPECT_THAT(interfaces, testing::ContainsRegex("\\.never_answer +property +x +0 +writable"));
+    EXPECT_THAT(busctl({"introspect", SERVICE, remote::objectPath(CHANNELS)}).output,
+                testing::ContainsRegex("\\.Rows +property +aas "));
+    EXPECT_THAT(busctl({"introspect", SERVICE, remote::objectPath(SWITCH_ACTION)}).output,
+                testing::ContainsRegex("\\.Invoke +method +a\\(qs\\) +ia\\(qs\\)"));
+}
+
+TEST_F(ATelevisionOnItsBus, ReadsAndWritesAValueAndRefusesAWrongOne) {
+    using T = TelevisionProcess;
+    EXPECT_EQ(set(BRIGHTNESS, T::VALUE, "Value", {"i", "70"}).status, 0);
+    EXPECT_EQ(get(BRIGHTNESS, T::VALUE, "Value").output, "i 70\n");
+    const Result outOfRange = set(BRIGHTNESS, T::VALUE, "Value", {"i", "101"});
+    EXPECT_EQ(outOfRange.status, 1);
+    EXPECT_THAT(outOfRange.errors, HasSubstr(std::string(BRIGHTNESS) + " takes 0 to 100, not 101"));
+    const Result wrongType = set(BRIGHTNESS, T::VALUE, "Value", {"s", "seventy"});
+    EXPECT_EQ(wrongType.status, 1);
+    EXPECT_THAT(wrongType.errors, Not(IsEmpty()));
+    const Result wrongRows = set(CHANNELS, T::TABLE, "Rows", {"aas", "1", "1", "one"});
+    EXPECT_EQ(wrongRows.status, 1);
+    EXPECT_THAT(wrongRows.errors, HasSubstr("has 8 columns, and a row here has 1"));
+    EXPECT_EQ(set(BRIGHTNESS, T::KEY, "Name", {"s", "x"}).status, 1);
+    EXPECT_EQ(get(BRIGHTNESS, T::VALUE, "Value").output, "i 70\n");
+}
+
+TEST_F(ATelevisionOnItsBus, SetsFaultsByPropertyAndByName) {
+    using T = TelevisionProcess;
+    EXPECT_EQ(set(BRIGHTNESS, T::FAULTS, "withdrawn", {"x", "1"}).status, 0);
+    EXPECT_EQ(setFault(BRIGHTNESS, "key.drop", "3").status, 0);
+    EXPECT_EQ(get(BRIGHTNESS, T::FAULTS, "withdrawn").output, "x 1\n");
+    EXPECT_EQ(get(BRIGHTNESS, T::FAULTS, "drop").output, "x 3\n");
+    EXPECT_THAT(set(BRIGHTNESS, T::FAULTS, "withdrawn", {"x", "2"}).errors, HasSubstr("from 0 to 1"));
+    EXPECT_THAT(setFault(BRIGHTNESS, "nonsense", "1").errors, HasSubstr("there is no fault 'nonsense'"));
+    EXPECT_THAT(setFault("no.key", "key.drop", "1").errors, HasSubstr("no.key"));
+    EXPECT_THAT(setFault("", "key.drop", "1").errors, HasSubstr("name one"));
+    EXPECT_EQ(busctl({"call", SERVICE, remote::OBJECT, T::TELEVISION, "ClearFaults"}).status, 0);
+    EXPECT_EQ(get(BRIGHTNESS, T::FAULTS, "withdrawn").output, "x 0\n");
+    EXPECT_EQ(get(BRIGHTNESS, T::FAULTS, "drop").output, "x 0\n");
+}
+
+TEST_F(ATelevisionOnItsBus, InvokesAnActionAndUsesTheRemoteControl) {
+    using T = TelevisionProcess;
+    EXPECT_EQ(busctl({"call", SERVICE, remote::objectPath(SWITCH_ACTION), T::ACTION, "Invoke", "a(qs)", "3",
+                      "1", "8", "3", "+1", "5", "2"})
+                  .output,
+              "ia(qs) 0 2 0 \"dvb://1.1051.28007\" 1 \"Night\"\n");
+    EXPECT_EQ(busctl({"call", SERVICE, remote::OBJECT, T::TELEVISION, "SelectChannel", "s", "4"}).status, 0);
+    EXPECT_EQ(get(tests::HDR_TYPE, T::VALUE, "Value").output, "s \"hdr_10\"\n");
+    EXPECT_THAT(busctl({"call", SERVICE, remote::OBJECT, T::TELEVISION, "SelectChannel", "s", "99"}).errors,
+                HasSubstr("there is no channel '99'"));
+    EXPECT_THAT(
+        busctl({"call", SERVICE, remote::OBJECT, T::TELEVISION, "Tell", "ssssi", "", "nonsense", "", "", "0"})
+            .errors,
+        HasSubstr("there is no news 'nonsense'"));
+}
+
+TEST_F(ATelevisionOnItsBus, ShowsAMonitorWhatAClientWrites) {
+    ChildProcess monitor(command({"monitor", SERVICE}));
+    // It says that it listens.
+    ASSERT_TRUE(monitor.waitForErrors("Monitoring bus message stream"));
+    ChildProcess client({CLIENT_PROGRAM}, {{"AIPQ_TV", television.name()}});
+    client.tell(std::string("set ") + BRIGHTNESS + " 77");
+    ASSERT_TRUE(client.waitForOutput("done 0"));
+    EXPECT_TRUE(monitor.waitForOutput("INT32 77"));
+    EXPECT_TRUE(monitor.waitForOutput("PropertiesChanged"));
+    EXPECT_TRUE(monitor.waitForOutput("Path=" + remote::objectPath(BRIGHTNESS)));
+}
+
+}  // namespace

@@ -1,0 +1,128 @@
+// Frames in this process, of the video pipeline that belongs to a television in another one.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <mqueue.h>
+#include <sys/shm.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <string>
+#include <thread>
+
+#include "asleep.h"
+#include "platform_adaptation/picture_capture.h"
+#include "platform_adaptation/system_info.h"
+#include "remote_test.h"
+#include "video/capture_block.h"
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using tests::BRIGHTNESS;
+using tests::TelevisionProcess;
+
+namespace {
+
+class TheTelevisionsPicture : public tests::RemoteTest {
+  protected:
+    TheTelevisionsPicture() : RemoteTest("scenes") {
+        simulated::Television::instance().debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::INFO);
+    }
+
+    void SetUp() override { switchOn(); }
+
+    void startCapture() {
+        capture.start();
+        ASSERT_TRUE(log.waitFor("create thread to send message queue."));
+    }
+
+    bool captureFrame() {
+        // A request that is made before the sender waits for it is not sent.
+        const pid_t sender = log.withMessage("create thread to send message queue.\n").back().thread;
+        EXPECT_TRUE(tests::waitUntilAsleep(sender));
+        korvale::ai::PictureData picture{nullptr, 224, 224, korvale::ai::COLOR_MODE_RGB, 0};
+        if (!capture.getPicture(true, &picture)) return false;
+        mean = 0;
+        const std::size_t bytes = std::size_t{picture.width} * picture.height * 3;
+        for (std::size_t i = 0; i < bytes; ++i) mean += picture.data[i];
+        mean /= static_cast<double>(bytes);
+        return true;
+    }
+
+    template <typename Condition>
+    bool captureUntil(Condition condition) {
+        const auto limit = std::chrono::steady_clock::now() + 30s;
+        while (std::chrono::steady_clock::now() < limit)
+            if (captureFrame() && condition()) return true;
+        return false;
+    }
+
+    double mean = 0;  // of the last frame's bytes
+    PictureCapture capture;
+};
+
+TEST_F(TheTelevisionsPicture, IsCapturedAndFollowsTheSettings) {
+    startCapture();
+    ASSERT_TRUE(captureFrame());
+    tests::Integer brightness(BRIGHTNESS);
+    EXPECT_EQ(brightness.setValue(0), 0);
+    EXPECT_TRUE(captureUntil([&] { return mean < 60; }));
+    EXPECT_EQ(brightness.setValue(100), 0);
+    EXPECT_TRUE(captureUntil([&] { return mean > 180; }));
+    EXPECT_GT(television.property<unsigned>("", TelevisionProcess::TELEVISION, "FramesDelivered"), 0U);
+    capture.stop();
+}
+
+TEST_F(TheTelevisionsPicture, IsBackWithATelevisionThatWasKilled) {
+    startCapture();
+    ASSERT_TRUE(captureFrame());
+    for (int life = 0; life < 2; ++life) {
+        std::atomic<bool> ending{false};
+        std::thread service([&] {
+            while (!ending) {
+                korvale::ai::PictureData picture{nullptr, 224, 224, korvale::ai::COLOR_MODE_RGB, 0};
+                capture.getPicture(true, &picture);
+            }
+        });
+        television.kill();
+        ending = true;
+        service.join();
+        switchOn();
+        EXPECT_TRUE(captureUntil([] { return true; }));
+    }
+    capture.stop();
+}
+
+TEST_F(TheTelevisionsPicture, IsMissingWhileThePipelineHangs) {
+    startCapture();
+    television.setFault("", "video.stalled", 1);
+    EXPECT_FALSE(captureFrame());
+    television.setFault("", "video.stalled", 0);
+    EXPECT_TRUE(captureUntil([] { return true; }));
+    capture.stop();
+}
+
+TEST_F(TheTelevisionsPicture, IsTheOnlyOneOfTheMachine) {
+    TelevisionProcess second("second", {"--video", "scenes"});
+    ASSERT_TRUE(second.start());
+    EXPECT_THAT(
+        second.process().errors(),
+        HasSubstr("aipq-television: no picture: another video pipeline already serves this machine\n"));
+    EXPECT_THAT(second.process().output(), HasSubstr("shows nothing"));
+    EXPECT_FALSE(second.property<bool>("", TelevisionProcess::TELEVISION, "VideoRunning"));
+    EXPECT_EQ(second.get<int>(BRIGHTNESS), 50);
+    EXPECT_EQ(second.stop(), 0);
+    startCapture();
+    EXPECT_TRUE(captureFrame());
+    capture.stop();
+}
+
+TEST_F(TheTelevisionsPicture, LeavesNothingBehindWhenTheTelevisionEnds) {
+    startCapture();
+    EXPECT_TRUE(captureFrame());
+    capture.stop();
+    EXPECT_EQ(television.stop(), 0);
+    EXPECT_EQ(mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY), -1);
+}
+
+}  // namespace

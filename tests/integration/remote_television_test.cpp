@@ -1,0 +1,836 @@
+// The library in this process, and the television in another one.
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <chrono>
+#include <climits>
+#include <functional>
+#include <future>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform_adaptation/system_access/source_switch_access_impl.h"
+#include "platform_adaptation/system_info.h"
+#include "platform_adaptation/system_setting.h"
+#include "remote_test.h"
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using tests::ActionRecorder;
+using tests::BRIGHTNESS;
+using tests::CHANNELS;
+using tests::ChildProcess;
+using tests::CONTRAST;
+using tests::HDR_TYPE;
+using tests::Heard;
+using tests::Int64;
+using tests::Integer;
+using tests::Integers;
+using tests::IteratorRecorder;
+using tests::NUMBERS;
+using tests::PQ_SETTING;
+using tests::Service;
+using tests::SOURCE;
+using tests::String;
+using tests::Strings;
+using tests::SWITCH_ACTION;
+using tests::TelevisionProcess;
+using tests::TEXT;
+using tests::TEXTS;
+using tests::ValueRecorder;
+using tests::WIDE;
+
+namespace {
+
+constexpr auto LIMIT = 30s;
+
+const std::string NO_UTF8("\xff\xfe z\0\x80.", 7);
+
+class ATelevisionProcess : public tests::RemoteTest {
+  protected:
+    void SetUp() override { switchOn(); }
+
+    static void logEverything() {
+        simulated::Television::instance().debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::INFO);
+    }
+
+    // Waits until a condition on the television holds.
+    template <typename Condition>
+    static bool becomes(Condition condition, std::chrono::seconds within = LIMIT) {
+        const auto limit = std::chrono::steady_clock::now() + within;
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > limit) return false;
+            std::this_thread::sleep_for(5ms);
+        }
+        return true;
+    }
+
+    // Waits until a worker, which must not outlive its setting, has done its work.
+    void expectWorkerToEnd(const std::string& setting) {
+        EXPECT_TRUE(log.waitFor("set video " + setting + " successed.", 1, 70s));
+    }
+
+    // A key is written, read back and announced with a value.
+    template <typename Access, typename Value>
+    static void expectRoundTrip(const std::string& key, const Value& value) {
+        const auto recorder = std::make_shared<ValueRecorder>();
+        Access access(key, recorder);
+        ASSERT_EQ(access.connect(1000), 0);
+        EXPECT_EQ(access.setValue(value), 0);
+        Value back{};
+        EXPECT_EQ(access.getValue(back), 0);
+        EXPECT_EQ(back, value);
+        const ValueObject expected = toObject(value);
+        EXPECT_TRUE(recorder->heard.waitFor(expected.convertToStringType()));
+        EXPECT_EQ(recorder->heard.count(), 1U);
+    }
+
+    template <typename Value>
+    static ValueObject toObject(const Value& value) {
+        return value;
+    }
+    template <typename Element>
+    static ValueObject toObject(const std::vector<Element>& list) {
+        ValueObject object;
+        object.kind = ValueObject::TYPE_VECTOR;
+        for (const Element& element : list) object.items.emplace_back(element);
+        return object;
+    }
+
+    static std::unique_ptr<IteratorAccess> makeIterator(const std::shared_ptr<IteratorRecorder>& recorder,
+                                                        int kind = 1) {
+        return std::make_unique<IteratorAccess>(CHANNELS, recorder, lomodelapi::IteratorType{kind, 3},
+                                                std::vector<lomodelapi::TableSelection>{{6, "0"}},
+                                                std::vector<int>{0, 1},
+                                                std::vector<lomodelapi::TableOrder>{{1, true}});
+    }
+
+    SourceSwitchAccessImpl sourceSwitch;
+};
+
+// Everything as in a process with a television of its own
+
+TEST_F(ATelevisionProcess, WritesReadsAndAnnouncesNumbers) {
+    expectRoundTrip<Integer>(BRIGHTNESS, 100);
+    expectRoundTrip<Integer>(BRIGHTNESS, 0);
+    expectRoundTrip<Integer>("dovra.sl2.i32.video.enum.instant.game.response", INT_MIN);
+    expectRoundTrip<Int64>(WIDE, LLONG_MIN);
+    expectRoundTrip<Int64>(WIDE, LLONG_MAX);
+}
+
+TEST_F(ATelevisionProcess, WritesReadsAndAnnouncesTextsOfAnyBytes) {
+    expectRoundTrip<String>(SOURCE, std::string("HDMI1"));
+    expectRoundTrip<String>(SOURCE, std::string());
+    expectRoundTrip<String>(SOURCE, NO_UTF8);
+    expectRoundTrip<String>(TEXT, std::string(1, '\0'));
+    expectRoundTrip<String>(TEXT, std::string(1'000'000, '\xc3'));
+    // For people, what is no text is replaced.
+    String(TEXT).setValue(std::string("a\xff"));
+    EXPECT_EQ(television.get<std::string>(TEXT), "a\xef\xbf\xbd");
+}
+
+TEST_F(ATelevisionProcess, WritesReadsAndAnnouncesLists) {
+    expectRoundTrip<Integers>(NUMBERS, std::vector<int>{INT_MAX, 0, INT_MIN});
+    expectRoundTrip<Integers>(NUMBERS, std::vector<int>());
+    expectRoundTrip<Integers>(NUMBERS, std::vector<int>(100'000, 7));
+    expectRoundTrip<Strings>(TEXTS, std::vector<std::string>{"", NO_UTF8, "z"});
+    expectRoundTrip<Strings>(TEXTS, std::vector<std::string>());
+    expectRoundTrip<Strings>(TEXTS, std::vector<std::string>(10'000, "text"));
+}
+
+TEST_F(ATelevisionProcess, AnnouncesItsOwnChanges) {
+    const auto recorder = std::make_shared<ValueRecorder>();
+    String access(SOURCE, recorder);
+    ASSERT_EQ(access.connect(1000), 0);
+    television.set(SOURCE, std::string("HDMI3"));
+    EXPECT_TRUE(recorder->heard.waitFor("HDMI3"));
+    television.set(SOURCE, std::string("HDMI3"));  // no change
+    EXPECT_EQ(access.disconnect(), 0);
+    const auto other = std::make_shared<ValueRecorder>();
+    String otherAccess(SOURCE, other);
+    ASSERT_EQ(otherAccess.connect(1000), 0);
+    television.set(SOURCE, std::string("HDMI4"));
+    EXPECT_TRUE(other->heard.waitFor("HDMI4"));
+    ASSERT_EQ(access.connect(1000), 0);
+    television.set(SOURCE, std::string("HDMI5"));
+    EXPECT_TRUE(recorder->heard.waitFor("HDMI5"));
+    EXPECT_THAT(recorder->heard.all(), ElementsAre("HDMI3", "HDMI5"));
+}
+
+TEST_F(ATelevisionProcess, AnnouncesInTheOrderOfChanges) {
+    const auto recorder = std::make_shared<ValueRecorder>();
+    Integer access(BRIGHTNESS, recorder);
+    ASSERT_EQ(access.connect(1000), 0);
+    std::vector<std::string> expected;
+    for (int i = 0; i < 200; ++i) {
+        ASSERT_EQ(access.setValue(i % 100), 0);
+        expected.push_back(std::to_string(i % 100));
+    }
+    EXPECT_TRUE(recorder->heard.waitFor("99", 2));
+    EXPECT_EQ(recorder->heard.all(), expected);
+}
+
+TEST_F(ATelevisionProcess, KeepsTheValueIfTheNewOneIsOutOfRange) {
+    const auto recorder = std::make_shared<ValueRecorder>();
+    Integer access(BRIGHTNESS, recorder);
+    EXPECT_EQ(access.setValue(101), 0);  // handed over, not accepted
+    EXPECT_EQ(access.setValue(-1), 0);
+    EXPECT_EQ(television.get<int>(BRIGHTNESS), 50);
+    EXPECT_EQ(access.setValue(51), 0);
+    EXPECT_TRUE(recorder->heard.waitFor("51"));
+    EXPECT_EQ(recorder->heard.count(), 1U);
+    EXPECT_EQ(access.setValue(5'000'000'000LL), 6);
+}
+
+TEST_F(ATelevisionProcess, RefusesAnAccessorOfAnotherType) {
+    EXPECT_EQ(Integer(SOURCE).connect(0), 6);
+    EXPECT_EQ(String(BRIGHTNESS).connect(0), 6);
+    EXPECT_EQ(Int64(BRIGHTNESS).connect(0), 6);
+    EXPECT_EQ(Strings(PQ_SETTING).connect(0), 6);
+    EXPECT_EQ(ActionAccess(BRIGHTNESS).connect(0), 6);
+    Integer brightness(BRIGHTNESS);
+    std::string text = "as it was";
+    EXPECT_EQ(brightness.getValue(text), 6);
+    EXPECT_EQ(text, "as it was");
+    EXPECT_EQ(brightness.setValue(text), 6);
+    EXPECT_EQ(television.subscribers(SOURCE), 0U);
+}
+
+TEST_F(ATelevisionProcess, RefusesAKeyThatItDoesNotHave) {
+    EXPECT_EQ(Integer("no.such.key").connect(0), 5);
+    EXPECT_EQ(ActionAccess("no.such.key").connect(0), 5);
+    EXPECT_EQ(TableAccess("no.such.key").connect(0), 5);
+    television.setFault(BRIGHTNESS, "key.withdrawn", 1);
+    EXPECT_EQ(Integer(BRIGHTNESS).connect(0), 5);
+    television.setFault(BRIGHTNESS, "key.withdrawn", 0);
+    EXPECT_EQ(Integer(BRIGHTNESS).connect(0), 0);
+}
+
+TEST_F(ATelevisionProcess, AnswersAnAction) {
+    const auto recorder = std::make_shared<ActionRecorder>();
+    ActionAccess action(SWITCH_ACTION, recorder);
+    ASSERT_EQ(action.connect(1000), 0);
+    unsigned id = 0;
+    ASSERT_EQ(action.invoke(id, {{0, 0, "tag"}, {0, 1, "8"}, {0, 3, "+1"}, {0, 5, "2"}}), 0);
+    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " result [dvb://1.1051.28007,Night]"));
+    ASSERT_EQ(action.invoke(id, {{0, 1, NO_UTF8}}), 0);
+    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " failed 22"));
+    ASSERT_EQ(action.invoke(id, {}), 0);
+    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " failed 22"));
+
+    television.setFault(SWITCH_ACTION, "key.invoke_status", 17);
+    EXPECT_EQ(action.invoke(id, {}), 17);
+    television.setFault(SWITCH_ACTION, "key.invoke_status", 0);
+    television.setFault(SWITCH_ACTION, "key.answer_before_returning", 1);
+    ASSERT_EQ(action.invoke(id, {}), 0);
+    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " failed 22"));
+    EXPECT_EQ(recorder->heard.count(), 4U);
+}
+
+TEST_F(ATelevisionProcess, ReadsATableByIterators) {
+    const auto recorder = std::make_shared<IteratorRecorder>();
+    const auto iterator = makeIterator(recorder);
+    ASSERT_EQ(iterator->create(), 0);
+    lomodelapi::TableIterator* const rows = iterator->getIterator();
+    ASSERT_NE(rows, nullptr);
+    EXPECT_EQ(television.iterators(CHANNELS), 1U);
+    EXPECT_EQ(rows->requestTotalCount(), 0);
+    EXPECT_EQ(rows->readRow(), 0);
+    EXPECT_EQ(rows->requestCursorPosition(), 0);
+    EXPECT_EQ(rows->readRowChunk(9), 0);
+    EXPECT_EQ(rows->readRow(), 0);
+    EXPECT_EQ(rows->seekToRow(2), 0);
+    EXPECT_EQ(rows->seekToRow(9), 0);
+    EXPECT_EQ(rows->seekToContent(1, "Night"), 0);
+    EXPECT_EQ(rows->seekToContent(1, NO_UTF8), 0);
+    EXPECT_EQ(rows->commit(), 0);
+    EXPECT_TRUE(recorder->heard.waitFor("commit 0"));
+    EXPECT_THAT(recorder->heard.all(), ElementsAre("ready 4", "total 4", "row |1|First", "cursor 1",
+                                                   "chunk |2|Night |3|Snow |5|Test card", "row ", "seek 2",
+                                                   "seek -1", "content 1", "content -1", "commit 0"));
+
+    recorder->heard.forget();
+    television.setRows(CHANNELS, {{"9", NO_UTF8.substr(2, 2), "", "", "", "", "0", ""}});
+    EXPECT_TRUE(recorder->heard.waitFor("update 0"));
+    EXPECT_EQ(rows->seekToRow(0), 0);
+    EXPECT_EQ(rows->readRow(), 0);
+    EXPECT_TRUE(recorder->heard.waitFor("row |9| z"));
+    EXPECT_EQ(iterator->destroy(), 0);
+    EXPECT_EQ(television.iterators(CHANNELS), 0U);
+    EXPECT_NE(rows->readRow(), 0);
+}
+
+TEST_F(ATelevisionProcess, EndsAnIteratorWithItsAccessor) {
+    const auto recorder = std::make_shared<IteratorRecorder>();
+    {
+        const auto iterator = makeIterator(recorder);
+        ASSERT_EQ(iterator->create(), 0);
+        EXPECT_EQ(television.subscribers(CHANNELS), 1U);
+    }
+    EXPECT_EQ(television.iterators(CHANNELS), 0U);
+    EXPECT_EQ(television.subscribers(CHANNELS), 0U);
+}
+
+TEST_F(ATelevisionProcess, TellsAnApplicationWhatBecomesOfIt) {
+    Service service("aipq");
+    EXPECT_THAT(television.applications(), ElementsAre("aipq"));
+    for (const char* const news :
+         {"running", "suspend", "suspend_ex", "resume", "resume_ex", "str_suspending", "str_suspend",
+          "str_resume", "str_resuming", "destroy", "key_event"})
+        television.tell("", news, "app://aipq", "text", 3);
+    EXPECT_TRUE(service.heard.waitFor("9"));
+    EXPECT_THAT(service.heard.all(), ElementsAre("1", "2", "3", "4", "5", "6", "7", "8", "9"));
+    television.call("Suspend");
+    EXPECT_TRUE(service.heard.waitFor("7", 2));
+    television.call("Resume");
+    EXPECT_TRUE(service.heard.waitFor("4", 2));
+    EXPECT_TRUE(service.state().unRegisterApp());
+    EXPECT_THAT(television.applications(), IsEmpty());
+}
+
+TEST_F(ATelevisionProcess, HearsTheReportsOfAnApplication) {
+    using Reports = std::vector<sdbus::Struct<std::string, std::int32_t>>;
+    Service service("aipq");
+    television.tell("aipq", "str_suspend");
+    EXPECT_TRUE(service.heard.waitFor("7"));
+    EXPECT_TRUE(becomes([&] {
+        return television.property<Reports>("", TelevisionProcess::TELEVISION, "Reports") ==
+               Reports{{"aipq", 7}, {"aipq", 8}};
+    }));
+}
+
+TEST_F(ATelevisionProcess, LetsAnApplicationUnregisterInItsOwnCallback) {
+    struct Leaver {
+        SystemState state{"leaver"};
+        Heard heard;
+    } leaver;
+    leaver.state.registerCallBackTVPowerState(
+        [](TVPowerState, void* self) {
+            Leaver& it = *static_cast<Leaver*>(self);
+            it.state.unRegisterApp();
+            it.heard.add("left");
+        },
+        &leaver);
+    television.tell("leaver", "running");
+    EXPECT_TRUE(leaver.heard.waitFor("left"));
+    EXPECT_THAT(television.applications(), IsEmpty());
+    Service next("next");
+    television.tell("", "suspend");
+    EXPECT_TRUE(next.heard.waitFor("2"));
+    EXPECT_EQ(leaver.heard.count(), 1U);
+}
+
+TEST_F(ATelevisionProcess, CannotBeReachedByApplicationsIfItSaysSo) {
+    television.setFault("", "applications.unreachable", 1);
+    SystemState state("aipq");
+    EXPECT_FALSE(state.registerApp());
+    EXPECT_TRUE(log.waitFor("Failed to get an instance of AppManagerClient."));
+}
+
+TEST_F(ATelevisionProcess, FollowsThePictureSettings) {
+    logEverything();
+    // A change that is announced before its worker waits for it is not heard, however busy the machine is.
+    television.setFault("", "notifications.delay", 100);
+    SystemSetting setting;
+    EXPECT_EQ(setting.setVideoBrightness(60), 0);
+    EXPECT_EQ(setting.setVideoMEMC(5), 0);
+    std::vector<int> tuner{1, -50, 50, 7};
+    EXPECT_EQ(setting.setVideoColorTunerFamily(tuner), 0);
+    std::vector<int> pq(34, 3);
+    EXPECT_EQ(setting.setVideoPQParameters(pq), 0);
+    EXPECT_EQ(setting.setVideoContrast(101), -1);
+    expectWorkerToEnd("brightness");
+    expectWorkerToEnd("MEMC");
+    EXPECT_EQ(setting.getVideoBrightness(), 60);
+    EXPECT_EQ(setting.getVideoMEMC(), 5);
+    EXPECT_EQ(setting.getVideoColorTunerB(), -50);
+    EXPECT_EQ(television.get<std::vector<int>>(PQ_SETTING).size(), 27U);
+    EXPECT_EQ(television.get<int>("dovra.sl2.i32.video.color.tuner"), 1);
+}
+
+TEST_F(ATelevisionProcess, TellsWhatTheSystemInformationWantsToKnow) {
+    Heard heard;
+    SystemInfo info;
+    EXPECT_EQ(info.getSourceType(), SOURCE_TYPE_TV);
+    EXPECT_EQ(info.getVideoInfoHDRType(), VIDEO_INFO_HDR_TYPE_SDR);
+    EXPECT_EQ(info.getPlayerState(), PLAYER_STATE_PLAYING);
+    EXPECT_TRUE(info.getAIPQSwitchState());
+    info.registerCallBackSourceType(
+        [](SourceType type, void* it) { static_cast<Heard*>(it)->add("source " + std::to_string(type)); },
+        &heard);
+    info.registerCallBackVideoInfoHDRType(
+        [](VideoInfoHDRType type, void* it) { static_cast<Heard*>(it)->add("hdr " + std::to_string(type)); },
+        &heard);
+    info.registerCallBackPlayerState(
+        [](PlayerState state, void* it) { static_cast<Heard*>(it)->add("player " + std::to_string(state)); },
+        &heard);
+    info.registerCallBackAIPQ(
+        [](AIPQMode mode, bool on, void* it) {
+            static_cast<Heard*>(it)->add("aipq " + std::to_string(mode) + (on ? " on" : " off"));
+        },
+        &heard);
+    television.set(SOURCE, std::string("HDMI2"));
+    EXPECT_TRUE(heard.waitFor("source 2"));
+    television.call("SelectChannel", std::string("4"));
+    EXPECT_TRUE(heard.waitFor("source 1"));
+    EXPECT_TRUE(heard.waitFor("hdr 2"));
+    television.call("SetPlaying", false);
+    EXPECT_TRUE(heard.waitFor("player 3"));
+    television.set("dovra.sl2.i32.video.aipq.user.switch.osd", std::int32_t{0});
+    EXPECT_TRUE(heard.waitFor("aipq 2 off"));
+}
+
+TEST_F(ATelevisionProcess, SwitchesSourcesAndChannels) {
+    EXPECT_TRUE(sourceSwitch.setChannelByURI("dvb://1.1079.28205", false));
+    EXPECT_EQ(television.get<std::string>(HDR_TYPE), "hdr_hlg");
+    EXPECT_TRUE(sourceSwitch.setChannelNext());
+    EXPECT_EQ(television.get<std::string>(HDR_TYPE), "hdr_10");
+    EXPECT_TRUE(sourceSwitch.setChannelPrev());
+    EXPECT_TRUE(sourceSwitch.setChannelByUUIDs("c0000001", "f0000001", true));
+    EXPECT_EQ(television.get<std::string>(HDR_TYPE), "sdr");
+    EXPECT_FALSE(sourceSwitch.setChannelByURI("dvb://nowhere", false));
+    EXPECT_TRUE(sourceSwitch.requestResourceFromSystem(SourceSwitchAccess::RESOURCE_AV));
+    EXPECT_EQ(television.property<int>("", TelevisionProcess::TELEVISION, "TakenResources"), 3);
+    EXPECT_TRUE(sourceSwitch.pauseVideo());
+    EXPECT_FALSE(television.property<bool>("", TelevisionProcess::TELEVISION, "Playing"));
+    EXPECT_EQ(sourceSwitch.setQuietFlag(1), 0);
+    EXPECT_EQ(television.get<int>("dovra.sl2.i32.tvservice.no-banner"), 1);
+}
+
+TEST_F(ATelevisionProcess, AnswersManyRequestsAtOnce) {
+    ASSERT_TRUE(sourceSwitch.setChannelNext());
+    std::vector<std::future<int>> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.push_back(std::async(std::launch::async, [&] {
+            int done = 0;
+            for (int request = 0; request < 25; ++request) done += sourceSwitch.setChannelNext() ? 1 : 0;
+            return done;
+        }));
+    for (auto& thread : threads) EXPECT_EQ(thread.get(), 25);
+}
+
+TEST_F(ATelevisionProcess, RefusesLookUpsIfItSaysSo) {
+    television.setFault("", "framework.status", 3);
+    EXPECT_EQ(ValueAccessBase::getRootInterface(), nullptr);
+    television.setFault("", "framework.status", 0);
+    television.setFault("", "framework.no_root", 1);
+    EXPECT_EQ(ValueAccessBase::getRootInterface(), nullptr);
+    television.setFault("", "framework.no_root", 0);
+    EXPECT_NE(ValueAccessBase::getRootInterface(), nullptr);
+}
+
+// Several clients
+
+class SeveralClients : public ATelevisionProcess {
+  protected:
+    static bool perform(ChildProcess& client, const std::string& command) {
+        const std::size_t before = client.output().size();
+        client.tell(command);
+        // The first "done" behind what was there.
+        return becomes([&] { return client.output().find("done ", before) != std::string::npos; }) &&
+               client.output().find("done 0\n", before) != std::string::npos;
+    }
+
+    ChildProcess first{{CLIENT_PROGRAM}};
+    ChildProcess second{{CLIENT_PROGRAM}};
+};
+
+TEST_F(SeveralClients, HearOnlyWhatTheySubscribedTo) {
+    const auto recorder = std::make_shared<ValueRecorder>();
+    Integer access(BRIGHTNESS, recorder);
+    ASSERT_EQ(access.connect(1000), 0);
+    ASSERT_TRUE(perform(first, std::string("follow ") + BRIGHTNESS));
+    ASSERT_TRUE(perform(second, std::string("follow ") + CONTRAST));
+    EXPECT_EQ(television.subscribers(BRIGHTNESS), 2U);
+    ASSERT_TRUE(perform(second, std::string("set ") + BRIGHTNESS + " 61"));
+    ASSERT_TRUE(perform(first, std::string("set ") + CONTRAST + " 62"));
+    EXPECT_TRUE(first.waitForOutput("brightness=61"));
+    EXPECT_TRUE(second.waitForOutput("contrast=62"));
+    EXPECT_TRUE(recorder->heard.waitFor("61"));
+    EXPECT_EQ(first.output().find("contrast"), std::string::npos);
+    EXPECT_EQ(second.output().find("brightness"), std::string::npos);
+    EXPECT_EQ(recorder->heard.count(), 1U);
+}
+
+TEST_F(SeveralClients, GetTheAnswersToTheirOwnRequestsOnly) {
+    const auto recorder = std::make_shared<ActionRecorder>();
+    ActionAccess action(SWITCH_ACTION, recorder);
+    ASSERT_EQ(action.connect(1000), 0);
+    ASSERT_TRUE(perform(first, "previous"));
+    ASSERT_TRUE(perform(second, "switch dvb://1.1079.28205"));
+    unsigned id = 0;
+    ASSERT_EQ(action.invoke(id, {}), 0);
+    ASSERT_TRUE(perform(first, "previous"));
+    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " failed 22"));
+    EXPECT_EQ(recorder->heard.count(), 1U);
+}
+
+TEST_F(SeveralClients, LeaveNothingBehindWhenTheyAreKilled) {
+    Service service("aipq");
+    for (ChildProcess* const client : {&first, &second}) {
+        ASSERT_TRUE(perform(*client, std::string("follow ") + BRIGHTNESS));
+        ASSERT_TRUE(perform(*client, std::string("open ") + CHANNELS));
+    }
+    ASSERT_TRUE(perform(first, "register one"));
+    ASSERT_TRUE(perform(second, "register two"));
+    EXPECT_THAT(television.applications(), ElementsAre("aipq", "one", "two"));
+    EXPECT_EQ(television.iterators(CHANNELS), 2U);
+    television.setFault(SWITCH_ACTION, "key.never_answer", 1);
+    first.tell("previous");  // in the middle of a request
+    ASSERT_TRUE(becomes([&] { return television.subscribers(SWITCH_ACTION) == 1U; }));
+    first.signal(SIGKILL);
+    EXPECT_TRUE(becomes([&] {
+        return television.subscribers(BRIGHTNESS) == 1U && television.iterators(CHANNELS) == 1U &&
+               television.subscribers(SWITCH_ACTION) == 0U && television.applications().size() == 2U;
+    }));
+    EXPECT_THAT(television.applications(), ElementsAre("aipq", "two"));
+    television.tell("", "suspend");
+    EXPECT_TRUE(second.waitForOutput("two 2"));
+    EXPECT_TRUE(service.heard.waitFor("2"));
+    second.signal(SIGKILL);
+    EXPECT_TRUE(becomes([&] {
+        return television.subscribers(BRIGHTNESS) == 0U && television.iterators(CHANNELS) == 0U &&
+               television.subscribers(CHANNELS) == 0U && television.applications().size() == 1U;
+    }));
+}
+
+TEST_F(SeveralClients, AreNotHeldUpByOneThatHangs) {
+    Service service("aipq");
+    ASSERT_TRUE(perform(first, "register hanging"));
+    ASSERT_TRUE(perform(first, std::string("follow ") + BRIGHTNESS));
+    ASSERT_TRUE(perform(second, std::string("follow ") + BRIGHTNESS));
+    first.signal(SIGSTOP);
+    television.tell("hanging", "suspend");
+    television.tell("aipq", "suspend");
+    for (int i = 1; i <= 20; ++i) ASSERT_EQ(Integer(BRIGHTNESS).setValue(i), 0);
+    EXPECT_TRUE(second.waitForOutput("brightness=20"));
+    first.signal(SIGKILL);
+    // Nobody waits for the dead.
+    EXPECT_TRUE(service.heard.waitFor("2"));
+}
+
+// The television dies
+
+class AKilledTelevision : public ATelevisionProcess {
+  protected:
+    // A request that blocks: whether it ended in time, and how.
+    static std::optional<bool> resultOf(std::future<bool>& request) {
+        if (request.wait_for(LIMIT) != std::future_status::ready) return std::nullopt;
+        return request.get();
+    }
+};
+
+TEST_F(AKilledTelevision, FailsEveryOperationUntilItIsBack) {
+    Integer brightness(BRIGHTNESS);
+    String source(SOURCE);
+    ASSERT_EQ(brightness.connect(1000), 0);
+    ASSERT_EQ(source.connect(1000), 0);
+    SystemInfo info;
+    SystemSetting setting;
+    television.kill();
+    int number = 0;
+    std::string text = "as it was";
+    EXPECT_TRUE(becomes([&] { return brightness.getValue(number) != 0; }));
+    number = 5;
+    EXPECT_NE(brightness.getValue(number), 0);
+    EXPECT_NE(source.getValue(text), 0);
+    EXPECT_EQ(number, 5);
+    EXPECT_EQ(text, "as it was");
+    EXPECT_NE(brightness.setValue(1), 0);
+    EXPECT_EQ(Integer(CONTRAST).connect(200), 5);
+    EXPECT_EQ(ActionAccess(SWITCH_ACTION).connect(0), 5);
+    EXPECT_FALSE(sourceSwitch.setChannelNext());
+    EXPECT_EQ(info.getSourceType(), SOURCE_TYPE_UNKNOWN);
+    EXPECT_FALSE(info.getAIPQSupported());
+    EXPECT_EQ(setting.getVideoBrightness(), -1);
+    std::vector<int> pq(34, 1);
+    EXPECT_EQ(setting.setVideoPQParameters(pq), -1);
+    SystemState unregistered("aipq");
+    EXPECT_FALSE(unregistered.registerApp());
+    const auto recorder = std::make_shared<IteratorRecorder>();
+    EXPECT_EQ(makeIterator(recorder)->create(), 4);
+
+    switchOn();
+    EXPECT_EQ(brightness.getValue(number), 0);
+    EXPECT_EQ(number, 50);
+    EXPECT_EQ(brightness.setValue(51), 0);
+    EXPECT_EQ(source.getValue(text), 0);
+    EXPECT_TRUE(sourceSwitch.setChannelNext());
+    EXPECT_EQ(info.getSourceType(), SOURCE_TYPE_TV);
+    EXPECT_EQ(setting.getVideoBrightness(), 51);
+    EXPECT_EQ(makeIterator(recorder)->create(), 0);
+}
+
+TEST_F(AKilledTelevision, BringsSubscriptionsIteratorsAndRegistrationsBackWithIt) {
+    const auto recorder = std::make_shared<ValueRecorder>();
+    Integer brightness(BRIGHTNESS, recorder);
+    ASSERT_EQ(brightness.connect(1000), 0);
+    const auto rows = std::make_shared<IteratorRecorder>();
+    const auto iterator = makeIterator(rows);
+    ASSERT_EQ(iterator->create(), 0);
+    ASSERT_TRUE(rows->heard.waitFor("ready 4"));
+    Service service("aipq");
+    for (int life = 1; life <= 3; ++life) {
+        killAndSwitchOnAgain();
+        EXPECT_EQ(television.subscribers(BRIGHTNESS), 1U);
+        EXPECT_EQ(television.iterators(CHANNELS), 1U);
+        EXPECT_THAT(television.applications(), ElementsAre("aipq"));
+        television.set(BRIGHTNESS, std::int32_t{life});
+        EXPECT_TRUE(recorder->heard.waitFor(std::to_string(life)));
+        EXPECT_TRUE(rows->heard.waitFor("ready 4", 1 + life));
+        EXPECT_EQ(iterator->getIterator()->readRow(), 0);
+        EXPECT_TRUE(rows->heard.waitFor("row |1|First", life));
+        television.tell("aipq", "running");
+        EXPECT_TRUE(service.heard.waitFor("1", life));
+    }
+    EXPECT_THAT(recorder->heard.all(), ElementsAre("1", "2", "3"));
+}
+
+TEST_F(AKilledTelevision, EndsARequestThatItNeverAnswered) {
+    logEverything();
+    television.setFault(SWITCH_ACTION, "key.never_answer", 1);
+    ASSERT_NE(sourceSwitch.connectToValue(SWITCH_ACTION), nullptr);
+    std::vector<std::future<bool>> requests;
+    for (int i = 0; i < 3; ++i)
+        requests.push_back(std::async(std::launch::async, [&] { return sourceSwitch.setChannelNext(); }));
+    EXPECT_TRUE(log.waitFor("waiting result ...  001", 3));
+    television.kill();
+    for (auto& request : requests) EXPECT_EQ(resultOf(request), std::optional(false));
+    switchOn();
+    EXPECT_TRUE(sourceSwitch.setChannelNext());
+}
+
+TEST_F(AKilledTelevision, EndsEveryCallThatItHasNotFinished) {
+    Integer brightness(BRIGHTNESS);
+    ASSERT_EQ(brightness.connect(1000), 0);
+    ASSERT_NE(sourceSwitch.connectToValue(SWITCH_ACTION), nullptr);
+    television.setFault(BRIGHTNESS, "key.answer_delay", 60000);
+    television.setFault(SWITCH_ACTION, "key.answer_delay", 60000);
+    std::atomic<int> begun{0};
+    const auto begin = [&](auto operation) {
+        return std::async(std::launch::async, [&begun, operation]() -> bool {
+            ++begun;
+            return operation();
+        });
+    };
+    std::vector<std::future<bool>> calls;
+    calls.push_back(begin([&] {
+        int number = 0;
+        return brightness.getValue(number) == 0;
+    }));
+    calls.push_back(begin([&] { return brightness.setValue(5) == 0; }));
+    calls.push_back(begin([] { return Integer(BRIGHTNESS).connect(0) == 0; }));
+    calls.push_back(begin([&] { return sourceSwitch.setChannelNext(); }));
+    ASSERT_TRUE(becomes([&] { return begun == 4; }));
+    for (auto& call : calls) EXPECT_EQ(call.wait_for(50ms), std::future_status::timeout);
+    television.kill();
+    for (auto& call : calls) EXPECT_EQ(resultOf(call), std::optional(false));
+    switchOn();
+    int number = 0;
+    EXPECT_EQ(brightness.getValue(number), 0);
+}
+
+TEST_F(AKilledTelevision, LeavesAPictureSettingOnItsWayAndTakesTheNextOne) {
+    logEverything();
+    television.setFault("", "notifications.delay", 100);
+    const auto recorder = std::make_shared<ValueRecorder>();
+    Integer brightness(BRIGHTNESS, recorder);
+    ASSERT_EQ(brightness.connect(1000), 0);
+    SystemSetting setting;
+    EXPECT_EQ(setting.setVideoBrightness(100), 0);
+    ASSERT_TRUE(recorder->heard.waitFor("56"));
+    television.kill();
+    switchOn();
+    // The worker has failed at a write or a read; or it waits for an announcement, goes on with it, and ends
+    // where it was to go.
+    const auto ended = [&] {
+        return !log.withMessage("set video brightness successed.\n").empty() ||
+               log.waitFor("failed.", 1, 0ms);
+    };
+    for (std::int32_t announced = 1; announced <= 6 && !ended(); ++announced) {
+        television.set(BRIGHTNESS, announced);
+        becomes(ended, 10s);
+    }
+    ASSERT_TRUE(ended());
+    log.clear();
+    EXPECT_EQ(setting.setVideoBrightness(60), 0);
+    expectWorkerToEnd("brightness");
+    EXPECT_EQ(setting.getVideoBrightness(), 60);
+}
+
+TEST_F(AKilledTelevision, LetsConnectingGoOnUntilItIsBack) {
+    television.kill();
+    auto connecting = std::async(std::launch::async, [] {
+        Integer access(BRIGHTNESS);
+        return access.connect(30000) == 0;
+    });
+    EXPECT_EQ(connecting.wait_for(50ms), std::future_status::timeout);
+    switchOn();
+    EXPECT_EQ(resultOf(connecting), std::optional(true));
+}
+
+TEST_F(AKilledTelevision, MayDieWhileAnApplicationIsBeingTold) {
+    struct Slow {
+        SystemState state{"slow"};
+        Heard heard;
+        std::promise<void> mayReturn;
+    } slow;
+    slow.state.registerCallBackTVPowerState(
+        [](TVPowerState state, void* self) {
+            Slow& it = *static_cast<Slow*>(self);
+            it.heard.add(std::to_string(state));
+            if (state == TV_POWER_STATE_SUSPEND) it.mayReturn.get_future().wait();
+        },
+        &slow);
+    television.tell("slow", "suspend");
+    ASSERT_TRUE(slow.heard.waitFor("2"));
+    television.kill();
+    slow.mayReturn.set_value();
+    switchOn();
+    television.tell("slow", "resume");
+    EXPECT_TRUE(slow.heard.waitFor("4"));
+}
+
+TEST_F(AKilledTelevision, LetsItsClientsUnsubscribeMeanwhile) {
+    const auto recorder = std::make_shared<ValueRecorder>();
+    auto brightness = std::make_unique<Integer>(BRIGHTNESS, recorder);
+    Integer contrast(CONTRAST, recorder);
+    ASSERT_EQ(brightness->connect(1000), 0);
+    ASSERT_EQ(contrast.connect(1000), 0);
+    auto iterator = makeIterator(std::make_shared<IteratorRecorder>());
+    ASSERT_EQ(iterator->create(), 0);
+    auto service = std::make_unique<Service>("aipq");
+    television.kill();
+    brightness.reset();
+    iterator.reset();
+    service.reset();
+    EXPECT_EQ(contrast.disconnect(), 0);
+    switchOn();
+    EXPECT_EQ(television.subscribers(BRIGHTNESS), 0U);
+    EXPECT_EQ(television.subscribers(CONTRAST), 0U);
+    EXPECT_EQ(television.iterators(CHANNELS), 0U);
+    EXPECT_THAT(television.applications(), IsEmpty());
+    EXPECT_EQ(contrast.connect(1000), 0);
+    television.set(CONTRAST, std::int32_t{9});
+    EXPECT_TRUE(recorder->heard.waitFor("9"));
+}
+
+// Traffic of every kind, from several threads, until it is destroyed.
+class Traffic {
+  public:
+    explicit Traffic(SourceSwitchAccessImpl& sourceSwitch) {
+        run([brightness = std::make_shared<Integer>(BRIGHTNESS), number = 0]() mutable {
+            brightness->setValue(++number % 100);
+            int back = 0;
+            brightness->getValue(back);
+        });
+        run([] {
+            String access(SOURCE, std::make_shared<ValueRecorder>());
+            access.connect(0);
+            access.setValue(std::string("HDMI1"));
+        });
+        run([&sourceSwitch] { sourceSwitch.setChannelNext(); });
+        run([] {
+            IteratorAccess iterator(CHANNELS, std::make_shared<IteratorRecorder>(), {1, 3}, {}, {0}, {});
+            if (iterator.create() != 0 || iterator.getIterator() == nullptr) return;
+            iterator.getIterator()->readRowChunk(3);
+            iterator.destroy();
+        });
+        run([] {
+            Service service("passing");
+            service.state().registerApp();
+        });
+        run([info = std::make_shared<SystemInfo>()] {
+            info->getSourceType();
+            info->getAIPQAvailable();
+        });
+    }
+
+    ~Traffic() {
+        m_ending = true;
+        for (std::thread& thread : m_threads) thread.join();
+    }
+    Traffic(const Traffic&) = delete;
+    Traffic& operator=(const Traffic&) = delete;
+
+  private:
+    void run(std::function<void()> work) {
+        m_threads.emplace_back([this, work = std::move(work)] {
+            while (!m_ending) work();
+        });
+    }
+
+    std::atomic<bool> m_ending{false};
+    std::vector<std::thread> m_threads;
+};
+
+TEST_F(AKilledTelevision, LeavesItsClientsRunningHoweverOftenAndWheneverItDies) {
+    const auto recorder = std::make_shared<ValueRecorder>();
+    Integer contrast(CONTRAST, recorder);
+    ASSERT_EQ(contrast.connect(1000), 0);
+    Service service("aipq");
+    constexpr unsigned seed = 20;
+    std::mt19937 random(seed);
+    ASSERT_TRUE(sourceSwitch.setChannelNext());
+    {
+        const Traffic traffic(sourceSwitch);
+        for (int life = 0; life < 20; ++life) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(random() % 150));
+            television.kill();
+            // Sometimes it is back while its clients still notice, sometimes they have to look for it.
+            std::this_thread::sleep_for(std::chrono::milliseconds(random() % 2 * (random() % 150)));
+            ASSERT_TRUE(television.start()) << television.process().errors();
+        }
+    }
+    ASSERT_TRUE(isFound());
+    television.set(CONTRAST, std::int32_t{99});
+    EXPECT_TRUE(recorder->heard.waitFor("99"));
+    television.tell("aipq", "suspend");
+    EXPECT_TRUE(service.heard.waitFor("2"));
+    EXPECT_TRUE(sourceSwitch.setChannelNext());
+    const auto rows = std::make_shared<IteratorRecorder>();
+    const auto iterator = makeIterator(rows);
+    ASSERT_EQ(iterator->create(), 0);
+    EXPECT_TRUE(rows->heard.waitForBeginning("ready"));
+    // What the traffic had is gone with it.
+    EXPECT_TRUE(becomes([&] {
+        return television.subscribers(BRIGHTNESS) == 0 && television.subscribers(SOURCE) == 0 &&
+               television.iterators(CHANNELS) == 1 && television.subscribers(CHANNELS) == 1 &&
+               television.applications() == std::vector<std::string>{"aipq"};
+    }));
+}
+
+// A program that was there first
+
+class AProgramThatIsStartedFirst : public tests::RemoteTest {};
+
+TEST_F(AProgramThatIsStartedFirst, FailsUntilTheTelevisionStarts) {
+    Integer brightness(BRIGHTNESS);
+    int number = 5;
+    EXPECT_EQ(brightness.connect(0), 5);
+    EXPECT_EQ(brightness.getValue(number), 5);
+    EXPECT_EQ(brightness.setValue(1), 5);
+    SystemInfo info;
+    EXPECT_EQ(info.getSourceType(), SOURCE_TYPE_UNKNOWN);
+    SourceSwitchAccessImpl sourceSwitch;
+    EXPECT_FALSE(sourceSwitch.setChannelNext());
+    EXPECT_FALSE(SystemState("aipq").registerApp());
+    EXPECT_TRUE(log.waitFor("Failed to get an instance of AppManagerClient."));
+
+    switchOn();
+    EXPECT_EQ(brightness.getValue(number), 0);
+    EXPECT_EQ(number, 50);
+    EXPECT_EQ(brightness.setValue(52), 0);
+    EXPECT_EQ(info.getSourceType(), SOURCE_TYPE_TV);
+    EXPECT_TRUE(sourceSwitch.setChannelNext());
+    Service service("aipq");
+    television.tell("", "running");
+    EXPECT_TRUE(service.heard.waitFor("1"));
+}
+
+}  // namespace

@@ -1,0 +1,54 @@
+// Serves the platform library of other processes: the television's model, framework and application manager
+// over the bus, call by call as remote/protocol.h lists them.
+#ifndef AIPQ_TELEVISION_PLATFORM_SERVER_H
+#define AIPQ_TELEVISION_PLATFORM_SERVER_H
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "line.h"
+#include "simulated/television.h"
+#include "worker_pool.h"
+
+class PlatformServer {
+  public:
+    // To be made before the line's thread is started. All of them must outlive it.
+    PlatformServer(simulated::Television& television, remote::Line& line, WorkerPool& workers);
+    ~PlatformServer();
+    PlatformServer(const PlatformServer&) = delete;
+    PlatformServer& operator=(const PlatformServer&) = delete;
+
+  private:
+    class Session;
+    class Application;
+
+    // Registers a method whose `handler(session, in...)` runs on a worker and returns a tuple of the answers.
+    template <typename... In, typename Handler>
+    void serve(const char* name, Handler handler);
+    void serveModel();
+    void serveValues();
+    void serveTables();
+    void serveApplications();
+
+    std::shared_ptr<Session> sessionOf(const std::string& client);
+    void clientLeft(const std::string& client);
+
+    simulated::Television& m_television;
+    remote::Line& m_line;
+    WorkerPool& m_workers;
+    std::unique_ptr<sdbus::IObject> m_object;
+
+    std::mutex m_mutex;
+    std::map<std::string, std::shared_ptr<Session>> m_sessions;
+
+    // Apart from the sessions, which the line's thread must never wait for: it is held while the application
+    // manager waits for an application.
+    std::mutex m_registrationMutex;
+    // Who is told about the life of an application: the last one that registered it.
+    std::map<std::string, const Session*> m_registrations;
+};
+
+#endif

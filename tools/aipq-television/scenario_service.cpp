@@ -1,0 +1,90 @@
+#include "scenario_service.h"
+
+#include "bus_method.h"
+
+namespace {
+
+const char* outcomeName(simulated::ScenarioPlayer::Outcome outcome) {
+    using Outcome = simulated::ScenarioPlayer::Outcome;
+    switch (outcome) {
+        case Outcome::FINISHED:
+            return "finished";
+        case Outcome::FAILED:
+            return "failed";
+        case Outcome::STOPPED:
+            break;
+    }
+    return "stopped";
+}
+
+}  // namespace
+
+ScenarioService::ScenarioService(simulated::Television& television, remote::Line& line, WorkerPool& workers)
+    : m_television(television), m_line(line), m_object(sdbus::createObject(line.connection(), OBJECT)) {
+    using Nothing = std::tuple<>;
+    bus::MethodAdder methods(*m_object, INTERFACE, line, workers);
+    methods.add<std::string, std::string, double>("Play", {{"name", "text", "speed"}, {"outcome", "why"}},
+                                                  [this](const std::string& name, const std::string& text,
+                                                         double speed) { return play(name, text, speed); });
+    methods.add<>("Stop", {}, [this] {
+        stop();
+        return Nothing();
+    });
+    methods.add<std::string>("Record", {{"title"}, {}}, [this](const std::string& title) {
+        const std::lock_guard lock(m_mutex);
+        if (m_recorder) bus::refuse(bus::REFUSED, "a scenario is being recorded already");
+        m_recorder = std::make_unique<simulated::ScenarioRecorder>(m_television, title);
+        return Nothing();
+    });
+    methods.add<>("StopRecording", {{}, {"text"}}, [this] { return std::tuple(stopRecording()); });
+    // A step has been done; the milliseconds since the start.
+    m_object->registerSignal(INTERFACE, "Step", "uxs", {"line", "time", "text"});
+    m_object->finishRegistration();
+}
+
+void ScenarioService::stop() {
+    const std::lock_guard lock(m_mutex);
+    if (m_player) m_player->stop();
+}
+
+std::tuple<std::string, std::string> ScenarioService::play(const std::string& name, const std::string& text,
+                                                           double speed) {
+    simulated::Scenario scenario;
+    try {
+        scenario = simulated::parseScenario(text, name, m_television.model().keys());
+    } catch (const std::runtime_error& error) {
+        bus::refuse(BAD_SCENARIO, error.what());
+    }
+    std::shared_ptr<simulated::ScenarioPlayer> player;
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_player) bus::refuse(bus::REFUSED, "a scenario plays already");
+        player = m_player = std::make_shared<simulated::ScenarioPlayer>(
+            m_television, std::move(scenario),
+            simulated::ScenarioPlayer::Listener{[this](const auto& progress) { tell(progress); }}, speed);
+    }
+    const simulated::ScenarioPlayer::Result result = player->wait();
+    const std::lock_guard lock(m_mutex);
+    m_player.reset();
+    return {outcomeName(result.outcome), result.text};
+}
+
+std::string ScenarioService::stopRecording() {
+    const std::lock_guard lock(m_mutex);
+    if (!m_recorder) bus::refuse(bus::REFUSED, "no scenario is being recorded");
+    const std::string text = simulated::formatScenario(m_recorder->scenario());
+    m_recorder.reset();
+    return text;
+}
+
+void ScenarioService::tell(const simulated::ScenarioPlayer::Progress& progress) {
+    try {
+        sdbus::Signal signal = m_object->createSignal(INTERFACE, "Step");
+        signal << static_cast<std::uint32_t>(progress.line)
+               << static_cast<std::int64_t>(progress.time.count()) << progress.text;
+        signal.send();
+    } catch (const sdbus::Error&) {
+        return;  // the bus is gone
+    }
+    m_line.wake();
+}

@@ -1,0 +1,42 @@
+// Plays and records scenarios for others on the bus: one at a time of each.
+#ifndef AIPQ_TELEVISION_SCENARIO_SERVICE_H
+#define AIPQ_TELEVISION_SCENARIO_SERVICE_H
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "line.h"
+#include "simulated/scenario_player.h"
+#include "simulated/scenario_recorder.h"
+#include "worker_pool.h"
+
+class ScenarioService {
+  public:
+    static constexpr char OBJECT[] = "/aipq/television/scenarios";
+    static constexpr char INTERFACE[] = "aipq.television.Scenarios";
+    // The error of a text that is no scenario.
+    static constexpr char BAD_SCENARIO[] = "aipq.television.Error.BadScenario";
+
+    // To be made before the line's thread is started. All of them must outlive it.
+    ScenarioService(simulated::Television& television, remote::Line& line, WorkerPool& workers);
+
+    // Ends what plays.
+    void stop();
+
+  private:
+    // Plays it to its end; what came of it, and why it failed.
+    std::tuple<std::string, std::string> play(const std::string& name, const std::string& text, double speed);
+    std::string stopRecording();
+    void tell(const simulated::ScenarioPlayer::Progress& progress);
+
+    simulated::Television& m_television;
+    remote::Line& m_line;
+    std::unique_ptr<sdbus::IObject> m_object;
+    std::mutex m_mutex;
+    std::shared_ptr<simulated::ScenarioPlayer> m_player;
+    std::unique_ptr<simulated::ScenarioRecorder> m_recorder;
+};
+
+#endif

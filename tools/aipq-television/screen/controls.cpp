@@ -1,0 +1,341 @@
+#include "controls.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "simulated/catalogue.h"
+#include "simulated/faults.h"
+
+namespace television {
+
+using nlohmann::json;
+using simulated::FaultDefinition;
+using simulated::FaultKind;
+using simulated::KeyDefinition;
+using simulated::Lifecycle;
+using simulated::Value;
+
+namespace {
+
+constexpr int BAD_REQUEST = 400;
+constexpr int NOT_FOUND = 404;
+constexpr int CONFLICT = 409;
+constexpr int UNPROCESSABLE = 422;
+
+constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
+constexpr char APPLICATION_URL[] = "app://television";
+
+// A button of the page that tells every application one piece of news.
+struct Power {
+    Lifecycle news;
+    const char* label;
+};
+
+constexpr std::array<Power, 8> POWERS{{
+    {Lifecycle::RUNNING, "Running"},
+    {Lifecycle::DESTROY, "Destroy"},
+    {Lifecycle::SUSPEND, "Suspend"},
+    {Lifecycle::RESUME, "Resume"},
+    {Lifecycle::SUSPEND_EX, "Suspend ex"},
+    {Lifecycle::RESUME_EX, "Resume ex"},
+    {Lifecycle::LOST_FOCUS, "Lose focus"},
+    {Lifecycle::GET_FOCUS, "Get focus"},
+}};
+
+// The whole sequences, which concern the television, too.
+constexpr char SUSPEND_TO_RAM[] = "suspend_to_ram";
+constexpr char RESUME_FROM_RAM[] = "resume_from_ram";
+
+const char* nameOf(lomodelapi::ObjectTypeSpec type) {
+    switch (type) {
+        case lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER:
+            return "integer";
+        case lomodelapi::OBJECT_TYPE_NUMERIC_INT64:
+            return "int64";
+        case lomodelapi::OBJECT_TYPE_STRING:
+            return "string";
+        case lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER:
+            return "integers";
+        case lomodelapi::OBJECT_TYPE_VECTOR_STRING:
+            return "strings";
+        case lomodelapi::OBJECT_TYPE_ACTION:
+            return "action";
+        case lomodelapi::OBJECT_TYPE_TABLE:
+            return "table";
+        default:
+            return "none";
+    }
+}
+
+const char* nameOf(FaultKind kind) {
+    switch (kind) {
+        case FaultKind::FLAG:
+            return "flag";
+        case FaultKind::NUMBER:
+            return "number";
+        case FaultKind::MILLISECONDS:
+            return "milliseconds";
+    }
+    return "";
+}
+
+const json& member(const json& wish, const char* name) {
+    const auto found = wish.find(name);
+    if (found == wish.end()) throw Refusal(BAD_REQUEST, std::string("'") + name + "' is missing");
+    return *found;
+}
+
+std::string textMember(const json& wish, const char* name) {
+    const json& value = member(wish, name);
+    if (!value.is_string()) throw Refusal(BAD_REQUEST, std::string("'") + name + "' must be a text");
+    return value.get<std::string>();
+}
+
+bool flagMember(const json& wish, const char* name) {
+    const json& value = member(wish, name);
+    if (!value.is_boolean()) throw Refusal(BAD_REQUEST, std::string("'") + name + "' must be true or false");
+    return value.get<bool>();
+}
+
+// Also from a text, as which wide numbers come.
+std::optional<long long> wholeNumber(const json& value) {
+    if (value.is_number_unsigned() &&
+        value.get<std::uint64_t>() > std::uint64_t{std::numeric_limits<std::int64_t>::max()})
+        return std::nullopt;
+    if (value.is_number_integer()) return value.get<std::int64_t>();
+    if (!value.is_string()) return std::nullopt;
+    const auto& text = value.get_ref<const std::string&>();
+    long long number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    return number;
+}
+
+long long numberWithin(const json& value, long long lowest, long long highest, const std::string& what) {
+    const auto number = wholeNumber(value);
+    if (!number || *number < lowest || *number > highest)
+        throw Refusal(UNPROCESSABLE, what + " takes a whole number from " + std::to_string(lowest) + " to " +
+                                         std::to_string(highest));
+    return *number;
+}
+
+int integerWithin(const json& value, long long lowest, long long highest, const std::string& what) {
+    return static_cast<int>(numberWithin(value, std::max<long long>(lowest, std::numeric_limits<int>::min()),
+                                         std::min<long long>(highest, std::numeric_limits<int>::max()),
+                                         what));
+}
+
+std::string text(const json& value, const std::string& what) {
+    if (!value.is_string()) throw Refusal(UNPROCESSABLE, what + " takes a text");
+    return value.get<std::string>();
+}
+
+const json& list(const json& value, const std::string& what) {
+    if (!value.is_array()) throw Refusal(UNPROCESSABLE, what + " takes a list");
+    return value;
+}
+
+// The value of the key's type that JSON describes.
+Value valueFor(const KeyDefinition& key, const json& value) {
+    constexpr auto LOWEST = std::numeric_limits<long long>::min();
+    constexpr auto HIGHEST = std::numeric_limits<long long>::max();
+    const auto [lowest, highest] = key.range.value_or(std::pair{LOWEST, HIGHEST});
+    switch (key.type) {
+        case lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER:
+            return integerWithin(value, lowest, highest, key.name);
+        case lomodelapi::OBJECT_TYPE_NUMERIC_INT64:
+            return numberWithin(value, lowest, highest, key.name);
+        case lomodelapi::OBJECT_TYPE_STRING:
+            return text(value, key.name);
+        case lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER: {
+            std::vector<int> numbers;
+            for (const json& element : list(value, key.name))
+                numbers.push_back(integerWithin(element, LOWEST, HIGHEST, "each element of " + key.name));
+            return numbers;
+        }
+        case lomodelapi::OBJECT_TYPE_VECTOR_STRING: {
+            std::vector<std::string> texts;
+            for (const json& element : list(value, key.name))
+                texts.push_back(text(element, "each element of " + key.name));
+            return texts;
+        }
+        default:
+            throw Refusal(UNPROCESSABLE, key.name + " has no value that could be set");
+    }
+}
+
+}  // namespace
+
+Controls::Controls(simulated::Television& television) : m_television(television) {
+    for (const KeyDefinition& key : simulated::loadCatalogue()) m_order.push_back(key.name);
+}
+
+// As in the catalogue; what was defined later comes last.
+std::vector<KeyDefinition> Controls::keysInOrder() const {
+    std::vector<KeyDefinition> keys = m_television.model().keys();
+    const auto place = [this](const KeyDefinition& key) {
+        return std::find(m_order.begin(), m_order.end(), key.name) - m_order.begin();
+    };
+    std::stable_sort(keys.begin(), keys.end(),
+                     [&](const KeyDefinition& a, const KeyDefinition& b) { return place(a) < place(b); });
+    return keys;
+}
+
+json toJson(const Value& value) {
+    if (const int* const number = std::get_if<int>(&value)) return *number;
+    if (const long long* const wide = std::get_if<long long>(&value)) return std::to_string(*wide);
+    if (const auto* const string = std::get_if<std::string>(&value)) return *string;
+    if (const auto* const numbers = std::get_if<std::vector<int>>(&value)) return *numbers;
+    if (const auto* const strings = std::get_if<std::vector<std::string>>(&value)) return *strings;
+    return nullptr;
+}
+
+json Controls::state() const {
+    json keys = json::array();
+    for (const KeyDefinition& key : keysInOrder()) {
+        json entry{{"group", key.group},
+                   {"name", key.name},
+                   {"type", nameOf(key.type)},
+                   {"meaning", key.meaning},
+                   {"value", toJson(m_television.model().value(key.name))}};
+        if (key.range) entry["range"] = {key.range->first, key.range->second};
+        keys.push_back(std::move(entry));
+    }
+    json faults = json::array();
+    for (const FaultDefinition& fault : simulated::faultDefinitions())
+        faults.push_back({{"name", fault.name},
+                          {"kind", nameOf(fault.kind)},
+                          {"ofKey", fault.ofKey},
+                          {"lowest", fault.lowest},
+                          {"highest", fault.highest},
+                          {"harmless", fault.harmless},
+                          {"meaning", fault.meaning}});
+    json buttons = json::array();
+    buttons.push_back({{"name", SUSPEND_TO_RAM}, {"label", "Suspend to RAM"}});
+    buttons.push_back({{"name", RESUME_FROM_RAM}, {"label", "Wake from RAM"}});
+    for (const Power& power : POWERS)
+        buttons.push_back({{"name", simulated::lifecycleName(power.news)}, {"label", power.label}});
+    return {{"keys", keys}, {"faults", faults}, {"powers", buttons}, {"status", status()}};
+}
+
+json Controls::status() const {
+    simulated::VideoPipeline& video = m_television.video();
+    const std::vector<KeyDefinition> keys = m_television.model().keys();
+    json channels = json::array();
+    json columns = json::array();
+    json faults = json::array();
+    for (const KeyDefinition& key : keys) {
+        if (key.name != CHANNEL_LIST) continue;
+        channels = key.rows;
+        columns = key.columns;
+    }
+    // Only those that do harm.
+    const auto add = [&](const FaultDefinition& fault, const std::string& key) {
+        const long long value = simulated::fault(m_television, key, fault.name);
+        if (value != fault.harmless) faults.push_back({{"name", fault.name}, {"key", key}, {"value", value}});
+    };
+    for (const FaultDefinition& fault : simulated::faultDefinitions()) {
+        if (!fault.ofKey) {
+            add(fault, "");
+        } else {
+            for (const KeyDefinition& key : keys) add(fault, key.name);
+        }
+    }
+    return {{"channel", m_television.sourceSwitch().channel()},
+            {"channels", channels},
+            {"columns", columns},
+            {"playing", m_television.sourceSwitch().playing()},
+            {"suspended", m_television.suspended()},
+            {"video", video.running()},
+            {"film", video.clip()},
+            {"frames", video.delivered()},
+            {"faults", faults},
+            {"applications", m_television.applications().applications()}};
+}
+
+std::string Controls::setValue(const json& wish) {
+    const std::string name = textMember(wish, "key");
+    const json& value = member(wish, "value");
+    const std::vector<KeyDefinition> keys = m_television.model().keys();
+    const auto key =
+        std::find_if(keys.begin(), keys.end(), [&](const KeyDefinition& k) { return k.name == name; });
+    if (key == keys.end()) throw Refusal(NOT_FOUND, "the model has no key '" + name + "'");
+    m_television.model().set(name, valueFor(*key, value));
+    return {};  // the log shows the change itself
+}
+
+std::string Controls::press(const json& wish) {
+    simulated::SourceSwitch& remote = m_television.sourceSwitch();
+    if (wish.contains("playing")) {
+        remote.setPlaying(flagMember(wish, "playing"));
+        return {};
+    }
+    const std::string channel = textMember(wish, "channel");
+    try {
+        if (remote.selectChannel(channel)) return {};
+    } catch (const std::out_of_range&) {
+        // A catalogue without channels.
+    }
+    throw Refusal(NOT_FOUND, "there is no channel '" + channel + "'");
+}
+
+std::string Controls::changePower(const json& wish) {
+    const std::string name = textMember(wish, "power");
+    const auto power = std::find_if(POWERS.begin(), POWERS.end(), [&](const Power& candidate) {
+        return simulated::lifecycleName(candidate.news) == name;
+    });
+    if (name == SUSPEND_TO_RAM) {
+        if (m_television.suspended()) throw Refusal(CONFLICT, "the television is suspended already");
+        m_television.suspend();
+    } else if (name == RESUME_FROM_RAM) {
+        if (!m_television.suspended()) throw Refusal(CONFLICT, "the television is not suspended");
+        m_television.resume();
+    } else if (power != POWERS.end()) {
+        m_television.applications().tell(power->news, APPLICATION_URL);
+    } else {
+        throw Refusal(NOT_FOUND, "there is no power state '" + name + "'");
+    }
+    return m_television.applications().applications().empty() ? "no application is registered to be told"
+                                                              : "";
+}
+
+std::string Controls::setFault(const json& wish) {
+    const std::string name = textMember(wish, "fault");
+    const std::string key = wish.contains("key") ? textMember(wish, "key") : std::string();
+    const auto value = wholeNumber(member(wish, "value"));
+    if (!value) throw Refusal(UNPROCESSABLE, "the fault '" + name + "' takes a whole number");
+    try {
+        simulated::setFault(m_television, key, name, *value);
+    } catch (const std::out_of_range& error) {
+        throw Refusal(NOT_FOUND, error.what());
+    } catch (const std::logic_error& error) {
+        throw Refusal(UNPROCESSABLE, error.what());
+    } catch (const std::runtime_error& error) {
+        throw Refusal(CONFLICT, error.what());
+    }
+    return {};
+}
+
+std::string Controls::clearFaults(const json&) {
+    try {
+        simulated::clearFaults(m_television);
+    } catch (const std::runtime_error& error) {
+        throw Refusal(CONFLICT, error.what());
+    }
+    return {};
+}
+
+std::string Controls::switchVideo(const json& wish) {
+    simulated::VideoPipeline& video = m_television.video();
+    const std::string film = video.clip();
+    const std::string wanted = !flagMember(wish, "on") ? "off" : film.empty() ? "scenes" : film;
+    if (!m_television.showVideo(wanted)) throw Refusal(CONFLICT, video.error());
+    return {};
+}
+
+}  // namespace television

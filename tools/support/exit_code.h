@@ -1,0 +1,17 @@
+// How the tools end. Scripts rely on these numbers.
+#ifndef TOOLS_SUPPORT_EXIT_CODE_H
+#define TOOLS_SUPPORT_EXIT_CODE_H
+
+enum ExitCode : int {
+    EXIT_DONE = 0,
+    EXIT_REFUSED = 1,        // the television refused, failed, or did not answer in time; a check failed
+    EXIT_WRONG_USE = 2,      // the command line
+    EXIT_UNKNOWN = 3,        // no such name, key, channel
+    EXIT_WRONG_TYPE = 4,     // the value, or the operation, does not fit the key's type
+    EXIT_OUT_OF_RANGE = 5,   // the value
+    EXIT_BAD_FILE = 6,       // a file cannot be read or written, or is malformed
+    EXIT_NO_TELEVISION = 7,  // nobody answers
+    EXIT_NO_RIGHTS = 8,      // the queue, the segment or the socket cannot be opened
+};
+
+#endif
