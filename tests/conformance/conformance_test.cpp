@@ -1,0 +1,75 @@
+// What the library demands of any platform, each demand a test: the checks of `aipqctl doctor`. Nothing here
+// knows the simulated television; linked with a television's own libraries, it tests that one.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cctype>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "doctor.h"
+
+namespace {
+
+struct Demand {
+    const char* suite;
+    const char* name;
+};
+
+// By group of checks.
+const std::map<std::string, Demand> DEMANDS{
+    {"framework", {"TheProcessFramework", "GivesTheModelsRoot"}},
+    {"key", {"AKey", "IsThereWithItsTypeAndAValueInItsRange"}},
+    {"write", {"AWrite", "IsKeptAndAnnouncedOnceOnAnotherThread"}},
+    {"order", {"TwoQuickWrites", "AreAnnouncedInTheirOrder"}},
+    {"silence", {"ASubscriber", "HearsNothingAfterDisconnecting"}},
+    {"action", {"AnInvocation", "IsAnsweredOnceUnderItsOwnId"}},
+    {"channels", {"AnIterator", "ReadsRowsAndIsSilentOnceReleased"}},
+    {"queue", {"TheWayOfFrames", "HasAQueueThatCanBeOpened"}},
+    {"segment", {"TheWayOfFrames", "HasASegmentThatCanBeAttached"}},
+    {"frame", {"TheWayOfFrames", "BringsFramesInTheSizeAskedFor"}},
+    {"callback", {"TheWayOfFrames", "BringsAFrameByTheCallback"}},
+    {"application-manager", {"TheApplicationManager", "AcceptsARegistrationAndItsEnd"}},
+};
+
+class Conformance : public testing::Test {
+  public:
+    explicit Conformance(std::string check) : m_check(std::move(check)) {}
+
+  private:
+    void TestBody() override {
+        const std::atomic<bool> stop{false};
+        doctor::Examination examination(doctor::select(doctor::allChecks(), {.only = {m_check}}));
+        for (const doctor::Result& result : examination.run(stop))
+            EXPECT_EQ(result.verdict, doctor::Verdict::PASSED)
+                << doctor::nameOf(result.group, result.subject) << ": " << result.finding << "\n  > "
+                << result.advice;
+    }
+
+    const std::string m_check;
+};
+
+// As a part of a test's name.
+std::string identifierOf(std::string subject) {
+    std::replace_if(
+        subject.begin(), subject.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
+    return subject.empty() ? subject : '_' + subject;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    for (const doctor::Check& check : doctor::allChecks()) {
+        const Demand& demand = DEMANDS.at(check.group);
+        const std::string name = demand.name + identifierOf(check.subject);
+        testing::RegisterTest(demand.suite, name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
+                              [check = doctor::nameOf(check.group, check.subject)]() -> Conformance* {
+                                  return new Conformance(check);
+                              });
+    }
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,230 @@
+// The checks of the way of the frames, against real queues, segments and pipelines with one fault each.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <mqueue.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/shm.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <future>
+#include <thread>
+
+#include "doctor.h"
+#include "doctor_results.h"
+#include "television_test.h"
+#include "video/capture_block.h"
+
+using doctor::Result;
+using testing::HasSubstr;
+using testing::Not;
+using tests::examine;
+using tests::expectAllPassed;
+using tests::expectOnlyFailure;
+
+namespace {
+
+constexpr char QUEUE_CHECK[] = "queue /picture_capture_message_queue";
+constexpr char SEGMENT_CHECK[] = "segment 72314";
+constexpr mode_t RIGHTS = 0666;
+
+bool queueExists() {
+    const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY);
+    if (queue != -1) mq_close(queue);
+    return queue != -1;
+}
+
+// Somebody else's queue, with requests that nobody takes.
+void createQueue(long messageSize, mode_t rights = RIGHTS, int requests = 0) {
+    mq_attr attributes{};
+    attributes.mq_maxmsg = video::REQUEST_QUEUE_DEPTH;
+    attributes.mq_msgsize = messageSize;
+    const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDWR | O_CREAT | O_EXCL, rights, &attributes);
+    ASSERT_NE(queue, -1);
+    for (int i = 0; i < requests; ++i) EXPECT_EQ(mq_send(queue, "request", 7, 0), 0);
+    mq_close(queue);
+}
+
+void createSegment(std::size_t size, int rights = static_cast<int>(RIGHTS)) {
+    ASSERT_NE(shmget(video::CAPTURE_BLOCK_KEY, size, IPC_CREAT | IPC_EXCL | rights), -1);
+}
+
+// Runs as a user without rights to what others own. The system's call changes the calling thread only, and
+// the threads that it starts.
+std::vector<Result> examineWithoutRights(const tests::Names& only) {
+    return std::async(std::launch::async,
+                      [&] {
+                          constexpr uid_t nobody = 65534;
+                          if (geteuid() == 0) syscall(SYS_setresuid, -1, nobody, -1);
+                          return examine(only);
+                      })
+        .get();
+}
+
+class ADoctorOfFrames : public tests::TelevisionTest {
+  protected:
+    ADoctorOfFrames() { removeEverything(); }
+    ~ADoctorOfFrames() override {
+        television.video().stop();
+        removeEverything();
+    }
+
+    static void removeEverything() {
+        mq_unlink(video::REQUEST_QUEUE_NAME);
+        if (const int id = shmget(video::CAPTURE_BLOCK_KEY, 0, 0); id != -1) shmctl(id, IPC_RMID, nullptr);
+    }
+
+    void startPipeline() { ASSERT_TRUE(television.video().start()) << television.video().error(); }
+
+    static std::vector<Result> examineAll() { return examine({"queue", "segment", "frame", "callback"}); }
+};
+
+TEST_F(ADoctorOfFrames, FindsNothingWithAPipeline) {
+    startPipeline();
+    const std::vector<Result> results = examineAll();
+    expectAllPassed(results);
+    EXPECT_THAT(results[3].advice, Not(HasSubstr("one colour")));
+    EXPECT_THAT(results[3].finding,
+                testing::ContainsRegex("5 frames of 224 x 224 in [0-9]+ ms / [0-9]+ ms / "));
+    EXPECT_FALSE(queueExists());
+}
+
+TEST_F(ADoctorOfFrames, LeavesAQueueAndASegmentOfOthersAsTheyAre) {
+    createQueue(static_cast<long>(video::REQUEST_SIZE), RIGHTS, 3);
+    createSegment(sizeof(video::CaptureBlock));
+    const std::vector<Result> results = examine({"queue", "segment"});
+    expectAllPassed(results);
+    EXPECT_THAT(results[1].finding, HasSubstr("3 of 5 requests waiting"));
+    EXPECT_TRUE(queueExists());
+    EXPECT_NE(shmget(video::CAPTURE_BLOCK_KEY, sizeof(video::CaptureBlock), 0), -1);
+}
+
+TEST_F(ADoctorOfFrames, LeavesNoQueueAndNoSegmentBehind) {
+    expectAllPassed(examine({"queue", "segment"}));
+    EXPECT_FALSE(queueExists());
+    EXPECT_EQ(shmget(video::CAPTURE_BLOCK_KEY, 0, 0), -1);
+}
+
+TEST_F(ADoctorOfFrames, FindsAQueueOfAnotherSize) {
+    createQueue(64);
+    expectOnlyFailure(examineAll(), QUEUE_CHECK, "exists with messages of 64 bytes instead of 20");
+}
+
+TEST_F(ADoctorOfFrames, FindsAFullQueue) {
+    createQueue(static_cast<long>(video::REQUEST_SIZE), RIGHTS, 5);
+    expectOnlyFailure(examineAll(), QUEUE_CHECK, "is full, 5 of 5 requests waiting");
+}
+
+TEST_F(ADoctorOfFrames, FindsAQueueWithoutRights) {
+    createQueue(static_cast<long>(video::REQUEST_SIZE), 0);
+    expectOnlyFailure(examineWithoutRights({"queue", "frame"}), QUEUE_CHECK,
+                      "cannot be opened: Permission denied (errno 13)");
+}
+
+TEST_F(ADoctorOfFrames, FindsASegmentOfAnotherSize) {
+    createSegment(4096);
+    expectOnlyFailure(examineAll(), SEGMENT_CHECK, "exists with 4096 bytes instead of 150552");
+}
+
+TEST_F(ADoctorOfFrames, FindsASegmentWithoutRights) {
+    createSegment(sizeof(video::CaptureBlock), 0);
+    const std::vector<Result> results = examineWithoutRights({"segment", "frame"});
+    expectOnlyFailure(results, SEGMENT_CHECK,
+                      "cannot be opened: Permission denied (errno 13); it belongs to user ");
+    EXPECT_THAT(results[1].finding, HasSubstr("with the rights 0"));
+}
+
+TEST_F(ADoctorOfFrames, AsksForNoFrameWhileAnotherProgramCaptures) {
+    createQueue(static_cast<long>(video::REQUEST_SIZE));
+    startPipeline();
+    expectOnlyFailure(examineAll(), "frame", "the request queue exists already");
+    EXPECT_TRUE(queueExists());
+}
+
+TEST_F(ADoctorOfFrames, FindsThatThereIsNoPipeline) {
+    expectOnlyFailure(examineAll(), "frame", "no frame arrived, 3 requests waited 2 s each");
+    EXPECT_FALSE(queueExists());
+}
+
+TEST_F(ADoctorOfFrames, FindsAPipelineThatHangs) {
+    startPipeline();
+    television.video().stall();
+    expectOnlyFailure(examineAll(), "frame", "no frame arrived");
+    television.video().resume();
+}
+
+TEST_F(ADoctorOfFrames, FindsAPipelineThatDies) {
+    startPipeline();
+    television.video().kill();
+    expectOnlyFailure(examineAll(), "frame", "no frame arrived");
+}
+
+TEST_F(ADoctorOfFrames, FindsThatTheCallbackIsNotCalled) {
+    startPipeline();
+    // The thread that would call it; before it, the check of the frames starts one and this one its first.
+    television.threads().fail(1, 2);
+    expectOnlyFailure(examineAll(), "callback", "no frame arrived");
+}
+
+TEST_F(ADoctorOfFrames, FindsThatNoThreadCanBeCreated) {
+    television.threads().fail(1);
+    expectOnlyFailure(examineAll(), "frame", "the library did not create the request queue");
+}
+
+// A pipeline that answers in a way of its own; a process of its own, as a pipeline is: it may still fill the block for
+// one capture when the next one clears it.
+class OddPipeline {
+  public:
+    OddPipeline(std::uint32_t width, std::uint32_t height) : m_process(fork()) {
+        if (m_process == 0) serve(width, height);
+    }
+    OddPipeline(const OddPipeline&) = delete;
+    OddPipeline& operator=(const OddPipeline&) = delete;
+    ~OddPipeline() {
+        kill(m_process, SIGKILL);
+        waitpid(m_process, nullptr, 0);
+    }
+
+  private:
+    [[noreturn]] static void serve(std::uint32_t width, std::uint32_t height) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        for (;;) {
+            usleep(5000);
+            const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY | O_NONBLOCK);
+            char message[video::REQUEST_SIZE];
+            const bool requested = queue != -1 && mq_receive(queue, message, sizeof message, nullptr) > 0;
+            if (queue != -1) mq_close(queue);
+            if (!requested) continue;
+            void* const memory =
+                shmat(shmget(video::CAPTURE_BLOCK_KEY, sizeof(video::CaptureBlock), 0), nullptr, 0);
+            if (memory == reinterpret_cast<void*>(-1)) continue;
+            auto* const block = static_cast<video::CaptureBlock*>(memory);
+            std::memset(block->pixels, 77, sizeof block->pixels);
+            std::atomic_ref(block->width).store(width);
+            std::atomic_ref(block->height).store(height);
+            std::atomic_ref(block->state).store(video::FRAME_READY, std::memory_order_release);
+            shmdt(block);
+        }
+    }
+
+    pid_t m_process;
+};
+
+TEST_F(ADoctorOfFrames, FindsFramesOfAnotherSize) {
+    const OddPipeline pipeline(160, 90);
+    expectOnlyFailure(examineAll(), "frame", "224 x 224 was asked for, 160 x 90 came");
+}
+
+TEST_F(ADoctorOfFrames, WarnsOfFramesOfOneColour) {
+    const OddPipeline pipeline(224, 224);
+    const std::vector<Result> results = examineAll();
+    expectAllPassed(results);
+    EXPECT_THAT(results[3].advice, HasSubstr("All frames have one colour"));
+}
+
+}  // namespace

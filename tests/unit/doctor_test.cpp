@@ -1,0 +1,530 @@
+// The checks of a platform against platforms with one fault each.
+#include "doctor.h"
+
+#include <gmock/gmock.h>
+
+#include <boost/make_shared.hpp>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <stdexcept>
+#include <thread>
+
+#include "doctor_results.h"
+#include "frame/process.h"
+#include "lomodelapi/biz_value.h"
+#include "lomodelapi/observer.h"
+#include "lomodelapi/root_interface.h"
+#include "results.h"
+#include "television_test.h"
+#include "visit.h"
+
+using namespace lomodelapi;
+using namespace std::chrono_literals;
+using doctor::Check;
+using doctor::Examination;
+using doctor::Passed;
+using doctor::Result;
+using doctor::Selection;
+using doctor::Verdict;
+using doctor::Visit;
+using simulated::KeyDefinition;
+using simulated::KeyFaults;
+using simulated::Order;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using tests::eventually;
+using tests::examine;
+using tests::expectAllPassed;
+using tests::expectOnlyFailure;
+using tests::Names;
+
+namespace {
+
+constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
+
+// Set by a test for a platform that the simulated television cannot be.
+std::atomic<RootInterface*> otherRoot{nullptr};
+
+class OtherInterface final : public frame::Interface {
+  public:
+    RootInterface* getRootInterface() override {
+        if (RootInterface* const other = otherRoot) return other;
+        simulated::Television& television = simulated::Television::instance();
+        return television.framework().givesRoot() ? television.model().root() : nullptr;
+    }
+};
+
+}  // namespace
+
+// Stands before that of the simulated television.
+int frame::Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, const std::string& name) {
+    if (const int status = simulated::Television::instance().framework().lookUp(name); status != 0)
+        return status;
+    reference = boost::make_shared<OtherInterface>();
+    return 0;
+}
+
+namespace {
+
+RootInterface& television() { return *simulated::Television::instance().model().root(); }
+
+// A platform that goes on telling an observer of integers after it has disconnected.
+class Talkative final : public RootInterface {
+  public:
+    int connectValue(const std::string& name, Observer* observer, BizValue*& value) override {
+        const std::lock_guard lock(m_mutex);
+        m_relays.push_back(std::make_unique<Relay>(dynamic_cast<ObserverNumericInteger*>(observer)));
+        return television().connectValue(name, m_relays.back().get(), value);
+    }
+    int disconnectValue(const std::string&, Observer*, BizValue*) override { return 0; }
+
+    // Ends what the clients believe to have ended. Connecting once more yields the object of the key.
+    void end(const std::string& name) {
+        const std::lock_guard lock(m_mutex);
+        BizValue* value = nullptr;
+        for (const auto& relay : m_relays) {
+            television().connectValue(name, relay.get(), value);
+            television().disconnectValue(name, relay.get(), value);
+        }
+    }
+
+  private:
+    struct Relay final : ObserverNumericInteger {
+        explicit Relay(ObserverNumericInteger* client) : to(client) {}
+        void notifyNewValue(int value) override {
+            if (to != nullptr) to->notifyNewValue(value);
+        }
+        ObserverNumericInteger* const to;
+    };
+
+    std::mutex m_mutex;
+    std::vector<std::unique_ptr<Relay>> m_relays;
+};
+
+// A platform that notifies on the writer's own stack.
+class OnTheWritersStack final : public RootInterface, public BizValue {
+  public:
+    int connectValue(const std::string&, Observer* observer, BizValue*& value) override {
+        if (auto* const follower = dynamic_cast<ObserverNumericInteger*>(observer)) m_observer = follower;
+        value = this;
+        return 0;
+    }
+    int disconnectValue(const std::string&, Observer*, BizValue*) override {
+        m_observer = nullptr;
+        return 0;
+    }
+    ObjectTypeSpec getType() override { return OBJECT_TYPE_NUMERIC_INTEGER; }
+    int getInteger() override { return m_value; }
+    int setInteger(int value) override {
+        m_value = value;
+        if (m_observer != nullptr) m_observer->notifyNewValue(value);
+        return 0;
+    }
+    int value() const { return m_value; }
+
+  private:
+    ObserverNumericInteger* m_observer = nullptr;
+    int m_value = 50;
+};
+
+// A platform whose tables do not take iterators back.
+class KeepsIterators final : public RootInterface, public BizValue {
+  public:
+    int connectValue(const std::string& name, Observer* observer, BizValue*& value) override {
+        const int status = television().connectValue(name, observer, m_table);
+        value = this;
+        return status;
+    }
+    int disconnectValue(const std::string& name, Observer* observer, BizValue*) override {
+        return television().disconnectValue(name, observer, m_table);
+    }
+    ObjectTypeSpec getType() override { return m_table->getType(); }
+    TableIterator* createIterator(const IteratorType& type, ObserverTableIterator* observer,
+                                  const std::vector<TableSelection>& selections,
+                                  const std::vector<int>& columns,
+                                  const std::vector<TableOrder>& orders) override {
+        return m_table->createIterator(type, observer, selections, columns, orders);
+    }
+    int releaseIterator(TableIterator*) override { return 0; }
+
+  private:
+    BizValue* m_table = nullptr;
+};
+
+class ADoctor : public tests::TelevisionTest {
+  protected:
+    ~ADoctor() override { otherRoot = nullptr; }
+
+    const std::string keyCheck = std::string("key ") + BRIGHTNESS;
+    const std::string writeCheck = std::string("write ") + BRIGHTNESS;
+    const std::string orderCheck = std::string("order ") + BRIGHTNESS;
+    const std::string silenceCheck = std::string("silence ") + BRIGHTNESS;
+    const std::string actionCheck = std::string("action ") + SWITCH_ACTION;
+    const std::string channelsCheck = std::string("channels ") + CHANNEL_LIST;
+
+    // Runs all checks of one key on a television with this fault: this check fails and says this.
+    void expectFailure(const std::string& key, const KeyFaults& faults, const std::string& check,
+                       const std::string& finding) {
+        model.setFaults(key, faults);
+        expectFailure(key, check, finding);
+    }
+    void expectFailure(const std::string& key, const std::string& check, const std::string& finding) {
+        const tests::State before = tests::State::now();
+        expectOnlyFailure(examine({key}), check, finding);
+        EXPECT_EQ(tests::State::now(), before);
+    }
+};
+
+TEST_F(ADoctor, FindsNothingOnATelevisionWithoutAFault) {
+    const tests::State before = tests::State::now();
+    {
+        Examination examination(select(doctor::allChecks(), {.video = false}));
+        const std::atomic<bool> stop{false};
+        const std::vector<Result> results = examination.run(stop);
+        expectAllPassed(results);
+        EXPECT_EQ(exitCodeOf(results), EXIT_DONE);
+    }
+    EXPECT_EQ(tests::State::now(), before);
+}
+
+TEST_F(ADoctor, RunsNothingElseWithoutTheProcessFramework) {
+    television.framework().failLookups(5);
+    const std::vector<Result> results = examine({});
+    expectOnlyFailure(results, "framework", "does not give the model's root");
+    for (std::size_t i = 1; i < results.size(); ++i) EXPECT_EQ(results[i].verdict, Verdict::NOT_RUN);
+    EXPECT_EQ(exitCodeOf(results), EXIT_NO_TELEVISION);
+}
+
+TEST_F(ADoctor, RunsNothingElseWithoutTheModelsRoot) {
+    television.framework().withholdRoot(true);
+    const std::vector<Result> results = examine({});
+    expectOnlyFailure(results, "framework", "does not give the model's root");
+    EXPECT_EQ(exitCodeOf(results), EXIT_NO_TELEVISION);
+}
+
+// Keys
+
+TEST_F(ADoctor, FindsAKeyThatIsNotThere) {
+    model.withdraw(BRIGHTNESS);
+    expectFailure(BRIGHTNESS, keyCheck, "cannot be connected within 1000 ms (status 5)");
+}
+
+TEST_F(ADoctor, FindsAKeyThatYieldsNoObject) {
+    expectFailure(BRIGHTNESS, {.connectYieldsNothing = true}, keyCheck, "cannot be connected");
+}
+
+TEST_F(ADoctor, FindsAKeyOfAnotherType) {
+    model.define({"", BRIGHTNESS, OBJECT_TYPE_STRING, std::string("50"), {}, ""});
+    expectFailure(BRIGHTNESS, keyCheck,
+                  "is of the type text (OBJECT_TYPE_STRING), not integer (OBJECT_TYPE_NUMERIC_INTEGER)");
+}
+
+TEST_F(ADoctor, FindsAnActionOfAnotherType) {
+    model.define({"", SWITCH_ACTION, OBJECT_TYPE_NUMERIC_INTEGER, 1, {}, ""});
+    expectFailure(SWITCH_ACTION, std::string("key ") + SWITCH_ACTION, "is of the type integer");
+}
+
+TEST_F(ADoctor, FindsATableOfAnotherType) {
+    model.define({"", CHANNEL_LIST, OBJECT_TYPE_NUMERIC_INTEGER, 1, {}, ""});
+    expectFailure(CHANNEL_LIST, std::string("key ") + CHANNEL_LIST, "is of the type integer");
+}
+
+TEST_F(ADoctor, FindsAValueThatCannotBeRead) {
+    expectFailure(SOURCE, {.readStatus = 7}, std::string("key ") + SOURCE, "cannot be read (status 7)");
+}
+
+TEST_F(ADoctor, FindsAValueOutOfItsRange) {
+    model.set(BRIGHTNESS, 137);
+    expectFailure(BRIGHTNESS, keyCheck, "137 is not in 0..100");
+}
+
+TEST_F(ADoctor, FindsAListOfAnotherLength) {
+    model.set(PQ_SETTING, std::vector<int>{1, 2});
+    expectFailure(PQ_SETTING, std::string("key ") + PQ_SETTING, "has 2 elements instead of 27");
+}
+
+TEST_F(ADoctor, FindsAKeyThatAnswersLate) {
+    expectFailure(BRIGHTNESS, {.answerDelay = 1200ms}, keyCheck, ", more than 2 s");
+}
+
+TEST_F(ADoctor, ShowsTextsWithoutControlCharacters) {
+    model.set(SOURCE, std::string("\x1b[2J\"<\xff"));
+    const std::vector<Result> results = examine({SOURCE});
+    EXPECT_EQ(results.back().finding, "text, \"\\x1b[2J\"<\\xff\"");
+}
+
+// Writes
+
+TEST_F(ADoctor, FindsAWriteThatIsRefused) {
+    expectFailure(BRIGHTNESS, {.refuseWrites = true}, writeCheck,
+                  "nothing was announced within 4 s after 51 was written, and it reads 50");
+}
+
+TEST_F(ADoctor, FindsAWriteThatIsNotKept) {
+    expectFailure(BRIGHTNESS, {.keepValue = true}, writeCheck, "50 was announced after 51 was written");
+}
+
+TEST_F(ADoctor, FindsAWriteThatIsNotAnnounced) {
+    expectFailure(BRIGHTNESS, {.dropNotifications = 1}, writeCheck,
+                  "nothing was announced within 4 s after 51 was written, and it reads 51");
+}
+
+TEST_F(ADoctor, FindsAWriteThatIsAnnouncedTwice) {
+    expectFailure(BRIGHTNESS, {.repeatNotifications = 1}, writeCheck,
+                  "2 writes were announced 4 times: [51, 51, 50, 50]");
+}
+
+TEST_F(ADoctor, FindsAWriteThatIsAnnouncedLate) {
+    expectFailure(BRIGHTNESS, {.notificationDelay = 2500ms}, writeCheck, "after the write, later than 2 s");
+}
+
+TEST_F(ADoctor, FindsAnAnnouncementOnTheWritersThread) {
+    OnTheWritersStack platform;
+    otherRoot = &platform;
+    expectOnlyFailure(examine({BRIGHTNESS}), writeCheck, "was announced on the writer's own thread");
+    EXPECT_EQ(platform.value(), 50);
+}
+
+TEST_F(ADoctor, FindsAListThatIsNotKept) {
+    expectFailure(PQ_SETTING, {.keepValue = true}, std::string("write ") + PQ_SETTING,
+                  "was announced after [");
+}
+
+TEST_F(ADoctor, StepsDownFromTheTopOfTheRange) {
+    model.set(BRIGHTNESS, 100);
+    ASSERT_TRUE(model.settle());
+    expectAllPassed(examine({BRIGHTNESS}));
+    EXPECT_EQ(model.value(BRIGHTNESS), simulated::Value(100));
+    EXPECT_EQ(model.writes(BRIGHTNESS).front(), simulated::Written(99));
+}
+
+TEST_F(ADoctor, FindsQuickWritesThatAreAnnouncedInAnotherOrder) {
+    model.holdNotifications();
+    auto results = std::async(std::launch::async, [&] { return examine({orderCheck}); });
+    ASSERT_TRUE(eventually([&] { return model.writes(BRIGHTNESS).size() == 2; }));
+    model.releaseNotifications(Order::REVERSED);
+    expectOnlyFailure(results.get(), orderCheck, "[50, 51] was announced after 51 and then 50 were written");
+    EXPECT_EQ(model.value(BRIGHTNESS), simulated::Value(50));
+}
+
+TEST_F(ADoctor, FindsQuickWritesOfWhichOneIsNotAnnounced) {
+    model.setFaults(BRIGHTNESS, {.dropNotifications = 1});
+    expectOnlyFailure(examine({orderCheck}), orderCheck, "of 2 writes without a pause, 1 were announced");
+    EXPECT_EQ(model.value(BRIGHTNESS), simulated::Value(50));
+}
+
+TEST_F(ADoctor, FindsAnAnnouncementAfterDisconnecting) {
+    Talkative platform;
+    otherRoot = &platform;
+    const std::vector<Result> results = examine({silenceCheck});
+    platform.end(BRIGHTNESS);
+    expectOnlyFailure(results, silenceCheck, "50 was announced to a subscriber that had disconnected");
+    EXPECT_EQ(model.value(BRIGHTNESS), simulated::Value(50));
+}
+
+// The action
+
+TEST_F(ADoctor, FindsAnInvocationThatIsRefused) {
+    expectFailure(SWITCH_ACTION, {.invokeStatus = 7}, actionCheck, "the request was refused (status 7)");
+}
+
+TEST_F(ADoctor, FindsAnInvocationThatIsNeverAnswered) {
+    expectFailure(SWITCH_ACTION, {.neverAnswer = true}, actionCheck, "was not answered within 4 s");
+}
+
+TEST_F(ADoctor, FindsAnInvocationThatIsAnsweredTwice) {
+    expectFailure(SWITCH_ACTION, {.repeatAnswers = 1}, actionCheck, "was answered 2 times");
+}
+
+TEST_F(ADoctor, FindsAnInvocationThatIsAnsweredLate) {
+    expectFailure(SWITCH_ACTION, {.notificationDelay = 2500ms}, actionCheck, "later than 2 s");
+}
+
+TEST_F(ADoctor, FindsAnInvocationThatFails) {
+    model.setAction(SWITCH_ACTION, [](const auto&) { return simulated::Answer{22, {}}; });
+    expectFailure(SWITCH_ACTION, actionCheck, "the request was answered with the error 22");
+}
+
+TEST_F(ADoctor, FindsAnInvocationThatIsAnsweredUnderAnotherId) {
+    model.setFaults(SWITCH_ACTION, {.neverAnswer = true});
+    auto results = std::async(std::launch::async, [&] { return examine({actionCheck}); });
+    ASSERT_TRUE(eventually([&] { return !model.invocations(SWITCH_ACTION).empty(); }));
+    model.answer(SWITCH_ACTION, 987654, {});
+    expectOnlyFailure(results.get(), actionCheck, "there were answers with other ids: 987654");
+}
+
+// The channel table
+
+TEST_F(ADoctor, FindsATableWhoseRowsCannotBeRead) {
+    expectFailure(CHANNEL_LIST, {.readStatus = 7}, channelsCheck, "reading rows was refused (status 7)");
+}
+
+TEST_F(ADoctor, FindsAnIteratorThatIsNeverReady) {
+    expectFailure(CHANNEL_LIST, {.dropNotifications = 1}, channelsCheck,
+                  "the news that the iterator is ready did not come within 4 s");
+}
+
+TEST_F(ADoctor, FindsAnIteratorThatAnswersLate) {
+    expectFailure(CHANNEL_LIST, {.notificationDelay = 2500ms}, channelsCheck, "later than 2 s");
+}
+
+TEST_F(ADoctor, FindsAnIteratorThatTalksAfterItsRelease) {
+    KeepsIterators platform;
+    otherRoot = &platform;
+    expectOnlyFailure(examine({channelsCheck}), channelsCheck, "was told something after its release");
+    EXPECT_EQ(model.iterators(CHANNEL_LIST), 0U);
+}
+
+TEST_F(ADoctor, WarnsOfAnEmptyChannelTable) {
+    model.setRows(CHANNEL_LIST, {});
+    const std::vector<Result> results = examine({channelsCheck});
+    expectAllPassed(results);
+    EXPECT_THAT(results.back().advice, HasSubstr("There is no channel"));
+}
+
+// The application manager
+
+TEST_F(ADoctor, FindsAnApplicationManagerThatCannotBeReached) {
+    television.applications().setReachable(false);
+    expectOnlyFailure(examine({"application-manager"}), "application-manager", "cannot be reached");
+}
+
+TEST_F(ADoctor, FindsAnApplicationManagerThatRefusesARegistration) {
+    television.applications().refuseRegistrations(13);
+    expectOnlyFailure(examine({"application-manager"}), "application-manager",
+                      "the registration was refused (status 13)");
+}
+
+// Which checks are run
+
+Names namesOf(const Selection& selection) {
+    Names names;
+    for (const Check& check : select(doctor::allChecks(), selection))
+        names.push_back(doctor::nameOf(check.group, check.subject));
+    return names;
+}
+
+TEST_F(ADoctor, RunsWhatIsNamedAndTheFrameworkFirst) {
+    EXPECT_THAT(namesOf({.only = {"callback", writeCheck}}),
+                ElementsAre("framework", writeCheck, "callback"));
+    EXPECT_THAT(namesOf({.only = {BRIGHTNESS}, .skip = {"silence"}}),
+                ElementsAre("framework", keyCheck, writeCheck, orderCheck));
+}
+
+TEST_F(ADoctor, LeavesOutWhatChangesTheTelevisionOrNeedsAPicture) {
+    EXPECT_THAT(namesOf({.skip = {"key"}, .changes = false, .video = false}),
+                ElementsAre("framework", channelsCheck, "application-manager"));
+}
+
+TEST_F(ADoctor, RunsEverythingOnceWithoutASelection) {
+    const Names names = namesOf({});
+    EXPECT_EQ(names.size(), doctor::allChecks().size());
+    EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), names.size());
+    for (const KeyDefinition& key : model.keys()) EXPECT_THAT(names, Contains("key " + key.name));
+}
+
+TEST_F(ADoctor, KnowsNoCheckOfAnotherName) {
+    EXPECT_THROW(namesOf({.only = {"colour"}}), std::out_of_range);
+    EXPECT_THROW(namesOf({.skip = {""}}), std::out_of_range);
+}
+
+// Putting back
+
+// A check of a test's own, which changes something.
+struct Changing {
+    std::atomic<int> value{1};
+    std::atomic<bool> refuses{false};
+
+    std::vector<Result> examine(const std::function<void(Visit&)>& then,
+                                const std::atomic<bool>& stop = false) {
+        Check check{"own", "", "what a test wants to know", {}, [&](Visit& visit) {
+                        visit.undoLater("it was 1", [this] {
+                            if (refuses) throw doctor::Failure{"it stays 2", ""};
+                            value = 1;
+                        });
+                        value = 2;
+                        then(visit);
+                        return Passed{"done"};
+                    }};
+        Examination examination({check, check});
+        return examination.run(stop);
+    }
+};
+
+TEST_F(ADoctor, PutsBackWhatACheckThatThrowsHasChanged) {
+    Changing own;
+    const std::vector<Result> results =
+        own.examine([](Visit&) { throw std::runtime_error("no more memory"); });
+    EXPECT_EQ(results.front().verdict, Verdict::FAILED);
+    EXPECT_EQ(results.front().finding, "threw an exception: no more memory");
+    EXPECT_EQ(own.value, 1);
+}
+
+TEST_F(ADoctor, TellsWhatCouldNotBePutBack) {
+    Changing own;
+    own.refuses = true;
+    const std::vector<Result> results = own.examine([](Visit&) {});
+    EXPECT_EQ(results.front().verdict, Verdict::FAILED);
+    EXPECT_EQ(results.front().finding, "done; it stays 2");
+    EXPECT_EQ(results.front().advice, "Put it back by hand.");
+}
+
+TEST_F(ADoctor, PutsBackWhatItHasChangedWhenItIsStopped) {
+    std::atomic<bool> stop{false};
+    model.holdNotifications();
+    const tests::State before = tests::State::now();
+    auto running = std::async(std::launch::async, [&] { return examine({writeCheck, "channels"}, stop); });
+    ASSERT_TRUE(eventually([&] { return !model.writes(BRIGHTNESS).empty(); }));
+    stop = true;
+    const std::vector<Result> results = running.get();
+    ASSERT_EQ(results.size(), 3U);
+    for (const std::size_t i : {1U, 2U}) {
+        EXPECT_EQ(results[i].verdict, Verdict::NOT_RUN);
+        EXPECT_EQ(results[i].finding, "interrupted");
+    }
+    EXPECT_EQ(exitCodeOf(results), EXIT_REFUSED);
+    EXPECT_EQ(model.writes(BRIGHTNESS).size(), 2U);
+    EXPECT_EQ(tests::State::now(), before);
+}
+
+TEST_F(ADoctor, FindsACallThatDoesNotReturn) {
+    std::promise<void> returned;
+    std::atomic<int> value{1};
+    const Check hanging{"own", "", "whether it ends", {}, [&](Visit& visit) {
+                            visit.undoLater("it was 1", [&] { value = 1; });
+                            value = 2;
+                            returned.get_future().wait();
+                            return Passed{"done"};
+                        }};
+    const std::atomic<bool> stop{false};
+    {
+        Examination examination({hanging, hanging}, 100ms);
+        const std::vector<Result> results = examination.run(stop);
+        EXPECT_TRUE(examination.hangs());
+        EXPECT_EQ(results[0].verdict, Verdict::FAILED);
+        EXPECT_EQ(
+            results[0].finding,
+            "has not ended after 0.1 s: a call into the platform does not return; not put back: it was 1");
+        EXPECT_EQ(results[1].verdict, Verdict::NOT_RUN);
+        EXPECT_EQ(results[1].finding, "an earlier check has not ended");
+        returned.set_value();
+    }
+    EXPECT_EQ(value, 1);
+}
+
+// What is told
+
+TEST(TheDoctorsText, HasOneLineAndWhatToDoNext) {
+    Result result{"key", "a.b", "?", Verdict::PASSED, "integer, 5 in 0..9", "", 3ms};
+    EXPECT_EQ(textOf(result), "ok    key a.b: integer, 5 in 0..9   (3 ms)\n");
+    result = {"frame", "", "?", Verdict::FAILED, "no frame arrived", "Start the pipeline.", 12ms};
+    EXPECT_EQ(textOf(result), "FAIL  frame: no frame arrived   (12 ms)\n      > Start the pipeline.\n");
+    result = {"frame", "", "?", Verdict::NOT_RUN, "interrupted", "", 0ms};
+    EXPECT_EQ(textOf(result), "--    frame: not run: interrupted\n");
+    EXPECT_EQ(doctor::summaryOf({result}), "0 passed, 0 failed, 1 not run");
+}
+
+}  // namespace

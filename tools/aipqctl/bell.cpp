@@ -1,0 +1,76 @@
+#include "bell.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <system_error>
+
+namespace aipqctl {
+
+namespace {
+
+constexpr std::array SIGNALS{SIGINT, SIGTERM, SIGHUP};
+
+// Never closed: who rings late must not hit a file descriptor that is another's by now.
+std::atomic<int> event{-1};
+volatile std::sig_atomic_t signalled = 0;
+std::array<struct sigaction, SIGNALS.size()> before{};
+
+void onSignal(int) {
+    const int savedErrno = errno;
+    signalled = 1;
+    Bell::ring();
+    errno = savedErrno;
+}
+
+}  // namespace
+
+Bell::Bell() {
+    if (event == -1) {
+        event = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+        if (event == -1) throw std::system_error(errno, std::generic_category(), "eventfd");
+    }
+    struct sigaction action {};
+    action.sa_handler = onSignal;
+    sigemptyset(&action.sa_mask);
+    for (std::size_t i = 0; i < SIGNALS.size(); ++i) sigaction(SIGNALS[i], &action, &before[i]);
+}
+
+Bell::~Bell() {
+    for (std::size_t i = 0; i < SIGNALS.size(); ++i) sigaction(SIGNALS[i], &before[i], nullptr);
+}
+
+void Bell::ring() {
+    const std::uint64_t one = 1;
+    // Fails only if it has rung already, very often.
+    [[maybe_unused]] const ssize_t written = write(event, &one, sizeof one);
+}
+
+bool Bell::waitUntil(Clock::time_point limit) {
+    for (;;) {
+        int milliseconds = -1;
+        if (limit != Clock::time_point::max()) {
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(limit - Clock::now()).count();
+            milliseconds = static_cast<int>(std::clamp<long long>(left, 0, 3600 * 1000));
+        }
+        pollfd wait{event, POLLIN, 0};
+        const int ready = poll(&wait, 1, milliseconds);
+        if (ready == 1) {
+            std::uint64_t count = 0;
+            [[maybe_unused]] const ssize_t size = read(event, &count, sizeof count);
+            return true;
+        }
+        if (ready == 0 && Clock::now() >= limit) return false;
+    }
+}
+
+bool Bell::interrupted() const { return signalled != 0; }
+
+}  // namespace aipqctl

@@ -1,0 +1,278 @@
+#include <fcntl.h>
+#include <mqueue.h>
+#include <sys/shm.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "bell.h"
+#include "command.h"
+#include "event_stream.h"
+#include "failure.h"
+#include "platform_adaptation/picture_capture.h"
+#include "png_file.h"
+#include "television.h"
+#include "validators.h"
+#include "video/capture_block.h"
+
+using korvale::ai::PictureData;
+
+namespace aipqctl {
+
+namespace {
+
+struct Wish {
+    std::string file = "capture-%d.png";
+    std::string size = "224x224";
+    unsigned count = 0;
+    double every = 0;
+    bool async = false;
+};
+
+// How often a frame is asked for: a request is lost while the library's thread is not waiting for one.
+constexpr int TRIES = 3;
+constexpr std::chrono::milliseconds THREAD_START{100};
+// The callback comes after 2 s at the latest.
+constexpr std::chrono::seconds CALLBACK_LIMIT{10};
+
+// Where a file name has the frame's number: "%d", or "%03d" for three digits.
+struct NumberPlace {
+    std::size_t begin;
+    std::size_t length;
+    std::size_t digits;
+};
+
+std::optional<NumberPlace> findNumberPlace(const std::string& name) {
+    for (std::size_t begin = name.find('%'); begin != std::string::npos; begin = name.find('%', begin + 1)) {
+        if (name.compare(begin, 2, "%d") == 0) return NumberPlace{begin, 2, 1};
+        const bool isWide =
+            name.compare(begin, 2, "%0") == 0 && begin + 3 < name.size() && name[begin + 3] == 'd';
+        if (isWide && name[begin + 2] >= '1' && name[begin + 2] <= '9')
+            return NumberPlace{begin, 4, static_cast<std::size_t>(name[begin + 2] - '0')};
+    }
+    return {};
+}
+
+std::string fileName(std::string name, unsigned number) {
+    const std::optional<NumberPlace> place = findNumberPlace(name);
+    if (!place) return name;
+    std::string digits = std::to_string(number);
+    if (digits.size() < place->digits) digits.insert(0, place->digits - digits.size(), '0');
+    return name.replace(place->begin, place->length, digits);
+}
+
+PictureData parseSize(const std::string& text) {
+    PictureData picture;
+    initPictureData(picture);
+    const char* const end = text.data() + text.size();
+    const auto [middle, error] = std::from_chars(text.data(), end, picture.width);
+    const auto fail = [&](int code, const std::string& why) {
+        throw Failure(code, "--size " + text + ' ' + why + ": for example 160x90, and at most " +
+                                std::to_string(video::CAPTURE_PIXEL_BYTES / 3) + " pixels");
+    };
+    if (error == std::errc::invalid_argument || middle == end || *middle != 'x')
+        fail(EXIT_WRONG_TYPE, "is no size");
+    const auto [stop, secondError] = std::from_chars(middle + 1, end, picture.height);
+    if (secondError == std::errc::invalid_argument || stop != end) fail(EXIT_WRONG_TYPE, "is no size");
+    constexpr std::uint64_t most = video::CAPTURE_PIXEL_BYTES;
+    const bool fits = error == std::errc() && secondError == std::errc() && picture.width > 0 &&
+                      picture.height > 0 && picture.width <= most && picture.height <= most &&
+                      std::uint64_t{picture.width} * picture.height * 3 <= most;
+    if (!fits) fail(EXIT_OUT_OF_RANGE, "does not fit");
+    return picture;
+}
+
+[[noreturn]] void failAccess(const std::string& what, int error) {
+    if (error == EACCES || error == EPERM)
+        throw Failure(EXIT_NO_RIGHTS, what + " may not be opened: run as root, or as the pipeline's user");
+    throw Failure(EXIT_REFUSED, what + " cannot be opened: " + std::strerror(error));
+}
+
+// The request queue as it is now. That it does not exist is no failure: a capture creates it.
+class RequestQueue {
+  public:
+    explicit RequestQueue(int flags) : m_queue(mq_open(video::REQUEST_QUEUE_NAME, flags)) {
+        if (m_queue == -1 && errno != ENOENT)
+            failAccess(std::string("the request queue ") + video::REQUEST_QUEUE_NAME, errno);
+    }
+    ~RequestQueue() {
+        if (m_queue != -1) mq_close(m_queue);
+    }
+    RequestQueue(const RequestQueue&) = delete;
+    RequestQueue& operator=(const RequestQueue&) = delete;
+
+    // Whether it takes another request, and the one that the library sends when it stops. On a full queue
+    // both would block for ever.
+    bool hasRoom() const {
+        mq_attr attributes{};
+        return m_queue == -1 || mq_getattr(m_queue, &attributes) != 0 ||
+               attributes.mq_curmsgs + 2 <= attributes.mq_maxmsg;
+    }
+
+  private:
+    const mqd_t m_queue;
+};
+
+[[noreturn]] void failNoFrame() {
+    throw Failure(EXIT_REFUSED, "no frame arrives: is a video pipeline running?");
+}
+
+// The frames of one run, one after the other.
+class Frames {
+  public:
+    Frames(const PictureData& wanted, bool async) : m_async(async), m_wanted(wanted) {
+        const RequestQueue checked(O_RDWR);
+        if (!m_capture.initShareMemory()) {
+            // The library logs why, and tells nobody.
+            const int id = shmget(video::CAPTURE_BLOCK_KEY, sizeof(video::CaptureBlock), 0600);
+            failAccess("the capture block", id == -1 ? errno : EACCES);
+        }
+        if (m_async) m_capture.registerCallBack(onFrame, this);
+        m_capture.start();
+        // Nothing tells when its threads wait for requests.
+        std::this_thread::sleep_for(THREAD_START);
+    }
+
+    ~Frames() { m_capture.stop(); }
+    Frames(const Frames&) = delete;
+    Frames& operator=(const Frames&) = delete;
+
+    // The pixels stay until the next call. Nothing if Ctrl-C came first.
+    std::optional<PictureData> next() {
+        for (int i = 0; i < TRIES && !m_bell.interrupted(); ++i) {
+            if (!RequestQueue(O_RDONLY).hasRoom()) failNoFrame();
+            PictureData picture = m_wanted;
+            if (m_async ? callBack(picture) : m_capture.getPicture(true, &picture)) return picture;
+        }
+        if (!m_bell.interrupted()) failNoFrame();
+        return {};
+    }
+
+    // Until then, or Ctrl-C, which gives false.
+    bool waitUntil(Clock::time_point time) {
+        while (!m_bell.interrupted())
+            if (!m_bell.waitUntil(time)) return true;
+        return false;
+    }
+
+  private:
+    struct Answer {
+        bool success;
+        PictureData picture;
+        std::vector<unsigned char> pixels;
+    };
+
+    static void onFrame(bool success, PictureData* picture, void* userData) {  // on the checking thread
+        Frames& frames = *static_cast<Frames*>(userData);
+        Answer answer{success, *picture, {}};
+        const std::uint64_t size = std::uint64_t{picture->width} * picture->height * 3;
+        if (success && size <= video::CAPTURE_PIXEL_BYTES)
+            answer.pixels.assign(picture->data, picture->data + size);
+        {
+            const std::lock_guard lock(frames.m_mutex);
+            frames.m_answer = std::move(answer);
+        }
+        Bell::ring();
+    }
+
+    bool callBack(PictureData& picture) {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_answer.reset();
+        }
+        m_capture.getPicture(false, &picture);
+        const auto limit = Clock::now() + CALLBACK_LIMIT;
+        for (bool inTime = true; inTime && !m_bell.interrupted(); inTime = m_bell.waitUntil(limit)) {
+            const std::lock_guard lock(m_mutex);
+            if (!m_answer) continue;
+            m_pixels = std::move(m_answer->pixels);
+            picture = m_answer->picture;
+            picture.data = m_pixels.empty() ? nullptr : m_pixels.data();
+            return m_answer->success;
+        }
+        return false;
+    }
+
+    const bool m_async;
+    const PictureData m_wanted;
+    Bell m_bell;
+    std::mutex m_mutex;
+    std::optional<Answer> m_answer;
+    std::vector<unsigned char> m_pixels;
+    PictureCapture m_capture;
+};
+
+void capture(const Wish& wish, bool json) {
+    const bool endless = wish.count == 0 && wish.every > 0;
+    const unsigned count = std::max(wish.count, 1U);
+    if ((endless || count > 1) && !findNumberPlace(wish.file))
+        throw Failure(EXIT_WRONG_USE,
+                      "several frames need several files: put %d into the name, as in frame-%d.png");
+
+    const PictureData wanted = parseSize(wish.size);
+
+    requireTelevision();
+    Frames frames(wanted, wish.async);
+    const auto begin = Clock::now();
+    for (unsigned number = 1; endless || number <= count; ++number) {
+        const auto due = begin + std::chrono::ceil<Clock::duration>(
+                                     std::chrono::duration<double>(wish.every * (number - 1)));
+        std::optional<PictureData> picture;
+        const auto asked = std::max(due, Clock::now());
+        if (frames.waitUntil(due)) picture = frames.next();
+        if (!picture) {
+            if (endless) return;
+            throw Failure(EXIT_CUT_SHORT, "stopped after " + std::to_string(number - 1) + " of " +
+                                              std::to_string(count) + " frames");
+        }
+        const std::chrono::duration<double, std::milli> taken = Clock::now() - asked;
+        const std::string file = fileName(wish.file, number);
+        std::string error;
+        if (!savePng(file, *picture, error)) throw Failure(EXIT_BAD_FILE, error);
+        if (json) {
+            printJson({{"time", utcTime(happened({}))},
+                       {"number", number},
+                       {"file", file},
+                       {"width", picture->width},
+                       {"height", picture->height},
+                       {"milliseconds", taken.count()}});
+        } else {
+            std::array<char, 32> milliseconds{};
+            std::snprintf(milliseconds.data(), milliseconds.size(), "%.0f ms", taken.count());
+            printLine(file + ": " + std::to_string(picture->width) + " x " + std::to_string(picture->height) +
+                      ", " + milliseconds.data());
+        }
+    }
+}
+
+}  // namespace
+
+void addCaptureCommand(CLI::App& app, Context& context) {
+    CLI::App& command = *app.add_subcommand("capture", "Save frames of the running video as PNG");
+    const auto wish = std::make_shared<Wish>();
+    command
+        .add_option("-o,--output", wish->file,
+                    "the file; %d or %03d in it is the frame's number; capture-%d.png unless given")
+        ->type_name("FILE");
+    command
+        .add_option("-n,--count", wish->count,
+                    "so many frames; one unless given, but with --every until Ctrl-C")
+        ->type_name("COUNT")
+        ->check(isCount());
+    command.add_option("--every", wish->every, "one frame in this time; as fast as they come unless given")
+        ->type_name("SECONDS")
+        ->check(isDuration());
+    command.add_option("--size", wish->size, "the frames' size; 224x224 unless given")->type_name("WxH");
+    command.add_flag("--async", wish->async, "let the library call back with each frame");
+    command.callback([wish, &context] { capture(*wish, context.json); });
+}
+
+}  // namespace aipqctl

@@ -1,0 +1,181 @@
+#include "catalogue.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
+#include <numeric>
+#include <utility>
+
+#include "failure.h"
+
+using namespace lomodelapi;
+
+namespace aipqctl {
+
+namespace {
+
+struct TypeName {
+    ObjectTypeSpec type;
+    const char* name;
+    const char* what;  // one such value, in a sentence
+};
+
+// Those without values come last.
+constexpr std::array<TypeName, 7> TYPES{{
+    {OBJECT_TYPE_NUMERIC_INTEGER, "integer", "a whole number"},
+    {OBJECT_TYPE_NUMERIC_INT64, "int64", "a whole number"},
+    {OBJECT_TYPE_STRING, "string", "one text"},
+    {OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, "integers", "a list of whole numbers"},
+    {OBJECT_TYPE_VECTOR_STRING, "strings", "a list of texts"},
+    {OBJECT_TYPE_ACTION, "action", ""},
+    {OBJECT_TYPE_TABLE, "table", ""},
+}};
+constexpr std::size_t VALUE_TYPES = 5;
+
+bool hasValue(ObjectTypeSpec type) {
+    return std::any_of(TYPES.begin(), TYPES.begin() + VALUE_TYPES,
+                       [&](const TypeName& row) { return row.type == type; });
+}
+
+[[noreturn]] void failType(const std::string& name, ObjectTypeSpec type, const std::string& text) {
+    const auto* const row = std::find_if(TYPES.begin(), TYPES.end(),
+                                         [&](const TypeName& candidate) { return candidate.type == type; });
+    throw Failure(EXIT_WRONG_TYPE, name + " takes " + row->what + ", not '" + text + "'");
+}
+
+long long parseNumber(const std::string& name, const KeyDefinition& key, const std::string& text) {
+    std::pair<long long, long long> range{std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
+    if (key.type == OBJECT_TYPE_NUMERIC_INT64)
+        range = {std::numeric_limits<long long>::min(), std::numeric_limits<long long>::max()};
+    if (key.range) range = *key.range;
+
+    long long number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (stop != end || error == std::errc::invalid_argument) failType(name, key.type, text);
+    if (error == std::errc::result_out_of_range || number < range.first || number > range.second)
+        throw Failure(EXIT_OUT_OF_RANGE, name + " takes " + std::to_string(range.first) + " to " +
+                                             std::to_string(range.second) + ", not " + text);
+    return number;
+}
+
+// How many letters must be changed, added or taken away to make one of the other.
+std::size_t distance(const std::string& a, const std::string& b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = row[0]++;
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const std::size_t changed = diagonal + (a[i] == b[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({changed, row[j] + 1, diagonal + 1});
+        }
+    }
+    return row.at(b.size());
+}
+
+}  // namespace
+
+const std::vector<KeyDefinition>& catalogue() {
+    static const std::vector<KeyDefinition> keys = [] {
+        try {
+            return simulated::loadCatalogue();
+        } catch (const std::runtime_error& error) {
+            throw Failure(EXIT_BAD_FILE, error.what());
+        }
+    }();
+    return keys;
+}
+
+const KeyDefinition* findKey(const std::string& name) {
+    const auto& keys = catalogue();
+    const auto found =
+        std::find_if(keys.begin(), keys.end(), [&](const KeyDefinition& key) { return key.name == name; });
+    return found != keys.end() ? &*found : nullptr;
+}
+
+std::vector<std::string> keyNames(Keys which) {
+    std::vector<std::string> names;
+    for (const KeyDefinition& key : catalogue())
+        if (which == Keys::ALL || (which == Keys::VALUES && hasValue(key.type)) ||
+            (which == Keys::TABLES && key.type == OBJECT_TYPE_TABLE))
+            names.push_back(key.name);
+    return names;
+}
+
+std::string typeName(ObjectTypeSpec type) {
+    for (const TypeName& row : TYPES)
+        if (row.type == type) return row.name;
+    return "unknown";
+}
+
+std::vector<std::string> valueTypeNames() {
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < VALUE_TYPES; ++i) names.emplace_back(TYPES[i].name);
+    return names;
+}
+
+ObjectTypeSpec valueType(const std::string& name) {
+    for (std::size_t i = 0; i < VALUE_TYPES; ++i)
+        if (TYPES[i].name == name) return TYPES[i].type;
+    throw Failure(EXIT_UNKNOWN, "no type '" + name + "': integer, int64, string, integers or strings");
+}
+
+std::string rangeText(const KeyDefinition& key) {
+    return key.range ? std::to_string(key.range->first) + ".." + std::to_string(key.range->second) : "";
+}
+
+Value parseValue(const std::string& name, const KeyDefinition& key, const std::vector<std::string>& texts) {
+    if (key.type == OBJECT_TYPE_VECTOR_STRING) return texts;
+    if (key.type == OBJECT_TYPE_VECTOR_NUMERIC_INTEGER) {
+        std::vector<int> numbers;
+        for (const std::string& text : texts)
+            numbers.push_back(static_cast<int>(parseNumber(name, key, text)));
+        return numbers;
+    }
+    if (texts.size() != 1) {
+        std::string all;
+        for (const std::string& text : texts) all += (all.empty() ? "" : " ") + text;
+        failType(name, key.type, all);
+    }
+    if (key.type == OBJECT_TYPE_STRING) return texts.front();
+    const long long number = parseNumber(name, key, texts.front());
+    if (key.type == OBJECT_TYPE_NUMERIC_INT64) return number;
+    return static_cast<int>(number);
+}
+
+int parseInteger(const std::string& name, const KeyDefinition& key, const std::string& text) {
+    return std::get<int>(parseValue(name, key, {text}));
+}
+
+Json toJson(const Value& value) {
+    return std::visit(
+        [](const auto& content) -> Json {
+            if constexpr (std::is_same_v<std::decay_t<decltype(content)>, std::monostate>) {
+                return nullptr;
+            } else {
+                return content;
+            }
+        },
+        value);
+}
+
+std::string toText(const Value& value) {
+    if (const auto* const text = std::get_if<std::string>(&value)) return *text;
+    return toJson(value).dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string suggestion(const std::string& word, const std::vector<std::string>& names) {
+    const std::string* nearest = nullptr;
+    std::size_t least = std::max<std::size_t>(2, word.size() / 4);
+    for (const std::string& name : names) {
+        const std::size_t found = distance(word, name);
+        if (found > least || (nearest != nullptr && found == least)) continue;
+        least = found;
+        nearest = &name;
+    }
+    return nearest != nullptr ? "; did you mean '" + *nearest + "'?" : "";
+}
+
+}  // namespace aipqctl

@@ -1,0 +1,164 @@
+#include <algorithm>
+#include <functional>
+#include <memory>
+
+#include "catalogue.h"
+#include "command.h"
+#include "failure.h"
+#include "platform_adaptation/system_access/source_switch_access_impl.h"
+#include "table_reader.h"
+#include "television.h"
+
+namespace aipqctl {
+
+namespace {
+
+using Access = SourceSwitchAccess;
+
+constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
+
+class Channels {
+  public:
+    Channels() {
+        const KeyDefinition* const key = findKey(CHANNEL_LIST);
+        if (key == nullptr)
+            throw Failure(EXIT_UNKNOWN, std::string("the catalogue has no key '") + CHANNEL_LIST + "'");
+        m_columns = key->columns;
+        m_rows = readTable(CHANNEL_LIST, m_columns.size());
+    }
+
+    const std::vector<std::string>& columns() const { return m_columns; }
+    const Rows& rows() const { return m_rows; }
+
+    // A cell of a row; empty if there is no such column.
+    std::string cell(const std::vector<std::string>& row, const std::string& column) const {
+        const auto found = std::find(m_columns.begin(), m_columns.end(), column);
+        const auto index = static_cast<std::size_t>(found - m_columns.begin());
+        return index < row.size() ? row[index] : "";
+    }
+
+    Json describe(const std::vector<std::string>& row) const {
+        Json channel = Json::object();
+        for (const std::string& column : m_columns) channel[column] = cell(row, column);
+        return channel;
+    }
+
+    // By number, or by name.
+    const std::vector<std::string>& find(const std::string& wanted) const {
+        for (const char* const column : {"number", "name"}) {
+            const auto isWanted = [&](const auto& row) { return cell(row, column) == wanted; };
+            const auto found = std::find_if(m_rows.begin(), m_rows.end(), isWanted);
+            if (found == m_rows.end()) continue;
+            if (std::find_if(found + 1, m_rows.end(), isWanted) != m_rows.end())
+                throw Failure(EXIT_UNKNOWN, "several channels have the " + std::string(column) + " '" +
+                                                wanted +
+                                                "': choose one of 'aipqctl channel list' with 'channel uri'");
+            return *found;
+        }
+        std::vector<std::string> names;
+        for (const auto& row : m_rows) names.push_back(cell(row, "name"));
+        const std::string hint = suggestion(wanted, names);
+        throw Failure(EXIT_UNKNOWN, "no channel '" + wanted + "'" +
+                                        (hint.empty() ? ": 'aipqctl channel list' shows all" : hint));
+    }
+
+  private:
+    std::vector<std::string> m_columns;
+    Rows m_rows;
+};
+
+void list(bool json) {
+    const Channels channels;
+    if (json) {
+        Json all = Json::array();
+        for (const auto& row : channels.rows()) all.push_back(channels.describe(row));
+        return printJson({{"channels", all}});
+    }
+    Rows rows = channels.rows();
+    rows.insert(rows.begin(), channels.columns());
+    for (const std::string& line : aligned(rows)) printLine(line);
+}
+
+// `target` names the channel, if the operation has one.
+void change(const std::string& operation, const Json& target, const std::function<bool(Access&)>& perform,
+            bool json) {
+    requireTelevision();
+    const std::string what =
+        "channel " + operation + (target.is_string() ? " " + target.get<std::string>() : "");
+    Access& access = *SourceSwitchAccessImpl::GetInstance();
+    if (!answered([&access, perform] { return perform(access); }))
+        throw Failure(EXIT_REFUSED, "the television refuses " + what + ": -v shows the platform's log");
+    if (!json) return printLine(what + ": done");
+    Json object{{"operation", operation}};
+    if (!target.is_null()) object["target"] = target;
+    object["done"] = true;
+    printJson(object);
+}
+
+struct Wish {
+    std::string target;
+    std::string folder;
+    bool force = false;
+};
+
+}  // namespace
+
+void addChannelCommand(CLI::App& app, Context& context) {
+    CLI::App& command = *app.add_subcommand("channel", "List and change channels");
+    command.require_subcommand(1);
+    command.add_subcommand("list", "Show the television's channels")->callback([&context] {
+        list(context.json);
+    });
+    command.add_subcommand("next", "Go to the next channel")->callback([&context] {
+        change(
+            "next", nullptr, [](Access& access) { return access.setChannelNext(); }, context.json);
+    });
+    command.add_subcommand("prev", "Go to the previous channel")->callback([&context] {
+        change(
+            "prev", nullptr, [](Access& access) { return access.setChannelPrev(); }, context.json);
+    });
+
+    const auto wish = std::make_shared<Wish>();
+    const auto addForce = [&](CLI::App& operation) -> CLI::App& {
+        operation.add_flag("--force", wish->force, "ask for picture and sound even where they are held back");
+        return operation;
+    };
+
+    CLI::App& to = addForce(*command.add_subcommand("to", "Go to a channel of the list"));
+    to.add_option("CHANNEL", wish->target, "its number or its name")->type_name("")->required();
+    to.callback([wish, &context] {
+        const Channels channels;
+        const auto& row = channels.find(wish->target);
+        const std::string uuid = channels.cell(row, "uuid");
+        const std::string folder = channels.cell(row, "folder");
+        change(
+            "to", wish->target,
+            [uuid, folder, force = wish->force](Access& access) {
+                return access.setChannelByUUIDs(uuid, folder, force);
+            },
+            context.json);
+    });
+
+    CLI::App& uri = addForce(*command.add_subcommand("uri", "Go to a channel by its URI"));
+    uri.add_option("URI", wish->target, "as in the list")->type_name("")->required();
+    uri.callback([wish, &context] {
+        change(
+            "uri", wish->target,
+            [wish](Access& access) { return access.setChannelByURI(wish->target, wish->force); },
+            context.json);
+    });
+
+    CLI::App& uuid = addForce(*command.add_subcommand("uuid", "Go to a channel by its UUIDs"));
+    uuid.add_option("UUID", wish->target, "the channel's, as in the list")->type_name("")->required();
+    uuid.add_option("FOLDER", wish->folder, "its folder's, as in the list")->type_name("")->required();
+    uuid.callback([wish, &context] {
+        change(
+            "uuid", wish->target,
+            [wish](Access& access) {
+                return access.setChannelByUUIDs(wish->target, wish->folder, wish->force);
+            },
+            context.json);
+    });
+}
+
+}  // namespace aipqctl

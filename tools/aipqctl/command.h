@@ -1,0 +1,37 @@
+// The commands of aipqctl. Each adds itself as a subcommand, whose callback does the work.
+#ifndef AIPQCTL_COMMAND_H
+#define AIPQCTL_COMMAND_H
+
+#include <CLI/CLI.hpp>
+
+#include "../support/exit_code.h"
+
+namespace aipqctl {
+
+struct Context {
+    bool json = false;
+    int exitCode = EXIT_DONE;
+};
+
+// A callback that cannot do its work throws Failure (failure.h), or says why on stderr and sets the exit
+// code.
+void addListCommand(CLI::App& app, Context& context);
+void addGetCommand(CLI::App& app, Context& context);
+void addSetCommand(CLI::App& app, Context& context);
+void addWatchCommand(CLI::App& app, Context& context);
+void addInfoCommand(CLI::App& app, Context& context);
+void addCaptureCommand(CLI::App& app, Context& context);
+void addColorTunerCommand(CLI::App& app, Context& context);
+void addPqCommand(CLI::App& app, Context& context);
+void addSourceCommand(CLI::App& app, Context& context);
+void addChannelCommand(CLI::App& app, Context& context);
+void addPowerCommand(CLI::App& app, Context& context);
+void addTableCommand(CLI::App& app, Context& context);
+void addKeyCommand(CLI::App& app, Context& context);
+void addDoctorCommand(CLI::App& app, Context& context);
+// Hidden: what may stand in place of the last of the given words, for a shell's completion.
+void addCompleteCommand(CLI::App& app, Context& context);
+
+}  // namespace aipqctl
+
+#endif

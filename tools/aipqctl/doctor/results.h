@@ -1,0 +1,28 @@
+// What is told about checks: to people, to programs, and how the tool ends.
+#ifndef TOOLS_AIPQCTL_DOCTOR_RESULTS_H
+#define TOOLS_AIPQCTL_DOCTOR_RESULTS_H
+
+#include <string>
+#include <vector>
+
+#include "../../support/exit_code.h"
+#include "doctor.h"
+
+namespace doctor {
+
+// One check, in one line, and what to do next in another one if need be.
+std::string textOf(const Result& result);
+
+// "5 passed, 0 failed, 1 not run"
+std::string summaryOf(const std::vector<Result>& results);
+
+// schema/doctor.json
+std::string jsonOf(const std::vector<Result>& results);
+
+std::string junitOf(const std::vector<Result>& results);
+
+ExitCode exitCodeOf(const std::vector<Result>& results);
+
+}  // namespace doctor
+
+#endif

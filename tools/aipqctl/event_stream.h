@@ -1,0 +1,55 @@
+#ifndef AIPQCTL_EVENT_STREAM_H
+#define AIPQCTL_EVENT_STREAM_H
+
+#include <CLI/CLI.hpp>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "bell.h"
+#include "output.h"
+
+namespace aipqctl {
+
+// When a command that prints what happens ends by itself.
+struct StreamLimits {
+    unsigned count = 0;  // 0 for any
+    double seconds = 0;
+};
+
+void addStreamOptions(CLI::App& command, StreamLimits& limits, const std::string& what);
+
+// What happened, and when.
+struct Event {
+    std::chrono::system_clock::time_point time;
+    Json content;
+};
+
+Event happened(Json content);
+// For people, "12:00:01.123" of the local day; for programs, "2025-01-31T12:00:01.123Z".
+std::string localTime(const Event& event);
+std::string utcTime(const Event& event);
+
+// Brings events from the threads on which they happen to the one that prints them.
+class EventStream {
+  public:
+    // Any thread.
+    void push(Json content);
+
+    // Calls `show` with each event, until Ctrl-C or one of the limits. Failure if the time is over before the
+    // count is reached.
+    void run(const StreamLimits& limits, const std::function<void(const Event&)>& show);
+
+  private:
+    std::optional<Event> next();
+
+    Bell m_bell;
+    std::mutex m_mutex;
+    std::deque<Event> m_events;
+};
+
+}  // namespace aipqctl
+
+#endif

@@ -1,0 +1,26 @@
+#ifndef AIPQCTL_FAILURE_H
+#define AIPQCTL_FAILURE_H
+
+#include <stdexcept>
+#include <string>
+
+#include "../support/exit_code.h"
+
+namespace aipqctl {
+
+// Work that Ctrl-C cut short, as shells count it.
+constexpr int EXIT_CUT_SHORT = 130;
+
+// Ends the program with one line for people, which says what is wrong and what to do, and an exit code.
+class Failure : public std::runtime_error {
+  public:
+    Failure(int exitCode, const std::string& line) : std::runtime_error(line), m_exitCode(exitCode) {}
+    int exitCode() const { return m_exitCode; }
+
+  private:
+    int m_exitCode;
+};
+
+}  // namespace aipqctl
+
+#endif

@@ -1,0 +1,35 @@
+#ifndef AIPQCTL_KEY_ACCESS_H
+#define AIPQCTL_KEY_ACCESS_H
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "catalogue.h"
+#include "platform_adaptation/system_access/value_access_base.h"
+
+namespace aipqctl {
+
+// A connected key of any type that has a value. Every operation throws Failure if it fails.
+class KeyAccess {
+  public:
+    // Called on the model's thread with each change.
+    using OnChange = std::function<void(const Value&)>;
+
+    KeyAccess(const std::string& key, lomodelapi::ObjectTypeSpec type, OnChange onChange = {});
+
+    Value read();
+    // Hands the value to the television; whether it takes it shows in what it then reads.
+    void write(const Value& value);
+
+  private:
+    const lomodelapi::ObjectTypeSpec m_type;
+    std::unique_ptr<ValueAccessBase> m_access;
+};
+
+// Until the television reads `wanted`, which it may do only after a moment; false if it does not in 2 s.
+bool reads(KeyAccess& key, const Value& wanted);
+
+}  // namespace aipqctl
+
+#endif

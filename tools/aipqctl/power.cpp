@@ -1,0 +1,71 @@
+#include <memory>
+
+#include "command.h"
+#include "event_stream.h"
+#include "failure.h"
+#include "platform_adaptation/system_state.h"
+#include "television.h"
+#include "zt/apmclient/app_manager_client.h"
+
+namespace aipqctl {
+
+namespace {
+
+constexpr char APPLICATION[] = "aipqctl";
+
+const char* stateName(TVPowerState state) {
+    switch (state) {
+        case TV_POWER_STATE_RUNNING:
+            return "running";
+        case TV_POWER_STATE_SUSPEND:
+            return "suspend";
+        case TV_POWER_STATE_SUSPEND_EX:
+            return "suspend-ex";
+        case TV_POWER_STATE_RESUME:
+            return "resume";
+        case TV_POWER_STATE_RESUME_EX:
+            return "resume-ex";
+        case TV_POWER_STATE_STR_SUSPENDING:
+            return "str-suspending";
+        case TV_POWER_STATE_STR_SUSPEND:
+            return "str-suspend";
+        case TV_POWER_STATE_STR_RESUME:
+            return "str-resume";
+        case TV_POWER_STATE_STR_RESUMING:
+            return "str-resuming";
+    }
+    return "unknown";
+}
+
+void onPowerState(TVPowerState state, void* userData) {  // on the application manager's thread
+    static_cast<EventStream*>(userData)->push(
+        {{"event", stateName(state)}, {"state", static_cast<int>(state)}});
+}
+
+void power(const StreamLimits& limits, bool json) {
+    requireTelevision();
+    if (zt::apmclient::AppManagerClient::getInstance() == nullptr)
+        throw Failure(EXIT_NO_TELEVISION,
+                      "no application manager answers: is this process allowed to reach it?");
+    EventStream events;
+    SystemState television(APPLICATION);
+    television.registerCallBackTVPowerState(onPowerState, &events);
+    events.run(limits, [json](const Event& event) {
+        if (!json) return printLine(localTime(event) + "  " + event.content["event"].get<std::string>());
+        Json line{{"time", utcTime(event)}};
+        line.update(event.content);
+        printJson(line);
+    });
+}
+
+}  // namespace
+
+void addPowerCommand(CLI::App& app, Context& context) {
+    CLI::App& command =
+        *app.add_subcommand("power", "Print what the application manager tells of life and power");
+    const auto limits = std::make_shared<StreamLimits>();
+    addStreamOptions(command, *limits, "messages");
+    command.callback([limits, &context] { power(*limits, context.json); });
+}
+
+}  // namespace aipqctl

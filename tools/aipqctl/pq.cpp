@@ -1,0 +1,53 @@
+#include <memory>
+
+#include "command.h"
+#include "failure.h"
+#include "key_access.h"
+#include "settings.h"
+#include "television.h"
+
+namespace aipqctl {
+
+namespace {
+
+constexpr char PQ_KEY[] = "dovra.sl2.vint.video.aipq.pq.setting";
+// What the library takes; it hands fewer to the television, in another order.
+constexpr std::size_t PARAMETERS = 34;
+
+const KeyDefinition& definition() {
+    if (const KeyDefinition* const key = findKey(PQ_KEY)) return *key;
+    throw Failure(EXIT_UNKNOWN, std::string("the catalogue has no key '") + PQ_KEY + "'");
+}
+
+void show(bool json) {
+    const Value value = KeyAccess(PQ_KEY, lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER).read();
+    if (json) return printJson({{"values", toJson(value)}});
+    printLine(toText(value));
+}
+
+void set(const std::vector<std::string>& texts, bool json) {
+    auto parameters = std::get<std::vector<int>>(parseValue("pq", definition(), texts));
+    if (parameters.size() != PARAMETERS)
+        throw Failure(EXIT_WRONG_USE, "pq takes " + std::to_string(PARAMETERS) + " numbers, not " +
+                                          std::to_string(parameters.size()));
+    if (systemSetting().setVideoPQParameters(parameters) != 0)
+        throw Failure(EXIT_REFUSED, "the PQ parameters cannot be written: -v shows the platform's log");
+    show(json);
+}
+
+}  // namespace
+
+void addPqCommand(CLI::App& app, Context& context) {
+    CLI::App& command = *app.add_subcommand("pq", "Show or set the PQ parameters");
+    command.require_subcommand(1);
+    command.add_subcommand("get", "Show the numbers that the television has")->callback([&context] {
+        show(context.json);
+    });
+    CLI::App& setter = *command.add_subcommand(
+        "set", "Set the parameters, which the library puts in the television's order");
+    const auto texts = std::make_shared<std::vector<std::string>>();
+    setter.add_option("NUMBER", *texts, "the 34 parameters")->type_name("")->required()->delimiter(',');
+    setter.callback([texts, &context] { set(*texts, context.json); });
+}
+
+}  // namespace aipqctl

@@ -1,0 +1,11 @@
+#ifndef AIPQCTL_PROGRAM_H
+#define AIPQCTL_PROGRAM_H
+
+namespace aipqctl {
+
+// The whole program; returns its exit code.
+int run(int argc, char** argv);
+
+}  // namespace aipqctl
+
+#endif

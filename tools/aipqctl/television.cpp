@@ -1,0 +1,40 @@
+#include "television.h"
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <thread>
+#include <utility>
+
+#include "failure.h"
+#include "platform_adaptation/system_access/value_access.h"
+
+namespace aipqctl {
+
+namespace {
+
+// Every television has it.
+constexpr char PROBE_KEY[] = "dovra.sl2.i32.video.brightness";
+constexpr int CONNECT_TIMEOUT_MS = 500;
+constexpr std::chrono::seconds ANSWER_LIMIT{10};
+
+}  // namespace
+
+void requireTelevision() {
+    if (ValueAccessBase::getRootInterface() != nullptr) {
+        ValueAccessT<lomodelapi::ObserverNumericInteger> probe(PROBE_KEY);
+        if (probe.connect(CONNECT_TIMEOUT_MS) == 0) return;
+    }
+    throw Failure(EXIT_NO_TELEVISION, "no television answers: start aipq-television, or use --embedded");
+}
+
+bool answered(std::function<bool()> request) {
+    // The thread is left behind if the answer never comes: nothing can wake it.
+    const auto answer = std::make_shared<std::promise<bool>>();
+    std::future<bool> result = answer->get_future();
+    std::thread([answer, request = std::move(request)] { answer->set_value(request()); }).detach();
+    if (result.wait_for(ANSWER_LIMIT) == std::future_status::ready) return result.get();
+    throw Failure(EXIT_REFUSED, "the television has not answered for 10 s; whether it did it is not known");
+}
+
+}  // namespace aipqctl

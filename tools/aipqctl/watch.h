@@ -1,0 +1,22 @@
+#ifndef AIPQCTL_WATCH_H
+#define AIPQCTL_WATCH_H
+
+#include <string>
+#include <vector>
+
+#include "catalogue.h"
+#include "event_stream.h"
+
+namespace aipqctl {
+
+struct Watched {
+    std::string name;  // as the user calls it
+    KeyDefinition key;
+};
+
+// Prints what the keys are, and then each change.
+void watch(const std::vector<Watched>& keys, const StreamLimits& limits, bool json);
+
+}  // namespace aipqctl
+
+#endif
