@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# Accepts the ABI as it is now on both architectures: writes the files that the tests compare with. Review the diff
+# before you commit it.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+source tools/build.sh
+for preset in release armhf; do
+    build "$preset" platform_adaptation abi_layout abi_library
+    (
+        source "build/$preset/tests/abi/build.sh"
+        source tests/abi/facts.sh
+        for fact in virtual_tables members symbols abi; do
+            "$fact" >"$(accepted "$fact").new"
+            mv "$(accepted "$fact").new" "$(accepted "$fact")"
+        done
+    )
+done
+git --no-pager diff --stat -- tests/abi

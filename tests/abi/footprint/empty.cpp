@@ -1,0 +1,4 @@
+// Stands for the library where its loading is measured: the same dependencies, and nothing in it.
+extern "C" __attribute__((visibility("default"))) void footprintNothing();
+
+void footprintNothing() {}

@@ -1,0 +1,17 @@
+// Everything whose layout is agreed with clients, in one object: its debug information and the compiler's
+// class dump are what the test reads. Nothing of it is run.
+#include "platform_adaptation/ai_common.h"
+#include "platform_adaptation/picture_capture.h"
+#include "platform_adaptation/system_access/action_access.h"
+#include "platform_adaptation/system_access/iterator_access.h"
+#include "platform_adaptation/system_access/source_switch_access_impl.h"
+#include "platform_adaptation/system_access/system_access.h"
+#include "platform_adaptation/system_access/table_access.h"
+#include "platform_adaptation/system_access/value_access.h"
+#include "platform_adaptation/system_info.h"
+#include "platform_adaptation/system_setting.h"
+#include "platform_adaptation/system_state.h"
+
+ValueHandlerT<SystemSetting>* handler(SystemSetting* owner) {
+    return new ValueHandlerT<SystemSetting>(owner, &SystemSetting::onVideoBrightnessChanged);
+}
