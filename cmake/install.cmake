@@ -1,32 +1,48 @@
-# The library and its headers for whoever builds against it: CMake package and pkg-config file included.
+# The library and its headers for whoever builds against it: CMake package and pkg-config file included. The components
+# are the packages of packages.cmake.
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/platform_adaptation)
-set(installed_targets platform_adaptation platform)
 set(PLATFORM_LIBS "")
+set(platform_library "")
 if(NOT PLATFORM_SDK)
-  list(APPEND installed_targets simulated_television)
-  set(PLATFORM_LIBS " -lsimulated_television")
-  # The two lie side by side, wherever that is.
-  set_target_properties(platform_adaptation PROPERTIES INSTALL_RPATH $ORIGIN)
+  set(platform_library simulated_television)
+  set(platform_component simulator)
+elseif(TARGET platform_adapter)
+  set(platform_library platform_adapter)
+  set(platform_component runtime)
 endif()
 
-install(TARGETS ${installed_targets} EXPORT platform_adaptation
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+install(TARGETS platform_adaptation platform EXPORT platform_adaptation
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY include/platform_adaptation DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+if(platform_library)
+  set(PLATFORM_LIBS " -l${platform_library}")
+  # The two lie side by side, wherever that is.
+  set_target_properties(platform_adaptation PROPERTIES INSTALL_RPATH $ORIGIN)
+  install(TARGETS ${platform_library} EXPORT platform_adaptation
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${platform_component} NAMELINK_COMPONENT dev
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+endif()
+install(DIRECTORY include/platform_adaptation DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev)
 if(NOT PLATFORM_SDK)
-  install(DIRECTORY platform/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/platform_adaptation/platform)
+  install(DIRECTORY platform/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/platform_adaptation/platform
+    COMPONENT dev)
   if(TARGET aipq-video-pipeline)
-    install(TARGETS aipq-video-pipeline DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/platform_adaptation)
+    install(TARGETS aipq-video-pipeline DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/platform_adaptation
+      COMPONENT simulator)
   endif()
 endif()
 
 install(EXPORT platform_adaptation NAMESPACE platform_adaptation:: DESTINATION ${package_dir}
-  FILE platform_adaptation-targets.cmake)
+  FILE platform_adaptation-targets.cmake COMPONENT dev)
 configure_package_config_file(cmake/platform_adaptation-config.cmake.in platform_adaptation-config.cmake
   INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(platform_adaptation-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/platform_adaptation-config.cmake
-  ${PROJECT_BINARY_DIR}/platform_adaptation-config-version.cmake DESTINATION ${package_dir})
+  ${PROJECT_BINARY_DIR}/platform_adaptation-config-version.cmake DESTINATION ${package_dir} COMPONENT dev)
 
+# Where the prefix is from the place of the pkg-config file: the project is configured for one prefix and packaged for
+# another.
+file(RELATIVE_PATH PREFIX_FROM_PKGCONFIG
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/platform_adaptation.pc.in platform_adaptation.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/platform_adaptation.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/platform_adaptation.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)

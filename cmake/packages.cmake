@@ -1,0 +1,91 @@
+# Debian packages of what install.cmake and the folders of tools/ install: cpack --config BUILD/CPackConfig.cmake, or
+# the target `package`. A television's own image is built with what is in packaging/.
+if(PLATFORM_SDK)
+  return()
+endif()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME platform-adaptation)
+set(CPACK_PACKAGE_VENDOR "platform_adaptation")
+set(CPACK_PACKAGE_CONTACT "platform_adaptation maintainers <maintainers@platform-adaptation.invalid>")
+# Each package has a description of its own, its first line included.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+# Sets SOURCE_DATE_EPOCH when the packages are made.
+set(CPACK_PLATFORM_ADAPTATION_SOURCE_DIR ${PROJECT_SOURCE_DIR})
+set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/packaging/debian/source_date.cmake)
+
+set(CPACK_COMPONENTS_ALL runtime dev simulator)
+if(PLATFORM_ADAPTATION_TOOLS)
+  list(APPEND CPACK_COMPONENTS_ALL tools)
+endif()
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+# Each package depends on exactly its own version of the others: they are built together.
+set(library_package libplatform-adaptation${PROJECT_VERSION_MAJOR})
+set(simulator_package aipq-television)
+set(same_version "(= ${PROJECT_VERSION})")
+set(runtime_depends "${simulator_package} ${same_version}")
+set(simulator_depends "")
+if(CMAKE_CROSSCOMPILING)
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
+  # dpkg-shlibdeps knows the cross compiler's libraries only under the names of the building machine's packages.
+  set(c_runtime "libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12)")
+  string(APPEND runtime_depends ", ${c_runtime}")
+  string(APPEND simulator_depends "${c_runtime}")
+else()
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+  # Where it finds what one of these packages needs of another; that dependency is written by hand.
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+endif()
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${library_package})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${runtime_depends}")
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "platform adaptation of a television's AI picture-quality service
+The library through which the service reads the television's state, changes
+picture settings, grabs frames, follows the lifecycle and switches channels.
+This build talks to the simulated television.")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
+
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME libplatform-adaptation-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
+  "${library_package} ${same_version}, ${simulator_package} ${same_version}, libboost-dev (>= 1.71)")
+set(CPACK_DEBIAN_DEV_DESCRIPTION "platform adaptation of a television - development files
+Headers of the library and of the platform, CMake package and pkg-config file.")
+
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_NAME ${simulator_package})
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SECTION misc)
+if(PLATFORM_ADAPTATION_TOOLS)
+  # The television has a bus of its own; a film is played with the plugins that can.
+  set(simulator_depends "dbus-daemon")
+  set(CPACK_DEBIAN_SIMULATOR_PACKAGE_RECOMMENDS
+    "gstreamer1.0-plugins-base, gstreamer1.0-plugins-good, gstreamer1.0-libav")
+  set(CPACK_DEBIAN_SIMULATOR_DESCRIPTION "simulated television
+The television that a program of the platform adaptation library talks to on a
+PC: embedded in the program or as a process of its own, with a video pipeline
+and scenarios that play on it.")
+else()
+  set(CPACK_DEBIAN_SIMULATOR_DESCRIPTION "simulated television, embedded in programs
+The television that a program of the platform adaptation library talks to when
+it runs without a real one, and scenarios.")
+endif()
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_DEPENDS "${simulator_depends}")
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME aipqctl)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${library_package} ${same_version}, ${simulator_package} ${same_version}")
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "command line for a television's picture quality
+Lists, reads, sets and watches what the platform adaptation library offers,
+saves frames, and examines a platform with 'aipqctl doctor'.")
+
+include(CPack)

@@ -1,0 +1,204 @@
+#!/usr/bin/env bash
+# check.sh BUILD.SH make|files|dependencies|cmake|pkg_config|headers|programs: makes the Debian packages of a build, and
+# looks at them as who installs them would. BUILD.SH is written by CMake and describes the build.
+set -euo pipefail
+source "$1"
+packages=$work/packages root=$work/root
+IFS=';' read -ra emulate <<<"$emulator"
+read -ra compilers <<<"$compilers"
+standards=(11 14 17 20)
+bad=0
+
+complain() {
+    echo "$*" >&2
+    bad=1
+}
+
+field() {  # PACKAGE FIELD
+    dpkg-deb -f "$1" "$2"
+}
+
+client() {
+    env -u LD_LIBRARY_PATH AIPQ_TV=embedded AIPQ_TV_VIDEO=off "$@"
+}
+
+run_consumer() {  # COMPILER PROGRAM
+    local said
+    said=$(client "${emulate[@]}" "$2") || complain "The consumer that ${1##*/} built fails with status $?."
+    echo "${1##*/}: $said"
+}
+
+make_packages() {  # DIRECTORY
+    rm -rf "$1"
+    "$cpack" --config "$build_dir/CPackConfig.cmake" -B "$1" >"$work/cpack.log" 2>&1 ||
+        { cat "$work/cpack.log"; exit 1; }
+    rm -rf "$1/_CPack_Packages"
+}
+
+check_make() {
+    make_packages "$packages"
+    # Made again in another second, which is how exactly files in packages are dated.
+    sleep 1
+    make_packages "$work/again"
+    diff -r "$packages" "$work/again" || complain "The packages differ from those of the same build, made again."
+    rm -rf "$work/again" "$root"
+    local package
+    for package in "$packages"/*.deb; do
+        dpkg-deb -x "$package" "$root"
+        echo "${package##*/}"
+    done
+}
+
+files_of() {  # PACKAGE
+    dpkg-deb --fsys-tarfile "$1" | tar -t | sed -n 's,^\./,/,;/[^/]$/p'
+}
+
+check_files() {
+    local package packaged=$work/packaged installed=$work/installed
+    for package in "$packages"/*.deb; do
+        [[ $(files_of "$package") ]] || complain "${package##*/} is empty."
+        ! dpkg-deb -c "$package" | grep -v ' root/root ' || complain "${package##*/} has files that are not root's."
+    done
+    for package in "$packages"/*.deb; do files_of "$package"; done | sort >"$packaged"
+    [[ ! $(uniq -d "$packaged") ]] || complain "In more than one package: $(uniq -d "$packaged" | tr '\n' ' ')"
+
+    rm -rf "$work/stage"
+    DESTDIR=$work/stage "$cmake" --install "$build_dir" --prefix /usr >"$work/install.log"
+    (cd "$work/stage" && find . ! -type d | sed 's,^\.,,') | sort >"$installed"
+    diff <(uniq "$packaged") "$installed" >"$work/difference" ||
+        complain "The packages (<) do not hold what is installed (>):"$'\n'"$(cat "$work/difference")"
+    rm -rf "$work/stage"
+
+    local machine_path
+    for machine_path in "$source_dir" "$build_dir"; do
+        ! grep -raFl "$machine_path" "$root" || complain "These name a folder of the building machine, $machine_path."
+        for package in "$packages"/*.deb; do
+            ! dpkg-deb -I "$package" | grep -F "$machine_path" || complain "${package##*/} names $machine_path."
+        done
+    done
+    echo "$(wc -l <"$installed") files in $(ls "$packages" | wc -l) packages"
+}
+
+# The Debian package of a library of the system; of the cross compiler's, the one that the target has.
+owner() {  # SONAME
+    local path
+    if [[ $toolchain_file ]]; then
+        path=/usr/arm-linux-gnueabihf/lib/$1
+    else
+        path=$(ldconfig -p | awk -v name="$1" '$1 == name && /x86-64/ {print $NF; exit}')
+    fi
+    local found
+    found=$(dpkg-query -S "$path" 2>/dev/null || dpkg-query -S "$(realpath "$path")" 2>/dev/null ||
+        dpkg-query -S "${path#/usr}" 2>/dev/null || dpkg-query -S "/usr$path" 2>/dev/null) || return 0
+    found=${found%%:*}
+    echo "${found%-armhf-cross}"
+}
+
+depends_on() {  # PACKAGE NAME
+    field "$1" Depends | tr ',|' '\n\n' | sed 's/^ *//; s/[ (].*//' | grep -qxF -- "$2"
+}
+
+check_dependencies() {
+    declare -A home  # the package that has a library of ours
+    local package file soname needed name seen=0
+    for package in "$packages"/*.deb; do
+        name=$(field "$package" Package)
+        for soname in $(files_of "$package" | grep -oP '^/usr/lib/\Klib[^/]*\.so\.\d+$'); do home[$soname]=$name; done
+        for file in Maintainer Section Description; do
+            [[ $(field "$package" $file) ]] || complain "$name has no $file."
+        done
+        # Of another version of ours, nothing is known.
+        for needed in $(field "$package" Depends | tr ',' '\n' | grep -oP '^ *\K(libplatform-adaptation|aipq)\S*'); do
+            field "$package" Depends | grep -qF "$needed (= $version)" || complain "$name takes any version of $needed."
+        done
+    done
+    for package in "$packages"/*.deb; do
+        name=$(field "$package" Package)
+        for file in $(files_of "$package"); do
+            [[ -f $root$file && ! -L $root$file ]] || continue
+            [[ $(head -c 4 "$root$file" | tr -d '\0') == $'\x7fELF' ]] || continue
+            for soname in $("$readelf" -dW "$root$file" | grep -oP 'NEEDED.*\[\K[^]]+'); do
+                seen=$((seen + 1))
+                needed=${home[$soname]-$(owner "$soname")}
+                [[ $needed ]] || { complain "Nobody knows whose $soname is."; continue; }
+                [[ $needed == "$name" ]] || depends_on "$package" "$needed" ||
+                    complain "$name has $file, which needs $soname, and does not depend on $needed."
+            done
+        done
+    done
+    [[ ! $(for package in "$packages"/*.deb; do field "$package" Description | head -n 1; done | sort | uniq -d) ]] ||
+        complain "Two packages have the same short description."
+    # A link for the linker is nothing without the library that it leads to.
+    for package in "$packages"/*-dev_*.deb; do
+        for soname in $(files_of "$package" | grep -oP '^/usr/lib/\K[^/]*\.so$'); do
+            depends_on "$package" "${home[$(readlink "$root/usr/lib/$soname")]}" || complain "$package: $soname leads nowhere."
+        done
+        depends_on "$package" libboost-dev || complain "$package does not depend on Boost, which the headers include."
+    done
+    echo "$seen libraries are needed"
+    [[ $seen -gt 0 ]]
+}
+
+check_cmake() {
+    local compiler standard build
+    for compiler in "${compilers[@]}"; do
+        build=$work/consumer-${compiler##*/}
+        rm -rf "$build"
+        # The headers are not the system's to the compiler, so that it shows what it warns of in them.
+        "$cmake" -S "$source_dir/tests/packages/consumer" -B "$build" -G Ninja -DCMAKE_PREFIX_PATH="$root/usr" \
+            ${toolchain_file:+-DCMAKE_TOOLCHAIN_FILE="$toolchain_file" -DCMAKE_FIND_ROOT_PATH="$root/usr;/usr/arm-linux-gnueabihf"} \
+            -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="-Wall -Wextra -Werror -Wno-psabi" \
+            -DCMAKE_NO_SYSTEM_FROM_IMPORTED=ON -DCMAKE_CXX_COMPILER_LAUNCHER= >"$work/configure.log"
+        grep -q "^platform_adaptation_DIR:PATH=$root/usr/" "$build/CMakeCache.txt" ||
+            complain "CMake found another platform_adaptation than the packages'."
+        "$cmake" --build "$build" -j2 >"$work/build.log" || { cat "$work/build.log"; exit 1; }
+        for standard in "${standards[@]}"; do
+            run_consumer "$compiler" "$build/consumer_$standard"
+        done
+    done
+}
+
+flags_of_package() {
+    PKG_CONFIG_LIBDIR=$root/usr/lib/pkgconfig pkg-config "$@" platform_adaptation
+}
+
+check_pkg_config() {
+    local compiler standard flags program=$work/consumer
+    flags=$(flags_of_package --cflags --libs)
+    for compiler in "${compilers[@]}"; do
+        for standard in "${standards[@]}"; do
+            # shellcheck disable=SC2086
+            "$compiler" -std="c++$standard" -pedantic -Wall -Wextra -Werror -Wno-psabi \
+                "$source_dir/tests/packages/consumer/consumer.cpp" -o "$program" $flags \
+                -Wl,-rpath="$root/usr/lib" -pthread
+            run_consumer "$compiler" "$program"
+        done
+    done
+}
+
+check_headers() {
+    local compiler header flags count=0
+    flags=$(flags_of_package --cflags)
+    for header in $(cd "$root/usr/include" && find . -name '*.h' | sed 's,^\./,,'); do
+        count=$((count + 1))
+        for compiler in "${compilers[@]}"; do
+            # shellcheck disable=SC2086
+            echo "#include \"${header#platform_adaptation/platform/}\"" |
+                "$compiler" -std=c++11 -pedantic -Wall -Wextra -Werror -Wno-psabi -fsyntax-only -x c++ - $flags ||
+                complain "$compiler: $header does not compile alone."
+        done
+    done
+    echo "$count headers"
+    [[ $count -gt 0 ]]
+}
+
+check_programs() {
+    local said
+    said=$(client "$root/usr/bin/aipqctl" get brightness)
+    [[ $said == 50 ]] || complain "aipqctl says '$said' of the brightness, not 50."
+    client "$root/usr/bin/aipq-television" --help >/dev/null
+    client "$root/usr/libexec/platform_adaptation/aipq-video-pipeline" --help >/dev/null
+}
+
+"check_$2"
+exit $bad
