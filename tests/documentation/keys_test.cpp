@@ -19,6 +19,7 @@
 #include "television_test.h"
 
 using simulated::KeyDefinition;
+using simulated::typeName;
 
 namespace {
 
@@ -31,27 +32,6 @@ constexpr char INTRODUCTION[] =
     "keys are listed in `platform/simulated/catalogue/catalogue.toml`; a\ntest compares this page with it "
     "and "
     "with what the operations do, and makes the new one when they differ.\n";
-
-std::string typeName(lomodelapi::ObjectTypeSpec type) {
-    switch (type) {
-        case lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER:
-            return "integer";
-        case lomodelapi::OBJECT_TYPE_NUMERIC_INT64:
-            return "int64";
-        case lomodelapi::OBJECT_TYPE_STRING:
-            return "string";
-        case lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER:
-            return "integers";
-        case lomodelapi::OBJECT_TYPE_VECTOR_STRING:
-            return "strings";
-        case lomodelapi::OBJECT_TYPE_ACTION:
-            return "action";
-        case lomodelapi::OBJECT_TYPE_TABLE:
-            return "table";
-        default:
-            return "?";
-    }
-}
 
 std::string code(const std::string& text) { return '`' + text + '`'; }
 std::string element(const std::string& text) { return '"' + text + '"'; }

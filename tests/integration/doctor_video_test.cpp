@@ -176,8 +176,8 @@ TEST_F(ADoctorOfFrames, FindsThatNoThreadCanBeCreated) {
     expectOnlyFailure(examineAll(), "frame", "the library did not create the request queue");
 }
 
-// A pipeline that answers in a way of its own; a process of its own, as a pipeline is: it may still fill the block for
-// one capture when the next one clears it.
+// A pipeline that answers in a way of its own; a process of its own, as a pipeline is: it may still fill the
+// block for one capture when the next one clears it.
 class OddPipeline {
   public:
     OddPipeline(std::uint32_t width, std::uint32_t height) : m_process(fork()) {

@@ -14,10 +14,12 @@
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
 #include "protocol.h"
+#include "simulated/catalogue.h"
 #include "simulated/faults.h"
 
 using namespace lomodelapi;
 using simulated::KeyDefinition;
+using simulated::typeName;
 using simulated::Value;
 
 namespace {
@@ -53,27 +55,6 @@ std::vector<std::vector<std::string>> printable(const simulated::Rows& rows) {
     std::vector<std::vector<std::string>> valid;
     for (const auto& row : rows) valid.push_back(printable(row));
     return valid;
-}
-
-const char* typeName(ObjectTypeSpec type) {
-    switch (type) {
-        case OBJECT_TYPE_NUMERIC_INTEGER:
-            return "integer";
-        case OBJECT_TYPE_NUMERIC_INT64:
-            return "int64";
-        case OBJECT_TYPE_STRING:
-            return "string";
-        case OBJECT_TYPE_VECTOR_NUMERIC_INTEGER:
-            return "integers";
-        case OBJECT_TYPE_VECTOR_STRING:
-            return "strings";
-        case OBJECT_TYPE_ACTION:
-            return "action";
-        case OBJECT_TYPE_TABLE:
-            return "table";
-        default:
-            return "none";
-    }
 }
 
 // The type of the bus for a type of the model, and the value in it. Empty for what has no value.
@@ -208,7 +189,7 @@ void TelevisionObjects::addKey(const KeyDefinition& key) {
 
 void TelevisionObjects::addDescription(sdbus::IObject& object, const KeyDefinition& key) {
     constant(object, KEY, "Name", key.name);
-    constant(object, KEY, "Type", std::string(typeName(key.type)));
+    constant(object, KEY, "Type", typeName(key.type));
     constant(object, KEY, "Group", printable(key.group));
     constant(object, KEY, "Meaning", printable(key.meaning));
     // Lowest and highest, or nothing.
@@ -292,7 +273,8 @@ void TelevisionObjects::addTelevision() {
     sdbus::IObject& whole = *m_whole;
     simulated::Television& tv = m_television;
     constant(whole, TELEVISION, "Name", m_name);
-    readable(whole, TELEVISION, "Applications", [&tv] { return printable(tv.applications().applications()); });
+    readable(whole, TELEVISION, "Applications",
+             [&tv] { return printable(tv.applications().applications()); });
     readable(whole, TELEVISION, "Reports", [&tv] {
         std::vector<sdbus::Struct<std::string, std::int32_t>> reports;
         for (const auto& report : tv.applications().reports())

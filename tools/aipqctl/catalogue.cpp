@@ -15,33 +15,29 @@ namespace aipqctl {
 
 namespace {
 
-struct TypeName {
+struct ValueType {
     ObjectTypeSpec type;
-    const char* name;
     const char* what;  // one such value, in a sentence
 };
 
-// Those without values come last.
-constexpr std::array<TypeName, 7> TYPES{{
-    {OBJECT_TYPE_NUMERIC_INTEGER, "integer", "a whole number"},
-    {OBJECT_TYPE_NUMERIC_INT64, "int64", "a whole number"},
-    {OBJECT_TYPE_STRING, "string", "one text"},
-    {OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, "integers", "a list of whole numbers"},
-    {OBJECT_TYPE_VECTOR_STRING, "strings", "a list of texts"},
-    {OBJECT_TYPE_ACTION, "action", ""},
-    {OBJECT_TYPE_TABLE, "table", ""},
+constexpr std::array<ValueType, 5> VALUE_TYPES{{
+    {OBJECT_TYPE_NUMERIC_INTEGER, "a whole number"},
+    {OBJECT_TYPE_NUMERIC_INT64, "a whole number"},
+    {OBJECT_TYPE_STRING, "one text"},
+    {OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, "a list of whole numbers"},
+    {OBJECT_TYPE_VECTOR_STRING, "a list of texts"},
 }};
-constexpr std::size_t VALUE_TYPES = 5;
 
-bool hasValue(ObjectTypeSpec type) {
-    return std::any_of(TYPES.begin(), TYPES.begin() + VALUE_TYPES,
-                       [&](const TypeName& row) { return row.type == type; });
+const ValueType* find(ObjectTypeSpec type) {
+    const auto* const row = std::find_if(VALUE_TYPES.begin(), VALUE_TYPES.end(),
+                                         [&](const ValueType& candidate) { return candidate.type == type; });
+    return row != VALUE_TYPES.end() ? row : nullptr;
 }
 
+bool hasValue(ObjectTypeSpec type) { return find(type) != nullptr; }
+
 [[noreturn]] void failType(const std::string& name, ObjectTypeSpec type, const std::string& text) {
-    const auto* const row = std::find_if(TYPES.begin(), TYPES.end(),
-                                         [&](const TypeName& candidate) { return candidate.type == type; });
-    throw Failure(EXIT_WRONG_TYPE, name + " takes " + row->what + ", not '" + text + "'");
+    throw Failure(EXIT_WRONG_TYPE, name + " takes " + find(type)->what + ", not '" + text + "'");
 }
 
 long long parseNumber(const std::string& name, const KeyDefinition& key, const std::string& text) {
@@ -104,21 +100,15 @@ std::vector<std::string> keyNames(Keys which) {
     return names;
 }
 
-std::string typeName(ObjectTypeSpec type) {
-    for (const TypeName& row : TYPES)
-        if (row.type == type) return row.name;
-    return "unknown";
-}
-
 std::vector<std::string> valueTypeNames() {
     std::vector<std::string> names;
-    for (std::size_t i = 0; i < VALUE_TYPES; ++i) names.emplace_back(TYPES[i].name);
+    for (const ValueType& row : VALUE_TYPES) names.emplace_back(typeName(row.type));
     return names;
 }
 
 ObjectTypeSpec valueType(const std::string& name) {
-    for (std::size_t i = 0; i < VALUE_TYPES; ++i)
-        if (TYPES[i].name == name) return TYPES[i].type;
+    for (const ValueType& row : VALUE_TYPES)
+        if (typeName(row.type) == name) return row.type;
     throw Failure(EXIT_UNKNOWN, "no type '" + name + "': integer, int64, string, integers or strings");
 }
 

@@ -11,6 +11,7 @@
 namespace aipqctl {
 
 using simulated::KeyDefinition;
+using simulated::typeName;
 using simulated::Value;
 
 // All keys. Failure if the file that AIPQ_TV_CATALOGUE names is bad.
@@ -21,8 +22,6 @@ const KeyDefinition* findKey(const std::string& name);
 enum class Keys { ALL, VALUES, TABLES };
 std::vector<std::string> keyNames(Keys which);
 
-// "integer", "int64", "string", "integers", "strings", "action", "table".
-std::string typeName(lomodelapi::ObjectTypeSpec type);
 // The types that have values, and the type of such a name; Failure for another name.
 std::vector<std::string> valueTypeNames();
 lomodelapi::ObjectTypeSpec valueType(const std::string& name);

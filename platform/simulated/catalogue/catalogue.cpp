@@ -1,9 +1,10 @@
 #include "simulated/catalogue.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <fstream>
 #include <limits>
-#include <map>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -16,6 +17,21 @@ using namespace lomodelapi;
 namespace simulated {
 
 namespace {
+
+struct TypeName {
+    const char* name;
+    ObjectTypeSpec type;
+};
+
+constexpr std::array<TypeName, 7> TYPES{{
+    {"integer", OBJECT_TYPE_NUMERIC_INTEGER},
+    {"int64", OBJECT_TYPE_NUMERIC_INT64},
+    {"string", OBJECT_TYPE_STRING},
+    {"integers", OBJECT_TYPE_VECTOR_NUMERIC_INTEGER},
+    {"strings", OBJECT_TYPE_VECTOR_STRING},
+    {"action", OBJECT_TYPE_ACTION},
+    {"table", OBJECT_TYPE_TABLE},
+}};
 
 class Parser {
   public:
@@ -53,23 +69,15 @@ class Parser {
     void readType(const toml::table& table, KeyDefinition& key) {
         const std::string type = text(table, "type");
         const toml::node* const initial = table.get("default");
-        if (type == "action" || type == "table") {
-            if (initial != nullptr)
-                m_reader.fail(initial->source(), "the type '" + type + "' has no default");
-            key.type = type == "action" ? OBJECT_TYPE_ACTION : OBJECT_TYPE_TABLE;
-            return;
-        }
-        if (initial == nullptr) m_reader.fail(table.source(), "a key without 'default'");
-        static const std::map<std::string_view, ObjectTypeSpec> types{
-            {"integer", OBJECT_TYPE_NUMERIC_INTEGER},
-            {"int64", OBJECT_TYPE_NUMERIC_INT64},
-            {"string", OBJECT_TYPE_STRING},
-            {"integers", OBJECT_TYPE_VECTOR_NUMERIC_INTEGER},
-            {"strings", OBJECT_TYPE_VECTOR_STRING}};
-        const auto known = types.find(type);
-        if (known == types.end()) m_reader.fail(table.get("type")->source(), "unknown type '" + type + "'");
-        key.type = known->second;
-        key.initial = m_reader.value(*initial, key.type);
+        const auto* const known =
+            std::find_if(TYPES.begin(), TYPES.end(), [&](const TypeName& row) { return type == row.name; });
+        const bool hasValue = type != "action" && type != "table";
+        if (hasValue && initial == nullptr) m_reader.fail(table.source(), "a key without 'default'");
+        if (known == TYPES.end()) m_reader.fail(table.get("type")->source(), "unknown type '" + type + "'");
+        if (!hasValue && initial != nullptr)
+            m_reader.fail(initial->source(), "the type '" + type + "' has no default");
+        key.type = known->type;
+        if (hasValue) key.initial = m_reader.value(*initial, key.type);
     }
 
     void readRows(const toml::table& table, KeyDefinition& key) {
@@ -126,6 +134,12 @@ std::vector<KeyDefinition> parseCatalogue(std::string_view text, const std::stri
         definitions.push_back(parser.key(*key.as_table()));
     }
     return definitions;
+}
+
+std::string typeName(ObjectTypeSpec type) {
+    for (const TypeName& row : TYPES)
+        if (row.type == type) return row.name;
+    return "none";
 }
 
 std::vector<KeyDefinition> loadCatalogue() {

@@ -18,6 +18,7 @@ using simulated::FaultDefinition;
 using simulated::FaultKind;
 using simulated::KeyDefinition;
 using simulated::Lifecycle;
+using simulated::typeName;
 using simulated::Value;
 
 namespace {
@@ -50,27 +51,6 @@ constexpr std::array<Power, 8> POWERS{{
 // The whole sequences, which concern the television, too.
 constexpr char SUSPEND_TO_RAM[] = "suspend_to_ram";
 constexpr char RESUME_FROM_RAM[] = "resume_from_ram";
-
-const char* nameOf(lomodelapi::ObjectTypeSpec type) {
-    switch (type) {
-        case lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER:
-            return "integer";
-        case lomodelapi::OBJECT_TYPE_NUMERIC_INT64:
-            return "int64";
-        case lomodelapi::OBJECT_TYPE_STRING:
-            return "string";
-        case lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER:
-            return "integers";
-        case lomodelapi::OBJECT_TYPE_VECTOR_STRING:
-            return "strings";
-        case lomodelapi::OBJECT_TYPE_ACTION:
-            return "action";
-        case lomodelapi::OBJECT_TYPE_TABLE:
-            return "table";
-        default:
-            return "none";
-    }
-}
 
 const char* nameOf(FaultKind kind) {
     switch (kind) {
@@ -200,7 +180,7 @@ json Controls::state() const {
     for (const KeyDefinition& key : keysInOrder()) {
         json entry{{"group", key.group},
                    {"name", key.name},
-                   {"type", nameOf(key.type)},
+                   {"type", typeName(key.type)},
                    {"meaning", key.meaning},
                    {"value", toJson(m_television.model().value(key.name))}};
         if (key.range) entry["range"] = {key.range->first, key.range->second};

@@ -13,6 +13,9 @@ namespace simulated {
 // wrong.
 std::vector<KeyDefinition> parseCatalogue(std::string_view text, const std::string& name);
 
+// The word of a catalogue for a type: "integer", "strings"; "none" for what no key has.
+std::string typeName(lomodelapi::ObjectTypeSpec type);
+
 // The built-in catalogue, or the one that AIPQ_TV_CATALOGUE names.
 std::vector<KeyDefinition> loadCatalogue();
 
