@@ -104,6 +104,11 @@ check_dependencies() {
     for package in "$packages"/*.deb; do
         name=$(field "$package" Package)
         for soname in $(files_of "$package" | grep -oP '^/usr/lib/\Klib[^/]*\.so\.\d+$'); do home[$soname]=$name; done
+        # Who packages a program that links one of ours learns from this what to depend on.
+        for soname in $(files_of "$package" | grep -oP '^/usr/lib/\Klib[^/]*\.so\.\d+$'); do
+            dpkg-deb -I "$package" shlibs 2>/dev/null | grep -qxF "${soname%%.so.*} ${soname##*.} $name (>= $version)" ||
+                complain "$name does not say that it has $soname."
+        done
         for file in Maintainer Section Description; do
             [[ $(field "$package" $file) ]] || complain "$name has no $file."
         done
