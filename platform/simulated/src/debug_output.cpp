@@ -55,7 +55,7 @@ State& state() {
     return forEver;
 }
 
-std::string format(const char* text, va_list arguments) {
+[[gnu::format(printf, 1, 0)]] std::string format(const char* text, va_list arguments) {
     va_list again;
     va_copy(again, arguments);
     const int length = std::vsnprintf(nullptr, 0, text, arguments);
