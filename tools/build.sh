@@ -27,6 +27,7 @@ TEST_PACKAGES=(
     systemd                     # busctl, with which people use the television
     crossbuild-essential-armhf qemu-user  # the television's processor
     clang dpkg-dev              # consumers of the packages, and what the packages depend on
+    libclang-rt-14-dev          # fuzzing
     abigail-tools python3       # the ABI, the footprint and the documentation
 )
 

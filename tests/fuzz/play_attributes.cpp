@@ -1,0 +1,107 @@
+// The TV service's play attributes, as the television may give them: parsed, read and announced.
+#include <optional>
+#include <vector>
+
+#include "fuzzing.h"
+#include "log_recorder.h"
+#include "platform_adaptation/system_info.h"
+#include "television.h"
+
+namespace {
+
+using fuzzing::Input;
+using fuzzing::Reading;
+using simulated::Value;
+
+constexpr char PLAY_ATTRIBUTES[] = "dovra.sl2.vstr.tvservice.play.main";
+constexpr std::size_t FLAG = 8;
+
+// What the library is to make of the attributes: encrypted or not, or why it cannot tell.
+struct Expected {
+    std::optional<bool> encrypted;
+    std::string complaint;
+};
+
+Expected expectedOf(const std::vector<std::string>& attributes) {
+    if (attributes.size() <= FLAG)
+        return {{},
+                "MODELAPI::SL2_TVAPI_VSTR_TVSERVICE_PLAY_ATTRIBUTES: 8, vec size: " +
+                    std::to_string(attributes.size()) + ".\n"};
+    std::int64_t number = 0;
+    switch (fuzzing::readNumber(attributes[FLAG], INT32_MIN, INT32_MAX, number)) {
+        case Reading::NO_NUMBER:
+            return {{}, "fail: invalid argument.\n"};
+        case Reading::OUT_OF_RANGE:
+            return {{}, "fail: out of range.\n"};
+        case Reading::NUMBER:
+            break;
+    }
+    return {number % 2 != 0, ""};
+}
+
+struct Heard {
+    unsigned calls = 0;
+    bool encrypted = false;
+};
+
+void onStreamEncrypted(StreamMode mode, bool encrypted, void* userData) {
+    FUZZ_CHECK(mode == STREAM_MODE_TV_SERVICE);
+    Heard& heard = *static_cast<Heard*>(userData);
+    ++heard.calls;
+    heard.encrypted = encrypted;
+}
+
+// The complaint is the one error line of an operation, or there is none.
+void checkComplaint(const tests::LogRecorder& log, const std::string& complaint) {
+    std::string errors;
+    for (const tests::LogLine& line : log.lines())
+        if (line.level == tests::ERROR) errors += line.message;
+    FUZZ_CHECK(errors == complaint);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    fuzzing::switchedOn();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static simulated::Model& model = fuzzing::switchedOn().model();
+    static tests::LogRecorder log;
+    static SystemInfo& info = *new SystemInfo;
+
+    Input input(data, size);
+    const bool before = input.flag();
+    std::vector<std::string> attributes(input.choice(12));
+    // The one that counts gets the most of the input.
+    for (std::size_t i = 0; i < attributes.size(); ++i)
+        if (i != FLAG) attributes[i] = input.text(input.choice(8));
+    if (attributes.size() > FLAG) attributes[FLAG] = input.rest();
+    const Expected expected = expectedOf(attributes);
+
+    log.clear();
+    bool encrypted = before;
+    std::vector<std::string> given = attributes;
+    FUZZ_CHECK(info.parserTvStreamEncrypte(encrypted, given) == expected.encrypted.has_value());
+    FUZZ_CHECK(encrypted == expected.encrypted.value_or(before));
+    FUZZ_CHECK(given == attributes);
+    checkComplaint(log, expected.complaint);
+
+    info.getTvStreamEncrypted();  // the first one subscribes
+    Heard heard;
+    info.registerCallBackStreamEncrypted(onStreamEncrypted, &heard);
+    const bool changes = model.value(PLAY_ATTRIBUTES) != Value(attributes);
+    log.clear();
+    model.set(PLAY_ATTRIBUTES, attributes);
+    FUZZ_CHECK(model.settle());
+    info.registerCallBackStreamEncrypted(nullptr, nullptr);
+    FUZZ_CHECK(heard.calls == (changes && expected.encrypted ? 1U : 0U));
+    if (heard.calls > 0) FUZZ_CHECK(heard.encrypted == *expected.encrypted);
+    checkComplaint(log, changes ? expected.complaint : "");
+
+    log.clear();
+    FUZZ_CHECK(info.getTvStreamEncrypted() == expected.encrypted.value_or(false));
+    checkComplaint(log, expected.complaint);
+    return 0;
+}

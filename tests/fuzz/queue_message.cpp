@@ -1,0 +1,192 @@
+// What clients may put on the request queue and into the capture block, and how the simulated television's
+// pipeline takes it: any message, a queue of another make, a block of another size, and a block that changes
+// while the frame is made.
+#include <fcntl.h>
+#include <mqueue.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+
+#include <optional>
+#include <vector>
+
+#include "fuzzing.h"
+#include "request_server.h"
+#include "video/capture_block.h"
+
+namespace {
+
+using fuzzing::Input;
+using video::CaptureBlock;
+
+constexpr std::size_t GUARD = 4096;
+constexpr std::uint8_t GUARD_BYTE = 0xA5;
+
+void removeBlock() {
+    const int id = shmget(video::CAPTURE_BLOCK_KEY, 0, 0);
+    if (id != -1) shmctl(id, IPC_RMID, nullptr);
+}
+
+class Client {
+  public:
+    Client(long messageSize, std::size_t blockSize) {
+        mq_unlink(video::REQUEST_QUEUE_NAME);
+        mq_attr attributes{};
+        attributes.mq_maxmsg = video::REQUEST_QUEUE_DEPTH;
+        attributes.mq_msgsize = messageSize;
+        m_queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDWR | O_CREAT | O_EXCL, 0600, &attributes);
+        FUZZ_CHECK(m_queue != -1);
+        removeBlock();
+        if (blockSize == 0) return;
+        const int id = shmget(video::CAPTURE_BLOCK_KEY, blockSize, IPC_CREAT | IPC_EXCL | 0600);
+        FUZZ_CHECK(id != -1);
+        m_address = shmat(id, nullptr, 0);
+        FUZZ_CHECK(reinterpret_cast<std::intptr_t>(m_address) != -1);
+    }
+    ~Client() {
+        if (m_address != nullptr) shmdt(m_address);
+        removeBlock();
+        mq_close(m_queue);
+        mq_unlink(video::REQUEST_QUEUE_NAME);
+    }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    void send(const std::string& message) {
+        FUZZ_CHECK(mq_send(m_queue, message.data(), message.size(), 0) == 0);
+    }
+    std::uint8_t* bytes() const { return static_cast<std::uint8_t*>(m_address); }
+    CaptureBlock* block() const { return static_cast<CaptureBlock*>(m_address); }
+
+  private:
+    mqd_t m_queue;
+    void* m_address = nullptr;
+};
+
+std::string request() {
+    std::string message(video::REQUEST_TEXT);
+    message.resize(video::REQUEST_SIZE);
+    return message;
+}
+
+std::string takeMessage(Input& input, std::size_t longest) {
+    std::string message = request();
+    switch (input.choice(4)) {
+        case 0:  // one byte of it is another
+            message[input.choice(video::REQUEST_SIZE)] = input.number<char>();
+            break;
+        case 1:  // shorter or longer
+            message.resize(input.byte());
+            break;
+        case 2:
+            message = input.text();
+            break;
+        default:
+            break;
+    }
+    message.resize(std::min(message.size(), longest));
+    return message;
+}
+
+// The bytes of a pixel in the order that a colour mode has them.
+std::vector<std::size_t> channelsOf(std::uint32_t colorMode) {
+    switch (colorMode) {
+        case 1:
+            return {0, 1, 2, 3};
+        case 2:
+            return {2, 1, 0, 3};
+        case 3:
+            return {2, 1, 0};
+        default:
+            return {0, 1, 2};
+    }
+}
+
+void serveOne(pipeline::RequestServer& server, Client& client, std::size_t blockSize,
+              const std::string& message, Input& input) {
+    CaptureBlock* const block = client.block();
+    const bool usable = blockSize >= sizeof(CaptureBlock);
+    if (usable) {
+        block->state = input.choice(8) == 0 ? input.number<std::uint32_t>() : video::FRAME_REQUESTED;
+        // Sizes that fit and ones that do not.
+        const bool small = input.flag();
+        block->width = small ? input.byte() : input.number<std::uint32_t>();
+        block->height = small ? input.byte() : input.number<std::uint32_t>();
+        block->colorMode = input.flag() ? input.choice(6) : input.number<std::uint32_t>();
+        std::memset(block->pixels, GUARD_BYTE, sizeof block->pixels);
+    }
+    const CaptureBlock before = usable ? *block : CaptureBlock{};
+    const bool hasFrame = input.choice(8) != 0;
+    const bool changes = input.flag();
+    const std::string changed = changes ? input.text(offsetof(CaptureBlock, pixels)) : std::string();
+
+    client.send(message);
+    unsigned rendered = 0;
+    const auto render = [&](pipeline::Image& image) {
+        ++rendered;
+        for (std::size_t i = 0; i < image.rgba.size(); ++i)
+            image.rgba[i] = static_cast<std::uint8_t>(i % 251);
+        std::memcpy(block, changed.data(), changed.size());
+        return hasFrame;
+    };
+    const std::optional<pipeline::FrameSize> size = server.serve(render);
+
+    const bool asked = message == request() && usable && before.state == video::FRAME_REQUESTED;
+    FUZZ_CHECK(rendered == (asked ? 1U : 0U));
+    FUZZ_CHECK(size.has_value() == (asked && hasFrame));
+    if (!usable) return;
+    for (std::size_t i = sizeof(CaptureBlock); i < blockSize; ++i)
+        FUZZ_CHECK(client.bytes()[i] == GUARD_BYTE);
+    if (!size) {
+        for (const std::uint8_t byte : block->pixels) FUZZ_CHECK(byte == GUARD_BYTE);
+        return;
+    }
+    const std::vector<std::size_t> channels = channelsOf(before.colorMode);
+    const std::uint64_t room = video::CAPTURE_PIXEL_BYTES / channels.size();
+    const std::uint64_t width = before.width == 0 ? 224 : before.width;
+    const std::uint64_t height = before.height == 0 ? 224 : before.height;
+    if (width * height <= room) {
+        FUZZ_CHECK(size->width == width && size->height == height);
+    } else {
+        FUZZ_CHECK(size->width >= 1 && size->width <= width && size->height >= 1 && size->height <= height);
+    }
+    const std::uint64_t pixels = std::uint64_t{size->width} * size->height;
+    FUZZ_CHECK(pixels <= room);
+    FUZZ_CHECK(block->width == size->width && block->height == size->height);
+    FUZZ_CHECK(block->state == video::FRAME_READY);
+    const std::uint8_t* byte = block->pixels;
+    for (std::uint64_t pixel = 0; pixel < pixels; ++pixel)
+        for (const std::size_t channel : channels) FUZZ_CHECK(*byte++ == (4 * pixel + channel) % 251);
+    for (; byte != block->pixels + sizeof block->pixels; ++byte) FUZZ_CHECK(*byte == GUARD_BYTE);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) { return 0; }
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Input input(data, size);
+    const bool otherQueue = input.choice(4) == 0;
+    const long messageSize = otherQueue ? 1 + input.byte() : static_cast<long>(video::REQUEST_SIZE);
+    std::size_t blockSize = sizeof(CaptureBlock) + GUARD;
+    switch (input.choice(8)) {
+        case 0:
+            blockSize = 0;
+            break;
+        case 1:
+            blockSize = 1 + input.number<std::uint32_t>() % (sizeof(CaptureBlock) + GUARD);
+            break;
+        default:
+            break;
+    }
+    Client client(messageSize, blockSize);
+    if (client.block() != nullptr) std::memset(client.bytes(), GUARD_BYTE, blockSize);
+    pipeline::RequestServer server;
+    server.refresh();
+    FUZZ_CHECK(server.fd() != -1);
+    do {
+        serveOne(server, client, blockSize, takeMessage(input, static_cast<std::size_t>(messageSize)), input);
+    } while (!input.empty());
+    // Nothing is left of what was sent.
+    FUZZ_CHECK(!server.serve([](pipeline::Image&) { return true; }));
+    return 0;
+}
