@@ -7,6 +7,7 @@
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
 #include "television_test.h"
+#include "zt/apmclient/app_manager_client.h"
 
 using simulated::KeyFaults;
 using simulated::Order;
@@ -206,6 +207,34 @@ TEST_F(TheSimulatedModel, AnswersAnActionToTheClientThatInvokedIt) {
     EXPECT_TRUE(bystander.ids.empty());
     model.root()->disconnectValue(SWITCH_ACTION, &invoker, action);
     model.root()->disconnectValue(SWITCH_ACTION, &bystander, other);
+}
+
+// A television may be on for months.
+TEST_F(TheSimulatedModel, KeepsTheNewestOfWhatClientsDid) {
+    constexpr int more = static_cast<int>(simulated::RECORDED) + 10;
+    const auto write = [&](int i) { return i % 100; };
+    BizValue* const value = connect(BRIGHTNESS, nullptr);
+    for (int i = 1; i <= more; ++i) EXPECT_EQ(value->setInteger(write(i)), 0);
+    const std::vector<Written> writes = model.writes(BRIGHTNESS);
+    ASSERT_EQ(writes.size(), simulated::RECORDED);
+    EXPECT_EQ(writes.front(), Written(write(more - static_cast<int>(simulated::RECORDED) + 1)));
+    EXPECT_EQ(writes.back(), Written(write(more)));
+
+    for (int i = 1; i <= more; ++i) EXPECT_EQ(model.invoke(SWITCH_ACTION, {{0, 1, std::to_string(i)}}), 0);
+    const auto invocations = model.invocations(SWITCH_ACTION);
+    ASSERT_EQ(invocations.size(), simulated::RECORDED);
+    EXPECT_EQ(invocations.back().arguments.front().value, std::to_string(more));
+
+    for (int i = 1; i <= more; ++i) ASSERT_TRUE(television.threads().mayCreate(nullptr, "", i));
+    const auto created = television.threads().created();
+    ASSERT_EQ(created.size(), simulated::RECORDED);
+    EXPECT_EQ(created.back().line, more);
+
+    zt::apmclient::AppManagerClient* const manager = television.applications().client();
+    for (int i = 1; i <= more; ++i) manager->reportStatus("somebody", i);
+    const auto reports = television.applications().reports();
+    ASSERT_EQ(reports.size(), simulated::RECORDED);
+    EXPECT_EQ(reports.back().status, more);
 }
 
 TEST_F(TheSimulatedModel, IsAsNewAfterAReset) {

@@ -6,6 +6,7 @@
 
 #include "deliver.h"
 #include "other_television.h"
+#include "record.h"
 #include "simulated/television.h"
 #include "zt/apmclient/app_manager_client.h"
 
@@ -98,7 +99,7 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
 
     int reportStatus(const std::string& name, int status) override {
         const std::lock_guard lock(m_mutex);
-        m_reports.push_back({name, status});
+        record(m_reports, Report{name, status});
         m_events.tell(ApplicationReported{name, status});
         return m_apps.count(name) != 0 ? 0 : STATUS_UNKNOWN_APPLICATION;
     }
@@ -119,8 +120,8 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
     bool m_reachable = true;
     int m_refusal = 0;
     std::map<std::string, boost::shared_ptr<AppInterface>> m_apps;
-    std::vector<Report> m_reports;
-    std::vector<int> m_answers;
+    std::deque<Report> m_reports;
+    std::deque<int> m_answers;
     std::deque<News> m_waiting;
 
   private:
@@ -143,7 +144,7 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
                 const int answer = deliver(*app, news.news, news.url, news.text, news.number);
                 lock.lock();
                 m_busy = false;
-                m_answers.push_back(answer);
+                record(m_answers, answer);
             }
             m_changed.notify_all();
         }
@@ -204,12 +205,12 @@ std::vector<std::string> ApplicationManager::applications() const {
 
 std::vector<ApplicationManager::Report> ApplicationManager::reports() const {
     const std::lock_guard lock(m_implementation->m_mutex);
-    return m_implementation->m_reports;
+    return {m_implementation->m_reports.begin(), m_implementation->m_reports.end()};
 }
 
 std::vector<int> ApplicationManager::answers() const {
     const std::lock_guard lock(m_implementation->m_mutex);
-    return m_implementation->m_answers;
+    return {m_implementation->m_answers.begin(), m_implementation->m_answers.end()};
 }
 
 void ApplicationManager::reset() {

@@ -13,6 +13,7 @@
 #include "lomodelapi/root_interface.h"
 #include "lomodelapi/table.h"
 #include "notify.h"
+#include "record.h"
 #include "simulated/events.h"
 
 using namespace lomodelapi;
@@ -318,13 +319,13 @@ class Model::Implementation final : public RootInterface {
         KeyDefinition definition;
         Value value;
         std::function<Answer(const std::vector<Argument>&)> action;
-        std::vector<Invocation> invocations;
+        std::deque<Invocation> invocations;
         std::list<ClientObject> clientObjects;
         std::list<Iterator> iterators;
         bool offered = true;
         KeyFaults faults;
         unsigned connectAttempts = 0;
-        std::vector<Written> writes;
+        std::deque<Written> writes;
         std::vector<Observer*> observers;
         Clock::time_point lastDue{};
     };
@@ -512,7 +513,7 @@ class Model::Implementation final : public RootInterface {
         const std::lock_guard lock(m_mutex);
         if (!fits(key.definition.type, value)) return BizValue::WRONG_TYPE;
         if (!key.offered) return STATUS_UNAVAILABLE;
-        key.writes.push_back(written);
+        record(key.writes, written);
         if (key.faults.refuseWrites) return STATUS_UNAVAILABLE;
         if (!isInRange(key.definition, value)) return STATUS_OUT_OF_RANGE;
         if (key.faults.keepValue) {
@@ -551,7 +552,7 @@ class Model::Implementation final : public RootInterface {
             if (!key.offered) return STATUS_UNAVAILABLE;
             if (key.faults.invokeStatus != 0) return key.faults.invokeStatus;
             id = ++m_lastActionId;
-            key.invocations.push_back({id, arguments});
+            record(key.invocations, Invocation{id, arguments});
             m_events.tell(Invoke{key.definition.name, arguments});
             if (key.faults.neverAnswer) {
                 actionId = id;
@@ -779,7 +780,8 @@ unsigned Model::connectAttempts(const std::string& key) const {
 
 std::vector<Written> Model::writes(const std::string& key) const {
     const std::lock_guard lock(m_implementation->m_mutex);
-    return m_implementation->at(key).writes;
+    const auto& writes = m_implementation->at(key).writes;
+    return {writes.begin(), writes.end()};
 }
 
 unsigned Model::subscribers(const std::string& key) const {
@@ -804,7 +806,8 @@ int Model::invoke(const std::string& key, const std::vector<Argument>& arguments
 
 std::vector<Invocation> Model::invocations(const std::string& key) const {
     const std::lock_guard lock(m_implementation->m_mutex);
-    return m_implementation->at(key).invocations;
+    const auto& invocations = m_implementation->at(key).invocations;
+    return {invocations.begin(), invocations.end()};
 }
 
 void Model::answer(const std::string& key, unsigned id, const Answer& answer) {

@@ -2,6 +2,7 @@
 
 #include "csp/thread.h"
 #include "other_television.h"
+#include "record.h"
 #include "simulated/television.h"
 
 namespace simulated {
@@ -24,7 +25,7 @@ unsigned ThreadCreation::skips() const {
 
 std::vector<ThreadCreation::Record> ThreadCreation::created() const {
     const std::lock_guard lock(m_mutex);
-    return m_created;
+    return {m_created.begin(), m_created.end()};
 }
 
 int ThreadCreation::attributesInUse() const {
@@ -48,7 +49,7 @@ bool ThreadCreation::mayCreate(void* (*routine)(void*), const char* file, int li
         --m_failures;
         return false;
     }
-    m_created.push_back({routine, file != nullptr ? file : "", line});
+    record(m_created, Record{routine, file != nullptr ? file : "", line});
     return true;
 }
 

@@ -3,6 +3,7 @@
 #define SIMULATED_MODEL_H
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
@@ -32,6 +33,9 @@ using Rows = std::vector<std::vector<std::string>>;
 // A key's value; monostate for an object that has none (an action, a table).
 using Value =
     std::variant<std::monostate, int, long long, std::string, std::vector<int>, std::vector<std::string>>;
+
+// Of what clients did, so many of the newest are kept: writes and invocations of each key, threads, reports.
+constexpr std::size_t RECORDED = 256;
 
 // What a client handed over in a write.
 using Written = std::variant<int, long long, std::string, std::map<int, int>, std::map<int, std::string>>;
@@ -139,7 +143,7 @@ class Model {
     // Held notifications do not count. Not to be called from a notification.
     bool settle(std::chrono::milliseconds limit = std::chrono::seconds(30));
 
-    // What clients did since the last reset.
+    // What clients did since the last reset; of writes the newest RECORDED.
     unsigned connectAttempts(const std::string& key) const;
     std::vector<Written> writes(const std::string& key) const;
     // Now.
@@ -151,7 +155,7 @@ class Model {
                    std::function<Answer(const std::vector<lomodelapi::Argument>&)> action);
     // Invokes an action as a client does. The status with which it is refused, or 0.
     int invoke(const std::string& key, const std::vector<lomodelapi::Argument>& arguments);
-    // Since the last reset.
+    // Since the last reset, the newest RECORDED.
     std::vector<Invocation> invocations(const std::string& key) const;
     // Answers with any id, asked for or not, to every client of the action.
     void answer(const std::string& key, unsigned id, const Answer& answer);

@@ -8,6 +8,7 @@
 #define SIMULATED_TELEVISION_H
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <initializer_list>
 #include <map>
@@ -85,7 +86,8 @@ class ThreadCreation {
     // Creations that are still to fail, and to succeed before.
     unsigned failures() const;
     unsigned skips() const;
-    // Since the last reset: threads created, and attribute objects initialised but not destroyed.
+    // Since the last reset: threads created, the newest RECORDED, and attribute objects initialised but not
+    // destroyed.
     std::vector<Record> created() const;
     int attributesInUse() const;
     void reset();
@@ -99,7 +101,7 @@ class ThreadCreation {
     unsigned m_skip = 0;
     unsigned m_failures = 0;
     int m_attributesInUse = 0;
-    std::vector<Record> m_created;
+    std::deque<Record> m_created;
 };
 
 // The application manager. Notifications are delivered one at a time, in order, on its own client thread.
@@ -132,7 +134,8 @@ class ApplicationManager {
     // Waits until everything has been told; false if that takes longer. Not to be called from a notification.
     bool settle(std::chrono::milliseconds limit = std::chrono::seconds(30));
 
-    // Registered now; and what applications reported, and answered to notifications, since the last reset.
+    // Registered now; and what applications reported, and answered to notifications, since the last reset,
+    // the newest RECORDED of each.
     std::vector<std::string> applications() const;
     std::vector<Report> reports() const;
     std::vector<int> answers() const;
