@@ -102,6 +102,15 @@ TEST_F(TheTelevisionsPicture, IsMissingWhileThePipelineHangs) {
     capture.stop();
 }
 
+TEST_F(TheTelevisionsPicture, IsBackWithATelevisionThatWasKilledWhileItHung) {
+    startCapture();
+    television.setFault("", "video.stalled", 1);
+    television.kill();
+    switchOn();
+    EXPECT_TRUE(captureUntil([] { return true; }));
+    capture.stop();
+}
+
 TEST_F(TheTelevisionsPicture, IsTheOnlyOneOfTheMachine) {
     TelevisionProcess second("second", {"--video", "scenes"});
     ASSERT_TRUE(second.start());

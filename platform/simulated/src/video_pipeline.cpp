@@ -191,8 +191,15 @@ class VideoPipeline::Connection {
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, control, CONTROL_FD);
         posix_spawn_file_actions_adddup2(&actions, preview, PREVIEW_FD);
+        // In a process group of its own: one that hangs when the television is killed is then ended by the
+        // kernel, as nobody else could let it go on. It would hold off the next television's for ever.
+        posix_spawnattr_t attributes;
+        posix_spawnattr_init(&attributes);
+        posix_spawnattr_setpgroup(&attributes, 0);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
         const int status =
-            posix_spawnp(&process, program.c_str(), &actions, nullptr, arguments.data(), environ);
+            posix_spawnp(&process, program.c_str(), &actions, &attributes, arguments.data(), environ);
+        posix_spawnattr_destroy(&attributes);
         posix_spawn_file_actions_destroy(&actions);
         return status;
     }
