@@ -1,0 +1,506 @@
+// A picture-quality service that lives through long days of a television: it reads, sets, follows, captures,
+// switches, makes and destroys, on several threads, while the television comes and goes.
+//
+//   soak_service SEED [--without-pictures] [--leak]
+//
+// It prints a line a second: "KIND DONE/FAILED" for each kind of deed. At the line "finish" on its standard
+// input it does each kind once more, which must succeed now, and ends: with 0 if all did.
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <iostream>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform_adaptation/picture_capture.h"
+#include "platform_adaptation/system_access/action_access.h"
+#include "platform_adaptation/system_access/iterator_access.h"
+#include "platform_adaptation/system_access/source_switch_access_impl.h"
+#include "platform_adaptation/system_access/value_access.h"
+#include "platform_adaptation/system_info.h"
+#include "platform_adaptation/system_setting.h"
+#include "platform_adaptation/system_state.h"
+
+using namespace std::chrono_literals;
+using korvale::ai::PictureData;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Integer = ValueAccessT<lomodelapi::ObserverNumericInteger>;
+using String = ValueAccessT<lomodelapi::ObserverString>;
+using Integers = ValueAccessT<lomodelapi::ObserverVectorNumericInteger>;
+using Strings = ValueAccessT<lomodelapi::ObserverVectorString>;
+
+constexpr char SERVICE_NAME[] = "soak";
+constexpr char GAME_MODE[] = "dovra.sl2.i32.video.enum.instant.game.response";
+constexpr char HDR_TYPE[] = "dovra.sl2.str.servicemode.videoinfo.hdrtype";
+constexpr char PLAY_ATTRIBUTES[] = "dovra.sl2.vstr.tvservice.play.main";
+constexpr char PQ_SETTING[] = "dovra.sl2.vint.video.aipq.pq.setting";
+constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
+constexpr char SWITCH_ACTION[] = "dovra.sl2.action.source.switch";
+
+constexpr auto ANSWER_LIMIT = 5s;
+// Longer than a worker of a picture setting waits for the television.
+constexpr auto WORKER_LIMIT = 62s;
+constexpr auto LAST_LIMIT = 75s;
+
+class Dice {
+  public:
+    explicit Dice(unsigned seed) : m_engine(seed) {}
+    int between(int lowest, int highest) { return std::uniform_int_distribution(lowest, highest)(m_engine); }
+    bool toss() { return between(0, 1) == 1; }
+
+  private:
+    std::mt19937 m_engine;
+};
+
+// One kind of thing that the service does. Nothing if it was not the time for it.
+struct Deed {
+    Deed(std::string what, std::function<std::optional<bool>(Dice&)> how)
+        : name(std::move(what)), perform(std::move(how)) {}
+
+    std::optional<bool> attempt(Dice& dice) {
+        const std::optional<bool> result = perform(dice);
+        if (result) ++(*result ? done : failed);
+        return result;
+    }
+
+    const std::string name;
+    const std::function<std::optional<bool>(Dice&)> perform;
+    std::atomic<unsigned> done{0};
+    std::atomic<unsigned> failed{0};
+};
+
+// News from a thread of the television's, for one who waits for it.
+template <typename T>
+class Awaited {
+  public:
+    void tell(const T& value) {
+        const std::lock_guard lock(m_mutex);
+        m_value = value;
+        m_changed.notify_all();
+    }
+    template <typename Condition>
+    bool waitUntil(Condition holds, Clock::duration limit = ANSWER_LIMIT) {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, limit, [&] { return m_value && holds(*m_value); });
+    }
+    void forget() {
+        const std::lock_guard lock(m_mutex);
+        m_value.reset();
+    }
+
+  private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::optional<T> m_value;
+};
+
+bool anything(int) { return true; }
+
+// The power state, as the application manager tells it.
+class Power {
+  public:
+    Power() : m_state(SERVICE_NAME) { m_state.registerCallBackTVPowerState(onChanged, this); }
+
+    bool isAwake() const { return m_awake; }
+    Deed deed{"power", [](Dice&) { return std::optional<bool>(); }};
+
+  private:
+    static void onChanged(TVPowerState state, void* self) {
+        Power& power = *static_cast<Power*>(self);
+        ++power.deed.done;
+        switch (state) {
+            case TV_POWER_STATE_RUNNING:
+            case TV_POWER_STATE_RESUME:
+            case TV_POWER_STATE_STR_RESUMING:
+                power.m_awake = true;
+                break;
+            case TV_POWER_STATE_SUSPEND:
+            case TV_POWER_STATE_STR_SUSPEND:
+                power.m_awake = false;
+                break;
+            default:
+                break;
+        }
+    }
+
+    std::atomic<bool> m_awake{true};
+    SystemState m_state;
+};
+
+class Pictures {
+  public:
+    explicit Pictures(const Power& power) : m_power(power) { m_capture.registerCallBack(onFrame, this); }
+
+    std::optional<bool> capture(Dice& dice, bool wait) {
+        followPower();
+        if (!m_running) return std::nullopt;
+        PictureData picture = anySize(dice);
+        if (wait) return m_capture.getPicture(true, &picture) && isComplete(picture);
+        m_told.forget();
+        m_capture.getPicture(false, &picture);
+        return m_told.waitUntil([](bool success) { return success; });
+    }
+
+  private:
+    // No captures while the television sleeps.
+    void followPower() {
+        if (m_running == m_power.isAwake()) return;
+        m_running = !m_running;
+        if (m_running) {
+            m_capture.start();
+            // A request is lost while the sender thread is not yet waiting for one, and nothing tells that.
+            std::this_thread::sleep_for(100ms);
+        } else {
+            m_capture.stop();
+        }
+    }
+
+    static PictureData anySize(Dice& dice) {
+        static constexpr std::array<std::array<unsigned, 2>, 5> sizes{
+            {{224, 224}, {160, 90}, {64, 64}, {320, 156}, {90, 400}}};
+        PictureData picture;
+        initPictureData(picture);
+        const auto& size =
+            sizes[static_cast<std::size_t>(dice.between(0, static_cast<int>(sizes.size()) - 1))];
+        picture.width = size[0];
+        picture.height = size[1];
+        return picture;
+    }
+
+    static bool isComplete(const PictureData& picture) {
+        return picture.data != nullptr && picture.width > 0 && picture.height > 0;
+    }
+
+    static void onFrame(bool success, PictureData* picture, void* self) {
+        static_cast<Pictures*>(self)->m_told.tell(success && isComplete(*picture));
+    }
+
+    const Power& m_power;
+    bool m_running = false;
+    Awaited<bool> m_told;
+    PictureCapture m_capture;  // last, so that it goes first: its callback uses the others
+};
+
+// The picture settings. One change of a setting at a time: two would pull it to and fro.
+class Settings {
+  public:
+    std::optional<bool> change(Dice& dice) {
+        Stepped& setting = m_stepped[static_cast<std::size_t>(dice.between(0, STEPPED - 1))];
+        if (Clock::now() < setting.restsUntil) return std::nullopt;
+        const int before = (m_television.*setting.get)();
+        if (before < 0) return false;
+        const int target = std::clamp(before + dice.between(-20, 20), 0, setting.highest);
+        if ((m_television.*setting.set)(target) != 0) return false;
+        for (const auto limit = Clock::now() + ANSWER_LIMIT; Clock::now() < limit;) {
+            if ((m_television.*setting.get)() == target) {
+                // Its worker ends when it has heard of the last step, too.
+                std::this_thread::sleep_for(200ms);
+                return true;
+            }
+            std::this_thread::sleep_for(20ms);
+        }
+        setting.restsUntil = Clock::now() + WORKER_LIMIT;
+        return false;
+    }
+
+    bool tune(Dice& dice) {
+        std::vector<int> wanted{dice.between(0, 6), dice.between(-50, 50), dice.between(-50, 50),
+                                dice.between(-50, 50)};
+        if (m_television.setVideoColorTunerFamily(wanted) != 0) return false;
+        std::vector<int> found{wanted[0], 0, 0, 0};
+        return m_television.getVideoColorTunerFamily(found) == 0 && found == wanted;
+    }
+
+    bool writePQ(Dice& dice) {
+        std::vector<int> parameters(34);
+        std::generate(parameters.begin(), parameters.end(), [&] { return dice.between(0, 20); });
+        return m_television.setVideoPQParameters(parameters) == 0;
+    }
+
+  private:
+    struct Stepped {
+        int (SystemSetting::*get)();
+        int (SystemSetting::*set)(int);
+        int highest;
+        Clock::time_point restsUntil{};
+    };
+    static constexpr int STEPPED = 6;
+
+    using S = SystemSetting;
+    SystemSetting m_television;
+    std::array<Stepped, STEPPED> m_stepped{{{&S::getVideoBrightness, &S::setVideoBrightness, 100},
+                                            {&S::getVideoContrast, &S::setVideoContrast, 100},
+                                            {&S::getVideoSaturation, &S::setVideoSaturation, 100},
+                                            {&S::getVideoSharpness, &S::setVideoSharpness, 100},
+                                            {&S::getVideoMEMC, &S::setVideoMEMC, 5},
+                                            {&S::getVideoNR, &S::setVideoNR, 4}}};
+};
+
+bool readState(SystemInfo& info) {
+    info.getAIPQSwitchAvailable();
+    info.getAIPQSwitchState();
+    info.getAIPQAvailable();
+    info.getPlayerState();
+    info.getMediaStreamEncrypted();
+    info.getTvStreamEncrypted();
+    info.getVideoInfoHDRType();
+    info.getVideoGameMode();
+    return info.getAIPQSupported() && info.getSourceType() != SOURCE_TYPE_UNKNOWN;
+}
+
+class Follower final : public ValueHandler {
+  public:
+    void onNewValue(const ValueObject& value) override { heard.tell(static_cast<int>(value)); }
+    Awaited<int> heard;
+};
+
+// Writes a value, hears of it, and reads one of each type.
+bool useValues(Dice& dice) {
+    const auto follower = std::make_shared<Follower>();
+    Integer gameMode(GAME_MODE, follower);
+    const int value = dice.between(1000, 1'000'000);
+    if (gameMode.connect(1000) != 0 || gameMode.setValue(value) != 0) return false;
+    const bool heard = follower->heard.waitUntil([&](int told) { return told == value; });
+    std::string text;
+    std::vector<std::string> texts;
+    std::vector<int> numbers;
+    return heard && String(HDR_TYPE).getValue(text) == 0 && Strings(PLAY_ATTRIBUTES).getValue(texts) == 0 &&
+           Integers(PQ_SETTING).getValue(numbers) == 0;
+}
+
+class Rows final : public IteratorHandler {
+  public:
+    void onIteratorReady(int count) override { ready.tell(count); }
+    void onReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) override {
+        read.tell(static_cast<int>(rows.size()));
+    }
+    void onCommit(int) override {}
+    void onTotalCount(int) override {}
+    void onSeekToRow(int) override {}
+    void onSeekToContent(int) override {}
+    void onCursorPosition(int) override {}
+    void onReadRow(const std::vector<std::string>&) override {}
+    void onUpdate(int) override {}
+
+    Awaited<int> ready;
+    Awaited<int> read;
+};
+
+bool readList(Dice& dice) {
+    const auto rows = std::make_shared<Rows>();
+    IteratorAccess list(CHANNEL_LIST, rows, {0, 10}, {}, {0, 1, 2}, {{1, dice.toss()}});
+    if (list.create() != 0 || list.getIterator() == nullptr) return false;
+    const bool read = rows->ready.waitUntil(anything) && list.getIterator()->readRowChunk(10) == 0 &&
+                      rows->read.waitUntil([](int count) { return count > 0; });
+    // Half of them are ended by their accessor.
+    if (dice.toss()) list.destroy();
+    return read;
+}
+
+class Answers final : public ActionHandler {
+  public:
+    void onActionResult(int, const ValueObject&) override { result.tell(0); }
+    void onActionFailed(int, int error) override { result.tell(error); }
+    Awaited<int> result;
+};
+
+bool invokeAction(Dice&) {
+    const auto answers = std::make_shared<Answers>();
+    ActionAccess action(SWITCH_ACTION, answers);
+    unsigned id = 0;
+    return action.connect(1000) == 0 &&
+           action.invoke(id, {{0, 0, "soak"}, {0, 1, "3"}, {0, 2, "soak"}, {0, 3, "4"}}) == 0 &&
+           answers->result.waitUntil([](int error) { return error == 0; });
+}
+
+// One of each, used for a moment.
+bool makeFacades(Dice&) {
+    SystemInfo info;
+    info.registerCallBackSourceType([](SourceType, void*) {}, nullptr);
+    info.registerCallBackAIPQ([](AIPQMode, bool, void*) {}, nullptr);
+    info.registerCallBackVideoInfoHDRType([](VideoInfoHDRType, void*) {}, nullptr);
+    SystemSetting setting;
+    const SystemState state("soak-guest");
+    const PictureCapture capture;
+    return readState(info) && setting.getVideoBrightness() >= 0;
+}
+
+bool changeChannel(Dice& dice) {
+    static constexpr std::array<const char*, 5> uris{"dvb://1.1051.28006", "dvb://1.1051.28007",
+                                                     "dvb://1.1079.28205", "dvb://1.1079.28206",
+                                                     "dvb://1.1101.28721"};
+    SourceSwitchAccess& television = *SourceSwitchAccessImpl::GetInstance();
+    switch (dice.between(0, 3)) {
+        case 0:
+            return television.setChannelNext();
+        case 1:
+            return television.setChannelPrev();
+        case 2:
+            return television.setChannelByUUIDs("c0000002", "f0000001", dice.toss());
+        default:
+            return television.setChannelByURI(uris[static_cast<std::size_t>(dice.between(0, 4))],
+                                              dice.toss());
+    }
+}
+
+bool changePlayback(Dice& dice) {
+    SourceSwitchAccess& television = *SourceSwitchAccessImpl::GetInstance();
+    const bool paused = dice.toss() ? television.pauseVideo() : television.pauseAV();
+    const bool resumed = dice.toss() ? television.resumeVideo() : television.resumePSIAV();
+    return paused && resumed && television.setQuietFlag(dice.between(0, 1)) == 0;
+}
+
+bool takeResources(Dice&) {
+    SourceSwitchAccess& television = *SourceSwitchAccessImpl::GetInstance();
+    return television.requestResourceFromSystem(SourceSwitchAccess::RESOURCE_AV) &&
+           television.releaseResourceToSystem(SourceSwitchAccess::RESOURCE_AV);
+}
+
+// A thread of the service with the deeds that it does, one after the other.
+class Doer {
+  public:
+    Doer(unsigned seed, int longestPauseMs) : m_dice(seed), m_longestPauseMs(longestPauseMs) {}
+
+    void add(const char* name, std::function<std::optional<bool>(Dice&)> perform) {
+        m_deeds.emplace_back(name, std::move(perform));
+    }
+    void start() {
+        m_thread = std::thread([this] { run(); });
+    }
+    // The names of the deeds that cannot be done any more.
+    std::string finish() {
+        m_ending = true;
+        m_thread.join();
+        return m_missing;
+    }
+    std::list<Deed>& deeds() { return m_deeds; }
+
+  private:
+    void run() {
+        while (!m_ending) {
+            auto deed = m_deeds.begin();
+            std::advance(deed, m_dice.between(0, static_cast<int>(m_deeds.size()) - 1));
+            pauseAfter(deed->attempt(m_dice));
+        }
+        for (Deed& deed : m_deeds)
+            if (!succeeds(deed)) m_missing += ' ' + deed.name;
+    }
+
+    bool succeeds(Deed& deed) {
+        for (const auto limit = Clock::now() + LAST_LIMIT; Clock::now() < limit;) {
+            const std::optional<bool> result = deed.attempt(m_dice);
+            if (result.value_or(false)) return true;
+            pauseAfter(result);
+        }
+        return false;
+    }
+
+    // Longer if the television does not seem to be there.
+    void pauseAfter(std::optional<bool> result) {
+        const int longest = result.value_or(true) ? m_longestPauseMs : 500;
+        std::this_thread::sleep_for(std::chrono::milliseconds(m_dice.between(1, longest)));
+    }
+
+    Dice m_dice;
+    const int m_longestPauseMs;
+    std::list<Deed> m_deeds;
+    std::atomic<bool> m_ending{false};
+    std::string m_missing;
+    std::thread m_thread;
+};
+
+// What the verdict must notice.
+void leak() {
+    constexpr std::size_t SIZE = 256 * 1024;
+    static std::vector<void*> lost;
+    for (int i = 0; i < 3; ++i) {
+        lost.push_back(std::memset(std::malloc(SIZE), 1, SIZE));
+        static_cast<void>(!::dup(STDIN_FILENO));
+        std::thread([] {
+            for (;;) ::pause();
+        }).detach();
+    }
+}
+
+// Whether the line is there within the time, or nobody is there to write it.
+bool isToldToFinish(std::chrono::milliseconds limit) {
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    return ::poll(&input, 1, static_cast<int>(limit.count())) > 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::vector<std::string> words(argv + 1, argv + argc);
+    const auto given = [&](const char* option) {
+        return std::find(words.begin(), words.end(), option) != words.end();
+    };
+    if (words.empty()) {
+        std::cerr << "usage: soak_service SEED [--without-pictures] [--leak]\n";
+        return 2;
+    }
+    const unsigned seed = static_cast<unsigned>(std::strtoul(words[0].c_str(), nullptr, 10));
+
+    Power power;
+    SystemInfo info;
+    // Never destroyed: a worker that still waits for the television uses it, and nothing can wait for that.
+    Settings& settings = *new Settings;
+    SourceSwitchAccessImpl::GetInstance();
+    Pictures pictures(power);
+
+    std::list<Doer> doers;
+    Doer& housekeeper = doers.emplace_back(seed, 60);
+    housekeeper.add("state", [&](Dice&) { return readState(info); });
+    housekeeper.add("tuner", [&](Dice& dice) { return settings.tune(dice); });
+    housekeeper.add("pq", [&](Dice& dice) { return settings.writePQ(dice); });
+    housekeeper.add("values", useValues);
+    housekeeper.add("list", readList);
+    housekeeper.add("action", invokeAction);
+    housekeeper.add("facades", makeFacades);
+    doers.emplace_back(seed + 1, 60).add("setting", [&](Dice& dice) { return settings.change(dice); });
+    Doer& zapper = doers.emplace_back(seed + 2, 200);
+    zapper.add("channel", changeChannel);
+    zapper.add("playback", changePlayback);
+    zapper.add("resources", takeResources);
+    if (!given("--without-pictures")) {
+        Doer& looker = doers.emplace_back(seed + 3, 200);
+        looker.add("capture", [&](Dice& dice) { return pictures.capture(dice, true); });
+        looker.add("callback", [&](Dice& dice) { return pictures.capture(dice, false); });
+    }
+    for (Doer& doer : doers) doer.start();
+
+    const auto print = [&] {
+        std::cout << power.deed.name << ' ' << power.deed.done << "/0";
+        for (Doer& doer : doers)
+            for (const Deed& deed : doer.deeds())
+                std::cout << ' ' << deed.name << ' ' << deed.done << '/' << deed.failed;
+        std::cout << std::endl;
+    };
+    while (!isToldToFinish(1s)) {
+        if (given("--leak")) leak();
+        print();
+    }
+    std::string missing;
+    for (Doer& doer : doers) missing += doer.finish();
+    print();
+    if (!missing.empty()) std::cerr << "soak_service: at the end there is no more" << missing << '\n';
+    return missing.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
+}
