@@ -38,6 +38,13 @@ def curves(samples, quantities):
     return found
 
 
+def thinned(points):
+    """As many as can be told apart, and of a level stretch the ends."""
+    points = points[::max(1, 2 * len(points) // PLOT)]
+    return [point for i, point in enumerate(points)
+            if i in (0, len(points) - 1) or not points[i - 1][1] == point[1] == points[i + 1][1]]
+
+
 def write(path, samples, kills, title, clock):
     """`kills`: (time, who). `clock` gives the television's time of day."""
     duration = max(sample.time for sample in samples)
@@ -63,8 +70,7 @@ def write(path, samples, kills, title, clock):
             out.append(line([(across(when), top if of_television else bottom - 8), (across(when), bottom)],
                             "#f0b0b0" if of_television else "#2ca02c"))
         for (process, _), points in shown.items():
-            step = max(1, len(points) // PLOT)
-            drawn = [(across(when), bottom - value * scale / highest * PANEL) for when, value in points[::step]]
+            drawn = [(across(when), bottom - value * scale / highest * PANEL) for when, value in thinned(points)]
             out.append(line(drawn, COLOURS[process]))
         top += PANEL + GAP
     hours = duration / 60

@@ -15,6 +15,7 @@ import tempfile
 import time
 from pathlib import Path
 
+sys.dont_write_bytecode = True  # in the source tree
 import plot
 import verdict
 from verdict import DAY_S, Sample

@@ -7,6 +7,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
+sys.dont_write_bytecode = True
 import verdict
 from verdict import DAY_S, Sample
 
@@ -51,6 +52,9 @@ class TheVerdict(unittest.TestCase):
     def test_notices_a_slow_leak_of_memory_under_much_that_comes_and_goes(self):
         dice = random.Random(1)
         self.assertTrue(grows(day(lambda time, age: 1000 + time * 4096 / DAY_S + dice.choice((0, 0, 2000)), "memory")))
+
+    def test_is_flat_for_what_warms_up_with_each_life(self):
+        self.assertFalse(grows(day(lambda time, age: 9 + min(age // 20, 3), "threads", life_length=200)))
 
     def test_notices_a_leak_of_what_is_killed_again_and_again(self):
         self.assertTrue(grows(day(lambda time, age: 5 + age // 10, "threads", life_length=200)))

@@ -3,15 +3,15 @@ from dataclasses import dataclass
 
 DAY_S = 24 * 60  # a television's day
 
-# In less than this, lives are so short that all of them warm up.
-SHORT_S = 5 * 60
-SHORT_NOISE = 3  # times as much
+# In less than this, a life never quite stops to warm up.
+SHORT_LIFE_S = 5 * 60
+SHORT_LIFE_NOISE = 3  # times as much
 
 # quantity: (what a run may seem to have grown by without it meaning anything, what a day may add)
 LIMITS = {
     "memory": (1024, 2048),  # KiB, anonymous
     "descriptors": (3, 4),
-    "threads": (4, 4),
+    "threads": (6, 4),
     "segments": (1, 1),
     "queues": (1, 1),
 }
@@ -72,8 +72,8 @@ def judge_one(process, quantity, lives, duration):
         return None
     slope = across / along
     noise, limit = LIMITS[quantity]
-    if duration < SHORT_S:
-        noise *= SHORT_NOISE
+    if sum(samples[-1].time - samples[0].time for samples in lives) < SHORT_LIFE_S * len(lives):
+        noise *= SHORT_LIFE_NOISE
     growth, per_day = slope * length, slope * DAY_S
     return Finding(process, quantity, points[0][1], points[-1][1], growth, per_day, growth > noise and per_day > limit)
 
@@ -87,7 +87,7 @@ def judge(samples, duration):
     for process, by_life in lives.items():
         quantities = next(iter(by_life.values()))[0].values
         for quantity in (quantity for quantity in LIMITS if quantity in quantities):
-            finding = judge_one(process, quantity, by_life.values(), duration)
+            finding = judge_one(process, quantity, list(by_life.values()), duration)
             if finding:
                 findings.append(finding)
             else:
