@@ -2,12 +2,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <mqueue.h>
-#include <signal.h>
-#include <sys/prctl.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -17,8 +13,10 @@
 
 #include "doctor.h"
 #include "doctor_results.h"
+#include "forked_pipeline.h"
 #include "television_test.h"
 #include "video/capture_block.h"
+#include "without_rights.h"
 
 using doctor::Result;
 using testing::HasSubstr;
@@ -54,16 +52,8 @@ void createSegment(std::size_t size, int rights = static_cast<int>(RIGHTS)) {
     ASSERT_NE(shmget(video::CAPTURE_BLOCK_KEY, size, IPC_CREAT | IPC_EXCL | rights), -1);
 }
 
-// Runs as a user without rights to what others own. The system's call changes the calling thread only, and
-// the threads that it starts.
 std::vector<Result> examineWithoutRights(const tests::Names& only) {
-    return std::async(std::launch::async,
-                      [&] {
-                          constexpr uid_t nobody = 65534;
-                          if (geteuid() == 0) syscall(SYS_setresuid, -1, nobody, -1);
-                          return examine(only);
-                      })
-        .get();
+    return tests::withoutRights([&] { return examine(only); });
 }
 
 class ADoctorOfFrames : public tests::TelevisionTest {
@@ -176,52 +166,18 @@ TEST_F(ADoctorOfFrames, FindsThatNoThreadCanBeCreated) {
     expectOnlyFailure(examineAll(), "frame", "the library did not create the request queue");
 }
 
-// A pipeline that answers in a way of its own; a process of its own, as a pipeline is: it may still fill the
-// block for one capture when the next one clears it.
-class OddPipeline {
-  public:
-    OddPipeline(std::uint32_t width, std::uint32_t height) : m_process(fork()) {
-        if (m_process == 0) serve(width, height);
-    }
-    OddPipeline(const OddPipeline&) = delete;
-    OddPipeline& operator=(const OddPipeline&) = delete;
-    ~OddPipeline() {
-        kill(m_process, SIGKILL);
-        waitpid(m_process, nullptr, 0);
-    }
-
-  private:
-    [[noreturn]] static void serve(std::uint32_t width, std::uint32_t height) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        for (;;) {
-            usleep(5000);
-            const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY | O_NONBLOCK);
-            char message[video::REQUEST_SIZE];
-            const bool requested = queue != -1 && mq_receive(queue, message, sizeof message, nullptr) > 0;
-            if (queue != -1) mq_close(queue);
-            if (!requested) continue;
-            void* const memory =
-                shmat(shmget(video::CAPTURE_BLOCK_KEY, sizeof(video::CaptureBlock), 0), nullptr, 0);
-            if (memory == reinterpret_cast<void*>(-1)) continue;
-            auto* const block = static_cast<video::CaptureBlock*>(memory);
-            std::memset(block->pixels, 77, sizeof block->pixels);
-            std::atomic_ref(block->width).store(width);
-            std::atomic_ref(block->height).store(height);
-            std::atomic_ref(block->state).store(video::FRAME_READY, std::memory_order_release);
-            shmdt(block);
-        }
-    }
-
-    pid_t m_process;
-};
+// Frames of one colour, of this size whatever was asked for.
+tests::ForkedPipeline::Answer grey(std::uint32_t width, std::uint32_t height) {
+    return [=](unsigned, video::CaptureBlock& block) { tests::fillFrame(block, width, height, 77); };
+}
 
 TEST_F(ADoctorOfFrames, FindsFramesOfAnotherSize) {
-    const OddPipeline pipeline(160, 90);
+    const tests::ForkedPipeline pipeline(grey(160, 90));
     expectOnlyFailure(examineAll(), "frame", "224 x 224 was asked for, 160 x 90 came");
 }
 
 TEST_F(ADoctorOfFrames, WarnsOfFramesOfOneColour) {
-    const OddPipeline pipeline(224, 224);
+    const tests::ForkedPipeline pipeline(grey(224, 224));
     const std::vector<Result> results = examineAll();
     expectAllPassed(results);
     EXPECT_THAT(results[3].advice, HasSubstr("All frames have one colour"));

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "doctor.h"
+#include "eventually.h"
 #include "simulated/television.h"
 
 namespace doctor {
@@ -31,13 +32,6 @@ using Names = std::vector<std::string>;
 inline std::vector<doctor::Result> examine(const Names& only, const std::atomic<bool>& stop = false) {
     doctor::Examination examination(doctor::select(doctor::allChecks(), {.only = only}));
     return examination.run(stop);
-}
-
-inline bool eventually(const std::function<bool()>& holds) {
-    for (const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30); !holds();
-         std::this_thread::sleep_for(std::chrono::milliseconds(1)))
-        if (std::chrono::steady_clock::now() > end) return false;
-    return true;
 }
 
 // This one failed and the finding says so; all others passed, or needed one that did not.

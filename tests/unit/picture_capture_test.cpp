@@ -15,19 +15,20 @@
 #include <optional>
 #include <thread>
 
-#include "asleep.h"
+#include "capture_test.h"
 #include "system_faults.h"
-#include "television_test.h"
-#include "video/capture_block.h"
 
 using korvale::ai::ColorMode;
 using korvale::ai::PictureData;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
+using tests::CAPTURE_REQUEST;
 using tests::ERROR;
 using tests::INFO;
 using tests::LogLine;
+using tests::Message;
+using tests::Peer;
 using tests::TRACE;
 using video::CaptureBlock;
 
@@ -35,73 +36,6 @@ namespace {
 
 constexpr char FILE_NAME[] = "picture_capture.cpp";
 constexpr char SOURCE_PATH[] = "source/platform_adaptation/src/picture_capture.cpp";
-
-using Message = std::array<char, video::REQUEST_SIZE>;
-
-const Message CAPTURE_REQUEST = [] {
-    Message message{};
-    std::memcpy(message.data(), "capture_video", 13);
-    return message;
-}();
-
-// The other side of the capture block and the queue, played by the test.
-class Peer {
-  public:
-    ~Peer() {
-        if (m_block != nullptr) shmdt(m_block);
-        removeAll();
-    }
-
-    static void removeAll() {
-        mq_unlink(video::REQUEST_QUEUE_NAME);
-        if (const int id = shmget(video::CAPTURE_BLOCK_KEY, 0, 0); id != -1) shmctl(id, IPC_RMID, nullptr);
-    }
-
-    CaptureBlock& block() {
-        if (m_block == nullptr) {
-            const int id = shmget(video::CAPTURE_BLOCK_KEY, sizeof(CaptureBlock), 0);
-            m_block = static_cast<CaptureBlock*>(shmat(id, nullptr, 0));
-        }
-        return *m_block;
-    }
-
-    std::uint32_t state() {
-        return std::atomic_ref<std::uint32_t>(block().state).load(std::memory_order_acquire);
-    }
-
-    void deliver(std::uint32_t width, std::uint32_t height, std::uint8_t fill) {
-        std::memset(block().pixels, fill, sizeof block().pixels);
-        std::atomic_ref<std::uint32_t>(block().width).store(width);
-        std::atomic_ref<std::uint32_t>(block().height).store(height);
-        std::atomic_ref<std::uint32_t>(block().state).store(video::FRAME_READY, std::memory_order_release);
-    }
-
-    // The next message on the queue; none if there is no queue, or nothing comes in time.
-    static std::optional<Message> receive(seconds limit = seconds(30)) {
-        const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY);
-        if (queue == -1) return std::nullopt;
-        timespec deadline{};
-        clock_gettime(CLOCK_REALTIME, &deadline);
-        deadline.tv_sec += static_cast<time_t>(limit.count());
-        Message message{};
-        const ssize_t length = mq_timedreceive(queue, message.data(), message.size(), nullptr, &deadline);
-        mq_close(queue);
-        if (length != static_cast<ssize_t>(message.size())) return std::nullopt;
-        return message;
-    }
-
-    static std::optional<mq_attr> queueAttributes() {
-        const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY);
-        if (queue == -1) return std::nullopt;
-        mq_attr attributes{};
-        mq_getattr(queue, &attributes);
-        mq_close(queue);
-        return attributes;
-    }
-
-  private:
-    CaptureBlock* m_block = nullptr;
-};
 
 struct Delivery {
     bool success;
@@ -140,37 +74,16 @@ class Client {
     std::shared_future<void> m_gate;
 };
 
-class PictureCaptureTest : public tests::TelevisionTest {
+class PictureCaptureTest : public tests::CaptureTest {
   protected:
-    PictureCaptureTest() { Peer::removeAll(); }
-
-    // Starts and waits until every thread waits for requests: a signal sent earlier would be lost.
-    void start() {
-        const std::size_t threads = television.threads().created().size();
-        capture.start();
-        ready(television.threads().created().size() - threads);
-    }
-
-    void ready(std::size_t threads) {
-        ASSERT_TRUE(log.waitFor("create thread to send message queue."));
-        awaitSleep("create thread to send message queue.\n");
-        if (threads < 2) return;
-        ASSERT_TRUE(log.waitFor("create thread check caputre."));
-        awaitSleep("create thread check caputre.\n");
-    }
-
-    void awaitSleep(const std::string& firstLineOfThread) {
-        ASSERT_TRUE(tests::waitUntilAsleep(log.withMessage(firstLineOfThread).back().thread));
-    }
+    // Stopping calls back once more.
+    ~PictureCaptureTest() override { capture.stop(); }
 
     std::size_t logged(unsigned level, const char* function, const std::string& message) const {
         return log.count(LogLine{level, FILE_NAME, function, message});
     }
 
-    Peer peer;
     Client client;
-    PictureCapture capture;
-    PictureData picture{nullptr, 224, 224, korvale::ai::COLOR_MODE_RGB, 0};
 };
 
 class TheCaptureBlock : public PictureCaptureTest {};

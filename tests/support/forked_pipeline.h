@@ -1,0 +1,72 @@
+// A video pipeline that answers in a way of its own.
+#ifndef TESTS_FORKED_PIPELINE_H
+#define TESTS_FORKED_PIPELINE_H
+
+#include <fcntl.h>
+#include <mqueue.h>
+#include <sys/prctl.h>
+#include <sys/shm.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstring>
+#include <functional>
+
+#include "video/capture_block.h"
+
+namespace tests {
+
+// Tells that the frame in the block is ready: one colour, of this size.
+inline void fillFrame(video::CaptureBlock& block, std::uint32_t width, std::uint32_t height,
+                      std::uint8_t colour) {
+    std::memset(block.pixels, colour, sizeof block.pixels);
+    std::atomic_ref(block.width).store(width);
+    std::atomic_ref(block.height).store(height);
+    std::atomic_ref(block.state).store(video::FRAME_READY, std::memory_order_release);
+}
+
+// A process of its own, as a pipeline is: it may still fill the block for one capture when the next one
+// clears it. To be used by the test's main thread.
+class ForkedPipeline {
+  public:
+    // Called in the other process with each message of a request's size, counted from 1: it sees the test as
+    // it was when this was made, and must not allocate.
+    using Answer = std::function<void(unsigned number, video::CaptureBlock& block)>;
+
+    explicit ForkedPipeline(const Answer& answer) : m_process(fork()) {
+        if (m_process == 0) serve(answer);
+    }
+    ForkedPipeline(const ForkedPipeline&) = delete;
+    ForkedPipeline& operator=(const ForkedPipeline&) = delete;
+    ~ForkedPipeline() {
+        kill(m_process, SIGKILL);
+        waitpid(m_process, nullptr, 0);
+    }
+
+  private:
+    [[noreturn]] static void serve(const Answer& answer) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        for (unsigned number = 0;;) {
+            usleep(5000);
+            const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY | O_NONBLOCK);
+            char message[video::REQUEST_SIZE];
+            const bool requested = queue != -1 && mq_receive(queue, message, sizeof message, nullptr) > 0;
+            if (queue != -1) mq_close(queue);
+            if (!requested) continue;
+            ++number;
+            void* const memory =
+                shmat(shmget(video::CAPTURE_BLOCK_KEY, sizeof(video::CaptureBlock), 0), nullptr, 0);
+            if (memory == reinterpret_cast<void*>(-1)) continue;
+            answer(number, *static_cast<video::CaptureBlock*>(memory));
+            shmdt(memory);
+        }
+    }
+
+    const pid_t m_process;
+};
+
+}  // namespace tests
+
+#endif

@@ -1,0 +1,26 @@
+#ifndef TESTS_WITHOUT_RIGHTS_H
+#define TESTS_WITHOUT_RIGHTS_H
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <future>
+
+namespace tests {
+
+// Calls a function as a user without rights to what others own. The system's call changes the calling thread
+// only, and the threads that it starts.
+template <typename Function>
+auto withoutRights(Function function) {
+    return std::async(std::launch::async,
+                      [&] {
+                          constexpr uid_t nobody = 65534;
+                          if (geteuid() == 0) syscall(SYS_setresuid, -1, nobody, -1);
+                          return function();
+                      })
+        .get();
+}
+
+}  // namespace tests
+
+#endif
