@@ -1,0 +1,203 @@
+// The death of the television, which is a process of its own here, under a client that uses it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <future>
+#include <memory>
+#include <string>
+
+#include "eventually.h"
+#include "fault_table.h"
+#include "platform_adaptation/system_access/source_switch_access_impl.h"
+#include "platform_adaptation/system_info.h"
+#include "platform_adaptation/system_setting.h"
+#include "remote_test.h"
+
+using namespace std::chrono_literals;
+using tests::BRIGHTNESS;
+using tests::CHANNELS;
+using tests::eventually;
+using tests::HDR_TYPE;
+using tests::Integer;
+using tests::IteratorRecorder;
+using tests::Service;
+using tests::String;
+using tests::SWITCH_ACTION;
+using tests::ValueRecorder;
+
+namespace {
+
+class DeathTest : public tests::RemoteTest {
+  protected:
+    void SetUp() override {
+        simulated::Television::instance().debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::INFO);
+        switchOn();
+    }
+
+    // The client has noticed when nothing is read any more.
+    void die() {
+        String probe(HDR_TYPE);
+        std::string text;
+        EXPECT_EQ(probe.getValue(text), 0);
+        television.kill();
+        EXPECT_TRUE(eventually([&] { return probe.getValue(text) != 0; }));
+    }
+
+    std::unique_ptr<IteratorAccess> open() {
+        auto iterator = std::make_unique<IteratorAccess>(
+            CHANNELS, rows, lomodelapi::IteratorType{1, 3}, std::vector<lomodelapi::TableSelection>(),
+            std::vector<int>{0, 1}, std::vector<lomodelapi::TableOrder>());
+        EXPECT_EQ(iterator->create(), 0);
+        EXPECT_TRUE(rows->heard.waitForBeginning("ready"));
+        return iterator;
+    }
+
+    const std::shared_ptr<IteratorRecorder> rows = std::make_shared<IteratorRecorder>();
+};
+
+class TheProcessFramework : public DeathTest {};
+class TheSubscription : public DeathTest {};
+class TheTypeQuery : public DeathTest {};
+class TheRead : public DeathTest {};
+class TheWrite : public DeathTest {};
+class TheNotification : public DeathTest {};
+class TheAction : public DeathTest {};
+class TheTable : public DeathTest {};
+class TheIterator : public DeathTest {};
+class TheApplicationManager : public DeathTest {};
+
+FAULT(TheProcessFramework, Dies,
+      "the root stays, so that accessors may be destroyed and connected; what is asked of it fails") {
+    die();
+    EXPECT_NE(ValueAccessBase::getRootInterface(), nullptr);
+    EXPECT_EQ(Integer(BRIGHTNESS).connect(0), 5);
+    switchOn();
+    EXPECT_EQ(Integer(BRIGHTNESS).connect(0), 0);
+}
+
+FAULT(TheSubscription, Dies,
+      "`connect()` gives 5 when its time is up, or 0 if the television is back by then; error line `Failed "
+      "7`") {
+    die();
+    Integer access(BRIGHTNESS);
+    EXPECT_EQ(access.connect(0), 5);
+    EXPECT_EQ(log.withMessage("Failed 7\n").size(), 1U);
+    auto connecting = std::async(std::launch::async, [&] { return access.connect(60000); });
+    switchOn();
+    EXPECT_EQ(connecting.get(), 0);
+}
+
+FAULT(TheTypeQuery, Dies, "`getType()` gives 0, of an accessor that is connected, too") {
+    Integer access(BRIGHTNESS);
+    ASSERT_EQ(access.connect(0), 0);
+    die();
+    EXPECT_EQ(access.getType(), lomodelapi::OBJECT_TYPE_NONE);
+    switchOn();
+    EXPECT_EQ(access.getType(), lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER);
+    int value = 0;
+    EXPECT_EQ(access.getValue(value), 0);
+    EXPECT_EQ(value, 50);
+}
+
+FAULT(TheRead, Dies,
+      "reads give a status other than 0, the output is as it was; getters give -1, false or unknown") {
+    SystemInfo info;
+    SystemSetting setting;
+    String access(HDR_TYPE);
+    ASSERT_EQ(access.connect(0), 0);
+    die();
+    std::string text = "as it was";
+    EXPECT_NE(access.getValue(text), 0);
+    EXPECT_EQ(text, "as it was");
+    EXPECT_EQ(info.getVideoInfoHDRType(), VIDEO_INFO_HDR_TYPE_UNKNOWN);
+    EXPECT_FALSE(info.getAIPQSupported());
+    EXPECT_EQ(setting.getVideoBrightness(), -1);
+    switchOn();
+    EXPECT_EQ(access.getValue(text), 0);
+    EXPECT_EQ(info.getVideoInfoHDRType(), VIDEO_INFO_HDR_TYPE_SDR);
+    EXPECT_EQ(setting.getVideoBrightness(), 50);
+}
+
+FAULT(TheWrite, Dies,
+      "writes give a status other than 0; a set starts, and its worker ends with the error line `get video "
+      "brightness failed.`") {
+    SystemSetting setting;
+    Integer access(BRIGHTNESS);
+    ASSERT_EQ(access.connect(0), 0);
+    die();
+    EXPECT_NE(access.setValue(60), 0);
+    log.clear();
+    EXPECT_EQ(setting.setVideoBrightness(60), 0);
+    // Of the getter, and of the worker after it.
+    EXPECT_TRUE(log.waitFor("get video brightness failed.", 2));
+    switchOn();
+    EXPECT_EQ(access.setValue(60), 0);
+    EXPECT_EQ(television.get<std::int32_t>(BRIGHTNESS), 60);
+    EXPECT_EQ(setting.setVideoBrightness(60), 0);
+    EXPECT_TRUE(log.waitFor("set video brightness successed."));
+}
+
+FAULT(TheNotification, Dies,
+      "no callback meanwhile; the subscription comes back with the television, without the client's doing") {
+    const auto recorder = std::make_shared<ValueRecorder>();
+    Integer access(BRIGHTNESS, recorder);
+    ASSERT_EQ(access.connect(0), 0);
+    die();
+    switchOn();
+    EXPECT_EQ(television.subscribers(BRIGHTNESS), 1U);
+    EXPECT_EQ(recorder->heard.count(), 0U);
+    television.set(BRIGHTNESS, std::int32_t{60});
+    EXPECT_TRUE(recorder->heard.waitFor("60"));
+}
+
+FAULT(
+    TheAction, Dies,
+    "a request that waits returns false, and so does the next; when the television is back, requests work") {
+    SourceSwitchAccessImpl access;
+    ASSERT_TRUE(access.setChannelNext());
+    television.setFault(SWITCH_ACTION, "key.never_answer", 1);
+    auto waiting = std::async(std::launch::async, [&] { return access.setChannelNext(); });
+    EXPECT_TRUE(log.waitFor("waiting result ...  001", 2));
+    die();
+    EXPECT_FALSE(waiting.get());
+    EXPECT_FALSE(access.setChannelPrev());
+    switchOn();
+    EXPECT_TRUE(access.setChannelNext());
+}
+
+FAULT(TheTable, Dies, "`create()` gives 4 after a second; when the television is back, it gives 0") {
+    IteratorAccess iterator(CHANNELS, rows, {0, 3}, {}, {0}, {});
+    die();
+    EXPECT_EQ(iterator.create(), 4);
+    switchOn();
+    EXPECT_EQ(iterator.create(), 0);
+    EXPECT_TRUE(rows->heard.waitForBeginning("ready"));
+}
+
+FAULT(TheIterator, Dies,
+      "requests give a status other than 0, and nothing is heard; the iterator comes back with the "
+      "television, at its first row") {
+    const auto iterator = open();
+    die();
+    rows->heard.forget();
+    EXPECT_NE(iterator->getIterator()->readRow(), 0);
+    EXPECT_EQ(rows->heard.count(), 0U);
+    switchOn();
+    EXPECT_TRUE(rows->heard.waitForBeginning("ready"));
+    EXPECT_EQ(iterator->getIterator()->readRow(), 0);
+    EXPECT_TRUE(rows->heard.waitFor("row |1|First"));
+}
+
+FAULT(TheApplicationManager, Dies,
+      "no news meanwhile, `registerApp()` of a new service is false; the registration comes back with the "
+      "television") {
+    Service service("aipq");
+    die();
+    EXPECT_FALSE(SystemState("another").registerApp());
+    switchOn();
+    EXPECT_TRUE(eventually([&] { return television.applications() == std::vector<std::string>{"aipq"}; }));
+    television.tell("aipq", "running");
+    EXPECT_TRUE(service.heard.waitFor("1"));
+}
+
+}  // namespace
