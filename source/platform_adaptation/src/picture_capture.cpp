@@ -115,8 +115,12 @@ bool PictureCapture::initShareMemory() {
         return false;
     }
     LOG_INFO("init share memory.\n");
-    std::memset(address, 0, sizeof *block);
-    block->totalSize = sizeof *block;
+    // The block is known already: a request of another thread may write its words at the same time.
+    for (std::uint32_t* const word :
+         {&block->totalSize, &block->state, &block->width, &block->height, &block->colorMode, &block->option})
+        storeShared(*word, std::uint32_t{0});
+    std::memset(block->pixels, 0, sizeof block->pixels);
+    storeShared(block->totalSize, static_cast<std::uint32_t>(sizeof *block));
     return true;
 }
 
