@@ -1,5 +1,6 @@
 // The library in this process, and the television in another one.
 #include <gmock/gmock.h>
+#include <malloc.h>
 
 #include <atomic>
 #include <chrono>
@@ -412,6 +413,24 @@ TEST_F(ATelevisionProcess, AnswersManyRequestsAtOnce) {
             return done;
         }));
     for (auto& thread : threads) EXPECT_EQ(thread.get(), 25);
+}
+
+// A service that calls for months must not keep something of every call, also if the answer is there before the
+// caller has gone on.
+TEST_F(ATelevisionProcess, LeavesNothingOfACallThatHasEnded) {
+    Integer brightness(BRIGHTNESS);
+    const auto allocatedAfterReads = [&](int reads) {
+        int value = 0;
+        for (int read = 0; read < reads; ++read) {
+            EXPECT_EQ(brightness.getValue(value), 0);
+            std::this_thread::yield();
+        }
+        return mallinfo2().uordblks;
+    };
+    // The first ones fill what grows once.
+    const std::size_t before = allocatedAfterReads(500);
+    const std::size_t after = allocatedAfterReads(4000);
+    EXPECT_LT(after, before + 32 * 1024);
 }
 
 TEST_F(ATelevisionProcess, RefusesLookUpsIfItSaysSo) {

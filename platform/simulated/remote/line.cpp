@@ -103,8 +103,12 @@ void Line::serve() {
 
 void Line::forgetEndedCalls() {
     std::vector<sdbus::PendingAsyncCall> ended;
-    const std::lock_guard lock(m_mutex);
-    ended.swap(m_ended);
+    {
+        const std::lock_guard lock(m_mutex);
+        ended.swap(m_ended);
+    }
+    // sdbus-c++ 1.2 keeps a call for ever whose answer was handled before its caller had put the call down.
+    for (sdbus::PendingAsyncCall& call : ended) call.cancel();
 }
 
 }  // namespace remote
