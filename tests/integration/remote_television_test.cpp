@@ -415,8 +415,8 @@ TEST_F(ATelevisionProcess, AnswersManyRequestsAtOnce) {
     for (auto& thread : threads) EXPECT_EQ(thread.get(), 25);
 }
 
-// A service that calls for months must not keep something of every call, also if the answer is there before the
-// caller has gone on.
+// A service that calls for months must not keep something of every call, also if the answer is there before
+// the caller has gone on.
 TEST_F(ATelevisionProcess, LeavesNothingOfACallThatHasEnded) {
     Integer brightness(BRIGHTNESS);
     const auto allocatedAfterReads = [&](int reads) {

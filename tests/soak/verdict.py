@@ -47,10 +47,10 @@ def floors(samples, quantity, window):
 
 
 def settled(lives):
-    """The samples of each life without its first quarter, in which it warms up."""
+    """The samples of each life without its first half, in which it warms up."""
     for samples in lives:
         begin, end = samples[0].time, samples[-1].time
-        rest = [sample for sample in samples if sample.time >= begin + (end - begin) / 4]
+        rest = [sample for sample in samples if sample.time >= begin + (end - begin) / 2]
         if rest:
             yield rest
 
