@@ -374,12 +374,16 @@ class Run:
                 if process and process.poll() is None:
                     process.kill()
                     process.wait()
-        return self.report()
+        status = self.report() if self.samples else self.say_verdict()
+        shutil.rmtree(self.folder, ignore_errors=True)
+        return status
 
     # At the end
 
     def report(self):
         self.output.mkdir(parents=True, exist_ok=True)
+        for log in self.folder.glob("*.log"):
+            shutil.copy(log, self.output)
         self.write_csv()
         title = f"{clock(0)} to {clock(self.duration)} in {self.duration / 60:.3g} minutes, seed {self.options.seed}"
         plot.write(self.output / "soak.svg", self.samples, self.kills, title, clock)
@@ -398,14 +402,13 @@ class Run:
                   f"{finding.per_day:+10.1f}{limit:8}{'  GROWING' if finding.growing else ''}")
         self.problems += [f"{finding.process}: {finding.quantity} growing" for finding in findings if finding.growing]
         self.problems += [f"{what} not judged: it never lived long enough" for what in untold]
-        print(f"{self.output}/soak.csv and soak.svg show the run.")
+        print(f"{self.output}/soak.csv and soak.svg show the run, the logs there what was said.")
+        return self.say_verdict()
+
+    def say_verdict(self):
         for problem in self.problems:
             print(f"  {problem}")
         print("Verdict: " + ("NOT GOOD" if self.problems else "flat"))
-        if not self.problems:
-            shutil.rmtree(self.folder, ignore_errors=True)
-        else:
-            print(f"Logs are in {self.folder}")
         return 1 if self.problems else 0
 
     def write_csv(self):
