@@ -9,7 +9,8 @@ namespace pipeline {
 std::string oneLine(std::string_view text) {
     std::string line(text);
     std::replace_if(
-        line.begin(), line.end(), [](char c) { return (c >= 0 && c < ' ') || c == '\x7f'; }, ' ');
+        line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; },
+        ' ');
     return line;
 }
 
