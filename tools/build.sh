@@ -31,6 +31,9 @@ TEST_PACKAGES=(
     abigail-tools python3       # the ABI, the footprint and the documentation
 )
 
+# What tools/coverage needs besides.
+COVERAGE_PACKAGES=(gcovr)
+
 install_packages() {
     local package missing=()
     for package in "$@"; do

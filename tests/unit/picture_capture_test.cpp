@@ -553,6 +553,17 @@ TEST_F(TheCallback, ThatIsSwitchedOffLaterIsLogged) {
     EXPECT_EQ(log.withMessage("state: 1, timeSum: 0.\n").size(), 0U);
 }
 
+TEST_F(TheCallback, ThatIsSwitchedOffDuringTheWaitIsNotCalled) {
+    capture.registerCallBack(Client::callBack, &client);
+    start();
+    capture.getPicture(false, nullptr);
+    ASSERT_TRUE(log.waitFor("state: 1, timeSum: 0."));
+    capture.registerCallBack(nullptr, nullptr);
+    peer.deliver(1, 1, 1);
+    capture.stop();
+    EXPECT_TRUE(client.deliveries().empty());
+}
+
 TEST_F(TheCallback, CanBeReplacedWithItsDatumWhileRunning) {
     Client other;
     capture.registerCallBack(Client::callBack, &client);

@@ -376,6 +376,16 @@ TEST_F(ASourceSwitch, GivesItsConnectionWhateverTheNameAndState) {
     EXPECT_THAT(invocations(), IsEmpty());
 }
 
+TEST_F(ASourceSwitch, ConnectedByTwoThreadsAtOnceKeepsOneConnection) {
+    // Both have found none before the television lets either connect.
+    setFault([](KeyFaults& faults) { faults.answerDelay = 300ms; });
+    auto other = std::async(std::launch::async, [this] { return access.connectToValue(ACTION); });
+    ActionAccess* const own = access.connectToValue(ACTION);
+    EXPECT_NE(own, nullptr);
+    EXPECT_EQ(other.get(), own);
+    EXPECT_EQ(model.subscribers(ACTION), 1U);
+}
+
 TEST_F(ASourceSwitch, DoesNotConnectToAPlainValueAndForgetsTheAttempt) {
     log.clear();
     EXPECT_EQ(access.connectToValue(BRIGHTNESS), nullptr);
@@ -956,6 +966,18 @@ TEST_F(ASystemFault, InTheBroadcastDoesNotEndTheModelsThread) {
     ASSERT_TRUE(model.settle());
     model.answer(ACTION, id + 1, {});  // wakes it
     EXPECT_EQ(request.result(), true);
+}
+
+TEST_F(ASystemFault, InTheBroadcastOfAFailureDoesNotEndTheModelsThread) {
+    setFault([](KeyFaults& faults) { faults.neverAnswer = true; });
+    BackgroundRequest request = inBackground([this] { return access.setChannelNext(); });
+    ASSERT_TRUE(log.waitFor("waiting result ...  001   actionid: "));
+    const unsigned id = invocations().front().id;
+    watched.failNext(ThreadCall::COND_BROADCAST, EINVAL);
+    model.answer(ACTION, id, {44, {}});
+    ASSERT_TRUE(model.settle());
+    model.answer(ACTION, id + 1, {});  // wakes it
+    EXPECT_EQ(request.result(), false);
 }
 
 TEST_F(ASystemFault, InTheWaitReachesTheWaiterOnly) {
