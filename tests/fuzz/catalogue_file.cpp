@@ -10,13 +10,6 @@ using namespace lomodelapi;
 
 namespace {
 
-bool hasPlace(const std::string& message) {
-    unsigned line = 0;
-    unsigned column = 0;
-    char blank = 0;
-    return std::sscanf(message.c_str(), "fuzz:%u:%u:%c", &line, &column, &blank) == 3 && blank == ' ';
-}
-
 bool isOfItsType(const simulated::KeyDefinition& key) {
     switch (key.type) {
         case OBJECT_TYPE_NUMERIC_INTEGER:
@@ -47,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         keys = simulated::parseCatalogue(input.rest(), "fuzz");
     } catch (const std::runtime_error& error) {
-        FUZZ_CHECK(hasPlace(error.what()));
+        FUZZ_CHECK(fuzzing::hasPlace(error.what()));
         return 0;
     }
     std::set<std::string> names;

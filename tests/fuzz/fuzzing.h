@@ -87,6 +87,14 @@ inline Reading readNumber(const std::string& text, std::int64_t lowest, std::int
     return Reading::NUMBER;
 }
 
+// A complaint about a file that was called "fuzz": fuzz:LINE:COLUMN: what is wrong.
+inline bool hasPlace(const std::string& complaint) {
+    unsigned line = 0;
+    unsigned column = 0;
+    char blank = 0;
+    return std::sscanf(complaint.c_str(), "fuzz:%u:%u:%c", &line, &column, &blank) == 3 && blank == ' ';
+}
+
 }  // namespace fuzzing
 
 #endif

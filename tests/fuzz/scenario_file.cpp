@@ -15,13 +15,6 @@ const std::vector<simulated::KeyDefinition>& keys() {
 
 simulated::Scenario parse(const std::string& text) { return simulated::parseScenario(text, "fuzz", keys()); }
 
-bool hasPlace(const std::string& message) {
-    unsigned line = 0;
-    unsigned column = 0;
-    char blank = 0;
-    return std::sscanf(message.c_str(), "fuzz:%u:%u:%c", &line, &column, &blank) == 3 && blank == ' ';
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -35,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         scenario = parse(input.rest());
     } catch (const std::runtime_error& error) {
-        FUZZ_CHECK(hasPlace(error.what()));
+        FUZZ_CHECK(fuzzing::hasPlace(error.what()));
         return 0;
     }
     const std::string written = simulated::formatScenario(scenario);
