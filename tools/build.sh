@@ -19,7 +19,7 @@ BUILD_PACKAGES=(
 
 # What only the tests need.
 TEST_PACKAGES=(
-    libbenchmark-dev            # benchmarks
+    valgrind                    # counts the hot operations' instructions
     python3-jsonschema libxml2-utils mandoc  # check the tools' JSON, XML and manual
     doxygen                     # the pages of docs/
     gstreamer1.0-tools          # makes the films that the tests play
@@ -33,6 +33,14 @@ TEST_PACKAGES=(
 
 # What tools/coverage needs besides.
 COVERAGE_PACKAGES=(gcovr)
+
+# What only tools/benchmark needs: what the library is measured beside.
+BENCHMARK_PACKAGES=(
+    libbenchmark-dev            # measures
+    libboost-dev libsigc++-2.0-dev libglib2.0-dev qt6-base-dev  # the peers: signals, properties, variant values
+    valgrind                    # counts instructions
+    gnuplot-nox                 # the plot
+)
 
 install_packages() {
     local package missing=()
