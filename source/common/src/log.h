@@ -4,10 +4,18 @@
 #define COMMON_LOG_H
 
 #include "csp/debug.h"
+#include "fast_path.h"
 
 #ifndef LOG_TAG
 #error "define LOG_TAG before including this"
 #endif
+
+// Functions of C, which throw nothing, whatever the platform's header says of it: whoever logs needs no
+// clean-up for it.
+extern "C" {
+int cspDebugCheckLevelGetFrameAndChunk(unsigned levelWord) __attribute__((nothrow));
+void cspDebugOutput0(unsigned levelWord, const char* format, ...) __attribute__((nothrow));
+}
 
 namespace logging {
 
@@ -33,7 +41,9 @@ namespace {
 constexpr Source SOURCE{baseName(__BASE_FILE__), LOG_TAG};
 }
 
-inline bool isOn(unsigned level) noexcept { return cspDebugCheckLevelGetFrameAndChunk(level) != 0; }
+[[gnu::always_inline]] inline bool isOn(unsigned level) noexcept {
+    return cspDebugCheckLevelGetFrameAndChunk(level) != 0;
+}
 
 // Out of line: what each of some 170 lines needs in its own place is a good part of the library's size. The
 // macros check the format.
@@ -46,10 +56,19 @@ template <unsigned level, typename... Arguments>
 }
 #pragma GCC diagnostic pop
 
-[[gnu::noinline]] inline void printEnter(const Source& source, int line, const char* function) noexcept {
-    if (isOn(LEVEL_TRACE))
-        cspDebugOutput0(LEVEL_TRACE, "%s:%d:%s(): %s [%s][%d] ENTER\n", source.file, line, function,
-                        source.tag, function, line);
+RARE_PATH inline void printEnter(const Source& source, int line, const char* function) noexcept {
+    cspDebugOutput0(LEVEL_TRACE, "%s:%d:%s(): %s [%s][%d] ENTER\n", source.file, line, function, source.tag,
+                    function, line);
+}
+
+// Most operations begin with it, and with nothing to print it is much of what they do.
+#ifdef __OPTIMIZE_SIZE__
+[[gnu::noinline]]
+#endif
+FAST_PATH inline void
+enter(const Source& source, int line, const char* function) noexcept {
+    if (isOn(LEVEL_TRACE)) [[unlikely]]
+        printEnter(source, line, function);
 }
 
 }  // namespace logging
@@ -59,7 +78,7 @@ template <unsigned level, typename... Arguments>
 #define LOG_AT(level, function, format, ...)                                            \
     do {                                                                                \
         if (false) cspDebugOutput0(level, format __VA_OPT__(, ) __VA_ARGS__);           \
-        if (logging::isOn(level))                                                       \
+        if (logging::isOn(level)) [[unlikely]]                                          \
             logging::print<level>(logging::SOURCE, __LINE__, function,                  \
                                   "%s:%d:%s(): %s " format __VA_OPT__(, ) __VA_ARGS__); \
     } while (false)
@@ -67,7 +86,7 @@ template <unsigned level, typename... Arguments>
 #define LOG_ERROR(...) LOG_AT(logging::LEVEL_ERROR, __func__, __VA_ARGS__)
 #define LOG_INFO(...) LOG_AT(logging::LEVEL_INFO, __func__, __VA_ARGS__)
 
-#define LOG_ENTER_AS(function) logging::printEnter(logging::SOURCE, __LINE__, function)
+#define LOG_ENTER_AS(function) logging::enter(logging::SOURCE, __LINE__, function)
 #define LOG_ENTER() LOG_ENTER_AS(__func__)
 #define LOG_RETURN() LOG_AT(logging::LEVEL_TRACE, __func__, "[%s][%d] RETURN\n", __func__, __LINE__)
 #define LOG_RETURN_VALUE(value) \
