@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "attempts.h"
+#include "eventually.h"
 #include "lomodelapi/object_type_spec.h"
 #include "lomodelapi/observer.h"
 #include "platform_adaptation/system_access/value_handler.h"
@@ -39,6 +40,7 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::Pair;
+using tests::eventually;
 using tests::LogLine;
 using tests::slotOf;
 
@@ -53,16 +55,6 @@ using StringsAccess = ValueAccessT<ObserverVectorString>;
 
 constexpr char FILE_NAME[] = "value_access.cpp";
 constexpr char BASE_FILE_NAME[] = "value_access_base.cpp";
-
-// Whether `condition` comes true in a time that no working television exceeds.
-bool eventually(const std::function<bool()>& condition) {
-    const auto limit = Clock::now() + 30s;
-    while (!condition()) {
-        if (Clock::now() > limit) return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
 
 class Event {
   public:

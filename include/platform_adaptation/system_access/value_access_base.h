@@ -114,6 +114,7 @@ class PLATFORM_ADAPTATION_API ValueAccessBase {
     PLATFORM_ADAPTATION_LOCAL int connectedValue(BizValue*& value);
     PLATFORM_ADAPTATION_LOCAL int connectedValue(BizValue*& value, lomodelapi::ObjectTypeSpec wanted,
                                                  const char* function);
+    PLATFORM_ADAPTATION_LOCAL int refuseType(const char* function);
 };
 
 #endif

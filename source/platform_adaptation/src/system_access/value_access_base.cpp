@@ -7,6 +7,7 @@
 #include <map>
 #include <utility>
 
+#include "called_handler.h"
 #include "frame/process.h"
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/root_interface.h"
@@ -37,21 +38,24 @@ SystemAccess::~SystemAccess() = default;
 ValueAccessBase::ValueAccessBase(const std::string& name)
     : m_value(nullptr), m_name(name), m_connectTimeout(1000) {}
 
-ValueAccessBase::~ValueAccessBase() = default;
+ValueAccessBase::~ValueAccessBase() { handlers::replace(m_handler, nullptr); }
 
 void ValueAccessBase::setNewValueHandler(std::shared_ptr<ValueHandler> handler) {
     LOG_ENTER();
-    storeShared(m_handler, std::move(handler));
+    handlers::replace(m_handler, std::move(handler));
 }
 
 void ValueAccessBase::onNewValue(const ValueObject& value) {
     LOG_ENTER();
-    if (const std::shared_ptr<ValueHandler> handler = loadShared(m_handler)) handler->onNewValue(value);
+    const handlers::Called called(m_handler);
+    if (ValueHandler* const handler = called.handler()) handler->onNewValue(value);
 }
 
 bool ValueAccessBase::isConnected() const { return loadShared(m_value) != nullptr; }
 
-bool ValueAccessBase::hasHandler() const { return loadShared(m_handler) != nullptr; }
+bool ValueAccessBase::hasHandler() const {
+    return handlers::current(m_handler, std::memory_order_relaxed) != nullptr;
+}
 
 RootInterface* ValueAccessBase::getRootInterface() {
     boost::shared_ptr<frame::Interface> reference;
@@ -127,7 +131,10 @@ int ValueAccessBase::getType() {
 
 std::string ValueAccessBase::getName() { return m_name; }
 
-int ValueAccessBase::connectedValue(BizValue*& value) {
+FAST_PATH inline int ValueAccessBase::connectedValue(BizValue*& value) {
+    value = loadShared(m_value);
+    if (value != nullptr) [[likely]]
+        return STATUS_OK;
     if (const int status = tryConnectIfNeeded(); status != STATUS_OK) return status;
     value = loadShared(m_value);
     // Another thread may have disconnected in between.
@@ -135,9 +142,13 @@ int ValueAccessBase::connectedValue(BizValue*& value) {
 }
 
 // For the operations that accept one type only; `function` is the operation that the client called.
-int ValueAccessBase::connectedValue(BizValue*& value, ObjectTypeSpec wanted, const char* function) {
+FAST_PATH inline int ValueAccessBase::connectedValue(BizValue*& value, ObjectTypeSpec wanted,
+                                                     const char* function) {
     if (const int status = connectedValue(value); status != STATUS_OK) return status;
-    if (value->getType() == wanted) return STATUS_OK;
+    return value->getType() == wanted ? STATUS_OK : refuseType(function);
+}
+
+RARE_PATH int ValueAccessBase::refuseType(const char* function) {
     LOG_AT(logging::LEVEL_ERROR, function, "Object Type mismatch:  %s\n",
            accessTypeName(static_cast<ObjectTypeSpec>(getType())));
     return STATUS_TYPE_MISMATCH;
