@@ -1113,6 +1113,18 @@ TEST(ATextForm, OfADoubleIsThatOfAStream) {
     for (const double number : numbers) ASSERT_EQ(as<std::string>(ValueObject(number)), streamed(number));
 }
 
+// Six digits and one half, and the numbers next to it on both sides: where rounding is decided.
+TEST(ATextForm, OfADoubleIsRoundedAsByAStream) {
+    std::mt19937_64 random(20240229);
+    for (int i = 0; i < 20000; ++i) {
+        const double digits = static_cast<double>(100000 + random() % 900000) + (i % 4 == 0 ? 0.0 : 0.5);
+        double number = digits * std::pow(10.0, static_cast<double>(i % 13) - 11);
+        if (i % 2 == 0) number = std::nextafter(number, i % 3 == 0 ? 0.0 : 1e9);
+        ASSERT_EQ(as<std::string>(ValueObject(number)), streamed(number)) << i;
+        ASSERT_EQ(as<std::string>(ValueObject(-number)), streamed(-number)) << i;
+    }
+}
+
 TEST(ATextForm, OfAFloatIsThatOfAStream) {
     std::vector<float> numbers = {0.0F,
                                   -0.0F,

@@ -136,6 +136,8 @@ class PLATFORM_ADAPTATION_API ValueObject {
     template <typename T>
     PLATFORM_ADAPTATION_LOCAL std::vector<T> toList() const;
     PLATFORM_ADAPTATION_LOCAL void appendTextTo(std::string& out) const;
+    PLATFORM_ADAPTATION_LOCAL void copyPayload(const ValueObject& other);
+    PLATFORM_ADAPTATION_LOCAL void endItems() noexcept;
 };
 
 #endif

@@ -3,8 +3,11 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <initializer_list>
 #include <limits>
 #include <utility>
+
+#include "fast_path.h"
 
 namespace {
 
@@ -32,6 +35,12 @@ To convert(From value) noexcept {
     }
 }
 
+constexpr bool isOneOf(int kind, std::initializer_list<int> kinds) {
+    unsigned set = 0;
+    for (const int element : kinds) set |= 1U << element;
+    return kind >= 0 && kind < 32 && (set >> kind & 1U) != 0;
+}
+
 bool isScalar(int kind) { return kind >= ValueObject::TYPE_INT && kind <= ValueObject::TYPE_DOUBLE; }
 
 // Longest: a sign, 20 digits; or a sign, 6 digits, a point, and an exponent of 5 characters.
@@ -44,9 +53,47 @@ void appendNumber(std::string& out, Arguments... arguments) {
     out.append(digits, result.ptr);
 }
 
+// Six significant digits of a number that is written without an exponent. Scaled to six digits before the
+// point it has one rounding error, of at most 1e-10: false, and nothing done, if that may decide how the last
+// digit is rounded.
+bool appendOrdinary(std::string& out, double value) {
+    constexpr double powers[] = {1, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
+    const double magnitude = std::fabs(value);
+    if (!(magnitude >= 1e-4 && magnitude < 999999)) return false;
+    int decimals = 0;
+    double scaled = magnitude;
+    while (scaled < 1e5 && decimals < 9) scaled = magnitude * powers[++decimals];
+    auto digits = static_cast<unsigned>(scaled);
+    const double rest = scaled - digits;
+    if (std::fabs(rest - 0.5) < 1e-6) return false;
+    if (rest > 0.5) ++digits;
+
+    // From the last digit; zeros at the end are not written.
+    char text[NUMBER_LENGTH];
+    char* const end = text + sizeof text;
+    char* begin = end;
+    const auto prepend = [&] {
+        *--begin = static_cast<char>('0' + digits % 10);
+        digits /= 10;
+    };
+    for (; decimals > 0; --decimals) {
+        if (begin == end && digits % 10 == 0) {
+            digits /= 10;
+        } else {
+            prepend();
+        }
+    }
+    if (begin != end) *--begin = '.';
+    do prepend();
+    while (digits != 0);
+    if (value < 0) *--begin = '-';
+    out.append(begin, end);
+    return true;
+}
+
 void appendFloating(std::string& out, double value) {
     constexpr int significantDigits = 6;
-    appendNumber(out, value, std::chars_format::general, significantDigits);
+    if (!appendOrdinary(out, value)) appendNumber(out, value, std::chars_format::general, significantDigits);
 }
 
 }  // namespace
@@ -63,9 +110,20 @@ ValueObject::ValueObject(double value) noexcept : ValueObject() { *this = value;
 ValueObject::ValueObject(const std::string& value) : ValueObject() { *this = value; }
 ValueObject::ValueObject(const Point& value) noexcept : ValueObject() { *this = value; }
 
+// Numbers first, and apart: they are the most, and cost the least.
 ValueObject::ValueObject(const ValueObject& other) : ValueObject() {
     kind = other.kind;
-    if (isScalar(kind)) scalar = other.scalar;
+    // As many bytes as were written: more would wait until they are in the cache.
+    if (isOneOf(kind, {TYPE_INT, TYPE_UINT, TYPE_FLOAT})) [[likely]] {
+        scalar.u = other.scalar.u;
+    } else if (isScalar(kind)) {
+        scalar = other.scalar;
+    } else {
+        copyPayload(other);
+    }
+}
+
+RARE_PATH void ValueObject::copyPayload(const ValueObject& other) {
     if (kind == TYPE_STRING) text = other.text;
     if (kind == TYPE_POINT) point = other.point;
     if (kind == TYPE_VECTOR) items = other.items;
@@ -79,7 +137,14 @@ ValueObject::ValueObject(ValueObject&& other) noexcept : ValueObject() {
     if (kind == TYPE_VECTOR) items.swap(other.items);
 }
 
-ValueObject::~ValueObject() = default;
+// With nothing to give back, two tests: the rest is told that nothing is left.
+ValueObject::~ValueObject() {
+    if (items.capacity() != 0) [[unlikely]]
+        endItems();
+    if (items.data() != nullptr || items.begin() != items.end()) __builtin_unreachable();
+}
+
+RARE_PATH void ValueObject::endItems() noexcept { std::vector<ValueObject>().swap(items); }
 
 ValueObject& ValueObject::operator=(int value) noexcept {
     kind = TYPE_INT;
@@ -194,7 +259,7 @@ T ValueObject::toNumber() const noexcept {
 }
 
 ValueObject::operator bool() const noexcept { return toNumber<bool>(); }
-ValueObject::operator int() const noexcept { return toNumber<int>(); }
+ValueObject::operator int() const noexcept { return kind == TYPE_INT ? scalar.i : toNumber<int>(); }
 ValueObject::operator unsigned int() const noexcept { return toNumber<unsigned int>(); }
 ValueObject::operator long long() const noexcept { return toNumber<long long>(); }
 ValueObject::operator unsigned long long() const noexcept { return toNumber<unsigned long long>(); }
