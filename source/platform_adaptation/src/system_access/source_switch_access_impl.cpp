@@ -108,12 +108,17 @@ ActionAccess* SourceSwitchAccessImpl::connectToValue(std::string name) {
 bool SourceSwitchAccessImpl::request(ActionAccess* action, std::initializer_list<Parameter> parameters,
                                      const char* function) {
     unsigned int actionId = 0xFFFFFFFF;
-    std::vector<Argument> arguments;
-    arguments.reserve(1 + parameters.size());
-    arguments.push_back({0, 0, nextTag()});
-    for (const Parameter& parameter : parameters)
-        arguments.push_back({0, parameter.position, std::string(parameter.value)});
-    if (const int status = action->invoke(actionId, arguments); status != 0) {
+    int status = 0;
+    {
+        // Gone before the wait, which may be long, for many callers at once.
+        std::vector<Argument> arguments;
+        arguments.reserve(1 + parameters.size());
+        arguments.push_back({0, 0, nextTag()});
+        for (const Parameter& parameter : parameters)
+            arguments.push_back({0, parameter.position, std::string(parameter.value)});
+        status = action->invoke(actionId, arguments);
+    }
+    if (status != 0) {
         LOG_AT(logging::LEVEL_ERROR, function, "error: %d\n", status);
         return false;
     }
