@@ -336,6 +336,7 @@ void ValueObject::appendTextTo(std::string& out) const {
 }
 
 std::string ValueObject::convertToStringType() const {
+    if (kind == TYPE_INT) return std::to_string(scalar.i);
     std::string out;
     appendTextTo(out);
     return out;
