@@ -10,13 +10,6 @@
 #error "define LOG_TAG before including this"
 #endif
 
-// Functions of C, which throw nothing, whatever the platform's header says of it: whoever logs needs no
-// clean-up for it.
-extern "C" {
-int cspDebugCheckLevelGetFrameAndChunk(unsigned levelWord) __attribute__((nothrow));
-void cspDebugOutput0(unsigned levelWord, const char* format, ...) __attribute__((nothrow));
-}
-
 namespace logging {
 
 // The platform's module code above, the level below.
