@@ -1041,7 +1041,6 @@ void Round::run() {
         const std::lock_guard lock(m_restart);
         capture.stop();
     }
-    EXPECT_TRUE(m_model.settle());
     EXPECT_TRUE(m_television.applications().settle());
     ends = true;
     waker.join();
@@ -1069,7 +1068,6 @@ void Round::finish() {
     })) << threads()
         << " threads instead of " << m_threadsBefore;
     EXPECT_TRUE(m_model.settle());
-    EXPECT_TRUE(m_television.applications().settle());
     currentRound = nullptr;
     m_television.reset();
     m_television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
