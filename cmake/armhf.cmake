@@ -4,7 +4,7 @@ set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
 # The preset builds with MinSizeRel: with -Os and link-time optimisation the library has two thirds of the size that it
-# has with -O3, and a read or a notification takes about a tenth more instructions.
+# has with -O3, and a read or a notification takes more instructions.
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm;-L;/usr/arm-linux-gnueabihf)
 # Programs and header-only libraries of the building machine serve; its compiled libraries do not.
 set(CMAKE_FIND_ROOT_PATH /usr/arm-linux-gnueabihf)

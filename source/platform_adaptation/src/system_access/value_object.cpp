@@ -3,7 +3,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <initializer_list>
 #include <limits>
 #include <utility>
 
@@ -35,13 +34,10 @@ To convert(From value) noexcept {
     }
 }
 
-constexpr bool isOneOf(int kind, std::initializer_list<int> kinds) {
-    unsigned set = 0;
-    for (const int element : kinds) set |= 1U << element;
-    return kind >= 0 && kind < 32 && (set >> kind & 1U) != 0;
-}
-
 bool isScalar(int kind) { return kind >= ValueObject::TYPE_INT && kind <= ValueObject::TYPE_DOUBLE; }
+
+constexpr unsigned THIRTY_TWO_BITS =
+    1U << ValueObject::TYPE_INT | 1U << ValueObject::TYPE_UINT | 1U << ValueObject::TYPE_FLOAT;
 
 // Longest: a sign, 20 digits; or a sign, 6 digits, a point, and an exponent of 5 characters.
 constexpr std::size_t NUMBER_LENGTH = 24;
@@ -113,13 +109,13 @@ ValueObject::ValueObject(const Point& value) noexcept : ValueObject() { *this = 
 // Numbers first, and apart: they are the most, and cost the least.
 ValueObject::ValueObject(const ValueObject& other) : ValueObject() {
     kind = other.kind;
-    // As many bytes as were written: more would wait until they are in the cache.
-    if (isOneOf(kind, {TYPE_INT, TYPE_UINT, TYPE_FLOAT})) [[likely]] {
-        scalar.u = other.scalar.u;
-    } else if (isScalar(kind)) {
-        scalar = other.scalar;
-    } else {
+    if (!isScalar(kind)) [[unlikely]] {
         copyPayload(other);
+    } else if ((THIRTY_TWO_BITS >> kind & 1U) != 0) {
+        // As many bytes as were written just now: more would have to wait for the cache.
+        scalar.u = other.scalar.u;
+    } else {
+        scalar = other.scalar;
     }
 }
 
