@@ -128,9 +128,12 @@ class PingPong {
   public:
     PingPong() { std::thread(&PingPong::run, this).detach(); }
     void request() {
-        std::unique_lock lock(m_mutex);
-        m_asked = true;
+        {
+            const std::lock_guard lock(m_mutex);
+            m_asked = true;
+        }
         m_changed.notify_one();
+        std::unique_lock lock(m_mutex);
         m_answered.wait(lock, [this] { return !m_asked; });
     }
 
@@ -141,7 +144,9 @@ class PingPong {
         for (;;) {
             m_changed.wait(lock, [this] { return m_asked; });
             m_asked = false;
+            lock.unlock();
             m_answered.notify_one();
+            lock.lock();
         }
     }
 
