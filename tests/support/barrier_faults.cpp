@@ -44,8 +44,13 @@ extern "C" __attribute__((no_sanitize("thread", "address", "undefined"))) long s
         errno = ENOSYS;
         return -1;
     }
-    static long (*const system)(long, ...) =
-        reinterpret_cast<long (*)(long, ...)>(dlsym(RTLD_NEXT, "syscall"));
+    // No guard, which may wait by this very function.
+    static constinit std::atomic<long (*)(long, ...)> next{nullptr};
+    auto* system = next.load();
+    if (system == nullptr) {
+        system = reinterpret_cast<long (*)(long, ...)>(dlsym(RTLD_NEXT, "syscall"));
+        next = system;
+    }
     const long result =
         system(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4], arguments[5]);
     if (number == SYS_membarrier && result == 0) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <future>
 #include <memory>
@@ -189,6 +190,42 @@ TEST_F(AHandlerBeingReplaced, OutlivesAnAccessorThatEndsInItsCall) {
     EXPECT_EQ(tally.calls, 1);
     EXPECT_EQ(tally.calledDead, 0);
     EXPECT_EQ(tally.alive, 0);
+}
+
+// Who waits for the call may then destroy what the handler uses, whatever others do at that moment.
+TEST_F(AHandlerBeingReplaced, HasEndedWhenItsCallHas) {
+    class Lingering : public ValueHandler {
+      public:
+        Lingering(Tally& tally, ValueAccessBase& access) : m_tally(tally), m_access(access) {
+            ++m_tally.alive;
+        }
+        ~Lingering() override {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            --m_tally.alive;
+        }
+        void onNewValue(const ValueObject&) override { m_access.setNewValueHandler(nullptr); }
+
+      private:
+        Tally& m_tally;
+        ValueAccessBase& m_access;
+    };
+    std::atomic<bool> goOn{true};
+    auto others = std::async(std::launch::async, [&] {
+        Tally theirs;
+        IntegerAccess access(KEY);
+        while (goOn) {
+            access.setNewValueHandler(std::make_shared<Fragile>(theirs));
+            access.onNewValue(ValueObject(1));
+        }
+    });
+    IntegerAccess access(KEY);
+    for (int i = 0; i < 300; ++i) {
+        access.setNewValueHandler(std::make_shared<Lingering>(tally, access));
+        access.onNewValue(ValueObject(1));
+        EXPECT_EQ(tally.alive, 0);
+    }
+    goOn = false;
+    others.get();
 }
 
 TEST_F(AHandlerBeingReplaced, IsCalledByThreadsThatComeAndGo) {

@@ -31,7 +31,9 @@ bool barrier(int command) { return syscall(SYS_membarrier, command, 0, 0) == 0; 
 
 void exchange(Words& member, std::shared_ptr<ValueHandler>& handler) {
     auto& words = reinterpret_cast<Words&>(handler);
-    std::swap(member.count, words.count);
+    void* const count = member.count;
+    member.count = words.count;
+    words.count = count;
     words.handler =
         std::atomic_ref<ValueHandler*>(member.handler).exchange(words.handler, std::memory_order_seq_cst);
 }
@@ -54,11 +56,13 @@ bool isCalled(const ValueHandler* handler) {
     return false;
 }
 
-// Those that no call has any more.
-Retired* takeEnded() {
+// Every mention of this handler, if no call has it any more. Of no other: its own calls end that, and who
+// waits for them relies on it.
+Retired* takeEnded(const ValueHandler* handler) {
+    if (isCalled(handler)) return nullptr;
     Retired* ended = nullptr;
     for (Retired** link = &retired; Retired* const candidate = *link;) {
-        if (isCalled(candidate->handler.get())) {
+        if (candidate->handler.get() != handler) {
             link = &candidate->next;
         } else {
             *link = candidate->next;
@@ -92,19 +96,21 @@ CallWord* makeWord() {
     return word;
 }
 
-ValueHandler* follow(CallWord& word, ValueHandler* handler, const std::shared_ptr<ValueHandler>& member) {
-    while (ValueHandler* const now = announce(word, handler, member)) {
-        if (now == handler) return now;
-        handler = now;
+ValueHandler* follow(CallWord& word, ValueHandler* announced, ValueHandler* now,
+                     const std::shared_ptr<ValueHandler>& member) {
+    while (now != announced) {
+        const ValueHandler* const left = std::exchange(announced, now);
+        now = announce(word, announced, member);
+        if (anyRetired.load(std::memory_order_seq_cst)) endRetired(left);
     }
-    return nullptr;
+    return announced;
 }
 
-void endRetired() {
+void endRetired(const ValueHandler* left) {
     Retired* ended = nullptr;
     {
         const std::lock_guard lock(mutex);
-        ended = takeEnded();
+        ended = takeEnded(left);
     }
     end(ended);
 }
@@ -126,8 +132,10 @@ void replace(std::shared_ptr<ValueHandler>& member, std::shared_ptr<ValueHandler
         if (hasBarrier && !barrier(MEMBARRIER_CMD_PRIVATE_EXPEDITED)) {
             retired = old->next;
             old->next = std::exchange(kept, old);
+            anyRetired.store(retired != nullptr, std::memory_order_seq_cst);
+        } else {
+            ended = takeEnded(old->handler.get());
         }
-        ended = takeEnded();
     }
     end(ended);
 }

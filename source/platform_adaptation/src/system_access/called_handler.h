@@ -10,7 +10,12 @@
 //   ... calls H ...
 //   clears the word
 //   reads whether anything is retired;       (if a call has it, that call does the same at its end)
-//   if so, looks through the words as well
+//   if so, looks through the words for H as
+//   well, under the lock
+//
+// So a replaced handler is destroyed by who replaces it or by the last call of it, before that returns, as
+// if each call had a std::shared_ptr of it. A forked child must not call or replace handlers: its parent's
+// calls would have theirs for ever.
 //
 // The barrier falls, in each thread, before or after any of its steps. If the call read H again, it was
 // before the barrier, and its word with H is seen behind it. If its word with H is seen there, the call
@@ -55,7 +60,8 @@ extern std::atomic<bool> anyRetired;
 [[gnu::tls_model("initial-exec")]] extern constinit thread_local CallWord* freeWord;
 
 RARE_PATH CallWord* makeWord();
-RARE_PATH void endRetired();
+// Ends the handler that a call has left, if it was replaced and no other call has it.
+RARE_PATH void endRetired(const ValueHandler* left);
 
 // Says in a call's word which handler the call has.
 [[gnu::always_inline]] inline void set(CallWord& word, ValueHandler* handler) {
@@ -75,8 +81,9 @@ inline ValueHandler* announce(CallWord& word, ValueHandler* handler,
     return current(member, std::memory_order_seq_cst);
 }
 
-// The same until the two are one.
-RARE_PATH ValueHandler* follow(CallWord& word, ValueHandler* handler,
+// Announces the handler that the member has `now`, until that is the announced one. It ends those that it
+// leaves: a replacement may have taken the call for one of theirs. Null if the member has none any more.
+RARE_PATH ValueHandler* follow(CallWord& word, ValueHandler* announced, ValueHandler* now,
                                const std::shared_ptr<ValueHandler>& member);
 
 class Called {
@@ -88,8 +95,10 @@ class Called {
         if (m_word == nullptr) [[unlikely]]
             m_word = makeWord();
         freeWord = m_word->nextFree;
-        if (ValueHandler* const now = announce(*m_word, m_handler, member); now != m_handler) [[unlikely]]
-            m_handler = follow(*m_word, now, member);
+        ValueHandler* now = announce(*m_word, m_handler, member);
+        if (now != m_handler) [[unlikely]]
+            now = follow(*m_word, m_handler, now, member);
+        m_handler = now;
     }
     [[gnu::always_inline]] ~Called() {
         if (m_word == nullptr) return;
@@ -97,7 +106,7 @@ class Called {
         m_word->nextFree = freeWord;
         freeWord = m_word;
         if (anyRetired.load(std::memory_order_seq_cst)) [[unlikely]]
-            endRetired();
+            endRetired(m_handler);
     }
     Called(const Called&) = delete;
     Called& operator=(const Called&) = delete;
