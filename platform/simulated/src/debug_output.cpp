@@ -93,7 +93,7 @@ void DebugOutput::reset() {
 
 using simulated::DebugOutput;
 
-int cspDebugCheckLevelGetFrameAndChunk(unsigned int levelWord) {
+[[gnu::nothrow]] int cspDebugCheckLevelGetFrameAndChunk(unsigned int levelWord) {
     const auto wanted = simulated::state().verbosity.load(std::memory_order_relaxed);
     switch (levelWord & 0xFFFFU) {
         case simulated::LEVEL_TRACE:
@@ -105,7 +105,7 @@ int cspDebugCheckLevelGetFrameAndChunk(unsigned int levelWord) {
     }
 }
 
-void cspDebugOutput0(unsigned int levelWord, const char* format, ...) {
+[[gnu::nothrow]] void cspDebugOutput0(unsigned int levelWord, const char* format, ...) {
     // Callers look at errno after they have logged.
     const int savedErrno = errno;
     va_list arguments;
