@@ -6,4 +6,10 @@
 #define PLATFORM_ADAPTATION_API __attribute__((visibility("default")))
 #define PLATFORM_ADAPTATION_LOCAL __attribute__((visibility("hidden")))
 
+// A function whose body a header shows to the caller's compiler, and that the library has as well, for
+// programs that were built to call it there: the library's source defines this for it.
+#ifndef PLATFORM_ADAPTATION_INLINE
+#define PLATFORM_ADAPTATION_INLINE inline
+#endif
+
 #endif

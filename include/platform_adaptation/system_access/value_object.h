@@ -131,13 +131,107 @@ class PLATFORM_ADAPTATION_API ValueObject {
     std::vector<ValueObject> items;
 
   private:
+    // What the functions below leave to the library, as it is rare.
+    void copyPayload(const ValueObject& other);
+    void endItems() noexcept;
+    int convertToInt() const noexcept;
+
     template <typename T>
     PLATFORM_ADAPTATION_LOCAL T toNumber() const noexcept;
     template <typename T>
     PLATFORM_ADAPTATION_LOCAL std::vector<T> toList() const;
     PLATFORM_ADAPTATION_LOCAL void appendTextTo(std::string& out) const;
-    PLATFORM_ADAPTATION_LOCAL void copyPayload(const ValueObject& other);
-    PLATFORM_ADAPTATION_LOCAL void endItems() noexcept;
 };
+
+// Numbers are the most, and cost the least where the caller's compiler sees what happens to them.
+
+PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject() noexcept
+    : kind(TYPE_UNDEFINED), reserved{0, -1}, point{0, 0} {}
+
+PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(bool value) noexcept : ValueObject() { *this = value; }
+PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(int value) noexcept : ValueObject() { *this = value; }
+PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(unsigned int value) noexcept : ValueObject() {
+    *this = value;
+}
+PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(long long value) noexcept : ValueObject() {
+    *this = value;
+}
+PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(unsigned long long value) noexcept : ValueObject() {
+    *this = value;
+}
+PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(float value) noexcept : ValueObject() { *this = value; }
+PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(double value) noexcept : ValueObject() { *this = value; }
+
+PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(const ValueObject& other) : ValueObject() {
+    kind = other.kind;
+    switch (kind) {
+        case TYPE_INT:
+        case TYPE_UINT:
+        case TYPE_FLOAT:
+            // As many bytes as were written just now: more would have to wait for the cache.
+            scalar.u = other.scalar.u;
+            break;
+        case TYPE_INT64:
+        case TYPE_UINT64:
+        case TYPE_BOOL:
+        case TYPE_DOUBLE:
+            scalar = other.scalar;
+            break;
+        default:
+            copyPayload(other);
+    }
+}
+
+// With nothing to give back, two tests: the rest is told that nothing is left.
+PLATFORM_ADAPTATION_INLINE ValueObject::~ValueObject() {
+    if (items.capacity() != 0) endItems();
+    if (items.data() != nullptr || items.begin() != items.end()) __builtin_unreachable();
+}
+
+PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(int value) noexcept {
+    kind = TYPE_INT;
+    scalar.i = value;
+    return *this;
+}
+
+PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(unsigned int value) noexcept {
+    kind = TYPE_UINT;
+    scalar.u = value;
+    return *this;
+}
+
+PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(long long value) noexcept {
+    kind = TYPE_INT64;
+    scalar.i64 = value;
+    return *this;
+}
+
+PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(unsigned long long value) noexcept {
+    kind = TYPE_UINT64;
+    scalar.u64 = value;
+    return *this;
+}
+
+PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(bool value) noexcept {
+    kind = TYPE_BOOL;
+    scalar.b = value;
+    return *this;
+}
+
+PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(float value) noexcept {
+    kind = TYPE_FLOAT;
+    scalar.f = value;
+    return *this;
+}
+
+PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(double value) noexcept {
+    kind = TYPE_DOUBLE;
+    scalar.d = value;
+    return *this;
+}
+
+PLATFORM_ADAPTATION_INLINE ValueObject::operator int() const noexcept {
+    return kind == TYPE_INT ? scalar.i : convertToInt();
+}
 
 #endif

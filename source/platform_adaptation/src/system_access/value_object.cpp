@@ -1,3 +1,4 @@
+#define PLATFORM_ADAPTATION_INLINE [[gnu::used]] inline
 #include "platform_adaptation/system_access/value_object.h"
 
 #include <charconv>
@@ -33,11 +34,6 @@ To convert(From value) noexcept {
         return static_cast<To>(value);
     }
 }
-
-bool isScalar(int kind) { return kind >= ValueObject::TYPE_INT && kind <= ValueObject::TYPE_DOUBLE; }
-
-constexpr unsigned THIRTY_TWO_BITS =
-    1U << ValueObject::TYPE_INT | 1U << ValueObject::TYPE_UINT | 1U << ValueObject::TYPE_FLOAT;
 
 // Longest: a sign, 20 digits; or a sign, 6 digits, a point, and an exponent of 5 characters.
 constexpr std::size_t NUMBER_LENGTH = 24;
@@ -94,30 +90,8 @@ void appendFloating(std::string& out, double value) {
 
 }  // namespace
 
-ValueObject::ValueObject() noexcept : kind(TYPE_UNDEFINED), reserved{0, -1}, point{0, 0} {}
-
-ValueObject::ValueObject(bool value) noexcept : ValueObject() { *this = value; }
-ValueObject::ValueObject(int value) noexcept : ValueObject() { *this = value; }
-ValueObject::ValueObject(unsigned int value) noexcept : ValueObject() { *this = value; }
-ValueObject::ValueObject(long long value) noexcept : ValueObject() { *this = value; }
-ValueObject::ValueObject(unsigned long long value) noexcept : ValueObject() { *this = value; }
-ValueObject::ValueObject(float value) noexcept : ValueObject() { *this = value; }
-ValueObject::ValueObject(double value) noexcept : ValueObject() { *this = value; }
 ValueObject::ValueObject(const std::string& value) : ValueObject() { *this = value; }
 ValueObject::ValueObject(const Point& value) noexcept : ValueObject() { *this = value; }
-
-// Numbers first, and apart: they are the most, and cost the least.
-ValueObject::ValueObject(const ValueObject& other) : ValueObject() {
-    kind = other.kind;
-    if (!isScalar(kind)) [[unlikely]] {
-        copyPayload(other);
-    } else if ((THIRTY_TWO_BITS >> kind & 1U) != 0) {
-        // As many bytes as were written just now: more would have to wait for the cache.
-        scalar.u = other.scalar.u;
-    } else {
-        scalar = other.scalar;
-    }
-}
 
 RARE_PATH void ValueObject::copyPayload(const ValueObject& other) {
     if (kind == TYPE_STRING) text = other.text;
@@ -127,62 +101,13 @@ RARE_PATH void ValueObject::copyPayload(const ValueObject& other) {
 
 ValueObject::ValueObject(ValueObject&& other) noexcept : ValueObject() {
     kind = other.kind;
-    if (isScalar(kind)) scalar = other.scalar;
+    if (kind >= TYPE_INT && kind <= TYPE_DOUBLE) scalar = other.scalar;
     if (kind == TYPE_STRING) text.swap(other.text);
     if (kind == TYPE_POINT) point = other.point;
     if (kind == TYPE_VECTOR) items.swap(other.items);
 }
 
-// With nothing to give back, two tests: the rest is told that nothing is left.
-ValueObject::~ValueObject() {
-    if (items.capacity() != 0) [[unlikely]]
-        endItems();
-    if (items.data() != nullptr || items.begin() != items.end()) __builtin_unreachable();
-}
-
 RARE_PATH void ValueObject::endItems() noexcept { std::vector<ValueObject>().swap(items); }
-
-ValueObject& ValueObject::operator=(int value) noexcept {
-    kind = TYPE_INT;
-    scalar.i = value;
-    return *this;
-}
-
-ValueObject& ValueObject::operator=(unsigned int value) noexcept {
-    kind = TYPE_UINT;
-    scalar.u = value;
-    return *this;
-}
-
-ValueObject& ValueObject::operator=(long long value) noexcept {
-    kind = TYPE_INT64;
-    scalar.i64 = value;
-    return *this;
-}
-
-ValueObject& ValueObject::operator=(unsigned long long value) noexcept {
-    kind = TYPE_UINT64;
-    scalar.u64 = value;
-    return *this;
-}
-
-ValueObject& ValueObject::operator=(bool value) noexcept {
-    kind = TYPE_BOOL;
-    scalar.b = value;
-    return *this;
-}
-
-ValueObject& ValueObject::operator=(float value) noexcept {
-    kind = TYPE_FLOAT;
-    scalar.f = value;
-    return *this;
-}
-
-ValueObject& ValueObject::operator=(double value) noexcept {
-    kind = TYPE_DOUBLE;
-    scalar.d = value;
-    return *this;
-}
 
 ValueObject& ValueObject::operator=(const std::string& value) {
     text = value;
@@ -255,7 +180,7 @@ T ValueObject::toNumber() const noexcept {
 }
 
 ValueObject::operator bool() const noexcept { return toNumber<bool>(); }
-ValueObject::operator int() const noexcept { return kind == TYPE_INT ? scalar.i : toNumber<int>(); }
+int ValueObject::convertToInt() const noexcept { return toNumber<int>(); }
 ValueObject::operator unsigned int() const noexcept { return toNumber<unsigned int>(); }
 ValueObject::operator long long() const noexcept { return toNumber<long long>(); }
 ValueObject::operator unsigned long long() const noexcept { return toNumber<unsigned long long>(); }
