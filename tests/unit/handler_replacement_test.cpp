@@ -8,6 +8,8 @@
 #include <future>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -55,24 +57,41 @@ class Fragile : public ValueHandler {
     int m_inside = 0;
 };
 
-class AHandlerBeingReplaced : public tests::TelevisionTest {
+// The two ways to a handler.
+void notify(IntegerAccess& access) { access.notifyNewValue(1); }
+void handOn(IntegerAccess& access) { access.onNewValue(ValueObject(1)); }
+
+class AHandlerBeingReplaced : public tests::TelevisionTest,
+                              public testing::WithParamInterface<void (*)(IntegerAccess&)> {
   protected:
     void SetUp() override {
         tests::TelevisionTest::SetUp();
         television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
+        callOnce();
+    }
+    // A thread's first call goes another way than those that follow.
+    void callOnce() {
+        Tally other;
+        IntegerAccess access(KEY, std::make_shared<Fragile>(other));
+        call(access);
+        EXPECT_EQ(other.calls, 1);
     }
     // As many calls as it takes to have met the replacements, from so many threads.
-    static void callFromThreads(ValueAccessBase& access, int threads, const std::atomic<bool>& goOn) {
+    void callFromThreads(IntegerAccess& access, int threads, const std::atomic<bool>& goOn) const {
         std::vector<std::future<void>> callers;
         for (int i = 0; i < threads; ++i)
             callers.push_back(std::async(std::launch::async, [&] {
-                while (goOn) access.onNewValue(ValueObject(1));
+                while (goOn) call(access);
             }));
         for (auto& caller : callers) caller.get();
     }
 
+    void (*const call)(IntegerAccess&) = GetParam();
     Tally tally;
 };
+
+INSTANTIATE_TEST_SUITE_P(ByTheModel, AHandlerBeingReplaced, testing::Values(notify));
+INSTANTIATE_TEST_SUITE_P(ByTheAccessor, AHandlerBeingReplaced, testing::Values(handOn));
 
 TEST(TheHandlerOfAnAccessor, BeginsWithItsPointer) {
     int pointee = 0;
@@ -83,7 +102,7 @@ TEST(TheHandlerOfAnAccessor, BeginsWithItsPointer) {
     EXPECT_EQ(first, &pointee);
 }
 
-TEST_F(AHandlerBeingReplaced, IsNeverCalledWhenItHasEnded) {
+TEST_P(AHandlerBeingReplaced, IsNeverCalledWhenItHasEnded) {
     constexpr int replacements = 400;
     IntegerAccess access(KEY, std::make_shared<Fragile>(tally));
     std::atomic<bool> goOn{true};
@@ -98,7 +117,7 @@ TEST_F(AHandlerBeingReplaced, IsNeverCalledWhenItHasEnded) {
     EXPECT_EQ(tally.alive, 0);
 }
 
-TEST_F(AHandlerBeingReplaced, MayBeReplacedBySeveralThreads) {
+TEST_P(AHandlerBeingReplaced, MayBeReplacedBySeveralThreads) {
     constexpr int replacements = 150;
     IntegerAccess access(KEY, std::make_shared<Fragile>(tally));
     std::atomic<bool> goOn{true};
@@ -118,7 +137,7 @@ TEST_F(AHandlerBeingReplaced, MayBeReplacedBySeveralThreads) {
 }
 
 // Every call replaces the handler that it is in, while others call it.
-TEST_F(AHandlerBeingReplaced, MayReplaceItselfWhileOthersCallIt) {
+TEST_P(AHandlerBeingReplaced, MayReplaceItselfWhileOthersCallIt) {
     class Renewing : public Fragile {
       public:
         Renewing(Tally& tally, ValueAccessBase& access) : Fragile(tally), m_tally(tally), m_access(access) {}
@@ -142,7 +161,7 @@ TEST_F(AHandlerBeingReplaced, MayReplaceItselfWhileOthersCallIt) {
     EXPECT_EQ(tally.alive, 1);
 }
 
-TEST_F(AHandlerBeingReplaced, LivesInTheOuterOfNestedCalls) {
+TEST_P(AHandlerBeingReplaced, LivesInTheOuterOfNestedCalls) {
     class Outer : public ValueHandler {
       public:
         Outer(Tally& tally, IntegerAccess& self, IntegerAccess& other)
@@ -165,13 +184,13 @@ TEST_F(AHandlerBeingReplaced, LivesInTheOuterOfNestedCalls) {
     IntegerAccess other(KEY, std::make_shared<Fragile>(tally));
     IntegerAccess access(KEY);
     access.setNewValueHandler(std::make_shared<Outer>(tally, access, other));
-    access.onNewValue(ValueObject(1));
+    call(access);
     EXPECT_EQ(tally.calledDead, 0);
     EXPECT_EQ(tally.calls, 4);
     EXPECT_EQ(tally.alive, 1);
 }
 
-TEST_F(AHandlerBeingReplaced, OutlivesAnAccessorThatEndsInItsCall) {
+TEST_P(AHandlerBeingReplaced, OutlivesAnAccessorThatEndsInItsCall) {
     class Ending : public Fragile {
       public:
         Ending(Tally& tally, std::unique_ptr<IntegerAccess>& access) : Fragile(tally), m_access(access) {}
@@ -185,7 +204,7 @@ TEST_F(AHandlerBeingReplaced, OutlivesAnAccessorThatEndsInItsCall) {
     };
     std::unique_ptr<IntegerAccess> access;
     access = std::make_unique<IntegerAccess>(KEY, std::make_shared<Ending>(tally, access));
-    access->onNewValue(ValueObject(1));
+    call(*access);
     EXPECT_EQ(access, nullptr);
     EXPECT_EQ(tally.calls, 1);
     EXPECT_EQ(tally.calledDead, 0);
@@ -193,7 +212,7 @@ TEST_F(AHandlerBeingReplaced, OutlivesAnAccessorThatEndsInItsCall) {
 }
 
 // Who waits for the call may then destroy what the handler uses, whatever others do at that moment.
-TEST_F(AHandlerBeingReplaced, HasEndedWhenItsCallHas) {
+TEST_P(AHandlerBeingReplaced, HasEndedWhenItsCallHas) {
     class Lingering : public ValueHandler {
       public:
         Lingering(Tally& tally, ValueAccessBase& access) : m_tally(tally), m_access(access) {
@@ -215,48 +234,109 @@ TEST_F(AHandlerBeingReplaced, HasEndedWhenItsCallHas) {
         IntegerAccess access(KEY);
         while (goOn) {
             access.setNewValueHandler(std::make_shared<Fragile>(theirs));
-            access.onNewValue(ValueObject(1));
+            call(access);
         }
     });
     IntegerAccess access(KEY);
     for (int i = 0; i < 300; ++i) {
         access.setNewValueHandler(std::make_shared<Lingering>(tally, access));
-        access.onNewValue(ValueObject(1));
+        call(access);
         EXPECT_EQ(tally.alive, 0);
     }
     goOn = false;
     others.get();
 }
 
-TEST_F(AHandlerBeingReplaced, IsCalledByThreadsThatComeAndGo) {
+TEST_P(AHandlerBeingReplaced, IsCalledByThreadsThatComeAndGo) {
     IntegerAccess access(KEY, std::make_shared<Fragile>(tally));
     for (int i = 0; i < 50; ++i) {
-        std::thread caller([&] { access.onNewValue(ValueObject(1)); });
+        std::thread caller([&] {
+            call(access);
+            call(access);
+        });
         access.setNewValueHandler(std::make_shared<Fragile>(tally));
         caller.join();
     }
-    EXPECT_EQ(tally.calls, 50);
+    EXPECT_EQ(tally.calls, 100);
     EXPECT_EQ(tally.calledDead, 0);
     EXPECT_EQ(tally.alive, 1);
 }
 
-// What the two programs are about: whether the system's barrier was asked for at all.
-TEST_F(AHandlerBeingReplaced, MakesUseOfTheBarrierIfThereIsOne) {
+// Between the entry that is logged and the call of the handler.
+TEST_P(AHandlerBeingReplaced, IsNotCalledOnceItIsReplacedBeforeItsCall) {
+    class Next : public Fragile {
+      public:
+        Next(Tally& tally, const Tally& first) : Fragile(tally), m_first(first) {}
+        void onNewValue(const ValueObject& value) override {
+            EXPECT_EQ(m_first.alive, 0);
+            Fragile::onNewValue(value);
+        }
+
+      private:
+        const Tally& m_first;
+    };
+    Tally second;
     IntegerAccess access(KEY, std::make_shared<Fragile>(tally));
-    access.onNewValue(ValueObject(1));
+    call(access);
+    bool replaced = false;
+    simulated::DebugOutput& output = television.debugOutput();
+    output.setSink([&](unsigned, const std::string& line) {
+        if (line.find("onNewValue") == std::string::npos) return;
+        // No line is printed while another one is.
+        output.setVerbosity(simulated::DebugOutput::Verbosity::OFF);
+        std::thread([&] { access.setNewValueHandler(std::make_shared<Next>(second, tally)); }).join();
+        replaced = true;
+    });
+    output.setVerbosity(simulated::DebugOutput::Verbosity::TRACE);
+    call(access);
+    EXPECT_TRUE(replaced);
+    EXPECT_EQ(tally.calls, 1);
+    EXPECT_EQ(second.calls, 1);
+    EXPECT_EQ(tally.alive, 0);
+    EXPECT_EQ(second.alive, 1);
+    access.setNewValueHandler(nullptr);
+    EXPECT_EQ(second.alive, 0);
+}
+
+TEST_P(AHandlerBeingReplaced, HasEndedEvenIfItsCallThrows) {
+    class Throwing : public Fragile {
+      public:
+        Throwing(Tally& tally, ValueAccessBase& access) : Fragile(tally), m_access(access) {}
+        void onNewValue(const ValueObject& value) override {
+            Fragile::onNewValue(value);
+            m_access.setNewValueHandler(nullptr);
+            throw std::runtime_error("no handler throws, but a client's may");
+        }
+
+      private:
+        ValueAccessBase& m_access;
+    };
+    IntegerAccess access(KEY);
+    for (int i = 1; i <= 3; ++i) {
+        access.setNewValueHandler(std::make_shared<Throwing>(tally, access));
+        EXPECT_THROW(call(access), std::runtime_error);
+        EXPECT_EQ(tally.calls, i);
+        EXPECT_EQ(tally.alive, 0);
+    }
+}
+
+// What the two programs are about: whether the system's barrier was asked for at all.
+TEST_P(AHandlerBeingReplaced, MakesUseOfTheBarrierIfThereIsOne) {
+    IntegerAccess access(KEY, std::make_shared<Fragile>(tally));
+    call(access);
     const int before = tests::barriersMade();
     access.setNewValueHandler(nullptr);
     EXPECT_EQ(tests::barriersMade() - before, tests::hasBarrier() ? 1 : 0);
     EXPECT_EQ(tally.alive, 0);
 }
 
-TEST_F(AHandlerBeingReplaced, LivesForEverIfTheBarrierFails) {
+TEST_P(AHandlerBeingReplaced, LivesForEverIfTheBarrierFails) {
     IntegerAccess access(KEY, std::make_shared<Fragile>(tally));
-    access.onNewValue(ValueObject(1));
+    call(access);
     tests::failNextBarrier();
     access.setNewValueHandler(std::make_shared<Fragile>(tally));
     EXPECT_EQ(tally.alive, tests::hasBarrier() ? 2 : 1);
-    access.onNewValue(ValueObject(1));
+    call(access);
     access.setNewValueHandler(nullptr);
     EXPECT_EQ(tally.alive, tests::hasBarrier() ? 1 : 0);
 }

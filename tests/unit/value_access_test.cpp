@@ -492,6 +492,35 @@ TEST_F(ANotification, GoesThroughTheVirtualOperationOfTheAccessor) {
     EXPECT_EQ(access.texts.size(), 2U);
 }
 
+// Each value is its own, whatever is notified while its handler runs.
+TEST_F(ANotification, LeavesTheValuesOfThoseThatItIsMadeInAsTheyAre) {
+    struct Nesting : ValueHandler {
+        void onNewValue(const ValueObject& value) override {
+            if (depth < 3) {
+                ++depth;
+                access->notifyNewValue(10 * depth);
+                access->notifyNewValue(10LL * depth);
+                access->notifyNewValue(std::to_string(depth));
+                --depth;
+            }
+            texts.push_back(std::to_string(depth) + ": " + value.convertToStringType());
+        }
+        IntegerAccess* access = nullptr;
+        int depth = 1;
+        std::vector<std::string> texts;
+    };
+    const auto handler = std::make_shared<Nesting>();
+    IntegerAccess access(KEY, std::make_shared<Recorder>());
+    access.notifyNewValue(4);  // a thread's first call goes another way than those that follow
+    access.setNewValueHandler(handler);
+    log.clear();
+    handler->access = &access;
+    access.notifyNewValue(5);
+    EXPECT_THAT(handler->texts, ElementsAre("3: 30", "3: 30", "3: 3", "2: 20", "3: 30", "3: 30", "3: 3",
+                                            "2: 20", "3: 30", "3: 30", "3: 3", "2: 2", "1: 5"));
+    EXPECT_EQ(log.lines().size(), 26U);
+}
+
 TEST_F(ANotification, ReservesAListToItsLength) {
     std::vector<std::size_t> capacities;
     IntegersAccess access(KEY, std::make_shared<Calling>([&](const ValueObject& value) {

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "lomodelapi/object_type_spec.h"
@@ -109,8 +110,13 @@ class PLATFORM_ADAPTATION_API ValueAccessBase {
     // Hands a notified value on as a ValueObject, if there is a handler; `function` names the notification.
     template <typename T>
     PLATFORM_ADAPTATION_LOCAL void deliver(const T& value, const char* function);
+    // The same of an integer, from notifyNewValue() of the class `own`.
+    PLATFORM_ADAPTATION_LOCAL void deliverInteger(int value, const std::type_info& own);
 
   private:
+    PLATFORM_ADAPTATION_LOCAL void handOnRare(int value);
+    PLATFORM_ADAPTATION_LOCAL void callAnother(ValueHandler* announced, const ValueObject& value);
+    PLATFORM_ADAPTATION_LOCAL static void printEnterOfOnNewValue();
     PLATFORM_ADAPTATION_LOCAL int connectedValue(BizValue*& value);
     PLATFORM_ADAPTATION_LOCAL int connectedValue(BizValue*& value, lomodelapi::ObjectTypeSpec wanted,
                                                  const char* function);

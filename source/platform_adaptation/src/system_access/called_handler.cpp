@@ -9,11 +9,15 @@
 
 namespace handlers {
 
-bool hasBarrier = false;
 std::atomic<bool> anyRetired{false};
-constinit thread_local CallWord* freeWord = nullptr;
 
 namespace {
+
+constinit CallWord neverFree{1};
+
+// Known before the first word is made.
+bool hasBarrier = false;
+thread_local CallWord* wordsOfThread = nullptr;
 
 struct Retired {
     std::shared_ptr<ValueHandler> handler;
@@ -38,21 +42,26 @@ void exchange(Words& member, std::shared_ptr<ValueHandler>& handler) {
         std::atomic_ref<ValueHandler*>(member.handler).exchange(words.handler, std::memory_order_seq_cst);
 }
 
-// Gives a thread's words to those that come after it.
+// Gives a thread's words to those that come after it; not those of calls that never end, as their handler
+// ended the program.
 struct Return {
     ~Return() {
         const std::lock_guard lock(mutex);
-        while (CallWord* const word = freeWord) {
-            freeWord = word->nextFree;
-            word->nextFree = wordsOfEndedThreads;
+        firstWord = &neverFree;
+        while (CallWord* const word = wordsOfThread) {
+            wordsOfThread = word->nextOfThread;
+            if (word->handler.load(std::memory_order_relaxed) != 0) continue;
+            word->nextOfThread = wordsOfEndedThreads;
             wordsOfEndedThreads = word;
         }
     }
 };
 
+std::uintptr_t addressOf(const ValueHandler* handler) { return reinterpret_cast<std::uintptr_t>(handler); }
+
 bool isCalled(const ValueHandler* handler) {
     for (const CallWord* word = allWords; word != nullptr; word = word->nextOfAll)
-        if (word->handler.load(std::memory_order_seq_cst) == handler) return true;
+        if (word->handler.load(std::memory_order_seq_cst) == addressOf(handler)) return true;
     return false;
 }
 
@@ -79,32 +88,71 @@ void end(Retired* ended) {
     while (ended != nullptr) delete std::exchange(ended, ended->next);
 }
 
-}  // namespace
-
-CallWord* makeWord() {
+CallWord& makeWord() {
     static thread_local Return whenTheThreadEnds;
     static_cast<void>(whenTheThreadEnds);
     const std::lock_guard lock(mutex);
     if (allWords == nullptr) hasBarrier = barrier(MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED);
     CallWord* word = wordsOfEndedThreads;
     if (word != nullptr) {
-        wordsOfEndedThreads = std::exchange(word->nextFree, nullptr);
+        wordsOfEndedThreads = word->nextOfThread;
     } else {
-        word = new CallWord;
+        word = new Call;
         word->nextOfAll = std::exchange(allWords, word);
     }
-    return word;
+    if (wordsOfThread == nullptr && hasBarrier) firstWord = word;
+    word->nextOfThread = std::exchange(wordsOfThread, word);
+    return *word;
 }
 
-ValueHandler* follow(CallWord& word, ValueHandler* announced, ValueHandler* now,
-                     const std::shared_ptr<ValueHandler>& member) {
-    while (now != announced) {
-        const ValueHandler* const left = std::exchange(announced, now);
-        now = announce(word, announced, member);
-        if (anyRetired.load(std::memory_order_seq_cst)) endRetired(left);
-    }
-    return announced;
+CallWord& freeWord() {
+    for (CallWord* word = wordsOfThread; word != nullptr; word = word->nextOfThread)
+        if (word->handler.load(std::memory_order_relaxed) == 0) return *word;
+    return makeWord();
 }
+
+// Says in a call's word which handler the call has.
+void set(CallWord& word, const ValueHandler* handler) {
+    if (hasBarrier) {
+        word.handler.store(addressOf(handler), std::memory_order_release);
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+    } else {
+        word.handler.store(addressOf(handler), std::memory_order_seq_cst);
+    }
+}
+
+// Announces the handler that the member has, instead of the `announced` one, if any, until the member still
+// has it afterwards. Ends those that it leaves: a replacement may have taken the call for one of theirs. Null
+// as soon as the member has none; the word is free then, and what ends may use it.
+ValueHandler* announce(CallWord& word, ValueHandler* announced, const std::shared_ptr<ValueHandler>& member) {
+    for (;;) {
+        ValueHandler* const now = current(member, std::memory_order_seq_cst);
+        if (now == announced) return announced;
+        const ValueHandler* const left = std::exchange(announced, now);
+        set(word, announced);
+        if (left != nullptr && anyRetired.load(std::memory_order_seq_cst)) endRetired(left);
+        if (announced == nullptr) return nullptr;
+    }
+}
+
+void callIn(CallWord& word, ValueHandler* announced, const std::shared_ptr<ValueHandler>& member,
+            const ValueObject& value) {
+    struct Called {
+        ~Called() {
+            if (handler == nullptr) return;
+            set(word, nullptr);
+            if (anyRetired.load(std::memory_order_seq_cst)) endRetired(handler);
+        }
+        CallWord& word;
+        ValueHandler* handler;
+    };
+    const Called called{word, announce(word, announced, member)};
+    if (called.handler != nullptr) called.handler->onNewValue(value);
+}
+
+}  // namespace
+
+constinit thread_local CallWord* firstWord = &neverFree;
 
 void endRetired(const ValueHandler* left) {
     Retired* ended = nullptr;
@@ -113,6 +161,15 @@ void endRetired(const ValueHandler* left) {
         ended = takeEnded(left);
     }
     end(ended);
+}
+
+void call(const std::shared_ptr<ValueHandler>& member, const ValueObject& value) {
+    if (current(member, std::memory_order_relaxed) != nullptr) callIn(freeWord(), nullptr, member, value);
+}
+
+void callAnother(const std::shared_ptr<ValueHandler>& member, ValueHandler* announced,
+                 const ValueObject& value) {
+    callIn(*firstWord, announced, member, value);
 }
 
 void replace(std::shared_ptr<ValueHandler>& member, std::shared_ptr<ValueHandler> handler) {

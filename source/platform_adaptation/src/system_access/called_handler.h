@@ -6,7 +6,8 @@
 //   ----                                     -------------------------
 //   reads the member: handler H              stores the new handler in the member, marks H as retired
 //   stores H in a word of its own            barrier in every thread (membarrier)
-//   reads the member again, must be H        reads the words of all calls: ends H if no call has it
+//   reads the member again: if it is not H,  reads the words of all calls: ends H if no call has it
+//   leaves H and begins again
 //   ... calls H ...
 //   clears the word
 //   reads whether anything is retired;       (if a call has it, that call does the same at its end)
@@ -17,7 +18,7 @@
 // if each call had a std::shared_ptr of it. A forked child must not call or replace handlers: its parent's
 // calls would have theirs for ever.
 //
-// The barrier falls, in each thread, before or after any of its steps. If the call read H again, it was
+// The barrier falls, in each thread, before or after any of its steps. If the call read H again, that was
 // before the barrier, and its word with H is seen behind it. If its word with H is seen there, the call
 // clears it behind the barrier, and then sees that H is retired. Where the system has no such barrier, the
 // words are written and the member read in the one order that all threads see (sequentially consistent),
@@ -26,6 +27,7 @@
 #define PLATFORM_ADAPTATION_CALLED_HANDLER_H
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 
 #include "fast_path.h"
@@ -41,81 +43,72 @@ struct [[gnu::may_alias]] Words {
 };
 static_assert(sizeof(Words) == sizeof(std::shared_ptr<ValueHandler>));
 
-inline ValueHandler* current(const std::shared_ptr<ValueHandler>& member, std::memory_order order) {
+[[gnu::always_inline]] inline ValueHandler* current(const std::shared_ptr<ValueHandler>& member,
+                                                    std::memory_order order) {
     auto& words = reinterpret_cast<Words&>(const_cast<std::shared_ptr<ValueHandler>&>(member));
     return std::atomic_ref<ValueHandler*>(words.handler).load(order);
 }
 
-// The word of one call. Each thread keeps those that it has needed: as many as its calls were nested.
+// The word of one call: the address of its handler, 0 if it is free. Each thread keeps those that it has
+// needed: as many as its calls were nested.
 struct CallWord {
-    std::atomic<ValueHandler*> handler{nullptr};
-    CallWord* nextFree = nullptr;  // of this thread, or of those that have ended
+    std::atomic<std::uintptr_t> handler{0};
+    CallWord* nextOfThread = nullptr;  // or of those whose threads have ended
     CallWord* nextOfAll = nullptr;
 };
 
-// Whether there is such a barrier; known before the first word is made.
-extern bool hasBarrier;
-extern std::atomic<bool> anyRetired;
-// At a fixed place of the thread's block: found without a call.
-[[gnu::tls_model("initial-exec")]] extern constinit thread_local CallWord* freeWord;
+// With a value for the call to hand on, of which nothing but the kind and the number is ever set.
+struct Call : CallWord {
+    ValueObject integer;
+};
 
-RARE_PATH CallWord* makeWord();
+extern std::atomic<bool> anyRetired;
+// The first word that the thread made, which is a Call. Without the barrier, before the thread's first call
+// and after its end: a word that is never free, and no Call.
+extern constinit thread_local CallWord* firstWord;
+
 // Ends the handler that a call has left, if it was replaced and no other call has it.
 RARE_PATH void endRetired(const ValueHandler* left);
 
-// Says in a call's word which handler the call has.
-[[gnu::always_inline]] inline void set(CallWord& word, ValueHandler* handler) {
-    if (hasBarrier) [[likely]] {
-        word.handler.store(handler, std::memory_order_release);
-        // The compiler keeps the order here; the processor, the one who replaces sees to.
-        std::atomic_signal_fence(std::memory_order_seq_cst);
-    } else {
-        word.handler.store(handler, std::memory_order_seq_cst);
-    }
-}
+// Calls the handler that the member has, if it has one.
+void call(const std::shared_ptr<ValueHandler>& member, const ValueObject& value);
 
-// Says which handler the call is about to have, and returns the one that then is the member's.
-inline ValueHandler* announce(CallWord& word, ValueHandler* handler,
-                              const std::shared_ptr<ValueHandler>& member) {
-    set(word, handler);
-    return current(member, std::memory_order_seq_cst);
-}
+// The same in the thread's first word, in which `announced` is.
+void callAnother(const std::shared_ptr<ValueHandler>& member, ValueHandler* announced,
+                 const ValueObject& value);
 
-// Announces the handler that the member has `now`, until that is the announced one. It ends those that it
-// leaves: a replacement may have taken the call for one of theirs. Null if the member has none any more.
-RARE_PATH ValueHandler* follow(CallWord& word, ValueHandler* announced, ValueHandler* now,
-                               const std::shared_ptr<ValueHandler>& member);
-
-class Called {
+// A call in the thread's first word, which is most of them, without a function.
+class FirstCall {
   public:
-    explicit Called(const std::shared_ptr<ValueHandler>& member)
-        : m_handler(current(member, std::memory_order_relaxed)) {
-        if (m_handler == nullptr) return;
-        m_word = freeWord;
-        if (m_word == nullptr) [[unlikely]]
-            m_word = makeWord();
-        freeWord = m_word->nextFree;
-        ValueHandler* now = announce(*m_word, m_handler, member);
-        if (now != m_handler) [[unlikely]]
-            now = follow(*m_word, m_handler, now, member);
-        m_handler = now;
+    // If not, nothing of this class may be used.
+    [[gnu::always_inline]] static bool isPossible() {
+        return firstWord->handler.load(std::memory_order_relaxed) == 0;
     }
-    [[gnu::always_inline]] ~Called() {
-        if (m_word == nullptr) return;
-        set(*m_word, nullptr);
-        m_word->nextFree = freeWord;
-        freeWord = m_word;
-        if (anyRetired.load(std::memory_order_seq_cst)) [[unlikely]]
+    [[gnu::always_inline]] static ValueObject& integer() { return static_cast<Call*>(firstWord)->integer; }
+
+    [[gnu::always_inline]] explicit FirstCall(ValueHandler* handler)
+        : m_word(*firstWord), m_handler(handler) {
+        m_word.handler.store(reinterpret_cast<std::uintptr_t>(handler), std::memory_order_release);
+        // The compiler keeps the order by this, the processor by the barrier of who replaces.
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+    }
+    [[gnu::always_inline]] ~FirstCall() {
+        m_word.handler.store(0, std::memory_order_release);
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        if (anyRetired.load(std::memory_order_relaxed)) [[unlikely]]
             endRetired(m_handler);
     }
-    Called(const Called&) = delete;
-    Called& operator=(const Called&) = delete;
+    FirstCall(const FirstCall&) = delete;
+    FirstCall& operator=(const FirstCall&) = delete;
 
-    // Null if there was none.
-    ValueHandler* handler() const { return m_handler; }
+    // Whether the member has the announced handler still: only then may it be called. Otherwise,
+    // callAnother() goes on.
+    [[gnu::always_inline]] bool mayCall(const std::shared_ptr<ValueHandler>& member) const {
+        return current(member, std::memory_order_acquire) == m_handler;
+    }
 
   private:
-    CallWord* m_word = nullptr;
+    CallWord& m_word;
     ValueHandler* m_handler;
 };
 

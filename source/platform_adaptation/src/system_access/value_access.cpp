@@ -1,7 +1,9 @@
 #include "platform_adaptation/system_access/value_access.h"
 
+#include <typeinfo>
 #include <utility>
 
+#include "called_handler.h"
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/root_interface.h"
 #include "shared_member.h"
@@ -119,7 +121,7 @@ int ValueAccessT<Observer>::disconnect() {
     return STATUS_OK;
 }
 
-// The five notifications, each under the name by which the model called it.
+// The notifications, each under the name by which the model called it.
 template <typename T>
 void ValueAccessBase::deliver(const T& value, const char* function) {
     LOG_ENTER_AS(function);
@@ -129,9 +131,38 @@ void ValueAccessBase::deliver(const T& value, const char* function) {
     onNewValue(object);
 }
 
+RARE_PATH void ValueAccessBase::handOnRare(int value) {
+    if (hasHandler()) onNewValue(ValueObject(value));
+}
+
+RARE_PATH void ValueAccessBase::callAnother(ValueHandler* announced, const ValueObject& value) {
+    handlers::callAnother(m_handler, announced, value);
+}
+
+// Integers are what comes most: for an accessor of the library's own class, what onNewValue() does, with a
+// ValueObject that the thread keeps. Derived classes, nested calls, a thread's first call and systems without
+// the barrier go the other way.
+FAST_PATH inline void ValueAccessBase::deliverInteger(int value, const std::type_info& own) {
+    if (logging::isOn(logging::LEVEL_TRACE)) [[unlikely]]
+        logging::printEnter(logging::SOURCE, __LINE__, "notifyNewValue");
+    if (&typeid(*this) != &own || !handlers::FirstCall::isPossible()) [[unlikely]]
+        return handOnRare(value);
+    ValueObject& object = handlers::FirstCall::integer();
+    object = value;
+    ValueHandler* const handler = handlers::current(m_handler, std::memory_order_relaxed);
+    if (handler == nullptr) return;
+    const handlers::FirstCall call(handler);
+    if (logging::isOn(logging::LEVEL_TRACE)) [[unlikely]]
+        printEnterOfOnNewValue();
+    if (call.mayCall(m_handler)) [[likely]]
+        handler->onNewValue(object);
+    else
+        callAnother(handler, object);
+}
+
 template <typename Observer>
 void ValueAccessT<Observer>::notifyNewValue(int value) {
-    deliver(value, __func__);
+    deliverInteger(value, typeid(ValueAccessT));
 }
 
 template <typename Observer>

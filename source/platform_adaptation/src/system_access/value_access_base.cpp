@@ -45,10 +45,14 @@ void ValueAccessBase::setNewValueHandler(std::shared_ptr<ValueHandler> handler) 
     handlers::replace(m_handler, std::move(handler));
 }
 
+RARE_PATH void ValueAccessBase::printEnterOfOnNewValue() {
+    logging::printEnter(logging::SOURCE, __LINE__, "onNewValue");
+}
+
 void ValueAccessBase::onNewValue(const ValueObject& value) {
-    LOG_ENTER();
-    const handlers::Called called(m_handler);
-    if (ValueHandler* const handler = called.handler()) handler->onNewValue(value);
+    if (logging::isOn(logging::LEVEL_TRACE)) [[unlikely]]
+        printEnterOfOnNewValue();
+    handlers::call(m_handler, value);
 }
 
 bool ValueAccessBase::isConnected() const { return loadShared(m_value) != nullptr; }

@@ -96,7 +96,7 @@ ValueObject::ValueObject(const Point& value) noexcept : ValueObject() { *this = 
 RARE_PATH void ValueObject::copyPayload(const ValueObject& other) {
     if (kind == TYPE_STRING) text = other.text;
     if (kind == TYPE_POINT) point = other.point;
-    if (kind == TYPE_VECTOR) items = other.items;
+    if (kind == TYPE_VECTOR) std::vector<ValueObject>(other.items).swap(items);
 }
 
 ValueObject::ValueObject(ValueObject&& other) noexcept : ValueObject() {
