@@ -4,7 +4,9 @@
 #include <fcntl.h>
 #include <mqueue.h>
 #include <pthread.h>
+#include <sys/prctl.h>
 #include <sys/shm.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -17,6 +19,7 @@ std::atomic<int> shmatError{0};
 std::atomic<int> mqOpenError{0};
 std::atomic<int> mqOpenSkip{0};
 std::atomic<int> mqOpenCount{0};
+std::atomic<int> sleepSlack{0};
 
 template <typename Function>
 Function* systemFunction(const char* name) {
@@ -103,6 +106,8 @@ void failMqOpen(int error, int skip) {
 
 int mqOpenCalls() { return mqOpenCount; }
 
+int slackOfLastSleep() { return sleepSlack; }
+
 WatchedMemory::WatchedMemory(const void* begin, std::size_t size) {
     const auto address = reinterpret_cast<std::uintptr_t>(begin);
     watch(address, address + size);
@@ -145,6 +150,11 @@ extern "C" mqd_t mq_open(const char* name, int flags, ...) noexcept {
     mq_attr* const attributes = va_arg(arguments, mq_attr*);
     va_end(arguments);
     return open(name, flags, mode, attributes);
+}
+
+extern "C" int usleep(useconds_t duration) {
+    sleepSlack = prctl(PR_GET_TIMERSLACK);
+    return systemFunction<decltype(usleep)>("usleep")(duration);
 }
 
 extern "C" TESTS_NOT_INSTRUMENTED int pthread_mutex_init(pthread_mutex_t* mutex,

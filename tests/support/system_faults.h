@@ -17,6 +17,9 @@ void failMqOpen(int error, int skip = 0);
 // Calls of mq_open since the last failMqOpen.
 int mqOpenCalls();
 
+// The timer slack, in nanoseconds, that the thread had which last called usleep.
+int slackOfLastSleep();
+
 enum class ThreadCall : unsigned char {
     MUTEX_INIT,
     MUTEX_DESTROY,

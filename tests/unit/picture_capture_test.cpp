@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <mqueue.h>
+#include <sys/prctl.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
 
@@ -472,6 +473,21 @@ TEST_F(WaitingForAFrame, IsRefusedWithoutAPicture) {
     EXPECT_FALSE(capture.picutreCaptureFinished(nullptr));
     EXPECT_EQ(logged(ERROR, "picutreCaptureFinished", "pictureData is NULL.\n"), 1U);
     EXPECT_EQ(log.withMessage("m_pshareMemory is NULL.\n").size(), 0U);
+}
+
+TEST_F(WaitingForAFrame, SleepsWithoutTimerSlackAndGivesTheThreadItsOwnBack) {
+    constexpr unsigned long own = 70'000;
+    ASSERT_TRUE(capture.initShareMemory());
+    std::atomic_ref<std::uint32_t>(peer.block().state).store(video::FRAME_REQUESTED);
+    ASSERT_EQ(prctl(PR_SET_TIMERSLACK, own), 0);
+    std::thread pipeline([this] {
+        ASSERT_TRUE(log.waitFor("timeSum: 50."));
+        peer.deliver(1, 1, 1);
+    });
+    EXPECT_TRUE(capture.picutreCaptureFinished(&picture));
+    pipeline.join();
+    EXPECT_EQ(tests::slackOfLastSleep(), 1);
+    EXPECT_EQ(prctl(PR_GET_TIMERSLACK), static_cast<int>(own));
 }
 
 TEST_F(WaitingForAFrame, TakesAnyOtherStateForNotReady) {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <mqueue.h>
 #include <sys/ipc.h>
+#include <sys/prctl.h>
 #include <sys/shm.h>
 #include <unistd.h>
 
@@ -38,6 +39,15 @@ class Lock {
 void signalUnderLock(pthread_mutex_t& mutex, pthread_cond_t& condition) {
     const Lock lock(mutex);
     pthread_cond_signal(&condition);
+}
+
+// The system may wake a thread later than asked, by its timer slack (50 µs unless it was set otherwise), so
+// as to wake several at once. Here, a frame waits.
+void sleepExactly(unsigned milliseconds) {
+    const int slack = prctl(PR_GET_TIMERSLACK);
+    if (slack > 1) prctl(PR_SET_TIMERSLACK, 1UL);
+    usleep(milliseconds * 1000);
+    if (slack > 1) prctl(PR_SET_TIMERSLACK, static_cast<unsigned long>(slack));
 }
 
 // The entries of the two threads; `arg` is the PictureCapture.
@@ -223,7 +233,7 @@ bool PictureCapture::picutreCaptureFinished(PictureData* picture) {
             picture->colorMode = korvale::ai::COLOR_MODE_RGB;
             return true;
         }
-        usleep(POLL_PERIOD_MS * 1000);
+        sleepExactly(POLL_PERIOD_MS);
     }
     LOG_ERROR("time out.\n");
     return false;
