@@ -123,30 +123,37 @@ class Promise {
     }};
 };
 
-// Two threads that wake each other.
+// Two threads that wake each other: behind the lock, or while they hold it.
+enum class Wake { BEHIND_THE_LOCK, UNDER_THE_LOCK };
+
+template <Wake WAKE>
 class PingPong {
   public:
     PingPong() { std::thread(&PingPong::run, this).detach(); }
     void request() {
-        {
-            const std::lock_guard lock(m_mutex);
-            m_asked = true;
-        }
-        m_changed.notify_one();
         std::unique_lock lock(m_mutex);
+        m_asked = true;
+        wake(m_changed, lock);
         m_answered.wait(lock, [this] { return !m_asked; });
     }
 
   private:
+    static void wake(std::condition_variable& condition, std::unique_lock<std::mutex>& lock) {
+        if (WAKE == Wake::UNDER_THE_LOCK) {
+            condition.notify_one();
+        } else {
+            lock.unlock();
+            condition.notify_one();
+            lock.lock();
+        }
+    }
     void run() {
         const OneProcessor pinned;
         std::unique_lock lock(m_mutex);
         for (;;) {
             m_changed.wait(lock, [this] { return m_asked; });
             m_asked = false;
-            lock.unlock();
-            m_answered.notify_one();
-            lock.lock();
+            wake(m_answered, lock);
         }
     }
 
@@ -236,7 +243,8 @@ void addRequests() {
     addKind<Library>("library", {1, 8, 64});
     addKind<Floor>("floor", {8, 64});
     addKind<Promise>("std::promise", {1, 8, 64});
-    addKind<PingPong>("ping-pong", {1});
+    addKind<PingPong<Wake::BEHIND_THE_LOCK>>("ping-pong", {1});
+    addKind<PingPong<Wake::UNDER_THE_LOCK>>("ping-pong under the lock", {1});
     addMemory();
 }
 

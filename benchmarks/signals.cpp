@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "floor.h"
 #include "measure.h"
 #include "platform_adaptation/picture_capture.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
@@ -24,6 +25,17 @@ struct Receiver {
     int last = 0;
 };
 
+class FloorHandlerOfReceiver : public FloorHandler {
+  public:
+    FloorHandlerOfReceiver(Receiver* receiver, void (Receiver::*callback)(int))
+        : m_receiver(receiver), m_callback(callback) {}
+    void onNewValue(int value) override { (m_receiver->*m_callback)(value); }
+
+  private:
+    Receiver* m_receiver;
+    void (Receiver::*m_callback)(int);
+};
+
 template <typename Value>
 struct SigcReceiver : sigc::trackable, Receiver {};
 
@@ -37,11 +49,12 @@ void addSignals() {
         };
     });
     add("notify_int", "floor", [] {
-        auto last = std::make_shared<int>(0);
-        std::shared_ptr<FloorObserver> floor = makeFloor(*last);
-        return [last, floor, value = 0]() mutable {
+        auto receiver = std::make_shared<Receiver>();
+        std::shared_ptr<FloorObserver> floor =
+            makeFloor(std::make_unique<FloorHandlerOfReceiver>(receiver.get(), &Receiver::onInt));
+        return [receiver, floor, value = 0]() mutable {
             floor->notifyNewValue(++value);
-            benchmark::DoNotOptimize(*last);
+            benchmark::DoNotOptimize(receiver->last);
         };
     });
     add("notify_int", "direct call", [] {

@@ -1,5 +1,4 @@
-// What of the library is measured, by the benchmarks and by the count of instructions alike; and floors
-// beside it.
+// What of the library is measured, by the benchmarks and by the count of instructions alike.
 #ifndef BENCHMARKS_SUBJECTS_H
 #define BENCHMARKS_SUBJECTS_H
 
@@ -55,15 +54,6 @@ class Subjects {
 
 // A line of the library's log, offered while its level is off.
 void logLine(int value);
-
-// The least that does the same, with the number in a register: the same virtual calls, the same level checks.
-class FloorObserver {
-  public:
-    virtual ~FloorObserver() = default;
-    virtual void notifyAvailability(bool) {}
-    virtual void notifyNewValue(int value) = 0;
-};
-std::unique_ptr<FloorObserver> makeFloor(int& last);
 
 // A model's value, whose dynamic type the compiler does not know.
 std::unique_ptr<StillValue> makeStillValue();

@@ -1,0 +1,40 @@
+// A shared library of its own, as the one that is measured.
+#include "floor.h"
+
+#include <utility>
+
+#define LOG_TAG "[Platform Adaptation]"
+#include "log.h"
+
+namespace benchmarks {
+
+namespace {
+
+class FloorBase {
+  public:
+    virtual ~FloorBase() = default;
+    virtual void onNewValue(int value) {
+        LOG_ENTER();
+        m_handler->onNewValue(value);
+    }
+
+  protected:
+    std::unique_ptr<FloorHandler> m_handler;
+};
+
+class FloorAccess : public FloorBase, public FloorObserver {
+  public:
+    explicit FloorAccess(std::unique_ptr<FloorHandler> handler) { m_handler = std::move(handler); }
+    void notifyNewValue(int value) override {
+        LOG_ENTER();
+        onNewValue(value);
+    }
+};
+
+}  // namespace
+
+std::unique_ptr<FloorObserver> makeFloor(std::unique_ptr<FloorHandler> handler) {
+    return std::make_unique<FloorAccess>(std::move(handler));
+}
+
+}  // namespace benchmarks

@@ -1,0 +1,28 @@
+// The virtual calls and the level checks that a notification is made of, with the number in a register.
+#ifndef BENCHMARKS_FLOOR_H
+#define BENCHMARKS_FLOOR_H
+
+#include <memory>
+
+namespace benchmarks {
+
+class FloorObserver {
+  public:
+    virtual ~FloorObserver() = default;
+    virtual void notifyAvailability(bool) {}
+    virtual void notifyNewValue(int value) = 0;
+};
+
+// The client's.
+class FloorHandler {
+  public:
+    virtual ~FloorHandler() = default;
+    virtual void onNewValue(int value) = 0;
+};
+
+__attribute__((visibility("default"))) std::unique_ptr<FloorObserver> makeFloor(
+    std::unique_ptr<FloorHandler> handler);
+
+}  // namespace benchmarks
+
+#endif
