@@ -86,6 +86,23 @@ class AHandlerBeingReplaced : public tests::TelevisionTest,
         for (auto& caller : callers) caller.get();
     }
 
+    // Between the entry that is logged and the call of the handler, by another thread.
+    void callAndReplaceBeforeTheHandler(IntegerAccess& access, std::shared_ptr<ValueHandler> handler) {
+        bool replaced = false;
+        simulated::DebugOutput& output = television.debugOutput();
+        output.setSink([&](unsigned, const std::string& line) {
+            if (line.find("onNewValue") == std::string::npos) return;
+            // No line is printed while another one is.
+            output.setVerbosity(simulated::DebugOutput::Verbosity::OFF);
+            std::thread([&] { access.setNewValueHandler(std::move(handler)); }).join();
+            replaced = true;
+        });
+        output.setVerbosity(simulated::DebugOutput::Verbosity::TRACE);
+        call(access);
+        EXPECT_TRUE(replaced);
+        output.setSink(nullptr);
+    }
+
     void (*const call)(IntegerAccess&) = GetParam();
     Tally tally;
 };
@@ -262,13 +279,13 @@ TEST_P(AHandlerBeingReplaced, IsCalledByThreadsThatComeAndGo) {
     EXPECT_EQ(tally.alive, 1);
 }
 
-// Between the entry that is logged and the call of the handler.
 TEST_P(AHandlerBeingReplaced, IsNotCalledOnceItIsReplacedBeforeItsCall) {
     class Next : public Fragile {
       public:
         Next(Tally& tally, const Tally& first) : Fragile(tally), m_first(first) {}
         void onNewValue(const ValueObject& value) override {
             EXPECT_EQ(m_first.alive, 0);
+            EXPECT_EQ(value, ValueObject(1));
             Fragile::onNewValue(value);
         }
 
@@ -277,25 +294,23 @@ TEST_P(AHandlerBeingReplaced, IsNotCalledOnceItIsReplacedBeforeItsCall) {
     };
     Tally second;
     IntegerAccess access(KEY, std::make_shared<Fragile>(tally));
-    call(access);
-    bool replaced = false;
-    simulated::DebugOutput& output = television.debugOutput();
-    output.setSink([&](unsigned, const std::string& line) {
-        if (line.find("onNewValue") == std::string::npos) return;
-        // No line is printed while another one is.
-        output.setVerbosity(simulated::DebugOutput::Verbosity::OFF);
-        std::thread([&] { access.setNewValueHandler(std::make_shared<Next>(second, tally)); }).join();
-        replaced = true;
-    });
-    output.setVerbosity(simulated::DebugOutput::Verbosity::TRACE);
-    call(access);
-    EXPECT_TRUE(replaced);
-    EXPECT_EQ(tally.calls, 1);
+    callAndReplaceBeforeTheHandler(access, std::make_shared<Next>(second, tally));
+    EXPECT_EQ(tally.calls, 0);
     EXPECT_EQ(second.calls, 1);
     EXPECT_EQ(tally.alive, 0);
     EXPECT_EQ(second.alive, 1);
     access.setNewValueHandler(nullptr);
     EXPECT_EQ(second.alive, 0);
+}
+
+TEST_P(AHandlerBeingReplaced, IsNotCalledOnceItIsReplacedByNone) {
+    IntegerAccess access(KEY, std::make_shared<Fragile>(tally));
+    callAndReplaceBeforeTheHandler(access, nullptr);
+    EXPECT_EQ(tally.calls, 0);
+    EXPECT_EQ(tally.alive, 0);
+    access.setNewValueHandler(std::make_shared<Fragile>(tally));
+    call(access);
+    EXPECT_EQ(tally.calls, 1);
 }
 
 TEST_P(AHandlerBeingReplaced, HasEndedEvenIfItsCallThrows) {
