@@ -319,19 +319,22 @@ TEST_P(AHandlerBeingReplaced, HasEndedEvenIfItsCallThrows) {
         Throwing(Tally& tally, ValueAccessBase& access) : Fragile(tally), m_access(access) {}
         void onNewValue(const ValueObject& value) override {
             Fragile::onNewValue(value);
-            m_access.setNewValueHandler(nullptr);
+            if (++m_calls == 2) m_access.setNewValueHandler(nullptr);
             throw std::runtime_error("no handler throws, but a client's may");
         }
 
       private:
         ValueAccessBase& m_access;
+        int m_calls = 0;
     };
     IntegerAccess access(KEY);
     for (int i = 1; i <= 3; ++i) {
         access.setNewValueHandler(std::make_shared<Throwing>(tally, access));
         EXPECT_THROW(call(access), std::runtime_error);
-        EXPECT_EQ(tally.calls, i);
+        EXPECT_EQ(tally.alive, 1);
+        EXPECT_THROW(call(access), std::runtime_error);
         EXPECT_EQ(tally.alive, 0);
+        EXPECT_EQ(tally.calls, 2 * i);
     }
 }
 
