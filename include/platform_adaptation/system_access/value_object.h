@@ -74,6 +74,7 @@ class PLATFORM_ADAPTATION_API ValueObject {
     ValueObject(const ValueObject& other);
     // The same; a text or list is taken over, and `other` keeps its kind with an empty text or list.
     ValueObject(ValueObject&& other) noexcept;
+
     ~ValueObject();
 
     // Each sets the kind and the one payload.
@@ -169,8 +170,7 @@ PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(const ValueObject& other) : 
         case TYPE_INT:
         case TYPE_UINT:
         case TYPE_FLOAT:
-            // As many bytes as were written: a wider read would wait until they are in the cache.
-            std::memcpy(&scalar, &other.scalar, sizeof scalar.u);
+            std::memcpy(&scalar, &other.scalar, sizeof scalar.u);  // a wider read waits for the cache
             break;
         case TYPE_INT64:
         case TYPE_UINT64:
@@ -183,10 +183,9 @@ PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(const ValueObject& other) : 
     }
 }
 
-// The caller's compiler need not see how items end: it is told that none is left.
 PLATFORM_ADAPTATION_INLINE ValueObject::~ValueObject() {
     if (items.capacity() != 0) endItems();
-    if (items.begin() != items.end()) __builtin_unreachable();
+    if (items.begin() != items.end()) __builtin_unreachable();  // the compiler need not see items end
 }
 
 PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(int value) noexcept {

@@ -1,0 +1,146 @@
+// What fails with all log levels off fails as it does otherwise, and prints nothing.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <mqueue.h>
+
+#include <cerrno>
+#include <climits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "capture_test.h"
+#include "eventually.h"
+#include "lomodelapi/observer.h"
+#include "platform_adaptation/ai_common.h"
+#include "platform_adaptation/system_access/action_access.h"
+#include "platform_adaptation/system_access/iterator_access.h"
+#include "platform_adaptation/system_access/source_switch_access_impl.h"
+#include "platform_adaptation/system_access/value_access.h"
+#include "platform_adaptation/system_info.h"
+#include "platform_adaptation/system_setting.h"
+#include "platform_adaptation/system_state.h"
+#include "system_faults.h"
+
+namespace {
+
+using IntegerAccess = ValueAccessT<lomodelapi::ObserverNumericInteger>;
+using StringAccess = ValueAccessT<lomodelapi::ObserverString>;
+
+constexpr char GAME_MODE[] = "dovra.sl2.i32.video.enum.instant.game.response";
+constexpr char AIPQ_STATE[] = "dovra.sl2.i32.video.aipq.user.switch.osd";
+constexpr char COLOR_TUNER[] = "dovra.sl2.i32.video.color.tuner";
+
+class AQuietLog : public tests::CaptureTest {
+  protected:
+    void SetUp() override { television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF); }
+    void TearDown() override { EXPECT_EQ(log.lines().size(), 0U); }
+
+    void makeUnavailable(const char* key) {
+        simulated::KeyFaults faults;
+        faults.connectStatus = simulated::STATUS_UNAVAILABLE;
+        model.setFaults(key, faults);
+    }
+};
+
+TEST_F(AQuietLog, IsKeptByTheCommonHelpers) {
+    EXPECT_EQ(str2int("a", 7), 7);
+    EXPECT_EQ(str2int("99999999999", 7), 7);
+    outputCharSerial("title", nullptr, 1);
+    outputCharSerial("title", "ab", 2);
+}
+
+TEST_F(AQuietLog, IsKeptByAccessors) {
+    ValueHandlerT<SystemInfo>(nullptr, &SystemInfo::onSourceTypeChanged).onNewValue(ValueObject(1));
+
+    EXPECT_EQ(IntegerAccess("missing").connect(0), 8);
+    EXPECT_EQ(IntegerAccess(BRIGHTNESS).getType(), 0);
+
+    IntegerAccess integer(BRIGHTNESS);
+    EXPECT_EQ(integer.setValue(1LL + INT_MAX), 6);
+    StringAccess text(SOURCE);
+    EXPECT_EQ(text.setValue(5), 6);
+    EXPECT_EQ(text.setValue(5LL), 6);
+
+    EXPECT_EQ(ActionAccess(SOURCE).connect(0), 6);
+    IteratorAccess iterator("test.unknown", nullptr, {0, 1}, {}, {}, {});
+    EXPECT_EQ(iterator.create(), 4);
+
+    television.framework().failLookups(1);
+    EXPECT_EQ(ValueAccessBase::getRootInterface(), nullptr);
+    television.framework().failLookups(0);
+}
+
+TEST_F(AQuietLog, IsKeptByRequests) {
+    makeUnavailable(SWITCH_ACTION);
+    SourceSwitchAccessImpl access;
+    EXPECT_FALSE(access.pausePSI());
+}
+
+TEST_F(AQuietLog, IsKeptBySystemInfo) {
+    model.set(PLAY_ATTRIBUTES, std::vector<std::string>(32, "99999999999"));
+    makeUnavailable(GAME_MODE);
+    makeUnavailable(AIPQ_STATE);
+    SystemInfo info;
+    EXPECT_EQ(info.getVideoGameMode(), VIDEO_GAME_MODE_0);
+    EXPECT_FALSE(info.getAIPQSwitchState());
+    EXPECT_FALSE(info.getTvStreamEncrypted());
+}
+
+TEST_F(AQuietLog, IsKeptBySystemSetting) {
+    makeUnavailable(BRIGHTNESS);
+    makeUnavailable(COLOR_TUNER);
+    SystemSetting setting;
+    EXPECT_EQ(setting.getVideoBrightness(), -1);
+    EXPECT_EQ(setting.setVideoColorTuner(3), 0);
+}
+
+TEST_F(AQuietLog, IsKeptBySystemState) {
+    television.applications().setReachable(false);
+    SystemState state("quiet");
+    EXPECT_FALSE(state.registerApp());
+    EXPECT_FALSE(state.unRegisterApp());
+}
+
+TEST_F(AQuietLog, IsKeptByACaptureWithoutItsBlock) {
+    EXPECT_FALSE(capture.picutreCaptureFinished(nullptr));
+    EXPECT_FALSE(capture.picutreCaptureFinished(&picture));
+    tests::failNextShmat(ENOMEM);
+    EXPECT_FALSE(capture.initShareMemory());
+}
+
+TEST_F(AQuietLog, IsKeptByACaptureWithoutAFrame) {
+    ASSERT_TRUE(capture.initShareMemory());
+    std::atomic_ref<std::uint32_t>(peer.block().state).store(video::FRAME_REQUESTED);
+    EXPECT_FALSE(capture.picutreCaptureFinished(&picture));
+}
+
+TEST_F(AQuietLog, IsKeptByACaptureWithoutItsThreads) {
+    television.threads().fail(1);
+    capture.start();
+    EXPECT_EQ(television.threads().failures(), 0U);
+
+    capture.registerCallBack([](bool, korvale::ai::PictureData*, void*) {}, nullptr);
+    capture.start();
+    const auto created = television.threads().created();
+    for (const auto& thread : created) EXPECT_EQ(thread.routine(nullptr), nullptr);
+    ASSERT_TRUE(tests::eventually([] { return tests::Peer::queueAttributes().has_value(); }));
+    capture.stop();
+}
+
+TEST_F(AQuietLog, IsKeptByACaptureWithoutItsQueue) {
+    tests::failMqOpen(EACCES);
+    capture.start();
+    ASSERT_TRUE(tests::eventually([] { return tests::mqOpenCalls() == 1; }));
+    capture.stop();
+
+    const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDWR | O_CREAT, 0666, nullptr);
+    ASSERT_NE(queue, -1);
+    mq_close(queue);
+    tests::failMqOpen(EACCES, 1);
+    capture.start();
+    ASSERT_TRUE(tests::eventually([] { return tests::mqOpenCalls() == 2; }));
+    capture.stop();
+}
+
+}  // namespace
