@@ -51,8 +51,6 @@ TEST_F(AQuietLog, IsKeptByTheCommonHelpers) {
 }
 
 TEST_F(AQuietLog, IsKeptByAccessors) {
-    ValueHandlerT<SystemInfo>(nullptr, &SystemInfo::onSourceTypeChanged).onNewValue(ValueObject(1));
-
     EXPECT_EQ(IntegerAccess("missing").connect(0), 8);
     EXPECT_EQ(IntegerAccess(BRIGHTNESS).getType(), 0);
 
@@ -85,6 +83,9 @@ TEST_F(AQuietLog, IsKeptBySystemInfo) {
     EXPECT_EQ(info.getVideoGameMode(), VIDEO_GAME_MODE_0);
     EXPECT_FALSE(info.getAIPQSwitchState());
     EXPECT_FALSE(info.getTvStreamEncrypted());
+
+    ValueHandlerT<SystemInfo>(&info, &SystemInfo::onSourceTypeChanged).onNewValue(ValueObject("HDMI1"));
+    ValueHandlerT<SystemInfo>(nullptr, &SystemInfo::onSourceTypeChanged).onNewValue(ValueObject("HDMI1"));
 }
 
 TEST_F(AQuietLog, IsKeptBySystemSetting) {
