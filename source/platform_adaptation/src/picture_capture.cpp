@@ -42,7 +42,7 @@ void signalUnderLock(pthread_mutex_t& mutex, pthread_cond_t& condition) {
 }
 
 // The system may wake a thread later than asked, by its timer slack (50 µs unless it was set otherwise), so
-// as to wake several at once. Here, a frame waits.
+// as to wake several at once. A frame that is ready would wait for that: this sleep has none.
 void sleepExactly(unsigned milliseconds) {
     const int slack = prctl(PR_GET_TIMERSLACK);
     if (slack > 1) prctl(PR_SET_TIMERSLACK, 1UL);

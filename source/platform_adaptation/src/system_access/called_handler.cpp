@@ -164,7 +164,15 @@ void endRetired(const ValueHandler* left) {
 }
 
 void call(const std::shared_ptr<ValueHandler>& member, const ValueObject& value) {
-    if (current(member, std::memory_order_relaxed) != nullptr) callIn(freeWord(), nullptr, member, value);
+    ValueHandler* const handler = current(member, std::memory_order_relaxed);
+    if (handler == nullptr) return;
+    if (!FirstCall::isPossible()) [[unlikely]]
+        return callIn(freeWord(), nullptr, member, value);
+    const FirstCall first(handler);
+    if (first.mayCall(member)) [[likely]]
+        handler->onNewValue(value);
+    else
+        callAnother(member, handler, value);
 }
 
 void callAnother(const std::shared_ptr<ValueHandler>& member, ValueHandler* announced,

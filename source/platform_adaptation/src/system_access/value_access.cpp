@@ -135,6 +135,7 @@ RARE_PATH void ValueAccessBase::handOnRare(int value) {
     if (hasHandler()) onNewValue(ValueObject(value));
 }
 
+// A member, so that who calls it need not keep the place of m_handler.
 RARE_PATH void ValueAccessBase::callAnother(ValueHandler* announced, const ValueObject& value) {
     handlers::callAnother(m_handler, announced, value);
 }

@@ -191,9 +191,8 @@ ValueObject::operator Point() const noexcept { return kind == TYPE_POINT ? point
 template <typename T>
 std::vector<T> ValueObject::toList() const {
     if (kind != TYPE_VECTOR) return {this->operator T()};
-    std::vector<T> list;
-    list.reserve(items.size());
-    for (const ValueObject& item : items) list.push_back(item.operator T());
+    std::vector<T> list(items.size());
+    for (std::size_t i = 0; i < list.size(); ++i) list[i] = items[i].operator T();
     return list;
 }
 
