@@ -17,6 +17,7 @@
 #include <thread>
 
 #include "capture_test.h"
+#include "eventually.h"
 #include "system_faults.h"
 
 using korvale::ai::ColorMode;
@@ -94,6 +95,12 @@ class ARequest : public PictureCaptureTest {};
 class WaitingForAFrame : public PictureCaptureTest {};
 class TheCallback : public PictureCaptureTest {};
 class Stopping : public PictureCaptureTest {};
+// What fails with all levels off fails as it does otherwise, and prints nothing.
+class AQuietLog : public PictureCaptureTest {
+  protected:
+    void SetUp() override { television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF); }
+    void TearDown() override { EXPECT_EQ(log.lines().size(), 0U); }
+};
 // As the platform was given them by a capture that is stopped again.
 class TheThreadEntries : public PictureCaptureTest {
   protected:
@@ -696,6 +703,54 @@ TEST_F(TheThreadEntries, ReturnOnceNothingIsToBeDone) {
     EXPECT_EQ(send(&capture), nullptr);
     EXPECT_EQ(check(&capture), nullptr);
     EXPECT_EQ(log.countEnter(FILE_NAME, "handleSendMessageQueue"), 1U);
+}
+
+// With all log levels off
+
+TEST_F(AQuietLog, IsKeptWithoutACaptureBlock) {
+    EXPECT_FALSE(capture.picutreCaptureFinished(nullptr));
+    EXPECT_FALSE(capture.picutreCaptureFinished(&picture));
+    tests::failNextShmat(ENOMEM);
+    EXPECT_FALSE(capture.initShareMemory());
+}
+
+TEST_F(AQuietLog, IsKeptWithoutAFrame) {
+    ASSERT_TRUE(capture.initShareMemory());
+    std::atomic_ref<std::uint32_t>(peer.block().state).store(video::FRAME_REQUESTED);
+    EXPECT_FALSE(capture.picutreCaptureFinished(&picture));
+}
+
+TEST_F(AQuietLog, IsKeptWithoutThreads) {
+    television.threads().fail(1);
+    capture.start();
+    EXPECT_EQ(television.threads().failures(), 0U);
+}
+
+TEST_F(AQuietLog, IsKeptByTheThreadsWithoutTheirCapture) {
+    capture.registerCallBack(Client::callBack, &client);
+    capture.start();
+    const auto created = television.threads().created();
+    ASSERT_EQ(created.size(), 2U);
+    for (const auto& thread : created) EXPECT_EQ(thread.routine(nullptr), nullptr);
+}
+
+TEST_F(AQuietLog, IsKeptWithoutAQueue) {
+    tests::failMqOpen(EACCES);
+    capture.start();
+    EXPECT_TRUE(tests::eventually([] { return tests::mqOpenCalls() == 1; }));
+    capture.stop();
+    EXPECT_FALSE(Peer::queueAttributes());
+}
+
+TEST_F(AQuietLog, IsKeptWithAQueueThatCannotBeOpened) {
+    const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDWR | O_CREAT, 0666, nullptr);
+    ASSERT_NE(queue, -1);
+    mq_close(queue);
+    tests::failMqOpen(EACCES, 1);
+    capture.start();
+    EXPECT_TRUE(tests::eventually([] { return tests::mqOpenCalls() == 2; }));
+    capture.stop();
+    EXPECT_TRUE(Peer::queueAttributes());
 }
 
 }  // namespace

@@ -1,16 +1,10 @@
 // What fails with all log levels off fails as it does otherwise, and prints nothing.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <mqueue.h>
 
-#include <cerrno>
 #include <climits>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "capture_test.h"
-#include "eventually.h"
 #include "lomodelapi/observer.h"
 #include "platform_adaptation/ai_common.h"
 #include "platform_adaptation/system_access/action_access.h"
@@ -20,7 +14,7 @@
 #include "platform_adaptation/system_info.h"
 #include "platform_adaptation/system_setting.h"
 #include "platform_adaptation/system_state.h"
-#include "system_faults.h"
+#include "television_test.h"
 
 namespace {
 
@@ -31,7 +25,7 @@ constexpr char GAME_MODE[] = "dovra.sl2.i32.video.enum.instant.game.response";
 constexpr char AIPQ_STATE[] = "dovra.sl2.i32.video.aipq.user.switch.osd";
 constexpr char COLOR_TUNER[] = "dovra.sl2.i32.video.color.tuner";
 
-class AQuietLog : public tests::CaptureTest {
+class AQuietLog : public tests::TelevisionTest {
   protected:
     void SetUp() override { television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF); }
     void TearDown() override { EXPECT_EQ(log.lines().size(), 0U); }
@@ -101,47 +95,6 @@ TEST_F(AQuietLog, IsKeptBySystemState) {
     SystemState state("quiet");
     EXPECT_FALSE(state.registerApp());
     EXPECT_FALSE(state.unRegisterApp());
-}
-
-TEST_F(AQuietLog, IsKeptByACaptureWithoutItsBlock) {
-    EXPECT_FALSE(capture.picutreCaptureFinished(nullptr));
-    EXPECT_FALSE(capture.picutreCaptureFinished(&picture));
-    tests::failNextShmat(ENOMEM);
-    EXPECT_FALSE(capture.initShareMemory());
-}
-
-TEST_F(AQuietLog, IsKeptByACaptureWithoutAFrame) {
-    ASSERT_TRUE(capture.initShareMemory());
-    std::atomic_ref<std::uint32_t>(peer.block().state).store(video::FRAME_REQUESTED);
-    EXPECT_FALSE(capture.picutreCaptureFinished(&picture));
-}
-
-TEST_F(AQuietLog, IsKeptByACaptureWithoutItsThreads) {
-    television.threads().fail(1);
-    capture.start();
-    EXPECT_EQ(television.threads().failures(), 0U);
-
-    capture.registerCallBack([](bool, korvale::ai::PictureData*, void*) {}, nullptr);
-    capture.start();
-    const auto created = television.threads().created();
-    for (const auto& thread : created) EXPECT_EQ(thread.routine(nullptr), nullptr);
-    ASSERT_TRUE(tests::eventually([] { return tests::Peer::queueAttributes().has_value(); }));
-    capture.stop();
-}
-
-TEST_F(AQuietLog, IsKeptByACaptureWithoutItsQueue) {
-    tests::failMqOpen(EACCES);
-    capture.start();
-    ASSERT_TRUE(tests::eventually([] { return tests::mqOpenCalls() == 1; }));
-    capture.stop();
-
-    const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDWR | O_CREAT, 0666, nullptr);
-    ASSERT_NE(queue, -1);
-    mq_close(queue);
-    tests::failMqOpen(EACCES, 1);
-    capture.start();
-    ASSERT_TRUE(tests::eventually([] { return tests::mqOpenCalls() == 2; }));
-    capture.stop();
 }
 
 }  // namespace
