@@ -26,10 +26,10 @@ target_include_directories(platform SYSTEM INTERFACE "$<BUILD_INTERFACE:${maker_
 target_link_libraries(platform INTERFACE "$<BUILD_INTERFACE:${platform_libraries}>")
 
 # The maker's libraries know nothing of this project's headers: only an adapter can implement them. The capture block
-# is another matter; it is an agreement between processes and the same on every platform.
+# and the log levels are the same on every platform.
 file(GLOB_RECURSE platform_headers RELATIVE ${PROJECT_SOURCE_DIR}/platform/include
   ${PROJECT_SOURCE_DIR}/platform/include/*.h)
-list(REMOVE_ITEM platform_headers video/capture_block.h)
+list(REMOVE_ITEM platform_headers csp/log_level.h video/capture_block.h)
 set(own_headers "")
 foreach(header IN LISTS platform_headers)
   find_file(found ${header} PATHS ${PLATFORM_INCLUDE_DIR} NO_DEFAULT_PATH NO_CACHE NO_CMAKE_FIND_ROOT_PATH)

@@ -8,24 +8,20 @@
 #include <mutex>
 
 #include "csp/debug.h"
+#include "csp/log_level.h"
 #include "simulated/television.h"
 
 namespace simulated {
 
 namespace {
 
-// What the lower half of a level word says.
-constexpr unsigned LEVEL_TRACE = 1;
-constexpr unsigned LEVEL_ERROR = 1000;
-constexpr unsigned LEVEL_INFO = 4000;
-
 const char* levelName(unsigned levelWord) {
     switch (levelWord & 0xFFFFU) {
-        case LEVEL_TRACE:
+        case csp::LEVEL_TRACE:
             return "trace";
-        case LEVEL_ERROR:
+        case csp::LEVEL_ERROR:
             return "error";
-        case LEVEL_INFO:
+        case csp::LEVEL_INFO:
             return "info ";
         default:
             return "?    ";
@@ -96,9 +92,9 @@ using simulated::DebugOutput;
 [[gnu::nothrow]] int cspDebugCheckLevelGetFrameAndChunk(unsigned int levelWord) {
     const auto wanted = simulated::state().verbosity.load(std::memory_order_relaxed);
     switch (levelWord & 0xFFFFU) {
-        case simulated::LEVEL_TRACE:
+        case csp::LEVEL_TRACE:
             return wanted >= DebugOutput::Verbosity::TRACE;
-        case simulated::LEVEL_INFO:
+        case csp::LEVEL_INFO:
             return wanted >= DebugOutput::Verbosity::INFO;
         default:
             return wanted >= DebugOutput::Verbosity::ERROR;
