@@ -12,10 +12,3 @@ target_compile_options(project_options INTERFACE
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 target_compile_definitions(project_options INTERFACE $<$<CONFIG:Release,MinSizeRel>:_FORTIFY_SOURCE=2>)
 target_link_options(project_options INTERFACE LINKER:-z,relro LINKER:-z,now LINKER:--as-needed)
-# On most of Intel's processors of 2015 to 2020 a jump that touches the end of 32 bytes of code is slow: how fast a
-# function is would depend on where it happens to lie. With link-time optimisation the linker assembles.
-if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_SYSTEM_PROCESSOR STREQUAL x86_64)
-  set(place_jumps $<$<CONFIG:Release>:-Wa,-mbranches-within-32B-boundaries>)
-  target_compile_options(project_options INTERFACE ${place_jumps})
-  target_link_options(project_options INTERFACE ${place_jumps})
-endif()
