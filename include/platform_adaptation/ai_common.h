@@ -23,7 +23,7 @@ struct PictureData {
     std::uint32_t width;  // pixels
     std::uint32_t height;
     ColorMode colorMode;
-    std::int32_t option;  // handed to the frame producer as it is
+    std::int32_t option;  // passed to the frame producer unchanged
 };
 
 }  // namespace ai
@@ -35,12 +35,14 @@ PLATFORM_ADAPTATION_API void initPictureData(korvale::ai::PictureData& picture);
 // Channels of a pixel: 4 for COLOR_MODE_RGBA and COLOR_MODE_BGRA, 3 for every other value. Any thread.
 PLATFORM_ADAPTATION_API int getChannels(korvale::ai::ColorMode mode);
 
-// The positive decimal number that `pStr` begins with; what follows the digits does not matter. Any thread.
-// Returns `defaultValue` for a null pointer, no digits, 0, a negative number and one beyond the range of int.
+// The positive decimal number at the start of `pStr`, after blanks and a sign "+", if any; the text after the
+// digits does not matter. Any thread. Returns `defaultValue` for a null pointer, no digits and a number
+// beyond the range of int, which are logged; and for 0 and negative numbers, which are not.
 PLATFORM_ADAPTATION_API int str2int(const char* pStr, int defaultValue);
 
-// Logs `title` and the first `len` bytes of `buf` as decimal numbers, in one line. Any thread.
-// A null `title` counts as empty; a null `buf` is logged as such; a `len` below 1 logs the title alone.
+// Logs `title` and the first `len` bytes of `buf` as decimal numbers, in one line. Any thread. A null `title`
+// counts as empty; a `len` below 1 logs the title alone. A null `buf` and a lack of memory are logged
+// instead.
 PLATFORM_ADAPTATION_API void outputCharSerial(const char* title, const char* buf, int len);
 
 // Whether `path` can be opened for reading; false for a null pointer. Any thread; opens and closes the file.

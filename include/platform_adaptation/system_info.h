@@ -2,6 +2,7 @@
 #ifndef PLATFORM_ADAPTATION_SYSTEM_INFO_H
 #define PLATFORM_ADAPTATION_SYSTEM_INFO_H
 
+#include <array>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,7 +11,7 @@
 #include "platform_adaptation/export.h"
 #include "platform_adaptation/system_access/value_access.h"
 
-// What an AIPQ callback tells about.
+// The subject of an AIPQ callback.
 enum AIPQMode {
     AIPQ_MODE_SWITCH_AVAILABLE = 1,  // whether the AI picture-quality switch can be operated
     AIPQ_MODE_SWITCH_STATE = 2,      // the user's switch in the on-screen menu
@@ -50,7 +51,7 @@ enum StreamMode {
     STREAM_MODE_TV_SERVICE = 2,
 };
 
-// The model's own numbers.
+// The model's own numbers. A failed read and every other number give 0.
 enum VideoGameMode {
     VIDEO_GAME_MODE_0 = 0,
     VIDEO_GAME_MODE_1 = 1,
@@ -68,9 +69,11 @@ class PLATFORM_ADAPTATION_API SystemInfoInterface {
 
     virtual ~SystemInfoInterface() = default;
 
-    // Each replaces the callback of its kind, null for none; `userData` is handed back with each call. Takes
-    // effect with the next change. Any thread. A callback runs on the model's thread, which tells nobody
-    // anything else meanwhile.
+    // Each replaces the callback of its kind, null for none; `userData` is passed to each call. Takes effect
+    // with the next change. Any thread; but if a change arrives at that moment, the previous function may be
+    // called with the new `userData`. Does not wait for a call that is running: keep the previous user data
+    // until that call has returned. A callback runs on the model's thread; the next notification waits until
+    // it returns.
     virtual void registerCallBackAIPQ(NotifyAIPQ fn, void* userData) = 0;
     virtual void registerCallBackSourceType(NotifySourceType fn, void* userData) = 0;
     virtual void registerCallBackPlayerState(NotifyPlayerState fn, void* userData) = 0;
@@ -78,8 +81,10 @@ class PLATFORM_ADAPTATION_API SystemInfoInterface {
     virtual void registerCallBackVideoInfoHDRType(NotifyVideoInfoHDRType fn, void* userData) = 0;
     virtual void registerCallBackVideoGameMode(NotifyVideoGameMode fn, void* userData) = 0;
 
-    // Each reads the television now, on the caller's thread; if the key is not connected yet, that may take
-    // as long as connecting does. On failure false, or the enumeration's 0.
+    // Each reads the television now, on the caller's thread. A getter whose key is not connected first tries
+    // to connect it: getAIPQSwitchAvailable(), getAIPQSwitchState(), getAIPQAvailable() and
+    // getTvStreamEncrypted() for up to 1 s, the others for 100 ms. On failure it returns false, or the
+    // enumeration's 0.
     virtual bool getAIPQSwitchAvailable() = 0;
     virtual bool getAIPQSwitchState() = 0;
     virtual bool getAIPQAvailable() = 0;
@@ -98,10 +103,12 @@ class PLATFORM_ADAPTATION_API SystemInfo : public SystemInfoInterface {
     using StringAccess = ValueAccessT<lomodelapi::ObserverString>;
     using StringsAccess = ValueAccessT<lomodelapi::ObserverVectorString>;
 
-    // Connects to the television; what cannot be connected yet is tried again by the getters. Changes of the
-    // AIPQ switches and of the TV service's stream are told only once their getter has been called.
+    // Connects to the television: 100 ms for each of six keys that is missing. The callbacks of the AIPQ
+    // switch and availability and of the TV service's stream are called only after their getter has connected
+    // the key.
     SystemInfo();
-    // With accessors made elsewhere, which keep the handlers that they have.
+    // With accessors made elsewhere, which keep their own handlers: a registered callback is called only if
+    // those handlers call the on...Changed operations.
     SystemInfo(std::shared_ptr<StringAccess> sourcePath, std::shared_ptr<StringAccess> videoFormatInfo,
                std::shared_ptr<IntegerAccess> mediaStreamEncrypted,
                std::shared_ptr<StringsAccess> tvServicePlay, std::shared_ptr<IntegerAccess> aipqSwitch,
@@ -131,23 +138,23 @@ class PLATFORM_ADAPTATION_API SystemInfo : public SystemInfoInterface {
     VideoGameMode getVideoGameMode() override;
     bool getAIPQSupported() override;
 
-    // Forgets the callbacks, but for that of the game mode.
+    // Clears the callbacks, except for that of the game mode.
     void setNotifyValue();
-    // The six accessors that are connected from the beginning: source path, video format, media stream, HDR
-    // type, game mode, AIPQ supported.
+    // Connect and disconnect the six accessors that are connected at construction: source path, video format,
+    // media stream, HDR type, game mode, AIPQ supported.
     void connect();
     void disconnect();
 
-    // What the television's texts and numbers mean. Any thread.
+    // Convert the television's texts and numbers. Any thread.
     SourceType str2SourceType(std::string text);
     VideoInfoHDRType str2VideoInfoHDRType(std::string text);
     PlayerState str2PlayerState(std::string text);
     VideoGameMode int2VideoGameMode(int number);
     // The encryption flag in the TV service's play attributes: the lowest bit of the number in element 8.
-    // False if there is no such element or no number in it that fits 32 bits; `encrypted` is then as it was.
+    // False if there is no such element, or no number in it that fits 32 bits; `encrypted` is then unchanged.
     bool parserTvStreamEncrypte(bool& encrypted, std::vector<std::string>& attributes);
 
-    // What the accessors call with each change, on the model's thread.
+    // The accessors call these with each change, on the model's thread.
     void onAIPQSwitchAvailableChanged(const ValueObject& value);
     void onAIPQSwitchStateChanged(const ValueObject& value);
     void onAIPQAvailableChanged(const ValueObject& value);
@@ -159,10 +166,11 @@ class PLATFORM_ADAPTATION_API SystemInfo : public SystemInfoInterface {
     void onVideoGameModeChanged(const ValueObject& value);
 
   private:
-    PLATFORM_ADAPTATION_LOCAL void tellAIPQ(AIPQMode mode, const ValueObject& value, const char* function);
+    PLATFORM_ADAPTATION_LOCAL std::array<ValueAccessBase*, 6> connectedAccessors() const;
+    PLATFORM_ADAPTATION_LOCAL void notifyAIPQ(AIPQMode mode, const ValueObject& value, const char* function);
 
     // The pairs are shared between threads without a lock, by design. That of the game mode is null here
-    // because setNotifyValue() leaves it alone.
+    // because setNotifyValue() does not clear it.
     NotifyAIPQ m_notifyAIPQ;
     void* m_userDataAIPQ;
     NotifySourceType m_notifySourceType;

@@ -17,11 +17,16 @@ class PLATFORM_ADAPTATION_API SystemSettingInterface {
   public:
     virtual ~SystemSettingInterface() = default;
 
-    // Start a change and return at once: 0 if it was started, -1 if the value is out of range (nothing
-    // happens) or no thread could be had. A worker thread then moves brightness, contrast, saturation and
-    // sharpness (0 to 100) to the value in steps of 2, MEMC (0 to 5) and NR, noise reduction (0 to 4), in
-    // one, and waits up to a minute for the television to announce each step. How it ends is logged only. Any
-    // thread; two changes of one setting at a time both run, each towards its own value.
+    // Start a change and return at once: 0 if it was started; -1 if the value is out of range, and nothing
+    // happens, or if no thread could be created. A worker then brings the setting to the value: brightness,
+    // contrast, saturation and sharpness (0 to 100) in steps of 2, MEMC (0 to 5) and NR, noise reduction (0
+    // to 4), in one. It waits up to a minute for the television to announce each step. Success and failure
+    // are only logged.
+    //
+    // Any thread. Two changes of one setting run side by side: each worker takes the newest value when it
+    // starts, so both may bring the setting to the later one. Otherwise each steps towards its own value, and
+    // the number of steps is not limited. A change that returned -1 because no thread could be created has
+    // replaced the value for a worker that has not started yet.
     virtual int setVideoBrightness(int value) = 0;
     virtual int setVideoContrast(int value) = 0;
     virtual int setVideoSaturation(int value) = 0;
@@ -30,16 +35,18 @@ class PLATFORM_ADAPTATION_API SystemSettingInterface {
     virtual int setVideoNR(int value) = 0;
 
     // Writes the colour tuner: mode (0 to 6), brightness, saturation and hue (-50 to 50 each). Blocks until
-    // all are written, not until the television has announced them. 0 once they were written or their failure
-    // was logged; -1, and nothing is written, if there are not 4 elements or one is out of range; -1 as well
-    // if no thread could be had, and then some may be written. One caller at a time.
+    // all are written, not until the television has announced them. Returns 0 when they are written or their
+    // failure is logged. Returns -1, and writes nothing, if there are not 4 elements or one is out of range.
+    // Returns -1 if no thread could be created; some may be written then, even after the return. One caller
+    // at a time.
     virtual int setVideoColorTunerFamily(std::vector<int>& ivec) = 0;
 
     // Reorders the 34 PQ parameters into the 27 that the television takes and writes them, on the caller's
     // thread. -1 if there are not 34 elements or the write failed; the values themselves are not checked.
     virtual int setVideoPQParameters(std::vector<int>& ivec) = 0;
 
-    // Each reads the television now, on the caller's thread; -1 if that fails.
+    // Each reads the television now, on the caller's thread; -1 if that fails. Every read and write of a key
+    // that is not connected first tries to connect it, for 100 ms.
     virtual int getVideoBrightness() = 0;
     virtual int getVideoContrast() = 0;
     virtual int getVideoSaturation() = 0;
@@ -48,21 +55,23 @@ class PLATFORM_ADAPTATION_API SystemSettingInterface {
     virtual int getVideoNR() = 0;
 
     // Reads the colour tuner's brightness, saturation and hue into elements 1 to 3, -1 for each that fails
-    // (which is a valid value, too). The mode is not read: it is set to element 0, which stays, as
-    // setVideoColorTuner() does. -1, and nothing happens, if there are not 4 elements. Blocks until the mode
-    // is written.
+    // (which is a valid value, too). Does not read the mode but sets it to element 0, like
+    // setVideoColorTuner(), and blocks until it is written. Returns 0 whatever the mode's change and the
+    // reads gave; -1, and nothing happens, if there are not 4 elements.
     virtual int getVideoColorTunerFamily(std::vector<int>& ivec) = 0;
 };
 
-// Changes must have ended before the object is destroyed: their workers use it, and nothing waits for them.
+// Destroy it only when all changes have ended: their workers use it, and nothing waits for them. Only the log
+// reports the end; the plain way is to keep the object for the life of the process.
 class PLATFORM_ADAPTATION_API SystemSetting : public SystemSettingInterface {
   public:
     using IntegerAccess = ValueAccessT<lomodelapi::ObserverNumericInteger>;
     using IntegersAccess = ValueAccessT<lomodelapi::ObserverVectorNumericInteger>;
 
-    // Connects to the television; what cannot be connected yet is tried again at the first use.
+    // Connects to the television: 100 ms for each of eleven keys that is missing.
     SystemSetting();
-    // With accessors made elsewhere, which keep the handlers that they have.
+    // With accessors made elsewhere, which keep their own handlers: a worker's wait times out unless those
+    // call the on...Changed operations.
     SystemSetting(std::shared_ptr<IntegerAccess> brightness, std::shared_ptr<IntegerAccess> contrast,
                   std::shared_ptr<IntegerAccess> saturation, std::shared_ptr<IntegerAccess> sharpness,
                   std::shared_ptr<IntegerAccess> memc, std::shared_ptr<IntegerAccess> nr,
@@ -90,8 +99,8 @@ class PLATFORM_ADAPTATION_API SystemSetting : public SystemSettingInterface {
     int getVideoNR() override;
     int getVideoColorTunerFamily(std::vector<int>& ivec) override;
 
-    // Writes the colour tuner's mode and blocks until it is written or its failure logged: 0. -1 if it is out
-    // of range or no thread could be had.
+    // Writes the colour tuner's mode. Returns 0 when it is written or its failure is logged; -1 if it is out
+    // of range or no thread could be created.
     int setVideoColorTuner(int value);
     int getVideoColorTuner();
     int getVideoColorTunerB();
@@ -109,7 +118,8 @@ class PLATFORM_ADAPTATION_API SystemSetting : public SystemSettingInterface {
     bool isValidColorTunerSValue(int value);
     bool isValidColorTunerHValue(int value);
 
-    // What the accessors call with each change, on the model's thread: wakes one of those who wait for it.
+    // The accessors call these with each change, on the model's thread. Each ends one wait for its setting.
+    // Throw std::system_error if the mutex cannot be locked.
     void onVideoBrightnessChanged(const ValueObject& value);
     void onVideoContrastChanged(const ValueObject& value);
     void onVideoSaturationChanged(const ValueObject& value);
@@ -121,8 +131,10 @@ class PLATFORM_ADAPTATION_API SystemSetting : public SystemSettingInterface {
     void onVideoColorTunerSChanged(const ValueObject& value);
     void onVideoColorTunerHChanged(const ValueObject& value);
 
-    // Block until the television announces a change of the setting, to whatever value: 0; or for a minute:
-    // -1. A change announced before the wait has begun does not count.
+    // Block until the television announces a change of the setting, to any value, and return 0; or -1 after a
+    // minute, or if the wait itself fails. A change announced before the wait began does not count; of
+    // several waits, one announcement ends one. A wait may end with 0 without a change: read the setting
+    // again. The time is that of the system clock: setting it back lengthens the wait.
     int waitForVideoBrightnessChanged();
     int waitForVideoContrastChanged();
     int waitForVideoSaturationChanged();
@@ -134,7 +146,7 @@ class PLATFORM_ADAPTATION_API SystemSetting : public SystemSettingInterface {
     int waitForVideoColorTunerSChanged();
     int waitForVideoColorTunerHChanged();
 
-    // The workers' thread routines; `arg` is the SystemSetting. Null is logged. They return null.
+    // The workers' thread routines; `arg` is the SystemSetting. A null `arg` is logged. They return null.
     static void* setVideoBrightnessRun(void* arg);
     static void* setVideoContrastRun(void* arg);
     static void* setVideoSaturationRun(void* arg);
@@ -146,9 +158,9 @@ class PLATFORM_ADAPTATION_API SystemSetting : public SystemSettingInterface {
     static void* setVideoColorTunerSRun(void* arg);
     static void* setVideoColorTunerHRun(void* arg);
 
-    // All eleven accessors.
+    // Connects all eleven accessors.
     void connect();
-    // Forgets pending values, and the handles of the workers but for those of the colour tuner's three
+    // Clears the pending values and the workers' handles, except for the handles of the colour tuner's three
     // values.
     void initValue();
 
@@ -174,33 +186,25 @@ class PLATFORM_ADAPTATION_API SystemSetting : public SystemSettingInterface {
     int m_setValue[SETTINGS];
 
   private:
+    enum class Kind;
     struct PLATFORM_ADAPTATION_LOCAL Setting;
     struct PLATFORM_ADAPTATION_LOCAL Table;
     using Routine = void* (*)(void*);
 
     PLATFORM_ADAPTATION_LOCAL int get(const Setting& setting, const char* function);
     PLATFORM_ADAPTATION_LOCAL bool validate(const Setting& setting, int value, const char* function);
-    PLATFORM_ADAPTATION_LOCAL int set(const Setting& setting, int value, Routine routine,
-                                      const char* function);
-    PLATFORM_ADAPTATION_LOCAL bool startWorker(const Setting& setting, Routine routine, pthread_t& thread,
-                                               int line);
+    PLATFORM_ADAPTATION_LOCAL int set(const Setting& setting, int value, const char* function);
+    PLATFORM_ADAPTATION_LOCAL bool startWorker(const Setting& setting, pthread_t& thread);
     PLATFORM_ADAPTATION_LOCAL int waitForChange(const Setting& setting, const char* function);
     PLATFORM_ADAPTATION_LOCAL void onChanged(const Setting& setting, const ValueObject& value,
                                              const char* function);
 
-    // What the workers do. Each takes its setting's value and checks it; those whose changes are confirmed
-    // also read where the television is; then they differ.
-    PLATFORM_ADAPTATION_LOCAL static SystemSetting* beginWorker(const Setting& setting, void* arg,
-                                                                int& target, const char* function);
-    PLATFORM_ADAPTATION_LOCAL static SystemSetting* beginConfirmed(const Setting& setting, void* arg,
-                                                                   int& target, int& current,
-                                                                   const char* function);
+    // The workers' implementation.
+    PLATFORM_ADAPTATION_LOCAL static void* run(const Setting& setting, void* arg, const char* function);
+    PLATFORM_ADAPTATION_LOCAL bool apply(const Setting& setting, int target, const char* function);
     PLATFORM_ADAPTATION_LOCAL bool readCurrent(const Setting& setting, int& current, const char* function);
+    PLATFORM_ADAPTATION_LOCAL bool write(const Setting& setting, int value, const char* function);
     PLATFORM_ADAPTATION_LOCAL bool writeAndWait(const Setting& setting, int value, const char* function);
-    PLATFORM_ADAPTATION_LOCAL static void* runSteps(const Setting& setting, void* arg, const char* function);
-    PLATFORM_ADAPTATION_LOCAL static void* runOnce(const Setting& setting, void* arg, const char* function);
-    PLATFORM_ADAPTATION_LOCAL static void* runUnconfirmed(const Setting& setting, void* arg,
-                                                          const char* function);
 };
 
 #endif

@@ -1,4 +1,4 @@
-// The life of the service and the television's power state.
+// The lifecycle of the service and the television's power state.
 #ifndef PLATFORM_ADAPTATION_SYSTEM_STATE_H
 #define PLATFORM_ADAPTATION_SYSTEM_STATE_H
 
@@ -33,26 +33,28 @@ class PLATFORM_ADAPTATION_API SystemStateInterface {
 
     virtual ~SystemStateInterface() = default;
 
-    // Replaces the callback, null for none; `userData` is handed back with each call. Takes effect with the
-    // next change. Any thread. The callback runs on the application manager's client thread, which tells
-    // nobody anything else meanwhile.
+    // Replaces the callback, null for none; `userData` is passed to each call. Takes effect with the next
+    // change. Any thread; SystemInfoInterface says what a change that arrives at that moment may mix. The
+    // callback runs on the application manager's client thread; the next notification waits until it returns.
     virtual void registerCallBackTVPowerState(NotifyTVPowerState fn, void* userData) = 0;
 };
 
-// Registers the service with the application manager under a name, and reports what becomes of the
-// television. May live on the stack, on the heap or in a shared pointer.
+// Registers the service with the application manager under a name, and reports the television's power state.
+// May live on the stack, on the heap or in a shared pointer.
 class PLATFORM_ADAPTATION_API SystemState : public zt::appmanager::AppInterface, public SystemStateInterface {
   public:
-    // Registers at once. A null `name` throws std::logic_error, as std::string does.
+    // Registers. The application manager is looked up here and never again: without one, the object stays
+    // unregistered. A null `name` throws std::logic_error, as std::string does.
     explicit SystemState(const char* name);
-    // Unregisters: when it has returned, nothing is called any more.
+    // Unregisters: no notification arrives after it has returned. Do not destroy the object inside its own
+    // callback.
     ~SystemState() override;
 
     SystemState(const SystemState&) = delete;
     SystemState& operator=(const SystemState&) = delete;
 
-    // Called by the application manager, on its client thread. All return 0. Those with a power state report
-    // it; onSTRSuspend also reports to the application manager, before and after.
+    // The application manager calls these, on its client thread. All return 0. Those with a power state call
+    // the callback; onSTRSuspend also reports to the application manager, before and after.
     int onRunning(const std::string& appUrl, const std::string& param) override;
     int onDestroy(const std::string& appUrl) override;
     int onSuspend(const std::string& appUrl, const std::string& param) override;
@@ -76,8 +78,8 @@ class PLATFORM_ADAPTATION_API SystemState : public zt::appmanager::AppInterface,
 
     void registerCallBackTVPowerState(NotifyTVPowerState fn, void* userData) override;
 
-    // Registers and unregisters; the constructor and the destructor call these. False if there is no
-    // application manager; its own refusal is not looked at.
+    // Register and unregister; the constructor and the destructor call these. False if there was no
+    // application manager at construction. A refusal by the application manager is not reported.
     bool registerApp();
     bool unRegisterApp();
 
@@ -88,10 +90,10 @@ class PLATFORM_ADAPTATION_API SystemState : public zt::appmanager::AppInterface,
     PLATFORM_ADAPTATION_LOCAL int report(TVPowerState state, const std::string& appUrl,
                                          const std::string& param, const char* function);
 
-    // What the application manager holds; it does not own the object.
+    // The application manager holds a copy, which does not own the object.
     boost::shared_ptr<zt::appmanager::AppInterface> m_self;
-    NotifyTVPowerState
-        m_notifyTVPowerState;  // with its datum, shared between threads without a lock, by design
+    // Shared between threads without a lock, by design.
+    NotifyTVPowerState m_notifyTVPowerState;
     void* m_userData;
     std::string m_name;
     zt::apmclient::AppManagerClient* m_client;

@@ -11,6 +11,13 @@ symbols() {
         grep -v '^A ' | sed -E 's/^(.) /\1 /; s/^[TW] /function /; s/^[DVRB] /object /' | LC_ALL=C sort -u
 }
 
+# Thread-local storage, and what the library would need to call to have it or to change its threads. It has none.
+per_thread() {
+    "$readelf" --segments --wide "$library" | grep -w TLS || true
+    "$nm" --dynamic --undefined-only "$library" |
+        grep -Ew 'pthread_key_create|__tls_get_addr|__cxa_thread_atexit(_impl)?|prctl' || true
+}
+
 # Types that only the library uses are left out: its public headers say which are not. No path of the building machine.
 abi() {
     abidw --headers-dir "$facts/../../include" --headers-dir "$facts/../../platform/include" --drop-private-types \

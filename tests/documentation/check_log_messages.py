@@ -5,11 +5,10 @@ import pathlib
 import re
 import sys
 
-CALL = re.compile(r"\bLOG_(ERROR|INFO|AT)\(")
+CALL = re.compile(r"\bLOG_(ERROR|INFO)(_AS)?\(")
 # The first line of a function: in the first column, or a class deeper.
 DEFINITION = re.compile(r"^(?:[A-Za-z].*?(~?\w+)\((?!.*;\s*$)|    [A-Za-z][\w:<>*& ]* (~?\w+)\(.*\{$)")
 KEYWORDS = {"if", "for", "while", "switch", "catch"}
-LEVELS = {"ERROR": "error", "INFO": "info", "logging::LEVEL_ERROR": "error", "logging::LEVEL_INFO": "info"}
 
 
 def arguments(text, start):
@@ -45,24 +44,21 @@ def function_before(text):
 
 
 def logged(project):
-    """(level, file, function, message) of each call; the function is empty where it is a parameter."""
+    """(level, file, function, message) of each call; the function is empty where it is a parameter or a variable."""
     found = set()
     for path in sorted((project / "source").rglob("*.cpp")):
         text = path.read_text(encoding="utf-8")
         for call in CALL.finditer(text):
             parts = arguments(text, call.end())
-            level = call.group(1)
-            function = ""
-            if level == "AT":
-                level = parts[0]
-                function = parts[1].strip('"') if parts[1].startswith('"') else ""
-                del parts[:2]
+            if call.group(2):
+                name = parts.pop(0)
+                function = name.strip('"') if name.startswith('"') else ""
             else:
                 function = function_before(text[:call.start()])
-            literals = re.findall(r'"((?:[^"\\]|\\.)*)"', parts[0])
-            if not literals or level not in LEVELS:
+            literals = re.findall(r'"((?:[^"\\]|\\.)*)"', parts[0]) if parts else []
+            if not literals:
                 sys.exit(f"{path}: a call that this check does not understand: {call.group(0)}{parts}")
-            found.add((LEVELS[level], path.name, function, "".join(literals).replace("\\n", "").rstrip()))
+            found.add((call.group(1).lower(), path.name, function, "".join(literals).replace("\\n", "").rstrip()))
     for kind in ("LOG_RETURN_VALUE(", "LOG_RETURN("):
         for path in sorted((project / "source").rglob("*.cpp")):
             text = path.read_text(encoding="utf-8")
@@ -103,7 +99,7 @@ def main():
             bad += 1
     for level, file, functions, message in rows:
         known = {entry[2] for entry in wanted if (entry[0], entry[1], entry[3]) == (level, file, message)}
-        # A function that is a parameter is that which the client called: any name may stand there.
+        # A function that is a parameter or a variable is that which the client called: any name may stand there.
         gone = not known or ("" not in known and set(functions) - known)
         if gone:
             print(f"docs/log-messages.md has what is not logged: {level} | {file} | {functions} | {message}")

@@ -490,6 +490,7 @@ void Round::lifeOf(const std::string& key, const Value& written, Random& random)
         if (random.oneIn(2)) expectStatus(own.setValue(written));
         if (random.oneIn(2)) {
             EXPECT_EQ(own.disconnect(), 0);
+            own.setNewValueHandler(random.oneIn(2) ? nullptr : handler);
             handler->silent = true;
             std::this_thread::sleep_for(std::chrono::microseconds(random.below(2000)));
             handler->silent = false;
@@ -499,12 +500,13 @@ void Round::lifeOf(const std::string& key, const Value& written, Random& random)
     handler->silent = true;
 }
 
-// Ends its own subscription, once, unless its owner was faster.
+// Ends its own subscription and itself, once, unless its owner was faster.
 class Leaving final : public ValueHandler {
   public:
     void onNewValue(const ValueObject&) override {
         int idle = 0;
         if (!begun.compare_exchange_strong(idle, 1)) return;
+        access.load()->setNewValueHandler(nullptr);
         EXPECT_EQ(access.load()->disconnect(), 0);
         left.set_value();
     }
@@ -524,9 +526,6 @@ void Round::addValues() {
     add(                                                                                               \
         #access ".connect", [this](Random& random) { expectStatus(access.connect(random.below(2))); }, \
         TO_LEAVE_MODEL);                                                                               \
-    add(#access ".setNewValueHandler", [this](Random& random) {                                        \
-        access.setNewValueHandler(random.oneIn(4) ? nullptr : std::make_shared<Values>());             \
-    });                                                                                                \
     add(                                                                                               \
         #access ".getValue",                                                                           \
         [this](Random&) {                                                                              \
@@ -615,16 +614,14 @@ void Round::addModel() {
             action.invoke(id, std::vector<Argument>(static_cast<std::size_t>(random.below(4))));
         EXPECT_TRUE(status == 0 || status == 7 || status == 9 || status == -1) << status;
     });
-    add("action.setActionResultHandler", [this](Random& random) {
-        action.setActionResultHandler(random.oneIn(4) ? nullptr : std::make_shared<Results>());
-    });
     ADD(action, connect, 0);
     ADD(action, notifyExecutionError, 7, 44);
     ADD(action, notifyResult, 7, {{0, 1, "b"}, {0, 0, "a"}});
     add(
         "ActionAccess lives",
         [](Random& random) {
-            ActionAccess own(ACTION, std::make_shared<Results>());
+            ActionAccess own(ACTION);
+            own.setActionResultHandler(random.oneIn(2) ? nullptr : std::make_shared<Results>());
             own.connect(random.below(100));
             unsigned id = 0;
             own.invoke(id, {});
@@ -635,10 +632,10 @@ void Round::addModel() {
         "TableAccess lives",
         [](Random& random) {
             TableAccess own(CHANNELS, std::make_shared<Table>());
+            own.setActionResultHandler(random.oneIn(2) ? nullptr : std::make_shared<Table>());
             if (own.connect(random.below(100)) == 0) {
                 EXPECT_NE(own.getAccess(), nullptr);
             }
-            own.setActionResultHandler(random.oneIn(2) ? nullptr : std::make_shared<Table>());
             own.notifyUpdate(0);
             if (random.oneIn(2)) own.disconnect();
         },
@@ -649,6 +646,7 @@ void Round::addModel() {
             const auto handler = std::make_shared<Rows>();
             {
                 IteratorAccess own(CHANNELS, handler, {random.below(2), 3}, {{6, "0"}}, {0, 1}, {{1, true}});
+                if (random.oneIn(2)) own.setActionResultHandler(std::make_shared<Rows>());
                 const int status = own.create();
                 EXPECT_TRUE(status == 0 || status == 4) << status;
                 EXPECT_EQ(own.connect(0), 0);
@@ -665,7 +663,6 @@ void Round::addModel() {
                         std::this_thread::sleep_for(std::chrono::milliseconds(random.below(20)));
                 }
                 own.notifyReadRow({"1"});
-                if (random.oneIn(2)) own.setActionResultHandler(std::make_shared<Rows>());
                 if (random.oneIn(2)) {
                     EXPECT_EQ(own.destroy(), 0);
                 }
@@ -1008,6 +1005,9 @@ void Round::misbehave(Random& random) {
 }
 
 void Round::run() {
+    // Its first uses come from one thread.
+    EXPECT_NE(sourceSwitch.connectToValue(SWITCH_ACTION), nullptr);
+    EXPECT_EQ(sourceSwitch.setQuietFlag(0), 0);
     currentRound = this;
     std::vector<std::future<void>> workers;
     for (unsigned worker = 0; worker < WORKERS; ++worker)

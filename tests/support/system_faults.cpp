@@ -4,14 +4,14 @@
 #include <fcntl.h>
 #include <mqueue.h>
 #include <pthread.h>
-#include <sys/prctl.h>
 #include <sys/shm.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
+
+#include "csp/thread.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ std::atomic<int> shmatError{0};
 std::atomic<int> mqOpenError{0};
 std::atomic<int> mqOpenSkip{0};
 std::atomic<int> mqOpenCount{0};
-std::atomic<int> sleepSlack{0};
+std::atomic<int> threadAttributesError{0};
 
 template <typename Function>
 Function* systemFunction(const char* name) {
@@ -106,7 +106,7 @@ void failMqOpen(int error, int skip) {
 
 int mqOpenCalls() { return mqOpenCount; }
 
-int slackOfLastSleep() { return sleepSlack; }
+void failNextThreadAttributes(int error) { threadAttributesError = error; }
 
 WatchedMemory::WatchedMemory(const void* begin, std::size_t size) {
     const auto address = reinterpret_cast<std::uintptr_t>(begin);
@@ -152,9 +152,10 @@ extern "C" mqd_t mq_open(const char* name, int flags, ...) noexcept {
     return open(name, flags, mode, attributes);
 }
 
-extern "C" int usleep(useconds_t duration) {
-    sleepSlack = prctl(PR_GET_TIMERSLACK);
-    return systemFunction<decltype(usleep)>("usleep")(duration);
+extern "C" int _cspOsalPOSIX_pthread_attr_init(pthread_attr_t* attributes) {
+    if (const int error = threadAttributesError.exchange(0); error != 0) return error;
+    return systemFunction<decltype(_cspOsalPOSIX_pthread_attr_init)>("_cspOsalPOSIX_pthread_attr_init")(
+        attributes);
 }
 
 extern "C" TESTS_NOT_INSTRUMENTED int pthread_mutex_init(pthread_mutex_t* mutex,

@@ -17,8 +17,8 @@ void failMqOpen(int error, int skip = 0);
 // Calls of mq_open since the last failMqOpen.
 int mqOpenCalls();
 
-// The timer slack, in nanoseconds, that the thread had which last called usleep.
-int slackOfLastSleep();
+// The next initialisation of a thread's attributes by the platform fails with this error; 0 for none.
+void failNextThreadAttributes(int error);
 
 enum class ThreadCall : unsigned char {
     MUTEX_INIT,

@@ -487,52 +487,6 @@ TEST_F(AnActionsHandler, MayReplaceItself) {
     EXPECT_EQ(handler->answers().size(), 2U);
 }
 
-TEST_F(AnActionsHandler, LivesUntilItsCallHasEndedIfItIsReplacedMeanwhile) {
-    for (const int errorOfAction : {0, 22}) {
-        model.setAction(KEY, [errorOfAction](const Arguments&) { return Answer{errorOfAction, {}}; });
-        std::promise<void> entered;
-        std::promise<void> mayLeave;
-        auto staying = std::make_shared<Recorder>([&] {
-            entered.set_value();
-            mayLeave.get_future().wait_for(LIMIT);
-        });
-        const std::weak_ptr<Recorder> watched = staying;
-        ActionAccess access(KEY, std::move(staying));
-        ASSERT_EQ(access.connect(0), 0);
-        invoke(access);
-        ASSERT_EQ(entered.get_future().wait_for(LIMIT), std::future_status::ready);
-        access.setActionResultHandler(handler);
-        EXPECT_FALSE(watched.expired());
-        mayLeave.set_value();
-        ASSERT_TRUE(model.settle());
-        EXPECT_TRUE(watched.expired());
-    }
-    EXPECT_THAT(handler->answers(), IsEmpty());
-}
-
-TEST_F(AnActionsHandler, LosesNoAnswerWhileAnotherThreadReplacesIt) {
-    television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
-    model.setNotificationDelay(0ms);
-    constexpr int invocations = 200;
-    std::atomic<int> answers{0};
-    const auto counting = [&] { return std::make_shared<Recorder>([&] { ++answers; }); };
-    ActionAccess access(KEY, counting());
-    ASSERT_EQ(access.connect(0), 0);
-    std::atomic<bool> replacing{true};
-    std::promise<void> replaced;
-    auto replace = std::async(std::launch::async, [&] {
-        access.setActionResultHandler(counting());
-        replaced.set_value();
-        while (replacing) access.setActionResultHandler(counting());
-    });
-    EXPECT_EQ(replaced.get_future().wait_for(LIMIT), std::future_status::ready);
-    for (int i = 0; i < invocations; ++i) invoke(access);
-    EXPECT_TRUE(model.settle());
-    replacing = false;
-    replace.get();
-    EXPECT_EQ(answers, invocations);
-}
-
 // Invoking
 
 using AnInvocation = ActionTest;
@@ -651,7 +605,6 @@ TEST_F(AnInvocation, MayBeMadeInAnAnswer) {
     invoke(access);
     ASSERT_TRUE(model.settle());
     EXPECT_EQ(repeating->answers().size(), 4U);
-    access.setActionResultHandler(nullptr);
 }
 
 TEST_F(AnInvocation, HasAnIdOfItsOwnFromEveryThread) {

@@ -15,41 +15,14 @@
 #include <fstream>
 #include <limits>
 #include <memory>
-#include <new>
 #include <string>
 #include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "allocation_faults.h"
 #include "log_recorder.h"
-
-namespace {
-
-// The next allocation of this thread fails.
-thread_local bool nextAllocationFails = false;
-
-}  // namespace
-
-// Out of line, where the compiler does not hold std::free against them.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    if (std::exchange(nextAllocationFails, false)) throw std::bad_alloc();
-    void* const block = std::malloc(size > 0 ? size : 1);
-    if (block == nullptr) throw std::bad_alloc();
-    return block;
-}
-
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    try {
-        return ::operator new(size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
-}
-
-[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
-
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 
 namespace {
 
@@ -217,10 +190,9 @@ TEST(AMissingText, IsReportedAndGivesTheDefault) {
 
 TEST(ATextForWhoseCopyThereIsNoMemory, IsReportedAndGivesTheDefault) {
     LogRecorder log;
-    nextAllocationFails = true;
+    tests::allocationsUntilFailure = 0;
     const int number = str2int("00000000000000000000000000000012", 7);
-    const bool failed = !std::exchange(nextAllocationFails, false);
-    EXPECT_TRUE(failed);
+    EXPECT_EQ(std::exchange(tests::allocationsUntilFailure, -1), -1);
     EXPECT_EQ(number, 7);
     EXPECT_THAT(messages(log), ElementsAre(line(tests::ERROR, "str2int", "fail: others.\n")));
 }
@@ -279,6 +251,14 @@ TEST(ADumpOfAMissingBuffer, IsReported) {
             EXPECT_THAT(messages(log), ElementsAre(line(tests::ERROR, "outputCharSerial", "buf is NULL.\n")));
         }
     }
+}
+
+TEST(ADumpWithoutMemory, IsReportedAndNotMade) {
+    LogRecorder log;
+    tests::allocationsUntilFailure = 0;
+    outputCharSerial("a title that is too long for a small string", "\1\2", 2);
+    EXPECT_EQ(std::exchange(tests::allocationsUntilFailure, -1), -1);
+    EXPECT_THAT(messages(log), ElementsAre(line(tests::ERROR, "outputCharSerial", "fail: others.\n")));
 }
 
 TEST(ATitle, IsNoFormat) {

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <mqueue.h>
-#include <sys/prctl.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
 
@@ -229,6 +228,16 @@ TEST_F(Starting, WithoutTheCheckingThreadIsNotNoticedAndCanBeStopped) {
     EXPECT_EQ(television.threads().created().size(), 1U);
     capture.stop();
     EXPECT_TRUE(client.deliveries().empty());
+}
+
+TEST_F(Starting, WithoutAttributesForAThreadIsLoggedAndCanBeTriedAgain) {
+    tests::failNextThreadAttributes(ENOMEM);
+    capture.start();
+    EXPECT_EQ(logged(ERROR, "start", "pthread_create() failed.\n"), 1U);
+    EXPECT_TRUE(television.threads().created().empty());
+    EXPECT_EQ(television.threads().attributesInUse(), 0);
+    start();
+    EXPECT_EQ(television.threads().created().size(), 1U);
 }
 
 TEST_F(Starting, WithoutACaptureBlockStillCreatesTheThread) {
@@ -480,23 +489,6 @@ TEST_F(WaitingForAFrame, IsRefusedWithoutAPicture) {
     EXPECT_FALSE(capture.picutreCaptureFinished(nullptr));
     EXPECT_EQ(logged(ERROR, "picutreCaptureFinished", "pictureData is NULL.\n"), 1U);
     EXPECT_EQ(log.withMessage("m_pshareMemory is NULL.\n").size(), 0U);
-}
-
-TEST_F(WaitingForAFrame, SleepsWithoutTimerSlackAndGivesTheThreadItsOwnBack) {
-    ASSERT_TRUE(capture.initShareMemory());
-    for (const int own : {70'000, 1}) {
-        log.clear();
-        std::atomic_ref<std::uint32_t>(peer.block().state).store(video::FRAME_REQUESTED);
-        ASSERT_EQ(prctl(PR_SET_TIMERSLACK, static_cast<unsigned long>(own)), 0);
-        std::thread pipeline([this] {
-            ASSERT_TRUE(log.waitFor("timeSum: 50."));
-            peer.deliver(1, 1, 1);
-        });
-        EXPECT_TRUE(capture.picutreCaptureFinished(&picture));
-        pipeline.join();
-        EXPECT_EQ(tests::slackOfLastSleep(), 1);
-        EXPECT_EQ(prctl(PR_GET_TIMERSLACK), own);
-    }
 }
 
 TEST_F(WaitingForAFrame, TakesAnyOtherStateForNotReady) {

@@ -25,6 +25,7 @@
 #include <variant>
 #include <vector>
 
+#include "allocation_faults.h"
 #include "lomodelapi/argument.h"
 #include "platform_adaptation/ai_common.h"
 #include "platform_adaptation/system_access/source_switch_access.h"
@@ -376,16 +377,6 @@ TEST_F(ASourceSwitch, GivesItsConnectionWhateverTheNameAndState) {
     EXPECT_THAT(invocations(), IsEmpty());
 }
 
-TEST_F(ASourceSwitch, ConnectedByTwoThreadsAtOnceKeepsOneConnection) {
-    // Both have found none before the television lets either connect.
-    setFault([](KeyFaults& faults) { faults.answerDelay = 300ms; });
-    auto other = std::async(std::launch::async, [this] { return access.connectToValue(ACTION); });
-    ActionAccess* const own = access.connectToValue(ACTION);
-    EXPECT_NE(own, nullptr);
-    EXPECT_EQ(other.get(), own);
-    EXPECT_EQ(model.subscribers(ACTION), 1U);
-}
-
 TEST_F(ASourceSwitch, DoesNotConnectToAPlainValueAndForgetsTheAttempt) {
     log.clear();
     EXPECT_EQ(access.connectToValue(BRIGHTNESS), nullptr);
@@ -682,6 +673,28 @@ TEST_F(AnAnswer, ReachesItsOwnerThroughTheHandler) {
     EXPECT_EQ(log.countEnter(FILE_NAME, "onActionFailed"), 1U);
     EXPECT_EQ(waited(7), true);
     EXPECT_EQ(waited(8), false);
+}
+
+TEST_F(AnAnswer, ForWhichThereIsNoMemoryIsLoggedAndLost) {
+    ActionAccess* const action = access.connectToValue(ACTION);
+    ASSERT_NE(action, nullptr);
+    // What is logged before the answer is stored allocates, too.
+    television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::ERROR);
+    log.clear();
+    tests::allocationsUntilFailure = 0;
+    action->notifyResult(7, {});
+    EXPECT_EQ(std::exchange(tests::allocationsUntilFailure, -1), -1);
+    EXPECT_THAT(transcript(),
+                ElementsAre("ERROR onActionResult: An runtime_error has been caught:std::bad_alloc.\n"));
+    television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
+    tests::allocationsUntilFailure = 0;
+    action->notifyExecutionError(8, 9);
+    EXPECT_EQ(std::exchange(tests::allocationsUntilFailure, -1), -1);
+    // Later answers of the same ids are the first.
+    access.onActionFailed(7, 1);
+    access.onActionResult(8, ValueObject());
+    EXPECT_EQ(waited(7), false);
+    EXPECT_EQ(waited(8), true);
 }
 
 TEST_F(AnAnswer, WakesTheOtherWaiterForASecondPass) {
@@ -1070,7 +1083,8 @@ class TheTelevision : public ASourceSwitch {
   protected:
     ~TheTelevision() override { model.setAction(ACTION, {}); }
 
-    SourceSwitch sourceSwitch{model, television.video(), television.events()};  // other tests have replaced the television's own
+    SourceSwitch sourceSwitch{model, television.video(),
+                              television.events()};  // other tests have replaced the television's own
     const simulated::Rows rows = model.rows(CHANNELS);
 
     void expectChannel(std::size_t row) {

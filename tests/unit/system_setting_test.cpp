@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <climits>
 #include <cstdio>
@@ -19,12 +20,14 @@
 #include <ostream>
 #include <set>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "asleep.h"
+#include "system_faults.h"
 #include "television_test.h"
 
 using namespace std::chrono_literals;
@@ -32,26 +35,37 @@ using simulated::KeyFaults;
 using simulated::Order;
 using simulated::Written;
 using tests::LogLine;
+using tests::ThreadCall;
+using tests::WatchedMemory;
 
 namespace {
 
 using Lines = std::vector<LogLine>;
 
+enum class Kind { STEPPED, ONCE, UNCONFIRMED };
+
 struct Setting {
     std::size_t index;
+    Kind kind;
     const char* name;  // as it is in the names of functions
     const char* key;
     int low;
     int high;
     const char* word;
-    const char* getterWord;
-    std::string writeFailure;
     int (SystemSetting::*get)();
     bool (SystemSetting::*isValid)(int);
     void (SystemSetting::*onChanged)(const ValueObject&);
     int (SystemSetting::*wait)();
     void* (*run)(void*);
     int (SystemSetting::*set)(int);  // null: with its family only
+    const char* getterWord = word;
+    const char* failureWord = word;
+
+    bool isConfirmed() const { return kind != Kind::UNCONFIRMED; }
+    bool isSettable() const { return set != nullptr; }
+    bool isStepped() const { return kind == Kind::STEPPED; }
+    bool isWrittenOnce() const { return kind == Kind::ONCE; }
+    bool isUnconfirmed() const { return kind == Kind::UNCONFIRMED; }
 
     std::string setter() const { return std::string("setVideo") + name; }
     std::string worker() const { return setter() + "Run"; }
@@ -69,6 +83,7 @@ struct Setting {
                        ", set value: " + std::to_string(target) + ".");
     }
     std::string success() const { return setText(" successed."); }
+    std::string writeFailure() const { return std::string("set video ") + failureWord + " failed."; }
     std::string getFailure() const { return std::string("get video ") + getterWord + " failed."; }
     std::string got(int value) const {
         return std::string("get video ") + getterWord + ": " + std::to_string(value) + ".";
@@ -90,34 +105,48 @@ void PrintTo(const Setting& setting, std::ostream* out) { *out << setting.name; 
 #define VIDEO_KEY "dovra.sl2.i32.video."
 
 const std::vector<Setting> SETTINGS{
-    {0, "Brightness", VIDEO_KEY "brightness", 0, 100, "brightness", "brightness",
-     "set video brightness failed.", MEMBERS(Brightness), &SystemSetting::setVideoBrightness},
-    {1, "Contrast", VIDEO_KEY "contrast", 0, 100, "contrast", "contrast", "set video contrast failed.",
-     MEMBERS(Contrast), &SystemSetting::setVideoContrast},
-    {2, "Saturation", VIDEO_KEY "colour.intensity", 0, 100, "saturation", "saturation",
-     "set video saturation failed.", MEMBERS(Saturation), &SystemSetting::setVideoSaturation},
-    {3, "Sharpness", VIDEO_KEY "sharpness", 0, 100, "sharpness", "sharpness", "set video sharpness failed.",
-     MEMBERS(Sharpness), &SystemSetting::setVideoSharpness},
-    {4, "MEMC", VIDEO_KEY "enum.memc", 0, 5, "MEMC", "MEMC", "set video MEMC failed.", MEMBERS(MEMC),
-     &SystemSetting::setVideoMEMC},
-    {5, "NR", VIDEO_KEY "enum.dnc", 0, 4, "NR", "NR", "set video NR failed.", MEMBERS(NR),
-     &SystemSetting::setVideoNR},
-    {6, "ColorTuner", VIDEO_KEY "color.tuner", 0, 6, "color tuner", "color tuner",
-     "set video color tuner failed.", MEMBERS(ColorTuner), &SystemSetting::setVideoColorTuner},
-    {7, "ColorTunerB", VIDEO_KEY "color.tuner.luma", -50, 50, "color tuner brightness",
-     "color tuner brightness", "set video color brightness tuner failed.", MEMBERS(ColorTunerB), nullptr},
-    {8, "ColorTunerS", VIDEO_KEY "color.tuner.sat", -50, 50, "color tuner saturation",
-     "color tuner saturation", "set video color tuner saturation failed.", MEMBERS(ColorTunerS), nullptr},
-    {9, "ColorTunerH", VIDEO_KEY "color.tuner.hue", -50, 50, "color tuner hue", "color tuner Hue",
-     "set video color tuner hue failed.", MEMBERS(ColorTunerH), nullptr},
+    {0, Kind::STEPPED, "Brightness", VIDEO_KEY "brightness", 0, 100, "brightness", MEMBERS(Brightness),
+     &SystemSetting::setVideoBrightness},
+    {1, Kind::STEPPED, "Contrast", VIDEO_KEY "contrast", 0, 100, "contrast", MEMBERS(Contrast),
+     &SystemSetting::setVideoContrast},
+    {2, Kind::STEPPED, "Saturation", VIDEO_KEY "colour.intensity", 0, 100, "saturation", MEMBERS(Saturation),
+     &SystemSetting::setVideoSaturation},
+    {3, Kind::STEPPED, "Sharpness", VIDEO_KEY "sharpness", 0, 100, "sharpness", MEMBERS(Sharpness),
+     &SystemSetting::setVideoSharpness},
+    {4, Kind::ONCE, "MEMC", VIDEO_KEY "enum.memc", 0, 5, "MEMC", MEMBERS(MEMC), &SystemSetting::setVideoMEMC},
+    {5, Kind::ONCE, "NR", VIDEO_KEY "enum.dnc", 0, 4, "NR", MEMBERS(NR), &SystemSetting::setVideoNR},
+    {6, Kind::UNCONFIRMED, "ColorTuner", VIDEO_KEY "color.tuner", 0, 6, "color tuner", MEMBERS(ColorTuner),
+     &SystemSetting::setVideoColorTuner},
+    {7, Kind::UNCONFIRMED, "ColorTunerB", VIDEO_KEY "color.tuner.luma", -50, 50, "color tuner brightness",
+     MEMBERS(ColorTunerB), nullptr, "color tuner brightness", "color brightness tuner"},
+    {8, Kind::UNCONFIRMED, "ColorTunerS", VIDEO_KEY "color.tuner.sat", -50, 50, "color tuner saturation",
+     MEMBERS(ColorTunerS), nullptr},
+    {9, Kind::UNCONFIRMED, "ColorTunerH", VIDEO_KEY "color.tuner.hue", -50, 50, "color tuner hue",
+     MEMBERS(ColorTunerH), nullptr, "color tuner Hue"},
 };
 
-const Setting& BRIGHTNESS_SETTING = SETTINGS[0];
-const Setting& TUNER = SETTINGS[6];
+const Setting& named(const std::string& name) {
+    return *std::find_if(SETTINGS.begin(), SETTINGS.end(),
+                         [&](const Setting& each) { return each.name == name; });
+}
 
-auto from(std::size_t begin, std::size_t end) {
-    return testing::ValuesIn(SETTINGS.begin() + static_cast<std::ptrdiff_t>(begin),
-                             SETTINGS.begin() + static_cast<std::ptrdiff_t>(end));
+const Setting& BRIGHTNESS_SETTING = named("Brightness");
+const Setting& CONTRAST = named("Contrast");
+const Setting& SATURATION = named("Saturation");
+const Setting& SHARPNESS = named("Sharpness");
+const Setting& MEMC = named("MEMC");
+const Setting& NR = named("NR");
+const Setting& TUNER = named("ColorTuner");
+const Setting& TUNER_B = named("ColorTunerB");
+const Setting& TUNER_S = named("ColorTunerS");
+const Setting& TUNER_H = named("ColorTunerH");
+const std::vector<Setting> TUNER_FAMILY{TUNER, TUNER_B, TUNER_S, TUNER_H};
+
+std::vector<Setting> those(bool (Setting::*are)() const) {
+    std::vector<Setting> found;
+    for (const Setting& each : SETTINGS)
+        if ((each.*are)()) found.push_back(each);
+    return found;
 }
 
 std::string nameOf(const testing::TestParamInfo<Setting>& info) { return info.param.name; }
@@ -152,12 +181,23 @@ class OpenSetting : public SystemSetting {
     using SystemSetting::m_setValue;
     using SystemSetting::SystemSetting;
 
-    int getVideoBrightness() override { return fakes(0) ? fake(0) : SystemSetting::getVideoBrightness(); }
-    int getVideoContrast() override { return fakes(1) ? fake(1) : SystemSetting::getVideoContrast(); }
-    int getVideoSaturation() override { return fakes(2) ? fake(2) : SystemSetting::getVideoSaturation(); }
-    int getVideoSharpness() override { return fakes(3) ? fake(3) : SystemSetting::getVideoSharpness(); }
-    int getVideoMEMC() override { return fakes(4) ? fake(4) : SystemSetting::getVideoMEMC(); }
-    int getVideoNR() override { return fakes(5) ? fake(5) : SystemSetting::getVideoNR(); }
+    int getVideoBrightness() override {
+        return fakes(BRIGHTNESS_SETTING.index) ? fake(BRIGHTNESS_SETTING.index)
+                                               : SystemSetting::getVideoBrightness();
+    }
+    int getVideoContrast() override {
+        return fakes(CONTRAST.index) ? fake(CONTRAST.index) : SystemSetting::getVideoContrast();
+    }
+    int getVideoSaturation() override {
+        return fakes(SATURATION.index) ? fake(SATURATION.index) : SystemSetting::getVideoSaturation();
+    }
+    int getVideoSharpness() override {
+        return fakes(SHARPNESS.index) ? fake(SHARPNESS.index) : SystemSetting::getVideoSharpness();
+    }
+    int getVideoMEMC() override {
+        return fakes(MEMC.index) ? fake(MEMC.index) : SystemSetting::getVideoMEMC();
+    }
+    int getVideoNR() override { return fakes(NR.index) ? fake(NR.index) : SystemSetting::getVideoNR(); }
 
     std::deque<int> answers[SETTINGS];
 
@@ -275,7 +315,17 @@ class SystemSettingTest : public tests::TelevisionTest {
         return static_cast<std::size_t>(std::find(lines.begin(), lines.end(), line) - lines.begin());
     }
 
-    std::vector<int> pending() const { return {setting.m_setValue, setting.m_setValue + 10}; }
+    std::vector<int> pending() const {
+        return {std::begin(setting.m_setValue), std::end(setting.m_setValue)};
+    }
+
+    // Whose worker's handle is known.
+    std::vector<std::string> withThread() const {
+        std::vector<std::string> names;
+        for (const Setting& each : SETTINGS)
+            if (setting.m_setThread[each.index] != pthread_t{}) names.emplace_back(each.name);
+        return names;
+    }
 
     // The wait's lines are numbered without a gap and end with the change; says how often it timed out.
     int checkSingleWait(const Setting& which) const {
@@ -303,7 +353,7 @@ class SystemSettingTest : public tests::TelevisionTest {
   protected:
     std::unique_ptr<OpenSetting> owner = std::make_unique<OpenSetting>();
     OpenSetting& setting = *owner;
-    const std::vector<int> NOTHING_PENDING = std::vector<int>(10, -1);
+    const std::vector<int> NOTHING_PENDING = std::vector<int>(SETTINGS.size(), -1);
 };
 
 class OfEach : public SystemSettingTest, public testing::WithParamInterface<Setting> {
@@ -346,10 +396,11 @@ class RecordingAccess : public Access {
 
 class TheAccessors : public SystemSettingTest {
   protected:
-    std::unique_ptr<SystemSetting> inject() {
+    std::unique_ptr<SystemSetting> inject(std::shared_ptr<ValueHandler> handlerOfBrightness = nullptr) {
         for (const Setting& each : SETTINGS)
             values.push_back(
                 std::make_shared<RecordingAccess<SystemSetting::IntegerAccess>>(each.key, calls));
+        values[BRIGHTNESS_SETTING.index]->setNewValueHandler(std::move(handlerOfBrightness));
         parameters = std::make_shared<RecordingAccess<SystemSetting::IntegersAccess>>(PQ_SETTING, calls);
         return std::make_unique<SystemSetting>(values[0], values[1], values[2], values[3], values[4],
                                                values[5], values[6], values[7], values[8], values[9],
@@ -401,11 +452,9 @@ TEST_F(TheAccessors, KeepTheirHandlersWhenInjected) {
     const auto handler = std::make_shared<Handler>();
     std::future<int> seen = handler->seen.get_future();
     owner.reset();
-    const std::unique_ptr<SystemSetting> injected = inject();
-    values[0]->setNewValueHandler(handler);
-    injected->connect();
+    const std::unique_ptr<SystemSetting> injected = inject(handler);
     model.set(BRIGHTNESS, 51);
-    model.set(SETTINGS[1].key, 51);
+    model.set(CONTRAST.key, 51);
     ASSERT_TRUE(model.settle());
     ASSERT_EQ(seen.wait_for(30s), std::future_status::ready);
     EXPECT_EQ(seen.get(), 51);
@@ -441,7 +490,7 @@ using TheState = SystemSettingTest;
 
 TEST_F(TheState, IsEmptyAfterConstruction) {
     EXPECT_EQ(pending(), NOTHING_PENDING);
-    for (const pthread_t handle : setting.m_setThread) EXPECT_EQ(handle, pthread_t{});
+    EXPECT_EQ(withThread(), std::vector<std::string>());
 }
 
 TEST_F(TheState, IsForgottenButForTheHandlesOfTheTunersThreeValues) {
@@ -449,8 +498,7 @@ TEST_F(TheState, IsForgottenButForTheHandlesOfTheTunersThreeValues) {
     std::fill(std::begin(setting.m_setThread), std::end(setting.m_setThread), pthread_self());
     setting.initValue();
     EXPECT_EQ(pending(), NOTHING_PENDING);
-    for (std::size_t i = 0; i < 10; ++i)
-        EXPECT_EQ(setting.m_setThread[i], i < 7 ? pthread_t{} : pthread_self()) << i;
+    EXPECT_EQ(withThread(), (std::vector<std::string>{TUNER_B.name, TUNER_S.name, TUNER_H.name}));
 }
 
 TEST_F(TheState, IsReachedThroughTheInterface) {
@@ -464,7 +512,7 @@ TEST_F(TheState, IsReachedThroughTheInterface) {
 // All ten
 
 using ASetting = OfEach;
-INSTANTIATE_TEST_SUITE_P(Video, ASetting, from(0, 10), nameOf);
+INSTANTIATE_TEST_SUITE_P(Video, ASetting, testing::ValuesIn(SETTINGS), nameOf);
 
 TEST_P(ASetting, IsValidWithinItsRangeOnly) {
     EXPECT_TRUE(isValid(it.low));
@@ -562,6 +610,15 @@ TEST_P(ASetting, IsAwaitedUntilAnyWakeUp) {
     EXPECT_TRUE(said(it.handler()).empty());
 }
 
+TEST_P(ASetting, CannotBeAwaitedIfItsMutexCannotBeLocked) {
+    WatchedMemory watched(&setting.m_changeMutex[it.index], sizeof(std::mutex));
+    watched.failNext(ThreadCall::MUTEX_LOCK, EINVAL);
+    EXPECT_EQ((setting.*it.wait)(), -1);
+    const std::string reason = std::generic_category().message(EINVAL);
+    EXPECT_EQ(said(it.waiter()), Lines{error(it.waiter(), std::string("wait video ") + it.word +
+                                                              " changed failed: " + reason + ".")});
+}
+
 TEST_P(ASetting, IsNotChangedByAWorkerWithoutAnObject) {
     EXPECT_EQ(it.run(nullptr), nullptr);
     EXPECT_EQ(said(it.worker()), Lines{error(it.worker(), "invalid parameter.")});
@@ -586,8 +643,8 @@ TEST_P(ASetting, IsReportedIfItCannotBeWritten) {
     breakKey(it.key);
     run(it.high);
     Lines expected{info(it.worker(), it.valueText(it.high))};
-    if (it.index < 6) expected.push_back(info(it.worker(), it.currentText(current, it.high)));
-    expected.push_back(error(it.worker(), it.writeFailure));
+    if (it.isConfirmed()) expected.push_back(info(it.worker(), it.currentText(current, it.high)));
+    expected.push_back(error(it.worker(), it.writeFailure()));
     EXPECT_EQ(said(it.worker()), expected);
     EXPECT_TRUE(said(it.waiter()).empty());
 }
@@ -595,7 +652,7 @@ TEST_P(ASetting, IsReportedIfItCannotBeWritten) {
 // Those that have a setter
 
 using ASettableSetting = OfEach;
-INSTANTIATE_TEST_SUITE_P(Video, ASettableSetting, from(0, 7), nameOf);
+INSTANTIATE_TEST_SUITE_P(Video, ASettableSetting, testing::ValuesIn(those(&Setting::isSettable)), nameOf);
 
 TEST_P(ASettableSetting, TakesBothEndsOfItsRange) {
     Lines expected;
@@ -629,26 +686,32 @@ TEST_P(ASettableSetting, IsChangedByOneThreadOfThisSourceFile) {
     EXPECT_EQ(created[0].file, "source/platform_adaptation/src/system_setting.cpp");
     EXPECT_GT(created[0].line, 0);
     EXPECT_EQ(television.threads().attributesInUse(), 0);
-    for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(setting.m_setThread[i] != pthread_t{}, i == it.index) << i;
+    EXPECT_EQ(withThread(), std::vector<std::string>{it.name});
     ASSERT_TRUE(log.waitFor(it.success()));
     EXPECT_NE(said(it.worker()).at(0).thread, gettid());
     EXPECT_EQ(entered(it.worker()), 1U);
 }
 
-TEST_P(ASettableSetting, KeepsItsPendingValueIfNoThreadCanBeHad) {
-    television.threads().fail(1);
-    EXPECT_EQ(set(it.high), -1);
-    EXPECT_EQ(setting.m_setValue[it.index], it.high);
-    EXPECT_EQ(television.threads().attributesInUse(), 0);
-    EXPECT_TRUE(television.threads().created().empty());
-    EXPECT_EQ(said(it.setter()), Lines{info(it.setter(), it.valueText(it.high))});
-    EXPECT_TRUE(model.writes(it.key).empty());
+TEST_P(ASettableSetting, KeepsItsPendingValueIfNoThreadCanBeCreated) {
+    const std::vector<std::function<void()>> faults{[this] { television.threads().fail(1); },
+                                                    [] { tests::failNextThreadAttributes(ENOMEM); }};
+    for (const auto& fail : faults) {
+        setting.initValue();
+        log.clear();
+        fail();
+        EXPECT_EQ(set(it.high), -1);
+        EXPECT_EQ(setting.m_setValue[it.index], it.high);
+        EXPECT_EQ(television.threads().attributesInUse(), 0);
+        EXPECT_TRUE(television.threads().created().empty());
+        EXPECT_EQ(said(it.setter()), Lines{info(it.setter(), it.valueText(it.high))});
+        EXPECT_TRUE(model.writes(it.key).empty());
+    }
 }
 
 // Those whose change is confirmed
 
 using AConfirmedSetting = OfEach;
-INSTANTIATE_TEST_SUITE_P(Video, AConfirmedSetting, from(0, 6), nameOf);
+INSTANTIATE_TEST_SUITE_P(Video, AConfirmedSetting, testing::ValuesIn(those(&Setting::isConfirmed)), nameOf);
 
 TEST_P(AConfirmedSetting, NeedsNoWriteIfItHasTheValueAlready) {
     const int value = std::get<int>(model.value(it.key));
@@ -701,10 +764,26 @@ TEST_P(AConfirmedSetting, IsWrittenByADetachedThreadThatWaitsForTheTelevision) {
     checkSingleWait(it);
 }
 
+TEST_P(AConfirmedSetting, EndsItsChangeIfItsMutexCannotBeLocked) {
+    const int before = std::get<int>(model.value(it.key));
+    model.holdNotifications();
+    {
+        WatchedMemory watched(&setting.m_changeMutex[it.index], sizeof(std::mutex));
+        watched.failNext(ThreadCall::MUTEX_LOCK, EINVAL);
+        run(before + 2);
+    }
+    release();
+    EXPECT_EQ(said(it.worker()),
+              (Lines{info(it.worker(), it.valueText(before + 2)),
+                     info(it.worker(), it.currentText(before, before + 2)),
+                     error(it.worker(), std::string("wait for video ") + it.word + " changed failed.")}));
+    EXPECT_EQ(model.writes(it.key), integers({before + 2}));
+}
+
 // Those that move in steps; all are at 50
 
 using ASteppedSetting = OfEach;
-INSTANTIATE_TEST_SUITE_P(Video, ASteppedSetting, from(0, 4), nameOf);
+INSTANTIATE_TEST_SUITE_P(Video, ASteppedSetting, testing::ValuesIn(those(&Setting::isStepped)), nameOf);
 
 TEST_P(ASteppedSetting, MovesInStepsOfTwoAndThenToTheTarget) {
     const std::vector<std::pair<int, std::vector<int>>> changes{
@@ -735,7 +814,7 @@ TEST_P(ASteppedSetting, StopsIfItCannotBeReadAgain) {
 // Those that are written at once
 
 using ASettingInOneStep = OfEach;
-INSTANTIATE_TEST_SUITE_P(Video, ASettingInOneStep, from(4, 6), nameOf);
+INSTANTIATE_TEST_SUITE_P(Video, ASettingInOneStep, testing::ValuesIn(those(&Setting::isWrittenOnce)), nameOf);
 
 TEST_P(ASettingInOneStep, IsNotReadBackEvenIfTheTelevisionKeepsTheOldValue) {
     KeyFaults stubborn;
@@ -833,10 +912,10 @@ TEST_F(ABrightnessChange, StopsIfThePersonAtTheRemoteControlLeavesTheRange) {
 
 TEST_F(ABrightnessChange, RunsBesideAnEarlierOneThatKeepsItsTarget) {
     startAndHold(it, 60);
-    const pthread_t first = setting.m_setThread[0];
+    const pthread_t first = setting.m_setThread[it.index];
     ASSERT_EQ(setting.setVideoBrightness(45), 0);
-    EXPECT_EQ(setting.m_setValue[0], 45);
-    EXPECT_NE(setting.m_setThread[0], first);
+    EXPECT_EQ(setting.m_setValue[it.index], 45);
+    EXPECT_NE(setting.m_setThread[it.index], first);
     awaitSleeper(it, 2);
     EXPECT_EQ(writes(), integers({52, 50}));
     EXPECT_EQ(log.count(info(it.worker(), it.currentText(52, 45))), 1U);
@@ -856,14 +935,13 @@ TEST_F(ABrightnessChange, RunsBesideAnEarlierOneThatKeepsItsTarget) {
 
 TEST_F(ABrightnessChange, DoesNotKeepOtherSettingsWaiting) {
     startAndHold(it, 60);
-    const Setting& contrast = SETTINGS[1];
     ASSERT_EQ(setting.setVideoContrast(52), 0);
-    awaitSleeper(contrast, 1);
-    while (log.withMessage(contrast.success() + "\n").empty()) {
+    awaitSleeper(CONTRAST, 1);
+    while (log.withMessage(CONTRAST.success() + "\n").empty()) {
         setting.onVideoContrastChanged(ValueObject(52));
-        static_cast<void>(log.waitFor(contrast.success(), 1, 1s));
+        static_cast<void>(log.waitFor(CONTRAST.success(), 1, 1s));
     }
-    EXPECT_EQ(model.writes(contrast.key), integers({52}));
+    EXPECT_EQ(model.writes(CONTRAST.key), integers({52}));
     EXPECT_EQ(writes(), integers({52}));
     EXPECT_EQ(log.withMessage(it.success() + "\n").size(), 0U);
     release();
@@ -918,7 +996,8 @@ TEST_F(AWait, IsNotEndedByAChangeThatWokeAnother) {
 // The colour tuner
 
 using AColourTunerSetting = OfEach;
-INSTANTIATE_TEST_SUITE_P(Video, AColourTunerSetting, from(6, 10), nameOf);
+INSTANTIATE_TEST_SUITE_P(Video, AColourTunerSetting, testing::ValuesIn(those(&Setting::isUnconfirmed)),
+                         nameOf);
 
 TEST_P(AColourTunerSetting, IsWrittenUnreadAndUnconfirmedEvenIfItHasTheValue) {
     run(0);
@@ -935,9 +1014,10 @@ TEST_P(AColourTunerSetting, IsWrittenBeforeTheFamilysSetterReturns) {
     KeyFaults slow;
     slow.answerDelay = 100ms;
     model.setFaults(it.key, slow);
-    std::vector<int> ivec{1, 2, 3, 4};
+    std::vector<int> ivec;
+    for (const Setting& each : TUNER_FAMILY) ivec.push_back(each.index == it.index ? 3 : 1);
     EXPECT_EQ(setting.setVideoColorTunerFamily(ivec), 0);
-    EXPECT_EQ(model.writes(it.key), integers({static_cast<int>(it.index) - 5}));
+    EXPECT_EQ(model.writes(it.key), integers({3}));
     EXPECT_EQ(log.count(info(it.worker(), it.success())), 1U);
 }
 
@@ -951,12 +1031,16 @@ class TheColourTuner : public SystemSettingTest {
 
     std::vector<Written> written() const {
         std::vector<Written> all;
-        for (std::size_t i = 6; i < 10; ++i)
-            for (const Written& write : model.writes(SETTINGS[i].key)) all.push_back(write);
+        for (const Setting& each : TUNER_FAMILY)
+            for (const Written& write : model.writes(each.key)) all.push_back(write);
         return all;
     }
 
-    std::vector<int> pendingFamily() const { return {setting.m_setValue + 6, setting.m_setValue + 10}; }
+    std::vector<int> pendingFamily() const {
+        std::vector<int> values;
+        for (const Setting& each : TUNER_FAMILY) values.push_back(setting.m_setValue[each.index]);
+        return values;
+    }
 
     static Lines elementLines(const std::string& function, const std::vector<int>& ivec) {
         Lines lines;
@@ -981,13 +1065,13 @@ TEST_F(TheColourTuner, IsWrittenBeforeItsSetterReturns) {
 }
 
 TEST_F(TheColourTuner, IsSetEvenIfTheWriteFails) {
-    for (std::size_t i = 6; i < 10; ++i) breakKey(SETTINGS[i].key);
+    for (const Setting& each : TUNER_FAMILY) breakKey(each.key);
     EXPECT_EQ(setting.setVideoColorTuner(3), 0);
     std::vector<int> ivec{1, 2, 3, 4};
     EXPECT_EQ(setting.setVideoColorTunerFamily(ivec), 0);
-    EXPECT_EQ(log.count(error(TUNER.worker(), TUNER.writeFailure)), 2U);
-    for (std::size_t i = 7; i < 10; ++i)
-        EXPECT_EQ(log.count(error(SETTINGS[i].worker(), SETTINGS[i].writeFailure)), 1U);
+    EXPECT_EQ(log.count(error(TUNER.worker(), TUNER.writeFailure())), 2U);
+    for (const Setting& each : {TUNER_B, TUNER_S, TUNER_H})
+        EXPECT_EQ(log.count(error(each.worker(), each.writeFailure())), 1U);
 }
 
 TEST_F(TheColourTuner, IsSetAsAFamilyTheModeFirst) {
@@ -1007,17 +1091,17 @@ TEST_F(TheColourTuner, IsSetAsAFamilyTheModeFirst) {
         EXPECT_GT(record.line, 0);
     }
     EXPECT_EQ(television.threads().attributesInUse(), 0);
-    for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(setting.m_setThread[i] != pthread_t{}, i >= 6) << i;
+    EXPECT_EQ(withThread(), (std::vector<std::string>{TUNER.name, TUNER_B.name, TUNER_S.name, TUNER_H.name}));
 }
 
 TEST_F(TheColourTuner, HasItsThreeValuesWrittenAtTheSameTime) {
     KeyFaults slow;
     slow.answerDelay = 1s;
-    model.setFaults(SETTINGS[7].key, slow);
+    model.setFaults(TUNER_B.key, slow);
     std::vector<int> ivec{1, 2, 3, 4};
     EXPECT_EQ(setting.setVideoColorTunerFamily(ivec), 0);
     EXPECT_LT(position(info(SET_FAMILY, CREATE_TEXTS[3])),
-              position(info(SETTINGS[7].worker(), SETTINGS[7].success())));
+              position(info(TUNER_B.worker(), TUNER_B.success())));
 }
 
 TEST_F(TheColourTuner, IsNotSetWithTooFewOrTooManyElements) {
@@ -1037,14 +1121,14 @@ TEST_F(TheColourTuner, IsNotSetWithTooFewOrTooManyElements) {
 TEST_F(TheColourTuner, IsNotSetIfAnElementIsOutOfRange) {
     // The first such element is the one that is told.
     const std::vector<std::pair<std::vector<int>, std::size_t>> cases{
-        {{7, 0, 0, 0}, 6},  {{-1, 51, 51, 51}, 6}, {{0, 51, 51, 51}, 7}, {{0, -51, 0, 0}, 7},
-        {{3, 0, 51, 0}, 8}, {{3, 0, -51, 51}, 8},  {{3, 0, 0, 51}, 9},   {{3, 0, 0, -51}, 9},
+        {{7, 0, 0, 0}, 0},  {{-1, 51, 51, 51}, 0}, {{0, 51, 51, 51}, 1}, {{0, -51, 0, 0}, 1},
+        {{3, 0, 51, 0}, 2}, {{3, 0, -51, 51}, 2},  {{3, 0, 0, 51}, 3},   {{3, 0, 0, -51}, 3},
     };
-    for (auto [ivec, index] : cases) {
+    for (auto [ivec, first] : cases) {
         log.clear();
         EXPECT_EQ(setting.setVideoColorTunerFamily(ivec), -1);
         Lines expected = elementLines(SET_FAMILY, ivec);
-        expected.push_back(error(SET_FAMILY, SETTINGS[index].invalidText(ivec[index - 6])));
+        expected.push_back(error(SET_FAMILY, TUNER_FAMILY[first].invalidText(ivec[first])));
         EXPECT_EQ(said(SET_FAMILY), expected);
     }
     EXPECT_EQ(pending(), NOTHING_PENDING);
@@ -1067,13 +1151,25 @@ TEST_F(TheColourTuner, IsSetInPartIfNotAllThreadsCanBeHad) {
         Lines expected = elementLines(SET_FAMILY, ivec);
         for (std::size_t i = 0; i <= had; ++i) expected.push_back(info(SET_FAMILY, CREATE_TEXTS[i]));
         EXPECT_EQ(said(SET_FAMILY), expected);
-        for (std::size_t i = 0; i < had; ++i) EXPECT_TRUE(log.waitFor(SETTINGS[6 + i].success()));
+        for (std::size_t i = 0; i < had; ++i) EXPECT_TRUE(log.waitFor(TUNER_FAMILY[i].success()));
         EXPECT_EQ(written(), integers({ivec.begin(), ivec.begin() + static_cast<std::ptrdiff_t>(had)}));
     }
 }
 
+TEST_F(TheColourTuner, IsNotSetWithoutAttributesForItsFirstThread) {
+    std::vector<int> ivec{1, 2, 3, 4};
+    tests::failNextThreadAttributes(ENOMEM);
+    EXPECT_EQ(setting.setVideoColorTunerFamily(ivec), -1);
+    EXPECT_EQ(pendingFamily(), ivec);
+    EXPECT_TRUE(television.threads().created().empty());
+    EXPECT_EQ(television.threads().attributesInUse(), 0);
+    EXPECT_TRUE(written().empty());
+}
+
 TEST_F(TheColourTuner, HasItsModeSetWhenTheFamilyIsRead) {
-    for (std::size_t i = 6; i < 10; ++i) model.set(SETTINGS[i].key, 2 - static_cast<int>(i));
+    model.set(TUNER_B.key, -5);
+    model.set(TUNER_S.key, -6);
+    model.set(TUNER_H.key, -7);
     std::vector<int> ivec{2, 0, 0, 0};
     EXPECT_EQ(setting.getVideoColorTunerFamily(ivec), 0);
     EXPECT_EQ(ivec, (std::vector<int>{2, -5, -6, -7}));
@@ -1085,7 +1181,9 @@ TEST_F(TheColourTuner, HasItsModeSetWhenTheFamilyIsRead) {
 }
 
 TEST_F(TheColourTuner, IsReadAsAFamilyEvenIfItsModeIsRefused) {
-    for (std::size_t i = 7; i < 10; ++i) model.set(SETTINGS[i].key, static_cast<int>(i));
+    model.set(TUNER_B.key, 7);
+    model.set(TUNER_S.key, 8);
+    model.set(TUNER_H.key, 9);
     std::vector<int> ivec{9, 0, 0, 0};
     EXPECT_EQ(setting.getVideoColorTunerFamily(ivec), 0);
     EXPECT_EQ(ivec, (std::vector<int>{9, 7, 8, 9}));
@@ -1097,9 +1195,9 @@ TEST_F(TheColourTuner, IsReadAsAFamilyEvenIfItsModeIsRefused) {
 }
 
 TEST_F(TheColourTuner, IsReadAsMinusOneWhereItCannotBeRead) {
-    model.set(SETTINGS[8].key, 8);
-    breakKey(SETTINGS[7].key);
-    breakKey(SETTINGS[9].key);
+    model.set(TUNER_S.key, 8);
+    breakKey(TUNER_B.key);
+    breakKey(TUNER_H.key);
     std::vector<int> ivec{0, 1, 1, 1};
     EXPECT_EQ(setting.getVideoColorTunerFamily(ivec), 0);
     EXPECT_EQ(ivec, (std::vector<int>{0, -1, 8, -1}));
@@ -1167,22 +1265,22 @@ using ManyThreads = SystemSettingTest;
 TEST_F(ManyThreads, MaySetAndReadAllSettingsAtOnce) {
     model.setNotificationDelay(1ms);
     constexpr std::size_t callers = 3;
+    const std::vector<Setting> confirmed = those(&Setting::isConfirmed);
     {
         std::vector<std::future<void>> calls;
         for (std::size_t caller = 0; caller < callers; ++caller)
             calls.push_back(std::async(std::launch::async, [&] {
-                for (std::size_t i = 0; i < 6; ++i) {
-                    const Setting& each = SETTINGS[i];
-                    EXPECT_EQ((setting.*each.set)(i < 4 ? 54 : 3), 0);
+                for (const Setting& each : confirmed) {
+                    EXPECT_EQ((setting.*each.set)(each.isStepped() ? 54 : 3), 0);
                     EXPECT_NE((setting.*each.get)(), -1);
                 }
             }));
         std::vector<int> ivec{1, 2, 3, 4};
         EXPECT_EQ(setting.setVideoColorTunerFamily(ivec), 0);
     }
-    for (std::size_t i = 0; i < 6; ++i) {
-        EXPECT_TRUE(await(SETTINGS[i], SETTINGS[i].success(), callers)) << SETTINGS[i].name;
-        EXPECT_EQ(model.value(SETTINGS[i].key), simulated::Value(i < 4 ? 54 : 3)) << SETTINGS[i].name;
+    for (const Setting& each : confirmed) {
+        EXPECT_TRUE(await(each, each.success(), callers)) << each.name;
+        EXPECT_EQ(model.value(each.key), simulated::Value(each.isStepped() ? 54 : 3)) << each.name;
     }
 }
 

@@ -707,54 +707,6 @@ TEST_F(AnIteratorsNews, MayMakeTheHandlerReplaceItself) {
     }
 }
 
-using AnIteratorsHandler = IteratorTest;
-
-TEST_F(AnIteratorsHandler, LosesNoNewsWhileAnotherThreadReplacesIt) {
-    television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
-    constexpr int requests = 200;
-    const auto access = open();
-    model.setNotificationDelay(0ms);
-    std::atomic<int> answered{0};
-    const auto counting = [&] { return std::make_shared<Recorder>([&] { ++answered; }); };
-    access->setActionResultHandler(counting());
-    std::atomic<bool> replacing{true};
-    std::promise<void> replaced;
-    auto replace = std::async(std::launch::async, [&] {
-        access->setActionResultHandler(counting());
-        replaced.set_value();
-        while (replacing) access->setActionResultHandler(counting());
-    });
-    EXPECT_EQ(replaced.get_future().wait_for(LIMIT), std::future_status::ready);
-    for (int i = 0; i < requests / 2; ++i) {
-        EXPECT_EQ(access->getIterator()->requestTotalCount(), 0);
-        EXPECT_EQ(access->getIterator()->readRow(), 0);
-    }
-    EXPECT_TRUE(model.settle());
-    replacing = false;
-    replace.get();
-    access->setActionResultHandler(nullptr);
-    EXPECT_EQ(answered, requests);
-}
-
-TEST_F(AnIteratorsHandler, LivesUntilItsCallHasEndedIfItIsReplacedMeanwhile) {
-    std::promise<void> entered;
-    std::promise<void> mayLeave;
-    auto staying = std::make_shared<Recorder>([&] {
-        entered.set_value();
-        mayLeave.get_future().wait_for(LIMIT);
-    });
-    const std::weak_ptr<Recorder> watched = staying;
-    const auto access = make();
-    access->setActionResultHandler(std::move(staying));
-    ASSERT_EQ(access->create(), 0);
-    ASSERT_EQ(entered.get_future().wait_for(LIMIT), std::future_status::ready);
-    access->setActionResultHandler(handler);
-    EXPECT_FALSE(watched.expired());
-    mayLeave.set_value();
-    EXPECT_THAT(answers(), IsEmpty());
-    EXPECT_TRUE(watched.expired());
-}
-
 // The television's tables
 
 using ATelevisionsTable = IteratorTest;

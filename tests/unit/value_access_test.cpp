@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -16,13 +18,16 @@
 #include <future>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "allocation_faults.h"
 #include "attempts.h"
 #include "eventually.h"
 #include "lomodelapi/object_type_spec.h"
@@ -40,6 +45,7 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::Pair;
+using tests::allocationsUntilFailure;
 using tests::eventually;
 using tests::LogLine;
 using tests::slotOf;
@@ -157,8 +163,8 @@ class AccessTest : public tests::TelevisionTest {
         model.setFaults(KEY, faults);
     }
 
-    static LogLine error(const char* function, const std::string& message) {
-        return {tests::ERROR, FILE_NAME, function, message};
+    static LogLine connectError(const std::string& message) {
+        return {tests::ERROR, BASE_FILE_NAME, "connect", message};
     }
 
     static constexpr char KEY[] = "test.access.value";
@@ -393,9 +399,9 @@ TYPED_TEST(ATypedAccessor, RefusesAKeyOfAnyOtherType) {
         this->log.clear();
         EXPECT_EQ(access.connect(1000), 6);
         EXPECT_THAT(this->log.lines(),
-                    ElementsAre(this->error(
-                        "connect", "Observer Type not match for " + std::string(this->KEY) + ",( " +
-                                       std::to_string(type) + " ) vs " + KindOf<TypeParam>::NAME + ".\n")));
+                    ElementsAre(this->connectError("Observer Type not match for " + std::string(this->KEY) +
+                                                   ",( " + std::to_string(type) + " ) vs " +
+                                                   KindOf<TypeParam>::NAME + ".\n")));
         EXPECT_EQ(this->model.subscribers(this->KEY), 0U);
         EXPECT_EQ(access.getType(), 0);
     }
@@ -492,33 +498,44 @@ TEST_F(ANotification, GoesThroughTheVirtualOperationOfTheAccessor) {
     EXPECT_EQ(access.texts.size(), 2U);
 }
 
-// Each value is its own, whatever is notified while its handler runs.
-TEST_F(ANotification, LeavesTheValuesOfThoseThatItIsMadeInAsTheyAre) {
-    struct Nesting : ValueHandler {
-        void onNewValue(const ValueObject& value) override {
-            if (depth < 3) {
-                ++depth;
-                access->notifyNewValue(10 * depth);
-                access->notifyNewValue(10LL * depth);
-                access->notifyNewValue(std::to_string(depth));
-                --depth;
-            }
-            texts.push_back(std::to_string(depth) + ": " + value.convertToStringType());
-        }
+TEST_F(ANotification, OfAnIntegerAllocatesNothingEvenIfItIsTheFirstOfItsThread) {
+    television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
+    int received = 0;
+    IntegerAccess access(KEY, std::make_shared<Calling>([&](const ValueObject& value) { received = value; }));
+    std::thread([&] {
+        allocationsUntilFailure = 0;
+        access.notifyNewValue(5);
+        EXPECT_EQ(std::exchange(allocationsUntilFailure, -1), 0);
+    }).join();
+    EXPECT_EQ(received, 5);
+}
+
+TEST_F(ANotification, OfATextWithoutMemoryReachesNobodyAndLeavesTheAccessorAsItIs) {
+    television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
+    const auto handler = std::make_shared<Recorder>();
+    const std::string text = "a text that is too long for a small string";
+    StringAccess access(KEY, handler);
+    allocationsUntilFailure = 0;
+    EXPECT_THROW(access.notifyNewValue(text), std::bad_alloc);
+    EXPECT_EQ(handler.use_count(), 2);
+    access.notifyNewValue(text);
+    EXPECT_THAT(handler->texts(), ElementsAre(text));
+}
+
+// The leak sanitizer sees what the thread leaves behind.
+TEST_F(ANotification, MayComeFromTheDestructorOfAThreadsOwnObject) {
+    struct Notifying {
+        ~Notifying() { access->notifyNewValue(5); }
         IntegerAccess* access = nullptr;
-        int depth = 1;
-        std::vector<std::string> texts;
     };
-    const auto handler = std::make_shared<Nesting>();
-    IntegerAccess access(KEY, std::make_shared<Recorder>());
-    access.notifyNewValue(4);  // a thread's first call goes another way than those that follow
-    access.setNewValueHandler(handler);
-    log.clear();
-    handler->access = &access;
-    access.notifyNewValue(5);
-    EXPECT_THAT(handler->texts, ElementsAre("3: 30", "3: 30", "3: 3", "2: 20", "3: 30", "3: 30", "3: 3",
-                                            "2: 20", "3: 30", "3: 30", "3: 3", "2: 2", "1: 5"));
-    EXPECT_EQ(log.lines().size(), 26U);
+    const auto handler = std::make_shared<Recorder>();
+    IntegerAccess access(KEY, handler);
+    std::thread([&] {
+        thread_local Notifying own;
+        own.access = &access;
+    }).join();
+    EXPECT_THAT(handler->texts(), ElementsAre("5"));
+    EXPECT_EQ(handler.use_count(), 2);
 }
 
 TEST_F(ANotification, ReservesAListToItsLength) {
@@ -595,11 +612,13 @@ TEST_F(ANotification, IsNotMadeOfAChangeOfAvailability) {
     EXPECT_THAT(handler->texts(), ElementsAre("60"));
 }
 
-TEST_F(ANotification, ReachesAHandlerThatWasSetAfterConnecting) {
+TEST_F(ANotification, ReachesAHandlerThatWasSetWhileDisconnected) {
     const auto handler = std::make_shared<Recorder>();
-    IntegerAccess access(KEY);
+    IntegerAccess access(KEY, std::make_shared<Recorder>());
     ASSERT_EQ(access.connect(0), 0);
+    access.disconnect();
     access.setNewValueHandler(handler);
+    ASSERT_EQ(access.connect(0), 0);
     model.set(KEY, 60);
     ASSERT_TRUE(model.settle());
     EXPECT_THAT(handler->texts(), ElementsAre("60"));
@@ -653,7 +672,7 @@ TEST_F(AConnection, FailsWithALogLineThatHasTheStatusOfTheModel) {
         refuse(status);
         log.clear();
         EXPECT_EQ(access.connect(0), 5);
-        EXPECT_THAT(log.lines(), ElementsAre(error("connect", "Failed " + std::to_string(status) + "\n")));
+        EXPECT_THAT(log.lines(), ElementsAre(connectError("Failed " + std::to_string(status) + "\n")));
     }
     EXPECT_EQ(access.getType(), 0);
     EXPECT_EQ(model.subscribers(KEY), 0U);
@@ -662,8 +681,7 @@ TEST_F(AConnection, FailsWithALogLineThatHasTheStatusOfTheModel) {
 TEST_F(AConnection, FailsForAKeyThatTheModelDoesNotKnow) {
     IntegerAccess access("test.access.unknown");
     EXPECT_EQ(access.connect(0), 5);
-    EXPECT_EQ(log.count(error("connect", "Failed " + std::to_string(simulated::STATUS_UNKNOWN_KEY) + "\n")),
-              1U);
+    EXPECT_EQ(log.count(connectError("Failed " + std::to_string(simulated::STATUS_UNKNOWN_KEY) + "\n")), 1U);
 }
 
 TEST_F(AConnection, FailsWithStatusZeroInTheLogIfTheModelYieldsNoObject) {
@@ -673,7 +691,7 @@ TEST_F(AConnection, FailsWithStatusZeroInTheLogIfTheModelYieldsNoObject) {
     IntegerAccess access(KEY);
     EXPECT_EQ(access.connect(150), 5);
     EXPECT_EQ(model.connectAttempts(KEY), 2U);
-    EXPECT_THAT(log.lines(), ElementsAre(error("connect", "Failed 0\n")));
+    EXPECT_THAT(log.lines(), ElementsAre(connectError("Failed 0\n")));
     EXPECT_EQ(access.getType(), 0);
 }
 
@@ -684,7 +702,7 @@ TEST_F(AConnection, FailsWithTheStatusOfTheLastAttempt) {
     ASSERT_TRUE(eventually([&] { return model.connectAttempts(KEY) > 0; }));
     refuse(12);
     EXPECT_EQ(connecting.get(), 5);
-    EXPECT_THAT(log.lines(), ElementsAre(error("connect", "Failed 12\n")));
+    EXPECT_THAT(log.lines(), ElementsAre(connectError("Failed 12\n")));
 }
 
 TEST_F(AConnection, IsMadeByTheNextAttemptOnceTheKeyIsOffered) {
@@ -792,8 +810,8 @@ TEST_F(AConnection, ToAKeyOfAnotherTypeLeavesNoSubscription) {
     const auto handler = std::make_shared<Recorder>();
     IntegerAccess access(KEY, handler);
     EXPECT_EQ(access.connect(0), 6);
-    EXPECT_EQ(log.count(error("connect", std::string("Observer Type not match for ") + KEY +
-                                             ",( 8 ) vs ObserverNumericInteger.\n")),
+    EXPECT_EQ(log.count(connectError(std::string("Observer Type not match for ") + KEY +
+                                     ",( 8 ) vs ObserverNumericInteger.\n")),
               1U);
     EXPECT_EQ(model.subscribers(KEY), 0U);
     model.set(KEY, 6LL);
@@ -822,7 +840,7 @@ class ThePlaceholderMissing : public AccessTest {
 TEST_F(ThePlaceholderMissing, IsNeverConnected) {
     IntegerAccess access(NAME);
     EXPECT_EQ(access.connect(1000), 8);
-    EXPECT_THAT(log.lines(), ElementsAre(error("connect", "Value is 'missing\n")));
+    EXPECT_THAT(log.lines(), ElementsAre(connectError("Value is 'missing\n")));
     EXPECT_EQ(television.framework().lookups(), 0U);
     EXPECT_EQ(model.connectAttempts(NAME), 0U);
 }
@@ -841,7 +859,7 @@ TEST_F(ThePlaceholderMissing, GivesTheSameStatusOnEveryAccess) {
         access.setValue(texts),   access.tryConnectIfNeeded(),
     };
     EXPECT_THAT(statuses, Each(8));
-    EXPECT_EQ(log.count(error("connect", "Value is 'missing\n")), statuses.size());
+    EXPECT_EQ(log.count(connectError("Value is 'missing\n")), statuses.size());
     EXPECT_EQ(log.withMessage("BizValue connect failed:'missing', ret: 8\n").size(), statuses.size());
     EXPECT_EQ(television.framework().lookups(), 0U);
     EXPECT_THAT(model.writes(NAME), IsEmpty());
@@ -1025,94 +1043,132 @@ TEST_F(ADisconnection, IsFinalInTheMiddleOfASeriesOfChanges) {
     EXPECT_EQ(late, 0U);
 }
 
-// Replacing the handler while notifications run
+// What a handler may do in its own call
 
-using AReplacedHandler = AccessTest;
-
-TEST_F(AReplacedHandler, LivesUntilItsCallHasEnded) {
-    const auto stay = std::make_shared<Stay>();
-    auto replaced = std::make_shared<Staying>(stay);
-    const std::weak_ptr<Staying> watched = replaced;
-    const auto handler = std::make_shared<Recorder>();
-    IntegerAccess access(KEY, std::move(replaced));
-    ASSERT_EQ(access.connect(0), 0);
-    model.set(KEY, 60);
-    ASSERT_TRUE(stay->entered.wait());
-    access.setNewValueHandler(handler);
-    EXPECT_FALSE(watched.expired());
-    stay->mayLeave.set();
-    model.set(KEY, 61);
-    ASSERT_TRUE(model.settle());
-    EXPECT_TRUE(watched.expired());
-    EXPECT_FALSE(stay->destroyedInside);
-    EXPECT_THAT(handler->texts(), ElementsAre("61"));
-}
-
-TEST_F(AReplacedHandler, MayHaveReplacedItself) {
-    // Its own data, that would be gone with it.
-    class Leaving : public ValueHandler {
+class AHandlerInItsCall : public AccessTest {
+  protected:
+    // Does something and then uses what it has of its own.
+    class Acting : public ValueHandler {
       public:
-        explicit Leaving(IntegerAccess& access, std::vector<std::string>& texts)
-            : m_access(access), m_texts(texts) {}
-        ~Leaving() override { m_texts.emplace_back("destroyed"); }
+        Acting(std::vector<std::string>& story, std::function<void()> act)
+            : m_story(story), m_act(std::move(act)) {}
+        ~Acting() override { m_story.emplace_back("ended"); }
         void onNewValue(const ValueObject& value) override {
-            m_access.setNewValueHandler(nullptr);
-            m_texts.push_back(value.convertToStringType());
+            m_act();
+            m_story.push_back(value.convertToStringType());
         }
 
       private:
-        IntegerAccess& m_access;
-        std::vector<std::string>& m_texts;
+        std::vector<std::string>& m_story;
+        const std::function<void()> m_act;
     };
-    std::vector<std::string> texts;
+
+    std::shared_ptr<ValueHandler> acting(std::function<void()> act) {
+        return std::make_shared<Acting>(story, std::move(act));
+    }
+
+    std::vector<std::string> story;
+};
+
+TEST_F(AHandlerInItsCall, MayReplaceItself) {
+    const auto next = std::make_shared<Recorder>();
     IntegerAccess access(KEY);
-    access.setNewValueHandler(std::make_shared<Leaving>(access, texts));
+    access.setNewValueHandler(acting([&] { access.setNewValueHandler(next); }));
     ASSERT_EQ(access.connect(0), 0);
     model.set(KEY, 60);
     model.set(KEY, 61);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(texts, ElementsAre("60", "destroyed"));
+    EXPECT_THAT(story, ElementsAre("60", "ended"));
+    EXPECT_THAT(next->texts(), ElementsAre("61"));
 }
 
-TEST_F(AReplacedHandler, LosesNoNotificationToAnotherThread) {
-    struct Tally {
-        std::atomic<int> calls{0};
-        std::atomic<int> destroyedInside{0};
-    };
-    class Counting : public ValueHandler {
-      public:
-        explicit Counting(Tally& tally) : m_tally(tally) {}
-        ~Counting() override { m_tally.destroyedInside += m_inside ? 1 : 0; }
-        void onNewValue(const ValueObject&) override {
-            m_inside = true;
-            ++m_tally.calls;
-            std::this_thread::yield();
-            m_inside = false;
-        }
-
-      private:
-        Tally& m_tally;
-        bool m_inside = false;
-    };
-    constexpr int changes = 300;
-    Tally tally;
-    IntegerAccess access(KEY, std::make_shared<Counting>(tally));
+TEST_F(AHandlerInItsCall, MayRemoveItself) {
+    IntegerAccess access(KEY);
+    access.setNewValueHandler(acting([&] { access.setNewValueHandler(nullptr); }));
     ASSERT_EQ(access.connect(0), 0);
-    television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::ERROR);
-    model.setNotificationDelay(0ms);
-    std::atomic<bool> replacing{true};
-    std::atomic<unsigned> replacements{0};
-    auto replace = std::async(std::launch::async, [&] {
-        for (; replacing; ++replacements) access.setNewValueHandler(std::make_shared<Counting>(tally));
-    });
-    EXPECT_TRUE(eventually([&] { return replacements > 0; }));
-    for (int value = 1; value <= changes; ++value) model.set(KEY, value);
-    EXPECT_TRUE(model.settle());
-    replacing = false;
-    replace.get();
-    access.setNewValueHandler(nullptr);
-    EXPECT_EQ(tally.calls, changes);
-    EXPECT_EQ(tally.destroyedInside, 0);
+    model.set(KEY, 60);
+    model.set(KEY, 61);
+    ASSERT_TRUE(model.settle());
+    EXPECT_THAT(story, ElementsAre("60", "ended"));
+}
+
+TEST_F(AHandlerInItsCall, LivesUntilTheOuterOfItsNestedCallsHasEnded) {
+    IntegerAccess access(KEY);
+    int calls = 0;
+    access.setNewValueHandler(acting([&] {
+        if (++calls == 1) {
+            access.notifyNewValue(2);
+        } else {
+            access.setNewValueHandler(nullptr);
+        }
+    }));
+    access.notifyNewValue(1);
+    EXPECT_THAT(story, ElementsAre("2", "1", "ended"));
+}
+
+TEST_F(AHandlerInItsCall, MayDestroyItsAccessor) {
+    std::unique_ptr<IntegerAccess> access;
+    access = std::make_unique<IntegerAccess>(KEY, acting([&] { access.reset(); }));
+    ASSERT_EQ(access->connect(0), 0);
+    access->notifyNewValue(1);
+    EXPECT_EQ(access, nullptr);
+    EXPECT_EQ(model.subscribers(KEY), 0U);
+    EXPECT_THAT(story, ElementsAre("1", "ended"));
+}
+
+TEST_F(AHandlerInItsCall, MayThrow) {
+    IntegerAccess access(KEY);
+    int calls = 0;
+    access.setNewValueHandler(acting([&] {
+        if (++calls == 2) access.setNewValueHandler(nullptr);
+        throw std::runtime_error("thrown by a client's handler");
+    }));
+    EXPECT_THROW(access.notifyNewValue(1), std::runtime_error);
+    EXPECT_THAT(story, IsEmpty());
+    EXPECT_THROW(access.notifyNewValue(2), std::runtime_error);
+    EXPECT_THAT(story, ElementsAre("ended"));
+    access.notifyNewValue(3);
+    EXPECT_EQ(calls, 2);
+}
+
+// Destroying an accessor
+
+class AnAccessorsEnd : public AccessTest {
+  protected:
+    const std::shared_ptr<Recorder> handler = std::make_shared<Recorder>();
+    std::unique_ptr<IntegerAccess> access = std::make_unique<IntegerAccess>(KEY, handler);
+};
+
+// The platform may need some to disconnect.
+TEST_F(AnAccessorsEnd, NeedsNoMemoryOnceItIsDisconnected) {
+    ASSERT_EQ(access->connect(0), 0);
+    access->notifyNewValue(5);
+    ASSERT_EQ(access->disconnect(), 0);
+    allocationsUntilFailure = 0;
+    access.reset();
+    EXPECT_EQ(std::exchange(allocationsUntilFailure, -1), 0);
+    EXPECT_EQ(handler.use_count(), 1);
+}
+
+// The child has none of the other threads, also not the one that is in a call of the handler.
+TEST_F(AnAccessorsEnd, MayComeInAForkedChild) {
+    ASSERT_EQ(access->connect(0), 0);
+    const auto stay = std::make_shared<Stay>();
+    IntegerAccess called(KEY, std::make_shared<Staying>(stay));
+    auto calling = std::async(std::launch::async, [&] { called.notifyNewValue(5); });
+    EXPECT_TRUE(stay->entered.wait());
+    const pid_t child = fork();
+    ASSERT_NE(child, -1);
+    if (child == 0) {
+        alarm(30);
+        access.reset();
+        _exit(0);
+    }
+    stay->mayLeave.set();
+    calling.get();
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 // The handler that calls its owner
@@ -1137,6 +1193,10 @@ class DerivedOwner : public Owner {
 
 class AnOwnersHandler : public AccessTest {
   protected:
+    static LogLine error(const std::string& message) {
+        return {tests::ERROR, "value_handler.cpp", "onNewValue", message};
+    }
+
     // "No Observer for" and the three addresses.
     static std::string noObserver(const void* handler, const void* owner, const void* callback) {
         char message[200];
@@ -1165,14 +1225,14 @@ TEST_F(AnOwnersHandler, CallsAVirtualMemberOfTheOwnersOwnClass) {
 TEST_F(AnOwnersHandler, DropsTheValueWithoutAnOwnerAndACallback) {
     ValueHandlerT<Owner> handler(nullptr, nullptr);
     handler.onNewValue(ValueObject(5));
-    EXPECT_THAT(log.lines(), ElementsAre(error("onNewValue", noObserver(&handler, nullptr, nullptr))));
+    EXPECT_THAT(log.lines(), ElementsAre(error(noObserver(&handler, nullptr, nullptr))));
 }
 
 TEST_F(AnOwnersHandler, DropsTheValueWithoutACallback) {
     Owner owner;
     ValueHandlerT<Owner> handler(&owner, nullptr);
     handler.onNewValue(ValueObject(5));
-    EXPECT_THAT(log.lines(), ElementsAre(error("onNewValue", noObserver(&handler, &owner, nullptr))));
+    EXPECT_THAT(log.lines(), ElementsAre(error(noObserver(&handler, &owner, nullptr))));
 }
 
 TEST_F(AnOwnersHandler, DropsTheValueWithoutAnOwner) {
@@ -1180,7 +1240,7 @@ TEST_F(AnOwnersHandler, DropsTheValueWithoutAnOwner) {
     handler.onNewValue(ValueObject(5));
     const std::vector<LogLine> lines = log.lines();
     ASSERT_EQ(lines.size(), 1U);
-    EXPECT_EQ(lines[0], error("onNewValue", lines[0].message));
+    EXPECT_EQ(lines[0], error(lines[0].message));
     // The callback's form is the compiler's; the rest is not.
     const std::string withoutCallback = noObserver(&handler, nullptr, nullptr);
     EXPECT_EQ(lines[0].message.rfind(withoutCallback.substr(0, withoutCallback.rfind(',') + 2), 0), 0U);

@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <locale>
@@ -19,43 +18,14 @@
 #include <utility>
 #include <vector>
 
-namespace {
-
-// How many allocations of this thread succeed before one fails; negative for all.
-thread_local long allocationsUntilFailure = -1;
-// Blocks that this thread allocated, less those that it freed.
-thread_local long blocksInUse = 0;
-
-}  // namespace
-
-// Out of line, where the compiler does not hold std::free against them.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    if (allocationsUntilFailure >= 0 && allocationsUntilFailure-- == 0) throw std::bad_alloc();
-    void* const block = std::malloc(size > 0 ? size : 1);
-    if (block == nullptr) throw std::bad_alloc();
-    ++blocksInUse;
-    return block;
-}
-
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    try {
-        return ::operator new(size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
-}
-
-[[gnu::noinline]] void operator delete(void* block) noexcept {
-    if (block != nullptr) --blocksInUse;
-    std::free(block);
-}
-
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { ::operator delete(block); }
+#include "allocation_faults.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using tests::allocationsUntilFailure;
+using tests::blocksInUse;
 
 constexpr int INT_LOW = std::numeric_limits<int>::min();
 constexpr int INT_HIGH = std::numeric_limits<int>::max();

@@ -11,8 +11,8 @@
 #include "platform_adaptation/export.h"
 #include "platform_adaptation/system_access/value_access_base.h"
 
-// Receives the answers to an action's invocations, on the model's thread; the next answer waits until this
-// returns. No virtual destructor: hold an implementation in a std::shared_ptr made from its own type.
+// Receives the answers to an action's invocations, on the model's thread; the next answer waits until the
+// call returns. No virtual destructor: hold an implementation in a std::shared_ptr made from its own type.
 class PLATFORM_ADAPTATION_API ActionHandler {
   public:
     // `result` is a list of texts, valid during the call only.
@@ -24,9 +24,8 @@ class PLATFORM_ADAPTATION_API ActionHandler {
     ~ActionHandler() = default;
 };
 
-// An accessor to an action: connect it, invoke it any number of times, and hear each invocation's answer. The
-// handler may be replaced at any time, from any thread; the one replaced lives until the call that it is in
-// has ended.
+// An accessor to an action: connect it, then invoke it any number of times; the handler receives the answer
+// of each invocation. ValueAccessBase says when a handler may be replaced.
 class PLATFORM_ADAPTATION_API ActionAccess : public ValueAccessBase, public lomodelapi::ObserverAction {
   public:
     // Neither connects.
@@ -35,21 +34,21 @@ class PLATFORM_ADAPTATION_API ActionAccess : public ValueAccessBase, public lomo
     // Disconnects if connected.
     ~ActionAccess() override;
 
-    // 0; 5 if there is no such object within the time-out; 6 if it is no action.
+    // Returns 0; 5 if there is no such object within the timeout; 6 if the object is not an action.
     int connect(int timeoutMs) override;
     int disconnect() override;
 
     // Replaces the handler, empty for none; returns 0.
     virtual int setActionResultHandler(std::shared_ptr<ActionHandler> handler);
 
-    // Starts the action on the caller's thread and tells the id under which it will be answered, which may
-    // happen before this returns. 0, or the model's status; -1 if not connected, and `actionId` is as it was.
-    // Does not connect by itself.
+    // Starts the action on the caller's thread and sets `actionId`, the id of its answer. The answer may
+    // arrive before this returns. Returns 0, or the model's status; -1 if not connected, and `actionId` is
+    // unchanged. Does not connect.
     virtual int invoke(unsigned int& actionId, const std::vector<lomodelapi::Argument>& args);
 
-    // Called by the model, on its threads. Without a handler an answer is logged and dropped. A result's
-    // elements are put in the order of their positions; one whose position is not in the list is lost, one
-    // that is missing is empty.
+    // The model calls these, on its thread. Without a handler an answer is logged and dropped. The elements
+    // of a result are put in the order of their positions, of which the low 8 bits are used, as a signed
+    // number. An element whose position is outside the list is dropped; a missing one is an empty text.
     void notifyExecutionError(unsigned int actionId, int error) override;
     void notifyResult(unsigned int actionId, const std::vector<lomodelapi::Argument>& args) override;
 

@@ -13,9 +13,9 @@
 
 class TableAccess;
 
-// Receives an iterator's news, on the model's thread; the next news waits until this returns. Arguments are
-// valid during the call only. No virtual destructor: hold an implementation in a std::shared_ptr made from
-// its own type.
+// Receives an iterator's notifications, on the model's thread; the next one waits until the call returns.
+// Arguments are valid during the call only. No virtual destructor: hold an implementation in a
+// std::shared_ptr made from its own type.
 class PLATFORM_ADAPTATION_API IteratorHandler {
   public:
     virtual void onCommit(int status) = 0;
@@ -32,33 +32,35 @@ class PLATFORM_ADAPTATION_API IteratorHandler {
     ~IteratorHandler() = default;
 };
 
-// Brought up by create(), not by connect(). The handler may be replaced at any time, from any thread; the one
-// replaced lives until the call that it is in has ended.
+// Opened by create() alone: connect() and disconnect() do nothing. Replace the handler before create(), after
+// destroy(), or inside one of its callbacks.
 class PLATFORM_ADAPTATION_API IteratorAccess : public ValueAccessBase,
                                                public lomodelapi::ObserverTableIterator {
   public:
-    // `name` is the table's key; `columns` are those that rows are read with. Everything is copied, nothing
+    // `name` is the table's key; `columns` are the columns to read. Everything is copied; nothing is
     // connected.
     IteratorAccess(std::string name, std::shared_ptr<IteratorHandler> handler,
                    const lomodelapi::IteratorType& type,
                    const std::vector<lomodelapi::TableSelection>& selection, const std::vector<int>& columns,
                    const std::vector<lomodelapi::TableOrder>& order);
-    // Disconnects the table, which ends the iterator; it is not released by itself.
+    // Disconnects the table, which ends the iterator; the iterator is not released.
     ~IteratorAccess() override;
 
     // Do nothing and return 0.
     int connect(int timeoutMs) override;
     int disconnect() override;
 
-    // Connects the table (blocking up to a second) and opens the iterator: 0, whether or not the model gave
-    // one; 4 if the table could not be connected, and then the accessor is as it was.
+    // Connects the table (blocking up to a second) and opens the iterator. Returns 0, whether or not the
+    // model created an iterator: check getIterator(). Returns 4 if the table could not be connected; the
+    // accessor is then unchanged. A second call opens a new iterator through a new connection; call destroy()
+    // first, as the old iterator is lost otherwise.
     virtual int create();
-    // Gives the iterator back, if there is one; the table stays connected. Returns 0.
+    // Releases the iterator, if there is one; the table stays connected. Returns 0.
     virtual int destroy();
     // Replaces the handler, empty for none; returns 0.
     virtual int setActionResultHandler(std::shared_ptr<IteratorHandler> handler);
 
-    // Called by the model, on its threads: each calls the handler's operation of the same name.
+    // The model calls these, on its thread: each calls the handler's operation of the same name.
     void notifyCommit(int status) override;
     void notifyTotalCount(int count) override;
     void notifySeekToRow(int row) override;
@@ -69,13 +71,14 @@ class PLATFORM_ADAPTATION_API IteratorAccess : public ValueAccessBase,
     void notifyIteratorReady(int count) override;
     void notifyUpdate(int kind) override;
 
-    // The model's iterator, through which rows are asked for; null before create() and after destroy().
+    // The model's iterator, through which rows are requested. Null before create(), after destroy(), and if
+    // the model created none; it may still be null in a notification that arrives before create() returns.
     lomodelapi::TableIterator* getIterator() const;
 
   private:
     template <typename Argument, typename Parameter>
-    PLATFORM_ADAPTATION_LOCAL void tell(void (IteratorHandler::*operation)(Parameter),
-                                        const Argument& argument);
+    PLATFORM_ADAPTATION_LOCAL void forward(void (IteratorHandler::*operation)(Parameter),
+                                           const Argument& argument);
 
     std::shared_ptr<IteratorHandler> m_iteratorHandler;
     const lomodelapi::IteratorType m_type;

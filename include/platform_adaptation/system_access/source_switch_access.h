@@ -6,13 +6,13 @@
 
 #include "platform_adaptation/export.h"
 
-// Every request blocks its caller until the television has answered this very request, without a time-out,
-// and returns true if the answer was success. False: the television could not be reached (after about a
-// second), refused the request, or failed. Any thread, any number of requests at once, once the first has
-// been made.
+// Every request blocks its caller until the television has answered this very request, without a timeout, and
+// returns true if the answer was success. False: the television could not be reached (after about a second),
+// refused the request, or failed. Any thread but the model's thread, which delivers the answers; any number
+// of requests at once, after a first one has returned.
 class PLATFORM_ADAPTATION_API SourceSwitchAccess {
   public:
-    // A set of bits: video 1, audio 2 (never alone), PSI, programme-specific information, 4.
+    // A set of bits: 1 video, 2 audio (never alone), 4 PSI, programme-specific information.
     enum _ResourceType : int {
         RESOURCE_VIDEO = 1,
         RESOURCE_AUDIO = 2,
@@ -24,13 +24,13 @@ class PLATFORM_ADAPTATION_API SourceSwitchAccess {
 
     virtual ~SourceSwitchAccess() = default;
 
-    // Takes resources from the television's own playback, and gives them back.
+    // Takes resources from the television's own playback, and returns them to it.
     virtual bool requestResourceFromSystem(_ResourceType type) = 0;
     virtual bool releaseResourceToSystem(_ResourceType type) = 0;
 
-    // Stop and restart what the television plays. The two video operations are one and the same request to
-    // the television, about the resources believed to be running: it knows which of the two is meant.
-    // pausePSIAV() asks nothing and returns true.
+    // Stop and restart playback. pauseVideo() and resumeVideo() send the same request, with the resources
+    // that this object believes to be running: the television decides which of the two it is. pausePSIAV()
+    // sends no request and returns true.
     virtual bool pauseVideo() = 0;
     virtual bool pausePSI() = 0;
     virtual bool pauseAV() = 0;
@@ -40,12 +40,12 @@ class PLATFORM_ADAPTATION_API SourceSwitchAccess {
     virtual bool resumeAV() = 0;
     virtual bool resumePSIAV() = 0;
 
-    // Whether the television's banner stays hidden during a switch. A status as of
-    // ValueAccessBase::setValue().
+    // 1 hides the television's banner during a switch, 0 shows it. Connects on first use, in up to 1 s.
+    // Returns a status, like ValueAccessBase::setValue().
     virtual int setQuietFlag(int flag) = 0;
 
-    // Tune; the texts are handed on as they are. `forceShowAV` asks for picture and sound even where the
-    // television would hold them back.
+    // Tune. The texts are passed unchanged and unchecked. `forceShowAV` requests picture and sound even where
+    // the television would withhold them.
     virtual bool setChannelByUUIDs(std::string channelUUID, std::string folderUUID, bool forceShowAV) = 0;
     virtual bool setChannelByURI(std::string uri, bool forceShowAV) = 0;
     virtual bool setChannelNext() = 0;

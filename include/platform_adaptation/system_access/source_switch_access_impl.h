@@ -15,13 +15,13 @@
 
 class PLATFORM_ADAPTATION_API SourceSwitchAccessImpl : public SourceSwitchAccess {
   public:
-    // The one of this process, made on the first call and never destroyed. The first call must have returned
-    // before others are made.
+    // The instance of this process, created by the first call and never destroyed. Make further calls after
+    // the first has returned: two first calls at once may each create an instance.
     static SourceSwitchAccessImpl* GetInstance();
 
-    // Throws std::runtime_error if the system has no condition variable or mutex left.
+    // Throws std::runtime_error if a condition variable or mutex cannot be created.
     SourceSwitchAccessImpl();
-    // Nobody may be waiting for an answer any more.
+    // Destroy it only when no thread waits for an answer.
     ~SourceSwitchAccessImpl() override;
 
     SourceSwitchAccessImpl(const SourceSwitchAccessImpl&) = delete;
@@ -43,33 +43,38 @@ class PLATFORM_ADAPTATION_API SourceSwitchAccessImpl : public SourceSwitchAccess
     bool setChannelNext() override;
     bool setChannelPrev() override;
 
-    // Stops or restarts digital television's playback of these resources.
+    // Stops or restarts the playback of these resources of digital television.
     bool changeDTVPlaybackStatus(_ResourceType type);
 
-    // The connected action, connecting it if need be (about a second); null if it cannot be. Owned by this
-    // object.
+    // The connected action, which this object owns; null if it cannot be connected. The first successful call
+    // connects the action `name` (in up to a second). Later calls return that action whatever their name is,
+    // and do not connect it again if it was disconnected.
     ActionAccess* connectToValue(std::string name);
 
-    // Blocks until the answer to this invocation is there; true if it was success. Throws std::runtime_error
-    // if the wait itself fails.
+    // Blocks until the answer to this invocation arrives and consumes it. Returns true for a result, and for
+    // an error of 0. Throws std::runtime_error if the wait itself fails.
     bool waitForResult(unsigned int actionId);
 
-    // Take an answer and wake all who wait, on the model's thread. Throw std::runtime_error if that fails.
+    // Store an answer and wake every waiting request, on the model's thread. An answer that no thread waits
+    // for is kept for a later waitForResult(), and of two answers to one invocation the first. Throw
+    // std::runtime_error or std::bad_alloc if that fails; the request whose answer is lost stays blocked.
     void onActionResult(int actionId, const ValueObject& result);
     void onActionFailed(int actionId, int error);
 
   private:
     struct Parameter;
 
-    PLATFORM_ADAPTATION_LOCAL bool request(ActionAccess* action, std::initializer_list<Parameter> parameters,
-                                           const char* function);
+    PLATFORM_ADAPTATION_LOCAL bool request(ActionAccess* action, const char* command,
+                                           std::initializer_list<Parameter> parameters, const char* function);
     PLATFORM_ADAPTATION_LOCAL bool requestResource(const char* command, _ResourceType type,
                                                    const char* function);
     PLATFORM_ADAPTATION_LOCAL bool requestStep(const char* direction, const char* function);
+    PLATFORM_ADAPTATION_LOCAL bool tune(ActionAccess* action, const std::string& channel,
+                                        const std::string& folder, bool forceShowAV, const char* function);
     PLATFORM_ADAPTATION_LOCAL void takeAnswer(unsigned int actionId, int code);
     PLATFORM_ADAPTATION_LOCAL _ResourceType runningResources() const;
 
-    // Shared between threads without a lock, by design, but for the results, which the mutex guards.
+    // Shared between threads without a lock, by design; the mutex guards the results only.
     ActionAccess* m_actionAccess;
     ValueAccessT<lomodelapi::ObserverNumericInteger>* m_quietFlagAccess;
     std::shared_ptr<ActionHandler> m_actionHandler;

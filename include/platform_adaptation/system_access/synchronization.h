@@ -1,13 +1,11 @@
-// A mutex and a condition variable that report what goes wrong.
+// Internal: members of SourceSwitchAccessImpl. The library does not export these classes; do not use them.
 #ifndef PLATFORM_ADAPTATION_SYSTEM_ACCESS_SYNCHRONIZATION_H
 #define PLATFORM_ADAPTATION_SYSTEM_ACCESS_SYNCHRONIZATION_H
 
 #include <pthread.h>
 
-#include "platform_adaptation/export.h"
-
-// All failures are std::runtime_error with what failed and errno in decimal.
-class PLATFORM_ADAPTATION_API Mutex {
+// A failed operation throws std::runtime_error; its text names the operation and errno in decimal.
+class Mutex {
   public:
     Mutex();
     ~Mutex();
@@ -22,9 +20,9 @@ class PLATFORM_ADAPTATION_API Mutex {
     pthread_mutex_t m_mutex;
 };
 
-// Holds a mutex while it lives. Does not throw: a lock that fails is logged, and the owner goes on without
-// it; the unlock is tried all the same.
-class PLATFORM_ADAPTATION_API UniqueLock {
+// Holds a mutex during its lifetime. Does not throw: a failed lock is logged, and its caller continues
+// without the lock; the destructor unlocks all the same.
+class UniqueLock {
   public:
     explicit UniqueLock(Mutex& mutex);
     ~UniqueLock();
@@ -39,15 +37,15 @@ class PLATFORM_ADAPTATION_API UniqueLock {
     bool m_owns;
 };
 
-class PLATFORM_ADAPTATION_API ConditionVariable {
+class ConditionVariable {
   public:
     ConditionVariable();
     ~ConditionVariable();
     ConditionVariable(const ConditionVariable&) = delete;
     ConditionVariable& operator=(const ConditionVariable&) = delete;
 
-    // Waits for a notification, without the lock meanwhile; may also return without one. Throws if `lock`
-    // does not hold its mutex.
+    // Releases the lock, waits for a notification, and locks again; may also return without a notification.
+    // Throws if `lock` does not hold its mutex.
     void wait(UniqueLock& lock);
     void notifyAll();
 

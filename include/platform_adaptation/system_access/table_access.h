@@ -9,14 +9,14 @@
 #include "platform_adaptation/export.h"
 #include "platform_adaptation/system_access/value_access_base.h"
 
-// Kept by a TableAccess and never called: what happens to a table's rows is told to its iterators.
+// Held by a TableAccess and never called: iterators are notified of changes of a table's rows.
 class PLATFORM_ADAPTATION_API TableHandler {
   public:
     virtual ~TableHandler() = default;
     virtual void onUpdate(int kind) = 0;
 };
 
-// An accessor to a table, from which iterators are made.
+// An accessor to a table, which creates iterators.
 class PLATFORM_ADAPTATION_API TableAccess : public ValueAccessBase, public lomodelapi::ObserverTable {
   public:
     // Neither connects.
@@ -25,15 +25,15 @@ class PLATFORM_ADAPTATION_API TableAccess : public ValueAccessBase, public lomod
     // Disconnects if connected.
     ~TableAccess() override;
 
-    // 0; 5 if there is no such object within the time-out. Its type is not checked: an object that is no
-    // table gives no iterators.
+    // Returns 0; 5 if there is no such object within the timeout. The type is not checked: an object that is
+    // not a table creates no iterators.
     int connect(int timeoutMs) override;
     int disconnect() override;
 
     // Replaces the handler, empty for none; returns 0.
     virtual int setActionResultHandler(std::shared_ptr<TableHandler> handler);
 
-    // Called by the model, on its threads. Logs, and tells nobody.
+    // The model calls this, on its thread. It logs, and does not call the handler.
     void notifyUpdate(int kind) override;
 
     // The model's object; null when not connected.

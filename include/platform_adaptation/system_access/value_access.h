@@ -10,7 +10,8 @@
 #include "platform_adaptation/export.h"
 #include "platform_adaptation/system_access/value_access_base.h"
 
-// Of the five notifications one overrides that of `Observer`, another one for each: none can say so.
+// In each instantiation one of the five notifications overrides `Observer`'s, so none can be marked
+// `override`.
 #ifdef __clang__
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Winconsistent-missing-override"
@@ -25,7 +26,7 @@
 //   lomodelapi::ObserverVectorNumericInteger  TYPE_VECTOR of TYPE_INT
 //   lomodelapi::ObserverVectorString          TYPE_VECTOR of TYPE_STRING
 //
-// These five are compiled in the library; there are no others. Connecting to a key of another type gives 6.
+// These five are compiled in the library; there are no others. connect() returns 6 for a key of another type.
 template <typename Observer>
 class PLATFORM_ADAPTATION_API ValueAccessT : public ValueAccessBase, public Observer {
   public:
@@ -38,8 +39,8 @@ class PLATFORM_ADAPTATION_API ValueAccessT : public ValueAccessBase, public Obse
     int connect(int timeoutMs) override;
     int disconnect() override;
 
-    // Called by the model, on its threads: the one that `Observer` declares. Each makes a ValueObject and
-    // hands it to onNewValue(); without a handler it is dropped.
+    // The model calls the one that `Observer` declares, on its thread. Each calls onNewValue() with the value
+    // as a ValueObject; without a handler the value is dropped.
     virtual void notifyNewValue(int value);
     virtual void notifyNewValue(long long value);
     virtual void notifyNewValue(const std::string& value);

@@ -9,17 +9,18 @@
 
 class PLATFORM_ADAPTATION_API ValueHandler {
   public:
-    // Called on the model's thread for each change. `value` is valid during the call only; copy what is kept.
-    // The next notification waits until this returns.
+    // Called on the model's thread for each change. `value` is valid during the call only. The next
+    // notification waits until this returns.
     virtual void onNewValue(const ValueObject& value) = 0;
     virtual ~ValueHandler() = default;
 
   protected:
-    // Logs that a value was dropped because `handler` has no owner or no callback.
+    // Logs that a value was dropped because `handler` has no owner or no callback. `callback` is the first
+    // word of the member function's pointer: the address of the function, or an offset if it is virtual.
     static void logNoObserver(const void* handler, const void* owner, const void* callback);
 };
 
-// Hands each change to a member function of its owner, which it does not own and which must outlive it.
+// Calls a member function of its owner with each change. The owner is not owned and must outlive the handler.
 template <typename Owner>
 class ValueHandlerT : public ValueHandler {
   public:

@@ -1,9 +1,8 @@
-// The one value type of the model: what is read, written, notified and answered.
+// The value of a notification or of an action's result.
 #ifndef PLATFORM_ADAPTATION_SYSTEM_ACCESS_VALUE_OBJECT_H
 #define PLATFORM_ADAPTATION_SYSTEM_ACCESS_VALUE_OBJECT_H
 
 #include <cstddef>
-#include <cstring>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -18,11 +17,15 @@ struct Point {
 inline bool operator==(const Point& a, const Point& b) { return a.first == b.first && a.second == b.second; }
 inline bool operator!=(const Point& a, const Point& b) { return !(a == b); }
 
-// A tagged variant with lenient conversions: every kind converts to every type, and none fails. A plain
-// value: copy it between threads, do not share it while one of them writes.
+// A tagged variant with lenient conversions: every kind converts to every type. A plain value: copy it
+// between threads, do not share it while one of them writes.
 //
 // The fields are public so that a list can be filled in place: set `kind` to TYPE_VECTOR and append to
-// `items`. Only the field that the kind selects counts; the others keep what they held.
+// `items`. Only the field that the kind selects counts; the others keep their content.
+//
+// Operations with texts or lists allocate and may throw std::bad_alloc; the others never throw. Copying,
+// comparing, converting to text and destroying recurse into the items: the stack limits how deep lists may be
+// nested (some thousand levels).
 class PLATFORM_ADAPTATION_API ValueObject {
   public:
     enum Type : int {
@@ -53,8 +56,8 @@ class PLATFORM_ADAPTATION_API ValueObject {
     // TYPE_UNDEFINED.
     ValueObject() noexcept;
 
-    // The kind is that of the argument. Text gives TYPE_STRING; any other pointer is refused by the compiler,
-    // as it would otherwise become a boolean.
+    // The kind is that of the argument. Text gives TYPE_STRING; any other pointer does not compile, as it
+    // would otherwise become a boolean. A `long` is ambiguous here and in conversions: cast it.
     ValueObject(bool value) noexcept;
     ValueObject(int value) noexcept;
     ValueObject(unsigned int value) noexcept;
@@ -72,7 +75,7 @@ class PLATFORM_ADAPTATION_API ValueObject {
 
     // A copy has the kind and the one payload that the kind selects, and nothing of the other fields.
     ValueObject(const ValueObject& other);
-    // The same; a text or list is taken over, and `other` keeps its kind with an empty text or list.
+    // The same, but moves a text or list: `other` keeps its kind, with an empty text or list.
     ValueObject(ValueObject&& other) noexcept;
 
     ~ValueObject();
@@ -94,14 +97,16 @@ class PLATFORM_ADAPTATION_API ValueObject {
     ValueObject& operator=(std::nullptr_t) = delete;
 
     // Unlike construction, assignment copies (or moves) every field. A value may be assigned from one of its
-    // own items. A moved-from value has an empty text and an empty list, whatever its kind.
+    // own items. A moved-from value has an empty text and an empty list, whatever its kind. Assigning a value
+    // to itself, moved or not, does not change it.
     ValueObject& operator=(const ValueObject& other);
     ValueObject& operator=(ValueObject&& other) noexcept;
 
     int type() const noexcept { return kind; }
 
-    // Numbers: 64 bits narrow to their low 32; fractions are cut off, beyond the range the nearest end of it
-    // is taken, and NaN gives 0. Texts, points, lists and values without a kind give 0 or false.
+    // Numbers: a 64-bit integer narrows to its low 32 bits. A fraction is cut off; a floating-point number
+    // beyond the range of an integer type gives that type's nearest limit, and NaN gives 0. Texts, points,
+    // lists and all other kinds give 0 or false.
     operator bool() const noexcept;
     operator int() const noexcept;
     operator unsigned int() const noexcept;
@@ -112,17 +117,19 @@ class PLATFORM_ADAPTATION_API ValueObject {
     // (0, 0) unless the value is a point.
     operator Point() const noexcept;
     operator std::string() const { return convertToStringType(); }
-    // One element per item of a list; of anything else, one element.
+    // One element per item of a list; one element for any other kind.
     operator std::vector<int>() const;
     operator std::vector<unsigned int>() const;
     operator std::vector<std::string>() const;
 
-    // 5, TRUE, 0.5 and 1e+07 (six digits), a text as it is, (3,-4), [1,2,[a]], null, Undefined; the empty
+    // 5, TRUE, 0.5 and 1e+07 (six digits), a text unchanged, (3,-4), [1,2,[a]], null, Undefined; the empty
     // text for a kind that is not in Type. The same in every locale.
     std::string convertToStringType() const;
 
     // Compares as the left operand's kind: `other` is converted to it if this is a number, and must be of the
-    // same kind otherwise. So an int 5 equals a double 5.7, but not the other way round.
+    // same kind otherwise. So an int 5 equals a double 5.7, but not the other way round, and an int 0 equals
+    // any text. A kind that is not in Type equals nothing, not even itself. To compare with a number, cast
+    // one side: `value == ValueObject(5)` or `static_cast<int>(value) == 5`; `value == 5` is ambiguous.
     bool operator==(const ValueObject& other) const;
 
     int kind;
@@ -133,105 +140,12 @@ class PLATFORM_ADAPTATION_API ValueObject {
     std::vector<ValueObject> items;
 
   private:
-    // What the functions below leave to the library, as it is rare.
-    void copyPayload(const ValueObject& other);
-    void endItems() noexcept;
-    int convertToInt() const noexcept;
-
+    template <typename T>
+    PLATFORM_ADAPTATION_LOCAL ValueObject& set(Type newKind, T Scalar::*field, T value) noexcept;
     template <typename T>
     PLATFORM_ADAPTATION_LOCAL T toNumber() const noexcept;
     template <typename T>
     PLATFORM_ADAPTATION_LOCAL std::vector<T> toList() const;
-    PLATFORM_ADAPTATION_LOCAL void appendTextTo(std::string& out) const;
 };
-
-// Numbers are the most, and cost the least where the caller's compiler sees what happens to them.
-
-PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject() noexcept
-    : kind(TYPE_UNDEFINED), reserved{0, -1}, point{0, 0} {}
-
-PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(bool value) noexcept : ValueObject() { *this = value; }
-PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(int value) noexcept : ValueObject() { *this = value; }
-PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(unsigned int value) noexcept : ValueObject() {
-    *this = value;
-}
-PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(long long value) noexcept : ValueObject() {
-    *this = value;
-}
-PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(unsigned long long value) noexcept : ValueObject() {
-    *this = value;
-}
-PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(float value) noexcept : ValueObject() { *this = value; }
-PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(double value) noexcept : ValueObject() { *this = value; }
-
-PLATFORM_ADAPTATION_INLINE ValueObject::ValueObject(const ValueObject& other) : ValueObject() {
-    kind = other.kind;
-    switch (kind) {
-        case TYPE_INT:
-        case TYPE_UINT:
-        case TYPE_FLOAT:
-            std::memcpy(&scalar, &other.scalar, sizeof scalar.u);  // a wider read waits for the cache
-            break;
-        case TYPE_INT64:
-        case TYPE_UINT64:
-        case TYPE_BOOL:
-        case TYPE_DOUBLE:
-            scalar = other.scalar;
-            break;
-        default:
-            copyPayload(other);
-    }
-}
-
-PLATFORM_ADAPTATION_INLINE ValueObject::~ValueObject() {
-    if (items.capacity() != 0) endItems();
-    if (items.begin() != items.end()) __builtin_unreachable();  // the compiler need not see items end
-}
-
-PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(int value) noexcept {
-    kind = TYPE_INT;
-    scalar.i = value;
-    return *this;
-}
-
-PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(unsigned int value) noexcept {
-    kind = TYPE_UINT;
-    scalar.u = value;
-    return *this;
-}
-
-PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(long long value) noexcept {
-    kind = TYPE_INT64;
-    scalar.i64 = value;
-    return *this;
-}
-
-PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(unsigned long long value) noexcept {
-    kind = TYPE_UINT64;
-    scalar.u64 = value;
-    return *this;
-}
-
-PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(bool value) noexcept {
-    kind = TYPE_BOOL;
-    scalar.b = value;
-    return *this;
-}
-
-PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(float value) noexcept {
-    kind = TYPE_FLOAT;
-    scalar.f = value;
-    return *this;
-}
-
-PLATFORM_ADAPTATION_INLINE ValueObject& ValueObject::operator=(double value) noexcept {
-    kind = TYPE_DOUBLE;
-    scalar.d = value;
-    return *this;
-}
-
-PLATFORM_ADAPTATION_INLINE ValueObject::operator int() const noexcept {
-    return kind == TYPE_INT ? scalar.i : convertToInt();
-}
 
 #endif

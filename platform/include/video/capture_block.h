@@ -1,6 +1,7 @@
-// How a frame travels from the video pipeline to this process: the request queue and the capture block.
+// The request queue and the capture block, through which a frame gets from the video pipeline to this
+// process.
 //
-// Both sides include this file; it is the whole agreement between them. They may be built for different
+// Both sides include this file; it is the whole interface between them. They may be built for different
 // processors: every field has a fixed width and all of them are little-endian.
 //
 //   requester                                    pipeline (another process)
@@ -32,8 +33,9 @@ constexpr unsigned CAPTURE_PERMISSIONS = 0666;
 constexpr char REQUEST_QUEUE_NAME[] = "/picture_capture_message_queue";
 constexpr long REQUEST_QUEUE_DEPTH = 5;
 
-// A request: exactly this many bytes, the text terminated and filled up with zero bytes. A message with any
-// other text is no request.
+// A request: exactly this many bytes, the text terminated and filled with zero bytes. A message with any
+// other text is no request. When the requester stops, it sends its last message once more, which is 20 zero
+// bytes if it made no request, and then removes the queue.
 constexpr std::size_t REQUEST_SIZE = 20;
 constexpr char REQUEST_TEXT[] = "capture_video";
 
@@ -46,10 +48,10 @@ constexpr std::size_t CAPTURE_PIXEL_BYTES = 224U * 224U * 3U;
 struct CaptureBlock {
     std::uint32_t totalSize;  // size of the block in bytes; written by the requester when it attaches
     std::uint32_t state;      // FRAME_REQUESTED, set by the requester; FRAME_READY, set by the pipeline
-    std::uint32_t width;      // pixels; the requester's wish, then what the pipeline delivered
+    std::uint32_t width;      // pixels; requested, then the delivered width
     std::uint32_t height;     // pixels; likewise
-    std::uint32_t colorMode;  // korvale::ai::ColorMode that the requester wishes
-    std::uint32_t option;     // handed through from the requester
+    std::uint32_t colorMode;  // requested: 1 RGBA, 2 BGRA, 3 BGR, 4 RGB
+    std::uint32_t option;     // the requester's own number, for the pipeline
     std::uint8_t pixels[CAPTURE_PIXEL_BYTES];  // rows from the top, without padding
 };
 

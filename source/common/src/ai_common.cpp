@@ -17,7 +17,9 @@ void initPictureData(PictureData& picture) {
     picture = PictureData{nullptr, 224, 224, korvale::ai::COLOR_MODE_RGB, 0};
 }
 
-int getChannels(ColorMode mode) { return static_cast<unsigned>(mode) - 1U < 2U ? 4 : 3; }
+int getChannels(ColorMode mode) {
+    return mode == korvale::ai::COLOR_MODE_RGBA || mode == korvale::ai::COLOR_MODE_BGRA ? 4 : 3;
+}
 
 int str2int(const char* pStr, int defaultValue) {
     if (pStr == nullptr) {
@@ -44,13 +46,16 @@ void outputCharSerial(const char* title, const char* buf, int len) {
     }
     if (!logging::isOn(logging::LEVEL_INFO)) return;
 
-    std::string line = title != nullptr ? title : "";
-    for (int i = 0; i < len; ++i) {
-        char number[10];
-        std::snprintf(number, sizeof number, "%d, ", static_cast<unsigned char>(buf[i]));
-        line += number;
+    try {
+        std::string line = title != nullptr ? title : "";
+        for (int i = 0; i < len; ++i) {
+            line += std::to_string(static_cast<unsigned char>(buf[i]));
+            line += ", ";
+        }
+        LOG_INFO("%s.\n", line.c_str());
+    } catch (...) {
+        LOG_ERROR("fail: others.\n");
     }
-    LOG_INFO("%s.\n", line.c_str());
 }
 
 bool fileExist(const char* path) {

@@ -4,7 +4,7 @@
 #define COMMON_LOG_H
 
 #include "csp/debug.h"
-#include "fast_path.h"
+#include "csp/log_level.h"
 
 #ifndef LOG_TAG
 #error "define LOG_TAG before including this"
@@ -12,16 +12,11 @@
 
 namespace logging {
 
-// The platform's module code above, the level below.
-constexpr unsigned LEVEL_TRACE = 0x01C70001;
-constexpr unsigned LEVEL_ERROR = 0x01C703E8;
-constexpr unsigned LEVEL_INFO = 0x01C70FA0;
+constexpr unsigned LEVEL_TRACE = csp::PLATFORM_ADAPTATION_MODULE | csp::LEVEL_TRACE;
+constexpr unsigned LEVEL_ERROR = csp::PLATFORM_ADAPTATION_MODULE | csp::LEVEL_ERROR;
+constexpr unsigned LEVEL_INFO = csp::PLATFORM_ADAPTATION_MODULE | csp::LEVEL_INFO;
 
-// Who writes a line: its source file, by base name, and its tag.
-struct Source {
-    const char* file;
-    const char* tag;
-};
+inline bool isOn(unsigned level) noexcept { return cspDebugCheckLevelGetFrameAndChunk(level) != 0; }
 
 constexpr const char* baseName(const char* path) {
     const char* name = path;
@@ -31,55 +26,43 @@ constexpr const char* baseName(const char* path) {
 }
 
 namespace {
-constexpr Source SOURCE{baseName(__BASE_FILE__), LOG_TAG};
-}
 
-[[gnu::always_inline]] inline bool isOn(unsigned level) noexcept {
-    return cspDebugCheckLevelGetFrameAndChunk(level) != 0;
-}
+constexpr const char* FILE_NAME = baseName(__BASE_FILE__);
 
-// Out of line: what each of some 170 lines needs in its own place is a good part of the library's size. The
-// macros check the format.
+// Out of line: a call of cspDebugOutput0() for each line would be a good part of the library's size.
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-template <unsigned level, typename... Arguments>
-[[gnu::noinline]] void print(const Source& source, int line, const char* function, const char* format,
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // LOG_AT checks the format
+template <typename... Arguments>
+[[gnu::noinline]] void print(unsigned level, int line, const char* function, const char* format,
                              Arguments... arguments) noexcept {
-    cspDebugOutput0(level, format, source.file, line, function, source.tag, arguments...);
+    cspDebugOutput0(level, format, FILE_NAME, line, function, LOG_TAG, arguments...);
 }
 #pragma GCC diagnostic pop
 
-RARE_PATH inline void printEnter(const Source& source, int line, const char* function) noexcept {
-    cspDebugOutput0(LEVEL_TRACE, "%s:%d:%s(): %s [%s][%d] ENTER\n", source.file, line, function, source.tag,
-                    function, line);
+[[gnu::noinline, maybe_unused]] void enter(int line, const char* function) noexcept {
+    if (isOn(LEVEL_TRACE))
+        print(LEVEL_TRACE, line, function, "%s:%d:%s(): %s [%s][%d] ENTER\n", function, line);
 }
 
-// Most operations begin with it, and with nothing to print it is much of what they do.
-#ifdef __OPTIMIZE_SIZE__
-[[gnu::noinline]]
-#endif
-FAST_PATH inline void
-enter(const Source& source, int line, const char* function) noexcept {
-    if (isOn(LEVEL_TRACE)) [[unlikely]]
-        printEnter(source, line, function);
-}
+}  // namespace
 
 }  // namespace logging
 
 // `function` names the operation that the client called where one implementation serves several. The call
 // that is never made lets the compiler check the format.
-#define LOG_AT(level, function, format, ...)                                            \
-    do {                                                                                \
-        if (false) cspDebugOutput0(level, format __VA_OPT__(, ) __VA_ARGS__);           \
-        if (logging::isOn(level)) [[unlikely]]                                          \
-            logging::print<level>(logging::SOURCE, __LINE__, function,                  \
-                                  "%s:%d:%s(): %s " format __VA_OPT__(, ) __VA_ARGS__); \
+#define LOG_AT(level, function, format, ...)                                                                \
+    do {                                                                                                    \
+        if (false) cspDebugOutput0(level, format __VA_OPT__(, ) __VA_ARGS__);                               \
+        if (logging::isOn(level))                                                                           \
+            logging::print(level, __LINE__, function, "%s:%d:%s(): %s " format __VA_OPT__(, ) __VA_ARGS__); \
     } while (false)
 
-#define LOG_ERROR(...) LOG_AT(logging::LEVEL_ERROR, __func__, __VA_ARGS__)
-#define LOG_INFO(...) LOG_AT(logging::LEVEL_INFO, __func__, __VA_ARGS__)
+#define LOG_ERROR_AS(function, ...) LOG_AT(logging::LEVEL_ERROR, function, __VA_ARGS__)
+#define LOG_ERROR(...) LOG_ERROR_AS(__func__, __VA_ARGS__)
+#define LOG_INFO_AS(function, ...) LOG_AT(logging::LEVEL_INFO, function, __VA_ARGS__)
+#define LOG_INFO(...) LOG_INFO_AS(__func__, __VA_ARGS__)
 
-#define LOG_ENTER_AS(function) logging::enter(logging::SOURCE, __LINE__, function)
+#define LOG_ENTER_AS(function) logging::enter(__LINE__, function)
 #define LOG_ENTER() LOG_ENTER_AS(__func__)
 #define LOG_RETURN() LOG_AT(logging::LEVEL_TRACE, __func__, "[%s][%d] RETURN\n", __func__, __LINE__)
 #define LOG_RETURN_VALUE(value) \

@@ -5,7 +5,10 @@
 
 #include "platform_adaptation/system_access/value_handler.h"
 
-// An accessor to `key` that hands its changes to a member of `owner`, which outlives it.
+// One attempt per accessor while a facade is constructed, with the pause that follows a failed one.
+constexpr int FACADE_CONNECT_TIMEOUT_MS = 100;
+
+// An accessor to `key` that calls a member of `owner` with each change. `owner` outlives the accessor.
 template <typename Access, typename Owner>
 std::shared_ptr<Access> makeAccess(const char* key, Owner* owner,
                                    void (Owner::*onChanged)(const ValueObject&)) {

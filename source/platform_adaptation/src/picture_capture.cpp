@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <mqueue.h>
 #include <sys/ipc.h>
-#include <sys/prctl.h>
 #include <sys/shm.h>
 #include <unistd.h>
 
@@ -39,15 +38,6 @@ class Lock {
 void signalUnderLock(pthread_mutex_t& mutex, pthread_cond_t& condition) {
     const Lock lock(mutex);
     pthread_cond_signal(&condition);
-}
-
-// The system may wake a thread later than asked, by its timer slack (50 µs unless it was set otherwise), so
-// as to wake several at once. A frame that is ready would wait for that: this sleep has none.
-void sleepExactly(unsigned milliseconds) {
-    const int slack = prctl(PR_GET_TIMERSLACK);
-    if (slack > 1) prctl(PR_SET_TIMERSLACK, 1UL);
-    usleep(milliseconds * 1000);
-    if (slack > 1) prctl(PR_SET_TIMERSLACK, static_cast<unsigned long>(slack));
 }
 
 // The entries of the two threads; `arg` is the PictureCapture.
@@ -100,9 +90,7 @@ PictureCapture::~PictureCapture() {
 }
 
 void PictureCapture::registerCallBack(NotifyFunction fn, void* userData) {
-    // The datum first: a reader that sees the new function also sees its datum.
-    storeShared(m_userData, userData);
-    storeShared(m_notifyFun, fn);
+    storeCallBack(m_notifyFun, fn, m_userData, userData);
 }
 
 bool PictureCapture::initShareMemory() {
@@ -117,15 +105,15 @@ bool PictureCapture::initShareMemory() {
     }
     void* const address = shmat(id, nullptr, 0);
     CaptureBlock* const block = static_cast<CaptureBlock*>(address);
-    // The failure value is stored too: a request that follows all the same hits an address that nobody has,
-    // rather than an earlier attachment.
+    // The failure value is stored, too: a request that follows it faults instead of writing to an earlier
+    // attachment.
     storeShared(m_pshareMemory, block);
     if (address == reinterpret_cast<void*>(-1)) {
         LOG_ERROR("shmat Error.\n");
         return false;
     }
     LOG_INFO("init share memory.\n");
-    // The block is known already: a request of another thread may write its words at the same time.
+    // The block is stored already: a request of another thread may write its words at the same time.
     for (std::uint32_t* const word :
          {&block->totalSize, &block->state, &block->width, &block->height, &block->colorMode, &block->option})
         storeShared(*word, std::uint32_t{0});
@@ -144,8 +132,8 @@ void PictureCapture::start() {
 
     storeShared(m_loopSendMessageQueue, true);
     pthread_attr_t attributes;
-    _cspOsalPOSIX_pthread_attr_init(&attributes);
-    if (_cspOsalPOSIX_pthread_create_line(&m_sendThread, &attributes, threadSendMessageQueueForPicture, this,
+    if (_cspOsalPOSIX_pthread_attr_init(&attributes) != 0 ||
+        _cspOsalPOSIX_pthread_create_line(&m_sendThread, &attributes, threadSendMessageQueueForPicture, this,
                                           __FILE__, __LINE__) != 0) {
         storeShared(m_loopSendMessageQueue, false);
         LOG_ERROR("pthread_create() failed.\n");
@@ -168,13 +156,15 @@ void PictureCapture::stop() {
     LOG_ENTER();
     LOG_INFO("m_loopSendMessageQueue: %d, m_loopCheckCapture: %d.\n", loadShared(m_loopSendMessageQueue),
              loadShared(m_loopCheckCapture));
-    if (exchangeShared(m_loopSendMessageQueue, false)) {
+    if (loadShared(m_loopSendMessageQueue)) {
+        storeShared(m_loopSendMessageQueue, false);
         signalUnderLock(m_sendMutex, m_sendCond);
         pthread_join(m_sendThread, nullptr);
     }
-    if (exchangeShared(m_loopCheckCapture, false)) {
+    if (loadShared(m_loopCheckCapture)) {
+        storeShared(m_loopCheckCapture, false);
         signalUnderLock(m_checkMutex, m_checkCond);
-        // Nobody checked that this thread could be created.
+        // start() does not check whether creating this thread succeeded; if it failed, m_checkThread is 0.
         if (m_checkThread != 0) pthread_join(m_checkThread, nullptr);
     }
 }
@@ -233,7 +223,7 @@ bool PictureCapture::picutreCaptureFinished(PictureData* picture) {
             picture->colorMode = korvale::ai::COLOR_MODE_RGB;
             return true;
         }
-        sleepExactly(POLL_PERIOD_MS);
+        usleep(POLL_PERIOD_MS * 1000);
     }
     LOG_ERROR("time out.\n");
     return false;
@@ -276,9 +266,8 @@ void PictureCapture::handleSendMessageQueue() {
 }
 
 void PictureCapture::handleCheckCapture() {
-    // Held for the thread's whole life but while it waits: a request without waiting blocks until the
-    // callback before it has returned, and the signal of stop() cannot fall between the loop's test and the
-    // wait.
+    // Held except while waiting: an asynchronous request blocks until the previous callback has returned, and
+    // the signal of stop() cannot fall between the loop's test and the wait.
     const Lock lock(m_checkMutex);
     while (loadShared(m_loopCheckCapture)) {
         pthread_cond_wait(&m_checkCond, &m_checkMutex);
@@ -289,8 +278,7 @@ void PictureCapture::handleCheckCapture() {
             continue;
         }
         const bool result = picutreCaptureFinished(&picture);
-        // Read again: the callback may have been replaced, or switched off, during the wait.
-        if (const NotifyFunction notify = loadShared(m_notifyFun))
-            notify(result, &picture, loadShared(m_userData));
+        // The callback that is registered now: it may have been replaced, or removed, during the wait.
+        callBack(m_notifyFun, m_userData, result, &picture);
     }
 }

@@ -14,9 +14,7 @@
 
 namespace {
 
-constexpr int CONNECT_TIMEOUT_MS = 100;
-
-// Where the TV service's play attributes have the encryption flag.
+// The index of the encryption flag in the TV service's play attributes.
 constexpr std::size_t ENCRYPTION_ATTRIBUTE = 8;
 
 template <typename Type>
@@ -58,7 +56,7 @@ Type lookUp(const Names& names, const std::string& text, Type unknown) {
     return unknown;
 }
 
-// A television's long has 32 bits.
+// `long` has 32 bits on a television.
 std::int32_t toLong(const std::string& text) {
     const long number = std::stol(text, nullptr, 10);
     if (!std::in_range<std::int32_t>(number)) throw std::out_of_range("stol");
@@ -71,16 +69,16 @@ bool readFlag(SystemInfo::IntegerAccess& access, const char* word, const char* f
     LOG_ENTER_AS(function);
     int number = 0;
     if (const int status = access.getValue(number); status != 0)
-        LOG_AT(logging::LEVEL_ERROR, function, "get %s failed, ret: %d.\n", failureWord, status);
-    LOG_AT(logging::LEVEL_INFO, function, "%s: %d.\n", word, number);
+        LOG_ERROR_AS(function, "get %s failed, ret: %d.\n", failureWord, status);
+    LOG_INFO_AS(function, "%s: %d.\n", word, number);
     return number != 0;
 }
 
 bool readText(SystemInfo::StringAccess& access, std::string& text, const char* word, const char* function) {
     LOG_ENTER_AS(function);
     const int status = access.getValue(text);
-    LOG_AT(logging::LEVEL_INFO, function, "get %s: %s.\n", word, text.c_str());
-    if (status != 0) LOG_AT(logging::LEVEL_ERROR, function, "get %s failed.\n", word);
+    LOG_INFO_AS(function, "get %s: %s.\n", word, text.c_str());
+    if (status != 0) LOG_ERROR_AS(function, "get %s failed.\n", word);
     return status == 0;
 }
 
@@ -144,22 +142,18 @@ void SystemInfo::setNotifyValue() {
                                           nullptr);
 }
 
+// The others connect at their getter's first call.
+std::array<ValueAccessBase*, 6> SystemInfo::connectedAccessors() const {
+    return {m_sourcePath.get(), m_videoFormatInfo.get(), m_mediaStreamEncrypted.get(),
+            m_hdrType.get(),    m_gameMode.get(),        m_aipqSupported.get()};
+}
+
 void SystemInfo::connect() {
-    m_sourcePath->connect(CONNECT_TIMEOUT_MS);
-    m_videoFormatInfo->connect(CONNECT_TIMEOUT_MS);
-    m_mediaStreamEncrypted->connect(CONNECT_TIMEOUT_MS);
-    m_hdrType->connect(CONNECT_TIMEOUT_MS);
-    m_gameMode->connect(CONNECT_TIMEOUT_MS);
-    m_aipqSupported->connect(CONNECT_TIMEOUT_MS);
+    for (ValueAccessBase* access : connectedAccessors()) access->connect(FACADE_CONNECT_TIMEOUT_MS);
 }
 
 void SystemInfo::disconnect() {
-    m_sourcePath->disconnect();
-    m_videoFormatInfo->disconnect();
-    m_mediaStreamEncrypted->disconnect();
-    m_hdrType->disconnect();
-    m_gameMode->disconnect();
-    m_aipqSupported->disconnect();
+    for (ValueAccessBase* access : connectedAccessors()) access->disconnect();
 }
 
 // Registration
@@ -255,7 +249,7 @@ bool SystemInfo::getTvStreamEncrypted() {
     return encrypted;
 }
 
-// What texts and numbers mean
+// Conversions
 
 SourceType SystemInfo::str2SourceType(std::string text) {
     const SourceType type = lookUp(SOURCE_NAMES, text, SOURCE_TYPE_UNKNOWN);
@@ -306,25 +300,25 @@ bool SystemInfo::parserTvStreamEncrypte(bool& encrypted, std::vector<std::string
     return false;
 }
 
-// Changes. What a text means is worked out, and logged, only for a callback.
+// Changes. A text is converted, and logged, only for a registered callback.
 
-void SystemInfo::tellAIPQ(AIPQMode mode, const ValueObject& value, const char* function) {
+void SystemInfo::notifyAIPQ(AIPQMode mode, const ValueObject& value, const char* function) {
     LOG_ENTER_AS(function);
     const int number = value;
-    LOG_AT(logging::LEVEL_INFO, function, "aipq switch state: %d.\n", number);
+    LOG_INFO_AS(function, "aipq switch state: %d.\n", number);
     callBack(m_notifyAIPQ, m_userDataAIPQ, mode, number != 0);
 }
 
 void SystemInfo::onAIPQSwitchAvailableChanged(const ValueObject& value) {
-    tellAIPQ(AIPQ_MODE_SWITCH_AVAILABLE, value, __func__);
+    notifyAIPQ(AIPQ_MODE_SWITCH_AVAILABLE, value, __func__);
 }
 
 void SystemInfo::onAIPQSwitchStateChanged(const ValueObject& value) {
-    tellAIPQ(AIPQ_MODE_SWITCH_STATE, value, __func__);
+    notifyAIPQ(AIPQ_MODE_SWITCH_STATE, value, __func__);
 }
 
 void SystemInfo::onAIPQAvailableChanged(const ValueObject& value) {
-    tellAIPQ(AIPQ_MODE_AVAILABLE, value, __func__);
+    notifyAIPQ(AIPQ_MODE_AVAILABLE, value, __func__);
 }
 
 void SystemInfo::onMediaStreamEncryptedModeChanged(const ValueObject& value) {

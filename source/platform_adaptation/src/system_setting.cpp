@@ -3,6 +3,7 @@
 #include <array>
 #include <chrono>
 #include <cstdlib>
+#include <system_error>
 #include <utility>
 
 #include "csp/thread.h"
@@ -14,7 +15,6 @@
 
 namespace {
 
-constexpr int CONNECT_TIMEOUT_MS = 100;
 constexpr int STEP = 2;
 constexpr int WAIT_PERIODS = 60;
 constexpr std::chrono::seconds WAIT_PERIOD{1};
@@ -29,84 +29,186 @@ constexpr std::array<std::size_t, 27> PQ_ORDER{0,  1,  2,  3,  4, 5, 11, 12, 13,
 
 void logElements(const std::vector<int>& elements, const char* function) {
     for (std::size_t i = 0; i < elements.size(); ++i)
-        LOG_AT(logging::LEVEL_INFO, function, "vct[%d] = %d.\n\n", static_cast<int>(i), elements[i]);
+        LOG_INFO_AS(function, "vct[%d] = %d.\n\n", static_cast<int>(i), elements[i]);
 }
 
 bool hasSize(const std::vector<int>& elements, std::size_t size, const char* function) {
     if (elements.size() == size) return true;
-    LOG_AT(logging::LEVEL_ERROR, function, "invalid parameter, ivec.size() = %d.\n",
-           static_cast<int>(elements.size()));
+    LOG_ERROR_AS(function, "invalid parameter, ivec.size() = %d.\n", static_cast<int>(elements.size()));
     return false;
 }
 
 }  // namespace
 
-struct SystemSetting::Setting {
-    int index;
-    const char* key;
-    int lowest;
-    int highest;
-    const char* word;         // in messages
-    const char* getterWord;   // in the getter's messages
-    const char* failureWord;  // in the message of a failed write
-    std::shared_ptr<IntegerAccess> SystemSetting::*access;
-    int (SystemSetting::*get)();
-    void (SystemSetting::*onChanged)(const ValueObject&);
-    int (SystemSetting::*waitForChange)();
+// How the worker of a setting brings it to its value.
+enum class SystemSetting::Kind {
+    STEPPED,      // in steps of 2, each confirmed by the television
+    ONCE,         // in one write that the television confirms
+    UNCONFIRMED,  // in one write
 };
 
-// The ten settings. The hue's getter and the tuner's failed brightness have words of their own.
+struct SystemSetting::Setting {
+    std::size_t index;
+    const char* key;
+    int lowest = 0;
+    int highest;
+    Kind kind;
+    const char* word;                // in messages
+    const char* getterWord = word;   // in the getter's messages
+    const char* failureWord = word;  // in the message of a failed write
+    bool keepsThread = false;        // initValue() does not forget its worker's handle
+    std::shared_ptr<IntegerAccess> SystemSetting::*access;
+    // The setting's own operations, which call the shared implementation again: a log line names the
+    // operation that runs, workers read through the virtual getter, and a thread needs a routine of its own.
+    int (SystemSetting::*getter)();
+    void (SystemSetting::*changeHandler)(const ValueObject&);
+    int (SystemSetting::*wait)();
+    Routine routine;
+};
+
 struct SystemSetting::Table {
     using S = SystemSetting;
-    static constexpr std::array<Setting, SETTINGS> ROWS{{
-        {0, "dovra.sl2.i32.video.brightness", 0, 100, "brightness", "brightness", "brightness",
-         &S::m_brightness, &S::getVideoBrightness, &S::onVideoBrightnessChanged,
-         &S::waitForVideoBrightnessChanged},
-        {1, "dovra.sl2.i32.video.contrast", 0, 100, "contrast", "contrast", "contrast", &S::m_contrast,
-         &S::getVideoContrast, &S::onVideoContrastChanged, &S::waitForVideoContrastChanged},
-        {2, "dovra.sl2.i32.video.colour.intensity", 0, 100, "saturation", "saturation", "saturation",
-         &S::m_saturation, &S::getVideoSaturation, &S::onVideoSaturationChanged,
-         &S::waitForVideoSaturationChanged},
-        {3, "dovra.sl2.i32.video.sharpness", 0, 100, "sharpness", "sharpness", "sharpness", &S::m_sharpness,
-         &S::getVideoSharpness, &S::onVideoSharpnessChanged, &S::waitForVideoSharpnessChanged},
-        {4, "dovra.sl2.i32.video.enum.memc", 0, 5, "MEMC", "MEMC", "MEMC", &S::m_memc, &S::getVideoMEMC,
-         &S::onVideoMEMCChanged, &S::waitForVideoMEMCChanged},
-        {5, "dovra.sl2.i32.video.enum.dnc", 0, 4, "NR", "NR", "NR", &S::m_nr, &S::getVideoNR,
-         &S::onVideoNRChanged, &S::waitForVideoNRChanged},
-        {6, "dovra.sl2.i32.video.color.tuner", 0, 6, "color tuner", "color tuner", "color tuner",
-         &S::m_colorTuner, &S::getVideoColorTuner, &S::onVideoColorTunerChanged,
-         &S::waitForVideoColorTunerChanged},
-        {7, "dovra.sl2.i32.video.color.tuner.luma", -50, 50, "color tuner brightness",
-         "color tuner brightness", "color brightness tuner", &S::m_colorTunerB, &S::getVideoColorTunerB,
-         &S::onVideoColorTunerBChanged, &S::waitForVideoColorTunerBChanged},
-        {8, "dovra.sl2.i32.video.color.tuner.sat", -50, 50, "color tuner saturation",
-         "color tuner saturation", "color tuner saturation", &S::m_colorTunerS, &S::getVideoColorTunerS,
-         &S::onVideoColorTunerSChanged, &S::waitForVideoColorTunerSChanged},
-        {9, "dovra.sl2.i32.video.color.tuner.hue", -50, 50, "color tuner hue", "color tuner Hue",
-         "color tuner hue", &S::m_colorTunerH, &S::getVideoColorTunerH, &S::onVideoColorTunerHChanged,
-         &S::waitForVideoColorTunerHChanged},
-    }};
+    static constexpr Setting BRIGHTNESS{
+        .index = 0,
+        .key = "dovra.sl2.i32.video.brightness",
+        .highest = 100,
+        .kind = Kind::STEPPED,
+        .word = "brightness",
+        .access = &S::m_brightness,
+        .getter = &S::getVideoBrightness,
+        .changeHandler = &S::onVideoBrightnessChanged,
+        .wait = &S::waitForVideoBrightnessChanged,
+        .routine = &S::setVideoBrightnessRun,
+    };
+    static constexpr Setting CONTRAST{
+        .index = 1,
+        .key = "dovra.sl2.i32.video.contrast",
+        .highest = 100,
+        .kind = Kind::STEPPED,
+        .word = "contrast",
+        .access = &S::m_contrast,
+        .getter = &S::getVideoContrast,
+        .changeHandler = &S::onVideoContrastChanged,
+        .wait = &S::waitForVideoContrastChanged,
+        .routine = &S::setVideoContrastRun,
+    };
+    static constexpr Setting SATURATION{
+        .index = 2,
+        .key = "dovra.sl2.i32.video.colour.intensity",
+        .highest = 100,
+        .kind = Kind::STEPPED,
+        .word = "saturation",
+        .access = &S::m_saturation,
+        .getter = &S::getVideoSaturation,
+        .changeHandler = &S::onVideoSaturationChanged,
+        .wait = &S::waitForVideoSaturationChanged,
+        .routine = &S::setVideoSaturationRun,
+    };
+    static constexpr Setting SHARPNESS{
+        .index = 3,
+        .key = "dovra.sl2.i32.video.sharpness",
+        .highest = 100,
+        .kind = Kind::STEPPED,
+        .word = "sharpness",
+        .access = &S::m_sharpness,
+        .getter = &S::getVideoSharpness,
+        .changeHandler = &S::onVideoSharpnessChanged,
+        .wait = &S::waitForVideoSharpnessChanged,
+        .routine = &S::setVideoSharpnessRun,
+    };
+    static constexpr Setting MEMC{
+        .index = 4,
+        .key = "dovra.sl2.i32.video.enum.memc",
+        .highest = 5,
+        .kind = Kind::ONCE,
+        .word = "MEMC",
+        .access = &S::m_memc,
+        .getter = &S::getVideoMEMC,
+        .changeHandler = &S::onVideoMEMCChanged,
+        .wait = &S::waitForVideoMEMCChanged,
+        .routine = &S::setVideoMEMCRun,
+    };
+    static constexpr Setting NR{
+        .index = 5,
+        .key = "dovra.sl2.i32.video.enum.dnc",
+        .highest = 4,
+        .kind = Kind::ONCE,
+        .word = "NR",
+        .access = &S::m_nr,
+        .getter = &S::getVideoNR,
+        .changeHandler = &S::onVideoNRChanged,
+        .wait = &S::waitForVideoNRChanged,
+        .routine = &S::setVideoNRRun,
+    };
+    static constexpr Setting TUNER{
+        .index = 6,
+        .key = "dovra.sl2.i32.video.color.tuner",
+        .highest = 6,
+        .kind = Kind::UNCONFIRMED,
+        .word = "color tuner",
+        .access = &S::m_colorTuner,
+        .getter = &S::getVideoColorTuner,
+        .changeHandler = &S::onVideoColorTunerChanged,
+        .wait = &S::waitForVideoColorTunerChanged,
+        .routine = &S::setVideoColorTunerRun,
+    };
+    static constexpr Setting TUNER_B{
+        .index = 7,
+        .key = "dovra.sl2.i32.video.color.tuner.luma",
+        .lowest = -50,
+        .highest = 50,
+        .kind = Kind::UNCONFIRMED,
+        .word = "color tuner brightness",
+        .failureWord = "color brightness tuner",
+        .keepsThread = true,
+        .access = &S::m_colorTunerB,
+        .getter = &S::getVideoColorTunerB,
+        .changeHandler = &S::onVideoColorTunerBChanged,
+        .wait = &S::waitForVideoColorTunerBChanged,
+        .routine = &S::setVideoColorTunerBRun,
+    };
+    static constexpr Setting TUNER_S{
+        .index = 8,
+        .key = "dovra.sl2.i32.video.color.tuner.sat",
+        .lowest = -50,
+        .highest = 50,
+        .kind = Kind::UNCONFIRMED,
+        .word = "color tuner saturation",
+        .keepsThread = true,
+        .access = &S::m_colorTunerS,
+        .getter = &S::getVideoColorTunerS,
+        .changeHandler = &S::onVideoColorTunerSChanged,
+        .wait = &S::waitForVideoColorTunerSChanged,
+        .routine = &S::setVideoColorTunerSRun,
+    };
+    static constexpr Setting TUNER_H{
+        .index = 9,
+        .key = "dovra.sl2.i32.video.color.tuner.hue",
+        .lowest = -50,
+        .highest = 50,
+        .kind = Kind::UNCONFIRMED,
+        .word = "color tuner hue",
+        .getterWord = "color tuner Hue",
+        .keepsThread = true,
+        .access = &S::m_colorTunerH,
+        .getter = &S::getVideoColorTunerH,
+        .changeHandler = &S::onVideoColorTunerHChanged,
+        .wait = &S::waitForVideoColorTunerHChanged,
+        .routine = &S::setVideoColorTunerHRun,
+    };
 
-    static constexpr const Setting& BRIGHTNESS = ROWS[0];
-    static constexpr const Setting& CONTRAST = ROWS[1];
-    static constexpr const Setting& SATURATION = ROWS[2];
-    static constexpr const Setting& SHARPNESS = ROWS[3];
-    static constexpr const Setting& MEMC = ROWS[4];
-    static constexpr const Setting& NR = ROWS[5];
-    static constexpr const Setting& TUNER = ROWS[6];
-    static constexpr const Setting& TUNER_B = ROWS[7];
-    static constexpr const Setting& TUNER_S = ROWS[8];
-    static constexpr const Setting& TUNER_H = ROWS[9];
+    // In the order of their indices.
+    static constexpr std::array<const Setting*, SETTINGS> ALL{
+        &BRIGHTNESS, &CONTRAST, &SATURATION, &SHARPNESS, &MEMC, &NR, &TUNER, &TUNER_B, &TUNER_S, &TUNER_H};
 
     static bool isValid(const Setting& setting, int value) {
-        return static_cast<unsigned>(value) - static_cast<unsigned>(setting.lowest) <=
-               static_cast<unsigned>(setting.highest - setting.lowest);
+        return value >= setting.lowest && value <= setting.highest;
     }
 };
 
 SystemSetting::SystemSetting() : m_setThread{} {
-    for (const Setting& setting : Table::ROWS)
-        this->*setting.access = makeAccess<IntegerAccess>(setting.key, this, setting.onChanged);
+    for (const Setting* setting : Table::ALL)
+        this->*setting->access = makeAccess<IntegerAccess>(setting->key, this, setting->changeHandler);
     m_pqParameters = std::make_shared<IntegersAccess>("dovra.sl2.vint.video.aipq.pq.setting");
     initValue();
     connect();
@@ -138,18 +240,20 @@ SystemSetting::SystemSetting(std::shared_ptr<IntegerAccess> brightness,
 }
 
 SystemSetting::~SystemSetting() {
-    for (const Setting& setting : Table::ROWS) (this->*setting.access)->disconnect();
+    for (const Setting* setting : Table::ALL) (this->*setting->access)->disconnect();
     m_pqParameters->disconnect();
 }
 
 void SystemSetting::connect() {
-    for (const Setting& setting : Table::ROWS) (this->*setting.access)->connect(CONNECT_TIMEOUT_MS);
-    m_pqParameters->connect(CONNECT_TIMEOUT_MS);
+    for (const Setting* setting : Table::ALL) (this->*setting->access)->connect(FACADE_CONNECT_TIMEOUT_MS);
+    m_pqParameters->connect(FACADE_CONNECT_TIMEOUT_MS);
 }
 
 void SystemSetting::initValue() {
-    for (int& value : m_setValue) storeShared(value, -1);
-    for (int index = 0; index <= Table::TUNER.index; ++index) storeShared(m_setThread[index], pthread_t{});
+    for (const Setting* setting : Table::ALL) {
+        storeShared(m_setValue[setting->index], -1);
+        if (!setting->keepsThread) storeShared(m_setThread[setting->index], pthread_t{});
+    }
 }
 
 // One implementation for the ten settings; `function` is the operation that the client called.
@@ -158,35 +262,36 @@ int SystemSetting::get(const Setting& setting, const char* function) {
     LOG_ENTER_AS(function);
     int value = -1;
     if ((this->*setting.access)->getValue(value) != 0) {
-        LOG_AT(logging::LEVEL_ERROR, function, "get video %s failed.\n", setting.getterWord);
+        LOG_ERROR_AS(function, "get video %s failed.\n", setting.getterWord);
         return -1;
     }
-    LOG_AT(logging::LEVEL_INFO, function, "get video %s: %d.\n", setting.getterWord, value);
+    LOG_INFO_AS(function, "get video %s: %d.\n", setting.getterWord, value);
     return value;
 }
 
 bool SystemSetting::validate(const Setting& setting, int value, const char* function) {
     if (Table::isValid(setting, value)) return true;
-    LOG_AT(logging::LEVEL_ERROR, function, "set video %s invalid value: %d.\n", setting.word, value);
+    LOG_ERROR_AS(function, "set video %s invalid value: %d.\n", setting.word, value);
     return false;
 }
 
-bool SystemSetting::startWorker(const Setting& setting, Routine routine, pthread_t& thread, int line) {
+bool SystemSetting::startWorker(const Setting& setting, pthread_t& thread) {
     pthread_attr_t attributes;
-    _cspOsalPOSIX_pthread_attr_init(&attributes);
-    const int status = _cspOsalPOSIX_pthread_create_line(&thread, &attributes, routine, this, __FILE__, line);
+    if (_cspOsalPOSIX_pthread_attr_init(&attributes) != 0) return false;
+    const int status =
+        _cspOsalPOSIX_pthread_create_line(&thread, &attributes, setting.routine, this, __FILE__, __LINE__);
     _cspOsalPOSIX_pthread_attr_destroy(&attributes);
     if (status != 0) return false;
     storeShared(m_setThread[setting.index], thread);
     return true;
 }
 
-int SystemSetting::set(const Setting& setting, int value, Routine routine, const char* function) {
-    LOG_AT(logging::LEVEL_INFO, function, "set video %s, value: %d.\n", setting.word, value);
+int SystemSetting::set(const Setting& setting, int value, const char* function) {
+    LOG_INFO_AS(function, "set video %s, value: %d.\n", setting.word, value);
     if (!validate(setting, value, function)) return -1;
     storeShared(m_setValue[setting.index], value);
     pthread_t thread{};
-    if (!startWorker(setting, routine, thread, __LINE__)) return -1;
+    if (!startWorker(setting, thread)) return -1;
     pthread_detach(thread);
     return 0;
 }
@@ -197,121 +302,97 @@ int SystemSetting::set(const Setting& setting, int value, Routine routine, const
 int SystemSetting::waitForChange(const Setting& setting, const char* function) {
     using std::chrono::system_clock;
     LOG_ENTER_AS(function);
-    std::unique_lock lock(m_changeMutex[setting.index]);
+    std::unique_lock lock(m_changeMutex[setting.index], std::defer_lock);
+    try {
+        lock.lock();
+    } catch (const std::system_error& error) {
+        LOG_ERROR_AS(function, "wait video %s changed failed: %s.\n", setting.word, error.what());
+        return -1;
+    }
     for (int period = 0; period < WAIT_PERIODS; ++period) {
-        LOG_AT(logging::LEVEL_INFO, function, "wait video %s changed ... [%03d].\n", setting.word, period);
+        LOG_INFO_AS(function, "wait video %s changed ... [%03d].\n", setting.word, period);
         const system_clock::time_point deadline = system_clock::now() + WAIT_PERIOD;
         m_changeCond[setting.index].wait_until(lock, deadline);
         if (system_clock::now() < deadline) {
-            LOG_AT(logging::LEVEL_INFO, function, "wait video %s changed done. [%03d].\n", setting.word,
-                   period);
+            LOG_INFO_AS(function, "wait video %s changed done. [%03d].\n", setting.word, period);
             return 0;
         }
-        LOG_AT(logging::LEVEL_INFO, function, "wait video %s changed timeout. [%03d].\n", setting.word,
-               period);
+        LOG_INFO_AS(function, "wait video %s changed timeout. [%03d].\n", setting.word, period);
     }
     return -1;
 }
 
 void SystemSetting::onChanged(const Setting& setting, const ValueObject& value, const char* function) {
     LOG_ENTER_AS(function);
-    LOG_AT(logging::LEVEL_INFO, function, "video %s changed: %d.\n", setting.word, static_cast<int>(value));
+    LOG_INFO_AS(function, "video %s changed: %d.\n", setting.word, static_cast<int>(value));
     const std::lock_guard lock(m_changeMutex[setting.index]);
     m_changeCond[setting.index].notify_one();
 }
 
 // Workers
 
-SystemSetting* SystemSetting::beginWorker(const Setting& setting, void* arg, int& target,
-                                          const char* function) {
+void* SystemSetting::run(const Setting& setting, void* arg, const char* function) {
     LOG_ENTER_AS(function);
     if (arg == nullptr) {
-        LOG_AT(logging::LEVEL_ERROR, function, "invalid parameter.\n");
+        LOG_ERROR_AS(function, "invalid parameter.\n");
         return nullptr;
     }
-    SystemSetting* const self = static_cast<SystemSetting*>(arg);
-    target = loadShared(self->m_setValue[setting.index]);
-    LOG_AT(logging::LEVEL_INFO, function, "set video %s, value: %d.\n", setting.word, target);
-    return self->validate(setting, target, function) ? self : nullptr;
+    auto& self = *static_cast<SystemSetting*>(arg);
+    const int target = loadShared(self.m_setValue[setting.index]);
+    LOG_INFO_AS(function, "set video %s, value: %d.\n", setting.word, target);
+    if (self.validate(setting, target, function) && self.apply(setting, target, function))
+        LOG_INFO_AS(function, "set video %s successed.\n", setting.word);
+    return nullptr;
 }
 
-bool SystemSetting::readCurrent(const Setting& setting, int& current, const char* function) {
-    current = (this->*setting.get)();
-    if (Table::isValid(setting, current)) return true;
-    LOG_AT(logging::LEVEL_ERROR, function, "get video %s failed.\n", setting.word);
-    return false;
-}
+bool SystemSetting::apply(const Setting& setting, int target, const char* function) {
+    if (setting.kind == Kind::UNCONFIRMED) return write(setting, target, function);
 
-SystemSetting* SystemSetting::beginConfirmed(const Setting& setting, void* arg, int& target, int& current,
-                                             const char* function) {
-    SystemSetting* const self = beginWorker(setting, arg, target, function);
-    if (self == nullptr || !self->readCurrent(setting, current, function)) return nullptr;
-    LOG_AT(logging::LEVEL_INFO, function, "set video %s, current value: %d, set value: %d.\n", setting.word,
-           current, target);
-    return self;
-}
+    int current = 0;
+    if (!readCurrent(setting, current, function)) return false;
+    LOG_INFO_AS(function, "set video %s, current value: %d, set value: %d.\n", setting.word, current, target);
+    if (setting.kind == Kind::ONCE) return current == target || writeAndWait(setting, target, function);
 
-// The write comes before the lock that the wait takes: a change announced in between wakes nobody. Known and
-// kept.
-bool SystemSetting::writeAndWait(const Setting& setting, int value, const char* function) {
-    if ((this->*setting.access)->setValue(value) != 0) {
-        LOG_AT(logging::LEVEL_ERROR, function, "set video %s failed.\n", setting.failureWord);
-        return false;
-    }
-    if ((this->*setting.waitForChange)() == -1) {
-        LOG_AT(logging::LEVEL_ERROR, function, "wait for video %s changed failed.\n", setting.word);
-        return false;
+    // Steps from the value read back, not from the one written: the television may settle on another. There
+    // is no limit on the number of steps.
+    while (current != target) {
+        const int distance = target - current;
+        const int next = std::abs(distance) <= STEP ? target : distance > 0 ? current + STEP : current - STEP;
+        if (!writeAndWait(setting, next, function) || !readCurrent(setting, current, function)) return false;
     }
     return true;
 }
 
-// Steps from the value read back, not from the one written: the television may settle on another. As often as
-// it takes.
-void* SystemSetting::runSteps(const Setting& setting, void* arg, const char* function) {
-    int target = 0;
-    int current = 0;
-    SystemSetting* const self = beginConfirmed(setting, arg, target, current, function);
-    if (self == nullptr) return nullptr;
-    while (current != target) {
-        const int distance = target - current;
-        const int next = std::abs(distance) <= STEP ? target : distance > 0 ? current + STEP : current - STEP;
-        if (!self->writeAndWait(setting, next, function)) return nullptr;
-        if (!self->readCurrent(setting, current, function)) return nullptr;
-    }
-    LOG_AT(logging::LEVEL_INFO, function, "set video %s successed.\n", setting.word);
-    return nullptr;
+bool SystemSetting::readCurrent(const Setting& setting, int& current, const char* function) {
+    current = (this->*setting.getter)();
+    if (Table::isValid(setting, current)) return true;
+    LOG_ERROR_AS(function, "get video %s failed.\n", setting.word);
+    return false;
 }
 
-void* SystemSetting::runOnce(const Setting& setting, void* arg, const char* function) {
-    int target = 0;
-    int current = 0;
-    SystemSetting* const self = beginConfirmed(setting, arg, target, current, function);
-    if (self == nullptr) return nullptr;
-    if (current != target && !self->writeAndWait(setting, target, function)) return nullptr;
-    LOG_AT(logging::LEVEL_INFO, function, "set video %s successed.\n", setting.word);
-    return nullptr;
+bool SystemSetting::write(const Setting& setting, int value, const char* function) {
+    if ((this->*setting.access)->setValue(value) == 0) return true;
+    LOG_ERROR_AS(function, "set video %s failed.\n", setting.failureWord);
+    return false;
 }
 
-void* SystemSetting::runUnconfirmed(const Setting& setting, void* arg, const char* function) {
-    int target = 0;
-    SystemSetting* const self = beginWorker(setting, arg, target, function);
-    if (self == nullptr) return nullptr;
-    if ((self->*setting.access)->setValue(target) != 0) {
-        LOG_AT(logging::LEVEL_ERROR, function, "set video %s failed.\n", setting.failureWord);
-    } else {
-        LOG_AT(logging::LEVEL_INFO, function, "set video %s successed.\n", setting.word);
-    }
-    return nullptr;
+// The write comes before the lock that the wait takes: a change announced in between wakes no worker. Known
+// and kept.
+bool SystemSetting::writeAndWait(const Setting& setting, int value, const char* function) {
+    if (!write(setting, value, function)) return false;
+    if ((this->*setting.wait)() == 0) return true;
+    LOG_ERROR_AS(function, "wait for video %s changed failed.\n", setting.word);
+    return false;
 }
 
-// The colour tuner, whose callers wait for the workers, and the workers for nobody
+// The colour tuner: callers wait for the workers, and the workers wait for no confirmation
 
 int SystemSetting::setVideoColorTuner(int value) {
     LOG_INFO("set video color tuner, value: %d.\n", value);
     if (!validate(Table::TUNER, value, __func__)) return -1;
     storeShared(m_setValue[Table::TUNER.index], value);
     pthread_t thread{};
-    if (!startWorker(Table::TUNER, setVideoColorTunerRun, thread, __LINE__)) return -1;
+    if (!startWorker(Table::TUNER, thread)) return -1;
     pthread_join(thread, nullptr);
     return 0;
 }
@@ -328,17 +409,15 @@ int SystemSetting::setVideoColorTunerFamily(std::vector<int>& ivec) {
     // The mode is written completely before the values are, which are written side by side.
     LOG_INFO("1.create set video color tuner thread.\n");
     pthread_t mode{};
-    if (!startWorker(Table::TUNER, setVideoColorTunerRun, mode, __LINE__)) return -1;
+    if (!startWorker(Table::TUNER, mode)) return -1;
     pthread_join(mode, nullptr);
 
-    constexpr std::array<Routine, 3> routines{setVideoColorTunerBRun, setVideoColorTunerSRun,
-                                              setVideoColorTunerHRun};
-    std::array<pthread_t, 3> threads{};
-    for (std::size_t i = 0; i < routines.size(); ++i) {
+    std::array<pthread_t, FAMILY_SIZE - 1> threads{};
+    for (std::size_t i = 0; i < threads.size(); ++i) {
         const Setting& setting = *family[i + 1];
         LOG_INFO("%d.create set video %s thread.\n", static_cast<int>(i + 2), setting.word);
-        if (startWorker(setting, routines[i], threads[i], __LINE__)) continue;
-        // Nobody waits for those that run already.
+        if (startWorker(setting, threads[i])) continue;
+        // The workers that run already are not waited for.
         for (std::size_t running = 0; running < i; ++running) pthread_detach(threads[running]);
         return -1;
     }
@@ -369,20 +448,12 @@ int SystemSetting::setVideoPQParameters(std::vector<int>& ivec) {
 
 // The names of the ten settings
 
-int SystemSetting::setVideoBrightness(int value) {
-    return set(Table::BRIGHTNESS, value, setVideoBrightnessRun, __func__);
-}
-int SystemSetting::setVideoContrast(int value) {
-    return set(Table::CONTRAST, value, setVideoContrastRun, __func__);
-}
-int SystemSetting::setVideoSaturation(int value) {
-    return set(Table::SATURATION, value, setVideoSaturationRun, __func__);
-}
-int SystemSetting::setVideoSharpness(int value) {
-    return set(Table::SHARPNESS, value, setVideoSharpnessRun, __func__);
-}
-int SystemSetting::setVideoMEMC(int value) { return set(Table::MEMC, value, setVideoMEMCRun, __func__); }
-int SystemSetting::setVideoNR(int value) { return set(Table::NR, value, setVideoNRRun, __func__); }
+int SystemSetting::setVideoBrightness(int value) { return set(Table::BRIGHTNESS, value, __func__); }
+int SystemSetting::setVideoContrast(int value) { return set(Table::CONTRAST, value, __func__); }
+int SystemSetting::setVideoSaturation(int value) { return set(Table::SATURATION, value, __func__); }
+int SystemSetting::setVideoSharpness(int value) { return set(Table::SHARPNESS, value, __func__); }
+int SystemSetting::setVideoMEMC(int value) { return set(Table::MEMC, value, __func__); }
+int SystemSetting::setVideoNR(int value) { return set(Table::NR, value, __func__); }
 
 int SystemSetting::getVideoBrightness() { return get(Table::BRIGHTNESS, __func__); }
 int SystemSetting::getVideoContrast() { return get(Table::CONTRAST, __func__); }
@@ -444,19 +515,13 @@ int SystemSetting::waitForVideoColorTunerBChanged() { return waitForChange(Table
 int SystemSetting::waitForVideoColorTunerSChanged() { return waitForChange(Table::TUNER_S, __func__); }
 int SystemSetting::waitForVideoColorTunerHChanged() { return waitForChange(Table::TUNER_H, __func__); }
 
-void* SystemSetting::setVideoBrightnessRun(void* arg) { return runSteps(Table::BRIGHTNESS, arg, __func__); }
-void* SystemSetting::setVideoContrastRun(void* arg) { return runSteps(Table::CONTRAST, arg, __func__); }
-void* SystemSetting::setVideoSaturationRun(void* arg) { return runSteps(Table::SATURATION, arg, __func__); }
-void* SystemSetting::setVideoSharpnessRun(void* arg) { return runSteps(Table::SHARPNESS, arg, __func__); }
-void* SystemSetting::setVideoMEMCRun(void* arg) { return runOnce(Table::MEMC, arg, __func__); }
-void* SystemSetting::setVideoNRRun(void* arg) { return runOnce(Table::NR, arg, __func__); }
-void* SystemSetting::setVideoColorTunerRun(void* arg) { return runUnconfirmed(Table::TUNER, arg, __func__); }
-void* SystemSetting::setVideoColorTunerBRun(void* arg) {
-    return runUnconfirmed(Table::TUNER_B, arg, __func__);
-}
-void* SystemSetting::setVideoColorTunerSRun(void* arg) {
-    return runUnconfirmed(Table::TUNER_S, arg, __func__);
-}
-void* SystemSetting::setVideoColorTunerHRun(void* arg) {
-    return runUnconfirmed(Table::TUNER_H, arg, __func__);
-}
+void* SystemSetting::setVideoBrightnessRun(void* arg) { return run(Table::BRIGHTNESS, arg, __func__); }
+void* SystemSetting::setVideoContrastRun(void* arg) { return run(Table::CONTRAST, arg, __func__); }
+void* SystemSetting::setVideoSaturationRun(void* arg) { return run(Table::SATURATION, arg, __func__); }
+void* SystemSetting::setVideoSharpnessRun(void* arg) { return run(Table::SHARPNESS, arg, __func__); }
+void* SystemSetting::setVideoMEMCRun(void* arg) { return run(Table::MEMC, arg, __func__); }
+void* SystemSetting::setVideoNRRun(void* arg) { return run(Table::NR, arg, __func__); }
+void* SystemSetting::setVideoColorTunerRun(void* arg) { return run(Table::TUNER, arg, __func__); }
+void* SystemSetting::setVideoColorTunerBRun(void* arg) { return run(Table::TUNER_B, arg, __func__); }
+void* SystemSetting::setVideoColorTunerSRun(void* arg) { return run(Table::TUNER_S, arg, __func__); }
+void* SystemSetting::setVideoColorTunerHRun(void* arg) { return run(Table::TUNER_H, arg, __func__); }

@@ -13,10 +13,10 @@ using zt::appmanager::AppInterface;
 
 namespace {
 
-// Nobody reads it; it is there from the moment the library is loaded.
+// Not read; it exists from the moment the library is loaded.
 [[gnu::used]] const std::string factoryName = "QelFactory";
 
-// What the application manager wants to hear around a suspend to RAM.
+// Reported to the application manager before and after the callback of a suspend to RAM.
 constexpr int STATUS_STR_SUSPEND_BEGUN = 7;
 constexpr int STATUS_STR_SUSPEND_DONE = 8;
 
@@ -24,7 +24,7 @@ constexpr int STATUS_STR_SUSPEND_DONE = 8;
 
 SystemState::SystemState(const char* name)
     : m_notifyTVPowerState(nullptr), m_userData(nullptr), m_name(name), m_client(nullptr) {
-    // The application manager shares the pointer, but whoever made the object destroys it.
+    // The application manager shares the pointer, but does not own the object.
     m_self.reset(static_cast<AppInterface*>(this), [](AppInterface*) {});
     m_client = AppManagerClient::getInstance();
     registerApp();
@@ -67,7 +67,7 @@ std::string SystemState::getName() { return m_name; }
 int SystemState::report(TVPowerState state, const std::string& appUrl, const std::string& param,
                         const char* function) {
     LOG_ENTER_AS(function);
-    LOG_AT(logging::LEVEL_INFO, function, "app_url: %s, param: %s.\n", appUrl.c_str(), param.c_str());
+    LOG_INFO_AS(function, "app_url: %s, param: %s.\n", appUrl.c_str(), param.c_str());
     notifyTVPowerState(state);
     return 0;
 }

@@ -1,12 +1,12 @@
 #include "platform_adaptation/system_access/action_access.h"
 
-#include <array>
 #include <utility>
 
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/root_interface.h"
 #include "shared_member.h"
 #include "status.h"
+#include "to_value_object.h"
 
 #define LOG_TAG "[Platform Adaptation]"
 #include "log.h"
@@ -49,7 +49,7 @@ int ActionAccess::disconnect() {
 }
 
 int ActionAccess::setActionResultHandler(std::shared_ptr<ActionHandler> handler) {
-    storeShared(m_actionHandler, std::move(handler));
+    m_actionHandler = std::move(handler);
     return STATUS_OK;
 }
 
@@ -62,33 +62,22 @@ int ActionAccess::invoke(unsigned int& actionId, const std::vector<Argument>& ar
 void ActionAccess::notifyExecutionError(unsigned int actionId, int error) {
     LOG_ENTER();
     LOG_ERROR("Action Failed : %s,  %d,  %d\n", m_name.c_str(), static_cast<int>(actionId), error);
-    if (const auto handler = loadShared(m_actionHandler))
-        handler->onActionFailed(static_cast<int>(actionId), error);
+    if (const auto handler = m_actionHandler) handler->onActionFailed(static_cast<int>(actionId), error);
 }
 
 void ActionAccess::notifyResult(unsigned int actionId, const std::vector<Argument>& args) {
     LOG_ENTER();
     LOG_INFO("Action Result: %s,  %d,  %d\n", m_name.c_str(), static_cast<int>(actionId),
              static_cast<int>(args.size()));
-    const auto handler = loadShared(m_actionHandler);
+    const auto handler = m_actionHandler;
     if (handler == nullptr) return;
 
-    // The low 8 bits of a position are a signed index, and nobody checks it: there is a place for each of
-    // them, those below 0 and beyond the list included. Of the list, only the first 128 elements can be
-    // reached.
-    constexpr std::size_t zero = 128;
-    std::array<const std::string*, 256> places{};
+    // The low 8 bits of a position are a signed index. One outside the list is dropped.
+    std::vector<std::string> values(args.size());
     for (const Argument& argument : args) {
         const auto index = static_cast<signed char>(argument.position & 0xFFU);
-        places[static_cast<std::size_t>(static_cast<int>(zero) + index)] = &argument.value;
+        if (index >= 0 && static_cast<std::size_t>(index) < values.size())
+            values[static_cast<std::size_t>(index)] = argument.value;
     }
-
-    ValueObject result;
-    result.kind = ValueObject::TYPE_VECTOR;
-    result.items.reserve(args.size());
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string* const value = zero + i < places.size() ? places[zero + i] : nullptr;
-        result.items.emplace_back(value != nullptr ? *value : std::string());
-    }
-    handler->onActionResult(static_cast<int>(actionId), result);
+    handler->onActionResult(static_cast<int>(actionId), toValueObject(values));
 }

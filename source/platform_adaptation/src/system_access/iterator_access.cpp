@@ -17,7 +17,7 @@ using lomodelapi::TableSelection;
 
 namespace {
 
-constexpr int CONNECT_TIMEOUT_MS = 1000;
+constexpr int TABLE_CONNECT_TIMEOUT_MS = 1000;
 
 }  // namespace
 
@@ -43,7 +43,7 @@ int IteratorAccess::disconnect() { return STATUS_OK; }
 
 int IteratorAccess::create() {
     auto table = std::make_unique<TableAccess>(getName());
-    if (const int status = table->connect(CONNECT_TIMEOUT_MS); status != STATUS_OK) {
+    if (const int status = table->connect(TABLE_CONNECT_TIMEOUT_MS); status != STATUS_OK) {
         LOG_ERROR("Error connect name : %s,  status: %d\n", m_name.c_str(), status);
         return STATUS_TABLE_NOT_CONNECTED;
     }
@@ -54,33 +54,35 @@ int IteratorAccess::create() {
 }
 
 int IteratorAccess::destroy() {
-    if (TableIterator* const iterator = exchangeShared<TableIterator*>(m_iterator, nullptr))
+    if (TableIterator* const iterator = loadShared(m_iterator)) {
         m_table->getAccess()->releaseIterator(iterator);
+        storeShared<TableIterator*>(m_iterator, nullptr);
+    }
     return STATUS_OK;
 }
 
 int IteratorAccess::setActionResultHandler(std::shared_ptr<IteratorHandler> handler) {
-    storeShared(m_iteratorHandler, std::move(handler));
+    m_iteratorHandler = std::move(handler);
     return STATUS_OK;
 }
 
 TableIterator* IteratorAccess::getIterator() const { return loadShared(m_iterator); }
 
 template <typename Argument, typename Parameter>
-void IteratorAccess::tell(void (IteratorHandler::*operation)(Parameter), const Argument& argument) {
-    if (const auto handler = loadShared(m_iteratorHandler)) (handler.get()->*operation)(argument);
+void IteratorAccess::forward(void (IteratorHandler::*operation)(Parameter), const Argument& argument) {
+    if (const auto handler = m_iteratorHandler) (handler.get()->*operation)(argument);
 }
 
-void IteratorAccess::notifyCommit(int status) { tell(&IteratorHandler::onCommit, status); }
-void IteratorAccess::notifyTotalCount(int count) { tell(&IteratorHandler::onTotalCount, count); }
-void IteratorAccess::notifySeekToRow(int row) { tell(&IteratorHandler::onSeekToRow, row); }
-void IteratorAccess::notifySeekToContent(int row) { tell(&IteratorHandler::onSeekToContent, row); }
-void IteratorAccess::notifyCursorPosition(int row) { tell(&IteratorHandler::onCursorPosition, row); }
+void IteratorAccess::notifyCommit(int status) { forward(&IteratorHandler::onCommit, status); }
+void IteratorAccess::notifyTotalCount(int count) { forward(&IteratorHandler::onTotalCount, count); }
+void IteratorAccess::notifySeekToRow(int row) { forward(&IteratorHandler::onSeekToRow, row); }
+void IteratorAccess::notifySeekToContent(int row) { forward(&IteratorHandler::onSeekToContent, row); }
+void IteratorAccess::notifyCursorPosition(int row) { forward(&IteratorHandler::onCursorPosition, row); }
 void IteratorAccess::notifyReadRow(const std::vector<std::string>& row) {
-    tell(&IteratorHandler::onReadRow, row);
+    forward(&IteratorHandler::onReadRow, row);
 }
 void IteratorAccess::notifyReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) {
-    tell(&IteratorHandler::onReadRowChunk, rows);
+    forward(&IteratorHandler::onReadRowChunk, rows);
 }
-void IteratorAccess::notifyIteratorReady(int count) { tell(&IteratorHandler::onIteratorReady, count); }
-void IteratorAccess::notifyUpdate(int kind) { tell(&IteratorHandler::onUpdate, kind); }
+void IteratorAccess::notifyIteratorReady(int count) { forward(&IteratorHandler::onIteratorReady, count); }
+void IteratorAccess::notifyUpdate(int kind) { forward(&IteratorHandler::onUpdate, kind); }

@@ -1,11 +1,11 @@
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
 
 #include <atomic>
-#include <stdexcept>
-#include <string_view>
+#include <exception>
 
 #include "platform_adaptation/ai_common.h"
 #include "shared_member.h"
+#include "status.h"
 
 #define LOG_TAG "[Platform Adaptation]"
 #include "log.h"
@@ -16,7 +16,7 @@ namespace {
 
 constexpr char SWITCH_ACTION[] = "dovra.sl2.action.source.switch";
 constexpr char QUIET_FLAG[] = "dovra.sl2.i32.tvservice.no-banner";
-constexpr int CONNECT_TIMEOUT_MS = 1000;
+constexpr int ACTION_CONNECT_TIMEOUT_MS = 1000;
 
 constexpr char REQUEST_RESOURCE[] = "2";
 constexpr char RELEASE_RESOURCE[] = "3";
@@ -36,12 +36,12 @@ class SourceSwitchActionHandlerImpl final : public ActionHandler {
   public:
     explicit SourceSwitchActionHandlerImpl(SourceSwitchAccessImpl* owner) : m_owner(owner) {}
 
-    // Whoever calls these is the model, which knows nothing of exceptions.
+    // No exception enters the model, which calls these.
 
     void onActionResult(int actionId, const ValueObject& result) override {
         try {
             m_owner->onActionResult(actionId, result);
-        } catch (const std::runtime_error& error) {
+        } catch (const std::exception& error) {
             LOG_ERROR("An runtime_error has been caught:%s.\n", error.what());
         }
     }
@@ -49,7 +49,7 @@ class SourceSwitchActionHandlerImpl final : public ActionHandler {
     void onActionFailed(int actionId, int error) override {
         try {
             m_owner->onActionFailed(actionId, error);
-        } catch (const std::runtime_error& failure) {
+        } catch (const std::exception& failure) {
             LOG_ERROR("An runtime_error has been caught:%s.\n", failure.what());
         }
     }
@@ -58,11 +58,22 @@ class SourceSwitchActionHandlerImpl final : public ActionHandler {
     SourceSwitchAccessImpl* m_owner;
 };
 
+// No exception leaves a request: it is logged under the name of the request, which then returns `failure`.
+template <typename Result, typename Operation>
+Result attempt(const char* function, Result failure, Operation operation) {
+    try {
+        return operation();
+    } catch (const std::exception& error) {
+        LOG_ERROR_AS(function, "An runtime_error has been caught:%s.\n", error.what());
+        return failure;
+    }
+}
+
 }  // namespace
 
 struct SourceSwitchAccessImpl::Parameter {
     std::uint16_t position;
-    std::string_view value;
+    std::string value;
 };
 
 // No lock: two first calls at once may each make an instance.
@@ -94,40 +105,29 @@ ActionAccess* SourceSwitchAccessImpl::connectToValue(std::string name) {
     if (ActionAccess* const connected = loadShared(m_actionAccess)) return connected;
     LOG_INFO("Connecting To Value: %s  \n", name.c_str());
     auto access = std::make_unique<ActionAccess>(name, m_actionHandler);
-    if (const int status = access->connect(CONNECT_TIMEOUT_MS); status != 0) {
+    if (const int status = access->connect(ACTION_CONNECT_TIMEOUT_MS); status != 0) {
         LOG_ERROR("Error connect value : %s,  status: %d\n", name.c_str(), status);
         return nullptr;
     }
-    // Another thread may have been faster; its accessor is then the one.
-    ActionAccess* current = nullptr;
-    if (std::atomic_ref<ActionAccess*>(m_actionAccess).compare_exchange_strong(current, access.get()))
-        return access.release();
-    return current;
+    storeShared(m_actionAccess, access.get());
+    return access.release();
 }
 
-bool SourceSwitchAccessImpl::request(ActionAccess* action, std::initializer_list<Parameter> parameters,
-                                     const char* function) {
+// Every request begins with its tag, its command and a fixed text.
+bool SourceSwitchAccessImpl::request(ActionAccess* action, const char* command,
+                                     std::initializer_list<Parameter> parameters, const char* function) {
     unsigned int actionId = 0xFFFFFFFF;
-    int status = 0;
-    {
-        // Gone before the wait, which may be long, for many callers at once.
-        std::vector<Argument> arguments;
-        arguments.reserve(1 + parameters.size());
-        arguments.push_back({0, 0, nextTag()});
-        for (const Parameter& parameter : parameters)
-            arguments.push_back({0, parameter.position, std::string(parameter.value)});
-        status = action->invoke(actionId, arguments);
-    }
-    if (status != 0) {
-        LOG_AT(logging::LEVEL_ERROR, function, "error: %d\n", status);
+    std::vector<Argument> arguments;
+    arguments.push_back({0, 0, nextTag()});
+    arguments.push_back({0, 1, command});
+    arguments.push_back({0, 2, "hbbtv"});
+    for (const Parameter& parameter : parameters)
+        arguments.push_back({0, parameter.position, parameter.value});
+    if (const int status = action->invoke(actionId, arguments); status != 0) {
+        LOG_ERROR_AS(function, "error: %d\n", status);
         return false;
     }
-    try {
-        return waitForResult(actionId);
-    } catch (const std::runtime_error& error) {
-        LOG_AT(logging::LEVEL_ERROR, function, "An runtime_error has been caught:%s.\n", error.what());
-        return false;
-    }
+    return waitForResult(actionId);
 }
 
 bool SourceSwitchAccessImpl::waitForResult(unsigned int actionId) {
@@ -135,7 +135,7 @@ bool SourceSwitchAccessImpl::waitForResult(unsigned int actionId) {
     const int id = static_cast<int>(actionId);
     LOG_INFO("waiting result ...  for  actionid: %d\n", id);
     UniqueLock lock(m_resultMutex);
-    // Every answer wakes all who wait, and each looks for its own. There is no time-out.
+    // Every answer wakes all waiting threads, and each looks for its own. There is no timeout.
     for (int pass = 1;; ++pass) {
         LOG_INFO("waiting result ...  %03d   actionid: %d\n", pass, id);
         if (const auto result = m_actionResults.find(actionId); result != m_actionResults.end()) {
@@ -148,7 +148,7 @@ bool SourceSwitchAccessImpl::waitForResult(unsigned int actionId) {
     }
 }
 
-// An answer that is not consumed yet stays; one for which nobody waits stays for ever.
+// An answer that is not consumed yet is kept; one that no thread waits for is kept for ever.
 void SourceSwitchAccessImpl::takeAnswer(unsigned int actionId, int code) {
     UniqueLock lock(m_resultMutex);
     m_actionResults.emplace(actionId, code);
@@ -166,23 +166,22 @@ void SourceSwitchAccessImpl::onActionFailed(int actionId, int error) {
 }
 
 int SourceSwitchAccessImpl::setQuietFlag(int flag) {
-    auto* access = loadShared(m_quietFlagAccess);
-    if (access == nullptr) {
-        auto made = std::make_unique<ValueAccessT<lomodelapi::ObserverNumericInteger>>(QUIET_FLAG);
-        if (std::atomic_ref<decltype(m_quietFlagAccess)>(m_quietFlagAccess)
-                .compare_exchange_strong(access, made.get()))
-            access = made.release();
-    }
-    return access->setValue(flag);
+    using IntegerAccess = ValueAccessT<lomodelapi::ObserverNumericInteger>;
+    return attempt(__func__, STATUS_NOT_CONNECTED, [&] {
+        if (loadShared(m_quietFlagAccess) == nullptr)
+            storeShared(m_quietFlagAccess, new IntegerAccess(QUIET_FLAG));
+        return loadShared(m_quietFlagAccess)->setValue(flag);
+    });
 }
 
 // Resources and playback
 
 bool SourceSwitchAccessImpl::requestResource(const char* command, _ResourceType type, const char* function) {
     LOG_ENTER_AS(function);
-    ActionAccess* const action = connectToValue(SWITCH_ACTION);
-    if (action == nullptr) return false;
-    return request(action, {{1, command}, {2, "hbbtv"}, {3, std::to_string(type)}}, function);
+    return attempt(function, false, [&] {
+        ActionAccess* const action = connectToValue(SWITCH_ACTION);
+        return action != nullptr && request(action, command, {{3, std::to_string(type)}}, function);
+    });
 }
 
 bool SourceSwitchAccessImpl::requestResourceFromSystem(_ResourceType type) {
@@ -272,41 +271,44 @@ bool SourceSwitchAccessImpl::resumeVideo() {
     return done;
 }
 
-// Channels. Position 5 stands twice in a tuning request: the television resolves the list itself.
+// Channels
 
 bool SourceSwitchAccessImpl::requestStep(const char* direction, const char* function) {
     LOG_ENTER_AS(function);
-    ActionAccess* const action = connectToValue(SWITCH_ACTION);
-    if (action == nullptr) return false;
-    return request(action, {{1, CHANGE_CHANNEL}, {2, "hbbtv"}, {3, direction}, {5, "2"}}, function);
+    return attempt(function, false, [&] {
+        ActionAccess* const action = connectToValue(SWITCH_ACTION);
+        return action != nullptr && request(action, CHANGE_CHANNEL, {{3, direction}, {5, "2"}}, function);
+    });
 }
 
 bool SourceSwitchAccessImpl::setChannelNext() { return requestStep("+1", __func__); }
 bool SourceSwitchAccessImpl::setChannelPrev() { return requestStep("-1", __func__); }
 
+// Position 5 stands twice: the television resolves the list itself.
+bool SourceSwitchAccessImpl::tune(ActionAccess* action, const std::string& channel, const std::string& folder,
+                                  bool forceShowAV, const char* function) {
+    return request(action, CHANGE_CHANNEL,
+                   {{3, channel}, {4, folder}, {5, "2"}, {5, forceShowAV ? "1" : "0"}}, function);
+}
+
 bool SourceSwitchAccessImpl::setChannelByURI(std::string uri, bool forceShowAV) {
+    constexpr const char* function = "setChannelByURI";
     LOG_ENTER();
-    ActionAccess* const action = connectToValue(SWITCH_ACTION);
-    if (action == nullptr) return false;
-    return request(
-        action,
-        {{1, CHANGE_CHANNEL}, {2, "hbbtv"}, {3, uri}, {4, ""}, {5, "2"}, {5, forceShowAV ? "1" : "0"}},
-        __func__);
+    return attempt(function, false, [&] {
+        ActionAccess* const action = connectToValue(SWITCH_ACTION);
+        return action != nullptr && tune(action, uri, "", forceShowAV, function);
+    });
 }
 
 bool SourceSwitchAccessImpl::setChannelByUUIDs(std::string channelUUID, std::string folderUUID,
                                                bool forceShowAV) {
+    constexpr const char* function = "setChannelByUUIDs";
     LOG_ENTER();
-    ActionAccess* const action = connectToValue(SWITCH_ACTION);
-    if (action == nullptr) return false;
-    LOG_INFO("channelUUID:'%s', folderUUID:'%s', forceShowAV:%d.\n", channelUUID.c_str(), folderUUID.c_str(),
-             forceShowAV);
-    return request(action,
-                   {{1, CHANGE_CHANNEL},
-                    {2, "hbbtv"},
-                    {3, channelUUID},
-                    {4, folderUUID},
-                    {5, "2"},
-                    {5, forceShowAV ? "1" : "0"}},
-                   __func__);
+    return attempt(function, false, [&] {
+        ActionAccess* const action = connectToValue(SWITCH_ACTION);
+        if (action == nullptr) return false;
+        LOG_INFO_AS(function, "channelUUID:'%s', folderUUID:'%s', forceShowAV:%d.\n", channelUUID.c_str(),
+                    folderUUID.c_str(), forceShowAV);
+        return tune(action, channelUUID, folderUUID, forceShowAV, function);
+    });
 }

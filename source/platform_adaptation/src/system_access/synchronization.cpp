@@ -9,11 +9,8 @@
 
 namespace {
 
-// POSIX threads return what goes wrong; whoever looks at errno afterwards finds it there, too.
 void check(int error, const char* what) {
-    if (error == 0) return;
-    errno = error;
-    throw std::runtime_error(what + std::to_string(error));
+    if (error != 0) throw std::runtime_error(what + std::to_string(error));
 }
 
 }  // namespace

@@ -32,7 +32,7 @@ int TableAccess::connect(int timeoutMs) {
         LOG_ERROR("Failed %d.\n", status);
         return STATUS_NOT_CONNECTED;
     }
-    // Asked for, and whatever it is accepted: an object that is no table refuses to make iterators.
+    // Queried and not checked: an object that is no table refuses to create iterators.
     table->getType();
     storeShared(m_value, table);
     storeShared(m_table, table);
@@ -46,11 +46,14 @@ int TableAccess::disconnect() {
 }
 
 int TableAccess::setActionResultHandler(std::shared_ptr<TableHandler> handler) {
-    storeShared(m_tableHandler, std::move(handler));
+    m_tableHandler = std::move(handler);
     return STATUS_OK;
 }
 
-// The handler is deliberately left out: what happens to rows is told to iterators.
-void TableAccess::notifyUpdate(int) { LOG_ENTER(); }
+// The handler is held and deliberately not called: iterators are notified of changes of rows.
+void TableAccess::notifyUpdate(int) {
+    LOG_ENTER();
+    [[maybe_unused]] const auto handler = m_tableHandler;
+}
 
 BizValue* TableAccess::getAccess() const { return loadShared(m_table); }

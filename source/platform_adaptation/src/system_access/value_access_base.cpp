@@ -2,18 +2,17 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <boost/shared_ptr.hpp>
-#include <limits>
 #include <map>
 #include <utility>
 
-#include "called_handler.h"
 #include "frame/process.h"
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/root_interface.h"
-#include "platform_adaptation/system_access/system_access.h"
 #include "shared_member.h"
 #include "status.h"
+#include "to_value_object.h"
 
 #define LOG_TAG "[Platform Adaptation]"
 #include "log.h"
@@ -21,6 +20,15 @@
 using namespace lomodelapi;
 
 namespace {
+
+// How long a read or write tries to connect an accessor on which connect() was never called.
+constexpr int ON_DEMAND_TIMEOUT_MS = 1000;
+
+// Placeholder: never connected.
+constexpr char MISSING[] = "missing";
+
+// Not built for each lookup: a connected accessor is destroyed without an allocation of its own.
+const std::string ROOT_INTERFACE = "dovra.lm.interfaces.tvapi.RootInterface";
 
 template <typename T>
 std::map<int, T> byPosition(const std::vector<T>& list) {
@@ -32,40 +40,38 @@ std::map<int, T> byPosition(const std::vector<T>& list) {
 
 }  // namespace
 
-SystemAccess::SystemAccess() = default;
-SystemAccess::~SystemAccess() = default;
-
 ValueAccessBase::ValueAccessBase(const std::string& name)
-    : m_value(nullptr), m_name(name), m_connectTimeout(1000) {}
+    : m_value(nullptr), m_name(name), m_connectTimeout(ON_DEMAND_TIMEOUT_MS) {}
 
-ValueAccessBase::~ValueAccessBase() { handlers::replace(m_handler, nullptr); }
+ValueAccessBase::~ValueAccessBase() = default;
 
 void ValueAccessBase::setNewValueHandler(std::shared_ptr<ValueHandler> handler) {
     LOG_ENTER();
-    handlers::replace(m_handler, std::move(handler));
+    m_handler = std::move(handler);
 }
 
-RARE_PATH void ValueAccessBase::printEnterOfOnNewValue() {
-    logging::printEnter(logging::SOURCE, __LINE__, "onNewValue");
+template <typename T>
+void ValueAccessBase::deliver(const T& value) {
+    if (m_handler != nullptr) onNewValue(toValueObject(value));
 }
+
+template void ValueAccessBase::deliver(const int&);
+template void ValueAccessBase::deliver(const long long&);
+template void ValueAccessBase::deliver(const std::string&);
+template void ValueAccessBase::deliver(const std::vector<int>&);
+template void ValueAccessBase::deliver(const std::vector<std::string>&);
 
 void ValueAccessBase::onNewValue(const ValueObject& value) {
-    if (logging::isOn(logging::LEVEL_TRACE)) [[unlikely]]
-        printEnterOfOnNewValue();
-    handlers::call(m_handler, value);
+    LOG_ENTER();
+    // The copy keeps a handler alive that replaces itself, or destroys this accessor, in its own call.
+    if (const auto handler = m_handler) handler->onNewValue(value);
 }
 
 bool ValueAccessBase::isConnected() const { return loadShared(m_value) != nullptr; }
 
-bool ValueAccessBase::hasHandler() const {
-    return handlers::current(m_handler, std::memory_order_relaxed) != nullptr;
-}
-
 RootInterface* ValueAccessBase::getRootInterface() {
     boost::shared_ptr<frame::Interface> reference;
-    const int status = frame::Process::getInstance().getInterfaceReference(
-        reference, "dovra.lm.interfaces.tvapi.RootInterface");
-    if (status != 0) {
+    if (frame::Process::getInstance().getInterfaceReference(reference, ROOT_INTERFACE) != 0) {
         LOG_ERROR("get interface Reference failed.\n\n");
         return nullptr;
     }
@@ -86,7 +92,8 @@ int ValueAccessBase::tryConnectIfNeeded() {
 
 BizValue* ValueAccessBase::attach(RootInterface* root, Observer* observer, int timeoutMs, int& status) {
     constexpr int periodMs = 100;
-    for (int remainingMs = timeoutMs;;) {
+    int remainingMs = timeoutMs;
+    do {
         BizValue* value = nullptr;
         status = root->connectValue(m_name, observer, value);
         if (status == STATUS_OK && value != nullptr) return value;
@@ -94,8 +101,33 @@ BizValue* ValueAccessBase::attach(RootInterface* root, Observer* observer, int t
             remainingMs -= periodMs;
             usleep(periodMs * 1000);
         }
-        if (remainingMs <= 0) return nullptr;
+    } while (remainingMs > 0);
+    return nullptr;
+}
+
+int ValueAccessBase::connectAs(Observer* observer, ObjectTypeSpec wanted, const char* kind, int timeoutMs) {
+    constexpr const char* function = "connect";
+    if (m_name == MISSING) {
+        LOG_ERROR_AS(function, "Value is '%s\n", MISSING);
+        return STATUS_MISSING;
     }
+    storeShared(m_connectTimeout, timeoutMs);
+    if (isConnected()) return STATUS_OK;
+
+    RootInterface* const root = getRootInterface();
+    int status = STATUS_OK;
+    BizValue* const value = attach(root, observer, timeoutMs, status);
+    if (value == nullptr) {
+        LOG_ERROR_AS(function, "Failed %d\n", status);
+        return STATUS_NOT_CONNECTED;
+    }
+    if (const ObjectTypeSpec type = value->getType(); type != wanted) {
+        LOG_ERROR_AS(function, "Observer Type not match for %s,( %d ) vs %s.\n", m_name.c_str(), type, kind);
+        root->disconnectValue(getName(), observer, value);
+        return STATUS_TYPE_MISMATCH;
+    }
+    storeShared(m_value, value);
+    return STATUS_OK;
 }
 
 void ValueAccessBase::detach(Observer* observer) {
@@ -104,27 +136,15 @@ void ValueAccessBase::detach(Observer* observer) {
 }
 
 const char* ValueAccessBase::accessTypeName(ObjectTypeSpec type) {
-    switch (type) {
-        case OBJECT_TYPE_NUMERIC_INTEGER:
-            return "OBJECT_TYPE_NUMERIC_INTEGER";
-        case OBJECT_TYPE_STRING:
-            return "OBJECT_TYPE_STRING";
-        case OBJECT_TYPE_VECTOR_NUMERIC_INTEGER:
-            return "OBJECT_TYPE_VECTOR_NUMERIC_INTEGER";
-        case OBJECT_TYPE_VECTOR_STRING:
-            return "OBJECT_TYPE_VECTOR_STRING";
-        case OBJECT_TYPE_ACTION:
-            return "OBJECT_TYPE_ACTION";
-        case OBJECT_TYPE_TABLE:
-            return "OBJECT_TYPE_TABLE";
-        case OBJECT_TYPE_VECTOR_INTEGER:
-            return "OBJECT_TYPE_VECTOR_INTEGER";
-        case OBJECT_TYPE_NUMERIC_INT64:
-            return "OBJECT_TYPE_NUMERIC_INT64";
-        case OBJECT_TYPE_NONE:
-            break;
-    }
-    return "OBJECT_TYPE_NONE";
+    // By number.
+    constexpr std::array<const char*, 9> names{
+        "OBJECT_TYPE_NONE",          "OBJECT_TYPE_NUMERIC_INTEGER",
+        "OBJECT_TYPE_STRING",        "OBJECT_TYPE_VECTOR_NUMERIC_INTEGER",
+        "OBJECT_TYPE_VECTOR_STRING", "OBJECT_TYPE_ACTION",
+        "OBJECT_TYPE_TABLE",         "OBJECT_TYPE_VECTOR_INTEGER",
+        "OBJECT_TYPE_NUMERIC_INT64"};
+    const auto number = static_cast<unsigned>(type);
+    return number < names.size() ? names[number] : names[0];
 }
 
 int ValueAccessBase::getType() {
@@ -135,10 +155,9 @@ int ValueAccessBase::getType() {
 
 std::string ValueAccessBase::getName() { return m_name; }
 
-FAST_PATH inline int ValueAccessBase::connectedValue(BizValue*& value) {
+inline int ValueAccessBase::connectedValue(BizValue*& value) {
     value = loadShared(m_value);
-    if (value != nullptr) [[likely]]
-        return STATUS_OK;
+    if (value != nullptr) return STATUS_OK;
     if (const int status = tryConnectIfNeeded(); status != STATUS_OK) return status;
     value = loadShared(m_value);
     // Another thread may have disconnected in between.
@@ -146,15 +165,11 @@ FAST_PATH inline int ValueAccessBase::connectedValue(BizValue*& value) {
 }
 
 // For the operations that accept one type only; `function` is the operation that the client called.
-FAST_PATH inline int ValueAccessBase::connectedValue(BizValue*& value, ObjectTypeSpec wanted,
-                                                     const char* function) {
+inline int ValueAccessBase::connectedValue(BizValue*& value, ObjectTypeSpec wanted, const char* function) {
     if (const int status = connectedValue(value); status != STATUS_OK) return status;
-    return value->getType() == wanted ? STATUS_OK : refuseType(function);
-}
-
-RARE_PATH int ValueAccessBase::refuseType(const char* function) {
-    LOG_AT(logging::LEVEL_ERROR, function, "Object Type mismatch:  %s\n",
-           accessTypeName(static_cast<ObjectTypeSpec>(getType())));
+    if (value->getType() == wanted) return STATUS_OK;
+    LOG_ERROR_AS(function, "Object Type mismatch:  %s\n",
+                 accessTypeName(static_cast<ObjectTypeSpec>(getType())));
     return STATUS_TYPE_MISMATCH;
 }
 
@@ -200,31 +215,18 @@ int ValueAccessBase::setValue(const std::string& newValue) {
     return status;
 }
 
-int ValueAccessBase::setValue(int newValue) {
-    LOG_ENTER();
-    BizValue* value = nullptr;
-    if (const int status = connectedValue(value); status != STATUS_OK) return status;
-    switch (value->getType()) {
-        case OBJECT_TYPE_NUMERIC_INTEGER:
-            value->setInteger(newValue);
-            return STATUS_OK;
-        case OBJECT_TYPE_NUMERIC_INT64:
-            value->setInt64(newValue);
-            return STATUS_OK;
-        default:
-            LOG_ERROR("STATUS_ERR_VALUE_TYPE_MISMATCH\n");
-            return STATUS_TYPE_MISMATCH;
-    }
-}
+int ValueAccessBase::setValue(int newValue) { return writeInteger(newValue); }
+int ValueAccessBase::setValue(long long newValue) { return writeInteger(newValue); }
 
-int ValueAccessBase::setValue(long long newValue) {
-    LOG_ENTER();
+int ValueAccessBase::writeInteger(long long newValue) {
+    constexpr const char* function = "setValue";
+    LOG_ENTER_AS(function);
     BizValue* value = nullptr;
     if (const int status = connectedValue(value); status != STATUS_OK) return status;
     switch (value->getType()) {
         case OBJECT_TYPE_NUMERIC_INTEGER:
-            if (newValue < std::numeric_limits<int>::min() || newValue > std::numeric_limits<int>::max()) {
-                LOG_ERROR("Value is too large for int32 value:  [%lld] \n", newValue);
+            if (!std::in_range<int>(newValue)) {
+                LOG_ERROR_AS(function, "Value is too large for int32 value:  [%lld] \n", newValue);
                 return STATUS_TYPE_MISMATCH;
             }
             value->setInteger(static_cast<int>(newValue));
@@ -233,7 +235,7 @@ int ValueAccessBase::setValue(long long newValue) {
             value->setInt64(newValue);
             return STATUS_OK;
         default:
-            LOG_ERROR("STATUS_ERR_VALUE_TYPE_MISMATCH\n");
+            LOG_ERROR_AS(function, "STATUS_ERR_VALUE_TYPE_MISMATCH\n");
             return STATUS_TYPE_MISMATCH;
     }
 }

@@ -1,21 +1,19 @@
-#define PLATFORM_ADAPTATION_INLINE [[gnu::used]] inline
 #include "platform_adaptation/system_access/value_object.h"
 
 #include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <utility>
-
-#include "fast_path.h"
+#include <type_traits>
 
 namespace {
 
-// The same on every processor: beyond the range its nearest end, NaN gives 0.
+bool isNumber(int kind) noexcept { return kind >= ValueObject::TYPE_INT && kind <= ValueObject::TYPE_DOUBLE; }
+
+// Saturates, on every processor alike; NaN gives 0.
 template <typename To, typename From>
 To saturate(From value) noexcept {
-    // One beyond the last as a power of two, which every floating type represents exactly: the last would be
-    // rounded.
+    // The first value beyond the range is a power of two, exact in floating point; max() would be rounded.
     constexpr From end = static_cast<From>(To{1} << (std::numeric_limits<To>::digits - 1)) * From{2};
     constexpr From begin = std::numeric_limits<To>::is_signed ? -end : From{0};
     if (std::isnan(value)) return To{0};
@@ -39,75 +37,71 @@ To convert(From value) noexcept {
 constexpr std::size_t NUMBER_LENGTH = 24;
 
 template <typename... Arguments>
-void appendNumber(std::string& out, Arguments... arguments) {
+std::string numberText(Arguments... arguments) {
     char digits[NUMBER_LENGTH];
-    const std::to_chars_result result = std::to_chars(digits, digits + sizeof digits, arguments...);
-    out.append(digits, result.ptr);
+    return std::string(digits, std::to_chars(digits, digits + sizeof digits, arguments...).ptr);
 }
 
-// Six significant digits of a number that is written without an exponent. Scaled to six digits before the
-// point it has one rounding error, of at most 1e-10: false, and nothing done, if that may decide how the last
-// digit is rounded.
-bool appendOrdinary(std::string& out, double value) {
-    constexpr double powers[] = {1, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
-    const double magnitude = std::fabs(value);
-    if (!(magnitude >= 1e-4 && magnitude < 999999)) return false;
-    int decimals = 0;
-    double scaled = magnitude;
-    while (scaled < 1e5 && decimals < 9) scaled = magnitude * powers[++decimals];
-    auto digits = static_cast<unsigned>(scaled);
-    const double rest = scaled - digits;
-    if (std::fabs(rest - 0.5) < 1e-6) return false;
-    if (rest > 0.5) ++digits;
-
-    // From the last digit; zeros at the end are not written.
-    char text[NUMBER_LENGTH];
-    char* const end = text + sizeof text;
-    char* begin = end;
-    const auto prepend = [&] {
-        *--begin = static_cast<char>('0' + digits % 10);
-        digits /= 10;
-    };
-    for (; decimals > 0; --decimals) {
-        if (begin == end && digits % 10 == 0) {
-            digits /= 10;
-        } else {
-            prepend();
-        }
-    }
-    if (begin != end) *--begin = '.';
-    do prepend();
-    while (digits != 0);
-    if (value < 0) *--begin = '-';
-    out.append(begin, end);
-    return true;
-}
-
-void appendFloating(std::string& out, double value) {
+std::string floatingText(double value) {
     constexpr int significantDigits = 6;
-    if (!appendOrdinary(out, value)) appendNumber(out, value, std::chars_format::general, significantDigits);
+    return numberText(value, std::chars_format::general, significantDigits);
 }
 
 }  // namespace
 
+ValueObject::ValueObject() noexcept : kind(TYPE_UNDEFINED), reserved{0, -1}, point{0, 0} {}
+ValueObject::ValueObject(bool value) noexcept : ValueObject() { *this = value; }
+ValueObject::ValueObject(int value) noexcept : ValueObject() { *this = value; }
+ValueObject::ValueObject(unsigned int value) noexcept : ValueObject() { *this = value; }
+ValueObject::ValueObject(long long value) noexcept : ValueObject() { *this = value; }
+ValueObject::ValueObject(unsigned long long value) noexcept : ValueObject() { *this = value; }
+ValueObject::ValueObject(float value) noexcept : ValueObject() { *this = value; }
+ValueObject::ValueObject(double value) noexcept : ValueObject() { *this = value; }
 ValueObject::ValueObject(const std::string& value) : ValueObject() { *this = value; }
 ValueObject::ValueObject(const Point& value) noexcept : ValueObject() { *this = value; }
 
-RARE_PATH void ValueObject::copyPayload(const ValueObject& other) {
-    if (kind == TYPE_STRING) text = other.text;
-    if (kind == TYPE_POINT) point = other.point;
-    if (kind == TYPE_VECTOR) std::vector<ValueObject>(other.items).swap(items);
+ValueObject::ValueObject(const ValueObject& other) : ValueObject() {
+    kind = other.kind;
+    if (isNumber(kind))
+        scalar = other.scalar;
+    else if (kind == TYPE_STRING)
+        text = other.text;
+    else if (kind == TYPE_POINT)
+        point = other.point;
+    else if (kind == TYPE_VECTOR)
+        items = other.items;
 }
 
 ValueObject::ValueObject(ValueObject&& other) noexcept : ValueObject() {
     kind = other.kind;
-    if (kind >= TYPE_INT && kind <= TYPE_DOUBLE) scalar = other.scalar;
-    if (kind == TYPE_STRING) text.swap(other.text);
-    if (kind == TYPE_POINT) point = other.point;
-    if (kind == TYPE_VECTOR) items.swap(other.items);
+    if (isNumber(kind))
+        scalar = other.scalar;
+    else if (kind == TYPE_STRING)
+        text.swap(other.text);
+    else if (kind == TYPE_POINT)
+        point = other.point;
+    else if (kind == TYPE_VECTOR)
+        items.swap(other.items);
 }
 
-RARE_PATH void ValueObject::endItems() noexcept { std::vector<ValueObject>().swap(items); }
+ValueObject::~ValueObject() = default;
+
+template <typename T>
+ValueObject& ValueObject::set(Type newKind, T Scalar::*field, T value) noexcept {
+    kind = newKind;
+    scalar.*field = value;
+    return *this;
+}
+
+ValueObject& ValueObject::operator=(int value) noexcept { return set(TYPE_INT, &Scalar::i, value); }
+ValueObject& ValueObject::operator=(unsigned int value) noexcept { return set(TYPE_UINT, &Scalar::u, value); }
+ValueObject& ValueObject::operator=(long long value) noexcept { return set(TYPE_INT64, &Scalar::i64, value); }
+ValueObject& ValueObject::operator=(unsigned long long value) noexcept {
+    return set(TYPE_UINT64, &Scalar::u64, value);
+}
+ValueObject& ValueObject::operator=(bool value) noexcept { return set(TYPE_BOOL, &Scalar::b, value); }
+ValueObject& ValueObject::operator=(float value) noexcept { return set(TYPE_FLOAT, &Scalar::f, value); }
+ValueObject& ValueObject::operator=(double value) noexcept { return set(TYPE_DOUBLE, &Scalar::d, value); }
 
 ValueObject& ValueObject::operator=(const std::string& value) {
     text = value;
@@ -121,8 +115,7 @@ ValueObject& ValueObject::operator=(const Point& value) noexcept {
     return *this;
 }
 
-// In both assignments `other` may be one of this value's own items, which ends with the old list: the list
-// comes last.
+// In both assignments `other` may be an item of the old list: replace the list last.
 ValueObject& ValueObject::operator=(const ValueObject& other) {
     if (this == &other) return *this;
     std::vector<ValueObject> newItems(other.items.size());
@@ -180,7 +173,7 @@ T ValueObject::toNumber() const noexcept {
 }
 
 ValueObject::operator bool() const noexcept { return toNumber<bool>(); }
-int ValueObject::convertToInt() const noexcept { return toNumber<int>(); }
+ValueObject::operator int() const noexcept { return toNumber<int>(); }
 ValueObject::operator unsigned int() const noexcept { return toNumber<unsigned int>(); }
 ValueObject::operator long long() const noexcept { return toNumber<long long>(); }
 ValueObject::operator unsigned long long() const noexcept { return toNumber<unsigned long long>(); }
@@ -191,75 +184,48 @@ ValueObject::operator Point() const noexcept { return kind == TYPE_POINT ? point
 template <typename T>
 std::vector<T> ValueObject::toList() const {
     if (kind != TYPE_VECTOR) return {this->operator T()};
-    std::vector<T> list(items.size());
-    for (std::size_t i = 0; i < list.size(); ++i) list[i] = items[i].operator T();
-    return list;
+    return std::vector<T>(items.begin(), items.end());
 }
 
 ValueObject::operator std::vector<int>() const { return toList<int>(); }
 ValueObject::operator std::vector<unsigned int>() const { return toList<unsigned int>(); }
 ValueObject::operator std::vector<std::string>() const { return toList<std::string>(); }
 
-void ValueObject::appendTextTo(std::string& out) const {
+std::string ValueObject::convertToStringType() const {
     switch (kind) {
         case TYPE_NULL:
-            out += "null";
-            break;
+            return "null";
         case TYPE_INT:
-            appendNumber(out, scalar.i);
-            break;
+            return numberText(scalar.i);
         case TYPE_UINT:
-            appendNumber(out, scalar.u);
-            break;
+            return numberText(scalar.u);
         case TYPE_INT64:
-            appendNumber(out, scalar.i64);
-            break;
+            return numberText(scalar.i64);
         case TYPE_UINT64:
-            appendNumber(out, scalar.u64);
-            break;
+            return numberText(scalar.u64);
         case TYPE_BOOL:
-            out += toNumber<bool>() ? "TRUE" : "FALSE";
-            break;
+            return toNumber<bool>() ? "TRUE" : "FALSE";
         case TYPE_FLOAT:
-            appendFloating(out, static_cast<double>(scalar.f));
-            break;
+            return floatingText(static_cast<double>(scalar.f));
         case TYPE_DOUBLE:
-            appendFloating(out, scalar.d);
-            break;
+            return floatingText(scalar.d);
         case TYPE_STRING:
-            out += text;
-            break;
+            return text;
         case TYPE_POINT:
-            out += '(';
-            appendNumber(out, point.first);
-            out += ',';
-            appendNumber(out, point.second);
-            out += ')';
-            break;
+            return "(" + numberText(point.first) + "," + numberText(point.second) + ")";
         case TYPE_VECTOR: {
-            out += '[';
-            const char* separator = "";
+            std::string list = "[";
             for (const ValueObject& item : items) {
-                out += separator;
-                item.appendTextTo(out);
-                separator = ",";
+                if (&item != &items.front()) list += ',';
+                list += item.convertToStringType();
             }
-            out += ']';
-            break;
+            return list + ']';
         }
         case TYPE_UNDEFINED:
-            out += "Undefined";
-            break;
+            return "Undefined";
         default:
-            break;
+            return "";
     }
-}
-
-std::string ValueObject::convertToStringType() const {
-    if (kind == TYPE_INT) return std::to_string(scalar.i);
-    std::string out;
-    appendTextTo(out);
-    return out;
 }
 
 bool ValueObject::operator==(const ValueObject& other) const {

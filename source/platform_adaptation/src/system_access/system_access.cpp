@@ -1,0 +1,4 @@
+#include "platform_adaptation/system_access/system_access.h"
+
+SystemAccess::SystemAccess() = default;
+SystemAccess::~SystemAccess() = default;
