@@ -15,16 +15,16 @@ class FloorBase {
     virtual ~FloorBase() = default;
     virtual void onNewValue(int value) {
         LOG_ENTER();
-        m_handler->onNewValue(value);
+        if (const auto handler = m_handler) handler->onNewValue(value);
     }
 
   protected:
-    std::unique_ptr<FloorHandler> m_handler;
+    std::shared_ptr<FloorHandler> m_handler;
 };
 
 class FloorAccess : public FloorBase, public FloorObserver {
   public:
-    explicit FloorAccess(std::unique_ptr<FloorHandler> handler) { m_handler = std::move(handler); }
+    explicit FloorAccess(std::shared_ptr<FloorHandler> handler) { m_handler = std::move(handler); }
     void notifyNewValue(int value) override {
         LOG_ENTER();
         onNewValue(value);
@@ -33,7 +33,7 @@ class FloorAccess : public FloorBase, public FloorObserver {
 
 }  // namespace
 
-std::unique_ptr<FloorObserver> makeFloor(std::unique_ptr<FloorHandler> handler) {
+std::unique_ptr<FloorObserver> makeFloor(std::shared_ptr<FloorHandler> handler) {
     return std::make_unique<FloorAccess>(std::move(handler));
 }
 

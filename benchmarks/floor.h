@@ -1,4 +1,5 @@
-// The virtual calls and the level checks that a notification is made of, with the number in a register.
+// The virtual calls, the level checks and the copy of a std::shared_ptr that a notification takes, with the
+// number in a register.
 #ifndef BENCHMARKS_FLOOR_H
 #define BENCHMARKS_FLOOR_H
 
@@ -21,7 +22,7 @@ class FloorHandler {
 };
 
 __attribute__((visibility("default"))) std::unique_ptr<FloorObserver> makeFloor(
-    std::unique_ptr<FloorHandler> handler);
+    std::shared_ptr<FloorHandler> handler);
 
 }  // namespace benchmarks
 

@@ -51,7 +51,7 @@ void addSignals() {
     add("notify_int", "floor", [] {
         auto receiver = std::make_shared<Receiver>();
         std::shared_ptr<FloorObserver> floor =
-            makeFloor(std::make_unique<FloorHandlerOfReceiver>(receiver.get(), &Receiver::onInt));
+            makeFloor(std::make_shared<FloorHandlerOfReceiver>(receiver.get(), &Receiver::onInt));
         return [receiver, floor, value = 0]() mutable {
             floor->notifyNewValue(++value);
             benchmark::DoNotOptimize(receiver->last);
