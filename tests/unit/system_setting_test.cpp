@@ -613,7 +613,7 @@ TEST_P(ASetting, IsAwaitedUntilAnyWakeUp) {
 TEST_P(ASetting, CannotBeAwaitedIfItsMutexCannotBeLocked) {
     WatchedMemory watched(&setting.m_changeMutex[it.index], sizeof(std::mutex));
     watched.failNext(ThreadCall::MUTEX_LOCK, EINVAL);
-    EXPECT_EQ((setting.*it.wait)(), -1);
+    EXPECT_EQ(startWait(it).result(), -1);
     const std::string reason = std::generic_category().message(EINVAL);
     EXPECT_EQ(said(it.waiter()), Lines{error(it.waiter(), std::string("wait video ") + it.word +
                                                               " changed failed: " + reason + ".")});
