@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # check.sh BUILD_SH virtual_tables|members|symbols|abi: compares what a build has with what was accepted.
-# check.sh BUILD_SH per_thread: fails if the library keeps something for each thread.
+# check.sh BUILD_SH per_thread: fails if the library has thread-local storage or changes threads.
 set -euo pipefail
 source "$1"
 source "$(dirname "$0")/facts.sh"

@@ -11,7 +11,7 @@ symbols() {
         grep -v '^A ' | sed -E 's/^(.) /\1 /; s/^[TW] /function /; s/^[DVRB] /object /' | LC_ALL=C sort -u
 }
 
-# Thread-local storage, and what the library would need to call to have it or to change its threads. It has none.
+# Thread-local storage, and the imports that would serve it or change the calling thread.
 per_thread() {
     "$readelf" --segments --wide "$library" | grep -w TLS || true
     "$nm" --dynamic --undefined-only "$library" |

@@ -500,7 +500,7 @@ void Round::lifeOf(const std::string& key, const Value& written, Random& random)
     handler->silent = true;
 }
 
-// Ends its own subscription and itself, once, unless its owner was faster.
+// Removes itself and ends its own subscription, once, unless its owner was faster.
 class Leaving final : public ValueHandler {
   public:
     void onNewValue(const ValueObject&) override {
@@ -1005,7 +1005,7 @@ void Round::misbehave(Random& random) {
 }
 
 void Round::run() {
-    // Its first uses come from one thread.
+    // The first use of the action and of the flag must come from one thread.
     EXPECT_NE(sourceSwitch.connectToValue(SWITCH_ACTION), nullptr);
     EXPECT_EQ(sourceSwitch.setQuietFlag(0), 0);
     currentRound = this;

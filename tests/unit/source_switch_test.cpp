@@ -678,7 +678,7 @@ TEST_F(AnAnswer, ReachesItsOwnerThroughTheHandler) {
 TEST_F(AnAnswer, ForWhichThereIsNoMemoryIsLoggedAndLost) {
     ActionAccess* const action = access.connectToValue(ACTION);
     ASSERT_NE(action, nullptr);
-    // What is logged before the answer is stored allocates, too.
+    // Recording a line allocates: only the error line is on.
     television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::ERROR);
     log.clear();
     tests::allocationsUntilFailure = 0;

@@ -85,10 +85,13 @@ Process Process::getInstance() {
 
 int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, const std::string& name) {
     simulated::OtherTelevision* const other = simulated::otherTelevision();
-    const int status = other != nullptr ? other->lookUp(name)
-                                        : simulated::Television::instance().framework().lookUp(name);
+    const int status =
+        other != nullptr ? other->lookUp(name) : simulated::Television::instance().framework().lookUp(name);
     if (status != 0) return status;
-    reference = boost::make_shared<simulated::ModelInterface>();
+    // Made once: an accessor may be destroyed, which looks it up, when there is no memory left.
+    static const auto& model =
+        *new boost::shared_ptr<Interface>(boost::make_shared<simulated::ModelInterface>());
+    reference = model;
     return 0;
 }
 
