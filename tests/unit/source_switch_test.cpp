@@ -390,6 +390,15 @@ TEST_F(ASourceSwitch, DoesNotConnectToAPlainValueAndForgetsTheAttempt) {
     EXPECT_TRUE(access.setChannelNext());
 }
 
+TEST_F(ASourceSwitch, ConnectsNothingWithoutMemory) {
+    television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
+    std::string name = ACTION;
+    tests::allocationsUntilFailure = 0;
+    EXPECT_EQ(access.connectToValue(std::move(name)), nullptr);
+    EXPECT_EQ(std::exchange(tests::allocationsUntilFailure, -1), -1);
+    EXPECT_NE(access.connectToValue(ACTION), nullptr);
+}
+
 TEST_F(ASourceSwitch, TriesTenTimesToConnectAndAgainWithTheNextRequest) {
     model.withdraw(ACTION);
     log.clear();

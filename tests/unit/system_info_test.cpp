@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "allocation_faults.h"
 #include "platform_adaptation/system_access/value_handler.h"
 #include "slot.h"
 #include "television_test.h"
@@ -27,6 +28,7 @@ using simulated::KeyFaults;
 using simulated::Value;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 using tests::LogLine;
 using tests::slotOf;
 
@@ -254,6 +256,19 @@ class InfoTest : public tests::TelevisionTest {
 };
 
 using ASystemInfo = InfoTest;
+
+TEST_F(ASystemInfo, LogsThatThereIsNoMemoryToReadTheEncryptionFlag) {
+    SystemInfo systemInfo;
+    Texts attributes(9, std::string(100, '1'));
+    bool encrypted = true;
+    television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::ERROR);
+    log.clear();
+    tests::allocationsUntilFailure = 0;
+    EXPECT_FALSE(systemInfo.parserTvStreamEncrypte(encrypted, attributes));
+    EXPECT_EQ(std::exchange(tests::allocationsUntilFailure, -1), -1);
+    EXPECT_TRUE(encrypted);
+    EXPECT_THAT(log.withMessage("fail: others.\n"), SizeIs(1));
+}
 using AnInjectedSystemInfo = InfoTest;
 using ABoolGetter = InfoTest;
 using ATextGetter = InfoTest;

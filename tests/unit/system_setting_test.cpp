@@ -26,6 +26,7 @@
 #include <utility>
 #include <vector>
 
+#include "allocation_faults.h"
 #include "asleep.h"
 #include "system_faults.h"
 #include "television_test.h"
@@ -1250,6 +1251,15 @@ TEST_F(ThePQParameters, AreNotLoggedAsAnErrorIfTheyCannotBeWritten) {
     std::vector<int> ivec(34, 1);
     EXPECT_EQ(setting.setVideoPQParameters(ivec), -1);
     EXPECT_EQ(said(SET), elementLines(SET, ivec));
+}
+
+TEST_F(ThePQParameters, AreNotWrittenWithoutMemory) {
+    television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
+    std::vector<int> ivec(34, 1);
+    tests::allocationsUntilFailure = 0;
+    EXPECT_EQ(setting.setVideoPQParameters(ivec), -1);
+    EXPECT_EQ(std::exchange(tests::allocationsUntilFailure, -1), -1);
+    EXPECT_TRUE(model.writes(PQ_SETTING).empty());
 }
 
 TEST_F(ThePQParameters, AreNotFollowedByAHandler) {

@@ -284,9 +284,9 @@ bool SystemInfo::parserTvStreamEncrypte(bool& encrypted, std::vector<std::string
                   static_cast<int>(ENCRYPTION_ATTRIBUTE), static_cast<int>(attributes.size()));
         return false;
     }
-    const std::string attribute = attributes[ENCRYPTION_ATTRIBUTE];
-    LOG_INFO("media stream encrytped: %s.\n", attribute.c_str());
     try {
+        const std::string attribute = attributes[ENCRYPTION_ATTRIBUTE];
+        LOG_INFO("media stream encrytped: %s.\n", attribute.c_str());
         // The lowest bit and nothing else: 2 is not encrypted.
         encrypted = (toLong(attribute) & 1) != 0;
         return true;

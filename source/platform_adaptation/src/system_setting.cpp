@@ -3,6 +3,7 @@
 #include <array>
 #include <chrono>
 #include <cstdlib>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -440,10 +441,13 @@ int SystemSetting::getVideoColorTunerFamily(std::vector<int>& ivec) {
 int SystemSetting::setVideoPQParameters(std::vector<int>& ivec) {
     if (!hasSize(ivec, PQ_INPUT_SIZE, __func__)) return -1;
     logElements(ivec, __func__);
-    std::vector<int> ordered;
-    ordered.reserve(PQ_ORDER.size());
-    for (const std::size_t position : PQ_ORDER) ordered.push_back(ivec[position]);
-    return m_pqParameters->setValue(ordered) == 0 ? 0 : -1;
+    try {
+        std::vector<int> ordered;
+        for (const std::size_t position : PQ_ORDER) ordered.push_back(ivec[position]);
+        return m_pqParameters->setValue(ordered) == 0 ? 0 : -1;
+    } catch (const std::bad_alloc&) {
+        return -1;
+    }
 }
 
 // The names of the ten settings

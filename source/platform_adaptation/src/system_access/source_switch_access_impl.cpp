@@ -104,13 +104,16 @@ ActionAccess* SourceSwitchAccessImpl::connectToValue(std::string name) {
     LOG_ENTER();
     if (ActionAccess* const connected = loadShared(m_actionAccess)) return connected;
     LOG_INFO("Connecting To Value: %s  \n", name.c_str());
-    auto access = std::make_unique<ActionAccess>(name, m_actionHandler);
-    if (const int status = access->connect(ACTION_CONNECT_TIMEOUT_MS); status != 0) {
-        LOG_ERROR("Error connect value : %s,  status: %d\n", name.c_str(), status);
-        return nullptr;
-    }
-    storeShared(m_actionAccess, access.get());
-    return access.release();
+    constexpr const char* function = "connectToValue";
+    return attempt(function, static_cast<ActionAccess*>(nullptr), [&]() -> ActionAccess* {
+        auto access = std::make_unique<ActionAccess>(name, m_actionHandler);
+        if (const int status = access->connect(ACTION_CONNECT_TIMEOUT_MS); status != 0) {
+            LOG_ERROR_AS(function, "Error connect value : %s,  status: %d\n", name.c_str(), status);
+            return nullptr;
+        }
+        storeShared(m_actionAccess, access.get());
+        return access.release();
+    });
 }
 
 // Every request begins with its tag, its command and a fixed text.
