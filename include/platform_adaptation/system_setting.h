@@ -199,7 +199,6 @@ class PLATFORM_ADAPTATION_API SystemSetting : public SystemSettingInterface {
     PLATFORM_ADAPTATION_LOCAL void onChanged(const Setting& setting, const ValueObject& value,
                                              const char* function);
 
-    // The workers' implementation.
     PLATFORM_ADAPTATION_LOCAL static void* run(const Setting& setting, void* arg, const char* function);
     PLATFORM_ADAPTATION_LOCAL bool apply(const Setting& setting, int target, const char* function);
     PLATFORM_ADAPTATION_LOCAL bool readCurrent(const Setting& setting, int& current, const char* function);

@@ -242,7 +242,7 @@ TEST(ASecondPlatform, PrintsTheLibrarysErrors) {
     ValueAccessT<ObserverNumericInteger> unknown("dovra.sl2.i32.no.such.key");
     unknown.connect(0);
     const std::string printed = testing::internal::GetCapturedStderr();
-    EXPECT_NE(printed.find("<1> aipq: value_access.cpp:"), std::string::npos) << printed;
+    EXPECT_NE(printed.find("<1> aipq: value_access_base.cpp:"), std::string::npos) << printed;
     EXPECT_NE(printed.find("connect(): [Platform Adaptation] Failed 3\n"), std::string::npos) << printed;
     EXPECT_EQ(printed.find("ENTER"), std::string::npos) << printed;
 }
