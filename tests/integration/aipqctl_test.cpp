@@ -3,17 +3,11 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <map>
 #include <nlohmann/json.hpp>
-#include <set>
-#include <sstream>
 #include <thread>
-#include <utility>
 
 #include "aipqctl_run.h"
 
@@ -602,92 +596,6 @@ TEST(JsonOutput, IsValidForATextThatIsNoUtf8) {
     const Result result = runOn(arrange, {"key", "get", SOURCE, "--json"});
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(validate("key", result.out), "");
-}
-
-// The manual and the help
-
-std::set<std::string> optionsIn(std::string text) {
-    std::replace(text.begin(), text.end(), ',', ' ');
-    std::istringstream words(text);
-    std::set<std::string> options;
-    for (std::string word; words >> word;)
-        if (word.starts_with('-')) options.insert(word);
-    return options;
-}
-
-// The options of every command that does something, by its name.
-using Options = std::map<std::string, std::set<std::string>>;
-
-void collectHelp(const Arguments& command, Options& options) {
-    Arguments arguments = command;
-    arguments.push_back("--help");
-    const Result help = run(arguments);
-    ASSERT_EQ(help.exitCode, 0);
-    std::istringstream lines(help.out);
-    std::set<std::string> own;
-    bool isGroup = false;
-    std::string part;
-    for (std::string line; std::getline(lines, line);) {
-        if (line.ends_with(':')) part = line;
-        if (part == "Options:" && line.starts_with("  -")) {
-            own.merge(optionsIn(line.substr(0, line.find("  ", 3))));
-        } else if (part == "Subcommands:" && line.starts_with("  ")) {
-            isGroup = true;
-            Arguments below = command;
-            below.push_back(line.substr(2, line.find(' ', 2) - 2));
-            collectHelp(below, options);
-        }
-    }
-    std::string name;
-    for (const std::string& word : command) name += (name.empty() ? "" : " ") + word;
-    if (!name.empty()) {
-        own.erase("-h");
-        own.erase("--help");
-    }
-    if (!isGroup || name.empty()) options[name] = own;
-}
-
-Options readManual() {
-    Options options;
-    std::ifstream manual(MANUAL);
-    std::string command;
-    for (std::string line; std::getline(manual, line);) {
-        if (line.starts_with(".Sh ENVIRONMENT")) break;
-        if (line.starts_with(".Ss ")) {
-            command = line.substr(4, line.find_first_of("OA", 4) - 4);
-            command.erase(command.find_last_not_of(' ') + 1);
-            options[command];
-        }
-        if (!line.starts_with(".It Fl")) continue;
-        std::string words = line;
-        for (const auto& [macro, sign] : {std::pair("Fl Fl ", "--"), std::pair("Fl ", "-")})
-            for (std::size_t at = words.find(macro); at != std::string::npos; at = words.find(macro))
-                words.replace(at, std::string(macro).size(), sign);
-        options[command].merge(optionsIn(words));
-    }
-    return options;
-}
-
-TEST(TheManual, HasTheOptionsOfTheHelp) {
-    Options help;
-    collectHelp({}, help);
-    EXPECT_GT(help.size(), 20U);
-    EXPECT_EQ(readManual(), help);
-}
-
-TEST(TheManual, IsWellFormed) {
-    const Result lint = runShell("mandoc -Tlint " MANUAL);
-    EXPECT_EQ(lint.exitCode, 0);
-    EXPECT_EQ(lint.out, "");
-}
-
-TEST(TheCompletionForBash, AsksTheProgram) {
-    const Result result =
-        runShell("source " COMPLETION_FOLDER "/aipqctl; aipqctl() { :; }; COMP_WORDS=(" AIPQCTL_PROGRAM
-                 " set co); COMP_CWORD=2; _aipqctl; echo \"${COMPREPLY[@]}\"; complete -p aipqctl");
-    EXPECT_EQ(result.out,
-              "contrast color-tuner color-tuner-luma color-tuner-sat color-tuner-hue\n"
-              "complete -o default -F _aipqctl aipqctl\n");
 }
 
 }  // namespace

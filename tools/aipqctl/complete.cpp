@@ -1,8 +1,6 @@
-#include <algorithm>
-#include <memory>
-
 #include "catalogue.h"
 #include "command.h"
+#include "completion.h"
 #include "resources.h"
 #include "settings.h"
 
@@ -10,92 +8,21 @@ namespace aipqctl {
 
 namespace {
 
-using Words = std::vector<std::string>;
-
-// What may stand where the usage shows this word.
-Words valuesOf(const std::string& word) {
-    if (word == "SETTING") return settingNames();
-    if (word == "KEY") return keyNames(Keys::VALUES);
-    if (word == "TABLE") return keyNames(Keys::TABLES);
-    if (word == "TYPE") return valueTypeNames();
-    if (word == "RESOURCES") return resourceNames();
-    if (word == "PLAYBACK") return playbackNames();
-    if (word != "NAME") return {};
-    Words words = settingNames();
-    for (const std::string& key : keyNames(Keys::VALUES)) words.push_back(key);
-    return words;
-}
-
-std::vector<const CLI::App*> commandsOf(const CLI::App& command) {
-    return command.get_subcommands([](const CLI::App* below) { return !below->get_group().empty(); });
-}
-
-const CLI::App* findCommand(const CLI::App& command, const std::string& word) {
-    for (const CLI::App* const below : commandsOf(command))
-        if (below->get_name() == word) return below;
-    return nullptr;
-}
-
-const CLI::Option* findOption(const CLI::App* command, const std::string& word) {
-    for (; command != nullptr; command = command->get_parent())
-        if (const CLI::Option* const option = command->get_option_no_throw(word)) return option;
-    return nullptr;
-}
-
-Words optionsOf(const CLI::App* command) {
-    Words words;
-    for (; command != nullptr; command = command->get_parent())
-        for (const CLI::Option* const option : command->get_options())
-            for (const std::string& name : option->get_lnames())
-                if (const std::string word = "--" + name;
-                    std::find(words.begin(), words.end(), word) == words.end())
-                    words.push_back(word);
-    return words;
-}
-
-bool takesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
-
-// What may stand in place of the last word.
-Words complete(const CLI::App& program, const Words& words) {
-    const CLI::App* command = &program;
-    std::size_t positionals = 0;
-    for (std::size_t i = 0; i + 1 < words.size(); ++i) {
-        const CLI::Option* const option = words[i].starts_with('-') ? findOption(command, words[i]) : nullptr;
-        if (option != nullptr && takesValue(*option)) {
-            if (++i + 1 == words.size()) return valuesOf(option->get_type_name());
-        } else if (!words[i].starts_with('-')) {
-            const CLI::App* const below = findCommand(*command, words[i]);
-            if (below == nullptr) ++positionals;
-            if (below != nullptr) command = below;
-        }
-    }
-    if (!words.empty() && words.back().starts_with('-')) return optionsOf(command);
-
-    Words found;
-    for (const CLI::App* const below : commandsOf(*command)) found.push_back(below->get_name());
-    std::size_t position = 0;
-    for (const CLI::Option* const option : command->get_options()) {
-        if (!option->get_positional()) continue;
-        // The last one may take any number of words.
-        if (position++ < positionals && option->get_items_expected_max() == 1) continue;
-        for (const std::string& value : valuesOf(option->get_name(true))) found.push_back(value);
-        break;
-    }
-    return found;
+std::vector<std::string> valuesOf(const std::string& name) {
+    if (name == "SETTING") return settingNames();
+    if (name == "KEY") return keyNames(Keys::VALUES);
+    if (name == "TABLE") return keyNames(Keys::TABLES);
+    if (name == "TYPE") return valueTypeNames();
+    if (name == "RESOURCES") return resourceNames();
+    if (name == "PLAYBACK") return playbackNames();
+    if (name != "NAME") return {};
+    std::vector<std::string> names = settingNames();
+    for (const std::string& key : keyNames(Keys::VALUES)) names.push_back(key);
+    return names;
 }
 
 }  // namespace
 
-void addCompleteCommand(CLI::App& app, Context&) {
-    CLI::App& command = *app.add_subcommand("complete", "")->group("");
-    const auto typed = std::make_shared<Words>();
-    command.add_option("WORD", *typed);
-    command.callback([&app, typed] {
-        const Words& words = *typed;
-        const std::string prefix = words.empty() ? "" : words.back();
-        for (const std::string& word : complete(app, words))
-            if (word.starts_with(prefix)) printLine(word);
-    });
-}
+void addCompleteCommand(CLI::App& app, Context&) { ::addCompleteCommand(app, valuesOf); }
 
 }  // namespace aipqctl

@@ -1,0 +1,145 @@
+// The manuals and the completion of the programs, compared with what the programs say themselves.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "child_process.h"
+
+using tests::ChildProcess;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+struct Program {
+    std::string file;
+    std::string manual;
+    std::string completion;
+    // Words of a command line, and what may replace the last one.
+    Words typed;
+    std::string possible;
+
+    std::string name() const { return file.substr(file.rfind('/') + 1); }
+};
+
+void PrintTo(const Program& program, std::ostream* out) { *out << program.name(); }
+
+// The options of each command by its name; the program's own under the empty name.
+using Options = std::map<std::string, std::set<std::string>>;
+
+std::set<std::string> optionsIn(std::string text) {
+    std::replace(text.begin(), text.end(), ',', ' ');
+    std::istringstream words(text);
+    std::set<std::string> options;
+    for (std::string word; words >> word;)
+        if (word.starts_with('-') && word.size() > 1) options.insert(word);
+    return options;
+}
+
+void collectHelp(const std::string& program, const Words& command, Options& options) {
+    Words words{program};
+    words.insert(words.end(), command.begin(), command.end());
+    words.emplace_back("--help");
+    ChildProcess help(words);
+    ASSERT_EQ(help.wait(), 0);
+    std::istringstream lines(help.output());
+    std::set<std::string> own;
+    bool isGroup = false;
+    std::string part;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.ends_with(':')) part = line;
+        if (part == "Options:" && line.starts_with("  -")) {
+            own.merge(optionsIn(line.substr(0, line.find("  ", 3))));
+        } else if (part == "Subcommands:" && line.starts_with("  ")) {
+            isGroup = true;
+            Words below = command;
+            below.push_back(line.substr(2, line.find_first_of(" ,", 2) - 2));
+            collectHelp(program, below, options);
+        }
+    }
+    std::string name;
+    for (const std::string& word : command) name += (name.empty() ? "" : " ") + word;
+    if (!name.empty()) {
+        own.erase("-h");
+        own.erase("--help");
+    }
+    if (!isGroup || name.empty()) options[name] = own;
+}
+
+Options readManual(const std::string& file) {
+    Options options;
+    std::ifstream manual(file);
+    std::string command;
+    for (std::string line; std::getline(manual, line);) {
+        if (line.starts_with(".Sh ENVIRONMENT")) break;
+        if (line.starts_with(".Ss ")) {
+            command = line.substr(4, line.find_first_of("OA", 4) - 4);
+            command.erase(command.find_last_not_of(' ') + 1);
+            options[command];
+        }
+        if (!line.starts_with(".It Fl")) continue;
+        std::string words = line;
+        for (const auto& [macro, sign] : {std::pair("Fl Fl ", "--"), std::pair("Fl ", "-")})
+            for (std::size_t at = words.find(macro); at != std::string::npos; at = words.find(macro))
+                words.replace(at, std::string(macro).size(), sign);
+        options[command].merge(optionsIn(words));
+    }
+    return options;
+}
+
+class AProgram : public testing::TestWithParam<Program> {};
+
+TEST_P(AProgram, HasTheOptionsOfItsHelpInItsManual) {
+    Options help;
+    collectHelp(GetParam().file, {}, help);
+    EXPECT_GT(help.size(), 1U);
+    EXPECT_EQ(readManual(GetParam().manual), help);
+}
+
+TEST_P(AProgram, HasAWellFormedManual) {
+    ChildProcess lint({"mandoc", "-Tlint", GetParam().manual});
+    EXPECT_EQ(lint.wait(), 0);
+    EXPECT_EQ(lint.output(), "");
+}
+
+TEST_P(AProgram, PrintsItsNameAndVersion) {
+    ChildProcess program({GetParam().file, "--version"});
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_EQ(program.output(), GetParam().name() + " " PROJECT_VERSION "\n");
+}
+
+// Bash runs the program itself for the words on its command line.
+TEST_P(AProgram, CompletesItsCommandLineInBash) {
+    const std::string name = GetParam().name();
+    std::string typed;
+    for (const std::string& word : GetParam().typed) typed += " " + word;
+    ChildProcess bash({"bash", "-c",
+                       "source " + GetParam().completion + "; COMP_WORDS=(" + GetParam().file + typed +
+                           "); COMP_CWORD=" + std::to_string(GetParam().typed.size()) + "; _" + name +
+                           "; echo \"${COMPREPLY[@]}\"; complete -p " + name});
+    EXPECT_EQ(bash.wait(), 0) << bash.errors();
+    EXPECT_EQ(bash.output(), GetParam().possible + "\ncomplete -o default -F _" + name + " " + name + "\n");
+}
+
+const Program AIPQCTL{AIPQCTL_PROGRAM,
+                      SOURCE_FOLDER "/tools/aipqctl/aipqctl.1",
+                      COMPLETION_FOLDER "/aipqctl",
+                      {"set", "co"},
+                      "contrast color-tuner color-tuner-luma color-tuner-sat color-tuner-hue"};
+
+std::string nameOf(const testing::TestParamInfo<Program>& program) {
+    std::string name = program.param.name();
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, AProgram, testing::Values(AIPQCTL), nameOf);
+
+}  // namespace

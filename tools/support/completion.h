@@ -1,0 +1,18 @@
+// The hidden command with which a program completes its own command line for a shell.
+#ifndef TOOLS_SUPPORT_COMPLETION_H
+#define TOOLS_SUPPORT_COMPLETION_H
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+#include <vector>
+
+// Returns the possible words for a value that the usage calls `name`, such as SETTING. Empty: a file, or
+// anything.
+using ValuesOf = std::function<std::vector<std::string>(const std::string& name)>;
+
+// Adds the command `complete -- WORD...`. It prints the words that may replace the last WORD, one a line, and
+// ends the parsing with CLI::Success.
+void addCompleteCommand(CLI::App& program, const ValuesOf& valuesOf);
+
+#endif
