@@ -12,6 +12,7 @@
 
 #include "child_process.h"
 
+using testing::HasSubstr;
 using tests::ChildProcess;
 
 namespace {
@@ -105,8 +106,12 @@ TEST_P(AProgram, HasTheOptionsOfItsHelpInItsManual) {
 
 TEST_P(AProgram, HasAWellFormedManual) {
     ChildProcess lint({"mandoc", "-Tlint", GetParam().manual});
-    EXPECT_EQ(lint.wait(), 0);
-    EXPECT_EQ(lint.output(), "");
+    EXPECT_LE(lint.wait(), 1);  // remarks on style at most
+    std::istringstream remarks(lint.output());
+    for (std::string remark; std::getline(remarks, remark);) {
+        // A machine need not have other programs' manuals.
+        EXPECT_THAT(remark, HasSubstr("STYLE: referenced manual not found: "));
+    }
 }
 
 TEST_P(AProgram, PrintsItsNameAndVersion) {
@@ -134,12 +139,18 @@ const Program AIPQCTL{AIPQCTL_PROGRAM,
                       {"set", "co"},
                       "contrast color-tuner color-tuner-luma color-tuner-sat color-tuner-hue"};
 
+const Program TELEVISION{TELEVISION_PROGRAM,
+                         SOURCE_FOLDER "/tools/aipq-television/aipq-television.1",
+                         COMPLETION_FOLDER "/aipq-television",
+                         {"--name", "kitchen", "play", "--s"},
+                         "--speed --screen"};
+
 std::string nameOf(const testing::TestParamInfo<Program>& program) {
     std::string name = program.param.name();
     std::replace(name.begin(), name.end(), '-', '_');
     return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, AProgram, testing::Values(AIPQCTL), nameOf);
+INSTANTIATE_TEST_SUITE_P(Each, AProgram, testing::Values(AIPQCTL, TELEVISION), nameOf);
 
 }  // namespace

@@ -12,7 +12,9 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
+#include "completion.h"
 #include "exit_code.h"
 #include "line.h"
 #include "platform_server.h"
@@ -156,6 +158,8 @@ int main(int argc, char** argv) {
     CLI::App app("The simulated television as a process of its own, for any number of clients",
                  "aipq-television");
     app.require_subcommand(0, 1);
+    app.set_version_flag("--version", "aipq-television " AIPQ_TELEVISION_VERSION, "print the version");
+    addCompleteCommand(app, [](const std::string&) { return std::vector<std::string>{}; });
     app.add_option("--name", options.name, "what clients call it in AIPQ_TV")->capture_default_str();
     app.add_option("--bus", options.bus, "D-Bus address to be on; without it, it starts a bus of its own");
     app.add_option("--video", options.video, "the film that it shows, scenes, or off")->capture_default_str();
