@@ -69,6 +69,13 @@ check_files() {
         complain "The packages (<) do not hold what is installed (>):"$'\n'"$(cat "$work/difference")"
     rm -rf "$work/stage"
 
+    local triplet
+    for package in "$packages"/*.deb; do
+        triplet=$(dpkg-architecture -a "$(field "$package" Architecture)" -q DEB_HOST_MULTIARCH)
+        ! files_of "$package" | grep '^/usr/lib/' | grep -v "^/usr/lib/$triplet/" ||
+            complain "${package##*/} has files in /usr/lib that are not in the folder of its architecture."
+    done
+
     local machine_path
     for machine_path in "$source_dir" "$build_dir"; do
         ! grep -raFl "$machine_path" "$root" || complain "These name a folder of the building machine, $machine_path."
@@ -103,9 +110,9 @@ check_dependencies() {
     local package file soname needed name seen=0
     for package in "$packages"/*.deb; do
         name=$(field "$package" Package)
-        for soname in $(files_of "$package" | grep -oP '^/usr/lib/\Klib[^/]*\.so\.\d+$'); do home[$soname]=$name; done
-        # Who packages a program that links one of ours learns from this what to depend on.
-        for soname in $(files_of "$package" | grep -oP '^/usr/lib/\Klib[^/]*\.so\.\d+$'); do
+        for soname in $(files_of "$package" | grep -oP "^$library_folder/\Klib[^/]*\.so\.\d+$"); do
+            home[$soname]=$name
+            # Who packages a program that links one of ours learns from this what to depend on.
             dpkg-deb -I "$package" shlibs 2>/dev/null | grep -qxF "${soname%%.so.*} ${soname##*.} $name (>= $version)" ||
                 complain "$name does not say that it has $soname."
         done
@@ -135,8 +142,8 @@ check_dependencies() {
         complain "Two packages have the same short description."
     # A link for the linker is nothing without the library that it leads to.
     for package in "$packages"/*-dev_*.deb; do
-        for soname in $(files_of "$package" | grep -oP '^/usr/lib/\K[^/]*\.so$'); do
-            depends_on "$package" "${home[$(readlink "$root/usr/lib/$soname")]}" || complain "$package: $soname leads nowhere."
+        for soname in $(files_of "$package" | grep -oP "^$library_folder/\K[^/]*\.so$"); do
+            depends_on "$package" "${home[$(readlink "$root$library_folder/$soname")]}" || complain "$package: $soname leads nowhere."
         done
         depends_on "$package" libboost-dev || complain "$package does not depend on Boost, which the headers include."
     done
@@ -164,7 +171,7 @@ check_cmake() {
 }
 
 flags_of_package() {
-    PKG_CONFIG_LIBDIR=$root/usr/lib/pkgconfig pkg-config "$@" platform_adaptation
+    PKG_CONFIG_LIBDIR=$root$library_folder/pkgconfig pkg-config "$@" platform_adaptation
 }
 
 check_pkg_config() {
@@ -175,7 +182,7 @@ check_pkg_config() {
             # shellcheck disable=SC2086
             "$compiler" -std="c++$standard" -pedantic -Wall -Wextra -Werror -Wno-psabi \
                 "$source_dir/tests/packages/consumer/consumer.cpp" -o "$program" $flags \
-                -Wl,-rpath="$root/usr/lib" -pthread
+                -Wl,-rpath="$root$library_folder" -pthread
             run_consumer "$compiler" "$program"
         done
     done
