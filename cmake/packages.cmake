@@ -19,9 +19,9 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 set(CPACK_PLATFORM_ADAPTATION_SOURCE_DIR ${PROJECT_SOURCE_DIR})
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/packaging/debian/source_date.cmake)
 
-set(CPACK_COMPONENTS_ALL runtime dev simulator)
+set(CPACK_COMPONENTS_ALL runtime platform dev)
 if(PLATFORM_ADAPTATION_TOOLS)
-  list(APPEND CPACK_COMPONENTS_ALL tools)
+  list(APPEND CPACK_COMPONENTS_ALL simulator tools)
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -33,16 +33,15 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
 # Each package depends on exactly its own version of the others: they are built together.
 set(library_package libplatform-adaptation${PROJECT_VERSION_MAJOR})
-set(simulator_package aipq-television)
+set(platform_package libsimulated-television${PROJECT_VERSION_MAJOR})
 set(same_version "(= ${PROJECT_VERSION})")
-set(runtime_depends "${simulator_package} ${same_version}")
-set(simulator_depends "")
+set(runtime_depends "${platform_package} ${same_version}")
+set(platform_depends "")
 if(CMAKE_CROSSCOMPILING)
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
   # dpkg-shlibdeps knows the cross compiler's libraries only under the names of the building machine's packages.
-  set(c_runtime "libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12)")
-  string(APPEND runtime_depends ", ${c_runtime}")
-  string(APPEND simulator_depends "${c_runtime}")
+  set(platform_depends "libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12)")
+  string(APPEND runtime_depends ", ${platform_depends}")
 else()
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
   # Where it finds what one of these packages needs of another; that dependency is written by hand.
@@ -58,35 +57,39 @@ picture settings, grabs frames, follows the lifecycle and switches channels.
 This build talks to the simulated television.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
 
+set(CPACK_DEBIAN_PLATFORM_PACKAGE_NAME ${platform_package})
+set(CPACK_DEBIAN_PLATFORM_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_PLATFORM_PACKAGE_DEPENDS "${platform_depends}")
+# A program needs the television's programs only for a picture or to share a television with others.
+set(CPACK_DEBIAN_PLATFORM_PACKAGE_SUGGESTS "aipq-television ${same_version}")
+set(CPACK_DEBIAN_PLATFORM_DESCRIPTION "simulated television - shared library
+The platform that the platform adaptation library calls on a PC. It connects a
+program to a simulated television that runs, or contains the television itself.")
+set(CPACK_DEBIAN_PLATFORM_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
+
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libplatform-adaptation-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
-  "${library_package} ${same_version}, ${simulator_package} ${same_version}, libboost-dev (>= 1.71)")
+  "${library_package} ${same_version}, ${platform_package} ${same_version}, libboost-dev (>= 1.71)")
 set(CPACK_DEBIAN_DEV_DESCRIPTION "platform adaptation of a television - development files
-Headers of the library and of the platform, CMake package and pkg-config file.")
+Headers of the library and of the platform, CMake package and pkg-config file.
+A program that is built with them runs on a television, too.")
 
-set(CPACK_DEBIAN_SIMULATOR_PACKAGE_NAME ${simulator_package})
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_NAME aipq-television)
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SECTION misc)
-if(PLATFORM_ADAPTATION_TOOLS)
-  # The television has a bus of its own; a film is played with the plugins that can.
-  set(simulator_depends "dbus-daemon")
-  set(CPACK_DEBIAN_SIMULATOR_PACKAGE_RECOMMENDS
-    "gstreamer1.0-plugins-base, gstreamer1.0-plugins-good, gstreamer1.0-libav")
-  set(CPACK_DEBIAN_SIMULATOR_DESCRIPTION "simulated television
+# The television has a bus of its own; a film is played with the plugins that can.
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_DEPENDS "${platform_package} ${same_version}, dbus-daemon")
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_RECOMMENDS
+  "gstreamer1.0-plugins-base, gstreamer1.0-plugins-good, gstreamer1.0-libav")
+set(CPACK_DEBIAN_SIMULATOR_DESCRIPTION "simulated television
 The television that a program of the platform adaptation library talks to on a
-PC: embedded in the program or as a process of its own, with a video pipeline
-and scenarios that play on it.")
-else()
-  set(CPACK_DEBIAN_SIMULATOR_DESCRIPTION "simulated television, embedded in programs
-The television that a program of the platform adaptation library talks to when
-it runs without a real one, and scenarios.")
-endif()
-set(CPACK_DEBIAN_SIMULATOR_PACKAGE_DEPENDS "${simulator_depends}")
-set(CPACK_DEBIAN_SIMULATOR_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
+PC, as a process of its own, with a video pipeline and scenarios that play on
+it.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME aipqctl)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${library_package} ${same_version}, ${simulator_package} ${same_version}")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${library_package} ${same_version}, ${platform_package} ${same_version}")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "aipq-television ${same_version}")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "command line for a television's picture quality
 Lists, reads, sets and watches what the platform adaptation library offers,
 saves frames, and examines a platform with 'aipqctl doctor'.")

@@ -120,7 +120,7 @@ check_dependencies() {
             [[ $(field "$package" $file) ]] || complain "$name has no $file."
         done
         # Of another version of ours, nothing is known.
-        for needed in $(field "$package" Depends | tr ',' '\n' | grep -oP '^ *\K(libplatform-adaptation|aipq)\S*'); do
+        for needed in $(field "$package" Depends | tr ',' '\n' | grep -oP '^ *\K(libplatform-adaptation|libsimulated|aipq)\S*'); do
             field "$package" Depends | grep -qF "$needed (= $version)" || complain "$name takes any version of $needed."
         done
     done
@@ -137,6 +137,12 @@ check_dependencies() {
                     complain "$name has $file, which needs $soname, and does not depend on $needed."
             done
         done
+    done
+    # The libraries and aipqctl work without the television's programs, their bus and their decoders.
+    for package in "$packages"/{lib,aipqctl_}*.deb; do
+        [[ -e $package ]] || continue
+        ! field "$package" Depends | grep -E 'aipq-television|dbus-daemon|gstreamer' ||
+            complain "${package##*/} depends on the simulated television's programs, or on what only they need."
     done
     [[ ! $(for package in "$packages"/*.deb; do field "$package" Description | head -n 1; done | sort | uniq -d) ]] ||
         complain "Two packages have the same short description."
