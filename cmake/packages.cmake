@@ -12,12 +12,22 @@ set(CPACK_PACKAGE_CONTACT "platform_adaptation maintainers <maintainers@platform
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_STRIP_FILES ON)
-set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
-  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(debian_dir ${PROJECT_SOURCE_DIR}/packaging/debian)
 # Sets SOURCE_DATE_EPOCH when the packages are made.
 set(CPACK_PLATFORM_ADAPTATION_SOURCE_DIR ${PROJECT_SOURCE_DIR})
-set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/packaging/debian/source_date.cmake)
+set(CPACK_PROJECT_CONFIG_FILE ${debian_dir}/source_date.cmake)
+set(CPACK_PLATFORM_ADAPTATION_STRIP ${CMAKE_STRIP})
+set(CPACK_PRE_BUILD_SCRIPTS ${debian_dir}/finish_files.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${debian_dir}/finish_packages.cmake)
+
+# The revision of the packages is the number of the changelog's newest entry, which is of this version.
+set(changelog ${debian_dir}/changelog)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${changelog})
+file(STRINGS ${changelog} newest_entry LIMIT_COUNT 1)
+if(NOT newest_entry MATCHES "^platform-adaptation \\(${PROJECT_VERSION}-([0-9]+)\\)")
+  message(FATAL_ERROR "${changelog} does not begin with an entry of version ${PROJECT_VERSION}")
+endif()
+set(CPACK_DEBIAN_PACKAGE_RELEASE ${CMAKE_MATCH_1})
 
 set(CPACK_COMPONENTS_ALL runtime platform dev)
 if(PLATFORM_ADAPTATION_TOOLS)
@@ -34,7 +44,7 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 # Each package depends on exactly its own version of the others: they are built together.
 set(library_package libplatform-adaptation${PROJECT_VERSION_MAJOR})
 set(platform_package libsimulated-television${PROJECT_VERSION_MAJOR})
-set(same_version "(= ${PROJECT_VERSION})")
+set(same_version "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(runtime_depends "${platform_package} ${same_version}")
 set(platform_depends "")
 if(CMAKE_CROSSCOMPILING)
@@ -50,25 +60,28 @@ endif()
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${library_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_MULTIARCH same)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${runtime_depends}")
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "platform adaptation of a television's AI picture-quality service
 The library through which the service reads the television's state, changes
 picture settings, grabs frames, follows the lifecycle and switches channels.
 This build talks to the simulated television.")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${debian_dir}/triggers)
 
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_NAME ${platform_package})
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_PLATFORM_PACKAGE_MULTIARCH same)
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_DEPENDS "${platform_depends}")
 # A program needs the television's programs only for a picture or to share a television with others.
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_SUGGESTS "aipq-television ${same_version}")
 set(CPACK_DEBIAN_PLATFORM_DESCRIPTION "simulated television - shared library
 The platform that the platform adaptation library calls on a PC. It connects a
 program to a simulated television that runs, or contains the television itself.")
-set(CPACK_DEBIAN_PLATFORM_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
+set(CPACK_DEBIAN_PLATFORM_PACKAGE_CONTROL_EXTRA ${debian_dir}/triggers)
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libplatform-adaptation-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_MULTIARCH same)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
   "${library_package} ${same_version}, ${platform_package} ${same_version}, libboost-dev (>= 1.71)")
 set(CPACK_DEBIAN_DEV_DESCRIPTION "platform adaptation of a television - development files
@@ -77,6 +90,7 @@ A program that is built with them runs on a television, too.")
 
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_NAME aipq-television)
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SECTION misc)
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_MULTIARCH foreign)
 # The television has a bus of its own; a film is played with the plugins that can.
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_DEPENDS "${platform_package} ${same_version}, dbus-daemon")
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_RECOMMENDS
@@ -88,10 +102,17 @@ it.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME aipqctl)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_MULTIARCH foreign)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${library_package} ${same_version}, ${platform_package} ${same_version}")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "aipq-television ${same_version}")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "command line for a television's picture quality
 Lists, reads, sets and watches what the platform adaptation library offers,
 saves frames, and examines a platform with 'aipqctl doctor'.")
+
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+  string(TOUPPER CPACK_DEBIAN_${component}_PACKAGE_NAME name)
+  install(FILES ${changelog} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${${name}} RENAME changelog.Debian
+    COMPONENT ${component} EXCLUDE_FROM_ALL)
+endforeach()
 
 include(CPack)

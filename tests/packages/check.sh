@@ -4,6 +4,7 @@
 set -euo pipefail
 source "$1"
 packages=$work/packages root=$work/root
+version=$(dpkg-parsechangelog -l "$source_dir/packaging/debian/changelog" -S Version)
 IFS=';' read -ra emulate <<<"$emulator"
 read -ra compilers <<<"$compilers"
 standards=(11 14 17 20)
@@ -37,9 +38,9 @@ make_packages() {  # DIRECTORY
 
 check_make() {
     make_packages "$packages"
-    # Made again in another second, which is how exactly files in packages are dated.
+    # Made again in another second, which is how exactly files in packages are dated, and with another umask.
     sleep 1
-    make_packages "$work/again"
+    (umask 077; make_packages "$work/again")
     diff -r "$packages" "$work/again" || complain "The packages differ from those of the same build, made again."
     rm -rf "$work/again" "$root"
     local package
@@ -61,11 +62,27 @@ check_files() {
     done
     for package in "$packages"/*.deb; do files_of "$package"; done | sort >"$packaged"
     [[ ! $(uniq -d "$packaged") ]] || complain "In more than one package: $(uniq -d "$packaged" | tr '\n' ' ')"
+    local file compressed=0
+    while IFS= read -r file; do
+        case $file in
+            */man/*.gz | */changelog.Debian.gz)
+                compressed=$((compressed + 1))
+                gunzip <"$root$file" | gzip -9n | cmp - "$root$file" || complain "$file is not compressed with gzip -9n." ;;
+            */man/* | */changelog*) complain "$file is not compressed." ;;
+        esac
+    done <"$packaged"
+    for package in "$packages"/*.deb; do
+        file=/usr/share/doc/$(field "$package" Package)/changelog.Debian.gz
+        files_of "$package" | grep -qxF "$file" && gunzip <"$root$file" | cmp - "$source_dir/packaging/debian/changelog" ||
+            complain "${package##*/} has no changelog, or another one."
+    done
+    [[ $compressed -gt 0 ]]
 
     rm -rf "$work/stage"
     DESTDIR=$work/stage "$cmake" --install "$build_dir" --prefix /usr >"$work/install.log"
     (cd "$work/stage" && find . ! -type d | sed 's,^\.,,') | sort >"$installed"
-    diff <(uniq "$packaged") "$installed" >"$work/difference" ||
+    diff <(grep -v '/changelog\.Debian\.gz$' "$packaged" |
+        sed '/\/man\//s/\.gz$//; s,/zsh/vendor-completions/,/zsh/site-functions/,' | sort) "$installed" >"$work/difference" ||
         complain "The packages (<) do not hold what is installed (>):"$'\n'"$(cat "$work/difference")"
     rm -rf "$work/stage"
 
@@ -119,6 +136,10 @@ check_dependencies() {
         for file in Maintainer Section Description; do
             [[ $(field "$package" $file) ]] || complain "$name has no $file."
         done
+        [[ $(field "$package" Version) == "$version" ]] || complain "$name is not of the changelog's version, $version."
+        # A program is used whatever its architecture is; a library is linked by programs of its own architecture.
+        [[ $(field "$package" Multi-Arch) == $([[ $name == lib* ]] && echo same || echo foreign) ]] ||
+            complain "$name has the wrong Multi-Arch: $(field "$package" Multi-Arch)."
         # Of another version of ours, nothing is known.
         for needed in $(field "$package" Depends | tr ',' '\n' | grep -oP '^ *\K(libplatform-adaptation|libsimulated|aipq)\S*'); do
             field "$package" Depends | grep -qF "$needed (= $version)" || complain "$name takes any version of $needed."
@@ -211,10 +232,15 @@ check_headers() {
 }
 
 check_programs() {
-    local said
+    local said file
     said=$(client "$root/usr/bin/aipqctl" get brightness)
     [[ $said == 50 ]] || complain "aipqctl says '$said' of the brightness, not 50."
     client "$root/usr/bin/aipq-television" --help >/dev/null
+    # Debian's shells search these folders.
+    for file in aipqctl aipq-television; do
+        [[ -f $root/usr/share/bash-completion/completions/$file && -f $root/usr/share/zsh/vendor-completions/_$file ]] ||
+            complain "$file has no completion for bash and zsh."
+    done
     client "$root/usr/libexec/platform_adaptation/aipq-video-pipeline" --help >/dev/null
 }
 
