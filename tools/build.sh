@@ -26,7 +26,7 @@ TEST_PACKAGES=(
     chromium chromium-driver python3-selenium  # looks at the television's page
     systemd                     # busctl, with which people use the television
     crossbuild-essential-armhf qemu-user  # the television's processor
-    clang dpkg-dev              # consumers of the packages, and what the packages depend on
+    clang dpkg-dev lintian      # consumers of the packages, what the packages depend on, and Debian's rules
     libclang-rt-14-dev          # fuzzing
     abigail-tools python3       # the ABI, the footprint and the documentation
 )

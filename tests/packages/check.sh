@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# check.sh BUILD.SH make|files|dependencies|cmake|pkg_config|headers|programs: makes the Debian packages of a build, and
-# looks at them as who installs them would. BUILD.SH is written by CMake and describes the build.
+# check.sh BUILD.SH make|files|dependencies|cmake|pkg_config|headers|programs|lintian|together: makes the Debian packages
+# of a build, and looks at them as who installs them would. BUILD.SH is written by CMake and describes the build.
 set -euo pipefail
 source "$1"
 packages=$work/packages root=$work/root
@@ -29,9 +29,9 @@ run_consumer() {  # COMPILER PROGRAM
     echo "${1##*/}: $said"
 }
 
-make_packages() {  # DIRECTORY
+make_packages() {  # DIRECTORY [BUILD]
     rm -rf "$1"
-    "$cpack" --config "$build_dir/CPackConfig.cmake" -B "$1" >"$work/cpack.log" 2>&1 ||
+    "$cpack" --config "${2-$build_dir}/CPackConfig.cmake" -B "$1" >"$work/cpack.log" 2>&1 ||
         { cat "$work/cpack.log"; exit 1; }
     rm -rf "$1/_CPack_Packages"
 }
@@ -242,6 +242,35 @@ check_programs() {
             complain "$file has no completion for bash and zsh."
     done
     client "$root/usr/libexec/platform_adaptation/aipq-video-pipeline" --help >/dev/null
+}
+
+check_lintian() {
+    # The project has no licence yet. Debian's symbols files are for C; for C++ the shlibs file says as much. A text of
+    # which the compiler keeps a part in the code is no spelling error.
+    local said
+    said=$(lintian --allow-root --display-info --pedantic --fail-on none \
+        --suppress-tags no-copyright-file,no-symbols-control-file,spelling-error-in-binary "$packages"/*.deb 2>&1) ||
+        complain "lintian fails."
+    [[ ! $said ]] || complain "$said"
+}
+
+# dpkg refuses to overwrite another package's file, and the same package's file of another architecture if it differs.
+check_together() {
+    local admin=$work/together/var/lib/dpkg
+    rm -rf "$work/together"
+    mkdir -p "$admin/info" "$admin/updates" "$admin/triggers"
+    touch "$admin/status"
+    make_packages "$work/of_host" "$host_build"
+    local dpkg=(dpkg --root="$work/together" --log=/dev/null --force-not-root,depends,bad-path)
+    "${dpkg[@]}" --add-architecture armhf
+    "${dpkg[@]}" --install "$packages"/*.deb "$work/of_host"/*.deb >"$work/dpkg.log" 2>&1 ||
+        { complain "The packages cannot be installed together."; grep -A 2 '^dpkg: error' "$work/dpkg.log"; }
+    local name
+    for name in libplatform-adaptation1 libsimulated-television1 libplatform-adaptation-dev; do
+        [[ $(dpkg-query --admindir="$admin" -W -f '${Architecture} ${db:Status-Status} ' "$name") == \
+            "amd64 installed armhf installed " ]] ||
+            complain "$name is not installed for both architectures."
+    done
 }
 
 "check_$2"
