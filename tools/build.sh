@@ -24,7 +24,7 @@ TEST_PACKAGES=(
     doxygen                     # the pages of docs/
     gstreamer1.0-tools          # makes the films that the tests play
     chromium chromium-driver python3-selenium  # looks at the television's page
-    systemd                     # busctl, with which people use the television
+    systemd                     # busctl, with which people use the television; checks its unit
     crossbuild-essential-armhf qemu-user  # the television's processor
     clang dpkg-dev lintian      # consumers of the packages, what the packages depend on, and Debian's rules
     libclang-rt-14-dev          # fuzzing

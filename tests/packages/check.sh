@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# check.sh BUILD.SH make|files|dependencies|cmake|pkg_config|headers|programs|lintian|together: makes the Debian packages
+# check.sh BUILD.SH make|files|dependencies|cmake|pkg_config|headers|programs|unit|lintian|together: makes the Debian packages
 # of a build, and looks at them as who installs them would. BUILD.SH is written by CMake and describes the build.
 set -euo pipefail
 source "$1"
@@ -89,7 +89,7 @@ check_files() {
     local triplet
     for package in "$packages"/*.deb; do
         triplet=$(dpkg-architecture -a "$(field "$package" Architecture)" -q DEB_HOST_MULTIARCH)
-        ! files_of "$package" | grep '^/usr/lib/' | grep -v "^/usr/lib/$triplet/" ||
+        ! files_of "$package" | grep '^/usr/lib/' | grep -Ev "^/usr/lib/($triplet|systemd/user)/" ||
             complain "${package##*/} has files in /usr/lib that are not in the folder of its architecture."
     done
 
@@ -242,6 +242,19 @@ check_programs() {
             complain "$file has no completion for bash and zsh."
     done
     client "$root/usr/libexec/platform_adaptation/aipq-video-pipeline" --help >/dev/null
+}
+
+check_unit() {
+    local unit=$root/usr/lib/systemd/user/aipq-television.service
+    mkdir -p "$work/unit"
+    # systemd looks for the program in /usr/bin.
+    sed "s,^ExecStart=,&$root/usr/bin/," "$unit" >"$work/unit/${unit##*/}"
+    local said
+    said=$(XDG_RUNTIME_DIR=$work/unit systemd-analyze verify --user --man=no "$work/unit/${unit##*/}" 2>&1) ||
+        complain "systemd does not accept ${unit##*/}."
+    [[ ! $said ]] || complain "$said"
+    # The user decides whether it starts at login.
+    ! find "$root" -path '*.wants/*' | grep . || complain "A unit is enabled."
 }
 
 check_lintian() {
