@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "asleep.h"
+#include "pipeline_process.h"
 #include "platform_adaptation/picture_capture.h"
 #include "simulated/faults.h"
 #include "simulated/scenario.h"
@@ -134,6 +135,19 @@ TEST_F(AScenarioWithAPicture, IsRecordedWithIt) {
     for (const simulated::Step& step : recorded.steps) actions.push_back(describe(step.action));
     EXPECT_THAT(actions, ElementsAre("scene \"snow\"", "fault \"video.killed\", to true",
                                      "fault \"video.killed\", to false", "channel \"2\"", "video \"off\""));
+}
+
+TEST_F(AScenarioWithAPicture, IsRecordedWithoutACrashAndWhatFollows) {
+    ASSERT_TRUE(video.start());
+    const ScenarioRecorder recorder(television);
+    std::promise<void> restarted;
+    const simulated::Events::Subscription listening(television.events(), [&](const simulated::Event& event) {
+        if (std::holds_alternative<simulated::PipelineRestarted>(event.what)) restarted.set_value();
+    });
+    video.setRestarts({{std::chrono::milliseconds(1)}});
+    ASSERT_TRUE(tests::crashPipelineOf());
+    EXPECT_EQ(restarted.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
+    EXPECT_THAT(recorder.scenario().steps, testing::IsEmpty());
 }
 
 class TheExample : public AScenarioWithAPicture, public testing::WithParamInterface<std::string> {

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "csp/debug.h"
+#include "pipeline_process.h"
 #include "platform_adaptation/system_state.h"
 #include "screen.h"
 #include "television_test.h"
@@ -444,6 +445,32 @@ TEST_F(TheScreen, SaysWhyThereIsNoPictureUntilThereIsOneAgain) {
     EXPECT_EQ(post("/video", {{"on", false}}).status, 200);
     EXPECT_TRUE(waitForPicture(lacksPicture("the video pipeline is off")));
     EXPECT_EQ(post("/video", {{"on", 1}}).status, 400);
+}
+
+TEST_F(TheScreen, SaysWhenThePipelineDiesAndWhatFollows) {
+    startVideo();
+    EventReader reader(screen.port(), lastNumber());
+    const auto says = [&reader](const std::string& line) {
+        return reader.waitFor("news", [line](const json& news) {
+            return news.at("kind") == "video" && news.at("text") == line;
+        });
+    };
+    const auto lacksPicture = [](const std::string& reason) {
+        return [reason](const Answer& answer) { return answer.status == 503 && answer.error() == reason; };
+    };
+    const std::string died = "the video pipeline died (signal 9, Killed)";
+    television.video().setRestarts({{1ms}});
+    ASSERT_TRUE(tests::crashPipelineOf());
+    EXPECT_TRUE(says(died + "; next try in 0.001 s (1 of 1)"));
+    EXPECT_TRUE(says("the video pipeline runs again"));
+    EXPECT_TRUE(waitForPicture([](const Answer& answer) { return answer.status == 200; }));
+    ASSERT_TRUE(tests::crashPipelineOf());
+    const std::string givenUp = died + "; given up after 1 tries: switch the video on again";
+    EXPECT_TRUE(says(givenUp));
+    EXPECT_TRUE(reader.waitFor("status", [](const json& status) { return status.at("video") == false; }));
+    EXPECT_TRUE(waitForPicture(lacksPicture(givenUp)));
+    EXPECT_EQ(post("/video", {{"on", true}}).status, 200);
+    EXPECT_TRUE(waitForPicture([](const Answer& answer) { return answer.status == 200; }));
 }
 
 TEST_F(TheScreen, TellsOfValuesAsTheyChange) {

@@ -5,26 +5,42 @@
 #include <sys/shm.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <chrono>
+#include <condition_variable>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "asleep.h"
+#include "pipeline_process.h"
 #include "platform_adaptation/picture_capture.h"
+#include "simulated/faults.h"
 #include "television_test.h"
 #include "video/capture_block.h"
 
 using korvale::ai::PictureData;
+using simulated::fault;
+using simulated::setFault;
+using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+using tests::crashPipelineOf;
+using tests::pipelineOf;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -305,11 +321,8 @@ TEST_F(TheVideoPipeline, SaysWhyThereIsNoPicture) {
     play(files->film("red"));
     EXPECT_EQ(video.picture(70, 40).problem, "");
     // Not by the television's doing.
-    pid_t pipeline = 0;
-    std::ifstream("/proc/thread-self/children") >> pipeline;
-    ASSERT_GT(pipeline, 0);
-    ASSERT_EQ(kill(pipeline, SIGKILL), 0);
-    EXPECT_EQ(video.picture(70, 40).problem, "the video pipeline died");
+    ASSERT_TRUE(crashPipelineOf());
+    EXPECT_THAT(video.picture(70, 40).problem, StartsWith("the video pipeline died"));
 }
 
 TEST_F(TheVideoPipeline, GivesPicturesOfOneSizeAfterItHungInAnother) {
@@ -340,6 +353,245 @@ TEST_F(TheVideoPipeline, LeavesNoDescriptorsBehind) {
         }
     }
     EXPECT_EQ(open(), before);
+}
+
+// When it dies although nobody ended it.
+
+using Pauses = std::vector<std::chrono::milliseconds>;
+
+class AVideoPipelineThatDies : public TheVideoPipeline {
+  protected:
+    void crash() { ASSERT_TRUE(crashPipelineOf()); }
+
+    bool waitForDeaths(std::size_t count) {
+        return waitFor([this, count] { return m_deaths.size() >= count; });
+    }
+    bool waitForRestarts(std::size_t count) {
+        return waitFor([this, count] { return m_restarts >= count; });
+    }
+
+    // So far.
+    std::vector<simulated::PipelineDied> deaths() const {
+        const std::lock_guard lock(m_mutex);
+        return m_deaths;
+    }
+    std::size_t restarts() const {
+        const std::lock_guard lock(m_mutex);
+        return m_restarts;
+    }
+
+    // Crashes it whenever it runs, until it stays off.
+    void crashUntilGivenUp() {
+        for (std::size_t count = 1;; ++count) {
+            crash();
+            ASSERT_TRUE(waitForDeaths(count));
+            if (!deaths().back().pause) return;
+            ASSERT_TRUE(waitForRestarts(count));
+        }
+    }
+
+    simulated::VideoPipeline& video = television.video();
+
+  private:
+    template <typename Condition>
+    bool waitFor(Condition condition) {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, 30s, condition);
+    }
+
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<simulated::PipelineDied> m_deaths;
+    std::size_t m_restarts = 0;
+    simulated::Events::Subscription m_events{
+        television.events(), [this](const simulated::Event& event) {
+            const std::lock_guard lock(m_mutex);
+            if (const auto* const died = std::get_if<simulated::PipelineDied>(&event.what))
+                m_deaths.push_back(*died);
+            if (std::holds_alternative<simulated::PipelineRestarted>(event.what)) ++m_restarts;
+            m_changed.notify_all();
+        }};
+};
+
+TEST_F(AVideoPipelineThatDies, ShowsTheSameFilmAgainWithThePictureSettings) {
+    model.set(BRIGHTNESS, 0);
+    play(files->film("smpte"));
+    startCapture();
+    ASSERT_TRUE(captureFrame());
+    const auto died = std::chrono::steady_clock::now();
+    crash();
+    ASSERT_TRUE(waitForRestarts(1));
+    EXPECT_GE(std::chrono::steady_clock::now() - died, 500ms);
+    EXPECT_TRUE(video.running());
+    EXPECT_EQ(video.problem(), "");
+    EXPECT_EQ(video.clip(), files->film("smpte"));
+    EXPECT_LT(video.picture(70, 40).rgba.at(0), 110);  // a light grey at the usual brightness
+    EXPECT_TRUE(captureUntil([](const Colour& mean) { return mean.green < 40; }));
+    ASSERT_THAT(deaths(), SizeIs(1));
+    EXPECT_EQ(deaths()[0].text, "the video pipeline died (signal 9, Killed); next try in 0.5 s (1 of 5)");
+}
+
+TEST_F(AVideoPipelineThatDies, ShowsTheSameSceneAgainAndKeepsStill) {
+    video.setRestarts({{1ms}});
+    play("");
+    video.showProgramme("snow");
+    video.pause(true);
+    crash();
+    ASSERT_TRUE(waitForRestarts(1));
+    const simulated::Picture first = video.picture(70, 40);
+    EXPECT_EQ(first.problem, "");
+    for (int i = 0; i < 50; ++i) ASSERT_EQ(video.picture(70, 40).rgba, first.rgba);
+    video.pause(false);
+    const auto limit = std::chrono::steady_clock::now() + 30s;
+    while (video.picture(70, 40).rgba == first.rgba && std::chrono::steady_clock::now() < limit) continue;
+    EXPECT_NE(video.picture(70, 40).rgba, first.rgba);
+}
+
+TEST_F(AVideoPipelineThatDies, IsGivenUpAfterGrowingPausesUntilItIsSwitchedOnAgain) {
+    EXPECT_EQ(simulated::VideoPipeline::Restarts().pauses, (Pauses{500ms, 1s, 2s, 4s, 8s}));
+    video.setRestarts({{1ms, 20ms, 40ms}});
+    const std::string film = files->film("red");
+    play(film);
+    crashUntilGivenUp();
+    std::vector<std::optional<std::chrono::milliseconds>> pauses;
+    for (const simulated::PipelineDied& death : deaths()) pauses.push_back(death.pause);
+    EXPECT_THAT(pauses, ElementsAre(1ms, 20ms, 40ms, std::nullopt));
+    const std::string last =
+        "the video pipeline died (signal 9, Killed); given up after 3 tries: check the film '" + film +
+        "', then switch the video on again";
+    EXPECT_EQ(deaths().back().text, last);
+    EXPECT_EQ(video.picture(70, 40).problem, last);
+    EXPECT_EQ(video.problem(), last);
+    EXPECT_FALSE(video.running());
+    EXPECT_EQ(pipelineOf(), 0);
+    EXPECT_THROW(setFault(television, "", "video.killed", 1), std::runtime_error);
+
+    play(film);
+    EXPECT_EQ(video.problem(), "");
+    crash();
+    ASSERT_TRUE(waitForRestarts(4));
+    EXPECT_EQ(deaths().back().pause, 1ms);
+}
+
+TEST_F(AVideoPipelineThatDies, StartsFromTheFirstPauseAgainAfterItHasLasted) {
+    video.setRestarts({{1ms, 1h}, 0ms});
+    play("");
+    for (std::size_t count = 1; count <= 3; ++count) {
+        crash();
+        ASSERT_TRUE(waitForRestarts(count));
+        EXPECT_EQ(deaths().back().pause, 1ms);
+    }
+}
+
+TEST_F(AVideoPipelineThatDies, SaysWhyItDoesNotStartAgain) {
+    video.setRestarts({{1ms, 1ms}});
+    const std::string film = files->path("removed.avi");
+    fs::copy_file(files->film("red"), film);
+    play(film);
+    fs::remove(film);
+    crash();
+    ASSERT_TRUE(waitForDeaths(3));
+    EXPECT_THAT(deaths()[1].text, AllOf(HasSubstr(film), HasSubstr("; next try in 0.001 s (2 of 2)")));
+    EXPECT_THAT(deaths()[2].text, AllOf(HasSubstr(film), HasSubstr("; given up after 2 tries: ")));
+    EXPECT_EQ(restarts(), 0U);
+}
+
+TEST_F(AVideoPipelineThatDies, StaysDeadWhileAFaultWantsIt) {
+    video.setRestarts({{0ms}});
+    play("");
+    setFault(television, "", "video.killed", 1);
+    EXPECT_EQ(pipelineOf(), 0);
+    EXPECT_EQ(video.problem(), "the video pipeline died");
+    setFault(television, "", "video.killed", 0);
+    EXPECT_TRUE(video.running());
+    // Also if it has died before.
+    video.setRestarts({{1h}});
+    crash();
+    ASSERT_TRUE(waitForDeaths(1));
+    EXPECT_EQ(fault(television, "", "video.killed"), 0);
+    setFault(television, "", "video.killed", 1);
+    EXPECT_EQ(fault(television, "", "video.killed"), 1);
+    EXPECT_EQ(video.problem(), "the video pipeline died");
+    simulated::clearFaults(television);
+    EXPECT_TRUE(video.running());
+    EXPECT_THAT(deaths(), SizeIs(1));
+    EXPECT_EQ(restarts(), 0U);
+}
+
+TEST_F(AVideoPipelineThatDies, IsNotOneThatHangs) {
+    video.setRestarts({{0ms}});
+    play("");
+    const pid_t pipeline = pipelineOf();
+    video.stall();
+    EXPECT_EQ(video.picture(70, 40).problem, "the video pipeline does not answer");
+    EXPECT_TRUE(video.stalled());
+    video.resume();
+    EXPECT_EQ(video.picture(70, 40).problem, "");
+    EXPECT_EQ(pipelineOf(), pipeline);
+    EXPECT_THAT(deaths(), IsEmpty());
+    // One that hangs may die all the same.
+    video.stall();
+    crash();
+    ASSERT_TRUE(waitForRestarts(1));
+    EXPECT_FALSE(video.stalled());
+    EXPECT_EQ(video.picture(70, 40).problem, "");
+}
+
+TEST_F(AVideoPipelineThatDies, StartsAtOnceOrStaysOffWhenTheUserDoesNotWait) {
+    video.setRestarts({{1h}});
+    play("");
+    crash();
+    ASSERT_TRUE(waitForDeaths(1));
+    EXPECT_TRUE(television.showVideo("scenes"));
+    EXPECT_TRUE(video.running());
+    crash();
+    ASSERT_TRUE(waitForDeaths(2));
+    EXPECT_TRUE(video.start(files->film("red")));
+    EXPECT_EQ(video.clip(), files->film("red"));
+    crash();
+    ASSERT_TRUE(waitForDeaths(3));
+    video.stop();
+    EXPECT_EQ(video.problem(), "the video pipeline is off");
+    EXPECT_EQ(pipelineOf(), 0);
+    EXPECT_EQ(restarts(), 0U);
+}
+
+TEST_F(AVideoPipelineThatDies, LeavesNothingBehindAndOtherChildrenAlone) {
+    const auto open = [] {
+        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+    };
+    const auto threads = [] {
+        return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
+    };
+    const pid_t child = fork();
+    if (child == 0) _exit(7);
+    video.setRestarts({Pauses(10, 1ms)});
+    play("");
+    const auto openBefore = open();
+    const auto threadsBefore = threads();
+    for (std::size_t count = 1; count <= 5; ++count) {
+        crash();
+        ASSERT_TRUE(waitForRestarts(count));
+    }
+    EXPECT_EQ(open(), openBefore);
+    EXPECT_EQ(threads(), threadsBefore);
+    video.stop();
+    EXPECT_EQ(threads(), threadsBefore - 1);
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+    EXPECT_EQ(waitpid(-1, &status, WNOHANG), -1);
+}
+
+TEST_F(AVideoPipelineThatDies, StaysOffWhenItDiesWhileItIsSwitchedOff) {
+    video.setRestarts({{0ms}});
+    for (int i = 0; i < 10; ++i) {
+        play("");
+        crash();
+        video.stop();
+        EXPECT_FALSE(video.running());
+        EXPECT_EQ(pipelineOf(), 0);
+    }
 }
 
 TEST_F(TheVideoPipeline, IsTheOnlyOneOfItsMachine) {

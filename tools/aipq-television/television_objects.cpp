@@ -286,6 +286,7 @@ void TelevisionObjects::addTelevision() {
     readable(whole, TELEVISION, "TakenResources",
              [&tv] { return std::int32_t{tv.sourceSwitch().takenResources()}; });
     readable(whole, TELEVISION, "VideoRunning", [&tv] { return tv.video().running(); });
+    readable(whole, TELEVISION, "VideoProblem", [&tv] { return printable(tv.video().problem()); });
     readable(whole, TELEVISION, "FramesDelivered", [&tv] { return std::uint32_t{tv.video().delivered()}; });
 
     using Nothing = std::tuple<>;

@@ -56,8 +56,8 @@ Fault statusOfKey(const char* name, const char* meaning) {
     return ofKey<member>(name, FaultKind::NUMBER, LOWEST_STATUS, HIGHEST_STATUS, meaning);
 }
 
-void requireVideo(Television& television) {
-    if (!television.video().running()) throw std::runtime_error("the video pipeline does not run");
+void requireVideo(bool isThere) {
+    if (!isThere) throw std::runtime_error("the video pipeline does not run");
 }
 
 void setWithdrawn(Television& television, const std::string& key, long long value) {
@@ -79,9 +79,7 @@ void setHeld(Television& television, long long value) {
 void setKilled(Television& television, long long value) {
     VideoPipeline& video = television.video();
     if (value != 0) {
-        if (video.killed()) return;
-        requireVideo(television);
-        video.kill();
+        requireVideo(video.killed() || video.kill());
     } else if (video.killed() && !video.start(video.clip())) {
         throw std::runtime_error(video.error());
     }
@@ -91,7 +89,7 @@ void setStalled(Television& television, long long value) {
     if (value == 0) {
         television.video().resume();
     } else {
-        requireVideo(television);
+        requireVideo(television.video().running());
         television.video().stall();
     }
 }

@@ -76,6 +76,7 @@ void Television::reset() {
     m_debugOutput.reset();
     m_threads.reset();
     m_applications.reset();
+    m_video.setRestarts({});
     m_sourceSwitch->reset();
 }
 

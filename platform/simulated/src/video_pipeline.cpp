@@ -1,18 +1,23 @@
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <cstring>
+#include <functional>
+#include <iostream>
 #include <limits>
-#include <thread>
+#include <optional>
+#include <sstream>
+#include <utility>
 
 #include "simulated/television.h"
 
@@ -31,6 +36,8 @@ constexpr auto START_LIMIT = std::chrono::seconds(20);
 constexpr auto ANSWER_LIMIT = std::chrono::seconds(10);
 constexpr auto PICTURE_LIMIT = std::chrono::seconds(1);
 constexpr auto STOP_LIMIT = std::chrono::seconds(10);
+
+using Clock = std::chrono::steady_clock;
 
 // In the folder of this library (a build) or where programs for programs are installed; else on the PATH.
 std::string programPath() {
@@ -78,12 +85,31 @@ class PreviewMemory {
     const std::uint8_t* m_pixels = nullptr;
 };
 
+using Pause = std::optional<std::chrono::milliseconds>;
+
+// What follows a death of the video pipeline: a new start after the pause, or nothing.
+std::string describeNext(Pause pause, std::size_t tries, std::size_t mostTries, const std::string& clip) {
+    std::ostringstream text;
+    if (pause) {
+        text << "; next try in " << std::chrono::duration<double>(*pause).count() << " s (" << tries << " of "
+             << mostTries << ')';
+    } else {
+        text << "; given up after " << mostTries << " tries: ";
+        if (!clip.empty()) text << "check the film '" << clip << "', then ";
+        text << "switch the video on again";
+    }
+    return text.str();
+}
+
+// One write, as other threads and processes write here, too.
+void report(const std::string& line) { std::cerr << "simulated television: " + line + '\n'; }
+
 }  // namespace
 
-// A running pipeline process and the socket that controls it. A thread of its own reads what the process
-// says.
+// A pipeline process and the socket that controls it.
 class VideoPipeline::Connection {
   public:
+    // Starts the process. Its owner then calls serve(), once.
     static std::shared_ptr<Connection> open(Events& events, const std::string& clip, std::string& error) {
         auto preview = std::make_unique<PreviewMemory>();
         if (preview->pixels() == nullptr) {
@@ -103,39 +129,39 @@ class VideoPipeline::Connection {
             error = std::string(PROGRAM) + ": " + std::strerror(status);
             return nullptr;
         }
-        auto connection = std::make_shared<Connection>(events, process, sockets[0], std::move(preview));
-        if (connection->waitUntilReady(error)) return connection;
-        connection->end(SIGKILL);
-        return nullptr;
+        return std::make_shared<Connection>(events, process, sockets[0], std::move(preview));
     }
 
     Connection(Events& events, pid_t process, int control, std::unique_ptr<const PreviewMemory> preview)
-        : m_events(events),
-          m_process(process),
-          m_control(control),
-          m_preview(std::move(preview)),
-          m_reader([this] { read(); }) {}
+        : m_events(events), m_process(process), m_control(control), m_preview(std::move(preview)) {}
 
-    ~Connection() {
-        end(SIGKILL);
-        close(m_control);
+    ~Connection() { close(m_control); }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    // Handles what the process says until it ends, which the socket tells at once. Calls `onReady` when the
+    // process shows its first frame. Returns how it ended, or what it said was wrong before it was ready.
+    std::string serve(const std::function<void()>& onReady) {
+        read(onReady);
+        {
+            const std::lock_guard lock(m_mutex);
+            m_gone = true;
+            m_changed.notify_all();
+        }
+        const std::string end = reap();
+        return m_failure.empty() ? end : m_failure;
     }
 
-    bool isAlive() {
+    // Does nothing once the process has ended: its number may then be another's.
+    void signal(int number) {
         const std::lock_guard lock(m_mutex);
-        return !m_gone;
+        if (!m_reaped) ::kill(m_process, number);
     }
 
-    void signal(int number) { ::kill(m_process, number); }
-
-    // Ends the process: 0 lets it go by itself once the socket is closed, any other number is the signal.
+    // Ends the process with a signal, or with SIGCONT by itself. Does not wait.
     void end(int signalNumber) {
-        if (m_ended) return;
-        m_ended = true;
-        if (signalNumber != 0) signal(signalNumber);
+        signal(signalNumber);
         shutdown(m_control, SHUT_RDWR);
-        m_reader.join();
-        reap();
     }
 
     unsigned delivered() {
@@ -244,50 +270,45 @@ class VideoPipeline::Connection {
         return sent == static_cast<ssize_t>(text.size());
     }
 
-    bool waitUntilReady(std::string& error) {
-        std::unique_lock lock(m_mutex);
-        const auto decided = [this] { return m_ready || m_gone || !m_failure.empty(); };
-        if (!m_changed.wait_for(lock, START_LIMIT, decided)) {
-            error = "the video pipeline does not start";
-        } else if (!m_ready) {
-            error = !m_failure.empty() ? m_failure : DIED;
-        }
-        return m_ready;
-    }
-
-    void read() {
+    void read(const std::function<void()>& onReady) {
+        const auto limit = Clock::now() + START_LIMIT;
         std::string input;
         char buffer[512];
         for (;;) {
-            const ssize_t count = ::read(m_control, buffer, sizeof buffer);
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(limit - Clock::now()).count();
+            pollfd control{m_control, POLLIN, 0};
+            const int changes =
+                poll(&control, 1, m_ready ? -1 : static_cast<int>(std::max<Clock::rep>(left, 0)));
+            if (changes == 0) {
+                m_failure = "the video pipeline does not start";
+                signal(SIGKILL);
+                return;
+            }
+            const ssize_t count = changes > 0 ? ::read(m_control, buffer, sizeof buffer) : -1;
             if (count < 0 && errno == EINTR) continue;
-            if (count <= 0) break;
+            if (count <= 0) return;
             input.append(buffer, static_cast<std::size_t>(count));
             for (std::size_t end; (end = input.find('\n')) != std::string::npos; input.erase(0, end + 1))
-                handle(input.substr(0, end));
+                handle(input.substr(0, end), onReady);
         }
-        const std::lock_guard lock(m_mutex);
-        m_gone = true;
-        m_changed.notify_all();
     }
 
-    void handle(const std::string& line) {
+    void handle(const std::string& line, const std::function<void()>& onReady) {
+        const bool isError = line.rfind("error", 0) == 0;
         if (line.rfind("delivered", 0) == 0) {
             countFrame();
-            return;
-        }
-        const std::lock_guard lock(m_mutex);
-        const bool isError = line.rfind("error", 0) == 0;
-        if (line == "ready") {
+        } else if (line == "ready") {
             m_ready = true;
+            onReady();
         } else if (!m_ready && isError) {
             m_failure = line.size() > 6 ? line.substr(6) : line;
         } else if (line == "ok" || isError) {
+            const std::lock_guard lock(m_mutex);
             ++m_answered;
             const auto waiting = m_answers.find(m_answered);
             if (waiting != m_answers.end()) waiting->second = line;
+            m_changed.notify_all();
         }
-        m_changed.notify_all();
     }
 
     void countFrame() {
@@ -299,11 +320,23 @@ class VideoPipeline::Connection {
         m_events.tell(FrameDelivered{number});
     }
 
-    void reap() {
-        const auto limit = std::chrono::steady_clock::now() + STOP_LIMIT;
-        while (waitpid(m_process, nullptr, WNOHANG) == 0) {
-            if (std::chrono::steady_clock::now() > limit) signal(SIGKILL);
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    // Waits for the end of the process, by its number: other children are their owners'. How it ended is not
+    // known in a program that ignores the end of its children.
+    std::string reap() {
+        for (const auto limit = Clock::now() + STOP_LIMIT;;
+             std::this_thread::sleep_for(std::chrono::milliseconds(2))) {
+            if (Clock::now() > limit) signal(SIGKILL);
+            const std::lock_guard lock(m_mutex);
+            int status = 0;
+            const pid_t ended = waitpid(m_process, &status, WNOHANG);
+            if (ended == 0) continue;
+            m_reaped = true;
+            if (ended != m_process) return DIED;
+            const std::string how =
+                WIFSIGNALED(status)
+                    ? "signal " + std::to_string(WTERMSIG(status)) + ", " + strsignal(WTERMSIG(status))
+                    : "exit status " + std::to_string(WEXITSTATUS(status));
+            return DIED + (" (" + how + ")");
         }
     }
 
@@ -311,70 +344,137 @@ class VideoPipeline::Connection {
     const pid_t m_process;
     const int m_control;
     const std::unique_ptr<const PreviewMemory> m_preview;
-    bool m_ended = false;
+
+    // Of the thread that serves.
+    bool m_ready = false;
+    std::string m_failure;
 
     std::mutex m_sendMutex;
     unsigned m_sent = 0;
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    bool m_ready = false;
     bool m_gone = false;
-    std::string m_failure;
+    bool m_reaped = false;
     unsigned m_delivered = 0;
     unsigned m_answered = 0;
     std::map<unsigned, std::string> m_answers;  // to the commands that somebody waits for, by number
 
     std::mutex m_pictureMutex;
     unsigned m_pictureTicket = NOT_SENT;  // of the last picture that was asked for
-
-    std::thread m_reader;  // last: it uses all of the above
 };
 
+VideoPipeline::~VideoPipeline() { end(SIGKILL); }
+
 bool VideoPipeline::start(const std::string& clip) {
-    const std::lock_guard lock(m_mutex);
-    if (isAlive()) {
+    const std::lock_guard operation(m_operation);
+    if (running()) {
+        const std::lock_guard lock(m_mutex);
         m_error = "the video pipeline runs already";
         return false;
     }
-    m_connection = Connection::open(m_events, clip, m_error);
-    if (!m_connection) return false;
-    m_clip = clip;
-    m_error.clear();
-    m_killed = false;
-    m_stalled = false;
-    for (const auto& [name, values] : m_settings) m_connection->post("set " + name + ' ' + values);
-    if (!m_scene.empty()) m_connection->post("scene " + m_scene);
+    end(SIGKILL);  // one that is about to start again
+    std::promise<bool> ready;
+    std::future<bool> isReady = ready.get_future();
+    std::unique_lock lock(m_mutex);
+    const std::string before = std::exchange(m_clip, clip);
+    m_watcher = std::thread(&VideoPipeline::watch, this, std::move(ready));
+    m_on = true;
+    lock.unlock();
+    const bool started = isReady.get();
+    lock.lock();
+    if (!started) {
+        m_clip = before;
+        return false;
+    }
     m_events.tell(ShowVideo{clip.empty() ? "scenes" : clip});
     return true;
 }
 
+// On the watcher's thread: starts a process again and again, until the pipeline is switched off or has died
+// too often. `first` says whether the first process got ready.
+void VideoPipeline::watch(std::promise<bool> first) {
+    bool wasReady = false;
+    std::unique_lock lock(m_mutex);
+    for (std::size_t tries = 0; m_on;) {
+        const auto begin = Clock::now();
+        m_connection = Connection::open(m_events, m_clip, m_error);
+        if (const std::shared_ptr<Connection> connection = m_connection) {
+            // It does them once it is ready.
+            for (const auto& [name, values] : m_settings) connection->post("set " + name + ' ' + values);
+            if (!m_scene.empty()) connection->post("scene " + m_scene);
+            if (m_paused) connection->post("pause");
+            lock.unlock();
+            const std::string end = connection->serve([&] {
+                becomeReady(wasReady);
+                if (!std::exchange(wasReady, true)) first.set_value(true);
+            });
+            lock.lock();
+            m_error = end;
+        }
+        m_connection.reset();
+        m_running = false;
+        m_stalled = false;
+        if (!wasReady) {
+            m_on = false;
+            first.set_value(false);
+        }
+        if (!m_on) return;
+
+        if (Clock::now() - begin >= m_restarts.lasting) tries = 0;
+        const std::size_t mostTries = m_restarts.pauses.size();
+        const Pause pause = tries < mostTries ? Pause(m_restarts.pauses[tries]) : std::nullopt;
+        m_error += describeNext(pause, ++tries, mostTries, m_clip);
+        m_on = pause.has_value();
+        report(m_error);
+        m_events.tell(PipelineDied{m_error, pause});
+        if (pause) m_changed.wait_for(lock, *pause, [this] { return !m_on; });
+    }
+}
+
+void VideoPipeline::becomeReady(bool again) {
+    const std::lock_guard lock(m_mutex);
+    if (!m_on) return;
+    m_running = true;
+    m_killed = false;
+    m_error.clear();
+    if (!again) return;
+    report("the video pipeline runs again");
+    m_events.tell(PipelineRestarted{});
+}
+
+// Ends it for good; whether it was on.
+bool VideoPipeline::end(int signalNumber) {
+    std::unique_lock lock(m_mutex);
+    const bool wasOn = std::exchange(m_on, false);
+    if (m_connection) m_connection->end(signalNumber);
+    m_changed.notify_all();
+    lock.unlock();
+    if (m_watcher.joinable()) m_watcher.join();
+    return wasOn;
+}
+
 void VideoPipeline::stop() {
+    const std::lock_guard operation(m_operation);
+    const bool wasOn = end(SIGCONT);
     const std::lock_guard lock(m_mutex);
     m_error.clear();
     m_killed = false;
-    m_stalled = false;
-    if (!m_connection) return;
-    m_connection->signal(SIGCONT);
-    m_connection->end(0);
-    m_connection.reset();
-    m_events.tell(ShowVideo{"off"});
+    if (wasOn) m_events.tell(ShowVideo{"off"});
 }
 
-void VideoPipeline::kill() {
+bool VideoPipeline::kill() {
+    const std::lock_guard operation(m_operation);
+    if (!end(SIGKILL)) return false;
     const std::lock_guard lock(m_mutex);
-    if (!m_connection) return;
-    // Somebody who waits for an answer may hold on to it for longer.
-    m_connection->end(SIGKILL);
-    m_connection.reset();
     m_error.clear();
     m_killed = true;
-    m_stalled = false;
+    return true;
 }
 
 void VideoPipeline::stall() {
     const std::lock_guard lock(m_mutex);
-    if (!isAlive()) return;
+    if (!m_running) return;
     m_connection->signal(SIGSTOP);
     m_stalled = true;
 }
@@ -385,11 +485,14 @@ void VideoPipeline::resume() {
     m_stalled = false;
 }
 
-bool VideoPipeline::isAlive() const { return m_connection && m_connection->isAlive(); }
+void VideoPipeline::setRestarts(Restarts restarts) {
+    const std::lock_guard lock(m_mutex);
+    m_restarts = std::move(restarts);
+}
 
 bool VideoPipeline::running() const {
     const std::lock_guard lock(m_mutex);
-    return isAlive();
+    return m_running;
 }
 
 bool VideoPipeline::killed() const {
@@ -410,6 +513,13 @@ std::string VideoPipeline::clip() const {
 std::string VideoPipeline::error() const {
     const std::lock_guard lock(m_mutex);
     return m_error;
+}
+
+std::string VideoPipeline::problem() const {
+    const std::lock_guard lock(m_mutex);
+    if (m_running) return {};
+    if (!m_error.empty()) return m_error;
+    return m_killed ? DIED : "the video pipeline is off";
 }
 
 unsigned VideoPipeline::delivered() const {
@@ -435,12 +545,13 @@ void VideoPipeline::showProgramme(const std::string& scene) {
 
 void VideoPipeline::pause(bool paused) {
     const std::lock_guard lock(m_mutex);
+    m_paused = paused;
     if (m_connection) m_connection->post(paused ? "pause" : "play");
 }
 
 std::shared_ptr<VideoPipeline::Connection> VideoPipeline::connection() const {
     const std::lock_guard lock(m_mutex);
-    return m_connection;
+    return m_running ? m_connection : nullptr;
 }
 
 bool VideoPipeline::command(const std::string& line) {
@@ -451,9 +562,7 @@ bool VideoPipeline::command(const std::string& line) {
 Picture VideoPipeline::picture(unsigned width, unsigned height) {
     if (const std::shared_ptr<Connection> connection = this->connection())
         return connection->picture(width, height);
-    const std::lock_guard lock(m_mutex);
-    if (!m_error.empty()) return {0, 0, {}, m_error};
-    return {0, 0, {}, m_killed ? DIED : "the video pipeline is off"};
+    return {0, 0, {}, problem()};
 }
 
 }  // namespace simulated

@@ -64,6 +64,10 @@ struct Describe {
                                   std::to_string(event.status));
     }
     json operator()(const simulated::FrameDelivered&) const { return nullptr; }
+    json operator()(const simulated::PipelineDied& event) const { return line("video", event.text); }
+    json operator()(const simulated::PipelineRestarted&) const {
+        return line("video", "the video pipeline runs again");
+    }
 };
 
 }  // namespace

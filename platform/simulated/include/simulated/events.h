@@ -2,9 +2,11 @@
 #ifndef SIMULATED_EVENTS_H
 #define SIMULATED_EVENTS_H
 
+#include <chrono>
 #include <functional>
 #include <list>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -91,9 +93,19 @@ struct FrameDelivered {
     unsigned number;
 };
 
+// The video pipeline died, or did not start again, although nobody ended it.
+struct PipelineDied {
+    std::string text;                                // how it ended, and what follows
+    std::optional<std::chrono::milliseconds> pause;  // until it starts again; none if it stays off
+};
+
+// The video pipeline runs again after it died.
+struct PipelineRestarted {};
+
 struct Event {
     std::variant<SetKey, Announce, Invoke, SelectChannel, SetPlaying, ShowVideo, ShowScene, Tell, SetPower,
-                 SetFault, ClientConnected, ApplicationRegistered, ApplicationReported, FrameDelivered>
+                 SetFault, ClientConnected, ApplicationRegistered, ApplicationReported, FrameDelivered,
+                 PipelineDied, PipelineRestarted>
         what;
     // It follows from another event (the values that a channel change changes), or is a reset.
     bool consequence;

@@ -7,14 +7,18 @@
 #ifndef SIMULATED_TELEVISION_H
 #define SIMULATED_TELEVISION_H
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <future>
 #include <initializer_list>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "simulated/events.h"
@@ -159,21 +163,35 @@ struct Picture {
     std::string problem;             // why there is none
 };
 
-// The video pipeline: a process of its own, which lives as long as the television is on.
+// The video pipeline: a process of its own, which lives as long as the television is on. When it dies
+// although nobody ended it, it starts again.
 class VideoPipeline {
   public:
+    // The pauses before its new starts; after the last one it stays off. One that has run for `lasting` has
+    // all of them before it again.
+    struct Restarts {
+        std::vector<std::chrono::milliseconds> pauses{std::chrono::milliseconds(500), std::chrono::seconds(1),
+                                                      std::chrono::seconds(2), std::chrono::seconds(4),
+                                                      std::chrono::seconds(8)};
+        std::chrono::milliseconds lasting = std::chrono::minutes(10);
+    };
+
     explicit VideoPipeline(Events& events) : m_events(events) {}
+    ~VideoPipeline();
+    VideoPipeline(const VideoPipeline&) = delete;
+    VideoPipeline& operator=(const VideoPipeline&) = delete;
 
     // Starts the process with a film, or with generated scenes for an empty `clip`, and waits until it shows
     // the first frame. False if it is running or cannot; error() then says why.
     bool start(const std::string& clip = std::string());
     // Switches it off; it removes the request queue and the capture block, unless a client has them.
     void stop();
-    // It dies, at once or in mid-work; start() brings it back.
-    void kill();
+    // It dies, at once or in mid-work, and stays dead until start(). False if it is off.
+    bool kill();
     // It hangs, and goes on.
     void stall();
     void resume();
+    // False between its death and its new start, too.
     bool running() const;
     // Since it was started.
     bool killed() const;
@@ -181,6 +199,11 @@ class VideoPipeline {
     // The film that it was started with last; empty for generated scenes.
     std::string clip() const;
     std::string error() const;
+    // Why it does not run; empty if it does.
+    std::string problem() const;
+
+    // From its next death on.
+    void setRestarts(Restarts restarts);
 
     // Frames delivered since it was started.
     unsigned delivered() const;
@@ -191,7 +214,7 @@ class VideoPipeline {
     // Shows a generated scene; or, for an empty name, what it was started with. Does not wait, and lasts over
     // a restart.
     void showProgramme(const std::string& scene);
-    // Stops and continues what it shows. Does not wait.
+    // Stops and continues what it shows. Does not wait, and lasts over a restart.
     void pause(bool paused);
 
     // Gives it a command (control.h of the pipeline lists them) and waits for its answer; false if it refused
@@ -205,16 +228,26 @@ class VideoPipeline {
   private:
     class Connection;
 
-    bool isAlive() const;
+    void watch(std::promise<bool> first);
+    void becomeReady(bool again);
+    bool end(int signalNumber);
     std::shared_ptr<Connection> connection() const;
 
     Events& m_events;
+    std::mutex m_operation;  // one start, stop or kill at a time; before m_mutex
+    std::thread m_watcher;   // from a start to the next operation; it reads what the process says
+
     mutable std::mutex m_mutex;
-    std::shared_ptr<Connection> m_connection;
+    std::condition_variable m_changed;
+    std::shared_ptr<Connection> m_connection;  // to the process, if there is one
+    bool m_on = false;                         // it runs, or is to
+    bool m_running = false;                    // it shows something
+    Restarts m_restarts;
     std::map<std::string, std::string> m_settings;
     std::string m_clip;
     bool m_killed = false;
     bool m_stalled = false;
+    bool m_paused = false;
     std::string m_scene;
     std::string m_error;
 };
