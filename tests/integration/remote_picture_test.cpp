@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "asleep.h"
+#include "pipeline_process.h"
 #include "platform_adaptation/picture_capture.h"
 #include "platform_adaptation/system_info.h"
 #include "remote_test.h"
@@ -19,6 +20,7 @@
 using namespace std::chrono_literals;
 using testing::HasSubstr;
 using tests::BRIGHTNESS;
+using tests::ChildProcess;
 using tests::TelevisionProcess;
 
 namespace {
@@ -132,6 +134,34 @@ TEST_F(TheTelevisionsPicture, LeavesNothingBehindWhenTheTelevisionEnds) {
     capture.stop();
     EXPECT_EQ(television.stop(), 0);
     EXPECT_EQ(mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY), -1);
+}
+
+TEST(ATelevisionWhosePipelineDies, SaysSoAndStartsItAgainUnlessAFaultWantsItDead) {
+    TelevisionProcess television("crashing", {"--video", "scenes"});
+    ASSERT_TRUE(television.start());
+    const auto problem = [&television] {
+        return television.property<std::string>("", TelevisionProcess::TELEVISION, "VideoProblem");
+    };
+    const std::string frame = tests::runtimeFolder() / "frame.png";
+    const std::vector<std::string> capture{AIPQCTL_PROGRAM, "--tv", television.name(),
+                                           "capture",       "-o",   frame};
+    EXPECT_EQ(problem(), "");
+    ASSERT_TRUE(tests::crashPipelineOf(std::to_string(television.process().id())));
+    ASSERT_TRUE(television.process().waitForErrors("runs again"));
+    EXPECT_EQ(television.process().errors(),
+              "simulated television: the video pipeline died (signal 9, Killed); next try in 0.5 s (1 of 5)\n"
+              "simulated television: the video pipeline runs again\n");
+    EXPECT_EQ(problem(), "");
+    EXPECT_EQ(ChildProcess(capture).wait(), 0);
+
+    television.setFault("", "video.killed", 1);
+    EXPECT_EQ(problem(), "the video pipeline died");
+    ChildProcess failing(capture);
+    EXPECT_EQ(failing.wait(), 1);
+    EXPECT_EQ(failing.errors(), "aipqctl: no frame arrives: the video pipeline died\n");
+    television.setFault("", "video.killed", 0);
+    EXPECT_EQ(ChildProcess(capture).wait(), 0);
+    EXPECT_EQ(television.stop(), 0);
 }
 
 }  // namespace

@@ -121,9 +121,7 @@ class RequestQueue {
     const mqd_t m_queue;
 };
 
-[[noreturn]] void failNoFrame() {
-    throw Failure(EXIT_REFUSED, "no frame arrives: is a video pipeline running?");
-}
+[[noreturn]] void failNoFrame() { throw Failure(EXIT_REFUSED, "no frame arrives: " + whyNoFrame()); }
 
 // The frames of one run, one after the other.
 class Frames {

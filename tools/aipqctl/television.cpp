@@ -1,6 +1,7 @@
 #include "television.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <future>
 #include <memory>
 #include <thread>
@@ -8,6 +9,10 @@
 
 #include "failure.h"
 #include "platform_adaptation/system_access/value_access.h"
+
+#ifdef WITH_SIMULATED_TELEVISION
+#include "protocol.h"
+#endif
 
 namespace aipqctl {
 
@@ -35,6 +40,22 @@ bool answered(std::function<bool()> request) {
     std::thread([answer, request = std::move(request)] { answer->set_value(request()); }).detach();
     if (result.wait_for(ANSWER_LIMIT) == std::future_status::ready) return result.get();
     throw Failure(EXIT_REFUSED, "the television has not answered for 10 s; whether it did it is not known");
+}
+
+std::string whyNoFrame() {
+    std::string problem;
+#ifdef WITH_SIMULATED_TELEVISION
+    try {
+        const char* const television = std::getenv("AIPQ_TV");
+        const remote::Place place = remote::placeFrom(television != nullptr ? television : "");
+        const auto bus = sdbus::createSessionBusConnectionWithAddress(place.address);
+        const auto proxy = sdbus::createProxy(*bus, place.busName(), remote::OBJECT);
+        problem = proxy->getProperty("VideoProblem").onInterface("aipq.Television").get<std::string>();
+    } catch (const std::exception&) {
+        // It is embedded, or gone.
+    }
+#endif
+    return problem.empty() ? "is a video pipeline running?" : problem;
 }
 
 }  // namespace aipqctl

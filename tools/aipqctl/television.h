@@ -3,6 +3,7 @@
 #define AIPQCTL_TELEVISION_H
 
 #include <functional>
+#include <string>
 
 namespace aipqctl {
 
@@ -13,6 +14,9 @@ void requireTelevision();
 // Runs a request that blocks for as long as the television does not answer, and gives its result; Failure
 // after 10 s.
 bool answered(std::function<bool()> request);
+
+// Why no frame arrives, as a simulated television in a process of its own says; else a question.
+std::string whyNoFrame();
 
 }  // namespace aipqctl
 
