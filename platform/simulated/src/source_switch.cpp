@@ -193,6 +193,7 @@ void SourceSwitch::show(const std::vector<std::string>& row, bool forceShowAV) {
     m_model.set(HDR_TYPE, row[HDR]);
     m_model.set(FORMAT, std::string(FORMAT_PLAYING));
     m_video.showProgramme(row[PICTURE]);
+    m_video.pause(false);
 }
 
 }  // namespace simulated
