@@ -11,7 +11,7 @@
 
 #include "clip_source.h"
 #include "control.h"
-#include "machine_lock.h"
+#include "only_pipeline.h"
 #include "pipeline.h"
 #include "preview.h"
 #include "report.h"
@@ -66,7 +66,7 @@ int serve(const Options& options) {
         }
     }
     std::string problem;
-    const pipeline::FileDescriptor lock = pipeline::lockMachine(problem);
+    const pipeline::FileDescriptor lock = pipeline::becomeOnlyPipeline(problem);
     if (!lock.valid()) {
         // One of the two: a television says itself what its pipeline tells it.
         if (!control.present()) pipeline::report(problem);
