@@ -16,6 +16,11 @@ bool isLetterOrDigit(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
 
+std::string environment(const char* name) {
+    const char* const text = std::getenv(name);
+    return text != nullptr ? text : "";
+}
+
 bool isName(const std::string& text) {
     const auto fits = [](char c) { return isLetterOrDigit(c) || c == '-' || c == '_'; };
     const bool startsWell = !text.empty() && !(text.front() >= '0' && text.front() <= '9');
@@ -46,9 +51,11 @@ Place placeFrom(const std::string& text) {
 }
 
 std::string socketPath(const std::string& name) {
-    const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
-    const std::string folder = runtime != nullptr && *runtime == '/'
-                                   ? std::string(runtime) + "/aipq-television"
+    if (const std::string folder = environment(FOLDER_VARIABLE); folder.starts_with('/'))
+        return folder + "/" + name;
+    const std::string runtime = environment("XDG_RUNTIME_DIR");
+    const std::string folder = runtime.starts_with('/')
+                                   ? runtime + "/aipq-television"
                                    : "/tmp/aipq-television-" + std::to_string(::geteuid());
     return folder + "/" + name;
 }

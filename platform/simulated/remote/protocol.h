@@ -88,7 +88,11 @@ struct Place {
 // address.
 Place placeFrom(const std::string& text);
 
-// The socket of the private bus of the television `name`, in a folder of this user's own.
+// The variable that names the folder of the televisions' sockets; without it, they are in a folder of this
+// user's own.
+constexpr char FOLDER_VARIABLE[] = "AIPQ_TV_FOLDER";
+
+// The socket of the private bus of the television `name`.
 std::string socketPath(const std::string& name);
 
 // The object of a key.
