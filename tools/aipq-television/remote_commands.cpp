@@ -4,31 +4,23 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <tuple>
 
 #include "exit_code.h"
 #include "line.h"
+#include "report.h"
 #include "scenario_service.h"
 
 namespace {
 
-// A scenario is written by hand or recorded: more than this is something else.
-constexpr std::streamsize LARGEST_FILE = 16 << 20;
-
 constexpr char NO_REPLY[] = "org.freedesktop.DBus.Error.NoReply";
-
-int report(int code, const std::string& what) {
-    std::cerr << "aipq-television: " << what << '\n';
-    return code;
-}
 
 int noTelevision(const remote::Place& place) {
     return report(EXIT_NO_TELEVISION,
@@ -137,28 +129,17 @@ std::optional<Failure> callAndWait(Scenarios& scenarios, const sigset_t& endSign
     return state->failure;
 }
 
-std::optional<std::string> readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary | std::ios::ate);
-    if (!file || file.tellg() < 0 || file.tellg() > LARGEST_FILE) return std::nullopt;
-    file.seekg(0);
-    std::ostringstream text;
-    text << file.rdbuf();
-    if (!file) return std::nullopt;
-    return text.str();
-}
-
 }  // namespace
 
 int playScenario(const remote::Place& place, const std::string& file, double speed,
                  const sigset_t& endSignals) {
-    const std::optional<std::string> text = readFile(file);
+    const std::optional<std::string> text = readScenario(file);
     if (!text) return report(EXIT_BAD_FILE, file + " cannot be read");
     blockWakeUps();
     try {
         Scenarios scenarios(place);
         scenarios.onStep([](std::uint32_t, std::int64_t time, const std::string& done) {
-            std::printf("%8.2f s  %s\n", static_cast<double>(time) / 1000, done.c_str());
-            std::fflush(stdout);
+            std::cout << stepLine(std::chrono::milliseconds(time), done) << std::flush;
         });
         scenarios.start();
         std::string outcome;

@@ -1,8 +1,16 @@
 #include "scenario_service.h"
 
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
 #include "bus_method.h"
 
 namespace {
+
+// A scenario is written by hand or recorded: more than this is something else.
+constexpr std::streamsize LARGEST_FILE = 16 << 20;
 
 const char* outcomeName(simulated::ScenarioPlayer::Outcome outcome) {
     using Outcome = simulated::ScenarioPlayer::Outcome;
@@ -18,6 +26,22 @@ const char* outcomeName(simulated::ScenarioPlayer::Outcome outcome) {
 }
 
 }  // namespace
+
+std::optional<std::string> readScenario(const std::string& file) {
+    std::ifstream in(file, std::ios::binary | std::ios::ate);
+    if (!in || in.tellg() < 0 || in.tellg() > LARGEST_FILE) return std::nullopt;
+    in.seekg(0);
+    std::ostringstream text;
+    text << in.rdbuf();
+    if (!in) return std::nullopt;
+    return text.str();
+}
+
+std::string stepLine(std::chrono::milliseconds time, const std::string& done) {
+    std::array<char, 32> seconds{};
+    std::snprintf(seconds.data(), seconds.size(), "%8.2f", static_cast<double>(time.count()) / 1000);
+    return seconds.data() + (" s  " + done) + '\n';
+}
 
 ScenarioService::ScenarioService(simulated::Television& television, remote::Line& line, WorkerPool& workers)
     : m_television(television), m_line(line), m_object(sdbus::createObject(line.connection(), OBJECT)) {
@@ -42,6 +66,15 @@ ScenarioService::ScenarioService(simulated::Television& television, remote::Line
     m_object->finishRegistration();
 }
 
+std::shared_ptr<simulated::ScenarioPlayer> ScenarioService::start(
+    simulated::Scenario scenario, double speed, simulated::ScenarioPlayer::Listener listener) {
+    const std::lock_guard lock(m_mutex);
+    if (m_player && !m_player->result()) bus::refuse(bus::REFUSED, "a scenario plays already");
+    m_player = std::make_shared<simulated::ScenarioPlayer>(m_television, std::move(scenario),
+                                                           std::move(listener), speed);
+    return m_player;
+}
+
 void ScenarioService::stop() {
     const std::lock_guard lock(m_mutex);
     if (m_player) m_player->stop();
@@ -55,17 +88,8 @@ std::tuple<std::string, std::string> ScenarioService::play(const std::string& na
     } catch (const std::runtime_error& error) {
         bus::refuse(BAD_SCENARIO, error.what());
     }
-    std::shared_ptr<simulated::ScenarioPlayer> player;
-    {
-        const std::lock_guard lock(m_mutex);
-        if (m_player) bus::refuse(bus::REFUSED, "a scenario plays already");
-        player = m_player = std::make_shared<simulated::ScenarioPlayer>(
-            m_television, std::move(scenario),
-            simulated::ScenarioPlayer::Listener{[this](const auto& progress) { tell(progress); }}, speed);
-    }
-    const simulated::ScenarioPlayer::Result result = player->wait();
-    const std::lock_guard lock(m_mutex);
-    m_player.reset();
+    const auto result =
+        start(std::move(scenario), speed, {[this](const auto& progress) { tell(progress); }})->wait();
     return {outcomeName(result.outcome), result.text};
 }
 

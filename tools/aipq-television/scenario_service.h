@@ -2,15 +2,23 @@
 #ifndef AIPQ_TELEVISION_SCENARIO_SERVICE_H
 #define AIPQ_TELEVISION_SCENARIO_SERVICE_H
 
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <tuple>
 
 #include "line.h"
 #include "simulated/scenario_player.h"
 #include "simulated/scenario_recorder.h"
 #include "worker_pool.h"
+
+// The text of a scenario's file; none if it cannot be read or is too large for a scenario.
+std::optional<std::string> readScenario(const std::string& file);
+
+// For people, with the end of the line.
+std::string stepLine(std::chrono::milliseconds time, const std::string& done);
 
 class ScenarioService {
   public:
@@ -21,6 +29,10 @@ class ScenarioService {
 
     // To be made before the line's thread is started. All of them must outlive it.
     ScenarioService(simulated::Television& television, remote::Line& line, WorkerPool& workers);
+
+    // Plays a scenario from now on. Throws sdbus::Error if one plays already.
+    std::shared_ptr<simulated::ScenarioPlayer> start(simulated::Scenario scenario, double speed,
+                                                     simulated::ScenarioPlayer::Listener listener);
 
     // Ends what plays.
     void stop();

@@ -1,0 +1,14 @@
+#ifndef AIPQ_TELEVISION_REPORT_H
+#define AIPQ_TELEVISION_REPORT_H
+
+#include <iostream>
+#include <string>
+
+// Says what is wrong, and returns the exit code.
+inline int report(int exitCode, const std::string& what) {
+    // One write, so that the lines of two processes on one terminal do not mix.
+    std::cerr << "aipq-television: " + what + '\n';
+    return exitCode;
+}
+
+#endif
