@@ -1,11 +1,13 @@
 #include "television_process.h"
 
+#include <gmock/gmock.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -37,6 +39,7 @@ class TemporaryFolder {
 
 // Before the library decides which television it uses.
 const bool runtimeFolderIsSet = [] {
+    ::unsetenv(remote::FOLDER_VARIABLE);
     ::setenv("XDG_RUNTIME_DIR", runtimeFolder().c_str(), 1);
     return true;
 }();
@@ -95,10 +98,28 @@ std::unique_ptr<sdbus::IProxy> TelevisionProcess::proxy(const std::string& key) 
                               key.empty() ? remote::OBJECT : remote::objectPath(key));
 }
 
-std::string catalogueWith(const std::string& keys) {
-    const fs::path file = runtimeFolder() / "catalogue.toml";
-    std::ofstream(file) << std::ifstream(CATALOGUE_FILE).rdbuf() << keys;
+void expectRefusal(const std::vector<std::string>& options, int exitCode, const std::string& line,
+                   const std::map<std::string, std::string>& environment) {
+    std::vector<std::string> command{TELEVISION_PROGRAM};
+    command.insert(command.end(), options.begin(), options.end());
+    ChildProcess program(command, environment);
+    EXPECT_EQ(program.wait(), exitCode);
+    const std::string errors = program.errors();
+    EXPECT_THAT(errors, testing::StartsWith(line));
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+    EXPECT_EQ(program.output(), "");
+}
+
+std::string fileWith(const std::string& name, const std::string& text) {
+    const std::string file = runtimeFolder() / name;
+    std::ofstream(file) << text;
     return file;
+}
+
+std::string catalogueWith(const std::string& keys) {
+    std::ostringstream text;
+    text << std::ifstream(CATALOGUE_FILE).rdbuf() << keys;
+    return fileWith("catalogue.toml", text.str());
 }
 
 }  // namespace tests

@@ -3,6 +3,7 @@
 #define TESTS_TELEVISION_PROCESS_H
 
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -106,6 +107,13 @@ class TelevisionProcess {
     std::unique_ptr<ChildProcess> m_process;
     std::unique_ptr<sdbus::IConnection> m_connection;
 };
+
+// Starts the program, which must fail: with this exit code, and one line that begins so.
+void expectRefusal(const std::vector<std::string>& options, int exitCode, const std::string& line,
+                   const std::map<std::string, std::string>& environment = {});
+
+// A file of this text in runtimeFolder().
+std::string fileWith(const std::string& name, const std::string& text);
 
 // The catalogue that a television has without options, with the lines of `keys` added to it.
 std::string catalogueWith(const std::string& keys);

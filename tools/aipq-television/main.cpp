@@ -2,8 +2,8 @@
 #include <signal.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdlib>
-#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -12,12 +12,18 @@
 #include "exit_code.h"
 #include "protocol.h"
 #include "remote_commands.h"
+#include "report.h"
+#include "run_command.h"
 #include "serve.h"
 
 namespace {
 
 struct Options {
     TelevisionOptions own;
+
+    // Of run.
+    std::string scenario;
+    std::string log;
 
     // Of the commands to a television that runs.
     std::string television;
@@ -33,6 +39,47 @@ std::string televisionOfEnvironment() {
     return named ? text : remote::DEFAULT_NAME;
 }
 
+// Removes "--" and the words behind it, and returns those: CLI11 would change some of them.
+std::vector<std::string> takeCommand(std::vector<std::string>& words) {
+    const auto mark = std::find(words.begin(), words.end(), "--");
+    if (mark == words.end()) return {};
+    std::vector<std::string> command(mark + 1, words.end());
+    words.erase(mark, words.end());
+    return command;
+}
+
+constexpr char VIDEO_HELP[] = "the film that it shows, scenes, or off";
+constexpr char CATALOGUE_HELP[] = "the file of its keys; without it, the built-in one";
+
+constexpr char RUN_EXIT_CODES[] =
+    "Exit code: the command's; 128 and the number of the signal that killed it; or\n"
+    "  1    the command succeeded, and the scenario failed\n"
+    "  2    wrong use\n"
+    "  6    the film, the scenario or the catalogue is missing or broken, or the log cannot be written\n"
+    "  8    no right to create an IPC namespace\n"
+    "  124  the television died under the command\n"
+    "  125  the television could not start\n"
+    "  126  the command cannot be executed\n"
+    "  127  there is no such command";
+
+CLI::App* addRun(CLI::App& app, Options& options) {
+    CLI::App* const run = app.add_subcommand(
+        "run", "run a command with a television of its own: aipq-television run [OPTIONS] -- COMMAND...");
+    run->add_option("--video", options.own.video, VIDEO_HELP)->capture_default_str();
+    run->add_option("--scenario", options.scenario, "the scenario that it plays");
+    run->add_option("--catalogue", options.own.catalogue, CATALOGUE_HELP);
+    run->add_option("--log", options.log, "the file for what the television prints; without it, nowhere");
+    run->footer(RUN_EXIT_CODES);
+    return run;
+}
+
+// Prints the help if the error is a request for it, otherwise one line.
+int reportUsage(const CLI::App& app, const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);
+    const std::string what = error.what();
+    return report(EXIT_WRONG_USE, what.substr(0, what.find('\n')) + "; --help shows the usage");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -46,10 +93,9 @@ int main(int argc, char** argv) {
     app.add_option("--name", options.own.name, "what clients call it in AIPQ_TV")->capture_default_str();
     app.add_option("--bus", options.own.bus,
                    "D-Bus address to be on; without it, it starts a bus of its own");
-    app.add_option("--video", options.own.video, "the film that it shows, scenes, or off")
-        ->capture_default_str();
-    app.add_option("--catalogue", options.own.catalogue,
-                   "the file of its keys; without it, the built-in one");
+    app.add_option("--video", options.own.video, VIDEO_HELP)->capture_default_str();
+    app.add_option("--catalogue", options.own.catalogue, CATALOGUE_HELP);
+    CLI::App* const run = addRun(app, options);
     int port = 0;
     CLI::Option* const screen =
         app.add_option("--screen", port,
@@ -73,32 +119,36 @@ int main(int argc, char** argv) {
     record->add_option("FILE", options.file, "the scenario to write")->required();
     record->add_option("--title", options.title, "its title");
     addTelevision(record);
+
+    std::vector<std::string> words(argv + 1, argv + argc);
+    std::vector<std::string> command;
+    if (!words.empty() && words.front() == "run") command = takeCommand(words);
     try {
-        app.parse(argc, argv);
+        std::reverse(words.begin(), words.end());  // the order that CLI11 expects
+        app.parse(words);
+        if (run->parsed() && command.empty()) throw CLI::RequiredError("a command behind --");
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? EXIT_DONE : EXIT_WRONG_USE;
+        return reportUsage(app, error);
     }
     if (screen->count() > 0) options.own.screenPort = port;
-    const sigset_t endSignals = takeEndSignals();
     try {
+        if (run->parsed()) return runCommand({options.own, options.scenario, options.log, command}, argv);
+        const sigset_t endSignals = takeEndSignals();
         if (play->parsed())
             return playScenario(remote::placeFrom(options.television), options.file, options.speed,
                                 endSignals);
         if (record->parsed())
             return recordScenario(remote::placeFrom(options.television), options.file, options.title,
                                   endSignals);
-        return serve(options.own, endSignals);
+        serve(options.own, endSignals);
+        return EXIT_DONE;
     } catch (const std::invalid_argument& error) {
-        std::cerr << "aipq-television: " << error.what() << '\n';
-        return EXIT_WRONG_USE;
+        return report(EXIT_WRONG_USE, error.what());
     } catch (const BadFile& error) {
-        std::cerr << "aipq-television: " << error.what() << '\n';
-        return EXIT_BAD_FILE;
+        return report(EXIT_BAD_FILE, error.what());
     } catch (const sdbus::Error& error) {
-        std::cerr << "aipq-television: the bus " << options.own.bus << ": " << error.getMessage() << '\n';
-        return EXIT_NO_RIGHTS;
+        return report(EXIT_NO_RIGHTS, "the bus " + options.own.bus + ": " + error.getMessage());
     } catch (const std::exception& error) {
-        std::cerr << "aipq-television: " << error.what() << '\n';
-        return EXIT_REFUSED;
+        return report(EXIT_REFUSED, error.what());
     }
 }

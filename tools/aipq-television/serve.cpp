@@ -2,51 +2,97 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <future>
 #include <iostream>
 #include <memory>
 
-#include "exit_code.h"
 #include "line.h"
 #include "platform_server.h"
 #include "private_bus.h"
 #include "scenario_service.h"
 #include "screen.h"
 #include "simulated/catalogue.h"
+#include "simulated/scenario_player.h"
 #include "simulated/television.h"
 #include "television_objects.h"
 #include "worker_pool.h"
 
 namespace {
 
-// Before anything is started: what is wrong here needs no television.
-void checkFiles(const TelevisionOptions& options) {
-    const bool isFilm = options.video != "off" && options.video != "scenes";
-    if (isFilm && ::access(options.video.c_str(), R_OK) != 0)
-        throw BadFile("the film " + options.video + " cannot be read: " + std::strerror(errno));
-    try {
-        simulated::loadCatalogue();
-    } catch (const std::runtime_error& error) {
-        throw BadFile(error.what());
-    }
-}
+bool isFilm(const std::string& video) { return video != "off" && video != "scenes"; }
 
-void describe(const TelevisionOptions& options, const std::string& video, const remote::Place& place) {
+void describe(const TelevisionOptions& options, const std::string& video, const remote::Place& place,
+              bool belongsToCommand) {
     std::cout << "The television '" << options.name << "' is on and shows "
               << (video == "scenes" ? "generated scenes"
                   : video == "off"  ? "nothing"
                                     : video)
-              << ". Ctrl-C switches it off.\n";
-    if (options.name == remote::DEFAULT_NAME && options.bus.empty()) {
+              << (belongsToCommand ? ".\n" : ". Ctrl-C switches it off.\n");
+    if (belongsToCommand) {
+        std::cout << "  programs  find it with AIPQ_TV=" << place.address << '\n';
+    } else if (options.name == remote::DEFAULT_NAME && options.bus.empty()) {
         std::cout << "  programs  find it by themselves\n";
     } else {
         std::cout << "  programs  find it with AIPQ_TV=" << options.name
                   << (options.bus.empty() ? "" : "@" + place.address) << '\n';
     }
     std::cout << "  busctl    busctl --address=" << place.address << " tree " << place.busName() << '\n';
+}
+
+// The film is the problem if the television can show generated scenes.
+[[noreturn]] void refuseToShow(const std::string& video, simulated::Television& television) {
+    const std::string problem = television.video().error();
+    if (isFilm(video) && television.showVideo("scenes")) throw BadFile(problem);
+    throw std::runtime_error("no picture: " + problem);
+}
+
+// The number of steps that a scenario does at its start.
+std::size_t stepsThatWaitForNothing(const simulated::Scenario& scenario) {
+    using namespace std::chrono_literals;
+    const auto waits = [](const simulated::Step& step) {
+        return step.at.value_or(0s) > 0s || step.after || step.wait > 0s ||
+               std::holds_alternative<simulated::Expect>(step.action);
+    };
+    const auto& steps = scenario.steps;
+    return static_cast<std::size_t>(std::find_if(steps.begin(), steps.end(), waits) - steps.begin());
+}
+
+// The first steps of a scenario; used on its thread.
+struct Beginning {
+    std::size_t undone;
+    std::promise<void> over = {};
+
+    void stepDone() {
+        if (undone > 0 && --undone == 0) over.set_value();
+    }
+    void scenarioEnded() {
+        if (undone > 0) over.set_value();
+        undone = 0;
+    }
+};
+
+// Starts the command's scenario. Returns when the steps that wait for nothing are done, as the command relies
+// on them.
+void play(const RunRequest& request, ScenarioService& scenarios) {
+    using Player = simulated::ScenarioPlayer;
+    const std::size_t first = stepsThatWaitForNothing(*request.scenario);
+    const auto beginning = std::make_shared<Beginning>(Beginning{first});
+    const auto onStep = [beginning](const Player::Progress& progress) {
+        std::cout << stepLine(progress.time, progress.text) << std::flush;
+        beginning->stepDone();
+    };
+    const auto onEnd = [beginning, &request](const Player::Result& result) {
+        if (result.outcome == Player::Outcome::FAILED) request.onScenarioFailure(result.text);
+        beginning->scenarioEnded();
+    };
+    scenarios.start(*request.scenario, 1, {onStep, onEnd});
+    if (first > 0) beginning->over.get_future().wait();
 }
 
 void takeName(remote::Line& line, const remote::Place& place) {
@@ -62,6 +108,20 @@ void takeName(remote::Line& line, const remote::Place& place) {
 
 }  // namespace
 
+void checkFilm(const std::string& video) {
+    if (isFilm(video) && ::access(video.c_str(), R_OK) != 0)
+        throw BadFile("the film " + video + " cannot be read: " + std::strerror(errno));
+}
+
+std::vector<simulated::KeyDefinition> loadKeys(const TelevisionOptions& options) {
+    if (!options.catalogue.empty()) ::setenv("AIPQ_TV_CATALOGUE", options.catalogue.c_str(), 1);
+    try {
+        return simulated::loadCatalogue();
+    } catch (const std::runtime_error& error) {
+        throw BadFile(error.what());
+    }
+}
+
 sigset_t takeEndSignals() {
     sigset_t signals;
     ::sigemptyset(&signals);
@@ -71,13 +131,14 @@ sigset_t takeEndSignals() {
     return signals;
 }
 
-int serve(const TelevisionOptions& options, const sigset_t& endSignals) {
+void serve(const TelevisionOptions& options, const sigset_t& endSignals, const RunRequest* request) {
     const remote::Place place =
         remote::placeFrom(options.bus.empty() ? options.name : options.name + "@" + options.bus);
     // This very process is the television.
     ::setenv("AIPQ_TV", remote::EMBEDDED, 1);
-    if (!options.catalogue.empty()) ::setenv("AIPQ_TV_CATALOGUE", options.catalogue.c_str(), 1);
-    checkFiles(options);
+    // Before anything is started: what is wrong here needs no television.
+    checkFilm(options.video);
+    loadKeys(options);
 
     std::optional<PrivateBus> bus;
     if (options.bus.empty()) bus.emplace(place.name);
@@ -94,12 +155,15 @@ int serve(const TelevisionOptions& options, const sigset_t& endSignals) {
         ::kill(::getpid(), SIGTERM);
     });
     const bool shows = television.showVideo(options.video);
+    if (!shows && request != nullptr) refuseToShow(options.video, television);
     if (!shows) std::cerr << "aipq-television: no picture: " << television.video().error() << '\n';
     std::optional<television::Screen> screen;
     if (options.screenPort) screen.emplace(television, *options.screenPort);
-    describe(options, shows ? options.video : "off", place);
+    describe(options, shows ? options.video : "off", place, request != nullptr);
     if (screen) std::cout << "  page      " << screen->url() << '\n';
     std::cout << std::flush;
+    if (request != nullptr && request->scenario) play(*request, scenarios);
+    if (request != nullptr) request->onReady();
 
     int signal = 0;
     ::sigwait(&endSignals, &signal);
@@ -110,9 +174,5 @@ int serve(const TelevisionOptions& options, const sigset_t& endSignals) {
     television.video().stop();
     line.stop();
     workers.stop();
-    if (busLost) {
-        std::cerr << "aipq-television: its bus " << place.address << " is gone\n";
-        return EXIT_REFUSED;
-    }
-    return EXIT_DONE;
+    if (busLost) throw std::runtime_error("its bus " + place.address + " is gone");
 }

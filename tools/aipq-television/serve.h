@@ -4,11 +4,14 @@
 
 #include <signal.h>
 
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "protocol.h"
+#include "simulated/scenario.h"
 
 struct TelevisionOptions {
     std::string name = remote::DEFAULT_NAME;
@@ -23,12 +26,29 @@ struct BadFile : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// For a television that belongs to one command.
+struct RunRequest {
+    std::optional<simulated::Scenario> scenario;
+    // Called when the television is on and has done the scenario's steps that wait for nothing. What it
+    // throws ends the television.
+    std::function<void()> onReady;
+    // Called on the scenario's thread.
+    std::function<void(const std::string& why)> onScenarioFailure;
+};
+
+// Throws BadFile for a film that cannot be read.
+void checkFilm(const std::string& video);
+
+// Throws BadFile for a catalogue that cannot be used.
+std::vector<simulated::KeyDefinition> loadKeys(const TelevisionOptions& options);
+
 // Blocks the signals that end a television, and returns them; to be called before any thread is started, so
 // that all of them leave these signals to serve().
 sigset_t takeEndSignals();
 
-// Serves until one of `endSignals`; returns an exit code. Throws std::invalid_argument for a name or an
-// address that cannot be one, BadFile, and std::runtime_error for what else is wrong.
-int serve(const TelevisionOptions& options, const sigset_t& endSignals);
+// Serves until one of `endSignals`. Throws std::invalid_argument for a name or an address that cannot be one,
+// BadFile, and std::runtime_error for other problems. Without a picture, only a television that belongs to a
+// command throws.
+void serve(const TelevisionOptions& options, const sigset_t& endSignals, const RunRequest* request = nullptr);
 
 #endif

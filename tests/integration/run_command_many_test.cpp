@@ -1,0 +1,67 @@
+// Many commands with televisions of their own at once.
+#include <gmock/gmock.h>
+#include <signal.h>
+
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "own_television.h"
+#include "television_process.h"
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using tests::ChildProcess;
+using tests::OwnTelevision;
+
+namespace {
+
+constexpr int MANY = 16;
+
+TEST(SixteenCommandsWithTheirOwnTelevisions, AllGetFramesAndFindWhatTheySet) {
+    std::vector<std::unique_ptr<ChildProcess>> runs;
+    for (int i = 0; i < MANY; ++i) {
+        const std::string frame = tests::runtimeFolder() / ("frame-" + std::to_string(i) + ".png");
+        const std::string value = std::to_string(2 * i + 10);
+        runs.push_back(std::make_unique<ChildProcess>(
+            tests::runWords({}, {"sh", "-c",
+                                 std::string("set -e; export PATH=\"${0%/*}:$PATH\"; aipqctl set brightness ")
+                                         .append(value)
+                                         .append(" --wait >/dev/null; aipqctl capture -o ")
+                                         .append(frame) +
+                                     "; echo the brightness is $(aipqctl get brightness); read -r line",
+                                 AIPQCTL_PROGRAM})));
+    }
+    // All of them are on at the same time.
+    for (int i = 0; i < MANY; ++i) {
+        ChildProcess& run = *runs[static_cast<std::size_t>(i)];
+        EXPECT_TRUE(run.waitForOutput("the brightness is " + std::to_string(2 * i + 10) + '\n'))
+            << run.output() << run.errors();
+        EXPECT_THAT(run.output(), HasSubstr(": 224 x 224"));
+        EXPECT_EQ(run.errors(), "");
+    }
+    for (const auto& run : runs) run->tell("end");
+    for (const auto& run : runs) EXPECT_EQ(run->wait(), 0);
+    EXPECT_THAT(tests::runFolders(), IsEmpty());
+}
+
+TEST(SixteenCommandsWithTheirOwnTelevisions, LeaveNothingBehindWhateverIsKilled) {
+    std::vector<std::unique_ptr<OwnTelevision>> runs;
+    for (int i = 0; i < MANY; ++i) runs.push_back(std::make_unique<OwnTelevision>(tests::Words{"--video", "scenes"}));
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    for (const auto& run : runs) {
+        const std::vector<pid_t> processes{run->caller(), run->keeper(), run->television(), run->bus(),
+                                           run->command()};
+        ASSERT_THAT(processes, testing::Each(testing::Gt(0)));
+        ::kill(processes[random() % processes.size()], SIGKILL);
+    }
+    for (const auto& run : runs) {
+        EXPECT_TRUE(run->process().wait()) << run->caller();
+        EXPECT_TRUE(run->isGone());
+    }
+}
+
+}  // namespace

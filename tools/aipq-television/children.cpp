@@ -1,0 +1,63 @@
+#include "children.h"
+
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// 0 if there is no such process any more.
+pid_t parentOf(const fs::path& process) {
+    std::ifstream file(process / "stat");
+    std::string line;
+    std::getline(file, line);
+    // PID (NAME) STATE PARENT ...; the name may contain anything.
+    const std::size_t name = line.rfind(')');
+    if (name == std::string::npos || name + 4 > line.size()) return 0;
+    pid_t parent = 0;
+    std::from_chars(line.data() + name + 4, line.data() + line.size(), parent);
+    return parent;
+}
+
+}  // namespace
+
+std::vector<pid_t> children() {
+    std::vector<pid_t> found;
+    std::error_code error;
+    for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
+        const std::string name = entry->path().filename();
+        pid_t process = 0;
+        std::from_chars(name.data(), name.data() + name.size(), process);
+        if (process != 0 && parentOf(entry->path()) == ::getpid()) found.push_back(process);
+    }
+    return found;
+}
+
+void adoptOrphans() { ::prctl(PR_SET_CHILD_SUBREAPER, 1); }
+
+void killDescendants(const std::vector<pid_t>& spared) {
+    for (bool killed = true; killed;) {
+        killed = false;
+        for (const pid_t child : children()) {
+            const bool spare = std::find(spared.begin(), spared.end(), child) != spared.end();
+            if (spare || ::kill(child, SIGKILL) != 0) continue;
+            ::waitpid(child, nullptr, 0);
+            killed = true;  // its children are this process's children now
+        }
+    }
+}
+
+void signalAtEndOf(pid_t parent, int signal) {
+    ::prctl(PR_SET_PDEATHSIG, signal);
+    // The parent may have ended before.
+    if (::getppid() != parent) ::raise(signal);
+}

@@ -1,0 +1,36 @@
+#ifndef AIPQ_TELEVISION_KEEPER_H
+#define AIPQ_TELEVISION_KEEPER_H
+
+#include <signal.h>
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "run_folder.h"
+#include "serve.h"
+
+// A command and its television.
+struct Run {
+    TelevisionOptions television;
+    std::optional<simulated::Scenario> scenario;
+    int log;  // a descriptor; -1 for none
+    std::string logName;
+    std::vector<std::string> command;
+    char** words;  // the program's own command line
+    pid_t group;   // the process group of the caller and of the command
+    // The command's, as the caller found them.
+    sigset_t signalMask;
+    void (*childAction)(int);
+};
+
+// The signals that the caller forwards to the keeper, by sigqueue() with one of these values.
+sigset_t forwardedSignals();
+constexpr int FOR_COMMAND = 1;
+constexpr int COMMAND_HAS_IT = 2;  // the terminal sent it to the whole process group
+
+// The life of the keeper, a child of `caller` (run_command.h). Returns the exit code of the run.
+int keep(const Run& run, const RunFolder& folder, pid_t caller);
+
+#endif

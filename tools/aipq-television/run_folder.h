@@ -1,0 +1,25 @@
+#ifndef AIPQ_TELEVISION_RUN_FOLDER_H
+#define AIPQ_TELEVISION_RUN_FOLDER_H
+
+#include <string>
+
+// The folder of a television that belongs to one command, for its sockets. Only this user can enter it.
+class RunFolder {
+  public:
+    // Chooses a path. Throws std::runtime_error if it is too long for a socket.
+    RunFolder();
+
+    const std::string& path() const { return m_path; }
+
+    // Creates the folder, which is in use until this process and its forked children end, and removes folders
+    // that are not in use any more. Throws std::runtime_error.
+    void create() const;
+    // Removes it, if it is there, with everything in it.
+    void remove() const;
+
+  private:
+    std::string m_parent;
+    std::string m_path;
+};
+
+#endif
