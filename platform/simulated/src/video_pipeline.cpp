@@ -158,6 +158,17 @@ class VideoPipeline::Connection {
         if (!m_reaped) ::kill(m_process, number);
     }
 
+    // Stops the process and waits until it has stopped. The kernel ends it together with the television only if
+    // it has stopped by then.
+    void stop() {
+        const std::lock_guard lock(m_mutex);
+        if (m_reaped || ::kill(m_process, SIGSTOP) != 0) return;
+        siginfo_t change{};
+        while (waitid(P_PID, static_cast<id_t>(m_process), &change, WSTOPPED | WEXITED | WNOWAIT) != 0 &&
+               errno == EINTR) {
+        }
+    }
+
     // Ends the process with a signal, or with SIGCONT by itself. Does not wait.
     void end(int signalNumber) {
         signal(signalNumber);
@@ -475,7 +486,7 @@ bool VideoPipeline::kill() {
 void VideoPipeline::stall() {
     const std::lock_guard lock(m_mutex);
     if (!m_running) return;
-    m_connection->signal(SIGSTOP);
+    m_connection->stop();
     m_stalled = true;
 }
 
