@@ -17,18 +17,25 @@ BUILD_PACKAGES=(
     googletest                  # tests, built from source
 )
 
-# What only the tests need.
+# What the tests need besides, but those marked slow and those on armhf.
 TEST_PACKAGES=(
+    python3                     # checks the documentation and the ABI
     valgrind                    # counts the hot operations' instructions
     python3-jsonschema libxml2-utils mandoc  # check the tools' JSON, XML and manual
-    doxygen                     # the pages of docs/
     gstreamer1.0-tools          # makes the films that the tests play
+    systemd                     # busctl, with which people use the television
+    abigail-tools               # the ABI
+)
+
+# What builds and runs for the television's processor.
+ARMHF_PACKAGES=(crossbuild-essential-armhf qemu-user)
+
+# What only the tests marked slow need.
+SLOW_TEST_PACKAGES=(
+    doxygen                     # the pages of docs/
     chromium chromium-driver python3-selenium  # looks at the television's page
-    systemd                     # busctl, with which people use the television; checks its unit
-    crossbuild-essential-armhf qemu-user  # the television's processor
     clang dpkg-dev lintian      # consumers of the packages, what the packages depend on, and Debian's rules
     libclang-rt-14-dev          # fuzzing
-    abigail-tools python3       # the ABI, the footprint and the documentation
 )
 
 # What tools/coverage needs besides.
@@ -73,11 +80,23 @@ quietly() {
     fi
 }
 
+# timed STEP COMMAND...: says what it does, and how long that took the last time.
+timed() {
+    local step=$1 times=build/times/${1//[ \/]/_} start=$SECONDS status=0 last=
+    shift
+    [[ -f $times ]] && last=" (last time: $(<"$times"))"
+    echo "$step$last"
+    "$@" || status=$?
+    mkdir -p build/times
+    echo "$(((SECONDS - start) / 60)) min $(((SECONDS - start) % 60)) s" >"$times"
+    return $status
+}
+
 # build PRESET [TARGET...]
 build() {
-    local preset=$1
-    shift
-    echo "Building $preset"
-    quietly cmake --preset "$preset"
-    quietly cmake --build --preset "$preset" ${1:+--target "$@"}
+    timed "Building $1${2:+, }${*:2}" build_quietly "$@"
+}
+
+build_quietly() {
+    quietly cmake --preset "$1" && quietly cmake --build --preset "$1" ${2:+--target "${@:2}"}
 }
