@@ -53,6 +53,9 @@ class OwnTelevision {
   private:
     ChildProcess m_process;
     std::string m_namespace;
+    // Keeps the namespace. Otherwise the kernel gives its number to the next namespace, such as that of a
+    // parallel test, whose processes would then be taken for this run's.
+    int m_namespaceFile = -1;
     pid_t m_keeper = 0;
     pid_t m_television = 0;
     pid_t m_bus = 0;
