@@ -39,7 +39,8 @@ constexpr auto STOP_LIMIT = std::chrono::seconds(10);
 
 using Clock = std::chrono::steady_clock;
 
-// In the folder of this library (a build) or where programs for programs are installed; else on the PATH.
+// The program is in this library's folder (a build) or in the libexec folder (installed), otherwise on the
+// PATH.
 std::string programPath() {
     Dl_info self;
     if (dladdr(PROGRAM, &self) != 0 && self.dli_fname != nullptr) {
@@ -55,12 +56,12 @@ std::string programPath() {
     return PROGRAM;
 }
 
-// What the pipeline leaves previews in. Neither side can resize it under the other.
+// The memory that the pipeline writes previews to. Neither side can resize it while the other uses it.
 class PreviewMemory {
   public:
     PreviewMemory() : m_fd(memfd_create("aipq-preview", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
         if (m_fd == -1) return;
-        // Out of the way of the descriptors that the pipeline is given.
+        // Above the numbers of the pipeline's own descriptors.
         const int high = fcntl(m_fd, F_DUPFD_CLOEXEC, PREVIEW_FD + 1);
         close(m_fd);
         m_fd = high;
@@ -87,7 +88,7 @@ class PreviewMemory {
 
 using Pause = std::optional<std::chrono::milliseconds>;
 
-// What follows a death of the video pipeline: a new start after the pause, or nothing.
+// Describes what follows the death of a video pipeline: a new start after the pause, or none.
 std::string describeNext(Pause pause, std::size_t tries, std::size_t mostTries, const std::string& clip) {
     std::ostringstream text;
     if (pause) {
@@ -101,7 +102,7 @@ std::string describeNext(Pause pause, std::size_t tries, std::size_t mostTries, 
     return text.str();
 }
 
-// One write, as other threads and processes write here, too.
+// One write, because other threads and processes write to this stream, too.
 void report(const std::string& line) { std::cerr << "simulated television: " + line + '\n'; }
 
 }  // namespace
@@ -139,8 +140,9 @@ class VideoPipeline::Connection {
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    // Handles what the process says until it ends, which the socket tells at once. Calls `onReady` when the
-    // process shows its first frame. Returns how it ended, or what it said was wrong before it was ready.
+    // Handles the process's messages until it ends: its socket closes then. Calls `onReady` when the process
+    // shows its first frame. Returns how the process ended, or the error that it reported before its first
+    // frame.
     std::string serve(const std::function<void()>& onReady) {
         read(onReady);
         {
@@ -152,7 +154,7 @@ class VideoPipeline::Connection {
         return m_failure.empty() ? end : m_failure;
     }
 
-    // Does nothing once the process has ended: its number may then be another's.
+    // Does nothing once the process has ended: another process may then have its number.
     void signal(int number) {
         const std::lock_guard lock(m_mutex);
         if (!m_reaped) ::kill(m_process, number);
@@ -169,7 +171,7 @@ class VideoPipeline::Connection {
         }
     }
 
-    // Ends the process with a signal, or with SIGCONT by itself. Does not wait.
+    // Sends the signal and closes the socket, on which a process that runs ends by itself. Does not wait.
     void end(int signalNumber) {
         signal(signalNumber);
         shutdown(m_control, SHUT_RDWR);
@@ -180,14 +182,14 @@ class VideoPipeline::Connection {
         return m_delivered;
     }
 
-    // Sends a command without waiting for its answer. One that the pipeline, hanging, has no room for is
-    // lost.
+    // Sends a command without waiting for its answer. The command is lost if the pipeline hangs and its
+    // socket buffer is full.
     void post(const std::string& line) {
         const std::lock_guard lock(m_sendMutex);
         send(line);
     }
 
-    // Sends a command; whether it was accepted.
+    // Sends a command. Returns whether the pipeline accepted it.
     bool command(const std::string& line) {
         const unsigned ticket = sendExpectingAnswer(line);
         waitForAnswer(ticket, ANSWER_LIMIT);
@@ -196,13 +198,13 @@ class VideoPipeline::Connection {
 
     Picture picture(unsigned width, unsigned height) {
         const std::lock_guard pictureLock(m_pictureMutex);
-        // The memory holds one picture: the pipeline is not asked for another while it may still draw one.
+        // The memory holds one picture. The next request waits until the pipeline has drawn the last picture.
         const Picture hanging{0, 0, {}, "the video pipeline does not answer"};
         if (!waitForAnswer(m_pictureTicket, PICTURE_LIMIT)) return hanging;
         takeAnswer(m_pictureTicket);
         m_pictureTicket =
             sendExpectingAnswer("preview " + std::to_string(width) + 'x' + std::to_string(height));
-        // It takes no command when it is dead, which its end tells soon, or when it hangs.
+        // A command that could not be sent: the pipeline hangs, or it is dead, which ends this wait soon.
         const unsigned awaited = m_pictureTicket != NOT_SENT ? m_pictureTicket : NEVER_SENT;
         if (!waitForAnswer(awaited, PICTURE_LIMIT)) return hanging;
 
@@ -228,8 +230,8 @@ class VideoPipeline::Connection {
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, control, CONTROL_FD);
         posix_spawn_file_actions_adddup2(&actions, preview, PREVIEW_FD);
-        // In a process group of its own: one that hangs when the television is killed is then ended by the
-        // kernel, as nobody else could let it go on. It would hold off the next television's for ever.
+        // In a process group of its own: if the television is killed while its pipeline is stopped, the
+        // kernel ends the pipeline. Otherwise it would stay, and no other television could have a pipeline.
         posix_spawnattr_t attributes;
         posix_spawnattr_init(&attributes);
         posix_spawnattr_setpgroup(&attributes, 0);
@@ -244,7 +246,7 @@ class VideoPipeline::Connection {
     static constexpr unsigned NOT_SENT = 0;
     static constexpr unsigned NEVER_SENT = std::numeric_limits<unsigned>::max();
 
-    // The number of the command, under which its answer is kept until it is taken.
+    // Returns the number of the command. Its answer is kept under this number until takeAnswer().
     unsigned sendExpectingAnswer(const std::string& line) {
         const std::lock_guard sendLock(m_sendMutex);
         const unsigned ticket = m_sent + 1;
@@ -262,7 +264,7 @@ class VideoPipeline::Connection {
         return m_changed.wait_for(lock, limit, [&] { return m_gone || m_answered >= ticket; });
     }
 
-    // "ok" or "error TEXT"; empty if there is none.
+    // Returns "ok" or "error TEXT"; empty if there is no answer.
     std::string takeAnswer(unsigned ticket) {
         const std::lock_guard lock(m_mutex);
         const auto found = m_answers.extract(ticket);
@@ -275,7 +277,7 @@ class VideoPipeline::Connection {
         if (sent == static_cast<ssize_t>(text.size())) {
             ++m_sent;
         } else if (sent > 0) {
-            // Half a command would spoil the next one.
+            // After half a command, the pipeline would misread the next one.
             shutdown(m_control, SHUT_RDWR);
         }
         return sent == static_cast<ssize_t>(text.size());
@@ -331,8 +333,8 @@ class VideoPipeline::Connection {
         m_events.tell(FrameDelivered{number});
     }
 
-    // Waits for the end of the process, by its number: other children are their owners'. How it ended is not
-    // known in a program that ignores the end of its children.
+    // Waits for the end of this process only: other children belong to other parts of the program. How it
+    // ended is unknown in a program that ignores SIGCHLD.
     std::string reap() {
         for (const auto limit = Clock::now() + STOP_LIMIT;;
              std::this_thread::sleep_for(std::chrono::milliseconds(2))) {
@@ -356,7 +358,7 @@ class VideoPipeline::Connection {
     const int m_control;
     const std::unique_ptr<const PreviewMemory> m_preview;
 
-    // Of the thread that serves.
+    // For the thread that serves.
     bool m_ready = false;
     std::string m_failure;
 
@@ -369,10 +371,10 @@ class VideoPipeline::Connection {
     bool m_reaped = false;
     unsigned m_delivered = 0;
     unsigned m_answered = 0;
-    std::map<unsigned, std::string> m_answers;  // to the commands that somebody waits for, by number
+    std::map<unsigned, std::string> m_answers;  // to the commands whose answers are awaited, by number
 
     std::mutex m_pictureMutex;
-    unsigned m_pictureTicket = NOT_SENT;  // of the last picture that was asked for
+    unsigned m_pictureTicket = NOT_SENT;  // of the last picture request
 };
 
 VideoPipeline::~VideoPipeline() { end(SIGKILL); }
@@ -384,7 +386,7 @@ bool VideoPipeline::start(const std::string& clip) {
         m_error = "the video pipeline runs already";
         return false;
     }
-    end(SIGKILL);  // one that is about to start again
+    end(SIGKILL);  // a dead pipeline that waits for its next start
     std::promise<bool> ready;
     std::future<bool> isReady = ready.get_future();
     std::unique_lock lock(m_mutex);
@@ -402,8 +404,8 @@ bool VideoPipeline::start(const std::string& clip) {
     return true;
 }
 
-// On the watcher's thread: starts a process again and again, until the pipeline is switched off or has died
-// too often. `first` says whether the first process got ready.
+// On the watcher's thread: starts processes until the pipeline is switched off or has died too often. `first`
+// gets whether the first process became ready.
 void VideoPipeline::watch(std::promise<bool> first) {
     bool wasReady = false;
     std::unique_lock lock(m_mutex);
@@ -411,7 +413,7 @@ void VideoPipeline::watch(std::promise<bool> first) {
         const auto begin = Clock::now();
         m_connection = Connection::open(m_events, m_clip, m_error);
         if (const std::shared_ptr<Connection> connection = m_connection) {
-            // It does them once it is ready.
+            // The process reads these commands when it is ready.
             for (const auto& [name, values] : m_settings) connection->post("set " + name + ' ' + values);
             if (!m_scene.empty()) connection->post("scene " + m_scene);
             if (m_paused) connection->post("pause");
@@ -454,7 +456,7 @@ void VideoPipeline::becomeReady(bool again) {
     m_events.tell(PipelineRestarted{});
 }
 
-// Ends it for good; whether it was on.
+// Ends the pipeline without a new start. Returns whether it was on.
 bool VideoPipeline::end(int signalNumber) {
     std::unique_lock lock(m_mutex);
     const bool wasOn = std::exchange(m_on, false);

@@ -163,12 +163,12 @@ struct Picture {
     std::string problem;             // why there is none
 };
 
-// The video pipeline: a process of its own, which lives as long as the television is on. When it dies
-// although nobody ended it, it starts again.
+// The video pipeline: a separate process, from start() to stop() or kill(). When the process dies by itself,
+// it is started again.
 class VideoPipeline {
   public:
-    // The pauses before its new starts; after the last one it stays off. One that has run for `lasting` has
-    // all of them before it again.
+    // The pauses before new starts. After the last new start, a pipeline that dies stays off. A pipeline that
+    // has run for `lasting` gets all new starts again.
     struct Restarts {
         std::vector<std::chrono::milliseconds> pauses{std::chrono::milliseconds(500), std::chrono::seconds(1),
                                                       std::chrono::seconds(2), std::chrono::seconds(4),
@@ -181,48 +181,49 @@ class VideoPipeline {
     VideoPipeline(const VideoPipeline&) = delete;
     VideoPipeline& operator=(const VideoPipeline&) = delete;
 
-    // Starts the process with a film, or with generated scenes for an empty `clip`, and waits until it shows
-    // the first frame. False if it is running or cannot; error() then says why.
+    // Starts the process with a film, or with generated scenes for an empty `clip`. Waits until it shows the
+    // first frame. Returns false if it runs already or cannot start; error() then has the reason.
     bool start(const std::string& clip = std::string());
-    // Switches it off; it removes the request queue and the capture block, unless a client has them.
+    // Switches it off. The process removes the request queue and the capture block, unless a client uses
+    // them.
     void stop();
-    // It dies, at once or in mid-work, and stays dead until start(). False if it is off.
+    // Sends SIGKILL. The pipeline stays dead until start(). Returns false if it is off.
     bool kill();
-    // It hangs, and goes on.
+    // stall() sends SIGSTOP, resume() sends SIGCONT.
     void stall();
     void resume();
-    // False between its death and its new start, too.
+    // Also false between the death of the process and its new start.
     bool running() const;
-    // Since it was started.
+    // Since the last start().
     bool killed() const;
     bool stalled() const;
-    // The film that it was started with last; empty for generated scenes.
+    // The film of the last start(); empty for generated scenes.
     std::string clip() const;
     std::string error() const;
-    // Why it does not run; empty if it does.
+    // The reason why it does not run; empty if it runs.
     std::string problem() const;
 
-    // From its next death on.
+    // Used from the next death of the process on.
     void setRestarts(Restarts restarts);
 
-    // Frames delivered since it was started.
+    // The number of frames that the current process has delivered.
     unsigned delivered() const;
 
-    // Puts a picture setting in force, now or, if it does not run, from its start on. Does not wait.
+    // Applies a picture setting, now or, if it does not run, from its next start on. Does not wait.
     void applySetting(const std::string& name, const std::string& values);
 
-    // Shows a generated scene; or, for an empty name, what it was started with. Does not wait, and lasts over
-    // a restart.
+    // Shows a generated scene, or, for an empty name, the film or the scenes of the last start(). Does not
+    // wait. Also applies after a new start.
     void showProgramme(const std::string& scene);
-    // Stops and continues what it shows. Does not wait, and lasts over a restart.
+    // Pauses and continues the film or the scene. Does not wait. Also applies after a new start.
     void pause(bool paused);
 
-    // Gives it a command (control.h of the pipeline lists them) and waits for its answer; false if it refused
-    // or is not there.
+    // Sends a command (control.h of the pipeline lists them) and waits for its answer. Returns false if it is
+    // refused, or if the pipeline does not run.
     bool command(const std::string& line);
 
-    // What is on, as the picture settings make it, in this size (at most 1280 x 720 pixels). It takes nothing
-    // from the clients' capture block and queue. Waits two seconds at most for a pipeline that hangs.
+    // The current picture with the current picture settings, in this size (at most 1280 x 720 pixels). Does
+    // not use the clients' capture block and queue. Waits two seconds at most for a pipeline that hangs.
     Picture picture(unsigned width, unsigned height);
 
   private:
@@ -235,13 +236,13 @@ class VideoPipeline {
 
     Events& m_events;
     std::mutex m_operation;  // one start, stop or kill at a time; before m_mutex
-    std::thread m_watcher;   // from a start to the next operation; it reads what the process says
+    std::thread m_watcher;   // from a start to the next operation; reads the messages of the process
 
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     std::shared_ptr<Connection> m_connection;  // to the process, if there is one
-    bool m_on = false;                         // it runs, or is to
-    bool m_running = false;                    // it shows something
+    bool m_on = false;                         // it runs, or will be started again
+    bool m_running = false;                    // the process has shown its first frame
     Restarts m_restarts;
     std::map<std::string, std::string> m_settings;
     std::string m_clip;
