@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <fstream>
 #include <map>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -144,6 +145,31 @@ const Program TELEVISION{TELEVISION_PROGRAM,
                          COMPLETION_FOLDER "/aipq-television",
                          {"--name", "kitchen", "play", "--s"},
                          "--speed --screen"};
+
+TEST(TheRunOfACommand, HasTheSameExitCodesInItsHelpItsManualAndItsPage) {
+    ChildProcess help({TELEVISION_PROGRAM, "run", "--help"});
+    ASSERT_EQ(help.wait(), 0);
+    ChildProcess rendered({"mandoc", TELEVISION.manual});
+    ASSERT_EQ(rendered.wait(), 0);
+    const std::string manual = std::regex_replace(rendered.output(), std::regex("\\s+"), " ");
+    std::ostringstream page;
+    page << std::ifstream(SOURCE_FOLDER "/docs/television.md").rdbuf();
+
+    int count = 0;
+    std::istringstream lines(help.output());
+    for (std::string line; std::getline(lines, line);) {
+        // Such as "  2    the command line is wrong".
+        std::istringstream words(line);
+        int code = 0;
+        std::string meaning;
+        if (!(words >> code) || !std::getline(words >> std::ws, meaning)) continue;
+        ++count;
+        const std::string number = std::to_string(code);
+        EXPECT_THAT(page.str(), HasSubstr("| " + number + " | " + meaning + " |\n"));
+        EXPECT_THAT(manual, HasSubstr(' ' + number + " T" + meaning.substr(1) + ". "));
+    }
+    EXPECT_EQ(count, 8);
+}
 
 std::string nameOf(const testing::TestParamInfo<Program>& program) {
     std::string name = program.param.name();

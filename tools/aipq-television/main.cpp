@@ -53,10 +53,10 @@ constexpr char CATALOGUE_HELP[] = "the file of its keys; without it, the built-i
 
 constexpr char RUN_EXIT_CODES[] =
     "Exit code: the command's; 128 and the number of the signal that killed it; or\n"
-    "  1    the command succeeded, and the scenario failed\n"
-    "  2    wrong use\n"
+    "  1    the command succeeded, but the scenario failed\n"
+    "  2    the command line is wrong\n"
     "  6    the film, the scenario or the catalogue is missing or broken, or the log cannot be written\n"
-    "  8    no right to create an IPC namespace\n"
+    "  8    there is no right to create an IPC namespace or a user namespace\n"
     "  124  the television died under the command\n"
     "  125  the television could not start\n"
     "  126  the command cannot be executed\n"
