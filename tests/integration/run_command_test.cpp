@@ -393,6 +393,20 @@ TEST_F(ACommandWithItsOwnTelevision, IsNotWaitedForOnceItIsAskedToEndBeforeItsSt
     fs::remove(pipe);
 }
 
+TEST_F(ACommandWithItsOwnTelevision, EndsWhenItsTerminalIsClosed) {
+    // `script` has the terminal, and the run is the leader of the terminal's session.
+    const std::string command =
+        "exec " TELEVISION_PROGRAM " run --video off -- sh -c 'echo command $$ up; exec sleep 1000'";
+    ChildProcess terminal({"script", "--quiet", "--command", command, "/dev/null"});
+    ASSERT_TRUE(terminal.waitForOutput(" up")) << terminal.output();
+    std::string word;
+    pid_t process = 0;
+    std::istringstream(terminal.output()) >> word >> process;
+    EXPECT_TRUE(tests::isAlive(process));
+    terminal.signal(SIGKILL);
+    EXPECT_TRUE(eventually([&] { return !tests::isAlive(process) && runFolders().empty(); }));
+}
+
 // The end of parts
 
 TEST_F(ACommandWithItsOwnTelevision, LeavesNothingBehindWhenItEnds) {

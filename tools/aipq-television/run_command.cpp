@@ -64,7 +64,10 @@ int follow(pid_t keeper) {
         if (number == SIGCHLD && ::waitpid(keeper, &status, WNOHANG) == keeper) return status;
         if (number < 0 || number == SIGCHLD) continue;
         sigval value{};
-        value.sival_int = signal.si_code == SI_KERNEL ? COMMAND_HAS_IT : FOR_COMMAND;
+        value.sival_int = fromKey ? COMMAND_HAS_IT : FOR_COMMAND;
+        // A key of the terminal sends its signal to the whole process group, but a hangup goes to one process
+        // only.
+        const bool fromKey = signal.si_code == SI_KERNEL && number != SIGHUP && number != SIGCONT;
         ::sigqueue(keeper, number, value);
         if (number == SIGTSTP) stop();
     }
