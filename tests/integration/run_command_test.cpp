@@ -333,6 +333,18 @@ TEST_F(ACommandWithItsOwnTelevision, IsNotStartedWithoutTheRightToCreateNamespac
                    "cannot create an IPC namespace: No space left on device; ");
 }
 
+TEST_F(ACommandWithItsOwnTelevision, IsNotStartedForAUserWithoutAName) {
+    Words words{"unshare", "--user", "--map-user=3999999999", "--map-group=0"};
+    const Words run = tests::runWords(NO_PICTURE, {"echo", "started"});
+    words.insert(words.end(), run.begin(), run.end());
+    ChildProcess process(words);
+    EXPECT_EQ(process.wait(), EXIT_NOT_STARTED);
+    EXPECT_EQ(process.output(), "");
+    EXPECT_EQ(process.errors(),
+              "aipq-television: dbus-daemon does not serve a user without a name: add the user 3999999999 to "
+              "/etc/passwd\n");
+}
+
 TEST_F(ACommandWithItsOwnTelevision, NeedsNoRightsWhereUserNamespacesAreAllowed) {
     const std::string frame = runtimeFolder() / "frame.png";
     ChildProcess process(

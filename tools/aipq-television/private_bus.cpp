@@ -1,6 +1,7 @@
 #include "private_bus.h"
 
 #include <fcntl.h>
+#include <pwd.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/prctl.h>
@@ -27,6 +28,9 @@ std::string folderOf(const std::string& path) { return path.substr(0, path.rfind
 }  // namespace
 
 PrivateBus::PrivateBus(const std::string& name) : m_socket(remote::socketPath(name)) {
+    if (::getpwuid(::geteuid()) == nullptr)
+        throw std::runtime_error("dbus-daemon does not serve a user without a name: add the user " +
+                                 std::to_string(::geteuid()) + " to /etc/passwd");
     makeFolder();
     lock(name);
     try {
