@@ -10,32 +10,31 @@
 
 namespace {
 
-[[noreturn]] void fail(const std::string& what, const std::string& remedy) {
-    throw NoNamespace("cannot " + what + ": " + std::strerror(errno) + "; " + remedy);
+[[noreturn]] void fail(const std::string& what) {
+    throw NoNamespace("cannot " + what + ": " + std::strerror(errno) +
+                      "; run it as root, or allow user and IPC namespaces (user.max_user_namespaces, "
+                      "user.max_ipc_namespaces, AppArmor's restriction of user namespaces, a container's "
+                      "security options)");
 }
 
 void write(const char* file, const std::string& text) {
     const int fd = ::open(file, O_WRONLY | O_CLOEXEC);
-    const bool written =
-        fd >= 0 && ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    if (!written) fail(std::string("write to ") + file, "a user namespace needs it");
+    if (fd < 0 || ::write(fd, text.data(), text.size()) < 0)
+        fail(std::string("set up a user namespace by ") + file);
     ::close(fd);
 }
 
 void enterOwnUserNamespace() {
-    const uid_t user = ::geteuid();
-    const gid_t group = ::getegid();
     const auto mapping = [](unsigned number) {
         return std::to_string(number) + ' ' + std::to_string(number) + " 1";
     };
-    if (::unshare(CLONE_NEWUSER) != 0)
-        fail("create a user namespace",
-             "run it as root, or allow user namespaces (user.max_user_namespaces, a container's security "
-             "options)");
-    // Without this, the kernel refuses to map a group.
+    const std::string user = mapping(::geteuid());
+    const std::string group = mapping(::getegid());
+    if (::unshare(CLONE_NEWUSER) != 0) fail("create a user namespace");
+    // The kernel lets an ordinary user map a group only after this.
     write("/proc/self/setgroups", "deny");
-    write("/proc/self/uid_map", mapping(user));
-    write("/proc/self/gid_map", mapping(group));
+    write("/proc/self/uid_map", user);
+    write("/proc/self/gid_map", group);
 }
 
 }  // namespace
@@ -46,7 +45,5 @@ void enterOwnIpcNamespace() {
         enterOwnUserNamespace();
         if (::unshare(CLONE_NEWIPC) == 0) return;
     }
-    fail("create an IPC namespace",
-         "run it as root, or allow IPC namespaces (user.max_ipc_namespaces, AppArmor's restriction of user "
-         "namespaces, a container's security options)");
+    fail("create an IPC namespace");
 }
