@@ -66,7 +66,8 @@ OwnTelevision::OwnTelevision(const Words& options) : m_process(runWords(options,
     if (!m_process.waitForOutput(" up\n")) throw std::runtime_error("no command: " + m_process.errors());
     std::string word;
     std::istringstream(m_process.output()) >> word >> m_command >> m_namespace;
-    m_namespaceFile = ::open(("/proc/" + std::to_string(m_command) + "/ns/ipc").c_str(), O_RDONLY | O_CLOEXEC);
+    m_namespaceFile =
+        ::open(("/proc/" + std::to_string(m_command) + "/ns/ipc").c_str(), O_RDONLY | O_CLOEXEC);
     if (m_namespaceFile < 0) throw std::runtime_error("no IPC namespace of the command");
     m_keeper = childOf(caller(), "aipq-keeper");
     m_television = childOf(m_keeper, "aipq-television");

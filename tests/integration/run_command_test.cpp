@@ -393,18 +393,6 @@ TEST_F(ACommandWithItsOwnTelevision, StopsAndContinuesWithItsRun) {
     EXPECT_TRUE(own.isGone());
 }
 
-TEST_F(ACommandWithItsOwnTelevision, IsNotWaitedForOnceItIsAskedToEndBeforeItsStart) {
-    // A film that never comes.
-    const std::string pipe = runtimeFolder() / "film";
-    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-    ChildProcess process(tests::runWords({"--video", pipe}, {"echo", "started"}));
-    EXPECT_TRUE(eventually([] { return !runFolders().empty(); }));
-    process.signal(SIGTERM);
-    EXPECT_EQ(process.wait(), 128 + SIGTERM);
-    EXPECT_EQ(process.output() + process.errors(), "");
-    fs::remove(pipe);
-}
-
 TEST_F(ACommandWithItsOwnTelevision, EndsWhenItsTerminalIsClosed) {
     // `script` has the terminal, and the run is the leader of the terminal's session.
     const std::string command =
@@ -417,6 +405,18 @@ TEST_F(ACommandWithItsOwnTelevision, EndsWhenItsTerminalIsClosed) {
     EXPECT_TRUE(tests::isAlive(process));
     terminal.signal(SIGKILL);
     EXPECT_TRUE(eventually([&] { return !tests::isAlive(process) && runFolders().empty(); }));
+}
+
+TEST_F(ACommandWithItsOwnTelevision, IsNotWaitedForOnceItIsAskedToEndBeforeItsStart) {
+    // A film that never comes.
+    const std::string pipe = runtimeFolder() / "film";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    ChildProcess process(tests::runWords({"--video", pipe}, {"echo", "started"}));
+    EXPECT_TRUE(eventually([] { return !runFolders().empty(); }));
+    process.signal(SIGTERM);
+    EXPECT_EQ(process.wait(), 128 + SIGTERM);
+    EXPECT_EQ(process.output() + process.errors(), "");
+    fs::remove(pipe);
 }
 
 // The end of parts

@@ -6,21 +6,24 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// 0 if there is no such process any more.
+// Returns 0 if the process has ended.
 pid_t parentOf(const fs::path& process) {
     std::ifstream file(process / "stat");
     std::string line;
     std::getline(file, line);
-    // PID (NAME) STATE PARENT ...; the name may contain anything.
+    // PID (NAME) STATE PARENT ...; the name may contain any character.
     const std::size_t name = line.rfind(')');
     if (name == std::string::npos || name + 4 > line.size()) return 0;
     pid_t parent = 0;
@@ -29,6 +32,18 @@ pid_t parentOf(const fs::path& process) {
 }
 
 }  // namespace
+
+pid_t startChild(int signalAtEnd) {
+    const pid_t parent = ::getpid();
+    const pid_t child = ::fork();
+    if (child < 0) throw std::runtime_error(std::string("cannot create a process: ") + std::strerror(errno));
+    if (child == 0) {
+        ::prctl(PR_SET_PDEATHSIG, signalAtEnd);
+        // The parent may have ended before this call.
+        if (::getppid() != parent) ::raise(signalAtEnd);
+    }
+    return child;
+}
 
 std::vector<pid_t> children() {
     std::vector<pid_t> found;
@@ -51,13 +66,7 @@ void killDescendants(const std::vector<pid_t>& spared) {
             const bool spare = std::find(spared.begin(), spared.end(), child) != spared.end();
             if (spare || ::kill(child, SIGKILL) != 0) continue;
             ::waitpid(child, nullptr, 0);
-            killed = true;  // its children are this process's children now
+            killed = true;  // this process has adopted its children
         }
     }
-}
-
-void signalAtEndOf(pid_t parent, int signal) {
-    ::prctl(PR_SET_PDEATHSIG, signal);
-    // The parent may have ended before.
-    if (::getppid() != parent) ::raise(signal);
 }

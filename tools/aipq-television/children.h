@@ -5,17 +5,18 @@
 
 #include <vector>
 
+// Starts a child process, to which the kernel sends `signalAtEnd` when the calling thread ends. Returns 0 in
+// the child. Throws std::runtime_error.
+pid_t startChild(int signalAtEnd);
+
 // The children of this process.
 std::vector<pid_t> children();
 
 // From now on, a descendant whose parent ends becomes this process's child.
 void adoptOrphans();
 
-// Kills all descendants of this process, which must adopt orphans, but for its children `spared` and their
-// descendants. Ignores descendants that it has no right to kill.
+// Kills all descendants of this process except its children `spared` and their descendants. Ignores
+// descendants that it has no right to kill. Call adoptOrphans() first.
 void killDescendants(const std::vector<pid_t>& spared);
-
-// To be called in a new child of `parent`: the child gets this signal when the parent ends.
-void signalAtEndOf(pid_t parent, int signal);
 
 #endif

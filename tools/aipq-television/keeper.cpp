@@ -15,7 +15,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <iostream>
 
 #include "children.h"
@@ -29,10 +28,12 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// How long the command, and the television, may take to end once they are asked to.
-constexpr milliseconds END_LIMIT{5000};
+// How long the command and the television may take to end after SIGTERM. The television itself waits ten
+// seconds for its video pipeline.
+constexpr milliseconds COMMAND_LIMIT{5000};
+constexpr milliseconds TELEVISION_LIMIT{15000};
 
-// What the television sends to its keeper, a line each: READY, and the others with a text.
+// The lines that the television sends to its keeper. A text follows TROUBLE and END.
 constexpr char READY[] = "ready";
 constexpr char TROUBLE[] = "trouble ";  // a problem that does not end the television
 constexpr char END[] = "end ";          // the reason for its end
@@ -53,35 +54,35 @@ std::string describeEnd(int status) {
                              : "it was killed by signal " + std::to_string(WTERMSIG(status));
 }
 
-// The life of the television's process.
+// The television's process.
 class OwnTelevision {
   public:
     OwnTelevision(const Run& run, int keeper) : m_run(run), m_keeper(keeper) {}
 
     // Returns its exit code.
     int live() {
-        useStreams();
+        leaveStreams();
         try {
             const RunRequest request{m_run.scenario, [this] { beReady(); },
                                      [this](const std::string& why) { reportScenarioFailure(why); }};
             serve(m_run.television, takeEndSignals(), &request);
         } catch (const BadFile& error) {
-            tell(END + std::string(error.what()));
+            send(END + std::string(error.what()));
             return EXIT_BAD_FILE;
         } catch (const std::exception& error) {
-            tell(END + std::string(error.what()));
+            send(END + std::string(error.what()));
             return EXIT_NOT_STARTED;
         }
         if (!logIsComplete()) {
-            tell(TROUBLE + ("the log " + m_run.logName + " is incomplete: it could not be written"));
+            send(TROUBLE + ("the log " + m_run.logName + " is incomplete: it could not be written"));
             return EXIT_BAD_FILE;
         }
         return m_scenarioFailed ? EXIT_REFUSED : EXIT_DONE;
     }
 
   private:
-    // None of the command's.
-    void useStreams() const {
+    // Replaces the command's streams by the log.
+    void leaveStreams() const {
         const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
         const int output = m_run.log >= 0 ? m_run.log : nothing;
         ::dup2(nothing, STDIN_FILENO);
@@ -95,24 +96,24 @@ class OwnTelevision {
 
     void beReady() const {
         if (!logIsComplete()) {
-            // Another line fails for the same reason.
+            // Another line fails, too, and sets errno.
             std::puts("");
             std::fflush(stdout);
             throw BadFile("cannot write the log " + m_run.logName + ": " + std::strerror(errno));
         }
-        tell(READY);
+        send(READY);
     }
 
     void reportScenarioFailure(const std::string& why) {
         m_scenarioFailed = true;
         std::cout << why << std::endl;
-        tell(TROUBLE + ("the scenario failed: " + why));
+        send(TROUBLE + ("the scenario failed: " + why));
     }
 
-    void tell(std::string line) const {
+    void send(std::string line) const {
         std::replace(line.begin(), line.end(), '\n', ' ');
         line += '\n';
-        // It fails only without a keeper, and then the kernel kills this process.
+        // This fails only if the keeper has ended. The kernel then kills this process.
         [[maybe_unused]] const ssize_t written = ::write(m_keeper, line.data(), line.size());
     }
 
@@ -126,6 +127,8 @@ class Keeper {
     Keeper(const Run& run, const RunFolder& folder, pid_t caller)
         : m_run(run), m_folder(folder), m_caller(caller) {}
 
+    // Returns the exit code of the run.
+
     int keep() {
         rename("aipq-keeper");
         // Signals to the caller's process group do not reach the keeper.
@@ -134,7 +137,6 @@ class Keeper {
         takeSignals();
         try {
             enterOwnIpcNamespace();
-            signalAtEndOf(m_caller, SIGCHLD);
             m_folder.create();
             startTelevision();
             while (!m_exitCode) waitForEvent();
@@ -153,11 +155,12 @@ class Keeper {
         ::sigfillset(&all);
         ::sigprocmask(SIG_SETMASK, &all, nullptr);
         sigset_t handled = forwardedSignals();
-        ::sigaddset(&handled, SIGCHLD);
+        ::sigaddset(&handled, SIGCHLD);  // also sent when the caller ends
         m_signals = ::signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK);
     }
 
-    // Gives this process a name of its own in lists of processes, where it has the caller's command line.
+    // Changes the name and the command line that lists of processes show for this process. Both are the
+    // caller's otherwise.
     void rename(const char* name) const {
         ::prctl(PR_SET_NAME, name);
         std::size_t length = 0;
@@ -169,23 +172,15 @@ class Keeper {
 
     bool callerIsGone() const { return ::getppid() != m_caller; }
 
-    // Starts a child that the kernel kills when the keeper ends; returns 0 in the child.
-    pid_t startProcess() const {
-        const pid_t child = ::fork();
-        if (child < 0)
-            throw std::runtime_error(std::string("cannot create a process: ") + std::strerror(errno));
-        if (child == 0) signalAtEndOf(m_self, SIGKILL);
-        return child;
-    }
-
     void startTelevision() {
+        // For the television and for the command.
         ::setenv(remote::FOLDER_VARIABLE, m_folder.path().c_str(), 1);
+        ::setenv("AIPQ_TV", remote::placeFrom(remote::DEFAULT_NAME).address.c_str(), 1);
         const std::array<int, 2> pipe = makePipe();
-        m_television = startProcess();
+        m_television = startChild(SIGKILL);
         if (m_television == 0) {
             rename("aipq-television");
-            // Without the terminal.
-            ::setsid();
+            ::setsid();  // without the terminal
             sigset_t none;
             ::sigemptyset(&none);
             ::sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -198,7 +193,7 @@ class Keeper {
 
     void startCommand() {
         const std::array<int, 2> failure = makePipe();
-        m_command = startProcess();
+        m_command = startChild(SIGKILL);
         if (m_command == 0) beCommand(failure[1]);
         ::close(failure[1]);
         int error = 0;
@@ -213,9 +208,6 @@ class Keeper {
 
     [[noreturn]] void beCommand(int failure) const {
         ::setpgid(0, m_run.group);
-        ::setenv("AIPQ_TV", remote::placeFrom(remote::DEFAULT_NAME).address.c_str(), 1);
-        if (!m_run.television.catalogue.empty())
-            ::setenv("AIPQ_TV_CATALOGUE", std::filesystem::absolute(m_run.television.catalogue).c_str(), 1);
         std::vector<std::string> words = m_run.command;
         std::vector<char*> arguments;
         for (std::string& word : words) arguments.push_back(word.data());
@@ -231,8 +223,9 @@ class Keeper {
     void waitForEvent() {
         std::array<pollfd, 2> fds{{{m_signals, POLLIN, 0}, {m_fromTelevision, POLLIN, 0}}};
         ::poll(fds.data(), fds.size(), -1);
-        readTelevision();
+        // Signals first: the terminal did not send them to a command that starts only now.
         handleSignals();
+        readTelevision();
     }
 
     void handleSignals() {
@@ -278,7 +271,7 @@ class Keeper {
         ssize_t count = 0;
         while ((count = ::read(m_fromTelevision, part.data(), part.size())) > 0)
             m_input.append(part.data(), static_cast<std::size_t>(count));
-        // SIGCHLD announces the television's end.
+        // The television has ended; SIGCHLD announces that.
         if (count == 0) m_fromTelevision = -1;
         for (std::size_t end = 0; (end = m_input.find('\n')) != std::string::npos; m_input.erase(0, end + 1))
             handleLine(m_input.substr(0, end));
@@ -291,20 +284,22 @@ class Keeper {
     }
 
     void endAll() {
-        if (m_command != 0) askToEnd(m_command);
+        if (m_command != 0) terminate(m_command, COMMAND_LIMIT);
         killDescendants({m_television});
-        const std::optional<int> status = m_television != 0 ? askToEnd(m_television) : std::nullopt;
+        const std::optional<int> status =
+            m_television != 0 ? terminate(m_television, TELEVISION_LIMIT) : std::nullopt;
         readTelevision();
         killDescendants({});
         m_folder.remove();
-        // The television has reported the reason.
+        // The television has already reported the reason.
         if (status && *m_exitCode == EXIT_DONE) m_exitCode = exitCodeOf(*status);
     }
 
-    // Returns the child's wait status; none if it does not end in time, or if the caller has ended.
-    std::optional<int> askToEnd(pid_t child) const {
+    // Sends SIGTERM. Returns the child's wait status; none if it does not end in time, or if the caller has
+    // ended.
+    std::optional<int> terminate(pid_t child, milliseconds timeout) const {
         ::kill(child, SIGTERM);
-        const auto limit = Clock::now() + END_LIMIT;
+        const auto limit = Clock::now() + timeout;
         while (!callerIsGone()) {
             int status = 0;
             if (::waitpid(child, &status, WNOHANG) == child) return status;
@@ -322,7 +317,6 @@ class Keeper {
     const Run& m_run;
     const RunFolder& m_folder;
     const pid_t m_caller;
-    const pid_t m_self = ::getpid();
     int m_signals = -1;
     int m_fromTelevision = -1;
     pid_t m_television = 0;  // 0 before its start and after its end

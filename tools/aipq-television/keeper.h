@@ -20,7 +20,7 @@ struct Run {
     std::vector<std::string> command;
     char** words;  // the program's own command line
     pid_t group;   // the process group of the caller and of the command
-    // The command's, as the caller found them.
+    // For the command: those that the caller started with.
     sigset_t signalMask;
     void (*childAction)(int);
 };
@@ -30,7 +30,8 @@ sigset_t forwardedSignals();
 constexpr int FOR_COMMAND = 1;
 constexpr int COMMAND_HAS_IT = 2;  // the terminal sent it to the whole process group
 
-// The life of the keeper, a child of `caller` (run_command.h). Returns the exit code of the run.
+// The keeper's process (run_command.h). It is a child of `caller`, and gets SIGCHLD when `caller` ends.
+// Returns the exit code of the run.
 int keep(const Run& run, const RunFolder& folder, pid_t caller);
 
 #endif

@@ -4,7 +4,6 @@
 #include <pwd.h>
 #include <signal.h>
 #include <sys/file.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "children.h"
 #include "protocol.h"
 
 namespace {
@@ -59,7 +59,7 @@ void PrivateBus::makeFolder() const {
     const std::string folder = folderOf(m_socket);
     if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
         fail("the folder " + folder + " cannot be made", errno);
-    // In /tmp, somebody else may have made it first.
+    // In /tmp, another user may have created it.
     struct stat status {};
     if (::lstat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != ::geteuid() ||
         (status.st_mode & 077U) != 0)
@@ -77,7 +77,7 @@ void PrivateBus::lock(const std::string& name) {
             throw std::runtime_error("a television '" + name +
                                      "' runs already: use it, end it, or give this one another --name");
         }
-        // One that was ending may have taken the file away in between: that lock holds nobody off.
+        // A television that was ending may have removed the file since: another one can then lock a new file.
         struct stat locked {};
         struct stat current {};
         if (::fstat(m_lock, &locked) == 0 && ::stat(path.c_str(), &current) == 0 &&
@@ -114,23 +114,19 @@ void PrivateBus::writeConfiguration() const {
 
 void PrivateBus::startDaemon() {
     std::array<int, 2> ready{};
-    if (::pipe2(ready.data(), O_CLOEXEC) != 0) fail("no pipe", errno);
+    if (::pipe2(ready.data(), O_CLOEXEC) != 0) fail("cannot create a pipe", errno);
     const std::string configuration = "--config-file=" + m_socket + ".conf";
     const std::string printAddress = "--print-address=" + std::to_string(ready[1]);
-    const pid_t parent = ::getpid();
-    m_daemon = ::fork();
-    if (m_daemon < 0) fail("no process for dbus-daemon", errno);
+    // SIGKILL: while the daemon of a killed television ends by itself, it may remove the next one's socket.
+    m_daemon = startChild(SIGKILL);
     if (m_daemon == 0) {
-        // It must not outlive a television that is killed, nor take away the socket of the next one while it
-        // ends, nor get the Ctrl-C meant for the television.
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        // A Ctrl-C for the television does not reach the daemon.
         ::setpgid(0, 0);
-        if (::getppid() != parent) ::_exit(1);
         sigset_t none;
         ::sigemptyset(&none);
         ::sigprocmask(SIG_SETMASK, &none, nullptr);
         ::fcntl(ready[1], F_SETFD, 0);
-        // What it says concerns nobody: who connects, and limits that it may not raise.
+        // Its messages name connections, and limits that it has no right to raise.
         ::dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO);
         ::execlp("dbus-daemon", "dbus-daemon", configuration.c_str(), "--nofork", "--nopidfile", "--nosyslog",
                  printAddress.c_str(), static_cast<char*>(nullptr));

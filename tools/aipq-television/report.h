@@ -4,9 +4,9 @@
 #include <iostream>
 #include <string>
 
-// Says what is wrong, and returns the exit code.
+// Prints what is wrong. Returns the exit code.
 inline int report(int exitCode, const std::string& what) {
-    // One write, so that the lines of two processes on one terminal do not mix.
+    // One write: the lines of two processes on one terminal do not mix.
     std::cerr << "aipq-television: " + what + '\n';
     return exitCode;
 }

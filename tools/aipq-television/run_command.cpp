@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "children.h"
 #include "exit_code.h"
@@ -18,7 +19,8 @@
 
 namespace {
 
-// Opens the standard streams that are closed, until the command starts: no other file gets their numbers.
+// Opens the standard streams that are closed, until the command starts. Otherwise other files get their
+// numbers.
 void occupyStandardStreams() {
     int fd = -1;
     do {
@@ -63,11 +65,11 @@ int follow(pid_t keeper) {
         int status = 0;
         if (number == SIGCHLD && ::waitpid(keeper, &status, WNOHANG) == keeper) return status;
         if (number < 0 || number == SIGCHLD) continue;
-        sigval value{};
-        value.sival_int = fromKey ? COMMAND_HAS_IT : FOR_COMMAND;
         // A key of the terminal sends its signal to the whole process group, but a hangup goes to one process
         // only.
         const bool fromKey = signal.si_code == SI_KERNEL && number != SIGHUP && number != SIGCONT;
+        sigval value{};
+        value.sival_int = fromKey ? COMMAND_HAS_IT : FOR_COMMAND;
         ::sigqueue(keeper, number, value);
         if (number == SIGTSTP) stop();
     }
@@ -84,6 +86,9 @@ int runCommand(const RunOptions& options, char** words) {
     occupyStandardStreams();
     Run run{options.television, {}, -1, options.log, options.command, words, ::getpgrp(), {}, {}};
     const std::vector<simulated::KeyDefinition> keys = loadKeys(options.television);
+    // The command may change its folder.
+    if (!options.television.catalogue.empty())
+        ::setenv("AIPQ_TV_CATALOGUE", std::filesystem::absolute(options.television.catalogue).c_str(), 1);
     if (!options.scenario.empty()) run.scenario = loadScenario(options.scenario, keys);
     if (run.scenario && !run.scenario->video.empty()) run.television.video = run.scenario->video;
     checkFilm(run.television.video);
@@ -98,11 +103,9 @@ int runCommand(const RunOptions& options, char** words) {
     try {
         const RunFolder folder;
         const pid_t caller = ::getpid();
-        // A program may have started some before it became this one.
+        // Those of the program that this process ran before aipq-television, such as a shell.
         const std::vector<pid_t> earlierChildren = children();
-        const pid_t keeper = ::fork();
-        if (keeper < 0)
-            throw std::runtime_error(std::string("cannot create a process: ") + std::strerror(errno));
+        const pid_t keeper = startChild(SIGCHLD);
         if (keeper == 0) std::exit(keep(run, folder, caller));
         const int status = follow(keeper);
         if (!WIFEXITED(status)) killDescendants(earlierChildren);

@@ -39,8 +39,8 @@ std::string uniqueName() {
     return PREFIX + std::string(digits.data());
 }
 
-// Locks this user's folder until the processes have ended that have the descriptor which it returns; -1 if
-// another process holds the lock and `operation` does not wait, or if the folder is gone.
+// Locks a folder of this user. Returns a descriptor; the lock lasts until all processes that have it have
+// ended. Returns -1 if another process has the lock and `operation` does not wait, or if the folder is gone.
 int lock(const fs::path& folder, int operation) {
     const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0) return -1;
@@ -53,7 +53,7 @@ int lock(const fs::path& folder, int operation) {
     return -1;
 }
 
-// Removes the folders of runs whose processes were all killed at once.
+// Removes the folders of runs whose processes have all been killed at once.
 void removeUnused(const fs::path& parent) {
     std::error_code error;
     for (fs::directory_iterator entry(parent, error), end; !error && entry != end; entry.increment(error)) {
@@ -76,7 +76,7 @@ RunFolder::RunFolder() : m_parent(parentFolder()), m_path(m_parent + '/' + uniqu
 
 void RunFolder::create() const {
     removeUnused(m_parent);
-    // Before it is locked, another process may remove it as unused.
+    // Until the folder is locked, another process may remove it as unused.
     for (int attempt = 0; attempt < ATTEMPTS; ++attempt) {
         if (::mkdir(m_path.c_str(), 0700) != 0 && errno != EEXIST) break;
         if (lock(m_path, LOCK_EX) >= 0) return;

@@ -11,10 +11,10 @@ class RunFolder {
 
     const std::string& path() const { return m_path; }
 
-    // Creates the folder, which is in use until this process and its forked children end, and removes folders
+    // Creates the folder, which is in use until this process and its forked children end. Removes folders
     // that are not in use any more. Throws std::runtime_error.
     void create() const;
-    // Removes it, if it is there, with everything in it.
+    // Removes the folder with all its files, if it exists.
     void remove() const;
 
   private:

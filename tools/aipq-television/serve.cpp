@@ -52,7 +52,7 @@ void describe(const TelevisionOptions& options, const std::string& video, const 
     throw std::runtime_error("no picture: " + problem);
 }
 
-// The number of steps that a scenario does at its start.
+// The number of steps that a scenario takes at its start.
 std::size_t stepsThatWaitForNothing(const simulated::Scenario& scenario) {
     using namespace std::chrono_literals;
     const auto waits = [](const simulated::Step& step) {
@@ -77,8 +77,8 @@ struct Beginning {
     }
 };
 
-// Starts the command's scenario. Returns when the steps that wait for nothing are done, as the command relies
-// on them.
+// Starts the command's scenario. Returns when the steps that wait for nothing are done: the command relies on
+// them.
 void play(const RunRequest& request, ScenarioService& scenarios) {
     using Player = simulated::ScenarioPlayer;
     const std::size_t first = stepsThatWaitForNothing(*request.scenario);
@@ -134,9 +134,9 @@ sigset_t takeEndSignals() {
 void serve(const TelevisionOptions& options, const sigset_t& endSignals, const RunRequest* request) {
     const remote::Place place =
         remote::placeFrom(options.bus.empty() ? options.name : options.name + "@" + options.bus);
-    // This very process is the television.
+    // This process is the television.
     ::setenv("AIPQ_TV", remote::EMBEDDED, 1);
-    // Before anything is started: what is wrong here needs no television.
+    // These fail before anything is started.
     checkFilm(options.video);
     loadKeys(options);
 
@@ -167,7 +167,7 @@ void serve(const TelevisionOptions& options, const sigset_t& endSignals, const R
 
     int signal = 0;
     ::sigwait(&endSignals, &signal);
-    // Who is in the middle of a request is waited for; a second Ctrl-C does not.
+    // Requests that are being answered are completed, unless a second Ctrl-C ends the process at once.
     ::pthread_sigmask(SIG_UNBLOCK, &endSignals, nullptr);
     screen.reset();
     scenarios.stop();

@@ -1,4 +1,4 @@
-// The simulated television as this very process, for clients on a bus.
+// The simulated television as this process, for clients on a bus.
 #ifndef AIPQ_TELEVISION_SERVE_H
 #define AIPQ_TELEVISION_SERVE_H
 
@@ -17,7 +17,7 @@ struct TelevisionOptions {
     std::string name = remote::DEFAULT_NAME;
     std::string bus;  // its address; empty for a bus of its own
     std::string video = "scenes";
-    std::string catalogue;  // empty for the one that the environment names, or the built-in one
+    std::string catalogue;  // empty for that of the environment, or else the built-in one
     std::optional<int> screenPort;
 };
 
@@ -29,8 +29,8 @@ struct BadFile : std::runtime_error {
 // For a television that belongs to one command.
 struct RunRequest {
     std::optional<simulated::Scenario> scenario;
-    // Called when the television is on and has done the scenario's steps that wait for nothing. What it
-    // throws ends the television.
+    // Called when the television is on and the scenario's steps that wait for nothing are done. An exception
+    // from it ends the television.
     std::function<void()> onReady;
     // Called on the scenario's thread.
     std::function<void(const std::string& why)> onScenarioFailure;
@@ -42,8 +42,8 @@ void checkFilm(const std::string& video);
 // Throws BadFile for a catalogue that cannot be used.
 std::vector<simulated::KeyDefinition> loadKeys(const TelevisionOptions& options);
 
-// Blocks the signals that end a television, and returns them; to be called before any thread is started, so
-// that all of them leave these signals to serve().
+// Blocks the signals that end a television, and returns them. Call it before any thread is started: serve()
+// waits for these signals, and no thread may receive them.
 sigset_t takeEndSignals();
 
 // Serves until one of `endSignals`. Throws std::invalid_argument for a name or an address that cannot be one,
