@@ -19,12 +19,11 @@ BUILD_PACKAGES=(
 
 # What the tests need besides, but those marked slow and those on armhf.
 TEST_PACKAGES=(
-    python3                     # checks the documentation and the ABI
+    python3                     # the ABI, the footprint and the documentation
     valgrind                    # counts the hot operations' instructions
     python3-jsonschema libxml2-utils mandoc  # check the tools' JSON, XML and manual
     gstreamer1.0-tools          # makes the films that the tests play
     systemd                     # busctl, with which people use the television
-    abigail-tools               # the ABI
 )
 
 # What builds and runs for the television's processor.

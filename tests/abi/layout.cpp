@@ -11,7 +11,18 @@
 #include "platform_adaptation/system_info.h"
 #include "platform_adaptation/system_setting.h"
 #include "platform_adaptation/system_state.h"
+#include "video/capture_block.h"
 
 ValueHandlerT<SystemSetting>* handler(SystemSetting* owner) {
     return new ValueHandlerT<SystemSetting>(owner, &SystemSetting::onVideoBrightnessChanged);
+}
+
+// The debug information names a function only where it is called.
+void callTheCommonFunctions(korvale::ai::PictureData& picture) {
+    initPictureData(picture);
+    getChannels(picture.colorMode);
+    str2int("", 0);
+    outputCharSerial("", "", 0);
+    fileExist("");
+    currentThread();
 }

@@ -1,11 +1,15 @@
 #!/usr/bin/python3
-"""Prints the layout of the public classes, as the compiler has it.
+"""Prints the interface of the public headers, as the compiler has it.
 
-layout.py tables|members OBJECT CLASS_DUMP READELF
+layout.py tables OBJECT READELF CLASS_DUMP
+layout.py members OBJECT READELF
+layout.py symbols OBJECT READELF <NM_OUTPUT
 
 tables: every slot of every virtual table, in order. The slots' operations come from the debug information of OBJECT
-(which has the arguments), destructors and the tables of further bases from CLASS_DUMP (-fdump-lang-class); where both
-tell a slot, they must agree. members: size, bases and data members with their offsets, from the debug information.
+(which has the arguments and the result), destructors and the tables of further bases from CLASS_DUMP
+(-fdump-lang-class); where both tell a slot, they must agree. members: size, bases and data members with their offsets
+and types, and the enumerators with their values, from the debug information. symbols: what `nm` lists, demangled, a
+function with its result from the debug information.
 """
 import re
 import subprocess
@@ -21,7 +25,9 @@ CLASSES = [
     "SourceSwitchAccess", "SourceSwitchAccessImpl", "lomodelapi::Argument", "lomodelapi::Observer",
     "lomodelapi::ObserverNumericInteger", "lomodelapi::ObserverNumericInt64", "lomodelapi::ObserverString",
     "lomodelapi::ObserverVectorNumericInteger", "lomodelapi::ObserverVectorString", "lomodelapi::ObserverAction",
-    "lomodelapi::ObserverTable", "lomodelapi::ObserverTableIterator", "zt::appmanager::AppInterface",
+    "lomodelapi::ObserverTable", "lomodelapi::ObserverTableIterator", "lomodelapi::IteratorType",
+    "lomodelapi::TableSelection", "lomodelapi::TableOrder", "zt::appmanager::AppInterface", "video::CaptureBlock",
+    "Mutex", "UniqueLock", "ConditionVariable", "ValueObject::Scalar",
 ]
 SCOPES = ("DW_TAG_namespace", "DW_TAG_class_type", "DW_TAG_structure_type", "DW_TAG_union_type")
 
@@ -30,15 +36,16 @@ def run(*command, text=None):
     return subprocess.run(command, input=text, capture_output=True, text=True, check=True).stdout
 
 
-def demangle(names):
-    plain = run("c++filt", text="\n".join(names)).splitlines()
+def shorten(name):
     text = "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >"
-    short = [name.replace(text, "std::string") for name in plain]
-    while True:
-        shorter = [re.sub(r"(std::vector<((?:[^<>]|<[^<>]*>)*?)), std::allocator<\2\s*> >", r"\1>", n) for n in short]
-        if shorter == short:
-            return dict(zip(names, short))
-        short = shorter
+    name, count = name.replace(text, "std::string"), 1
+    while count > 0:
+        name, count = re.subn(r"(std::vector<((?:[^<>]|<[^<>]*>)*?)), std::allocator<\2\s*> >", r"\1>", name)
+    return name
+
+
+def demangle(names):
+    return dict(zip(names, map(shorten, run("c++filt", text="\n".join(names)).splitlines())))
 
 
 class Entry:
@@ -80,6 +87,30 @@ def reference(entries, entry, attribute):
     return entries[int(entry.attributes[attribute].strip("<>"), 16)]
 
 
+def type_of(entries, entry, declarator=""):
+    """The type of a member, or the result of a function, with typedefs resolved; `declarator` follows its name."""
+    if "DW_AT_type" not in entry.attributes:
+        return "void" + declarator
+    wanted = reference(entries, entry, "DW_AT_type")
+    mark = {"DW_TAG_pointer_type": "*", "DW_TAG_reference_type": "&", "DW_TAG_rvalue_reference_type": "&&",
+            "DW_TAG_const_type": " const", "DW_TAG_volatile_type": " volatile"}.get(wanted.tag)
+    if mark is not None:
+        return type_of(entries, wanted, mark + declarator)
+    if wanted.tag == "DW_TAG_typedef" and type_of(entries, wanted) != "":
+        return type_of(entries, wanted, declarator)
+    if wanted.tag == "DW_TAG_array_type":
+        lengths = [f"[{child.number('DW_AT_upper_bound') + 1}]" for child in wanted.children]
+        return type_of(entries, wanted, declarator + "".join(lengths))
+    if wanted.tag == "DW_TAG_subroutine_type":
+        parameters = [type_of(entries, child) for child in wanted.children
+                      if "DW_AT_artificial" not in child.attributes]
+        return type_of(entries, wanted, f" ({declarator})({', '.join(parameters)})")
+    if wanted.tag == "DW_TAG_ptr_to_member_type":
+        owner = reference(entries, wanted, "DW_AT_containing_type").name()
+        return type_of(entries, wanted, f"{owner}::*{declarator}")
+    return shorten(wanted.name()) + declarator
+
+
 def classes_of(entries):
     found = {}
     for entry in entries.values():
@@ -97,7 +128,7 @@ def bases_of(entries, entry):
 
 
 def slots_of(entries, entry):
-    """Slot to mangled name, of the primary table; destructors are not told."""
+    """Slot to operation, of the primary table; destructors are not told."""
     slots = {}
     for base, offset in bases_of(entries, entry):
         if offset == 0:
@@ -105,7 +136,7 @@ def slots_of(entries, entry):
     for child in entry.children:
         location = child.attributes.get("DW_AT_vtable_elem_location", "")
         if match := re.search(r"DW_OP_constu: (\d+)", location):
-            slots[int(match[1])] = child.attributes["DW_AT_linkage_name"]
+            slots[int(match[1])] = child
     return slots
 
 
@@ -135,19 +166,19 @@ def print_tables(entries, dump):
             continue
         slots = slots_of(entries, found[name])
         thunks = [entry.split("::")[-1] for table in tables[1:] for entry in table]
-        plain = demangle(list(slots.values()) + thunks)
+        plain = demangle([slot.attributes["DW_AT_linkage_name"] for slot in slots.values()] + thunks)
         print(name)
         for number, entry in enumerate(tables[0]):
             if number not in slots:
                 print(f"  {number:2} destructor" if "~" in entry or entry == "0" else f"  {number:2} {entry}")
                 continue
-            operation = plain[slots[number]]
+            operation = plain[slots[number].attributes["DW_AT_linkage_name"]]
             pure = entry == "__cxa_pure_virtual"
             bare = re.sub(r"(\[abi:\w+\])?\(.*", "", operation)
             if not pure and entry.split("<")[0].split("::")[-1] != bare.split("<")[0].split("::")[-1] and \
                     not bare.endswith("::" + entry.split("::")[-1]):
                 sys.exit(f"{name}, slot {number}: the class dump says {entry}, the debug information {operation}")
-            print(f"  {number:2} {operation}{' = 0' if pure else ''}")
+            print(f"  {number:2} {type_of(entries, slots[number])} {operation}{' = 0' if pure else ''}")
         for table in tables[1:]:
             print("  as a further base:")
             for number, entry in enumerate(table):
@@ -169,17 +200,47 @@ def print_members(entries):
             member = child.attributes.get("DW_AT_name", "")
             if member.startswith("_vptr"):
                 member = "virtual table"
+            else:
+                member = f"{type_of(entries, child)} {member}"
             print(f"  {child.number('DW_AT_data_member_location'):4} {member}")
+        print()
+    for entry in entries.values():
+        name = entry.name()
+        if entry.tag != "DW_TAG_enumeration_type" or "DW_AT_declaration" in entry.attributes or \
+                re.match(r"(std|__gnu_cxx|boost)::|$", name):
+            continue
+        print(f"{name}: {type_of(entries, entry)}")
+        for child in entry.children:
+            print(f"  {child.number('DW_AT_const_value'):4} {child.attributes['DW_AT_name']}")
         print()
 
 
+def print_symbols(entries, listed):
+    """A constructor or destructor, which has no result, has one line for all of its variants."""
+    declared = {entry.attributes.get("DW_AT_linkage_name"): entry for entry in entries.values()}
+    symbols = re.findall(r"^\w+ (\w) (\w+)", listed, re.MULTILINE)
+    plain = demangle([name for _, name in symbols])
+    lines = set()
+    for kind, name in symbols:
+        result = ""
+        if entry := declared.get(name):
+            static = entry.parent.tag in SCOPES[1:] and "DW_AT_object_pointer" not in entry.attributes
+            result = ("static " if static else "") + type_of(entries, entry) + " "
+        what = {"A": "version", "T": "function", "W": "function"}.get(kind, "object")
+        lines.add((plain[name], f"{what} {result}{plain[name]}"))
+    for _, line in sorted(lines):
+        print(line)
+
+
 def main():
-    what, path, dump, readelf = sys.argv[1:]
+    what, path, readelf = sys.argv[1:4]
     entries = debug_information(readelf, path)
     if what == "tables":
-        print_tables(entries, dump)
-    else:
+        print_tables(entries, sys.argv[4])
+    elif what == "members":
         print_members(entries)
+    else:
+        print_symbols(entries, sys.stdin.read())
 
 
 main()
