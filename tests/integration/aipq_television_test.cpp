@@ -7,20 +7,19 @@
 #include <thread>
 #include <vector>
 
+#include "keys.h"
 #include "lomodelapi/object_type_spec.h"
 #include "remote_test.h"
 #include "simulated/catalogue.h"
 
 using namespace std::chrono_literals;
+using namespace tests::keys;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-using tests::BRIGHTNESS;
-using tests::CHANNELS;
 using tests::ChildProcess;
 using tests::expectRefusal;
 using tests::fileWith;
-using tests::SWITCH_ACTION;
 using tests::televisionFiles;
 using tests::TelevisionProcess;
 
@@ -220,7 +219,7 @@ TEST_F(ATelevisionOnItsBus, InvokesAnActionAndUsesTheRemoteControl) {
                   .output,
               "ia(qs) 0 2 0 \"dvb://1.1051.28007\" 1 \"Night\"\n");
     EXPECT_EQ(busctl({"call", SERVICE, remote::OBJECT, T::TELEVISION, "SelectChannel", "s", "4"}).status, 0);
-    EXPECT_EQ(get(tests::HDR_TYPE, T::VALUE, "Value").output, "s \"hdr_10\"\n");
+    EXPECT_EQ(get(HDR_TYPE, T::VALUE, "Value").output, "s \"hdr_10\"\n");
     EXPECT_THAT(busctl({"call", SERVICE, remote::OBJECT, T::TELEVISION, "SelectChannel", "s", "99"}).errors,
                 HasSubstr("there is no channel '99'"));
     EXPECT_THAT(

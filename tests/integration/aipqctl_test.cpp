@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "aipqctl_run.h"
+#include "keys.h"
 
 using simulated::KeyFaults;
 using simulated::Lifecycle;
@@ -19,17 +20,9 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 using namespace tests;
+using namespace tests::keys;
 
 namespace {
-
-constexpr char BRIGHTNESS[] = "dovra.sl2.i32.video.brightness";
-constexpr char LUMA[] = "dovra.sl2.i32.video.color.tuner.luma";
-constexpr char MEMC[] = "dovra.sl2.i32.video.enum.memc";
-constexpr char SOURCE[] = "dovra.sl2.str.source.current.path";
-constexpr char ATTRIBUTES[] = "dovra.sl2.vstr.tvservice.play.main";
-constexpr char PQ_SETTING[] = "dovra.sl2.vint.video.aipq.pq.setting";
-constexpr char SWITCH_ACTION[] = "dovra.sl2.action.source.switch";
-constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
 
 void nothing(Television&) {}
 
@@ -125,13 +118,15 @@ INSTANTIATE_TEST_SUITE_P(
         Output{"power", {"power", "--seconds", "0.2"}, ""},
         Output{
             "table",
-            {"table", CHANNEL_LIST, "--columns", "2"},
+            {"table", CHANNELS, "--columns", "2"},
             "number  name\n1       First\n2       Night\n3       Snow\n4       Garden\n5       Test card\n"},
-        Output{"keyGet", {"key", "get", ATTRIBUTES}, R"(\["play","1"(,"0"){8}\]\n)"},
+        Output{"keyGet", {"key", "get", PLAY_ATTRIBUTES}, R"(\["play","1"(,"0"){8}\]\n)"},
         Output{"keySetInteger", {"key", "set", BRIGHTNESS, "51"}, R"(dovra.* 50 -> 51\n)"},
-        Output{"keySetNegative", {"key", "set", LUMA, "-50"}, R"(dovra.* 0 -> -50\n)"},
+        Output{"keySetNegative", {"key", "set", COLOR_TUNER_LUMA, "-50"}, R"(dovra.* 0 -> -50\n)"},
         Output{"keySetText", {"key", "set", SOURCE, "HDMI 1"}, R"(dovra.* TV -> HDMI 1\n)"},
-        Output{"keySetTexts", {"key", "set", ATTRIBUTES, "a", "b c", ""}, R"(dovra.* -> \["a","b c",""\]\n)"},
+        Output{"keySetTexts",
+               {"key", "set", PLAY_ATTRIBUTES, "a", "b c", ""},
+               R"(dovra.* -> \["a","b c",""\]\n)"},
         Output{"keySetNumbers", {"key", "set", PQ_SETTING, "1", "-2"}, R"(dovra.* -> \[1,-2\]\n)"},
         Output{"keySetEmptyList", {"key", "set", PQ_SETTING}, R"(dovra.* -> \[\]\n)"},
         Output{"keyWatch",
@@ -208,7 +203,7 @@ INSTANTIATE_TEST_SUITE_P(
                 3,
                 "no setting or key 'brigthness'; did you mean 'brightness'?"},
         Mistake{"watchTable",
-                {"watch", CHANNEL_LIST},
+                {"watch", CHANNELS},
                 4,
                 "dovra.sl2.table.channel.list has no value to watch: its type is table"},
         Mistake{"listNothing", {"list", "xyz"}, 3, "no key has 'xyz' in it: 'aipqctl list' shows all keys"},
@@ -279,7 +274,7 @@ INSTANTIATE_TEST_SUITE_P(
                 4,
                 "dovra.sl2.action.source.switch is an action: use 'aipqctl source' and 'aipqctl channel'"},
         Mistake{"keyOfATable",
-                {"key", "get", CHANNEL_LIST},
+                {"key", "get", CHANNELS},
                 4,
                 "dovra.sl2.table.channel.list is a table: use 'aipqctl table'"},
         Mistake{"keyTooHigh",
@@ -375,7 +370,7 @@ INSTANTIATE_TEST_SUITE_P(
         Trouble{"isNotThereForSet", noFramework, {"set", "nr", "1"}, 7, NO_TELEVISION},
         Trouble{"isNotThereForWatch", noRoot, {"watch"}, 7, NO_TELEVISION},
         Trouble{"isNotThereForPower", noFramework, {"power"}, 7, NO_TELEVISION},
-        Trouble{"isNotThereForTheTable", noFramework, {"table", CHANNEL_LIST}, 7, NO_TELEVISION},
+        Trouble{"isNotThereForTheTable", noFramework, {"table", CHANNELS}, 7, NO_TELEVISION},
         Trouble{"isNotThereForTheChannel", noFramework, {"channel", "next"}, 7, NO_TELEVISION},
         Trouble{"isNotThereForTheSource", noRoot, {"source", "pause", "video"}, 7, NO_TELEVISION},
         Trouble{"isNotThereForTheTuner", noFramework, {"color-tuner", "get"}, 7, NO_TELEVISION},
@@ -406,7 +401,7 @@ INSTANTIATE_TEST_SUITE_P(
                 1,
                 std::string(BRIGHTNESS) + " stays at 50: the television does not take 60"},
         Trouble{"keepsTheTuner",
-                withFaults(LUMA, refusing()),
+                withFaults(COLOR_TUNER_LUMA, refusing()),
                 {"color-tuner", "set", "--luma", "3"},
                 1,
                 "luma stays at 0: the television does not take 3"},
@@ -577,8 +572,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Schema{"source", {"source", "get"}}, Schema{"source", {"source", "request", "av"}},
                     Schema{"source", {"source", "resume", "video"}}, Schema{"channel", {"channel", "list"}},
                     Schema{"channel", {"channel", "next"}}, Schema{"channel", {"channel", "to", "Snow"}},
-                    Schema{"table", {"table", CHANNEL_LIST}}, Schema{"key", {"key", "get", BRIGHTNESS}},
-                    Schema{"key", {"key", "get", ATTRIBUTES}}, Schema{"key", {"key", "get", SOURCE}},
+                    Schema{"table", {"table", CHANNELS}}, Schema{"key", {"key", "get", BRIGHTNESS}},
+                    Schema{"key", {"key", "get", PLAY_ATTRIBUTES}}, Schema{"key", {"key", "get", SOURCE}},
                     Schema{"key", {"key", "set", PQ_SETTING, "1", "2"}},
                     Schema{"watch", {"key", "watch", PQ_SETTING, "--seconds", "0.1"}}));
 

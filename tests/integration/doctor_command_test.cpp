@@ -12,8 +12,10 @@
 
 #include "../../tools/aipqctl/command.h"
 #include "doctor_results.h"
+#include "keys.h"
 #include "television_test.h"
 
+using namespace tests::keys;
 using testing::HasSubstr;
 using testing::Not;
 using tests::eventually;

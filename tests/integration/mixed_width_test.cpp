@@ -7,10 +7,12 @@
 #include <string>
 
 #include "asleep.h"
+#include "keys.h"
 #include "platform_adaptation/picture_capture.h"
 #include "television_test.h"
 #include "video/capture_block.h"
 
+using namespace tests::keys;
 using korvale::ai::PictureData;
 
 namespace {

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "asleep.h"
+#include "keys.h"
 #include "pipeline_process.h"
 #include "platform_adaptation/picture_capture.h"
 #include "platform_adaptation/system_info.h"
@@ -18,8 +19,8 @@
 #include "video/capture_block.h"
 
 using namespace std::chrono_literals;
+using namespace tests::keys;
 using testing::HasSubstr;
-using tests::BRIGHTNESS;
 using tests::ChildProcess;
 using tests::TelevisionProcess;
 

@@ -14,32 +14,27 @@
 #include <thread>
 #include <vector>
 
+#include "keys.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
 #include "platform_adaptation/system_info.h"
 #include "platform_adaptation/system_setting.h"
 #include "remote_test.h"
 
 using namespace std::chrono_literals;
+using namespace tests::keys;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using tests::ActionRecorder;
-using tests::BRIGHTNESS;
-using tests::CHANNELS;
 using tests::ChildProcess;
-using tests::CONTRAST;
-using tests::HDR_TYPE;
 using tests::Heard;
 using tests::Int64;
 using tests::Integer;
 using tests::Integers;
 using tests::IteratorRecorder;
 using tests::NUMBERS;
-using tests::PQ_SETTING;
 using tests::Service;
-using tests::SOURCE;
 using tests::String;
 using tests::Strings;
-using tests::SWITCH_ACTION;
 using tests::TelevisionProcess;
 using tests::TEXT;
 using tests::TEXTS;
@@ -218,7 +213,7 @@ TEST_F(ATelevisionProcess, AnswersAnAction) {
     ASSERT_EQ(action.connect(1000), 0);
     unsigned id = 0;
     ASSERT_EQ(action.invoke(id, {{0, 0, "tag"}, {0, 1, "8"}, {0, 3, "+1"}, {0, 5, "2"}}), 0);
-    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " result [dvb://1.1051.28007,Night]"));
+    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " [dvb://1.1051.28007,Night]"));
     ASSERT_EQ(action.invoke(id, {{0, 1, NO_UTF8}}), 0);
     EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " failed 22"));
     ASSERT_EQ(action.invoke(id, {}), 0);
@@ -251,8 +246,8 @@ TEST_F(ATelevisionProcess, ReadsATableByIterators) {
     EXPECT_EQ(rows->seekToContent(1, NO_UTF8), 0);
     EXPECT_EQ(rows->commit(), 0);
     EXPECT_TRUE(recorder->heard.waitFor("commit 0"));
-    EXPECT_THAT(recorder->heard.all(), ElementsAre("ready 4", "total 4", "row |1|First", "cursor 1",
-                                                   "chunk |2|Night |3|Snow |5|Test card", "row ", "seek 2",
+    EXPECT_THAT(recorder->heard.all(), ElementsAre("ready 4", "total 4", "row 1,First", "cursor 1",
+                                                   "chunk 2,Night 3,Snow 5,Test card", "row ", "seek 2",
                                                    "seek -1", "content 1", "content -1", "commit 0"));
 
     recorder->heard.forget();
@@ -260,7 +255,7 @@ TEST_F(ATelevisionProcess, ReadsATableByIterators) {
     EXPECT_TRUE(recorder->heard.waitFor("update 0"));
     EXPECT_EQ(rows->seekToRow(0), 0);
     EXPECT_EQ(rows->readRow(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("row |9| z"));
+    EXPECT_TRUE(recorder->heard.waitFor("row 9, z"));
     EXPECT_EQ(iterator->destroy(), 0);
     EXPECT_EQ(television.iterators(CHANNELS), 0U);
     EXPECT_NE(rows->readRow(), 0);
@@ -603,7 +598,7 @@ TEST_F(AKilledTelevision, BringsSubscriptionsIteratorsAndRegistrationsBackWithIt
         EXPECT_TRUE(recorder->heard.waitFor(std::to_string(life)));
         EXPECT_TRUE(rows->heard.waitFor("ready 4", 1 + life));
         EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-        EXPECT_TRUE(rows->heard.waitFor("row |1|First", life));
+        EXPECT_TRUE(rows->heard.waitFor("row 1,First", life));
         television.tell("aipq", "running");
         EXPECT_TRUE(service.heard.waitFor("1", life));
     }

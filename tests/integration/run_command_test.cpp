@@ -12,6 +12,7 @@
 
 #include "eventually.h"
 #include "exit_code.h"
+#include "keys.h"
 #include "own_television.h"
 #include "recorders.h"
 #include "television_process.h"
@@ -87,7 +88,7 @@ TEST_F(ACommandWithItsOwnTelevision, EndsAsInAShellWhenASignalKillsIt) {
 TEST_F(ACommandWithItsOwnTelevision, FindsItWhateverTheEnvironmentNames) {
     TelevisionProcess other("living-room");
     ASSERT_TRUE(other.start());
-    other.set(tests::BRIGHTNESS, std::int32_t{11});
+    other.set(tests::keys::BRIGHTNESS, std::int32_t{11});
     for (const char* const name : {"", "living-room", "embedded"}) {
         const Result result =
             run(NO_PICTURE, shell("aipqctl get brightness; aipqctl set brightness 60 --wait"),
@@ -95,13 +96,13 @@ TEST_F(ACommandWithItsOwnTelevision, FindsItWhateverTheEnvironmentNames) {
         EXPECT_THAT(result.output, StartsWith("50\n")) << result.errors;
         EXPECT_EQ(result.exitCode, 0);
     }
-    EXPECT_EQ(other.get<int>(tests::BRIGHTNESS), 11);
+    EXPECT_EQ(other.get<int>(tests::keys::BRIGHTNESS), 11);
     EXPECT_EQ(other.stop(), 0);
 }
 
 TEST_F(ACommandWithItsOwnTelevision, CanPlayAScenarioOnItAndStartAnotherOne) {
     const std::string scenario =
-        fileWith("dark.toml", "[[step]]\nset = \"" + std::string(tests::BRIGHTNESS) + "\"\nto = 9\n");
+        fileWith("dark.toml", "[[step]]\nset = \"" + std::string(tests::keys::BRIGHTNESS) + "\"\nto = 9\n");
     TelevisionProcess kitchen("kitchen");
     ASSERT_TRUE(kitchen.start());
     const std::string output = runtimeFolder() / "kitchen.output";
@@ -113,7 +114,7 @@ TEST_F(ACommandWithItsOwnTelevision, CanPlayAScenarioOnItAndStartAnotherOne) {
     EXPECT_THAT(result.output, HasSubstr("The scenario has ended.\n9\n"));
     EXPECT_THAT(result.output, HasSubstr("brightness 50 -> 20"));
     EXPECT_EQ(result.errors, "");
-    EXPECT_EQ(kitchen.get<int>(tests::BRIGHTNESS), 50);
+    EXPECT_EQ(kitchen.get<int>(tests::keys::BRIGHTNESS), 50);
     EXPECT_EQ(kitchen.stop(), 0);
 }
 

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "csp/debug.h"
+#include "keys.h"
 #include "pipeline_process.h"
 #include "platform_adaptation/system_state.h"
 #include "screen.h"
@@ -29,6 +30,7 @@ using testing::AnyOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using namespace std::chrono_literals;
+using namespace tests::keys;
 
 namespace {
 

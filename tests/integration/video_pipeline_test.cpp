@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "asleep.h"
+#include "keys.h"
 #include "pipeline_process.h"
 #include "platform_adaptation/picture_capture.h"
 #include "simulated/faults.h"
@@ -42,6 +43,7 @@ using testing::StartsWith;
 using tests::crashPipelineOf;
 using tests::pipelineOf;
 using namespace std::chrono_literals;
+using namespace tests::keys;
 
 namespace {
 

@@ -14,6 +14,7 @@
 
 #include "eventually.h"
 #include "fault_table.h"
+#include "keys.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
 #include "platform_adaptation/system_info.h"
 #include "platform_adaptation/system_setting.h"
@@ -22,15 +23,14 @@
 
 using namespace lomodelapi;
 using namespace std::chrono_literals;
+using namespace tests::keys;
 using simulated::Answer;
 using simulated::KeyFaults;
 using simulated::Lifecycle;
 using simulated::Order;
 using testing::ElementsAre;
 using tests::ActionRecorder;
-using tests::CHANNELS;
 using tests::eventually;
-using tests::HDR_TYPE;
 using tests::Heard;
 using tests::Int64;
 using tests::Integer;
@@ -694,10 +694,10 @@ FAULT(TheAction, HasAnotherGeometry,
         return Answer{0, {{0, 2, "c"}, {0, 200, "x"}, {0, 0, "a"}, {0, 2, "d"}}};
     });
     EXPECT_EQ(action.invoke(id, {}), 0);
-    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " result [a,,d,]"));
+    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " [a,,d,]"));
     model.setAction(key, [](const auto&) { return Answer{0, {{0, 0, "a"}, {0, 1, "b"}}}; });
     EXPECT_EQ(action.invoke(id, {}), 0);
-    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " result [a,b]"));
+    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " [a,b]"));
 }
 
 NO_FAULT(TheAction, HasOtherRights, "A model that denies a client an action refuses it.");
@@ -801,9 +801,9 @@ FAULT(TheTable, HasAnotherGeometry, "rows with fewer columns than asked for are 
     const auto iterator = openAndReady();
     model.setRows(CHANNELS, {{"1"}, {"2", "Two"}});
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("row |1|"));
+    EXPECT_TRUE(recorder->heard.waitFor("row 1,"));
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("row |2|Two"));
+    EXPECT_TRUE(recorder->heard.waitFor("row 2,Two"));
 }
 
 NO_FAULT(TheTable, IsOutOfOrder, "Nothing but updates is told of a table, and one is like the other.");
@@ -819,7 +819,7 @@ FAULT(TheIterator, Refuses, "the request gives the model's status, and nothing i
     EXPECT_EQ(recorder->heard.count(), 0U);
     clearFaults(CHANNELS);
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("row |1|First"));
+    EXPECT_TRUE(recorder->heard.waitFor("row 1,First"));
 }
 
 FAULT(TheIterator, IsLate, "the request returns at once; the answer comes later") {
@@ -831,7 +831,7 @@ FAULT(TheIterator, IsLate, "the request returns at once; the answer comes later"
     EXPECT_GE(Clock::now() - start, DELAY);
     clearFaults(CHANNELS);
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("row |1|First"));
+    EXPECT_TRUE(recorder->heard.waitFor("row 1,First"));
 }
 
 FAULT(TheIterator, NeverAnswers, "the request gives 0, and nothing is heard; the next one is answered") {
@@ -839,7 +839,7 @@ FAULT(TheIterator, NeverAnswers, "the request gives 0, and nothing is heard; the
     setFault(CHANNELS, &KeyFaults::dropNotifications, 1U);
     EXPECT_EQ(iterator->getIterator()->requestTotalCount(), 0);
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("row |1|First"));
+    EXPECT_TRUE(recorder->heard.waitFor("row 1,First"));
     EXPECT_EQ(recorder->heard.count(), 1U);
 }
 
@@ -851,7 +851,7 @@ FAULT(TheIterator, AnswersTwice, "the handler hears the answer twice") {
     clearFaults(CHANNELS);
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
     EXPECT_TRUE(model.settle());
-    EXPECT_THAT(recorder->heard.all(), ElementsAre("total 5", "total 5", "row |1|First"));
+    EXPECT_THAT(recorder->heard.all(), ElementsAre("total 5", "total 5", "row 1,First"));
 }
 
 FAULT(TheIterator, IsOutOfOrder,
@@ -863,7 +863,7 @@ FAULT(TheIterator, IsOutOfOrder,
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
     model.releaseNotifications(Order::REVERSED);
     EXPECT_TRUE(model.settle());
-    EXPECT_THAT(recorder->heard.all(), ElementsAre("row |2|Night", "seek 1", "total 5"));
+    EXPECT_THAT(recorder->heard.all(), ElementsAre("row 2,Night", "seek 1", "total 5"));
     EXPECT_EQ(iterator->getIterator()->requestCursorPosition(), 0);
     EXPECT_TRUE(recorder->heard.waitFor("cursor 2"));
 }
@@ -873,9 +873,9 @@ FAULT(TheIterator, IsFull,
       "request goes on behind it") {
     const auto iterator = openAndReady({0});
     EXPECT_EQ(iterator->getIterator()->readRowChunk(100), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("chunk |1 |2 |3"));
+    EXPECT_TRUE(recorder->heard.waitFor("chunk 1 2 3"));
     EXPECT_EQ(iterator->getIterator()->readRowChunk(100), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("chunk |4 |5"));
+    EXPECT_TRUE(recorder->heard.waitFor("chunk 4 5"));
 }
 
 FAULT(TheIterator, HasAnotherGeometry,
@@ -883,14 +883,14 @@ FAULT(TheIterator, HasAnotherGeometry,
     {
         const auto iterator = openAndReady({0, 99, -1});
         EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-        EXPECT_TRUE(recorder->heard.waitFor("row |1||"));
+        EXPECT_TRUE(recorder->heard.waitFor("row 1,,"));
         EXPECT_EQ(iterator->getIterator()->seekToRow(99), 0);
         EXPECT_TRUE(recorder->heard.waitFor("seek -1"));
     }
     recorder->heard.forget();
     const auto iterator = openAndReady();
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("row |1|First"));
+    EXPECT_TRUE(recorder->heard.waitFor("row 1,First"));
 }
 
 NO_FAULT(TheIterator, IsOfAnotherType, "What is no table gives no iterator.");

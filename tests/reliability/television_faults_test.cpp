@@ -8,21 +8,19 @@
 
 #include "eventually.h"
 #include "fault_table.h"
+#include "keys.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
 #include "platform_adaptation/system_info.h"
 #include "platform_adaptation/system_setting.h"
 #include "remote_test.h"
 
 using namespace std::chrono_literals;
-using tests::BRIGHTNESS;
-using tests::CHANNELS;
+using namespace tests::keys;
 using tests::eventually;
-using tests::HDR_TYPE;
 using tests::Integer;
 using tests::IteratorRecorder;
 using tests::Service;
 using tests::String;
-using tests::SWITCH_ACTION;
 using tests::ValueRecorder;
 
 namespace {
@@ -185,7 +183,7 @@ FAULT(TheIterator, Dies,
     switchOn();
     EXPECT_TRUE(rows->heard.waitForBeginning("ready"));
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-    EXPECT_TRUE(rows->heard.waitFor("row |1|First"));
+    EXPECT_TRUE(rows->heard.waitFor("row 1,First"));
 }
 
 FAULT(TheApplicationManager, Dies,

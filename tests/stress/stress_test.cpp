@@ -27,6 +27,7 @@
 #include "capture_test.h"
 #include "eventually.h"
 #include "forked_pipeline.h"
+#include "keys.h"
 #include "lomodelapi/table.h"
 #include "platform_adaptation/ai_common.h"
 #include "platform_adaptation/picture_capture.h"
@@ -44,21 +45,15 @@
 
 using namespace lomodelapi;
 using namespace std::chrono_literals;
+using namespace tests::keys;
 using korvale::ai::PictureData;
 using simulated::KeyFaults;
 using simulated::Lifecycle;
-using tests::BRIGHTNESS;
-using tests::CHANNELS;
-using tests::HDR_TYPE;
 using tests::Int64;
 using tests::Integer;
 using tests::Integers;
-using tests::PLAY_ATTRIBUTES;
-using tests::PQ_SETTING;
-using tests::SOURCE;
 using tests::String;
 using tests::Strings;
-using tests::SWITCH_ACTION;
 
 namespace {
 

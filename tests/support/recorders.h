@@ -1,10 +1,15 @@
-// Receivers of everything that a client can be told, which keep it as texts, and the names that tests use
-// with them.
+// Handlers that record what a client receives as texts, and short names of the accessors.
 #ifndef TESTS_RECORDERS_H
 #define TESTS_RECORDERS_H
 
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "heard.h"
@@ -16,15 +21,6 @@
 
 namespace tests {
 
-constexpr char BRIGHTNESS[] = "dovra.sl2.i32.video.brightness";
-constexpr char CONTRAST[] = "dovra.sl2.i32.video.contrast";
-constexpr char SOURCE[] = "dovra.sl2.str.source.current.path";
-constexpr char HDR_TYPE[] = "dovra.sl2.str.servicemode.videoinfo.hdrtype";
-constexpr char PQ_SETTING[] = "dovra.sl2.vint.video.aipq.pq.setting";
-constexpr char PLAY_ATTRIBUTES[] = "dovra.sl2.vstr.tvservice.play.main";
-constexpr char SWITCH_ACTION[] = "dovra.sl2.action.source.switch";
-constexpr char CHANNELS[] = "dovra.sl2.table.channel.list";
-
 using Integer = ValueAccessT<lomodelapi::ObserverNumericInteger>;
 using Int64 = ValueAccessT<lomodelapi::ObserverNumericInt64>;
 using String = ValueAccessT<lomodelapi::ObserverString>;
@@ -33,43 +29,103 @@ using Strings = ValueAccessT<lomodelapi::ObserverVectorString>;
 
 class ValueRecorder final : public ValueHandler {
   public:
-    void onNewValue(const ValueObject& value) override { heard.add(value.convertToStringType()); }
+    void onNewValue(const ValueObject& value) override {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_values.push_back(value);
+        }
+        heard.add(value.convertToStringType());
+    }
+
+    std::vector<ValueObject> values() const {
+        const std::lock_guard lock(m_mutex);
+        return m_values;
+    }
+    std::vector<std::pair<int, std::string>> kindsAndTexts() const {
+        std::vector<std::pair<int, std::string>> all;
+        for (const ValueObject& value : values()) all.emplace_back(value.type(), value.convertToStringType());
+        return all;
+    }
     Heard heard;
+
+  private:
+    mutable std::mutex m_mutex;
+    std::vector<ValueObject> m_values;
 };
 
-class ActionRecorder final : public ActionHandler {
+// Records each notification as a text and then calls a function of the test, if there is one.
+class Recording {
   public:
-    void onActionResult(int id, const ValueObject& result) override {
-        heard.add(std::to_string(id) + " result " + result.convertToStringType());
-    }
-    void onActionFailed(int id, int error) override {
-        heard.add(std::to_string(id) + " failed " + std::to_string(error));
-    }
+    explicit Recording(std::function<void()> then) : m_then(std::move(then)) {}
+    ~Recording() { EXPECT_FALSE(m_inside) << "destroyed in its own call"; }
     Heard heard;
+
+  protected:
+    void receive(const std::string& text) {
+        m_inside = true;
+        heard.add(text);
+        if (m_then) m_then();
+        m_inside = false;
+    }
+
+  private:
+    const std::function<void()> m_then;
+    std::atomic<bool> m_inside{false};
 };
 
-class IteratorRecorder final : public IteratorHandler {
+class ActionRecorder final : public ActionHandler, public Recording {
   public:
+    explicit ActionRecorder(std::function<void()> then = {}) : Recording(std::move(then)) {}
+    void onActionResult(int id, const ValueObject& received) override {
+        result = received;
+        capacity = received.items.capacity();
+        receive(resultText(id, received));
+    }
+    void onActionFailed(int id, int error) override { receive(failureText(id, error)); }
+
+    static std::string resultText(int id, const ValueObject& result) {
+        return std::to_string(id) + " " + result.convertToStringType();
+    }
+    static std::string failureText(int id, int error) {
+        return std::to_string(id) + " failed " + std::to_string(error);
+    }
+
+    // The last result, and the capacity of its list. Read them when `heard` has it.
+    ValueObject result;
+    std::size_t capacity = 0;
+};
+
+class IteratorRecorder final : public IteratorHandler, public Recording {
+  public:
+    using Row = std::vector<std::string>;
+
+    explicit IteratorRecorder(std::function<void()> then = {}) : Recording(std::move(then)) {}
     void onCommit(int status) override { add("commit", status); }
     void onTotalCount(int count) override { add("total", count); }
     void onSeekToRow(int row) override { add("seek", row); }
     void onSeekToContent(int row) override { add("content", row); }
     void onCursorPosition(int row) override { add("cursor", row); }
-    void onReadRow(const std::vector<std::string>& row) override { heard.add("row" + text(row)); }
-    void onReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) override {
+    void onReadRow(const Row& row) override { add(std::string("row ").append(joined(row)), &row); }
+    void onReadRowChunk(const std::vector<const Row*>& rows) override {
         std::string all = "chunk";
-        for (const auto* const row : rows) all += text(*row);
-        heard.add(all);
+        for (const Row* const row : rows) all.append(" ").append(joined(*row));
+        add(all, &rows);
     }
     void onIteratorReady(int count) override { add("ready", count); }
     void onUpdate(int kind) override { add("update", kind); }
-    Heard heard;
+
+    // The last argument that was a reference; null for a number. Read it when `heard` has the notification.
+    const void* address = nullptr;
 
   private:
-    void add(const std::string& what, int number) { heard.add(what + " " + std::to_string(number)); }
-    static std::string text(const std::vector<std::string>& row) {
-        std::string all = " ";
-        for (const std::string& cell : row) all.append("|").append(cell);
+    void add(const std::string& what, int number) { add(what + " " + std::to_string(number), nullptr); }
+    void add(const std::string& text, const void* argument) {
+        address = argument;
+        receive(text);
+    }
+    static std::string joined(const Row& row) {
+        std::string all;
+        for (const std::string& cell : row) all.append(&cell == row.data() ? "" : ",").append(cell);
         return all;
     }
 };

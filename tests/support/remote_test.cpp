@@ -1,4 +1,5 @@
 #include "remote_test.h"
+#include "keys.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -6,6 +7,8 @@
 #include <cstdlib>
 
 namespace tests {
+
+using namespace tests::keys;
 
 namespace {
 

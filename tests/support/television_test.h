@@ -25,12 +25,6 @@ class TelevisionTest : public testing::Test {
         fresh.reset();
         return fresh;
     }
-
-    static constexpr char BRIGHTNESS[] = "dovra.sl2.i32.video.brightness";
-    static constexpr char SOURCE[] = "dovra.sl2.str.source.current.path";
-    static constexpr char PQ_SETTING[] = "dovra.sl2.vint.video.aipq.pq.setting";
-    static constexpr char PLAY_ATTRIBUTES[] = "dovra.sl2.vstr.tvservice.play.main";
-    static constexpr char SWITCH_ACTION[] = "dovra.sl2.action.source.switch";
 };
 
 }  // namespace tests

@@ -22,20 +22,24 @@
 #include <vector>
 
 #include "attempts.h"
+#include "keys.h"
 #include "lomodelapi/argument.h"
 #include "lomodelapi/object_type_spec.h"
 #include "lomodelapi/observer.h"
+#include "recorders.h"
 #include "slot.h"
 #include "television_test.h"
 
 using namespace lomodelapi;
 using namespace std::chrono_literals;
+using namespace tests::keys;
 using simulated::Answer;
 using simulated::KeyFaults;
 using simulated::Value;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAreArray;
+using tests::ActionRecorder;
 using tests::LogLine;
 using tests::slotOf;
 
@@ -46,63 +50,6 @@ using Arguments = std::vector<Argument>;
 
 constexpr char FILE_NAME[] = "action_access.cpp";
 constexpr auto LIMIT = 30s;
-
-std::string described(int actionId, const ValueObject& result) {
-    return std::to_string(actionId) + " " + result.convertToStringType();
-}
-
-std::string failed(int actionId, int error) {
-    return std::to_string(actionId) + " failed " + std::to_string(error);
-}
-
-// Keeps what it is told, and calls a function of the test's with each answer, if it has one.
-class Recorder final : public ActionHandler {
-  public:
-    explicit Recorder(std::function<void()> function = {}) : m_function(std::move(function)) {}
-    ~Recorder() { EXPECT_FALSE(m_inside) << "destroyed in its own call"; }
-
-    void onActionResult(int actionId, const ValueObject& result) override {
-        receive(described(actionId, result), &result);
-    }
-    void onActionFailed(int actionId, int error) override { receive(failed(actionId, error), nullptr); }
-
-    std::vector<std::string> answers() const {
-        const std::lock_guard lock(m_mutex);
-        return m_answers;
-    }
-
-    // The last result, and the room that its list had.
-    ValueObject result() const {
-        const std::lock_guard lock(m_mutex);
-        return m_result;
-    }
-    std::size_t capacity() const {
-        const std::lock_guard lock(m_mutex);
-        return m_capacity;
-    }
-
-  private:
-    void receive(const std::string& answer, const ValueObject* result) {
-        m_inside = true;
-        {
-            const std::lock_guard lock(m_mutex);
-            m_answers.push_back(answer);
-            if (result != nullptr) {
-                m_result = *result;
-                m_capacity = result->items.capacity();
-            }
-        }
-        if (m_function) m_function();
-        m_inside = false;
-    }
-
-    const std::function<void()> m_function;
-    std::atomic<bool> m_inside{false};
-    mutable std::mutex m_mutex;
-    std::vector<std::string> m_answers;
-    ValueObject m_result;
-    std::size_t m_capacity = 0;
-};
 
 // The two notifications of the model's.
 struct Notification {
@@ -158,7 +105,7 @@ class ActionTest : public tests::TelevisionTest {
 
     static constexpr char KEY[] = "test.access.action";
 
-    const std::shared_ptr<Recorder> handler = std::make_shared<Recorder>();
+    const std::shared_ptr<ActionRecorder> handler = std::make_shared<ActionRecorder>();
 };
 
 // The interfaces
@@ -251,7 +198,7 @@ TEST_F(AnActionAccessor, IsSilentWhenItIsDestroyedWithAnswersStillToCome) {
     }
     model.releaseNotifications(simulated::Order::AS_THEY_CAME);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->answers(), IsEmpty());
+    EXPECT_THAT(handler->heard.all(), IsEmpty());
 }
 
 TEST_F(AnActionAccessor, TakesNoNoticeOfAChangeOfAvailability) {
@@ -261,7 +208,7 @@ TEST_F(AnActionAccessor, TakesNoNoticeOfAChangeOfAvailability) {
     model.offer(KEY);
     ASSERT_TRUE(model.settle());
     EXPECT_THAT(log.lines(), IsEmpty());
-    EXPECT_THAT(handler->answers(), IsEmpty());
+    EXPECT_THAT(handler->heard.all(), IsEmpty());
     EXPECT_EQ(access.getType(), OBJECT_TYPE_ACTION);
 }
 
@@ -343,7 +290,7 @@ TEST_F(AnActionsConnection, IsMadeByALaterAttemptOnceTheActionIsOffered) {
     EXPECT_THAT(log.lines(), IsEmpty());
     const int id = invoke(access);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->answers(), ElementsAre(described(id, ValueObject("[]"))));
+    EXPECT_THAT(handler->heard.all(), ElementsAre(ActionRecorder::resultText(id, ValueObject("[]"))));
 }
 
 TEST_F(AnActionsConnection, IsKeptByFurtherCallsWhateverTheirTimeOut) {
@@ -412,11 +359,11 @@ TEST_F(AnActionsDisconnection, EndsTheSubscriptionAndAllowsAnother) {
     EXPECT_EQ(access.getType(), 0);
     model.releaseNotifications(simulated::Order::AS_THEY_CAME);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->answers(), IsEmpty());
+    EXPECT_THAT(handler->heard.all(), IsEmpty());
     EXPECT_EQ(access.connect(0), 0);
     invoke(access);
     ASSERT_TRUE(model.settle());
-    EXPECT_EQ(handler->answers().size(), 1U);
+    EXPECT_EQ(handler->heard.count(), 1U);
 }
 
 TEST_F(AnActionsDisconnection, IsAskedOfTheModelEvenIfThereIsNoConnection) {
@@ -435,7 +382,7 @@ TEST_F(AnActionsDisconnection, IsAskedOfTheModelEvenIfThereIsNoConnection) {
 using AnActionsHandler = ActionTest;
 
 TEST_F(AnActionsHandler, IsReplacedReleasedAndKeptIfItIsTheSame) {
-    const auto other = std::make_shared<Recorder>();
+    const auto other = std::make_shared<ActionRecorder>();
     ActionAccess access(KEY, handler);
     EXPECT_EQ(access.setActionResultHandler(handler), 0);
     EXPECT_EQ(handler.use_count(), 2);
@@ -447,8 +394,8 @@ TEST_F(AnActionsHandler, IsReplacedReleasedAndKeptIfItIsTheSame) {
     EXPECT_EQ(access.setActionResultHandler(nullptr), 0);
     EXPECT_EQ(other.use_count(), 1);
     access.notifyExecutionError(3, 4);
-    EXPECT_THAT(handler->answers(), IsEmpty());
-    EXPECT_THAT(other->answers(), ElementsAre("1 failed 2"));
+    EXPECT_THAT(handler->heard.all(), IsEmpty());
+    EXPECT_THAT(other->heard.all(), ElementsAre("1 failed 2"));
 }
 
 TEST_F(AnActionsHandler, HearsTheAnswersAlsoIfItWasSetAfterConnecting) {
@@ -457,7 +404,7 @@ TEST_F(AnActionsHandler, HearsTheAnswersAlsoIfItWasSetAfterConnecting) {
     access.setActionResultHandler(handler);
     invoke(access);
     ASSERT_TRUE(model.settle());
-    EXPECT_EQ(handler->answers().size(), 1U);
+    EXPECT_EQ(handler->heard.count(), 1U);
 }
 
 TEST_F(AnActionsHandler, IsNotTheHandlerOfValues) {
@@ -476,15 +423,15 @@ TEST_F(AnActionsHandler, IsNotTheHandlerOfValues) {
 TEST_F(AnActionsHandler, MayReplaceItself) {
     for (const Notification& notification : bothNotifications(KEY)) {
         ActionAccess access(KEY);
-        auto leaving = std::make_shared<Recorder>([&] { access.setActionResultHandler(handler); });
-        const std::weak_ptr<Recorder> watched = leaving;
+        auto leaving = std::make_shared<ActionRecorder>([&] { access.setActionResultHandler(handler); });
+        const std::weak_ptr<ActionRecorder> watched = leaving;
         access.setActionResultHandler(std::move(leaving));
         notification.call(access);
         EXPECT_TRUE(watched.expired());
         notification.call(access);
-        EXPECT_EQ(handler->answers().back(), notification.answer);
+        EXPECT_EQ(handler->heard.all().back(), notification.answer);
     }
-    EXPECT_EQ(handler->answers().size(), 2U);
+    EXPECT_EQ(handler->heard.count(), 2U);
 }
 
 // Invoking
@@ -538,7 +485,7 @@ TEST_F(AnInvocation, ReturnsTheStatusOfTheModelWithoutALogLine) {
     }
     ASSERT_TRUE(model.settle());
     EXPECT_THAT(log.lines(), IsEmpty());
-    EXPECT_THAT(handler->answers(), IsEmpty());
+    EXPECT_THAT(handler->heard.all(), IsEmpty());
 }
 
 TEST_F(AnInvocation, IsAnsweredUnderItsIdWithWhatTheActionGives) {
@@ -552,18 +499,19 @@ TEST_F(AnInvocation, IsAnsweredUnderItsIdWithWhatTheActionGives) {
     const int fail = invoke(access, {{0, 0, "fail"}});
     const int down = invoke(access, {{0, 0, "down"}});
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->answers(), ElementsAre(std::to_string(up) + " [done,up]", failed(fail, -22),
-                                                std::to_string(down) + " [done,down]"));
+    EXPECT_THAT(handler->heard.all(),
+                ElementsAre(std::to_string(up) + " [done,up]", ActionRecorder::failureText(fail, -22),
+                            std::to_string(down) + " [done,down]"));
 }
 
 TEST_F(AnInvocation, MayBeAnsweredBeforeItReturnsOnAThreadOfTheModel) {
     setFault(&KeyFaults::answerBeforeReturning, true);
     std::atomic<std::thread::id> thread{std::this_thread::get_id()};
-    const auto recorder = std::make_shared<Recorder>([&] { thread = std::this_thread::get_id(); });
+    const auto recorder = std::make_shared<ActionRecorder>([&] { thread = std::this_thread::get_id(); });
     ActionAccess access(KEY, recorder);
     ASSERT_EQ(access.connect(0), 0);
     const int id = invoke(access);
-    EXPECT_THAT(recorder->answers(), ElementsAre(std::to_string(id) + " []"));
+    EXPECT_THAT(recorder->heard.all(), ElementsAre(std::to_string(id) + " []"));
     EXPECT_NE(thread.load(), std::this_thread::get_id());
 }
 
@@ -576,11 +524,11 @@ TEST_F(AnInvocation, IsToldAsOftenAsItIsAnswered) {
     setFault(&KeyFaults::neverAnswer, true);
     const int later = invoke(access);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->answers(), ElementsAre(thrice, thrice, thrice));
+    EXPECT_THAT(handler->heard.all(), ElementsAre(thrice, thrice, thrice));
     model.setFaults(KEY, {});
     model.answer(KEY, static_cast<unsigned>(later), {5, {}});
     ASSERT_TRUE(model.settle());
-    EXPECT_EQ(handler->answers().back(), failed(later, 5));
+    EXPECT_EQ(handler->heard.all().back(), ActionRecorder::failureText(later, 5));
 }
 
 TEST_F(AnInvocation, IsNotNeededForAnAnswer) {
@@ -590,21 +538,22 @@ TEST_F(AnInvocation, IsNotNeededForAnAnswer) {
     model.answer(KEY, UINT_MAX, {0, {}});
     model.answer(KEY, 0x80000000U, {7, {}});
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->answers(), ElementsAre("123456 [a]", "-1 []", failed(INT_MIN, 7)));
+    EXPECT_THAT(handler->heard.all(),
+                ElementsAre("123456 [a]", "-1 []", ActionRecorder::failureText(INT_MIN, 7)));
     EXPECT_THAT(model.invocations(KEY), IsEmpty());
 }
 
 TEST_F(AnInvocation, MayBeMadeInAnAnswer) {
     ActionAccess access(KEY);
     std::atomic<int> more{3};
-    const auto repeating = std::make_shared<Recorder>([&] {
+    const auto repeating = std::make_shared<ActionRecorder>([&] {
         if (more-- > 0) invoke(access);
     });
     access.setActionResultHandler(repeating);
     ASSERT_EQ(access.connect(0), 0);
     invoke(access);
     ASSERT_TRUE(model.settle());
-    EXPECT_EQ(repeating->answers().size(), 4U);
+    EXPECT_EQ(repeating->heard.count(), 4U);
 }
 
 TEST_F(AnInvocation, HasAnIdOfItsOwnFromEveryThread) {
@@ -622,7 +571,7 @@ TEST_F(AnInvocation, HasAnIdOfItsOwnFromEveryThread) {
     for (auto& thread : threads)
         for (const std::string& answer : thread.get()) expected.push_back(answer);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->answers(), UnorderedElementsAreArray(expected));
+    EXPECT_THAT(handler->heard.all(), UnorderedElementsAreArray(expected));
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(std::unique(expected.begin(), expected.end()), expected.end());
 }
@@ -632,7 +581,8 @@ TEST_F(AnInvocation, ReachesTheTelevisionsSourceSwitch) {
     ASSERT_EQ(access.connect(1000), 0);
     const int id = invoke(access, {{0, 0, "there is no such command"}});
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->answers(), ElementsAre(failed(id, simulated::SourceSwitch::ERROR_UNKNOWN_COMMAND)));
+    EXPECT_THAT(handler->heard.all(),
+                ElementsAre(ActionRecorder::failureText(id, simulated::SourceSwitch::ERROR_UNKNOWN_COMMAND)));
 }
 
 // Answers
@@ -648,9 +598,9 @@ TEST_F(AnAnswer, IsLoggedBehindTheEntryAndToldToTheHandler) {
         EXPECT_EQ(log.countEnter(FILE_NAME, notification.function), 1U);
         ASSERT_EQ(log.lines().size(), 2U);
         EXPECT_EQ(log.lines()[1], notification.line);
-        EXPECT_EQ(handler->answers().back(), notification.answer);
+        EXPECT_EQ(handler->heard.all().back(), notification.answer);
     }
-    EXPECT_EQ(handler->answers().size(), 2U);
+    EXPECT_EQ(handler->heard.count(), 2U);
 }
 
 TEST_F(AnAnswer, IsOnlyLoggedWithoutAHandler) {
@@ -678,27 +628,27 @@ TEST_F(AnAnswer, IsLoggedWithSignedNumbersAndTheNumberOfArguments) {
 TEST_F(AnAnswer, IsAListOfTextsInTheOrderOfTheirPositionsWithRoomForThem) {
     ActionAccess access(KEY, handler);
     access.notifyResult(5, {{0, 2, "c"}, {9, 0, "a"}, {65535, 1, "b"}});
-    const ValueObject result = handler->result();
+    const ValueObject result = handler->result;
     EXPECT_EQ(result.type(), ValueObject::TYPE_VECTOR);
-    EXPECT_EQ(handler->answers().back(), "5 [a,b,c]");
+    EXPECT_EQ(handler->heard.all().back(), "5 [a,b,c]");
     for (const ValueObject& item : result.items) EXPECT_EQ(item.type(), ValueObject::TYPE_STRING);
-    EXPECT_EQ(handler->capacity(), 3U);
+    EXPECT_EQ(handler->capacity, 3U);
 }
 
 TEST_F(AnAnswer, IsAnEmptyListWithoutArguments) {
     ActionAccess access(KEY, handler);
     access.notifyResult(5, {});
-    EXPECT_EQ(handler->result().type(), ValueObject::TYPE_VECTOR);
-    EXPECT_THAT(handler->answers(), ElementsAre("5 []"));
+    EXPECT_EQ(handler->result.type(), ValueObject::TYPE_VECTOR);
+    EXPECT_THAT(handler->heard.all(), ElementsAre("5 []"));
 }
 
 TEST_F(AnAnswer, KeepsTextsAsTheyAre) {
     const std::string text("a\0b%s", 5);
     ActionAccess access(KEY, handler);
     access.notifyResult(5, {{0, 1, std::string(3000, 'x')}, {0, 0, text}});
-    ASSERT_EQ(handler->result().items.size(), 2U);
-    EXPECT_EQ(handler->result().items[0].text, text);
-    EXPECT_EQ(handler->result().items[1].text, std::string(3000, 'x'));
+    ASSERT_EQ(handler->result.items.size(), 2U);
+    EXPECT_EQ(handler->result.items[0].text, text);
+    EXPECT_EQ(handler->result.items[1].text, std::string(3000, 'x'));
 }
 
 struct Placing {
@@ -728,8 +678,8 @@ TEST_F(AnAnswer, LosesWhatHasNoPlaceInTheListAndLeavesOthersEmpty) {
             arguments.push_back({0, static_cast<std::uint16_t>(position), std::string(1, name++)});
         ActionAccess access(KEY, handler);
         access.notifyResult(1, arguments);
-        EXPECT_EQ(handler->answers().back(), std::string("1 ") + result);
-        EXPECT_EQ(handler->result().items.size(), positions.size());
+        EXPECT_EQ(handler->heard.all().back(), std::string("1 ") + result);
+        EXPECT_EQ(handler->result.items.size(), positions.size());
     }
 }
 
@@ -747,7 +697,7 @@ class AnAnswerOfSize : public ActionTest, public testing::WithParamInterface<std
   protected:
     void expectPlaced(const Arguments& arguments) {
         access.notifyResult(1, arguments);
-        const ValueObject result = handler->result();
+        const ValueObject result = handler->result;
         const std::vector<std::string> expected = placed(arguments);
         ASSERT_EQ(result.items.size(), expected.size());
         for (std::size_t i = 0; i < expected.size(); ++i) {

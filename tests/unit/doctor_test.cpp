@@ -13,6 +13,7 @@
 
 #include "doctor_results.h"
 #include "frame/process.h"
+#include "keys.h"
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
@@ -22,6 +23,7 @@
 
 using namespace lomodelapi;
 using namespace std::chrono_literals;
+using namespace tests::keys;
 using doctor::Check;
 using doctor::Examination;
 using doctor::Passed;
@@ -42,8 +44,6 @@ using tests::expectOnlyFailure;
 using tests::Names;
 
 namespace {
-
-constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
 
 // Set by a test for a platform that the simulated television cannot be.
 std::atomic<RootInterface*> otherRoot{nullptr};
@@ -163,7 +163,7 @@ class ADoctor : public tests::TelevisionTest {
     const std::string orderCheck = std::string("order ") + BRIGHTNESS;
     const std::string silenceCheck = std::string("silence ") + BRIGHTNESS;
     const std::string actionCheck = std::string("action ") + SWITCH_ACTION;
-    const std::string channelsCheck = std::string("channels ") + CHANNEL_LIST;
+    const std::string channelsCheck = std::string("channels ") + CHANNELS;
 
     // Runs all checks of one key on a television with this fault: this check fails and says this.
     void expectFailure(const std::string& key, const KeyFaults& faults, const std::string& check,
@@ -228,8 +228,8 @@ TEST_F(ADoctor, FindsAnActionOfAnotherType) {
 }
 
 TEST_F(ADoctor, FindsATableOfAnotherType) {
-    model.define({"", CHANNEL_LIST, OBJECT_TYPE_NUMERIC_INTEGER, 1, {}, ""});
-    expectFailure(CHANNEL_LIST, std::string("key ") + CHANNEL_LIST, "is of the type integer");
+    model.define({"", CHANNELS, OBJECT_TYPE_NUMERIC_INTEGER, 1, {}, ""});
+    expectFailure(CHANNELS, std::string("key ") + CHANNELS, "is of the type integer");
 }
 
 TEST_F(ADoctor, FindsAValueThatCannotBeRead) {
@@ -359,27 +359,27 @@ TEST_F(ADoctor, FindsAnInvocationThatIsAnsweredUnderAnotherId) {
 // The channel table
 
 TEST_F(ADoctor, FindsATableWhoseRowsCannotBeRead) {
-    expectFailure(CHANNEL_LIST, {.readStatus = 7}, channelsCheck, "reading rows was refused (status 7)");
+    expectFailure(CHANNELS, {.readStatus = 7}, channelsCheck, "reading rows was refused (status 7)");
 }
 
 TEST_F(ADoctor, FindsAnIteratorThatIsNeverReady) {
-    expectFailure(CHANNEL_LIST, {.dropNotifications = 1}, channelsCheck,
+    expectFailure(CHANNELS, {.dropNotifications = 1}, channelsCheck,
                   "the news that the iterator is ready did not come within 4 s");
 }
 
 TEST_F(ADoctor, FindsAnIteratorThatAnswersLate) {
-    expectFailure(CHANNEL_LIST, {.notificationDelay = 2500ms}, channelsCheck, "later than 2 s");
+    expectFailure(CHANNELS, {.notificationDelay = 2500ms}, channelsCheck, "later than 2 s");
 }
 
 TEST_F(ADoctor, FindsAnIteratorThatTalksAfterItsRelease) {
     KeepsIterators platform;
     otherRoot = &platform;
     expectOnlyFailure(examine({channelsCheck}), channelsCheck, "was told something after its release");
-    EXPECT_EQ(model.iterators(CHANNEL_LIST), 0U);
+    EXPECT_EQ(model.iterators(CHANNELS), 0U);
 }
 
 TEST_F(ADoctor, WarnsOfAnEmptyChannelTable) {
-    model.setRows(CHANNEL_LIST, {});
+    model.setRows(CHANNELS, {});
     const std::vector<Result> results = examine({channelsCheck});
     expectAllPassed(results);
     EXPECT_THAT(results.back().advice, HasSubstr("There is no channel"));

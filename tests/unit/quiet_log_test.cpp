@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "keys.h"
 #include "lomodelapi/observer.h"
 #include "platform_adaptation/ai_common.h"
 #include "platform_adaptation/system_access/action_access.h"
@@ -16,14 +17,12 @@
 #include "platform_adaptation/system_state.h"
 #include "television_test.h"
 
+using namespace tests::keys;
+
 namespace {
 
 using IntegerAccess = ValueAccessT<lomodelapi::ObserverNumericInteger>;
 using StringAccess = ValueAccessT<lomodelapi::ObserverString>;
-
-constexpr char GAME_MODE[] = "dovra.sl2.i32.video.enum.instant.game.response";
-constexpr char AIPQ_STATE[] = "dovra.sl2.i32.video.aipq.user.switch.osd";
-constexpr char COLOR_TUNER[] = "dovra.sl2.i32.video.color.tuner";
 
 class AQuietLog : public tests::TelevisionTest {
   protected:
@@ -72,7 +71,7 @@ TEST_F(AQuietLog, IsKeptByRequests) {
 TEST_F(AQuietLog, IsKeptBySystemInfo) {
     model.set(PLAY_ATTRIBUTES, std::vector<std::string>(32, "99999999999"));
     makeUnavailable(GAME_MODE);
-    makeUnavailable(AIPQ_STATE);
+    makeUnavailable(AIPQ_USER_SWITCH);
     SystemInfo info;
     EXPECT_EQ(info.getVideoGameMode(), VIDEO_GAME_MODE_0);
     EXPECT_FALSE(info.getAIPQSwitchState());

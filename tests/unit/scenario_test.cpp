@@ -16,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "keys.h"
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
@@ -27,6 +28,7 @@
 #include "television_test.h"
 
 using namespace std::chrono_literals;
+using namespace tests::keys;
 using simulated::describe;
 using simulated::FaultDefinition;
 using simulated::FaultKind;
@@ -47,9 +49,6 @@ using testing::StartsWith;
 using Outcome = ScenarioPlayer::Outcome;
 
 namespace {
-
-constexpr char HDR_TYPE[] = "dovra.sl2.str.servicemode.videoinfo.hdrtype";
-constexpr char FORMAT[] = "dovra.sl2.str.video.format.info";
 
 // Every step and every event, as they are written.
 constexpr char EVERYTHING[] = R"(title = "Everything"
@@ -180,8 +179,6 @@ class AScenario : public tests::TelevisionTest {
     T valueOf(const std::string& key) const {
         return std::get<T>(model.value(key));
     }
-
-    static constexpr char CONTRAST[] = "dovra.sl2.i32.video.contrast";
 };
 
 std::vector<std::string> actionsOf(const Scenario& scenario) {
@@ -410,7 +407,7 @@ TEST_F(AScenario, SetsKeysOfEveryType) {
                    step("set = \"dovra.sl2.vint.video.aipq.pq.setting\"\nto = [1, 2]\n") +
                    step("set = \"dovra.sl2.vstr.tvservice.play.main\"\nto = []\n"));
     EXPECT_EQ(valueOf<int>(BRIGHTNESS), 60);
-    EXPECT_EQ(valueOf<std::string>(FORMAT), "3840x2160p@60");
+    EXPECT_EQ(valueOf<std::string>(VIDEO_FORMAT), "3840x2160p@60");
     EXPECT_EQ(valueOf<std::vector<int>>(PQ_SETTING), (std::vector<int>{1, 2}));
     EXPECT_THAT(valueOf<std::vector<std::string>>(PLAY_ATTRIBUTES), IsEmpty());
 }
@@ -436,10 +433,10 @@ TEST_F(AScenario, FailsAtAChannelThatIsThereNoMore) {
 TEST_F(AScenario, StopsAndContinuesWhatPlays) {
     expectFinished(step("playing = false\n"));
     EXPECT_FALSE(television.sourceSwitch().playing());
-    EXPECT_EQ(valueOf<std::string>(FORMAT), "");
+    EXPECT_EQ(valueOf<std::string>(VIDEO_FORMAT), "");
     expectFinished(step("playing = true\n"));
     EXPECT_TRUE(television.sourceSwitch().playing());
-    EXPECT_EQ(valueOf<std::string>(FORMAT), "1920x1080p@50");
+    EXPECT_EQ(valueOf<std::string>(VIDEO_FORMAT), "1920x1080p@50");
 }
 
 TEST_F(AScenario, InvokesActions) {
@@ -486,14 +483,14 @@ TEST_F(AScenario, TellsOneApplicationOrAll) {
 
 TEST_F(AScenario, SuspendsToRamAndComesBack) {
     Service service;
-    model.set(FORMAT, std::string("3840x2160p@60"));
+    model.set(VIDEO_FORMAT, std::string("3840x2160p@60"));
     expectFinished(step("power = \"suspend\"\n") + step("power = \"suspend\"\n"));
     EXPECT_TRUE(television.suspended());
-    EXPECT_EQ(valueOf<std::string>(FORMAT), "");
+    EXPECT_EQ(valueOf<std::string>(VIDEO_FORMAT), "");
     EXPECT_THAT(service.told(), ElementsAre(2, 6, 7));
     expectFinished(step("power = \"resume\"\n") + step("power = \"resume\"\n"));
     EXPECT_FALSE(television.suspended());
-    EXPECT_EQ(valueOf<std::string>(FORMAT), "3840x2160p@60");
+    EXPECT_EQ(valueOf<std::string>(VIDEO_FORMAT), "3840x2160p@60");
     EXPECT_THAT(service.told(), ElementsAre(2, 6, 7, 8, 9, 4));
 }
 
@@ -770,7 +767,7 @@ class Client {
         connect(m_contrast, "dovra.sl2.i32.video.contrast");
         connect(m_source, "dovra.sl2.str.source.current.path");
         connect(m_hdr, HDR_TYPE);
-        connect(m_format, FORMAT);
+        connect(m_format, VIDEO_FORMAT);
         connect(m_action, "dovra.sl2.action.source.switch");
     }
     ~Client() {

@@ -3,12 +3,14 @@
 #include <future>
 #include <thread>
 
+#include "keys.h"
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
 #include "television_test.h"
 #include "zt/apmclient/app_manager_client.h"
 
+using namespace tests::keys;
 using simulated::KeyFaults;
 using simulated::Order;
 using simulated::Value;

@@ -3,10 +3,12 @@
 
 #include <thread>
 
+#include "keys.h"
 #include "platform_adaptation/ai_common.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
 #include "television_test.h"
 
+using namespace tests::keys;
 using testing::EndsWith;
 using testing::StartsWith;
 

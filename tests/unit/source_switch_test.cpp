@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "allocation_faults.h"
+#include "keys.h"
 #include "lomodelapi/argument.h"
 #include "platform_adaptation/ai_common.h"
 #include "platform_adaptation/system_access/source_switch_access.h"
@@ -36,6 +37,7 @@
 #include "television_test.h"
 
 using namespace std::chrono_literals;
+using namespace tests::keys;
 using simulated::Answer;
 using simulated::Invocation;
 using simulated::KeyFaults;
@@ -62,10 +64,7 @@ using Arguments = std::vector<Argument>;
 using Texts = std::vector<std::string>;
 
 constexpr char FILE_NAME[] = "source_switch_access_impl.cpp";
-constexpr char ACTION[] = "dovra.sl2.action.source.switch";
 constexpr char NO_BANNER[] = "dovra.sl2.i32.tvservice.no-banner";
-constexpr char CHANNELS[] = "dovra.sl2.table.channel.list";
-constexpr char HDR_TYPE[] = "dovra.sl2.str.servicemode.videoinfo.hdrtype";
 constexpr auto LIMIT = 30s;
 
 Arguments wire(const Invocation& invocation) {
@@ -114,7 +113,7 @@ class ASourceSwitch : public tests::TelevisionTest {
     SourceSwitchAccessImpl access;
 
     void answerAllWith(int error) {
-        model.setAction(ACTION, [error](const std::vector<lomodelapi::Argument>&) {
+        model.setAction(SWITCH_ACTION, [error](const std::vector<lomodelapi::Argument>&) {
             return Answer{error, {}};
         });
     }
@@ -122,10 +121,10 @@ class ASourceSwitch : public tests::TelevisionTest {
     void setFault(const std::function<void(KeyFaults&)>& change) {
         KeyFaults faults;
         change(faults);
-        model.setFaults(ACTION, faults);
+        model.setFaults(SWITCH_ACTION, faults);
     }
 
-    std::vector<Invocation> invocations() const { return model.invocations(ACTION); }
+    std::vector<Invocation> invocations() const { return model.invocations(SWITCH_ACTION); }
 
     // The position 3 that a pauseVideo() sends now.
     std::string runningSet() {
@@ -135,7 +134,7 @@ class ASourceSwitch : public tests::TelevisionTest {
 
     BackgroundRequest inBackground(std::function<bool()> request) {
         return BackgroundRequest(std::move(request), [this] {
-            for (const unsigned id : {7U, 8U}) model.answer(ACTION, id, {});
+            for (const unsigned id : {7U, 8U}) model.answer(SWITCH_ACTION, id, {});
             for (const int id : {7, 8}) access.onActionResult(id, ValueObject());
             for (const Invocation& invocation : invocations())
                 access.onActionResult(static_cast<int>(invocation.id), ValueObject());
@@ -262,7 +261,7 @@ class ARequest : public ASourceSwitch, public testing::WithParamInterface<Operat
         for (const std::string& function : GetParam().entered)
             texts.push_back("TRACE " + function + ": ENTER");
         texts.push_back("TRACE connectToValue: ENTER");
-        texts.push_back("INFO connectToValue: Connecting To Value: " + std::string(ACTION) + "  \n");
+        texts.push_back("INFO connectToValue: Connecting To Value: " + std::string(SWITCH_ACTION) + "  \n");
         if (!GetParam().announced.empty())
             texts.push_back("INFO " + innermost() + ": " + GetParam().announced);
         return texts;
@@ -344,34 +343,34 @@ TEST_F(ASourceSwitch, LogsItsConstructionAndDestruction) {
 }
 
 TEST_F(ASourceSwitch, ConnectsNothingUntilItIsAsked) {
-    EXPECT_EQ(model.connectAttempts(ACTION), 0U);
+    EXPECT_EQ(model.connectAttempts(SWITCH_ACTION), 0U);
     EXPECT_EQ(model.connectAttempts(NO_BANNER), 0U);
 }
 
 TEST_F(ASourceSwitch, ConnectsOnceForAllRequests) {
     EXPECT_TRUE(access.requestResourceFromSystem(SourceSwitchAccess::RESOURCE_AV));
     EXPECT_TRUE(access.releaseResourceToSystem(SourceSwitchAccess::RESOURCE_AV));
-    EXPECT_EQ(model.connectAttempts(ACTION), 1U);
-    EXPECT_EQ(model.subscribers(ACTION), 1U);
+    EXPECT_EQ(model.connectAttempts(SWITCH_ACTION), 1U);
+    EXPECT_EQ(model.subscribers(SWITCH_ACTION), 1U);
 }
 
 TEST_F(ASourceSwitch, DisconnectsFromTheActionWhenItIsDestroyed) {
     auto other = std::make_unique<SourceSwitchAccessImpl>();
-    ASSERT_NE(other->connectToValue(ACTION), nullptr);
-    ASSERT_EQ(model.subscribers(ACTION), 1U);
+    ASSERT_NE(other->connectToValue(SWITCH_ACTION), nullptr);
+    ASSERT_EQ(model.subscribers(SWITCH_ACTION), 1U);
     model.settle();
     other.reset();
-    EXPECT_EQ(model.subscribers(ACTION), 0U);
+    EXPECT_EQ(model.subscribers(SWITCH_ACTION), 0U);
 }
 
 TEST_F(ASourceSwitch, GivesItsConnectionWhateverTheNameAndState) {
-    ActionAccess* const connected = access.connectToValue(ACTION);
+    ActionAccess* const connected = access.connectToValue(SWITCH_ACTION);
     ASSERT_NE(connected, nullptr);
     connected->disconnect();
     log.clear();
     EXPECT_EQ(access.connectToValue("another.name"), connected);
     EXPECT_THAT(transcript(), ElementsAre("TRACE connectToValue: ENTER"));
-    EXPECT_EQ(model.connectAttempts(ACTION), 1U);
+    EXPECT_EQ(model.connectAttempts(SWITCH_ACTION), 1U);
     EXPECT_FALSE(access.setChannelNext());
     EXPECT_EQ(countOwn(ERROR, "setChannelNext", "error: -1\n"), 1U);
     EXPECT_THAT(invocations(), IsEmpty());
@@ -392,33 +391,34 @@ TEST_F(ASourceSwitch, DoesNotConnectToAPlainValueAndForgetsTheAttempt) {
 
 TEST_F(ASourceSwitch, ConnectsNothingWithoutMemory) {
     television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
-    std::string name = ACTION;
+    std::string name = SWITCH_ACTION;
     tests::allocationsUntilFailure = 0;
     EXPECT_EQ(access.connectToValue(std::move(name)), nullptr);
     EXPECT_EQ(std::exchange(tests::allocationsUntilFailure, -1), -1);
-    EXPECT_NE(access.connectToValue(ACTION), nullptr);
+    EXPECT_NE(access.connectToValue(SWITCH_ACTION), nullptr);
 }
 
 TEST_F(ASourceSwitch, TriesTenTimesToConnectAndAgainWithTheNextRequest) {
-    model.withdraw(ACTION);
+    model.withdraw(SWITCH_ACTION);
     log.clear();
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_FALSE(access.setChannelNext());
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 900ms);
-    EXPECT_EQ(model.connectAttempts(ACTION), 10U);
+    EXPECT_EQ(model.connectAttempts(SWITCH_ACTION), 10U);
     EXPECT_THAT(
         transcript(),
-        ElementsAre("TRACE setChannelNext: ENTER", "TRACE connectToValue: ENTER",
-                    "INFO connectToValue: Connecting To Value: " + std::string(ACTION) + "  \n",
-                    "ERROR connectToValue: Error connect value : " + std::string(ACTION) + ",  status: 5\n"));
-    model.offer(ACTION);
+        ElementsAre(
+            "TRACE setChannelNext: ENTER", "TRACE connectToValue: ENTER",
+            "INFO connectToValue: Connecting To Value: " + std::string(SWITCH_ACTION) + "  \n",
+            "ERROR connectToValue: Error connect value : " + std::string(SWITCH_ACTION) + ",  status: 5\n"));
+    model.offer(SWITCH_ACTION);
     EXPECT_TRUE(access.setChannelNext());
-    EXPECT_EQ(model.connectAttempts(ACTION), 11U);
-    EXPECT_EQ(model.subscribers(ACTION), 1U);
+    EXPECT_EQ(model.connectAttempts(SWITCH_ACTION), 11U);
+    EXPECT_EQ(model.subscribers(SWITCH_ACTION), 1U);
 }
 
 TEST_F(ASourceSwitch, InvokesNothingWhenTheActionIsOutOfReach) {
-    model.withdraw(ACTION);
+    model.withdraw(SWITCH_ACTION);
     std::vector<std::future<bool>> results;
     for (const Operation& operation : operations())
         results.push_back(std::async(std::launch::async, [&operation] {
@@ -426,14 +426,14 @@ TEST_F(ASourceSwitch, InvokesNothingWhenTheActionIsOutOfReach) {
             return operation.call(own);
         }));
     for (std::size_t i = 0; i < results.size(); ++i) EXPECT_FALSE(results[i].get()) << operations()[i];
-    EXPECT_EQ(
-        countOwn(ERROR, "connectToValue", "Error connect value : " + std::string(ACTION) + ",  status: 5\n"),
-        results.size());
+    EXPECT_EQ(countOwn(ERROR, "connectToValue",
+                       "Error connect value : " + std::string(SWITCH_ACTION) + ",  status: 5\n"),
+              results.size());
     for (const Operation& operation : operations()) {
         if (operation.announced.empty()) continue;
         EXPECT_EQ(countOwn(INFO, operation.entered.back(), operation.announced), 0U);
     }
-    model.offer(ACTION);
+    model.offer(SWITCH_ACTION);
     EXPECT_THAT(invocations(), IsEmpty());
 }
 
@@ -541,11 +541,11 @@ TEST_F(TheRunningSet, IsSentAlikeByPausingAndResumingTheVideo) {
 }
 
 TEST_F(ASourceSwitch, PausesPsiAndAvWithoutTheTelevision) {
-    model.withdraw(ACTION);
+    model.withdraw(SWITCH_ACTION);
     log.clear();
     EXPECT_TRUE(access.pausePSIAV());
     EXPECT_THAT(transcript(), ElementsAre("TRACE pausePSIAV: ENTER"));
-    EXPECT_EQ(model.connectAttempts(ACTION), 0U);
+    EXPECT_EQ(model.connectAttempts(SWITCH_ACTION), 0U);
 }
 
 // Takes the place of the television.
@@ -578,7 +578,7 @@ TEST_F(ASourceSwitch, HonoursOverriddenPrimitives) {
         EXPECT_THAT(overridden.calls,
                     ElementsAre("request 4", "request 3", "release 4", "release 3", "release 7"));
     }
-    EXPECT_EQ(model.connectAttempts(ACTION), 0U);
+    EXPECT_EQ(model.connectAttempts(SWITCH_ACTION), 0U);
 }
 
 TEST(TheSourceSwitchInterface, HasItsOperationsInOrder) {
@@ -674,7 +674,7 @@ TEST_F(AnAnswer, MayCarryTheLargestId) {
 }
 
 TEST_F(AnAnswer, ReachesItsOwnerThroughTheHandler) {
-    ActionAccess* const action = access.connectToValue(ACTION);
+    ActionAccess* const action = access.connectToValue(SWITCH_ACTION);
     ASSERT_NE(action, nullptr);
     action->notifyResult(7, {});
     action->notifyExecutionError(8, 9);
@@ -685,7 +685,7 @@ TEST_F(AnAnswer, ReachesItsOwnerThroughTheHandler) {
 }
 
 TEST_F(AnAnswer, ForWhichThereIsNoMemoryIsLoggedAndLost) {
-    ActionAccess* const action = access.connectToValue(ACTION);
+    ActionAccess* const action = access.connectToValue(SWITCH_ACTION);
     ASSERT_NE(action, nullptr);
     // Recording a line allocates: only the error line is on.
     television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::ERROR);
@@ -727,10 +727,10 @@ TEST_F(AnAnswer, IsWaitedForUntilTheTelevisionGivesIt) {
     ASSERT_TRUE(log.waitFor("waiting result ...  001   actionid: "));
     ASSERT_EQ(invocations().size(), 1U);
     const unsigned id = invocations().front().id;
-    model.answer(ACTION, id + 1, {});
+    model.answer(SWITCH_ACTION, id + 1, {});
     ASSERT_TRUE(log.waitFor("waiting result ...  002   actionid: "));
     EXPECT_FALSE(request.isDone());
-    model.answer(ACTION, id, {44, {}});
+    model.answer(SWITCH_ACTION, id, {44, {}});
     EXPECT_EQ(request.result(), false);
     EXPECT_EQ(waited(id + 1), true);
 }
@@ -747,7 +747,7 @@ TEST_F(AnAnswer, GivenOnceMoreStays) {
     answerAllWith(0);
     EXPECT_TRUE(access.setChannelNext());
     const unsigned id = invocations().front().id;
-    model.answer(ACTION, id, {9, {}});
+    model.answer(SWITCH_ACTION, id, {9, {}});
     ASSERT_TRUE(model.settle());
     EXPECT_TRUE(access.setChannelNext());
     EXPECT_EQ(waited(id), false);
@@ -761,11 +761,11 @@ TEST_F(AnAnswer, MayBeHostile) {
     Answer everyPosition;
     for (unsigned position = 0; position <= 65535; ++position)
         everyPosition.result.push_back({0, static_cast<std::uint16_t>(position), std::to_string(position)});
-    model.answer(ACTION, next, everyPosition);
+    model.answer(SWITCH_ACTION, next, everyPosition);
     for (const unsigned position : {0U, 1U, 127U, 128U, 255U, 256U, 32767U, 32768U, 65535U})
-        model.answer(ACTION, next + position,
+        model.answer(SWITCH_ACTION, next + position,
                      {0, {{65535, static_cast<std::uint16_t>(position), std::string(1000, 'x')}}});
-    model.answer(ACTION, UINT_MAX, {INT_MIN, {}});
+    model.answer(SWITCH_ACTION, UINT_MAX, {INT_MIN, {}});
     ASSERT_TRUE(model.settle());
     EXPECT_EQ(log.countEnter(FILE_NAME, "onActionResult"), 11U);
     EXPECT_TRUE(access.setChannelNext());
@@ -782,7 +782,7 @@ TEST_F(AnAnswer, ReachesTheRequestThatAskedAmongMany) {
     constexpr unsigned THREADS = 64;
     const auto silence = [this] { setFault([](KeyFaults& faults) { faults.neverAnswer = true; }); };
     const auto fails = [](const std::string& uri) { return std::hash<std::string>()(uri) % 2 == 0; };
-    ASSERT_NE(access.connectToValue(ACTION), nullptr);
+    ASSERT_NE(access.connectToValue(SWITCH_ACTION), nullptr);
     television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
     model.setNotificationDelay(0ms);
     silence();
@@ -812,7 +812,8 @@ TEST_F(AnAnswer, ReachesTheRequestThatAskedAmongMany) {
         std::shuffle(asked.begin(), asked.end(), random);
         for (const Invocation& invocation : asked) {
             const bool isFailure = fails(invocation.arguments.at(3).value);
-            model.answer(ACTION, invocation.id, {isFailure ? static_cast<int>(invocation.id) + 1 : 0, {}});
+            model.answer(SWITCH_ACTION, invocation.id,
+                         {isFailure ? static_cast<int>(invocation.id) + 1 : 0, {}});
         }
         answered = asked;
     }
@@ -838,7 +839,7 @@ TEST_F(TheQuietFlag, IsWrittenAsItIs) {
     EXPECT_THAT(model.writes(NO_BANNER),
                 ElementsAre(Written(1), Written(0), Written(-5), Written(INT_MAX), Written(INT_MIN)));
     EXPECT_EQ(model.connectAttempts(NO_BANNER), 1U);
-    EXPECT_EQ(model.connectAttempts(ACTION), 0U);
+    EXPECT_EQ(model.connectAttempts(SWITCH_ACTION), 0U);
 }
 
 TEST_F(TheQuietFlag, IsWrittenWithoutALineOfItsOwn) {
@@ -984,9 +985,9 @@ TEST_F(ASystemFault, InTheBroadcastDoesNotEndTheModelsThread) {
     ASSERT_TRUE(log.waitFor("waiting result ...  001   actionid: "));
     const unsigned id = invocations().front().id;
     watched.failNext(ThreadCall::COND_BROADCAST, EINVAL);
-    model.answer(ACTION, id, {});
+    model.answer(SWITCH_ACTION, id, {});
     ASSERT_TRUE(model.settle());
-    model.answer(ACTION, id + 1, {});  // wakes it
+    model.answer(SWITCH_ACTION, id + 1, {});  // wakes it
     EXPECT_EQ(request.result(), true);
 }
 
@@ -996,9 +997,9 @@ TEST_F(ASystemFault, InTheBroadcastOfAFailureDoesNotEndTheModelsThread) {
     ASSERT_TRUE(log.waitFor("waiting result ...  001   actionid: "));
     const unsigned id = invocations().front().id;
     watched.failNext(ThreadCall::COND_BROADCAST, EINVAL);
-    model.answer(ACTION, id, {44, {}});
+    model.answer(SWITCH_ACTION, id, {44, {}});
     ASSERT_TRUE(model.settle());
-    model.answer(ACTION, id + 1, {});  // wakes it
+    model.answer(SWITCH_ACTION, id + 1, {});  // wakes it
     EXPECT_EQ(request.result(), false);
 }
 
@@ -1090,7 +1091,7 @@ TEST(AConditionVariable, ThrowsWhatTheSystemReports) {
 // The source-switch action as the television itself performs it.
 class TheTelevision : public ASourceSwitch {
   protected:
-    ~TheTelevision() override { model.setAction(ACTION, {}); }
+    ~TheTelevision() override { model.setAction(SWITCH_ACTION, {}); }
 
     SourceSwitch sourceSwitch{model, television.video(),
                               television.events()};  // other tests have replaced the television's own

@@ -18,12 +18,14 @@
 #include <vector>
 
 #include "allocation_faults.h"
+#include "keys.h"
 #include "platform_adaptation/system_access/value_handler.h"
 #include "slot.h"
 #include "television_test.h"
 
 using namespace lomodelapi;
 using namespace std::chrono_literals;
+using namespace tests::keys;
 using simulated::KeyFaults;
 using simulated::Value;
 using testing::ElementsAre;
@@ -41,19 +43,9 @@ using StringsAccess = SystemInfo::StringsAccess;
 
 constexpr char FILE_NAME[] = "system_info.cpp";
 
-constexpr char SWITCH_KEY[] = "dovra.sl2.i32.video.ai.pq.switch";
-constexpr char USER_SWITCH_KEY[] = "dovra.sl2.i32.video.aipq.user.switch.osd";
-constexpr char AVAILABLE_KEY[] = "dovra.sl2.i32.video.ai.pq.available";
-constexpr char SOURCE_KEY[] = "dovra.sl2.str.source.current.path";
-constexpr char FORMAT_KEY[] = "dovra.sl2.str.video.format.info";
-constexpr char MEDIA_KEY[] = "dovra.sl2.mpctrl.i32.media.stream.encrypted";
-constexpr char PLAY_KEY[] = "dovra.sl2.vstr.tvservice.play.main";
-constexpr char HDR_KEY[] = "dovra.sl2.str.servicemode.videoinfo.hdrtype";
-constexpr char GAME_KEY[] = "dovra.sl2.i32.video.enum.instant.game.response";
-constexpr char SUPPORTED_KEY[] = "dovra.sl2.i32.video.aipq.supported";
-
-const Texts CONNECTED_AT_ONCE{SOURCE_KEY, FORMAT_KEY, MEDIA_KEY, HDR_KEY, GAME_KEY, SUPPORTED_KEY};
-const Texts CONNECTED_LATER{SWITCH_KEY, USER_SWITCH_KEY, AVAILABLE_KEY, PLAY_KEY};
+const Texts CONNECTED_AT_ONCE{SOURCE,   VIDEO_FORMAT, MEDIA_STREAM_ENCRYPTED,
+                              HDR_TYPE, GAME_MODE,    AIPQ_SUPPORTED};
+const Texts CONNECTED_LATER{AIPQ_SWITCH, AIPQ_USER_SWITCH, AIPQ_AVAILABLE, PLAY_ATTRIBUTES};
 
 // Play attributes with this encryption flag, which nothing else in them resembles.
 Texts attributes(const std::string& flag) { return {"x", "x", "x", "x", "x", "x", "x", "x", flag, "x"}; }
@@ -362,25 +354,25 @@ TEST_F(ASystemInfo, SubscribesToTheOtherFourWhenTheyAreFirstRead) {
 TEST_F(ASystemInfo, AsksOnceForARefusedKeyAndSubscribesToTheOthersAllTheSame) {
     KeyFaults faults;
     faults.connectStatus = simulated::STATUS_UNAVAILABLE;
-    model.setFaults(SOURCE_KEY, faults);
-    model.setFaults(HDR_KEY, faults);
+    model.setFaults(SOURCE, faults);
+    model.setFaults(HDR_TYPE, faults);
     const SystemInfo info;
     for (const std::string& key : CONNECTED_AT_ONCE) {
         EXPECT_EQ(model.connectAttempts(key), 1U) << key;
-        EXPECT_EQ(model.subscribers(key), key == SOURCE_KEY || key == HDR_KEY ? 0U : 1U) << key;
+        EXPECT_EQ(model.subscribers(key), key == SOURCE || key == HDR_TYPE ? 0U : 1U) << key;
     }
 }
 
 TEST_F(ASystemInfo, SubscribesToARefusedKeyWhenItIsReadLater) {
     KeyFaults faults;
     faults.connectStatus = simulated::STATUS_UNAVAILABLE;
-    model.setFaults(SOURCE_KEY, faults);
+    model.setFaults(SOURCE, faults);
     SystemInfo info;
     EXPECT_EQ(info.getSourceType(), 0);
-    EXPECT_EQ(model.connectAttempts(SOURCE_KEY), 2U);
-    model.setFaults(SOURCE_KEY, KeyFaults());
+    EXPECT_EQ(model.connectAttempts(SOURCE), 2U);
+    model.setFaults(SOURCE, KeyFaults());
     EXPECT_EQ(info.getSourceType(), 1);
-    EXPECT_EQ(model.subscribers(SOURCE_KEY), 1U);
+    EXPECT_EQ(model.subscribers(SOURCE), 1U);
 }
 
 TEST_F(ASystemInfo, LeavesNoSubscriptionBehindAndTellsNothingMore) {
@@ -392,8 +384,8 @@ TEST_F(ASystemInfo, LeavesNoSubscriptionBehindAndTellsNothingMore) {
     }
     for (const Texts& keys : {CONNECTED_AT_ONCE, CONNECTED_LATER})
         for (const std::string& key : keys) EXPECT_EQ(model.subscribers(key), 0U) << key;
-    model.set(SOURCE_KEY, "HDMI1");
-    model.set(SWITCH_KEY, 0);
+    model.set(SOURCE, "HDMI1");
+    model.set(AIPQ_SWITCH, 0);
     ASSERT_TRUE(model.settle());
     EXPECT_THAT(service.told(), IsEmpty());
 }
@@ -403,10 +395,10 @@ TEST_F(ASystemInfo, ConnectsAndDisconnectsTheSixAtAnyTime) {
     info.getAIPQAvailable();
     info.disconnect();
     for (const std::string& key : CONNECTED_AT_ONCE) EXPECT_EQ(model.subscribers(key), 0U) << key;
-    EXPECT_EQ(model.subscribers(AVAILABLE_KEY), 1U);
+    EXPECT_EQ(model.subscribers(AIPQ_AVAILABLE), 1U);
     info.connect();
     for (const std::string& key : CONNECTED_AT_ONCE) EXPECT_EQ(model.subscribers(key), 1U) << key;
-    EXPECT_EQ(model.connectAttempts(SWITCH_KEY), 0U);
+    EXPECT_EQ(model.connectAttempts(AIPQ_SWITCH), 0U);
 }
 
 TEST_F(AnInjectedSystemInfo, ConnectsSixAccessorsInOrderForAHundredMilliseconds) {
@@ -445,11 +437,11 @@ TEST_F(AnInjectedSystemInfo, LeavesTheAccessorsTheHandlersThatTheyHave) {
         Texts texts;
     };
     const auto handler = std::make_shared<Handler>();
-    const auto source = std::make_shared<StringAccess>(SOURCE_KEY, handler);
+    const auto source = std::make_shared<StringAccess>(SOURCE, handler);
     const Accessors a;
     const std::unique_ptr<SystemInfo> info = a.makeInfo(source);
     service.registerAt(*info);
-    model.set(SOURCE_KEY, "AVS");
+    model.set(SOURCE, "AVS");
     ASSERT_TRUE(model.settle());
     const std::lock_guard lock(handler->mutex);
     EXPECT_THAT(handler->texts, ElementsAre("AVS"));
@@ -468,16 +460,16 @@ struct BoolGetter {
 };
 
 const BoolGetter BOOL_GETTERS[]{
-    {"getAIPQSwitchAvailable", &SystemInfo::getAIPQSwitchAvailable, SWITCH_KEY, &Accessors::aipqSwitch,
+    {"getAIPQSwitchAvailable", &SystemInfo::getAIPQSwitchAvailable, AIPQ_SWITCH, &Accessors::aipqSwitch,
      "switchAvailable", "get aipq switch state failed"},
-    {"getAIPQSwitchState", &SystemInfo::getAIPQSwitchState, USER_SWITCH_KEY, &Accessors::userSwitch,
+    {"getAIPQSwitchState", &SystemInfo::getAIPQSwitchState, AIPQ_USER_SWITCH, &Accessors::userSwitch,
      "switchState", "get aipq switch state failed"},
-    {"getAIPQAvailable", &SystemInfo::getAIPQAvailable, AVAILABLE_KEY, &Accessors::available, "aipqAvailable",
-     "get aipq switch state failed"},
-    {"getMediaStreamEncrypted", &SystemInfo::getMediaStreamEncrypted, MEDIA_KEY, &Accessors::mediaStream,
-     "encrypted", "get media stream encrypted failed"},
-    {"getAIPQSupported", &SystemInfo::getAIPQSupported, SUPPORTED_KEY, &Accessors::supported, "aipqSupported",
-     "get aipq supported failed"},
+    {"getAIPQAvailable", &SystemInfo::getAIPQAvailable, AIPQ_AVAILABLE, &Accessors::available,
+     "aipqAvailable", "get aipq switch state failed"},
+    {"getMediaStreamEncrypted", &SystemInfo::getMediaStreamEncrypted, MEDIA_STREAM_ENCRYPTED,
+     &Accessors::mediaStream, "encrypted", "get media stream encrypted failed"},
+    {"getAIPQSupported", &SystemInfo::getAIPQSupported, AIPQ_SUPPORTED, &Accessors::supported,
+     "aipqSupported", "get aipq supported failed"},
 };
 
 TEST_F(ABoolGetter, ReadsItsOwnKeyAndLogsTheNumber) {
@@ -532,13 +524,13 @@ TEST_F(ABoolGetter, FailsWith5AfterOneAttemptOrTenAsTheKeyWasConnectedBeforeOrNo
     faults.connectStatus = simulated::STATUS_UNAVAILABLE;
     SystemInfo systemInfo;
     systemInfo.disconnect();
-    model.setFaults(MEDIA_KEY, faults);
-    model.setFaults(SWITCH_KEY, faults);
-    const unsigned before = model.connectAttempts(MEDIA_KEY);
+    model.setFaults(MEDIA_STREAM_ENCRYPTED, faults);
+    model.setFaults(AIPQ_SWITCH, faults);
+    const unsigned before = model.connectAttempts(MEDIA_STREAM_ENCRYPTED);
     EXPECT_FALSE(systemInfo.getMediaStreamEncrypted());
     EXPECT_FALSE(systemInfo.getAIPQSwitchAvailable());
-    EXPECT_EQ(model.connectAttempts(MEDIA_KEY), before + 1);
-    EXPECT_EQ(model.connectAttempts(SWITCH_KEY), 10U);
+    EXPECT_EQ(model.connectAttempts(MEDIA_STREAM_ENCRYPTED), before + 1);
+    EXPECT_EQ(model.connectAttempts(AIPQ_SWITCH), 10U);
     EXPECT_EQ(log.count(error("getMediaStreamEncrypted", "get media stream encrypted failed, ret: 5.\n")),
               1U);
     EXPECT_EQ(log.count(error("getAIPQSwitchAvailable", "get aipq switch state failed, ret: 5.\n")), 1U);
@@ -557,12 +549,12 @@ struct TextGetter {
 };
 
 const TextGetter TEXT_GETTERS[]{
-    {"getSourceType", [](SystemInfo& info) -> int { return info.getSourceType(); }, SOURCE_KEY,
+    {"getSourceType", [](SystemInfo& info) -> int { return info.getSourceType(); }, SOURCE,
      &Accessors::sourcePath, "HDMI3", 2, "get source Type: ", "get source Type failed.\n", "str2SourceType"},
-    {"getPlayerState", [](SystemInfo& info) -> int { return info.getPlayerState(); }, FORMAT_KEY,
+    {"getPlayerState", [](SystemInfo& info) -> int { return info.getPlayerState(); }, VIDEO_FORMAT,
      &Accessors::videoFormat, "x", 1, "get video format info: ", "get video format info failed.\n",
      "str2PlayerState"},
-    {"getVideoInfoHDRType", [](SystemInfo& info) -> int { return info.getVideoInfoHDRType(); }, HDR_KEY,
+    {"getVideoInfoHDRType", [](SystemInfo& info) -> int { return info.getVideoInfoHDRType(); }, HDR_TYPE,
      &Accessors::hdrType, "hdr_10plus", 5, "get videoInfoHDRType: ", "get videoInfoHDRType failed.\n",
      "str2VideoInfoHDRType"},
 };
@@ -609,14 +601,14 @@ TEST_F(ATextGetter, GivesNothingIfTheTelevisionCannotReadTheKey) {
 
 TEST_F(ATextGetter, FindsNothingPlayingInAnEmptyVideoFormat) {
     SystemInfo systemInfo;
-    model.set(FORMAT_KEY, "");
+    model.set(VIDEO_FORMAT, "");
     EXPECT_EQ(systemInfo.getPlayerState(), 3);
 }
 
 TEST_F(TheGameModeGetter, LogsTheNumberAsItIsAndGives0ForAnUnknownOne) {
     SystemInfo systemInfo;
     for (const auto& [number, mode] : {std::pair(0, 0), {1, 1}, {2, 2}, {3, 0}, {-1, 0}}) {
-        model.set(GAME_KEY, number);
+        model.set(GAME_MODE, number);
         log.clear();
         EXPECT_EQ(systemInfo.getVideoGameMode(), mode);
         EXPECT_THAT(
@@ -642,7 +634,7 @@ TEST_F(TheGameModeGetter, LogsTheNumberBeforeAFailureAndGives0) {
 TEST_F(TheTvStreamGetter, ReadsTheFlagInTheTelevisionsPlayAttributes) {
     SystemInfo systemInfo;
     for (const auto& [flag, encrypted] : {std::pair("1", true), {"2", false}, {"3", true}, {"abc", false}}) {
-        model.set(PLAY_KEY, attributes(flag));
+        model.set(PLAY_ATTRIBUTES, attributes(flag));
         log.clear();
         EXPECT_EQ(systemInfo.getTvStreamEncrypted(), encrypted) << flag;
         saidAfterEnter("getTvStreamEncrypted");
@@ -652,7 +644,7 @@ TEST_F(TheTvStreamGetter, ReadsTheFlagInTheTelevisionsPlayAttributes) {
 
 TEST_F(TheTvStreamGetter, GivesFalseForEightElements) {
     SystemInfo systemInfo;
-    model.set(PLAY_KEY, Texts(8, "1"));
+    model.set(PLAY_ATTRIBUTES, Texts(8, "1"));
     EXPECT_FALSE(systemInfo.getTvStreamEncrypted());
     EXPECT_THAT(saidAfterEnter("parserTvStreamEncrypte"),
                 ElementsAre(Says("MODELAPI::SL2_TVAPI_VSTR_TVSERVICE_PLAY_ATTRIBUTES: 8, vec size: 8.\n")));
@@ -848,15 +840,15 @@ TEST_F(AChange, OfEachKeyReachesItsCallbackOnTheModelsThread) {
         const char* told;
     };
     const Route routes[]{
-        {SWITCH_KEY, 0, "onAIPQSwitchAvailableChanged", "AIPQ 1 0"},
-        {USER_SWITCH_KEY, 0, "onAIPQSwitchStateChanged", "AIPQ 2 0"},
-        {AVAILABLE_KEY, 5, "onAIPQAvailableChanged", "AIPQ 3 1"},
-        {SOURCE_KEY, std::string("DMP"), "onSourceTypeChanged", "source 4"},
-        {FORMAT_KEY, std::string(), "onVideoFormatInfoChanged", "player 3"},
-        {MEDIA_KEY, 1, "onMediaStreamEncryptedModeChanged", "stream 1 1"},
-        {PLAY_KEY, attributes("3"), "onTVServiceEncryptedModeChanged", "stream 2 1"},
-        {HDR_KEY, std::string("hdr_dolbyvision"), "onVideoInfoHDRTypeChanged", "HDR 4"},
-        {GAME_KEY, 1, "onVideoGameModeChanged", "game 1"},
+        {AIPQ_SWITCH, 0, "onAIPQSwitchAvailableChanged", "AIPQ 1 0"},
+        {AIPQ_USER_SWITCH, 0, "onAIPQSwitchStateChanged", "AIPQ 2 0"},
+        {AIPQ_AVAILABLE, 5, "onAIPQAvailableChanged", "AIPQ 3 1"},
+        {SOURCE, std::string("DMP"), "onSourceTypeChanged", "source 4"},
+        {VIDEO_FORMAT, std::string(), "onVideoFormatInfoChanged", "player 3"},
+        {MEDIA_STREAM_ENCRYPTED, 1, "onMediaStreamEncryptedModeChanged", "stream 1 1"},
+        {PLAY_ATTRIBUTES, attributes("3"), "onTVServiceEncryptedModeChanged", "stream 2 1"},
+        {HDR_TYPE, std::string("hdr_dolbyvision"), "onVideoInfoHDRTypeChanged", "HDR 4"},
+        {GAME_MODE, 1, "onVideoGameModeChanged", "game 1"},
     };
     Texts expected;
     for (const Route& route : routes) {
@@ -869,7 +861,7 @@ TEST_F(AChange, OfEachKeyReachesItsCallbackOnTheModelsThread) {
         EXPECT_EQ(log.countEnter(FILE_NAME, route.handler), 1U);
         for (const LogLine& line : said(route.handler)) EXPECT_EQ(line.thread, service.thread());
     }
-    model.set(SUPPORTED_KEY, 0);
+    model.set(AIPQ_SUPPORTED, 0);
     ASSERT_TRUE(model.settle());
     EXPECT_EQ(service.told(), expected);
 }
@@ -937,8 +929,8 @@ TEST_F(ACallback, MayReplaceItselfForTheNextChange) {
             mine.info.registerCallBackSourceType(Service::onSourceType, &mine.next);
         },
         &datum);
-    model.set(SOURCE_KEY, "AVS");
-    model.set(SOURCE_KEY, "amazon");
+    model.set(SOURCE, "AVS");
+    model.set(SOURCE, "amazon");
     ASSERT_TRUE(model.settle());
     EXPECT_THAT(service.told(), ElementsAre("source 8"));
 }
@@ -958,12 +950,12 @@ TEST_F(ACallback, IsReplacedWhileChangesAreToldAndNoneIsLost) {
     constexpr std::size_t ROUNDS = 40;
     for (std::size_t i = 0; i < ROUNDS; ++i) {
         const bool even = i % 2 == 0;
-        model.set(SWITCH_KEY, even ? 0 : 1);
-        model.set(SOURCE_KEY, even ? "AVS" : "TV");
-        model.set(FORMAT_KEY, even ? "" : "x");
-        model.set(MEDIA_KEY, even ? 1 : 0);
-        model.set(HDR_KEY, even ? "hdr_10" : "sdr");
-        model.set(GAME_KEY, even ? 1 : 0);
+        model.set(AIPQ_SWITCH, even ? 0 : 1);
+        model.set(SOURCE, even ? "AVS" : "TV");
+        model.set(VIDEO_FORMAT, even ? "" : "x");
+        model.set(MEDIA_STREAM_ENCRYPTED, even ? 1 : 0);
+        model.set(HDR_TYPE, even ? "hdr_10" : "sdr");
+        model.set(GAME_MODE, even ? 1 : 0);
     }
     const bool settled = model.settle();
     ending = true;

@@ -11,10 +11,12 @@
 #include <thread>
 #include <vector>
 
+#include "keys.h"
 #include "platform_adaptation/system_setting.h"
 #include "television_test.h"
 
 using namespace std::chrono_literals;
+using namespace tests::keys;
 using tests::LogLine;
 
 namespace {

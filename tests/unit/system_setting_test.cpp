@@ -1,5 +1,6 @@
 // The picture settings: reading, checking, changing, confirming.
 #include "platform_adaptation/system_setting.h"
+#include "keys.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -32,6 +33,7 @@
 #include "television_test.h"
 
 using namespace std::chrono_literals;
+using namespace tests::keys;
 using simulated::KeyFaults;
 using simulated::Order;
 using simulated::Written;

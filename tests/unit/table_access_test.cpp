@@ -24,6 +24,7 @@
 #include "lomodelapi/observer.h"
 #include "lomodelapi/table.h"
 #include "platform_adaptation/system_access/iterator_access.h"
+#include "recorders.h"
 #include "slot.h"
 #include "television_test.h"
 
@@ -34,6 +35,7 @@ using simulated::Rows;
 using simulated::Value;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using tests::IteratorRecorder;
 using tests::LogLine;
 using tests::slotOf;
 
@@ -47,73 +49,10 @@ constexpr char TABLE_FILE[] = "table_access.cpp";
 constexpr char ITERATOR_FILE[] = "iterator_access.cpp";
 constexpr auto LIMIT = 30s;
 
-std::string joined(const Row& row) {
-    std::string text;
-    for (const std::string& cell : row) {
-        if (!text.empty()) text += ',';
-        text += cell;
-    }
-    return text;
-}
-
 class CountingTableHandler : public TableHandler {
   public:
     void onUpdate(int) override { ++calls; }
     std::atomic<int> calls{0};
-};
-
-// Keeps the news as texts, "operation argument", and calls a function of the test's with each, if it has one.
-class Recorder final : public IteratorHandler {
-  public:
-    explicit Recorder(std::function<void()> function = {}) : m_function(std::move(function)) {}
-    ~Recorder() { EXPECT_FALSE(m_inside) << "destroyed in its own call"; }
-
-    void onCommit(int status) override { receive("commit", status); }
-    void onTotalCount(int count) override { receive("total", count); }
-    void onSeekToRow(int row) override { receive("seek", row); }
-    void onSeekToContent(int row) override { receive("content", row); }
-    void onCursorPosition(int row) override { receive("cursor", row); }
-    void onReadRow(const Row& row) override { receive("row " + joined(row), &row); }
-    void onReadRowChunk(const Chunk& rows) override {
-        std::string text = "chunk";
-        for (const Row* const row : rows) text.append(" ").append(joined(*row));
-        receive(text, &rows);
-    }
-    void onIteratorReady(int count) override { receive("ready", count); }
-    void onUpdate(int kind) override { receive("update", kind); }
-
-    std::vector<std::string> news() const {
-        const std::lock_guard lock(m_mutex);
-        return m_news;
-    }
-    void forget() {
-        const std::lock_guard lock(m_mutex);
-        m_news.clear();
-    }
-
-    // Where the last argument was, if it was a reference.
-    const void* address() const { return m_address; }
-
-  private:
-    void receive(const std::string& name, int number) {
-        receive(name + " " + std::to_string(number), nullptr);
-    }
-    void receive(const std::string& text, const void* address) {
-        m_inside = true;
-        {
-            const std::lock_guard lock(m_mutex);
-            m_news.push_back(text);
-        }
-        m_address = address;
-        if (m_function) m_function();
-        m_inside = false;
-    }
-
-    const std::function<void()> m_function;
-    std::atomic<bool> m_inside{false};
-    std::atomic<const void*> m_address{nullptr};
-    mutable std::mutex m_mutex;
-    std::vector<std::string> m_news;
 };
 
 class TableTest : public tests::TelevisionTest {
@@ -372,8 +311,8 @@ class IteratorTest : public TableTest {
     // The news since the last call.
     std::vector<std::string> answers() {
         EXPECT_TRUE(model.settle());
-        const std::vector<std::string> news = handler->news();
-        handler->forget();
+        const std::vector<std::string> news = handler->heard.all();
+        handler->heard.forget();
         return news;
     }
 
@@ -396,7 +335,7 @@ class IteratorTest : public TableTest {
                 std::string("Error connect name : ") + KEY + ",  status: " + std::to_string(status) + "\n"};
     }
 
-    const std::shared_ptr<Recorder> handler = std::make_shared<Recorder>();
+    const std::shared_ptr<IteratorRecorder> handler = std::make_shared<IteratorRecorder>();
 };
 
 using AnIteratorAccessor = IteratorTest;
@@ -525,7 +464,7 @@ TEST_F(AnIteratorAccessor, DoesNothingIfItIsDestroyedBeforeItIsCreated) {
 TEST_F(AnIteratorAccessor, GivesItsIteratorBackOnceAndKeepsTheTable) {
     const auto access = open(FOLLOWING);
     // Another iterator of the table is none of its business.
-    const auto other = std::make_shared<Recorder>();
+    const auto other = std::make_shared<IteratorRecorder>();
     IteratorAccess neighbour(KEY, other, AS_NOW, {}, {0}, {});
     ASSERT_EQ(neighbour.create(), 0);
     EXPECT_EQ(model.iterators(KEY), 2U);
@@ -539,7 +478,7 @@ TEST_F(AnIteratorAccessor, GivesItsIteratorBackOnceAndKeepsTheTable) {
     EXPECT_THAT(answers(), IsEmpty());
     EXPECT_EQ(neighbour.getIterator()->requestTotalCount(), 0);
     ASSERT_TRUE(model.settle());
-    EXPECT_EQ(other->news().back(), "total 4");
+    EXPECT_EQ(other->heard.all().back(), "total 4");
 }
 
 TEST_F(AnIteratorAccessor, HearsNothingAnyMoreOnceItHasGivenItsIteratorBack) {
@@ -600,7 +539,7 @@ TEST_F(AnIteratorAccessor, DisconnectsItsTableAlsoAfterItHasGivenItsIteratorBack
 
 TEST_F(AnIteratorAccessor, IsNotToldAnythingAfterItsDestructionWhileOthersUseTheTable) {
     auto access = open(FOLLOWING);
-    const auto other = std::make_shared<Recorder>();
+    const auto other = std::make_shared<IteratorRecorder>();
     IteratorAccess neighbour(KEY, other, FOLLOWING, {}, {0}, {});
     ASSERT_EQ(neighbour.create(), 0);
     access.reset();
@@ -609,7 +548,7 @@ TEST_F(AnIteratorAccessor, IsNotToldAnythingAfterItsDestructionWhileOthersUseThe
     ASSERT_EQ(model.iterators(KEY), 1U);
     model.setRows(KEY, {});
     EXPECT_THAT(answers(), IsEmpty());
-    EXPECT_EQ(other->news().back(), "update 0");
+    EXPECT_EQ(other->heard.all().back(), "update 0");
 }
 
 TEST_F(AnIteratorAccessor, WaitsInItsDestructorForTheNewsThatIsBeingDelivered) {
@@ -617,7 +556,7 @@ TEST_F(AnIteratorAccessor, WaitsInItsDestructorForTheNewsThatIsBeingDelivered) {
     std::promise<void> mayLeave;
     std::atomic<bool> left{false};
     auto access = make();
-    access->setActionResultHandler(std::make_shared<Recorder>([&] {
+    access->setActionResultHandler(std::make_shared<IteratorRecorder>([&] {
         entered.set_value();
         mayLeave.get_future().wait_for(LIMIT);
         left = true;
@@ -673,10 +612,10 @@ TEST_F(AnIteratorsNews, GoesUnchangedToTheOperationOfItsNameWithoutALogLine) {
     const auto access = make();
     for (const News& news : allNews()) {
         SCOPED_TRACE(news.text);
-        handler->forget();
+        handler->heard.forget();
         news.call(*access);
-        EXPECT_THAT(handler->news(), ElementsAre(news.text));
-        EXPECT_EQ(handler->address(), news.address);
+        EXPECT_THAT(handler->heard.all(), ElementsAre(news.text));
+        EXPECT_EQ(handler->address, news.address);
         EXPECT_EQ(handler.use_count(), 2);
     }
     EXPECT_THAT(log.lines(), IsEmpty());
@@ -687,7 +626,7 @@ TEST_F(AnIteratorsNews, IsDroppedWithoutAHandler) {
     EXPECT_EQ(access->setActionResultHandler(nullptr), 0);
     EXPECT_EQ(handler.use_count(), 1);
     for (const News& news : allNews()) news.call(*access);
-    EXPECT_THAT(handler->news(), IsEmpty());
+    EXPECT_THAT(handler->heard.all(), IsEmpty());
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
@@ -695,15 +634,15 @@ TEST_F(AnIteratorsNews, MayMakeTheHandlerReplaceItself) {
     const auto access = make();
     for (const News& news : allNews()) {
         SCOPED_TRACE(news.text);
-        handler->forget();
-        auto leaving = std::make_shared<Recorder>([&] { access->setActionResultHandler(handler); });
-        const std::weak_ptr<Recorder> watched = leaving;
+        handler->heard.forget();
+        auto leaving = std::make_shared<IteratorRecorder>([&] { access->setActionResultHandler(handler); });
+        const std::weak_ptr<IteratorRecorder> watched = leaving;
         EXPECT_EQ(access->setActionResultHandler(std::move(leaving)), 0);
         news.call(*access);
         EXPECT_TRUE(watched.expired());
-        EXPECT_THAT(handler->news(), IsEmpty());
+        EXPECT_THAT(handler->heard.all(), IsEmpty());
         news.call(*access);
-        EXPECT_THAT(handler->news(), ElementsAre(news.text));
+        EXPECT_THAT(handler->heard.all(), ElementsAre(news.text));
     }
 }
 
@@ -713,7 +652,7 @@ using ATelevisionsTable = IteratorTest;
 
 TEST_F(ATelevisionsTable, AnswersEveryRequestOnAThreadOfItsOwn) {
     std::atomic<std::thread::id> thread{std::this_thread::get_id()};
-    const auto recorder = std::make_shared<Recorder>([&] { thread = std::this_thread::get_id(); });
+    const auto recorder = std::make_shared<IteratorRecorder>([&] { thread = std::this_thread::get_id(); });
     IteratorAccess access(KEY, recorder, AS_NOW, {}, {0}, {});
     ASSERT_EQ(access.create(), 0);
     ASSERT_TRUE(model.settle());
@@ -813,7 +752,7 @@ TEST_F(ATelevisionsTable, GivesAnEmptyRowWhereThereIsNone) {
 TEST_F(ATelevisionsTable, TellsItsUpdatesToIteratorsThatFollowIt) {
     const std::vector<TableSelection> selection{{2, "x"}};
     const auto following = open(FOLLOWING, selection);
-    const auto other = std::make_shared<Recorder>();
+    const auto other = std::make_shared<IteratorRecorder>();
     IteratorAccess fixed(KEY, other, AS_NOW, selection, {0, 1}, {});
     ASSERT_EQ(fixed.create(), 0);
     ASSERT_TRUE(model.settle());
@@ -823,7 +762,7 @@ TEST_F(ATelevisionsTable, TellsItsUpdatesToIteratorsThatFollowIt) {
     EXPECT_EQ(contents(*following), "chunk 5,echo");
     EXPECT_EQ(fixed.getIterator()->readRowChunk(100), 0);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(other->news(), ElementsAre("ready 3", "chunk 1,delta 3,charlie 4,bravo"));
+    EXPECT_THAT(other->heard.all(), ElementsAre("ready 3", "chunk 1,delta 3,charlie 4,bravo"));
     EXPECT_EQ(model.rows(KEY), changed);
 }
 

@@ -20,6 +20,7 @@
 #include "lomodelapi/root_interface.h"
 #include "platform_adaptation/system_access/system_access.h"
 #include "platform_adaptation/system_access/value_handler.h"
+#include "recorders.h"
 #include "television_test.h"
 
 using namespace lomodelapi;
@@ -28,6 +29,7 @@ using simulated::Written;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using tests::LogLine;
+using tests::ValueRecorder;
 
 namespace {
 
@@ -95,16 +97,6 @@ class BaseTest : public tests::TelevisionTest {
     static constexpr char KEY[] = "test.base.value";
 
     BareAccess access{KEY};
-};
-
-// What was handed to it, as kind and text.
-class Recorder : public ValueHandler {
-  public:
-    void onNewValue(const ValueObject& value) override {
-        received.emplace_back(value.type(), value.convertToStringType());
-    }
-
-    std::vector<std::pair<int, std::string>> received;
 };
 
 // The shape of the class
@@ -583,37 +575,38 @@ TEST_F(AnAccessor, LogsOnlyTheLevelsThatAreOn) {
 using AHandler = BaseTest;
 
 TEST_F(AHandler, ReceivesTheNewValue) {
-    const auto handler = std::make_shared<Recorder>();
+    const auto handler = std::make_shared<ValueRecorder>();
     access.setNewValueHandler(handler);
     access.onNewValue(ValueObject("HDMI1"));
     access.onNewValue(ValueObject(7));
-    EXPECT_THAT(handler->received, ElementsAre(std::pair(int{ValueObject::TYPE_STRING}, std::string("HDMI1")),
-                                               std::pair(int{ValueObject::TYPE_INT}, std::string("7"))));
+    EXPECT_THAT(handler->kindsAndTexts(),
+                ElementsAre(std::pair(int{ValueObject::TYPE_STRING}, std::string("HDMI1")),
+                            std::pair(int{ValueObject::TYPE_INT}, std::string("7"))));
 }
 
 TEST_F(AHandler, IsReleasedWhenItIsReplaced) {
-    auto first = std::make_shared<Recorder>();
-    const auto second = std::make_shared<Recorder>();
-    const std::weak_ptr<Recorder> watched = first;
+    auto first = std::make_shared<ValueRecorder>();
+    const auto second = std::make_shared<ValueRecorder>();
+    const std::weak_ptr<ValueRecorder> watched = first;
     access.setNewValueHandler(std::move(first));
     ASSERT_FALSE(watched.expired());
     access.setNewValueHandler(second);
     EXPECT_TRUE(watched.expired());
     access.onNewValue(ValueObject(7));
-    EXPECT_EQ(second->received.size(), 1U);
+    EXPECT_EQ(second->heard.count(), 1U);
 }
 
 TEST_F(AHandler, IsGoneWhenItIsReplacedByNone) {
-    const auto handler = std::make_shared<Recorder>();
+    const auto handler = std::make_shared<ValueRecorder>();
     access.setNewValueHandler(handler);
     access.setNewValueHandler(nullptr);
     access.onNewValue(ValueObject(7));
-    EXPECT_THAT(handler->received, IsEmpty());
+    EXPECT_THAT(handler->kindsAndTexts(), IsEmpty());
     EXPECT_EQ(handler.use_count(), 1);
 }
 
 TEST_F(AHandler, IsReleasedWithTheAccessor) {
-    const auto handler = std::make_shared<Recorder>();
+    const auto handler = std::make_shared<ValueRecorder>();
     {
         BareAccess other(KEY);
         other.setNewValueHandler(handler);
@@ -623,7 +616,7 @@ TEST_F(AHandler, IsReleasedWithTheAccessor) {
 }
 
 TEST_F(AHandler, IsReplacedWithALogLine) {
-    access.setNewValueHandler(std::make_shared<Recorder>());
+    access.setNewValueHandler(std::make_shared<ValueRecorder>());
     EXPECT_EQ(log.lines().size(), 1U);
     EXPECT_EQ(log.countEnter(FILE_NAME, "setNewValueHandler"), 1U);
 }

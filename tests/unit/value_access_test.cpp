@@ -33,6 +33,7 @@
 #include "lomodelapi/object_type_spec.h"
 #include "lomodelapi/observer.h"
 #include "platform_adaptation/system_access/value_handler.h"
+#include "recorders.h"
 #include "slot.h"
 #include "television_test.h"
 
@@ -49,6 +50,7 @@ using tests::allocationsUntilFailure;
 using tests::eventually;
 using tests::LogLine;
 using tests::slotOf;
+using tests::ValueRecorder;
 
 namespace {
 
@@ -79,37 +81,6 @@ class Event {
     std::mutex m_mutex;
     std::condition_variable m_changed;
     bool m_isSet = false;
-};
-
-// Keeps the values that it gets.
-class Recorder : public ValueHandler {
-  public:
-    void onNewValue(const ValueObject& value) override {
-        const std::lock_guard lock(m_mutex);
-        m_values.push_back(value);
-    }
-
-    std::vector<ValueObject> values() const {
-        const std::lock_guard lock(m_mutex);
-        return m_values;
-    }
-
-    // As kind and text.
-    std::vector<std::pair<int, std::string>> received() const {
-        std::vector<std::pair<int, std::string>> all;
-        for (const ValueObject& value : values()) all.emplace_back(value.type(), value.convertToStringType());
-        return all;
-    }
-
-    std::vector<std::string> texts() const {
-        std::vector<std::string> all;
-        for (const ValueObject& value : values()) all.push_back(value.convertToStringType());
-        return all;
-    }
-
-  private:
-    mutable std::mutex m_mutex;
-    std::vector<ValueObject> m_values;
 };
 
 // Calls a function of the test's.
@@ -317,7 +288,7 @@ class ATypedAccessor : public AccessTest {
         };
     }
 
-    const std::shared_ptr<Recorder> handler = std::make_shared<Recorder>();
+    const std::shared_ptr<ValueRecorder> handler = std::make_shared<ValueRecorder>();
 };
 
 using Observers = testing::Types<ObserverNumericInteger, ObserverNumericInt64, ObserverString,
@@ -414,7 +385,7 @@ TYPED_TEST(ATypedAccessor, HandsAChangeOfItsKeyToItsHandler) {
     ASSERT_EQ(access.connect(0), 0);
     this->model.set(this->KEY, KindOf<TypeParam>::changed());
     ASSERT_TRUE(this->model.settle());
-    EXPECT_THAT(this->handler->received(),
+    EXPECT_THAT(this->handler->kindsAndTexts(),
                 ElementsAre(Pair(int{KindOf<TypeParam>::VALUE_KIND}, std::string(KindOf<TypeParam>::TEXT))));
 }
 
@@ -422,10 +393,10 @@ TYPED_TEST(ATypedAccessor, MakesTheRightValueOfEveryNotification) {
     ValueAccessT<TypeParam> access(this->KEY);
     for (const auto& notification : this->everyNotification()) {
         SCOPED_TRACE(notification.text);
-        const auto recorder = std::make_shared<Recorder>();
+        const auto recorder = std::make_shared<ValueRecorder>();
         access.setNewValueHandler(recorder);
         notification.call(access);
-        EXPECT_THAT(recorder->received(),
+        EXPECT_THAT(recorder->kindsAndTexts(),
                     ElementsAre(Pair(notification.kind, std::string(notification.text))));
         std::vector<int> kindsOfItems;
         const std::vector<ValueObject> values = recorder->values();
@@ -487,12 +458,12 @@ TEST_F(ANotification, GoesThroughTheVirtualOperationOfTheAccessor) {
         void onNewValue(const ValueObject& value) override { texts.push_back(value.convertToStringType()); }
         std::vector<std::string> texts;
     };
-    const auto handler = std::make_shared<Recorder>();
+    const auto handler = std::make_shared<ValueRecorder>();
     Override access(KEY, handler);
     access.notifyIntegerVector({3, 4});
     access.notifyNewValue(5);
     EXPECT_THAT(access.texts, ElementsAre("[3,4]", "5"));
-    EXPECT_THAT(handler->texts(), IsEmpty());
+    EXPECT_THAT(handler->heard.all(), IsEmpty());
     access.setNewValueHandler(nullptr);
     access.notifyNewValue(6);
     EXPECT_EQ(access.texts.size(), 2U);
@@ -512,14 +483,14 @@ TEST_F(ANotification, OfAnIntegerAllocatesNothingEvenIfItIsTheFirstOfItsThread) 
 
 TEST_F(ANotification, OfATextWithoutMemoryReachesNobodyAndLeavesTheAccessorAsItIs) {
     television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
-    const auto handler = std::make_shared<Recorder>();
+    const auto handler = std::make_shared<ValueRecorder>();
     const std::string text = "a text that is too long for a small string";
     StringAccess access(KEY, handler);
     allocationsUntilFailure = 0;
     EXPECT_THROW(access.notifyNewValue(text), std::bad_alloc);
     EXPECT_EQ(handler.use_count(), 2);
     access.notifyNewValue(text);
-    EXPECT_THAT(handler->texts(), ElementsAre(text));
+    EXPECT_THAT(handler->heard.all(), ElementsAre(text));
 }
 
 // The leak sanitizer reports what the thread leaks.
@@ -528,13 +499,13 @@ TEST_F(ANotification, MayComeFromTheDestructorOfAThreadsOwnObject) {
         ~Notifying() { access->notifyNewValue(5); }
         IntegerAccess* access = nullptr;
     };
-    const auto handler = std::make_shared<Recorder>();
+    const auto handler = std::make_shared<ValueRecorder>();
     IntegerAccess access(KEY, handler);
     std::thread([&] {
         thread_local Notifying own;
         own.access = &access;
     }).join();
-    EXPECT_THAT(handler->texts(), ElementsAre("5"));
+    EXPECT_THAT(handler->heard.all(), ElementsAre("5"));
     EXPECT_EQ(handler.use_count(), 2);
 }
 
@@ -560,15 +531,15 @@ TEST_F(ANotification, ArrivesOnAThreadOfTheModel) {
 }
 
 TEST_F(ANotification, IsNotGivenForTheValueThatTheKeyHasAlready) {
-    const auto handler = std::make_shared<Recorder>();
+    const auto handler = std::make_shared<ValueRecorder>();
     IntegerAccess access(KEY, handler);
     ASSERT_EQ(access.connect(0), 0);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->texts(), IsEmpty());
+    EXPECT_THAT(handler->heard.all(), IsEmpty());
 }
 
 TEST_F(ANotification, ArrivesForEachChangeInOrder) {
-    const auto handler = std::make_shared<Recorder>();
+    const auto handler = std::make_shared<ValueRecorder>();
     IntegerAccess access(KEY, handler);
     ASSERT_EQ(access.connect(0), 0);
     std::vector<std::string> expected;
@@ -577,12 +548,12 @@ TEST_F(ANotification, ArrivesForEachChangeInOrder) {
         expected.push_back(std::to_string(value));
     }
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->texts(), ElementsAreArray(expected));
+    EXPECT_THAT(handler->heard.all(), ElementsAreArray(expected));
 }
 
 TEST_F(ANotification, ReachesEveryAccessorOfTheKey) {
-    const auto first = std::make_shared<Recorder>();
-    const auto second = std::make_shared<Recorder>();
+    const auto first = std::make_shared<ValueRecorder>();
+    const auto second = std::make_shared<ValueRecorder>();
     IntegerAccess one(KEY, first);
     IntegerAccess another(KEY, second);
     ASSERT_EQ(one.connect(0), 0);
@@ -593,35 +564,35 @@ TEST_F(ANotification, ReachesEveryAccessorOfTheKey) {
     one.disconnect();
     model.set(KEY, 61);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(first->texts(), ElementsAre("60"));
-    EXPECT_THAT(second->texts(), ElementsAre("60", "61"));
+    EXPECT_THAT(first->heard.all(), ElementsAre("60"));
+    EXPECT_THAT(second->heard.all(), ElementsAre("60", "61"));
 }
 
 TEST_F(ANotification, IsNotMadeOfAChangeOfAvailability) {
-    const auto handler = std::make_shared<Recorder>();
+    const auto handler = std::make_shared<ValueRecorder>();
     IntegerAccess access(KEY, handler);
     ASSERT_EQ(access.connect(0), 0);
     model.withdraw(KEY);
     model.offer(KEY);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->texts(), IsEmpty());
+    EXPECT_THAT(handler->heard.all(), IsEmpty());
     EXPECT_THAT(log.lines(), IsEmpty());
     EXPECT_EQ(access.getType(), 1);
     model.set(KEY, 60);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->texts(), ElementsAre("60"));
+    EXPECT_THAT(handler->heard.all(), ElementsAre("60"));
 }
 
 TEST_F(ANotification, ReachesAHandlerThatWasSetWhileDisconnected) {
-    const auto handler = std::make_shared<Recorder>();
-    IntegerAccess access(KEY, std::make_shared<Recorder>());
+    const auto handler = std::make_shared<ValueRecorder>();
+    IntegerAccess access(KEY, std::make_shared<ValueRecorder>());
     ASSERT_EQ(access.connect(0), 0);
     access.disconnect();
     access.setNewValueHandler(handler);
     ASSERT_EQ(access.connect(0), 0);
     model.set(KEY, 60);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->texts(), ElementsAre("60"));
+    EXPECT_THAT(handler->heard.all(), ElementsAre("60"));
 }
 
 // Connecting
@@ -707,7 +678,7 @@ TEST_F(AConnection, FailsWithTheStatusOfTheLastAttempt) {
 
 TEST_F(AConnection, IsMadeByTheNextAttemptOnceTheKeyIsOffered) {
     model.withdraw(KEY);
-    const auto handler = std::make_shared<Recorder>();
+    const auto handler = std::make_shared<ValueRecorder>();
     IntegerAccess access(KEY, handler);
     auto connecting = std::async(std::launch::async, [&] { return access.connect(60000); });
     ASSERT_TRUE(eventually([&] { return model.connectAttempts(KEY) >= 2; }));
@@ -718,7 +689,7 @@ TEST_F(AConnection, IsMadeByTheNextAttemptOnceTheKeyIsOffered) {
     EXPECT_THAT(log.lines(), IsEmpty());
     model.set(KEY, 60);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->texts(), ElementsAre("60"));
+    EXPECT_THAT(handler->heard.all(), ElementsAre("60"));
 }
 
 TEST_F(AConnection, LooksUpTheRootOnceForAllItsAttempts) {
@@ -807,7 +778,7 @@ TEST_F(AConnection, IsTriedAgainAfterAMismatch) {
 
 TEST_F(AConnection, ToAKeyOfAnotherTypeLeavesNoSubscription) {
     define(KEY, OBJECT_TYPE_NUMERIC_INT64, 5LL);
-    const auto handler = std::make_shared<Recorder>();
+    const auto handler = std::make_shared<ValueRecorder>();
     IntegerAccess access(KEY, handler);
     EXPECT_EQ(access.connect(0), 6);
     EXPECT_EQ(log.count(connectError(std::string("Observer Type not match for ") + KEY +
@@ -816,7 +787,7 @@ TEST_F(AConnection, ToAKeyOfAnotherTypeLeavesNoSubscription) {
     EXPECT_EQ(model.subscribers(KEY), 0U);
     model.set(KEY, 6LL);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->texts(), IsEmpty());
+    EXPECT_THAT(handler->heard.all(), IsEmpty());
 }
 
 TEST_F(AConnection, MadeExplicitlyIsNotLogged) {
@@ -891,7 +862,7 @@ TEST_F(ThePlaceholderMissing, IsMeantByItsWholeNameOnly) {
 using ADisconnection = AccessTest;
 
 TEST_F(ADisconnection, EndsTheSubscription) {
-    const auto handler = std::make_shared<Recorder>();
+    const auto handler = std::make_shared<ValueRecorder>();
     IntegerAccess access(KEY, handler);
     ASSERT_EQ(access.connect(0), 0);
     EXPECT_EQ(access.disconnect(), 0);
@@ -899,7 +870,7 @@ TEST_F(ADisconnection, EndsTheSubscription) {
     EXPECT_EQ(access.getType(), 0);
     model.set(KEY, 60);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->texts(), IsEmpty());
+    EXPECT_THAT(handler->heard.all(), IsEmpty());
 }
 
 TEST_F(ADisconnection, LooksUpTheRoot) {
@@ -936,7 +907,7 @@ TEST_F(ADisconnection, IsNotRepeatedByDestruction) {
 }
 
 TEST_F(ADisconnection, AllowsAnotherConnection) {
-    const auto handler = std::make_shared<Recorder>();
+    const auto handler = std::make_shared<ValueRecorder>();
     IntegerAccess access(KEY, handler);
     ASSERT_EQ(access.connect(0), 0);
     access.disconnect();
@@ -944,7 +915,7 @@ TEST_F(ADisconnection, AllowsAnotherConnection) {
     EXPECT_EQ(model.connectAttempts(KEY), 2U);
     model.set(KEY, 60);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->texts(), ElementsAre("60"));
+    EXPECT_THAT(handler->heard.all(), ElementsAre("60"));
 }
 
 TEST_F(ADisconnection, IsUndoneByTheNextReadOrWrite) {
@@ -960,7 +931,7 @@ TEST_F(ADisconnection, IsUndoneByTheNextReadOrWrite) {
 }
 
 TEST_F(ADisconnection, KeepsBackTheNotificationsThatAreStillToCome) {
-    const auto handler = std::make_shared<Recorder>();
+    const auto handler = std::make_shared<ValueRecorder>();
     IntegerAccess access(KEY, handler);
     ASSERT_EQ(access.connect(0), 0);
     model.holdNotifications();
@@ -968,7 +939,7 @@ TEST_F(ADisconnection, KeepsBackTheNotificationsThatAreStillToCome) {
     access.disconnect();
     model.releaseNotifications(simulated::Order::AS_THEY_CAME);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->texts(), IsEmpty());
+    EXPECT_THAT(handler->heard.all(), IsEmpty());
 }
 
 TEST_F(ADisconnection, WaitsForTheNotificationThatIsBeingDelivered) {
@@ -1071,7 +1042,7 @@ class AHandlerInItsCall : public AccessTest {
 };
 
 TEST_F(AHandlerInItsCall, MayReplaceItself) {
-    const auto next = std::make_shared<Recorder>();
+    const auto next = std::make_shared<ValueRecorder>();
     IntegerAccess access(KEY);
     access.setNewValueHandler(acting([&] { access.setNewValueHandler(next); }));
     ASSERT_EQ(access.connect(0), 0);
@@ -1079,7 +1050,7 @@ TEST_F(AHandlerInItsCall, MayReplaceItself) {
     model.set(KEY, 61);
     ASSERT_TRUE(model.settle());
     EXPECT_THAT(story, ElementsAre("60", "ended"));
-    EXPECT_THAT(next->texts(), ElementsAre("61"));
+    EXPECT_THAT(next->heard.all(), ElementsAre("61"));
 }
 
 TEST_F(AHandlerInItsCall, MayRemoveItself) {
@@ -1135,7 +1106,7 @@ TEST_F(AHandlerInItsCall, MayThrow) {
 
 class AnAccessorsEnd : public AccessTest {
   protected:
-    const std::shared_ptr<Recorder> handler = std::make_shared<Recorder>();
+    const std::shared_ptr<ValueRecorder> handler = std::make_shared<ValueRecorder>();
     std::unique_ptr<IntegerAccess> access = std::make_unique<IntegerAccess>(KEY, handler);
 };
 
