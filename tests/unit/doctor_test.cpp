@@ -4,9 +4,11 @@
 #include <gmock/gmock.h>
 
 #include <boost/make_shared.hpp>
+#include <functional>
 #include <future>
 #include <memory>
 #include <mutex>
+#include <ostream>
 #include <set>
 #include <stdexcept>
 #include <thread>
@@ -154,28 +156,16 @@ class KeepsIterators final : public RootInterface, public BizValue {
     BizValue* m_table = nullptr;
 };
 
+const std::string KEY_CHECK = std::string("key ") + BRIGHTNESS;
+const std::string WRITE_CHECK = std::string("write ") + BRIGHTNESS;
+const std::string ORDER_CHECK = std::string("order ") + BRIGHTNESS;
+const std::string SILENCE_CHECK = std::string("silence ") + BRIGHTNESS;
+const std::string ACTION_CHECK = std::string("action ") + SWITCH_ACTION;
+const std::string CHANNELS_CHECK = std::string("channels ") + CHANNELS;
+
 class ADoctor : public tests::TelevisionTest {
   protected:
     ~ADoctor() override { otherRoot = nullptr; }
-
-    const std::string keyCheck = std::string("key ") + BRIGHTNESS;
-    const std::string writeCheck = std::string("write ") + BRIGHTNESS;
-    const std::string orderCheck = std::string("order ") + BRIGHTNESS;
-    const std::string silenceCheck = std::string("silence ") + BRIGHTNESS;
-    const std::string actionCheck = std::string("action ") + SWITCH_ACTION;
-    const std::string channelsCheck = std::string("channels ") + CHANNELS;
-
-    // Runs all checks of one key on a television with this fault: this check fails and says this.
-    void expectFailure(const std::string& key, const KeyFaults& faults, const std::string& check,
-                       const std::string& finding) {
-        model.setFaults(key, faults);
-        expectFailure(key, check, finding);
-    }
-    void expectFailure(const std::string& key, const std::string& check, const std::string& finding) {
-        const tests::State before = tests::State::now();
-        expectOnlyFailure(examine({key}), check, finding);
-        EXPECT_EQ(tests::State::now(), before);
-    }
 };
 
 TEST_F(ADoctor, FindsNothingOnATelevisionWithoutAFault) {
@@ -205,50 +195,102 @@ TEST_F(ADoctor, RunsNothingElseWithoutTheModelsRoot) {
     EXPECT_EQ(exitCodeOf(results), EXIT_NO_TELEVISION);
 }
 
-// Keys
+// One defect each
 
-TEST_F(ADoctor, FindsAKeyThatIsNotThere) {
-    model.withdraw(BRIGHTNESS);
-    expectFailure(BRIGHTNESS, keyCheck, "cannot be connected within 1000 ms (status 5)");
+struct Defect {
+    const char* name;
+    const char* group;  // of the check that fails
+    const char* key;    // whose checks run; empty for all checks of the group
+    std::function<void(simulated::Television&, const std::string& key)> cause;
+    const char* finding;
+};
+
+auto faulty(const KeyFaults& faults) {
+    return [faults](auto& television, const auto& key) { television.model().setFaults(key, faults); };
 }
 
-TEST_F(ADoctor, FindsAKeyThatYieldsNoObject) {
-    expectFailure(BRIGHTNESS, {.connectYieldsNothing = true}, keyCheck, "cannot be connected");
+auto becomes(ObjectTypeSpec type, const simulated::Value& value) {
+    return [=](auto& television, const auto& key) {
+        television.model().define({"", key, type, value, {}, ""});
+    };
 }
 
-TEST_F(ADoctor, FindsAKeyOfAnotherType) {
-    model.define({"", BRIGHTNESS, OBJECT_TYPE_STRING, std::string("50"), {}, ""});
-    expectFailure(BRIGHTNESS, keyCheck,
-                  "is of the type text (OBJECT_TYPE_STRING), not integer (OBJECT_TYPE_NUMERIC_INTEGER)");
+auto reads(const simulated::Value& value) {
+    return [=](auto& television, const auto& key) { television.model().set(key, value); };
 }
 
-TEST_F(ADoctor, FindsAnActionOfAnotherType) {
-    model.define({"", SWITCH_ACTION, OBJECT_TYPE_NUMERIC_INTEGER, 1, {}, ""});
-    expectFailure(SWITCH_ACTION, std::string("key ") + SWITCH_ACTION, "is of the type integer");
+const Defect DEFECTS[]{
+    {"AKeyThatIsAbsent", "key", BRIGHTNESS,
+     [](auto& television, const auto& key) { television.model().withdraw(key); },
+     "cannot be connected within 1000 ms (status 5)"},
+    {"AKeyWithoutAnObject", "key", BRIGHTNESS, faulty({.connectYieldsNothing = true}), "cannot be connected"},
+    {"AKeyOfAnotherType", "key", BRIGHTNESS, becomes(OBJECT_TYPE_STRING, std::string("50")),
+     "is of the type text (OBJECT_TYPE_STRING), not integer (OBJECT_TYPE_NUMERIC_INTEGER)"},
+    {"AnActionOfAnotherType", "key", SWITCH_ACTION, becomes(OBJECT_TYPE_NUMERIC_INTEGER, 1),
+     "is of the type integer"},
+    {"ATableOfAnotherType", "key", CHANNELS, becomes(OBJECT_TYPE_NUMERIC_INTEGER, 1),
+     "is of the type integer"},
+    {"AnUnreadableValue", "key", SOURCE, faulty({.readStatus = 7}), "cannot be read (status 7)"},
+    {"AValueOutOfRange", "key", BRIGHTNESS, reads(137), "137 is not in 0..100"},
+    {"AListOfAnotherLength", "key", PQ_SETTING, reads(std::vector<int>{1, 2}),
+     "has 2 elements instead of 27"},
+    {"AKeyThatAnswersLate", "key", BRIGHTNESS, faulty({.answerDelay = 1200ms}), ", more than 2 s"},
+
+    {"AWriteThatIsRefused", "write", BRIGHTNESS, faulty({.refuseWrites = true}),
+     "nothing was announced within 4 s after 51 was written, and it reads 50"},
+    {"AWriteThatIsNotKept", "write", BRIGHTNESS, faulty({.keepValue = true}),
+     "50 was announced after 51 was written"},
+    {"AWriteThatIsNotAnnounced", "write", BRIGHTNESS, faulty({.dropNotifications = 1}),
+     "nothing was announced within 4 s after 51 was written, and it reads 51"},
+    {"AWriteThatIsAnnouncedTwice", "write", BRIGHTNESS, faulty({.repeatNotifications = 1}),
+     "2 writes were announced 4 times: [51, 51, 50, 50]"},
+    {"AWriteThatIsAnnouncedLate", "write", BRIGHTNESS, faulty({.notificationDelay = 2500ms}),
+     "after the write, later than 2 s"},
+    {"AListThatIsNotKept", "write", PQ_SETTING, faulty({.keepValue = true}), "was announced after ["},
+
+    {"AnInvocationThatIsRefused", "action", SWITCH_ACTION, faulty({.invokeStatus = 7}),
+     "the request was refused (status 7)"},
+    {"AnInvocationWithoutAnAnswer", "action", SWITCH_ACTION, faulty({.neverAnswer = true}),
+     "was not answered within 4 s"},
+    {"AnInvocationAnsweredTwice", "action", SWITCH_ACTION, faulty({.repeatAnswers = 1}),
+     "was answered 2 times"},
+    {"AnInvocationAnsweredLate", "action", SWITCH_ACTION, faulty({.notificationDelay = 2500ms}),
+     "later than 2 s"},
+    {"AnInvocationThatFails", "action", SWITCH_ACTION,
+     [](auto& television, const auto& key) {
+         television.model().setAction(key, [](const auto&) { return simulated::Answer{22, {}}; });
+     },
+     "the request was answered with the error 22"},
+
+    {"ATableWithUnreadableRows", "channels", CHANNELS, faulty({.readStatus = 7}),
+     "reading rows was refused (status 7)"},
+    {"AnIteratorThatIsNeverReady", "channels", CHANNELS, faulty({.dropNotifications = 1}),
+     "the news that the iterator is ready did not come within 4 s"},
+    {"AnIteratorThatAnswersLate", "channels", CHANNELS, faulty({.notificationDelay = 2500ms}),
+     "later than 2 s"},
+
+    {"AManagerOutOfReach", "application-manager", "",
+     [](auto& television, const auto&) { television.applications().setReachable(false); },
+     "cannot be reached"},
+    {"AManagerThatRefuses", "application-manager", "",
+     [](auto& television, const auto&) { television.applications().refuseRegistrations(13); },
+     "the registration was refused (status 13)"},
+};
+
+void PrintTo(const Defect& defect, std::ostream* out) { *out << defect.name; }
+
+class ADefect : public ADoctor, public testing::WithParamInterface<Defect> {};
+
+TEST_P(ADefect, IsTheOnlyFinding) {
+    const auto& [name, group, key, cause, finding] = GetParam();
+    cause(television, key);
+    const tests::State before = tests::State::now();
+    expectOnlyFailure(examine({*key == '\0' ? group : key}), doctor::nameOf(group, key), finding);
+    EXPECT_EQ(tests::State::now(), before);
 }
 
-TEST_F(ADoctor, FindsATableOfAnotherType) {
-    model.define({"", CHANNELS, OBJECT_TYPE_NUMERIC_INTEGER, 1, {}, ""});
-    expectFailure(CHANNELS, std::string("key ") + CHANNELS, "is of the type integer");
-}
-
-TEST_F(ADoctor, FindsAValueThatCannotBeRead) {
-    expectFailure(SOURCE, {.readStatus = 7}, std::string("key ") + SOURCE, "cannot be read (status 7)");
-}
-
-TEST_F(ADoctor, FindsAValueOutOfItsRange) {
-    model.set(BRIGHTNESS, 137);
-    expectFailure(BRIGHTNESS, keyCheck, "137 is not in 0..100");
-}
-
-TEST_F(ADoctor, FindsAListOfAnotherLength) {
-    model.set(PQ_SETTING, std::vector<int>{1, 2});
-    expectFailure(PQ_SETTING, std::string("key ") + PQ_SETTING, "has 2 elements instead of 27");
-}
-
-TEST_F(ADoctor, FindsAKeyThatAnswersLate) {
-    expectFailure(BRIGHTNESS, {.answerDelay = 1200ms}, keyCheck, ", more than 2 s");
-}
+INSTANTIATE_TEST_SUITE_P(Of, ADefect, testing::ValuesIn(DEFECTS),
+                         [](const auto& defect) { return defect.param.name; });
 
 TEST_F(ADoctor, ShowsTextsWithoutControlCharacters) {
     model.set(SOURCE, std::string("\x1b[2J\"<\xff"));
@@ -256,41 +298,11 @@ TEST_F(ADoctor, ShowsTextsWithoutControlCharacters) {
     EXPECT_EQ(results.back().finding, "text, \"\\x1b[2J\"<\\xff\"");
 }
 
-// Writes
-
-TEST_F(ADoctor, FindsAWriteThatIsRefused) {
-    expectFailure(BRIGHTNESS, {.refuseWrites = true}, writeCheck,
-                  "nothing was announced within 4 s after 51 was written, and it reads 50");
-}
-
-TEST_F(ADoctor, FindsAWriteThatIsNotKept) {
-    expectFailure(BRIGHTNESS, {.keepValue = true}, writeCheck, "50 was announced after 51 was written");
-}
-
-TEST_F(ADoctor, FindsAWriteThatIsNotAnnounced) {
-    expectFailure(BRIGHTNESS, {.dropNotifications = 1}, writeCheck,
-                  "nothing was announced within 4 s after 51 was written, and it reads 51");
-}
-
-TEST_F(ADoctor, FindsAWriteThatIsAnnouncedTwice) {
-    expectFailure(BRIGHTNESS, {.repeatNotifications = 1}, writeCheck,
-                  "2 writes were announced 4 times: [51, 51, 50, 50]");
-}
-
-TEST_F(ADoctor, FindsAWriteThatIsAnnouncedLate) {
-    expectFailure(BRIGHTNESS, {.notificationDelay = 2500ms}, writeCheck, "after the write, later than 2 s");
-}
-
 TEST_F(ADoctor, FindsAnAnnouncementOnTheWritersThread) {
     OnTheWritersStack platform;
     otherRoot = &platform;
-    expectOnlyFailure(examine({BRIGHTNESS}), writeCheck, "was announced on the writer's own thread");
+    expectOnlyFailure(examine({BRIGHTNESS}), WRITE_CHECK, "was announced on the writer's own thread");
     EXPECT_EQ(platform.value(), 50);
-}
-
-TEST_F(ADoctor, FindsAListThatIsNotKept) {
-    expectFailure(PQ_SETTING, {.keepValue = true}, std::string("write ") + PQ_SETTING,
-                  "was announced after [");
 }
 
 TEST_F(ADoctor, StepsDownFromTheTopOfTheRange) {
@@ -303,99 +315,48 @@ TEST_F(ADoctor, StepsDownFromTheTopOfTheRange) {
 
 TEST_F(ADoctor, FindsQuickWritesThatAreAnnouncedInAnotherOrder) {
     model.holdNotifications();
-    auto results = std::async(std::launch::async, [&] { return examine({orderCheck}); });
+    auto results = std::async(std::launch::async, [&] { return examine({ORDER_CHECK}); });
     ASSERT_TRUE(eventually([&] { return model.writes(BRIGHTNESS).size() == 2; }));
     model.releaseNotifications(Order::REVERSED);
-    expectOnlyFailure(results.get(), orderCheck, "[50, 51] was announced after 51 and then 50 were written");
+    expectOnlyFailure(results.get(), ORDER_CHECK, "[50, 51] was announced after 51 and then 50 were written");
     EXPECT_EQ(model.value(BRIGHTNESS), simulated::Value(50));
 }
 
 TEST_F(ADoctor, FindsQuickWritesOfWhichOneIsNotAnnounced) {
     model.setFaults(BRIGHTNESS, {.dropNotifications = 1});
-    expectOnlyFailure(examine({orderCheck}), orderCheck, "of 2 writes without a pause, 1 were announced");
+    expectOnlyFailure(examine({ORDER_CHECK}), ORDER_CHECK, "of 2 writes without a pause, 1 were announced");
     EXPECT_EQ(model.value(BRIGHTNESS), simulated::Value(50));
 }
 
 TEST_F(ADoctor, FindsAnAnnouncementAfterDisconnecting) {
     Talkative platform;
     otherRoot = &platform;
-    const std::vector<Result> results = examine({silenceCheck});
+    const std::vector<Result> results = examine({SILENCE_CHECK});
     platform.end(BRIGHTNESS);
-    expectOnlyFailure(results, silenceCheck, "50 was announced to a subscriber that had disconnected");
+    expectOnlyFailure(results, SILENCE_CHECK, "50 was announced to a subscriber that had disconnected");
     EXPECT_EQ(model.value(BRIGHTNESS), simulated::Value(50));
-}
-
-// The action
-
-TEST_F(ADoctor, FindsAnInvocationThatIsRefused) {
-    expectFailure(SWITCH_ACTION, {.invokeStatus = 7}, actionCheck, "the request was refused (status 7)");
-}
-
-TEST_F(ADoctor, FindsAnInvocationThatIsNeverAnswered) {
-    expectFailure(SWITCH_ACTION, {.neverAnswer = true}, actionCheck, "was not answered within 4 s");
-}
-
-TEST_F(ADoctor, FindsAnInvocationThatIsAnsweredTwice) {
-    expectFailure(SWITCH_ACTION, {.repeatAnswers = 1}, actionCheck, "was answered 2 times");
-}
-
-TEST_F(ADoctor, FindsAnInvocationThatIsAnsweredLate) {
-    expectFailure(SWITCH_ACTION, {.notificationDelay = 2500ms}, actionCheck, "later than 2 s");
-}
-
-TEST_F(ADoctor, FindsAnInvocationThatFails) {
-    model.setAction(SWITCH_ACTION, [](const auto&) { return simulated::Answer{22, {}}; });
-    expectFailure(SWITCH_ACTION, actionCheck, "the request was answered with the error 22");
 }
 
 TEST_F(ADoctor, FindsAnInvocationThatIsAnsweredUnderAnotherId) {
     model.setFaults(SWITCH_ACTION, {.neverAnswer = true});
-    auto results = std::async(std::launch::async, [&] { return examine({actionCheck}); });
+    auto results = std::async(std::launch::async, [&] { return examine({ACTION_CHECK}); });
     ASSERT_TRUE(eventually([&] { return !model.invocations(SWITCH_ACTION).empty(); }));
     model.answer(SWITCH_ACTION, 987654, {});
-    expectOnlyFailure(results.get(), actionCheck, "there were answers with other ids: 987654");
-}
-
-// The channel table
-
-TEST_F(ADoctor, FindsATableWhoseRowsCannotBeRead) {
-    expectFailure(CHANNELS, {.readStatus = 7}, channelsCheck, "reading rows was refused (status 7)");
-}
-
-TEST_F(ADoctor, FindsAnIteratorThatIsNeverReady) {
-    expectFailure(CHANNELS, {.dropNotifications = 1}, channelsCheck,
-                  "the news that the iterator is ready did not come within 4 s");
-}
-
-TEST_F(ADoctor, FindsAnIteratorThatAnswersLate) {
-    expectFailure(CHANNELS, {.notificationDelay = 2500ms}, channelsCheck, "later than 2 s");
+    expectOnlyFailure(results.get(), ACTION_CHECK, "there were answers with other ids: 987654");
 }
 
 TEST_F(ADoctor, FindsAnIteratorThatTalksAfterItsRelease) {
     KeepsIterators platform;
     otherRoot = &platform;
-    expectOnlyFailure(examine({channelsCheck}), channelsCheck, "was told something after its release");
+    expectOnlyFailure(examine({CHANNELS_CHECK}), CHANNELS_CHECK, "was told something after its release");
     EXPECT_EQ(model.iterators(CHANNELS), 0U);
 }
 
 TEST_F(ADoctor, WarnsOfAnEmptyChannelTable) {
     model.setRows(CHANNELS, {});
-    const std::vector<Result> results = examine({channelsCheck});
+    const std::vector<Result> results = examine({CHANNELS_CHECK});
     expectAllPassed(results);
     EXPECT_THAT(results.back().advice, HasSubstr("There is no channel"));
-}
-
-// The application manager
-
-TEST_F(ADoctor, FindsAnApplicationManagerThatCannotBeReached) {
-    television.applications().setReachable(false);
-    expectOnlyFailure(examine({"application-manager"}), "application-manager", "cannot be reached");
-}
-
-TEST_F(ADoctor, FindsAnApplicationManagerThatRefusesARegistration) {
-    television.applications().refuseRegistrations(13);
-    expectOnlyFailure(examine({"application-manager"}), "application-manager",
-                      "the registration was refused (status 13)");
 }
 
 // Which checks are run
@@ -408,15 +369,15 @@ Names namesOf(const Selection& selection) {
 }
 
 TEST_F(ADoctor, RunsWhatIsNamedAndTheFrameworkFirst) {
-    EXPECT_THAT(namesOf({.only = {"callback", writeCheck}}),
-                ElementsAre("framework", writeCheck, "callback"));
+    EXPECT_THAT(namesOf({.only = {"callback", WRITE_CHECK}}),
+                ElementsAre("framework", WRITE_CHECK, "callback"));
     EXPECT_THAT(namesOf({.only = {BRIGHTNESS}, .skip = {"silence"}}),
-                ElementsAre("framework", keyCheck, writeCheck, orderCheck));
+                ElementsAre("framework", KEY_CHECK, WRITE_CHECK, ORDER_CHECK));
 }
 
 TEST_F(ADoctor, LeavesOutWhatChangesTheTelevisionOrNeedsAPicture) {
     EXPECT_THAT(namesOf({.skip = {"key"}, .changes = false, .video = false}),
-                ElementsAre("framework", channelsCheck, "application-manager"));
+                ElementsAre("framework", CHANNELS_CHECK, "application-manager"));
 }
 
 TEST_F(ADoctor, RunsEverythingOnceWithoutASelection) {
@@ -476,7 +437,7 @@ TEST_F(ADoctor, PutsBackWhatItHasChangedWhenItIsStopped) {
     std::atomic<bool> stop{false};
     model.holdNotifications();
     const tests::State before = tests::State::now();
-    auto running = std::async(std::launch::async, [&] { return examine({writeCheck, "channels"}, stop); });
+    auto running = std::async(std::launch::async, [&] { return examine({WRITE_CHECK, "channels"}, stop); });
     ASSERT_TRUE(eventually([&] { return !model.writes(BRIGHTNESS).empty(); }));
     stop = true;
     const std::vector<Result> results = running.get();
