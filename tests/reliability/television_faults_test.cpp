@@ -7,7 +7,6 @@
 #include <string>
 
 #include "eventually.h"
-#include "fault_table.h"
 #include "keys.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
 #include "platform_adaptation/system_info.h"
@@ -64,8 +63,7 @@ class TheTable : public DeathTest {};
 class TheIterator : public DeathTest {};
 class TheApplicationManager : public DeathTest {};
 
-FAULT(TheProcessFramework, Dies,
-      "the root stays, so that accessors may be destroyed and connected; what is asked of it fails") {
+TEST_F(TheProcessFramework, Dies) {
     die();
     EXPECT_NE(ValueAccessBase::getRootInterface(), nullptr);
     EXPECT_EQ(Integer(BRIGHTNESS).connect(0), 5);
@@ -73,9 +71,7 @@ FAULT(TheProcessFramework, Dies,
     EXPECT_EQ(Integer(BRIGHTNESS).connect(0), 0);
 }
 
-FAULT(TheSubscription, Dies,
-      "`connect()` gives 5 when its time is up, or 0 if the television is back by then; error line `Failed "
-      "7`") {
+TEST_F(TheSubscription, Dies) {
     die();
     Integer access(BRIGHTNESS);
     EXPECT_EQ(access.connect(0), 5);
@@ -85,7 +81,7 @@ FAULT(TheSubscription, Dies,
     EXPECT_EQ(connecting.get(), 0);
 }
 
-FAULT(TheTypeQuery, Dies, "`getType()` gives 0, of an accessor that is connected, too") {
+TEST_F(TheTypeQuery, Dies) {
     Integer access(BRIGHTNESS);
     ASSERT_EQ(access.connect(0), 0);
     die();
@@ -97,8 +93,7 @@ FAULT(TheTypeQuery, Dies, "`getType()` gives 0, of an accessor that is connected
     EXPECT_EQ(value, 50);
 }
 
-FAULT(TheRead, Dies,
-      "reads give a status other than 0, the output is as it was; getters give -1, false or unknown") {
+TEST_F(TheRead, Dies) {
     SystemInfo info;
     SystemSetting setting;
     String access(HDR_TYPE);
@@ -116,9 +111,7 @@ FAULT(TheRead, Dies,
     EXPECT_EQ(setting.getVideoBrightness(), 50);
 }
 
-FAULT(TheWrite, Dies,
-      "writes give a status other than 0; a set starts, and its worker ends with the error line `get video "
-      "brightness failed.`") {
+TEST_F(TheWrite, Dies) {
     SystemSetting setting;
     Integer access(BRIGHTNESS);
     ASSERT_EQ(access.connect(0), 0);
@@ -135,8 +128,7 @@ FAULT(TheWrite, Dies,
     EXPECT_TRUE(log.waitFor("set video brightness successed."));
 }
 
-FAULT(TheNotification, Dies,
-      "no callback meanwhile; the subscription comes back with the television, without the client's doing") {
+TEST_F(TheNotification, Dies) {
     const auto recorder = std::make_shared<ValueRecorder>();
     Integer access(BRIGHTNESS, recorder);
     ASSERT_EQ(access.connect(0), 0);
@@ -148,9 +140,7 @@ FAULT(TheNotification, Dies,
     EXPECT_TRUE(recorder->heard.waitFor("60"));
 }
 
-FAULT(
-    TheAction, Dies,
-    "a request that waits returns false, and so does the next; when the television is back, requests work") {
+TEST_F(TheAction, Dies) {
     SourceSwitchAccessImpl access;
     ASSERT_TRUE(access.setChannelNext());
     television.setFault(SWITCH_ACTION, "key.never_answer", 1);
@@ -163,7 +153,7 @@ FAULT(
     EXPECT_TRUE(access.setChannelNext());
 }
 
-FAULT(TheTable, Dies, "`create()` gives 4 after a second; when the television is back, it gives 0") {
+TEST_F(TheTable, Dies) {
     IteratorAccess iterator(CHANNELS, rows, {0, 3}, {}, {0}, {});
     die();
     EXPECT_EQ(iterator.create(), 4);
@@ -172,9 +162,7 @@ FAULT(TheTable, Dies, "`create()` gives 4 after a second; when the television is
     EXPECT_TRUE(rows->heard.waitForBeginning("ready"));
 }
 
-FAULT(TheIterator, Dies,
-      "requests give a status other than 0, and nothing is heard; the iterator comes back with the "
-      "television, at its first row") {
+TEST_F(TheIterator, Dies) {
     const auto iterator = open();
     die();
     rows->heard.forget();
@@ -186,9 +174,7 @@ FAULT(TheIterator, Dies,
     EXPECT_TRUE(rows->heard.waitFor("row 1,First"));
 }
 
-FAULT(TheApplicationManager, Dies,
-      "no news meanwhile, `registerApp()` of a new service is false; the registration comes back with the "
-      "television") {
+TEST_F(TheApplicationManager, Dies) {
     Service service("aipq");
     die();
     EXPECT_FALSE(SystemState("another").registerApp());

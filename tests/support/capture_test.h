@@ -104,6 +104,17 @@ class CaptureTest : public TelevisionTest {
         awaitSleep("create thread check caputre.\n");
     }
 
+    void restart() {
+        capture.stop();
+        log.clear();
+        start();
+    }
+
+    void expectRequestToArrive() {
+        EXPECT_TRUE(capture.getPicture(false, nullptr));
+        EXPECT_EQ(Peer::receive(), CAPTURE_REQUEST);
+    }
+
     void awaitSleep(const std::string& firstLineOfThread) {
         ASSERT_TRUE(waitUntilAsleep(log.withMessage(firstLineOfThread).back().thread));
     }

@@ -150,6 +150,9 @@ TEST_F(TheCaptureBlock, OfAnotherSizeCannotBeHad) {
     EXPECT_EQ(log.withMessage("init share memory.\n").size(), 0U);
     EXPECT_FALSE(capture.picutreCaptureFinished(&picture));
     EXPECT_EQ(logged(ERROR, "picutreCaptureFinished", "m_pshareMemory is NULL.\n"), 1U);
+    EXPECT_EQ(shmctl(shmget(72314, 0, 0), IPC_RMID, nullptr), 0);
+    start();
+    expectRequestToArrive();
 }
 
 TEST_F(TheCaptureBlock, ThatCannotBeAttachedIsNotTakenForNone) {
@@ -250,10 +253,8 @@ TEST_F(Starting, AfterAStopServesRequestsAgain) {
     start();
     capture.stop();
     EXPECT_FALSE(Peer::queueAttributes());
-    log.clear();
-    start();
-    capture.getPicture(false, nullptr);
-    EXPECT_EQ(Peer::receive(), CAPTURE_REQUEST);
+    restart();
+    expectRequestToArrive();
 }
 
 // The request queue
@@ -305,6 +306,8 @@ TEST_F(TheRequestQueue, ThatCannotBeCreatedEndsTheSender) {
     capture.start();
     EXPECT_EQ(log.withMessage("m_loopSendMessageQueue is true, do not need to create thread again.\n").size(),
               1U);
+    restart();
+    expectRequestToArrive();
 }
 
 TEST_F(TheRequestQueue, ThatExistsAndCannotBeOpenedEndsTheSenderAndStays) {
@@ -318,6 +321,9 @@ TEST_F(TheRequestQueue, ThatExistsAndCannotBeOpenedEndsTheSenderAndStays) {
               1U);
     capture.stop();
     EXPECT_TRUE(Peer::queueAttributes());
+    EXPECT_EQ(mq_unlink(video::REQUEST_QUEUE_NAME), 0);
+    restart();
+    expectRequestToArrive();
 }
 
 std::size_t openDescriptors() {
@@ -354,6 +360,8 @@ TEST_F(TheRequestQueue, ThatTakesNoSuchMessageIsLogged) {
     ASSERT_TRUE(log.waitFor("mq_send with res"));
     EXPECT_EQ(logged(ERROR, "handleSendMessageQueue", "ERROR, mq_send(): Message too long(90).\n"), 1U);
     EXPECT_EQ(logged(INFO, "handleSendMessageQueue", "mq_send with res: -1.\n"), 1U);
+    restart();
+    expectRequestToArrive();
 }
 
 // Requests
@@ -462,6 +470,14 @@ TEST_F(WaitingForAFrame, EndsAfterTwoSecondsIfThePipelineNeverAnswers) {
     }
     EXPECT_EQ(picture.data, nullptr);
     EXPECT_EQ(picture.width, 224U);
+    EXPECT_EQ(Peer::receive(), CAPTURE_REQUEST);
+    awaitSleep("create thread to send message queue.\n");
+    std::thread pipeline([this] {
+        Peer::receive();
+        peer.deliver(224, 224, 1);
+    });
+    EXPECT_TRUE(capture.getPicture(true, &picture));
+    pipeline.join();
 }
 
 TEST_F(WaitingForAFrame, DoesNotLookAtTheStateInTheLastRound) {

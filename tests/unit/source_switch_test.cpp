@@ -333,6 +333,9 @@ TEST_P(ARequest, ThatIsRefusedIsFalseAndDoesNotWait) {
     Texts expected = beginning();
     expected.push_back("ERROR " + innermost() + ": error: 31\n");
     EXPECT_THAT(transcript(), ElementsAreArray(expected));
+    model.setFaults(SWITCH_ACTION, {});
+    answerAllWith(0);
+    EXPECT_TRUE(perform());
 }
 
 TEST_F(ASourceSwitch, LogsItsConstructionAndDestruction) {

@@ -596,6 +596,8 @@ TEST_F(ATextGetter, GivesNothingIfTheTelevisionCannotReadTheKey) {
         model.setFaults(getter.key, faults);
         EXPECT_EQ(getter.get(systemInfo), 0) << getter.function;
         EXPECT_EQ(log.count(error(getter.function, getter.failure)), 1U) << getter.function;
+        model.setFaults(getter.key, {});
+        EXPECT_NE(getter.get(systemInfo), 0) << getter.function;
     }
 }
 
@@ -648,6 +650,8 @@ TEST_F(TheTvStreamGetter, GivesFalseForEightElements) {
     EXPECT_FALSE(systemInfo.getTvStreamEncrypted());
     EXPECT_THAT(saidAfterEnter("parserTvStreamEncrypte"),
                 ElementsAre(Says("MODELAPI::SL2_TVAPI_VSTR_TVSERVICE_PLAY_ATTRIBUTES: 8, vec size: 8.\n")));
+    model.set(PLAY_ATTRIBUTES, attributes("1"));
+    EXPECT_TRUE(systemInfo.getTvStreamEncrypted());
 }
 
 TEST_F(TheTvStreamGetter, DoesNotLookAtTheStatusOfTheRead) {

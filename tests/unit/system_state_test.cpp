@@ -220,6 +220,9 @@ TEST_F(ASystemState, DoesNotLookAtTheManagersRefusal) {
     EXPECT_TRUE(state.registerApp());
     EXPECT_TRUE(state.unRegisterApp());
     EXPECT_THAT(said(), IsEmpty());
+    manager.refuseRegistrations(0);
+    EXPECT_TRUE(state.registerApp());
+    EXPECT_THAT(manager.applications(), ElementsAre(NAME));
 }
 
 TEST_F(ASystemState, MayLiveOnTheStack) {
@@ -508,6 +511,9 @@ TEST_F(AnUnreachableManager, IsLoggedAtEachRegistration) {
     EXPECT_THAT(said(), ElementsAre(registering, registering, unregistering, unregistering));
     EXPECT_EQ(log.countEnter(FILE_NAME, "registerApp"), 2U);
     EXPECT_EQ(log.countEnter(FILE_NAME, "unRegisterApp"), 2U);
+    manager.setReachable(true);
+    state.emplace(NAME);
+    EXPECT_THAT(manager.applications(), ElementsAre(NAME));
 }
 
 TEST_F(AnUnreachableManager, IsNotSoughtAgain) {

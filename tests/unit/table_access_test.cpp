@@ -187,6 +187,8 @@ TEST_F(ATableAccessor, LogsTheStatusOfTheModelIfItCannotConnect) {
     EXPECT_EQ(access.connect(0), 5);
     EXPECT_THAT(log.lines(), ElementsAre(error("Failed 0.\n")));
     EXPECT_EQ(access.getAccess(), nullptr);
+    model.setFaults(KEY, {});
+    EXPECT_EQ(access.connect(0), 0);
 }
 
 TEST_F(ATableAccessor, DisconnectsWhenItIsDestroyedThroughAnyOfItsClasses) {
@@ -440,6 +442,9 @@ TEST_F(AnIteratorAccessor, HasNoIteratorOfAnObjectThatIsNoTable) {
     EXPECT_EQ(access->getIterator(), nullptr);
     EXPECT_EQ(access->destroy(), 0);
     EXPECT_THAT(answers(), IsEmpty());
+    define(OBJECT_TYPE_TABLE, {});
+    EXPECT_EQ(access->create(), 0);
+    EXPECT_NE(access->getIterator(), nullptr);
 }
 
 TEST_F(AnIteratorAccessor, MayBeCreatedTwice) {

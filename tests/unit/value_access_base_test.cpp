@@ -178,6 +178,8 @@ TEST_F(TheRootInterface, IsNullIfTheLookupFails) {
         EXPECT_EQ(ValueAccessBase::getRootInterface(), nullptr) << status;
     }
     EXPECT_EQ(television.framework().rootQuestions(), 0U);
+    television.framework().failLookups(0);
+    EXPECT_EQ(ValueAccessBase::getRootInterface(), model.root());
 }
 
 TEST_F(TheRootInterface, IsLoggedOnceForEachFailedLookup) {
@@ -379,6 +381,10 @@ TYPED_TEST(ARead, IsRefusedForEveryOtherType) {
         EXPECT_THAT(this->log.lines(), ElementsAre(this->line(tests::ERROR, "getValue",
                                                               "Object Type mismatch:  " + name + "\n")));
     }
+    this->define(Typed<TypeParam>::TYPE, Typed<TypeParam>::initial());
+    TypeParam value = Typed<TypeParam>::other();
+    EXPECT_EQ(this->access.getValue(value), 0);
+    EXPECT_EQ(value, Typed<TypeParam>::initial());
 }
 
 // The model answers these with a status of its own.
@@ -398,6 +404,10 @@ TYPED_TEST(AReadWithAnAnswer, ReturnsTheStatusOfTheModel) {
         EXPECT_EQ(value, Typed<TypeParam>::other());
     }
     EXPECT_EQ(this->errorsLogged(), 0U);
+    this->model.setFaults(this->KEY, {});
+    TypeParam value = Typed<TypeParam>::other();
+    EXPECT_EQ(this->access.getValue(value), 0);
+    EXPECT_EQ(value, Typed<TypeParam>::initial());
 }
 
 template <typename T>
@@ -471,6 +481,8 @@ TYPED_TEST(AWrite, IsRefusedForEveryOtherType) {
         EXPECT_EQ(this->model.value(this->KEY), initial);
     }
     EXPECT_THAT(this->model.writes(this->KEY), IsEmpty());
+    this->define(Typed<TypeParam>::TYPE, Typed<TypeParam>::initial());
+    EXPECT_EQ(this->access.setValue(Typed<TypeParam>::other()), 0);
 }
 
 template <typename T>
@@ -509,6 +521,9 @@ TEST_F(AnAccessor, AsksItsObjectForTheTypeAtEachAccess) {
     int number = 9;
     EXPECT_EQ(access.getValue(number), 6);
     EXPECT_EQ(number, 9);
+    define(OBJECT_TYPE_NUMERIC_INTEGER, 4);
+    EXPECT_EQ(access.getValue(number), 0);
+    EXPECT_EQ(number, 4);
 }
 
 // Integers of either width

@@ -647,6 +647,8 @@ TEST_F(AConnection, FailsWithALogLineThatHasTheStatusOfTheModel) {
     }
     EXPECT_EQ(access.getType(), 0);
     EXPECT_EQ(model.subscribers(KEY), 0U);
+    model.setFaults(KEY, {});
+    EXPECT_EQ(access.connect(0), 0);
 }
 
 TEST_F(AConnection, FailsForAKeyThatTheModelDoesNotKnow) {
@@ -664,6 +666,8 @@ TEST_F(AConnection, FailsWithStatusZeroInTheLogIfTheModelYieldsNoObject) {
     EXPECT_EQ(model.connectAttempts(KEY), 2U);
     EXPECT_THAT(log.lines(), ElementsAre(connectError("Failed 0\n")));
     EXPECT_EQ(access.getType(), 0);
+    model.setFaults(KEY, {});
+    EXPECT_EQ(access.connect(0), 0);
 }
 
 TEST_F(AConnection, FailsWithTheStatusOfTheLastAttempt) {
