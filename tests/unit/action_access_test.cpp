@@ -12,12 +12,10 @@
 #include <functional>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <ostream>
 #include <random>
 #include <string>
 #include <thread>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -27,7 +25,6 @@
 #include "lomodelapi/object_type_spec.h"
 #include "lomodelapi/observer.h"
 #include "recorders.h"
-#include "slot.h"
 #include "television_test.h"
 
 using namespace lomodelapi;
@@ -41,7 +38,6 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAreArray;
 using tests::ActionRecorder;
 using tests::LogLine;
-using tests::slotOf;
 
 namespace {
 
@@ -107,47 +103,6 @@ class ActionTest : public tests::TelevisionTest {
 
     const std::shared_ptr<ActionRecorder> handler = std::make_shared<ActionRecorder>();
 };
-
-// The interfaces
-
-TEST(TheActionAccessorsInterface, HasItsOperationsBehindThoseOfItsBase) {
-    EXPECT_EQ(slotOf(&ActionAccess::connect), 3U);
-    EXPECT_EQ(slotOf(&ActionAccess::disconnect), 4U);
-    EXPECT_EQ(slotOf(&ActionAccess::setActionResultHandler), 18U);
-    EXPECT_EQ(slotOf(&ActionAccess::invoke), 19U);
-    EXPECT_EQ(slotOf(&ActionAccess::notifyExecutionError), 20U);
-    EXPECT_EQ(slotOf(&ActionAccess::notifyResult), 21U);
-}
-
-TEST(TheActionAccessorsInterface, IsItsBaseFirstAndAnObserverSecond) {
-    const ActionAccess access("test.access.action");
-    const auto* const start = reinterpret_cast<const char*>(&access);
-    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ValueAccessBase*>(&access)), start);
-    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ObserverAction*>(&access)),
-              start + sizeof(ValueAccessBase));
-}
-
-TEST(TheActionHandlersInterface, HasTwoOperationsInOrderAndNoVirtualDestructor) {
-    EXPECT_EQ(slotOf(&ActionHandler::onActionResult), 0U);
-    EXPECT_EQ(slotOf(&ActionHandler::onActionFailed), 1U);
-    EXPECT_FALSE(std::has_virtual_destructor_v<ActionHandler>);
-    EXPECT_EQ(sizeof(ActionHandler), sizeof(void*));
-}
-
-TEST(TheActionObserversInterface, HasTheErrorBeforeTheResult) {
-    EXPECT_TRUE(std::has_virtual_destructor_v<ObserverAction>);
-    EXPECT_EQ(slotOf(&ObserverAction::notifyExecutionError), 3U);
-    EXPECT_EQ(slotOf(&ObserverAction::notifyResult), 4U);
-}
-
-TEST(AnArgument, IsTwoNumbersOf16BitsAndAText) {
-    EXPECT_TRUE((std::is_same_v<decltype(Argument::type), std::uint16_t>));
-    EXPECT_TRUE((std::is_same_v<decltype(Argument::position), std::uint16_t>));
-    EXPECT_TRUE((std::is_same_v<decltype(Argument::value), std::string>));
-    EXPECT_EQ(offsetof(Argument, type), 0U);
-    EXPECT_EQ(offsetof(Argument, position), 2U);
-    EXPECT_EQ(offsetof(Argument, value), sizeof(void*) > 4 ? 8U : 4U);
-}
 
 // Creation and destruction
 

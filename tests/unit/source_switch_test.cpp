@@ -32,7 +32,6 @@
 #include "platform_adaptation/system_access/source_switch_access.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
 #include "platform_adaptation/system_access/synchronization.h"
-#include "slot.h"
 #include "system_faults.h"
 #include "television_test.h"
 
@@ -51,7 +50,6 @@ using testing::MatchesRegex;
 using tests::ERROR;
 using tests::INFO;
 using tests::LogLine;
-using tests::slotOf;
 using tests::ThreadCall;
 using tests::TRACE;
 using tests::WatchedMemory;
@@ -582,35 +580,6 @@ TEST_F(ASourceSwitch, HonoursOverriddenPrimitives) {
                     ElementsAre("request 4", "request 3", "release 4", "release 3", "release 7"));
     }
     EXPECT_EQ(model.connectAttempts(SWITCH_ACTION), 0U);
-}
-
-TEST(TheSourceSwitchInterface, HasItsOperationsInOrder) {
-    using Access = SourceSwitchAccess;
-    const std::size_t slots[] = {
-        slotOf(&Access::requestResourceFromSystem),
-        slotOf(&Access::releaseResourceToSystem),
-        slotOf(&Access::pauseVideo),
-        slotOf(&Access::pausePSI),
-        slotOf(&Access::pauseAV),
-        slotOf(&Access::pausePSIAV),
-        slotOf(&Access::resumeVideo),
-        slotOf(&Access::resumePSI),
-        slotOf(&Access::resumeAV),
-        slotOf(&Access::resumePSIAV),
-        slotOf(&Access::setQuietFlag),
-        slotOf(&Access::setChannelByUUIDs),
-        slotOf(&Access::setChannelByURI),
-        slotOf(&Access::setChannelNext),
-        slotOf(&Access::setChannelPrev),
-    };
-    EXPECT_THAT(slots, ElementsAre(2U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, 10U, 11U, 12U, 13U, 14U, 15U, 16U));
-}
-
-TEST(TheResourceTypes, AreBitSets) {
-    using Access = SourceSwitchAccess;
-    const int types[] = {Access::RESOURCE_VIDEO, Access::RESOURCE_AUDIO,     Access::RESOURCE_AV,
-                         Access::RESOURCE_PSI,   Access::RESOURCE_VIDEO_PSI, Access::RESOURCE_PSI_AV};
-    EXPECT_THAT(types, ElementsAre(1, 2, 3, 4, 5, 7));
 }
 
 class AnAnswer : public ASourceSwitch {

@@ -6,21 +6,18 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "allocation_faults.h"
 #include "keys.h"
 #include "platform_adaptation/system_access/value_handler.h"
-#include "slot.h"
 #include "television_test.h"
 
 using namespace lomodelapi;
@@ -32,7 +29,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 using tests::LogLine;
-using tests::slotOf;
 
 namespace {
 
@@ -273,60 +269,6 @@ using AGameModeNumber = InfoTest;
 using ThePlayAttributes = InfoTest;
 using AChange = InfoTest;
 using ACallback = InfoTest;
-
-// The interface
-
-template <typename Info>
-std::vector<std::size_t> slots() {
-    return {slotOf(&Info::registerCallBackAIPQ),
-            slotOf(&Info::registerCallBackSourceType),
-            slotOf(&Info::registerCallBackPlayerState),
-            slotOf(&Info::registerCallBackStreamEncrypted),
-            slotOf(&Info::registerCallBackVideoInfoHDRType),
-            slotOf(&Info::registerCallBackVideoGameMode),
-            slotOf(&Info::getAIPQSwitchAvailable),
-            slotOf(&Info::getAIPQSwitchState),
-            slotOf(&Info::getAIPQAvailable),
-            slotOf(&Info::getSourceType),
-            slotOf(&Info::getPlayerState),
-            slotOf(&Info::getMediaStreamEncrypted),
-            slotOf(&Info::getTvStreamEncrypted),
-            slotOf(&Info::getVideoInfoHDRType),
-            slotOf(&Info::getVideoGameMode),
-            slotOf(&Info::getAIPQSupported)};
-}
-
-TEST(TheSystemInfoInterface, HasItsOperationsInOrderAfterItsDestructor) {
-    EXPECT_TRUE(std::is_abstract_v<SystemInfoInterface>);
-    EXPECT_TRUE(std::has_virtual_destructor_v<SystemInfoInterface>);
-    EXPECT_THAT(slots<SystemInfoInterface>(),
-                ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17));
-    EXPECT_EQ(slots<SystemInfo>(), slots<SystemInfoInterface>());
-}
-
-TEST_F(ASystemInfo, HoldsItsCallbackPairsAndThenItsAccessorsInOrder) {
-    const Accessors a;
-    const std::unique_ptr<SystemInfo> info = a.makeInfo();
-    service.registerAt(*info);
-
-    std::uintptr_t words[33];
-    static_assert(sizeof(SystemInfo) == sizeof words);
-    std::memcpy(words, info.get(), sizeof words);
-    const auto word = [](auto* pointer) { return reinterpret_cast<std::uintptr_t>(pointer); };
-    const std::uintptr_t functions[]{word(Service::onAIPQ),        word(Service::onSourceType),
-                                     word(Service::onPlayerState), word(Service::onStreamEncrypted),
-                                     word(Service::onHDRType),     word(Service::onGameMode)};
-    for (std::size_t i = 0; i < 6; ++i) {
-        EXPECT_EQ(words[1 + 2 * i], functions[i]) << i;
-        EXPECT_EQ(words[2 + 2 * i], word(&service)) << i;
-    }
-    const std::uintptr_t accessors[]{word(a.aipqSwitch.get()),  word(a.userSwitch.get()),
-                                     word(a.available.get()),   word(a.sourcePath.get()),
-                                     word(a.videoFormat.get()), word(a.mediaStream.get()),
-                                     word(a.play.get()),        word(a.hdrType.get()),
-                                     word(a.gameMode.get()),    word(a.supported.get())};
-    for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(words[13 + 2 * i], accessors[i]) << i;
-}
 
 // Construction and destruction
 

@@ -16,11 +16,9 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
-#include "slot.h"
 #include "television_test.h"
 
 using namespace std::chrono_literals;
@@ -30,7 +28,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 using tests::LogLine;
-using tests::slotOf;
 using zt::appmanager::AppInterface;
 
 namespace {
@@ -121,50 +118,6 @@ using ASuspensionToRAM = StateTest;
 using AnIgnoredNotification = StateTest;
 using APowerState = StateTest;
 using AnUnreachableManager = StateTest;
-
-// The interfaces
-
-template <typename App>
-std::vector<std::size_t> appSlots() {
-    return {slotOf(&App::onRunning),
-            slotOf(&App::onDestroy),
-            slotOf(&App::onSuspend),
-            slotOf(&App::onSuspendEx),
-            slotOf(&App::onResume),
-            slotOf(&App::onResumeEx),
-            slotOf(&App::onSTRSuspending),
-            slotOf(&App::onSTRSuspend),
-            slotOf(&App::onSTRResume),
-            slotOf(&App::onSTRResuming),
-            slotOf(&App::onGetFocus),
-            slotOf(&App::onLostFocus),
-            slotOf(&App::onResourceReady),
-            slotOf(&App::onReleaseResource),
-            slotOf(&App::onUIAppStatusNotify),
-            slotOf(&App::notifyAppEventMessage),
-            slotOf(&App::onKeyEvent),
-            slotOf(&App::getName)};
-}
-
-TEST(TheApplicationInterface, HasItsOperationsInOrderAfterItsDestructor) {
-    EXPECT_TRUE(std::has_virtual_destructor_v<AppInterface>);
-    EXPECT_THAT(appSlots<AppInterface>(),
-                ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19));
-    EXPECT_EQ(slotOf(&AppInterface::onLowMemory), 20U);
-    EXPECT_EQ(slotOf(&AppInterface::onLanguageChanged), 21U);
-    EXPECT_EQ(slotOf(&AppInterface::onScreenSaver), 22U);
-}
-
-TEST(TheSystemStateClass, IsAnApplicationFirstAndRegistersItsCallbackAfterIt) {
-    EXPECT_EQ(appSlots<SystemState>(), appSlots<AppInterface>());
-    EXPECT_EQ(slotOf(&SystemState::registerCallBackTVPowerState), 23U);
-}
-
-TEST(TheSystemStateInterface, HasItsCallbackAfterItsDestructor) {
-    EXPECT_TRUE(std::is_abstract_v<SystemStateInterface>);
-    EXPECT_TRUE(std::has_virtual_destructor_v<SystemStateInterface>);
-    EXPECT_EQ(slotOf(&SystemStateInterface::registerCallBackTVPowerState), 2U);
-}
 
 // Life
 

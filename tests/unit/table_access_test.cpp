@@ -10,7 +10,6 @@
 #include <functional>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <ostream>
 #include <string>
 #include <thread>
@@ -25,7 +24,6 @@
 #include "lomodelapi/table.h"
 #include "platform_adaptation/system_access/iterator_access.h"
 #include "recorders.h"
-#include "slot.h"
 #include "television_test.h"
 
 using namespace lomodelapi;
@@ -37,7 +35,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using tests::IteratorRecorder;
 using tests::LogLine;
-using tests::slotOf;
 
 namespace {
 
@@ -78,22 +75,6 @@ class TableTest : public tests::TelevisionTest {
 };
 
 // Accessors to tables
-
-TEST(TheTableAccessorsInterface, HasItsOperationsBehindThoseOfItsBase) {
-    EXPECT_EQ(slotOf(&TableAccess::connect), 3U);
-    EXPECT_EQ(slotOf(&TableAccess::disconnect), 4U);
-    EXPECT_EQ(slotOf(&TableAccess::setActionResultHandler), 18U);
-    EXPECT_EQ(slotOf(&TableAccess::notifyUpdate), 19U);
-    EXPECT_EQ(slotOf(&ObserverTable::notifyUpdate), 3U);
-}
-
-TEST(TheTableAccessorsInterface, IsItsBaseFirstAndAnObserverSecond) {
-    const TableAccess access("test.access.table");
-    const auto* const start = reinterpret_cast<const char*>(&access);
-    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ValueAccessBase*>(&access)), start);
-    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ObserverTable*>(&access)),
-              start + sizeof(ValueAccessBase));
-}
 
 class ATableAccessor : public TableTest {
   protected:
@@ -236,56 +217,6 @@ TEST_P(ATablesTimeOut, GivesSoManyAttemptsEachFollowedByAPause) {
 INSTANTIATE_TEST_SUITE_P(, ATablesTimeOut, testing::ValuesIn(tests::ATTEMPTS));
 
 // Accessors to iterators
-
-TEST(TheIteratorAccessorsInterface, HasItsOperationsBehindThoseOfItsBase) {
-    using Access = IteratorAccess;
-    const std::vector<std::size_t> slots{
-        slotOf(&Access::connect),
-        slotOf(&Access::disconnect),
-        slotOf(&Access::create),
-        slotOf(&Access::destroy),
-        slotOf(&Access::setActionResultHandler),
-        slotOf(&Access::notifyCommit),
-        slotOf(&Access::notifyTotalCount),
-        slotOf(&Access::notifySeekToRow),
-        slotOf(&Access::notifySeekToContent),
-        slotOf(&Access::notifyCursorPosition),
-        slotOf(&Access::notifyReadRow),
-        slotOf(&Access::notifyReadRowChunk),
-        slotOf(&Access::notifyIteratorReady),
-        slotOf(&Access::notifyUpdate),
-    };
-    EXPECT_THAT(slots, ElementsAre(3, 4, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29));
-}
-
-TEST(TheIteratorAccessorsInterface, IsItsBaseFirstAndAnObserverSecond) {
-    const IteratorAccess access("test.access.table", nullptr, {0, 1}, {}, {}, {});
-    const auto* const start = reinterpret_cast<const char*>(&access);
-    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ValueAccessBase*>(&access)), start);
-    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ObserverTableIterator*>(&access)),
-              start + sizeof(ValueAccessBase));
-}
-
-TEST(TheIteratorHandlersInterface, HasTheNineOperationsInOrder) {
-    using Handler = IteratorHandler;
-    const std::vector<std::size_t> slots{
-        slotOf(&Handler::onCommit),        slotOf(&Handler::onTotalCount),     slotOf(&Handler::onSeekToRow),
-        slotOf(&Handler::onSeekToContent), slotOf(&Handler::onCursorPosition), slotOf(&Handler::onReadRow),
-        slotOf(&Handler::onReadRowChunk),  slotOf(&Handler::onIteratorReady),  slotOf(&Handler::onUpdate),
-    };
-    EXPECT_THAT(slots, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8));
-    EXPECT_EQ(sizeof(Handler), sizeof(void*));
-}
-
-TEST(TheIteratorObserversInterface, HasTheNineNotificationsInOrder) {
-    using Its = ObserverTableIterator;
-    const std::vector<std::size_t> slots{
-        slotOf(&Its::notifyCommit),        slotOf(&Its::notifyTotalCount),     slotOf(&Its::notifySeekToRow),
-        slotOf(&Its::notifySeekToContent), slotOf(&Its::notifyCursorPosition), slotOf(&Its::notifyReadRow),
-        slotOf(&Its::notifyReadRowChunk),  slotOf(&Its::notifyIteratorReady),  slotOf(&Its::notifyUpdate),
-    };
-    EXPECT_THAT(slots, ElementsAre(3, 4, 5, 6, 7, 8, 9, 10, 11));
-}
 
 constexpr IteratorType AS_NOW{0, 100};
 constexpr IteratorType FOLLOWING{1, 100};

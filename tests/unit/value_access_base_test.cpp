@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <climits>
 #include <cstddef>
-#include <functional>
 #include <map>
 #include <memory>
 #include <ostream>
@@ -71,10 +70,6 @@ class BareAccess : public ValueAccessBase {
         return 0;
     }
 
-    std::vector<const void*> fields() const { return {&m_value, &m_handler, &m_name, &m_connectTimeout}; }
-
-    static_assert(std::is_same_v<decltype(m_connectTimeout), int> && sizeof(int) * CHAR_BIT == 32);
-
     int status = 0;
     std::vector<int> timeouts;  // of each call of connect
 };
@@ -98,18 +93,6 @@ class BaseTest : public tests::TelevisionTest {
 
     BareAccess access{KEY};
 };
-
-// The shape of the class
-
-TEST(TheBaseOfAnAccessor, HasItsFieldsInOrder) {
-    const BareAccess access("any");
-    const std::vector<const void*> fields = access.fields();
-    EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end(), std::less<const void*>()));
-}
-
-TEST(TheBaseOfAnAccessor, LeavesConnectingToItsSubclasses) {
-    EXPECT_TRUE(std::is_abstract_v<ValueAccessBase>);
-}
 
 TEST(ASystemAccess, IsEmpty) {
     const SystemAccess access;

@@ -11,7 +11,6 @@
 #include <climits>
 #include <condition_variable>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -34,7 +33,6 @@
 #include "lomodelapi/observer.h"
 #include "platform_adaptation/system_access/value_handler.h"
 #include "recorders.h"
-#include "slot.h"
 #include "television_test.h"
 
 using namespace lomodelapi;
@@ -49,7 +47,6 @@ using testing::Pair;
 using tests::allocationsUntilFailure;
 using tests::eventually;
 using tests::LogLine;
-using tests::slotOf;
 using tests::ValueRecorder;
 
 namespace {
@@ -140,50 +137,6 @@ class AccessTest : public tests::TelevisionTest {
 
     static constexpr char KEY[] = "test.access.value";
 };
-
-// The interfaces
-
-TEST(TheAccessorInterface, HasItsOperationsInOrder) {
-    using Base = ValueAccessBase;
-    EXPECT_TRUE(std::has_virtual_destructor_v<Base>);
-    // A virtual destructor takes two slots.
-    const std::vector<std::size_t> slots{
-        slotOf<void(std::shared_ptr<ValueHandler>)>(&Base::setNewValueHandler),
-        slotOf<int(int)>(&Base::connect),
-        slotOf<int()>(&Base::disconnect),
-        slotOf<int()>(&Base::getType),
-        slotOf<std::string()>(&Base::getName),
-        slotOf<int(std::string&)>(&Base::getValue),
-        slotOf<int(int&)>(&Base::getValue),
-        slotOf<int(long long&)>(&Base::getValue),
-        slotOf<int(std::vector<std::string>&)>(&Base::getValue),
-        slotOf<int(std::vector<int>&)>(&Base::getValue),
-        slotOf<int(const std::string&)>(&Base::setValue),
-        slotOf<int(int)>(&Base::setValue),
-        slotOf<int(long long)>(&Base::setValue),
-        slotOf<int(const std::vector<std::string>&)>(&Base::setValue),
-        slotOf<int(const std::vector<int>&)>(&Base::setValue),
-        slotOf<void(const ValueObject&)>(&Base::onNewValue),
-    };
-    EXPECT_THAT(slots, ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17));
-}
-
-TEST(TheObserverInterfaces, HaveTheirDestructorADefaultOperationAndTheNotificationInThisOrder) {
-    EXPECT_TRUE(std::has_virtual_destructor_v<Observer>);
-    EXPECT_EQ(slotOf(&Observer::notifyAvailability), 2U);
-    EXPECT_EQ(slotOf(&ObserverNumericInteger::notifyNewValue), 3U);
-    EXPECT_EQ(slotOf(&ObserverNumericInt64::notifyNewValue), 3U);
-    EXPECT_EQ(slotOf(&ObserverString::notifyNewValue), 3U);
-    EXPECT_EQ(slotOf(&ObserverVectorNumericInteger::notifyIntegerVector), 3U);
-    EXPECT_EQ(slotOf(&ObserverVectorString::notifyStringVector), 3U);
-}
-
-TEST(TheHandlerInterface, HasItsNotificationBeforeItsDestructor) {
-    EXPECT_TRUE(std::has_virtual_destructor_v<ValueHandler>);
-    EXPECT_TRUE(std::is_abstract_v<ValueHandler>);
-    EXPECT_EQ(slotOf(&ValueHandler::onNewValue), 0U);
-    EXPECT_EQ(sizeof(ValueHandler), sizeof(void*));
-}
 
 // What is the same for the five kinds of observer
 
@@ -294,30 +247,6 @@ class ATypedAccessor : public AccessTest {
 using Observers = testing::Types<ObserverNumericInteger, ObserverNumericInt64, ObserverString,
                                  ObserverVectorNumericInteger, ObserverVectorString>;
 TYPED_TEST_SUITE(ATypedAccessor, Observers);
-
-TYPED_TEST(ATypedAccessor, HasTheNotificationsBehindTheOperationsOfItsBase) {
-    using Access = ValueAccessT<TypeParam>;
-    const std::vector<std::size_t> slots{
-        slotOf<int(int)>(&Access::connect),
-        slotOf<int()>(&Access::disconnect),
-        slotOf<void(int)>(&Access::notifyNewValue),
-        slotOf<void(long long)>(&Access::notifyNewValue),
-        slotOf<void(const std::string&)>(&Access::notifyNewValue),
-        slotOf<void(const std::vector<int>&)>(&Access::notifyIntegerVector),
-        slotOf<void(const std::vector<std::string>&)>(&Access::notifyStringVector),
-    };
-    EXPECT_THAT(slots, ElementsAre(3, 4, 18, 19, 20, 21, 22));
-}
-
-TYPED_TEST(ATypedAccessor, IsItsBaseFirstAndAnObserverSecondAndNothingElse) {
-    using Access = ValueAccessT<TypeParam>;
-    const Access access(this->KEY);
-    const auto* const start = reinterpret_cast<const char*>(&access);
-    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const ValueAccessBase*>(&access)), start);
-    EXPECT_EQ(reinterpret_cast<const char*>(static_cast<const TypeParam*>(&access)),
-              start + sizeof(ValueAccessBase));
-    EXPECT_EQ(sizeof(Access), sizeof(ValueAccessBase) + sizeof(TypeParam));
-}
 
 TYPED_TEST(ATypedAccessor, LeavesTheDefaultOperationOfTheObserver) {
     using Access = ValueAccessT<TypeParam>;
@@ -1229,16 +1158,6 @@ TEST_F(AnOwnersHandler, ReceivesTheChangesOfAKey) {
         ASSERT_TRUE(model.settle());
     }
     EXPECT_THAT(owner.calls, ElementsAre("plain 60"));
-}
-
-TEST_F(AnOwnersHandler, HoldsItsOwnerThenItsCallbackAndNothingElse) {
-    using Handler = ValueHandlerT<Owner>;
-    EXPECT_EQ(sizeof(Handler), sizeof(ValueHandler) + sizeof(Owner*) + sizeof(Handler::Callback));
-    Owner owner;
-    const Handler handler(&owner, nullptr);
-    const void* first = nullptr;
-    std::memcpy(&first, reinterpret_cast<const char*>(&handler) + sizeof(ValueHandler), sizeof first);
-    EXPECT_EQ(first, &owner);
 }
 
 }  // namespace
