@@ -173,8 +173,8 @@ TEST_P(TheExample, IsPlayedToItsEndAndItsExpectationsHold) {
 }
 
 TEST_P(TheExample, LeavesNoFaultBehind) {
-    const Scenario scenario = example();
-    EXPECT_EQ(ScenarioPlayer(television, scenario, {{}, {}}, 1000).wait().outcome, Outcome::FINISHED);
+    const ScenarioPlayer::Result result = ScenarioPlayer(television, example(), {{}, {}}, 1000).wait();
+    EXPECT_EQ(result.outcome, Outcome::FINISHED) << result.text;
     for (const simulated::FaultDefinition& definition : simulated::faultDefinitions()) {
         if (!definition.ofKey) {
             EXPECT_EQ(fault(television, "", definition.name), definition.harmless) << definition.name;

@@ -53,6 +53,7 @@ namespace {
 // Every step and every event, as they are written.
 constexpr char EVERYTHING[] = R"(title = "Everything"
 video = "off"
+scale_limits = true
 
 [[step]]
 at = 0.015
@@ -169,8 +170,8 @@ class AScenario : public tests::TelevisionTest {
         EXPECT_EQ(result.outcome, Outcome::FINISHED) << result.text;
     }
 
-    void expectFailed(const std::string& text, const std::string& why) {
-        const ScenarioPlayer::Result result = play(text);
+    void expectFailed(const std::string& text, const std::string& why, double speed = 1) {
+        const ScenarioPlayer::Result result = play(text, speed);
         EXPECT_EQ(result.outcome, Outcome::FAILED);
         EXPECT_EQ(result.text, why);
     }
@@ -269,7 +270,7 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{"step = [{ channel = 1 }, 3]\n", "1:26: steps are written as [[step]]"},
         Malformed{"[[step]\n", "1:"}, Malformed{"[[step]]\nset = \n", "2:"},
         Malformed{"[[step]]\nset = 'a'\nset = 'b'\n", "3:"}, Malformed{"[[step]]\nset = \"a\n", "2:"},
-        Malformed{"colour = 1\nstep = []\n", "1:1: 'colour' does not belong here; step, title, video do"},
+        Malformed{"colour = 1\nstep = []\n", "1:1: 'colour' does not belong here; scale_limits, step, title, video do"},
         Malformed{"video = \"\"\nstep = []\n", "1:9: must not be empty"},
         Malformed{"video = \"a\\nb\"\nstep = []\n", "1:9: the name of a film is one line"},
         Malformed{"video = \"a\\u0000b\"\nstep = []\n", "1:9: a text must not contain a NUL"},
@@ -725,6 +726,25 @@ TEST_F(AScenario, TakesItsTime) {
     const auto start = std::chrono::steady_clock::now();
     expectFinished(step("at = 0.05\n" + SET_60) + step("wait = 0.1\nchannel = 1\n"), 2);
     EXPECT_GE(std::chrono::steady_clock::now() - start, 75ms);
+}
+
+TEST_F(AScenario, KeepsItsPatienceHoweverFastItIsPlayed) {
+    for (const std::string missed : {"after = { channel = \"any\", within = 0.1 }\nchannel = 1\n",
+                                     "expect = \"dovra.sl2.i32.video.contrast\"\nis = 51\nwithin = 0.1\n"}) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(play(step(missed), 1'000'000).outcome, Outcome::FAILED) << missed;
+        EXPECT_GE(std::chrono::steady_clock::now() - start, 100ms) << missed;
+    }
+}
+
+// An hour at this speed is over at once; an hour of real time is beyond the limit of this test.
+TEST_F(AScenario, LosesItsPatienceEarlierIfItScalesItsLimits) {
+    const std::string head = "scale_limits = true\n";
+    expectFailed(head + step("after = { channel = \"any\", within = 3600 }\nchannel = 1\n"),
+                 "my.toml:2: waited 3600 s in vain for channel \"any\"", 1'000'000);
+    expectFailed(head + step("expect = \"dovra.sl2.i32.video.contrast\"\nis = 51\nwithin = 3600\n"),
+                 "my.toml:2: expected dovra.sl2.i32.video.contrast to be 51 within 3600 s, but it is 50",
+                 1'000'000);
 }
 
 TEST_F(AScenario, IsPlayedAtASpeedThatIsOne) {

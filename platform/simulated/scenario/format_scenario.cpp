@@ -126,6 +126,7 @@ std::string formatScenario(const Scenario& scenario) {
     std::string text;
     if (!scenario.title.empty()) text += "title = " + quoted(scenario.title) + '\n';
     if (!scenario.video.empty()) text += "video = " + quoted(scenario.video) + '\n';
+    if (scenario.scaleLimits) text += "scale_limits = true\n";
     if (scenario.steps.empty()) text += "step = []\n";
     for (const Step& step : scenario.steps) {
         Entries entries;

@@ -51,11 +51,12 @@ class Parser {
     }
 
     Scenario scenario(const toml::table& document) {
-        refuseUnknown(document, {"title", "video", "step"});
+        refuseUnknown(document, {"title", "video", "scale_limits", "step"});
         Scenario scenario;
         if (const toml::node* const title = document.get("title")) scenario.title = text(*title);
         if (const toml::node* const video = document.get("video")) scenario.video = videoOf(*video);
         m_pictureIsOff = scenario.video == "off";
+        if (const toml::node* const scale = document.get("scale_limits")) scenario.scaleLimits = flag(*scale);
         const toml::node* const steps = document.get("step");
         if (steps == nullptr) m_reader.fail(document.source(), "no [[step]] in it");
         if (!steps->is_array()) m_reader.fail(steps->source(), "steps are written as [[step]]");

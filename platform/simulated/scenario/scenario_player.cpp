@@ -167,7 +167,7 @@ class ScenarioPlayer::Implementation {
             m_line = step.line;
             if (i == 0) watch(m_next, step.after);
             if (step.at) sleepUntil(m_start + scaled(*step.at));
-            if (step.after && !await(m_next, step.after->within))
+            if (step.after && !await(m_next, limit(step.after->within)))
                 throw Failure("waited " + describe(step.after->within) + " s in vain for " +
                               describe(step.after->condition));
             sleepUntil(Clock::now() + scaled(step.wait));
@@ -189,6 +189,10 @@ class ScenarioPlayer::Implementation {
                                                            m_speed);
     }
 
+    Clock::duration limit(milliseconds within) const {
+        return m_scenario.scaleLimits ? scaled(within) : Clock::duration(within);
+    }
+
     void watch(Watch& watch, const std::optional<After>& after) {
         const std::lock_guard lock(m_mutex);
         watch.condition = after ? std::optional(after->condition) : std::nullopt;
@@ -200,7 +204,7 @@ class ScenarioPlayer::Implementation {
         if (m_changed.wait_until(lock, time, [this] { return m_stopping; })) throw Stopped();
     }
 
-    bool await(Watch& watch, milliseconds limit) {
+    bool await(Watch& watch, Clock::duration limit) {
         if (std::visit(Holds{m_television}, *watch.condition)) return true;
         std::unique_lock lock(m_mutex);
         const bool ended = m_changed.wait_for(lock, limit, [&] { return m_stopping || watch.sawEnough(); });
@@ -245,7 +249,7 @@ class ScenarioPlayer::Implementation {
     void perform(const ClearFaults&) { clearFaults(m_television); }
     void perform(const Expect& expect) {
         watch(m_expected, After{KeyReaches{expect.key, expect.value}, expect.within});
-        const bool reached = await(m_expected, expect.within);
+        const bool reached = await(m_expected, limit(expect.within));
         watch(m_expected, std::nullopt);
         if (reached) return;
         const std::string within =

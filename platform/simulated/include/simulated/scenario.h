@@ -85,7 +85,8 @@ struct Step {
 struct Scenario {
     std::string name;  // of the file, for messages
     std::string title;
-    std::string video;  // the path of a film, "scenes" or "off"; empty for what is shown already
+    std::string video;         // the path of a film, "scenes" or "off"; empty for what is shown already
+    bool scaleLimits = false;  // a player's speed shortens the limits of events and expectations, too
     std::vector<Step> steps;
 };
 

@@ -37,9 +37,9 @@ class ScenarioPlayer {
     static constexpr double LOWEST_SPEED = 0.001;
     static constexpr double HIGHEST_SPEED = 1'000'000;
 
-    // `speed` shortens the times of steps and their waits. It does not shorten the limits within which
-    // something is to happen, nor the times of faults. Throws std::invalid_argument for a speed beyond its
-    // limits.
+    // `speed` shortens the times of steps and their waits. It shortens the limits within which something is
+    // to happen only if the scenario says so, and never the times of faults. Throws std::invalid_argument for
+    // a speed beyond its limits.
     ScenarioPlayer(Television& television, Scenario scenario, Listener listener, double speed = 1);
     // Stops it and waits for its end.
     ~ScenarioPlayer();
