@@ -60,13 +60,18 @@ class TheTelevisionsPicture : public tests::RemoteTest {
         return false;
     }
 
+    // A busy machine may not deliver a frame within the library's two seconds.
+    bool captureEventually() {
+        return captureUntil([] { return true; });
+    }
+
     double mean = 0;  // of the last frame's bytes
     PictureCapture capture;
 };
 
 TEST_F(TheTelevisionsPicture, IsCapturedAndFollowsTheSettings) {
     startCapture();
-    ASSERT_TRUE(captureFrame());
+    ASSERT_TRUE(captureEventually());
     tests::Integer brightness(BRIGHTNESS);
     EXPECT_EQ(brightness.setValue(0), 0);
     EXPECT_TRUE(captureUntil([&] { return mean < 60; }));
@@ -78,7 +83,7 @@ TEST_F(TheTelevisionsPicture, IsCapturedAndFollowsTheSettings) {
 
 TEST_F(TheTelevisionsPicture, IsBackWithATelevisionThatWasKilled) {
     startCapture();
-    ASSERT_TRUE(captureFrame());
+    ASSERT_TRUE(captureEventually());
     for (int life = 0; life < 2; ++life) {
         std::atomic<bool> ending{false};
         std::thread service([&] {
@@ -91,7 +96,7 @@ TEST_F(TheTelevisionsPicture, IsBackWithATelevisionThatWasKilled) {
         ending = true;
         service.join();
         switchOn();
-        EXPECT_TRUE(captureUntil([] { return true; }));
+        EXPECT_TRUE(captureEventually());
     }
     capture.stop();
 }
@@ -101,7 +106,7 @@ TEST_F(TheTelevisionsPicture, IsMissingWhileThePipelineHangs) {
     television.setFault("", "video.stalled", 1);
     EXPECT_FALSE(captureFrame());
     television.setFault("", "video.stalled", 0);
-    EXPECT_TRUE(captureUntil([] { return true; }));
+    EXPECT_TRUE(captureEventually());
     capture.stop();
 }
 
@@ -110,7 +115,7 @@ TEST_F(TheTelevisionsPicture, IsBackWithATelevisionThatWasKilledWhileItHung) {
     television.setFault("", "video.stalled", 1);
     television.kill();
     switchOn();
-    EXPECT_TRUE(captureUntil([] { return true; }));
+    EXPECT_TRUE(captureEventually());
     capture.stop();
 }
 
@@ -125,13 +130,13 @@ TEST_F(TheTelevisionsPicture, IsTheOnlyOneOfTheMachine) {
     EXPECT_EQ(second.get<int>(BRIGHTNESS), 50);
     EXPECT_EQ(second.stop(), 0);
     startCapture();
-    EXPECT_TRUE(captureFrame());
+    EXPECT_TRUE(captureEventually());
     capture.stop();
 }
 
 TEST_F(TheTelevisionsPicture, LeavesNothingBehindWhenTheTelevisionEnds) {
     startCapture();
-    EXPECT_TRUE(captureFrame());
+    EXPECT_TRUE(captureEventually());
     capture.stop();
     EXPECT_EQ(television.stop(), 0);
     EXPECT_EQ(mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY), -1);
