@@ -12,6 +12,7 @@
 #include <iostream>
 #include <memory>
 
+#include "event_text.h"
 #include "line.h"
 #include "platform_server.h"
 #include "private_bus.h"
@@ -44,6 +45,26 @@ void describe(const TelevisionOptions& options, const std::string& video, const 
     }
     std::cout << "  busctl    busctl --address=" << place.address << " tree " << place.busName() << '\n';
 }
+
+// Prints a line for each event on the television, with the time since its construction.
+class EventLog {
+  public:
+    explicit EventLog(simulated::Events& events)
+        : m_subscription(events, [this](const simulated::Event& event) { print(event); }) {}
+
+  private:
+    void print(const simulated::Event& event) const {
+        const nlohmann::json line = television::toLogLine(event);
+        if (line.is_null()) return;
+        const auto time = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_start);
+        std::cout << stepLine(time, line["kind"].get<std::string>() + ": " + line["text"].get<std::string>())
+                  << std::flush;
+    }
+
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point m_start = Clock::now();
+    const simulated::Events::Subscription m_subscription;  // last: it uses all of the above
+};
 
 // The film is the problem if the television can show generated scenes.
 [[noreturn]] void refuseToShow(const std::string& video, simulated::Television& television) {
@@ -162,6 +183,8 @@ void serve(const TelevisionOptions& options, const sigset_t& endSignals, const R
     describe(options, shows ? options.video : "off", place, request != nullptr);
     if (screen) std::cout << "  page      " << screen->url() << '\n';
     std::cout << std::flush;
+    std::optional<EventLog> eventLog;
+    if (request != nullptr) eventLog.emplace(television.events());
     if (request != nullptr && request->scenario) play(*request, scenarios);
     if (request != nullptr) request->onReady();
 

@@ -2,6 +2,7 @@
 
 #include <utf8.h>
 
+#include <algorithm>
 #include <chrono>
 #include <future>
 #include <iterator>
@@ -14,6 +15,7 @@
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
 #include "protocol.h"
+#include "scenes.h"
 #include "simulated/catalogue.h"
 #include "simulated/faults.h"
 
@@ -334,9 +336,21 @@ void TelevisionObjects::addTelevision() {
         return Nothing();
     });
     methods.add<std::string>("ShowScene", {{"scene"}, {}}, [&tv](const std::string& scene) {
+        const auto& names = pipeline::SCENE_NAMES;
+        if (!scene.empty() && std::find(names.begin(), names.end(), scene) == names.end()) {
+            std::string known;
+            for (const std::string_view name : names) known += ' ' + std::string(name);
+            bus::refuse(bus::WRONG_VALUE, "there is no scene '" + scene + "', but" + known);
+        }
         tv.video().showProgramme(scene);
         return Nothing();
     });
+    methods.add<std::uint32_t, std::uint32_t>(
+        "Picture", {{"width", "height"}, {"rgba"}}, [&tv](std::uint32_t width, std::uint32_t height) {
+            const simulated::Picture picture = tv.video().picture(width, height);
+            if (picture.rgba.empty()) bus::refuse(bus::REFUSED, "no picture: " + picture.problem);
+            return std::tuple(picture.rgba);
+        });
 
     using Definition = sdbus::Struct<std::string, bool, std::int64_t, std::int64_t, std::string>;
     methods.add<>("ListFaults", {{}, {"faults"}}, [] {
