@@ -26,6 +26,9 @@ install(DIRECTORY include/platform_adaptation DESTINATION ${CMAKE_INSTALL_INCLUD
 if(NOT PLATFORM_SDK)
   install(DIRECTORY platform/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/platform_adaptation/platform
     COMPONENT dev)
+  install(TARGETS television_control EXPORT platform_adaptation)
+  install(DIRECTORY platform/simulated/include/
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/platform_adaptation/television_control COMPONENT dev)
   if(TARGET aipq-video-pipeline)
     install(TARGETS aipq-video-pipeline DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/platform_adaptation
       COMPONENT simulator)

@@ -31,7 +31,7 @@ set(CPACK_DEBIAN_PACKAGE_RELEASE ${CMAKE_MATCH_1})
 
 set(CPACK_COMPONENTS_ALL runtime platform dev)
 if(PLATFORM_ADAPTATION_TOOLS)
-  list(APPEND CPACK_COMPONENTS_ALL simulator tools)
+  list(APPEND CPACK_COMPONENTS_ALL simulator tools python)
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -85,7 +85,8 @@ set(CPACK_DEBIAN_DEV_PACKAGE_MULTIARCH same)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
   "${library_package} ${same_version}, ${platform_package} ${same_version}, libboost-dev (>= 1.71)")
 set(CPACK_DEBIAN_DEV_DESCRIPTION "platform adaptation of a television - development files
-Headers of the library and of the platform, CMake package and pkg-config file.
+Headers of the library, of the platform and of the simulated television, CMake
+package and pkg-config file.
 A program that is built with them runs on a television, too.")
 
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_NAME aipq-television)
@@ -108,6 +109,19 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "aipq-television ${same_version}")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "command line for a television's picture quality
 Lists, reads, sets and watches what the platform adaptation library offers,
 saves frames, and examines a platform with 'aipqctl doctor'.")
+
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-aipq-television)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_MULTIARCH foreign)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "aipq-television ${same_version}, python3 (>= 3.11), python3-jeepney")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "python3-pytest")
+set(CPACK_DEBIAN_PYTHON_DESCRIPTION "tests on a simulated television in Python
+A module that starts a private television for a test, changes and breaks it,
+and waits for what it announces; and a pytest plugin with the fixture
+'television'.")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${debian_dir}/python/postinst ${debian_dir}/python/prerm)
 
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER CPACK_DEBIAN_${component}_PACKAGE_NAME name)

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Who may include whom: a client's headers and programs see include/ and what those headers need of the platform;
 # the library sees include/, its own source/ and platform/include/; the platform's headers and the simulated
-# television see platform/ only. Tests see everything.
+# television see platform/ only. An example of a test sees what is installed of the simulated television, too. Tests see
+# everything.
 set -euo pipefail
 cd "$1"
 
@@ -22,6 +23,7 @@ allowed() {  # FILE INCLUDED
         source/*) [[ $2 == include/* || $2 == source/* || $2 == platform/include/* ]] ;;
         platform/include/*) [[ $2 == platform/include/* ]] ;;
         platform/simulated/*) [[ $2 == platform/* ]] ;;
+        examples/*_test.cpp) [[ $2 == include/* || $2 == platform/simulated/include/* ]] ;;
         examples/*) [[ $2 == include/* || $2 == examples/* ]] ;;
         *) true ;;
     esac

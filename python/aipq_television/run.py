@@ -1,0 +1,88 @@
+"""A private television: `aipq-television run`, and programs that enter it."""
+
+import os
+import shutil
+import subprocess
+import tempfile
+import threading
+from typing import Dict, List, Sequence, Union
+
+from .bus import TelevisionError
+
+__tracebackhide__ = True
+
+PathText = Union[str, "os.PathLike[str]"]
+
+_PROGRAM = "aipq-television"
+END_LIMIT = 30.0
+# Prints what programs need to enter, and ends with this process, which has the other end of its standard input.
+_KEEPER = 'printf "%s\\n" "$$" "$AIPQ_TV" "$AIPQ_TV_FOLDER"; exec cat >/dev/null'
+
+
+class Run:
+    """A process `aipq-television run`, whose command only waits for end()."""
+
+    def __init__(self, options: Sequence[str]) -> None:
+        self._log = tempfile.TemporaryFile()
+        self._errors = tempfile.TemporaryFile()
+        self._ending = False
+        log = self._log.fileno()
+        try:
+            # In a session of its own, it does not get the terminal's Ctrl-C.
+            self._process = subprocess.Popen(
+                [_PROGRAM, "run", "--log", f"/proc/self/fd/{log}", *options, "--", "sh", "-c", _KEEPER],
+                stdin=subprocess.PIPE,
+                stdout=subprocess.PIPE,
+                stderr=self._errors,
+                text=True,
+                pass_fds=[log],
+                start_new_session=True,
+            )
+        except OSError as error:
+            why = f"cannot execute '{_PROGRAM}': {error.strerror}: install the package {_PROGRAM}"
+            raise TelevisionError(why) from None
+        assert self._process.stdin and self._process.stdout
+        with self._process.stdout as output:
+            keeper, self.address, folder = (output.readline().rstrip("\n") for _ in range(3))
+        if not folder:
+            self._process.stdin.close()
+            raise TelevisionError(self.describe_end())
+        self.environment = {"AIPQ_TV": self.address, "AIPQ_TV_FOLDER": folder}
+        self._enter = ["nsenter", f"--target={keeper}", "--ipc"]
+        if os.readlink(f"/proc/{keeper}/ns/user") != os.readlink("/proc/self/ns/user"):
+            self._enter += ["--user", "--preserve-credentials"]
+
+    def command(self, words: Sequence[PathText], environment: Dict[str, str]) -> List[PathText]:
+        """The command that enters the television's IPC namespace and becomes these words' program."""
+        program = os.fspath(words[0])
+        if not shutil.which(program, path=environment.get("PATH")) and os.sep not in program:
+            raise FileNotFoundError(f"there is no program '{program}' on the PATH")
+        # The kernel watches the thread that starts the program, so only the main thread's end counts.
+        on_main_thread = threading.current_thread() is threading.main_thread()
+        mortal = ["setpriv", "--pdeathsig", "KILL", "--"] if on_main_thread else []
+        return [*self._enter, "--", *mortal, *words]
+
+    def log(self) -> str:
+        size = os.fstat(self._log.fileno()).st_size
+        return os.pread(self._log.fileno(), size, 0).decode(errors="replace")
+
+    def describe_end(self) -> str:
+        """Why the television does not run any more. Waits for its end."""
+        try:
+            code = self._process.wait(END_LIMIT)
+        except subprocess.TimeoutExpired:
+            return "the television does not answer"
+        errors = os.pread(self._errors.fileno(), 4096, 0).decode(errors="replace").strip()
+        return errors.replace(f"{_PROGRAM}: ", "") or f"the television ended with exit code {code}"
+
+    def end(self) -> str:
+        """Ends the television. Returns what went wrong until now, or nothing."""
+        assert self._process.stdin
+        self._process.stdin.close()
+        try:
+            return self.describe_end() if self._process.wait(END_LIMIT) else ""
+        except subprocess.TimeoutExpired:
+            # A process that was forked from this one has the keeper's standard input, too.
+            self._process.terminate()
+            self._process.wait()
+            return ""
