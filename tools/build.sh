@@ -21,6 +21,7 @@ BUILD_PACKAGES=(
 TEST_PACKAGES=(
     python3                     # the ABI, the footprint and the documentation
     valgrind                    # counts the hot operations' instructions
+    python3-pytest python3-jeepney mypy  # tests in Python
     python3-jsonschema libxml2-utils mandoc  # check the tools' JSON, XML and manual
     gstreamer1.0-tools          # makes the films that the tests play
     systemd                     # busctl, with which people use the television

@@ -60,7 +60,7 @@ class Bus:
         self._changes: Deque[Any] = deque()
         try:
             self._connection = open_dbus_connection(address, auth_timeout=ANSWER_LIMIT)
-        except (OSError, EOFError):
+        except (OSError, EOFError, ValueError, RuntimeError):  # of jeepney: for an address that is none
             raise TelevisionGone(describe_end()) from None
 
     def close(self) -> None:
@@ -102,8 +102,9 @@ class Bus:
     def following(self, path: str) -> Iterator[None]:
         """In its block, next_change() returns the changes of this object's properties."""
         rule = MatchRule(type="signal", interface=PROPERTIES, member="PropertiesChanged", path=path)
-        self._changes.clear()
         self.answer(self._send(message_bus.AddMatch(rule)), ANSWER_LIMIT)
+        # Those of an object that was followed before arrived before this answer.
+        self._changes.clear()
         try:
             yield
         finally:

@@ -82,7 +82,7 @@ class Scenario:
     def __init__(self, bus: Bus, file: PathText, speed: float) -> None:
         self._bus: Optional[Bus] = bus  # until its end
         self._name = os.fspath(file)
-        text = Path(file).read_text()
+        text = Path(file).read_text(encoding="utf-8")
         self._serial = bus.send(f"{OBJECT}/scenarios", _SCENARIOS, "Play", "ssd", self._name, text, speed)
 
     def wait(self, timeout: Optional[float] = None) -> None:
@@ -162,12 +162,12 @@ class Television:
             if run:
                 run.end()
             raise
-        self._keys = [
+        self._keys = sorted(
             _Key(interfaces["aipq.television.Key"]["Name"][1], name, interfaces[name][property_][0])
             for interfaces in objects.values()
             for name, property_ in _PROPERTIES.items()
             if name in interfaces
-        ]
+        )
 
     def close(self) -> None:
         """Ends the programs that start() started, and a private television. Raises TelevisionError if it had ended."""

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# check.sh BUILD.SH make|files|dependencies|cmake|pkg_config|headers|programs|unit|lintian|together: makes the Debian packages
+# check.sh BUILD.SH make|files|dependencies|cmake|pkg_config|headers|programs|python|unit|lintian|together: makes the Debian packages
 # of a build, and looks at them as who installs them would. BUILD.SH is written by CMake and describes the build.
 set -euo pipefail
 source "$1"
@@ -88,8 +88,8 @@ check_files() {
 
     local triplet
     for package in "$packages"/*.deb; do
-        triplet=$(dpkg-architecture -a "$(field "$package" Architecture)" -q DEB_HOST_MULTIARCH)
-        ! files_of "$package" | grep '^/usr/lib/' | grep -Ev "^/usr/lib/($triplet|systemd/user)/" ||
+        triplet=$(dpkg-architecture -a "$(field "$package" Architecture | sed 's/^all$/amd64/')" -q DEB_HOST_MULTIARCH)
+        ! files_of "$package" | grep '^/usr/lib/' | grep -Ev "^/usr/lib/($triplet|systemd/user|python3/dist-packages)/" ||
             complain "${package##*/} has files in /usr/lib that are not in the folder of its architecture."
     done
 
@@ -191,6 +191,7 @@ check_cmake() {
         grep -q "^platform_adaptation_DIR:PATH=$root/usr/" "$build/CMakeCache.txt" ||
             complain "CMake found another platform_adaptation than the packages'."
         "$cmake" --build "$build" -j2 >"$work/build.log" || { cat "$work/build.log"; exit 1; }
+        client "${emulate[@]}" "$build/dimmer_test" || complain "The test that ${compiler##*/} built fails."
         for standard in "${standards[@]}"; do
             run_consumer "$compiler" "$build/consumer_$standard"
         done
@@ -216,14 +217,18 @@ check_pkg_config() {
 }
 
 check_headers() {
-    local compiler header flags count=0
-    flags=$(flags_of_package --cflags)
+    local compiler header flags standard count=0
+    flags="$(flags_of_package --cflags) -I$root/usr/include/platform_adaptation/television_control"
     for header in $(cd "$root/usr/include" && find . -name '*.h' | sed 's,^\./,,'); do
         count=$((count + 1))
+        case $header in
+            platform_adaptation/television_control/*) standard=17 ;;
+            *) standard=11 ;;
+        esac
         for compiler in "${compilers[@]}"; do
             # shellcheck disable=SC2086
-            echo "#include \"${header#platform_adaptation/platform/}\"" |
-                "$compiler" -std=c++11 -pedantic -Wall -Wextra -Werror -Wno-psabi -fsyntax-only -x c++ - $flags ||
+            sed -E 's,platform_adaptation/(platform|television_control)/,,; s/.*/#include "&"/' <<<"$header" |
+                "$compiler" -std=c++$standard -pedantic -Wall -Wextra -Werror -Wno-psabi -fsyntax-only -x c++ - $flags ||
                 complain "$compiler: $header does not compile alone."
         done
     done
@@ -242,6 +247,15 @@ check_programs() {
             complain "$file has no completion for bash and zsh."
     done
     client "$root/usr/libexec/platform_adaptation/aipq-video-pipeline" --help >/dev/null
+}
+
+# The example, with Debian's Python and what the packages bring.
+check_python() {
+    local said
+    said=$(env -u LD_LIBRARY_PATH PATH="$root/usr/bin:$build_dir/bin:$PATH" PYTHONPATH="$root/usr/lib/python3/dist-packages" \
+        /usr/bin/python3 -B -m pytest -p no:cacheprovider "$source_dir/examples/test_picture_service.py" 2>&1) ||
+        complain "The example of a test in Python fails: $said"
+    [[ $said == *"plugins: "*"aipq-television-${version%-*}"* ]] || complain "pytest does not know the plugin: $said"
 }
 
 check_unit() {
@@ -276,7 +290,7 @@ check_together() {
     make_packages "$work/of_host" "$host_build"
     local dpkg=(dpkg --root="$work/together" --log=/dev/null --force-not-root,depends,bad-path)
     "${dpkg[@]}" --add-architecture armhf
-    "${dpkg[@]}" --install "$packages"/*.deb "$work/of_host"/*.deb >"$work/dpkg.log" 2>&1 ||
+    "${dpkg[@]}" --install "$packages"/*.deb "$work/of_host"/*_amd64.deb >"$work/dpkg.log" 2>&1 ||
         { complain "The packages cannot be installed together."; grep -A 2 '^dpkg: error' "$work/dpkg.log"; }
     local name
     for name in libplatform-adaptation1 libsimulated-television1 libplatform-adaptation-dev; do

@@ -68,7 +68,7 @@ CLI::App* addRun(CLI::App& app, Options& options) {
     run->add_option("--video", options.own.video, VIDEO_HELP)->capture_default_str();
     run->add_option("--scenario", options.scenario, "the scenario that it plays");
     run->add_option("--catalogue", options.own.catalogue, CATALOGUE_HELP);
-    run->add_option("--log", options.log, "the file for what the television prints; without it, nowhere");
+    run->add_option("--log", options.log, "the file for what happens on the television, and for what it prints");
     run->footer(RUN_EXIT_CODES);
     return run;
 }
