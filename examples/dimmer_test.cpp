@@ -1,5 +1,5 @@
-// A test of a service against faults of the television, without a test framework: the exit code is the number of
-// failed checks.
+// A test of a service against faults of the television, without a test framework: the exit code is the number
+// of failed checks.
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -24,8 +24,8 @@ class Dimmer {
         m_brightness.connect(1000);
     }
 
-    // Returns whether the television has this brightness now. An announcement shortens the wait; a lost one does not
-    // matter.
+    // Returns whether the television has this brightness now. An announcement shortens the wait; a lost one
+    // does not matter.
     bool dimTo(int wanted) {
         if (m_brightness.setValue(wanted) != 0) return false;
         std::unique_lock<std::mutex> lock(m_mutex);

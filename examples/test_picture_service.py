@@ -1,10 +1,9 @@
 """A test of a service on a television of its own: pytest test_picture_service.py"""
 
 
-def test_a_dark_scene_is_lifted_until_the_service_ends(television, tmp_path):
+def test_dark_scenes_are_lifted_and_bright_ones_calmed(television, tmp_path):
     television.show_scene("night")
-    service = television.start(["picture_service", tmp_path])
+    television.start(["picture_service", tmp_path])
     television.wait_for("brightness", lambda brightness: brightness > 50, timeout=60)
-    service.terminate()
-    assert service.wait(60) == 0
-    assert television.get("brightness") == 50
+    television.show_scene("snow")
+    television.wait_for("brightness", lambda brightness: brightness < 50, timeout=60)

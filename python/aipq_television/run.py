@@ -58,9 +58,11 @@ class Run:
         if not shutil.which(program, path=environment.get("PATH")) and os.sep not in program:
             raise FileNotFoundError(f"there is no program '{program}' on the PATH")
         # The kernel watches the thread that starts the program, so only the main thread's end counts.
-        on_main_thread = threading.current_thread() is threading.main_thread()
-        mortal = ["setpriv", "--pdeathsig", "KILL", "--"] if on_main_thread else []
-        return [*self._enter, "--", *mortal, *words]
+        if threading.current_thread() is not threading.main_thread():
+            return [*self._enter, "--", *words]
+        # This process may have ended before the kernel watched it.
+        unless_ended = ["sh", "-c", 'test $PPID = "$0" && exec "$@"', str(os.getpid())]
+        return [*self._enter, "--", "setpriv", "--pdeathsig", "KILL", "--", *unless_ended, *words]
 
     def log(self) -> str:
         size = os.fstat(self._log.fileno()).st_size
