@@ -221,6 +221,8 @@ TEST_F(ACommandWithItsOwnTelevision, HasWhatTheTelevisionPrintsInTheLogOnly) {
     const std::string text = contentOf(log);
     EXPECT_THAT(text, StartsWith("The television 'living-room' is on and shows generated scenes.\n"));
     EXPECT_THAT(text, HasSubstr(" s  set \"dovra.sl2.i32.video.contrast\", to 7\n"));
+    EXPECT_THAT(text, HasSubstr(" s  value: dovra.sl2.i32.video.contrast = 7\n"));
+    EXPECT_THAT(text, HasSubstr(" s  client: a client subscribes to dovra.sl2.i32.video.contrast\n"));
 }
 
 TEST_F(ACommandWithItsOwnTelevision, FailsWithItsLogUnlessItFailsItself) {
