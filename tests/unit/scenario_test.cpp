@@ -462,8 +462,6 @@ class Service {
         return m_told;
     }
 
-    SystemState state{"aipq"};
-
   private:
     static void onState(TVPowerState value, void* self) {
         Service& service = *static_cast<Service*>(self);
@@ -473,6 +471,9 @@ class Service {
 
     std::mutex m_mutex;
     std::vector<int> m_told;
+
+  public:
+    SystemState state{"aipq"};  // destroyed first: after that, nothing is called
 };
 
 TEST_F(AScenario, TellsOneApplicationOrAll) {

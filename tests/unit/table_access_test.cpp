@@ -368,12 +368,15 @@ TEST_F(AnIteratorAccessor, KeepsItsIteratorIfItCannotBeCreatedAgain) {
 
 TEST_F(AnIteratorAccessor, HasNoIteratorOfAnObjectThatIsNoTable) {
     define(OBJECT_TYPE_NUMERIC_INTEGER, 1);
-    const auto access = make();
-    EXPECT_EQ(access->create(), 0);
-    EXPECT_EQ(access->getIterator(), nullptr);
-    EXPECT_EQ(access->destroy(), 0);
-    EXPECT_THAT(answers(), IsEmpty());
+    {
+        const auto access = make();
+        EXPECT_EQ(access->create(), 0);
+        EXPECT_EQ(access->getIterator(), nullptr);
+        EXPECT_EQ(access->destroy(), 0);
+        EXPECT_THAT(answers(), IsEmpty());
+    }
     define(OBJECT_TYPE_TABLE, {});
+    const auto access = make();
     EXPECT_EQ(access->create(), 0);
     EXPECT_NE(access->getIterator(), nullptr);
 }
