@@ -4,6 +4,7 @@
 //                              tuner.luma tuner.sat tuner.hue pq
 //        clip PATH             play a film
 //        scenes | scene NAME   all generated scenes in turn, or one of them
+//        input NAME            the card of an input
 //        pause | play
 //        preview WIDTHxHEIGHT  leave what is on, as the settings make it, in the preview memory
 //   out  ready                 the first frame is there; or "error TEXT", and the process ends

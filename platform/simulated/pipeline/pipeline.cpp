@@ -147,6 +147,10 @@ std::string Pipeline::execute(const std::string& line) {
         return setPicture(m_picture, word[1], {word.begin() + 2, word.end()});
     }
     if (word.size() == 2 && word[0] == "scene") return showScene(word[1]);
+    if (word.size() == 2 && word[0] == "input") {
+        show(std::make_unique<SceneSource>(std::string(word[1])));
+        return {};
+    }
     if (word.size() == 2 && word[0] == "preview") {
         return m_preview.show(word[1], [this](Image& image) { return render(image); });
     }

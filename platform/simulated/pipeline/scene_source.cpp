@@ -2,6 +2,7 @@
 
 #include <ratio>
 
+#include "card.h"
 #include "scenes.h"
 
 namespace pipeline {
@@ -26,7 +27,9 @@ SceneSource::Clock::duration SceneSource::elapsed() const {
 
 bool SceneSource::render(Image& image) {
     const Clock::duration time = elapsed();
-    if (m_onlyScene) {
+    if (!m_card.empty()) {
+        drawCard(m_card, inSeconds(time % SINGLE_SCENE_DURATION), image);
+    } else if (m_onlyScene) {
         drawScene(*m_onlyScene, inSeconds(time % SINGLE_SCENE_DURATION), image);
     } else {
         const auto scene = static_cast<std::size_t>(time / SCENE_DURATION) % SCENE_NAMES.size();

@@ -4,16 +4,20 @@
 #include <chrono>
 #include <cstddef>
 #include <optional>
+#include <string>
+#include <utility>
 
 #include "frame_source.h"
 
 namespace pipeline {
 
-// Shows the computer-drawn scenes in turn, or only one of them. Nothing is drawn until somebody wants a
-// frame.
+// Shows the computer-drawn scenes in turn, or only one of them, or the card of an input. Nothing is drawn
+// until somebody wants a frame.
 class SceneSource : public FrameSource {
   public:
     explicit SceneSource(std::optional<std::size_t> onlyScene = std::nullopt) : m_onlyScene(onlyScene) {}
+
+    explicit SceneSource(std::string card) : m_card(std::move(card)) {}
 
     bool render(Image& image) override;
     void setPaused(bool paused) override;
@@ -24,6 +28,7 @@ class SceneSource : public FrameSource {
     Clock::duration elapsed() const;
 
     std::optional<std::size_t> m_onlyScene;
+    std::string m_card;  // the input's name; empty for scenes
     bool m_paused = false;
     Clock::time_point m_started = Clock::now();
     Clock::duration m_shownBefore{};  // until the last pause

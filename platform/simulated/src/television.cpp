@@ -31,9 +31,12 @@ constexpr std::array<PictureSetting, 10> PICTURE_SETTINGS{{
     {"dovra.sl2.vint.video.aipq.pq.setting", "pq"},
 }};
 
+constexpr char SOURCE[] = "dovra.sl2.str.source.current.path";
 constexpr char FORMAT[] = "dovra.sl2.str.video.format.info";
 
-void showSetting(VideoPipeline& video, const std::string& key, const Value& value) {
+void showValue(VideoPipeline& video, const std::string& key, const Value& value) {
+    if (const auto* const source = std::get_if<std::string>(&value); source != nullptr && key == SOURCE)
+        video.showSource(*source);
     const auto setting = std::find_if(PICTURE_SETTINGS.begin(), PICTURE_SETTINGS.end(),
                                       [&](const PictureSetting& candidate) { return candidate.key == key; });
     if (setting == PICTURE_SETTINGS.end()) return;
@@ -63,9 +66,8 @@ Television& Television::instance() {
 
 Television::Television() : m_model(std::make_unique<Model>(catalogueOrExit(), m_events)) {
     m_sourceSwitch = std::make_unique<SourceSwitch>(*m_model, m_video, m_events);
-    for (const KeyDefinition& key : m_model->keys()) showSetting(m_video, key.name, key.initial);
-    m_model->onChange(
-        [this](const std::string& key, const Value& value) { showSetting(m_video, key, value); });
+    for (const KeyDefinition& key : m_model->keys()) showValue(m_video, key.name, key.initial);
+    m_model->onChange([this](const std::string& key, const Value& value) { showValue(m_video, key, value); });
 }
 
 void Television::reset() {

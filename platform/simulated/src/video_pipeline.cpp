@@ -8,12 +8,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstring>
 #include <functional>
 #include <iostream>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <sstream>
@@ -31,6 +33,7 @@ constexpr char PROGRAM[] = "aipq-video-pipeline";
 constexpr int CONTROL_FD = 3;
 constexpr int PREVIEW_FD = 4;
 constexpr std::size_t PREVIEW_BYTES = std::size_t{4} * 1280 * 720;
+constexpr std::size_t CARD_MAX_LENGTH = 16;
 constexpr char DIED[] = "the video pipeline died";
 constexpr auto START_LIMIT = std::chrono::seconds(20);
 constexpr auto ANSWER_LIMIT = std::chrono::seconds(10);
@@ -101,6 +104,8 @@ std::string describeNext(Pause pause, std::size_t tries, std::size_t mostTries, 
     }
     return text.str();
 }
+
+bool isLetterOrDigit(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; }
 
 // One write, because other threads and processes write to this stream, too.
 void report(const std::string& line) { std::cerr << "simulated television: " + line + '\n'; }
@@ -415,7 +420,8 @@ void VideoPipeline::watch(std::promise<bool> first) {
         if (const std::shared_ptr<Connection> connection = m_connection) {
             // The process reads these commands when it is ready.
             for (const auto& [name, values] : m_settings) connection->post("set " + name + ' ' + values);
-            if (!m_scene.empty()) connection->post("scene " + m_scene);
+            const std::string started = m_clip.empty() ? "scenes" : "clip " + m_clip;
+            if (showCommand() != started) connection->post(showCommand());
             if (m_paused) connection->post("pause");
             lock.unlock();
             const std::string end = connection->serve([&] {
@@ -548,12 +554,29 @@ void VideoPipeline::applySetting(const std::string& name, const std::string& val
 
 void VideoPipeline::showProgramme(const std::string& scene) {
     const std::lock_guard lock(m_mutex);
-    if (m_scene == scene) return;
+    if (m_scene == scene && m_input.empty()) return;
     m_scene = scene;
+    m_input.clear();
     m_events.tell(ShowScene{scene});
-    if (!m_connection) return;
-    const std::string started = m_clip.empty() ? "scenes" : "clip " + m_clip;
-    m_connection->post(scene.empty() ? started : "scene " + scene);
+    if (m_connection) m_connection->post(showCommand());
+}
+
+void VideoPipeline::showSource(const std::string& source) {
+    std::string input;
+    if (source != "TV")
+        std::copy_if(source.begin(), source.end(), std::back_inserter(input), isLetterOrDigit);
+    input.resize(std::min(input.size(), CARD_MAX_LENGTH));
+    const std::lock_guard lock(m_mutex);
+    const std::string before = showCommand();
+    m_input = input;
+    if (m_connection && showCommand() != before) m_connection->post(showCommand());
+}
+
+// What makes the process show what is on now.
+std::string VideoPipeline::showCommand() const {
+    if (!m_clip.empty() && (!m_input.empty() || m_scene.empty())) return "clip " + m_clip;
+    if (!m_input.empty()) return "input " + m_input;
+    return m_scene.empty() ? "scenes" : "scene " + m_scene;
 }
 
 void VideoPipeline::pause(bool paused) {

@@ -215,6 +215,9 @@ class VideoPipeline {
     // Shows a generated scene, or, for an empty name, the film or the scenes of the last start(). Does not
     // wait. Also applies after a new start.
     void showProgramme(const std::string& scene);
+    // Shows the picture of this source: a card with its name or, for "TV", the programme. A film stays on every
+    // source. Does not wait. Also applies after a new start, until showProgramme().
+    void showSource(const std::string& source);
     // Pauses and continues the film or the scene. Does not wait. Also applies after a new start.
     void pause(bool paused);
 
@@ -233,6 +236,7 @@ class VideoPipeline {
     void becomeReady(bool again);
     bool end(int signalNumber);
     std::shared_ptr<Connection> connection() const;
+    std::string showCommand() const;
 
     Events& m_events;
     std::mutex m_operation;  // one start, stop or kill at a time; before m_mutex
@@ -250,6 +254,7 @@ class VideoPipeline {
     bool m_stalled = false;
     bool m_paused = false;
     std::string m_scene;
+    std::string m_input;  // the name on its card; empty for the programme
     std::string m_error;
 };
 
