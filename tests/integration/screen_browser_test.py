@@ -1,11 +1,15 @@
 #!/usr/bin/python3
 """The simulated television's page as its user sees it: in headless Chromium.
 
-screen_browser_test.py SCREEN_SERVER [FOLDER]: screenshots go to FOLDER, if it is given.
+screen_browser_test.py AIPQ_TELEVISION CLASS [FOLDER]: runs the tests of CLASS; screenshots go to FOLDER, if given.
 """
+import glob
 import os
+import re
+import signal
 import subprocess
 import sys
+import tempfile
 import unittest
 
 from selenium import webdriver
@@ -31,7 +35,7 @@ MEAN_LUMA = """
 """
 
 
-class ThePage(unittest.TestCase):
+class ABrowser(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         options = webdriver.ChromeOptions()
@@ -42,24 +46,36 @@ class ThePage(unittest.TestCase):
         cls.addClassCleanup(cls.browser.quit)
 
     def setUp(self):
-        environment = dict(os.environ, AIPQ_TV_VIDEO='scenes')
-        self.server = subprocess.Popen([sys.argv[1]], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
-                                       env=environment)
-        self.addCleanup(self.end_server)
-        self.url = self.server.stdout.readline().strip()
-        self.assertTrue(self.url.startswith('http://127.0.0.1:'), self.url)
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        self.start_television()
+        self.addCleanup(self.end_television)
 
         self.resize(1280, 800)
+        self.browser.get(self.url)
+        self.browser.execute_script('localStorage.clear()')
         self.browser.get(self.url)
         self.wait_for(lambda: self.text('connection') == 'connected')
         # One scene, so that only the settings change the picture.
         self.press('digits', '5')
-        self.wait_for(lambda: 'pictures a second' in self.text('caption'))
+        self.wait_for(lambda: 'a second' in self.text('caption'))
 
-    def end_server(self):
-        self.server.stdin.close()
-        self.server.stdout.close()
-        self.assertEqual(self.server.wait(LIMIT), 0)
+    def start_television(self, port='0'):
+        self.television = subprocess.Popen(
+            [sys.argv[1], '--name', 'den', '--screen', port], stdout=subprocess.PIPE, text=True,
+            cwd=self.folder, env=dict(os.environ, AIPQ_TV_FOLDER=self.folder))
+        for line in self.television.stdout:
+            if 'http://' in line:
+                break
+        self.url = line.split()[-1]
+        self.assertTrue(self.url.startswith('http://127.0.0.1:'), self.url)
+        self.port = self.url.split(':')[2].split('/')[0]
+
+    def end_television(self, number=signal.SIGTERM):
+        self.television.send_signal(number)
+        self.television.stdout.close()
+        return self.television.wait(LIMIT)
 
     def resize(self, width, height):
         self.browser.execute_cdp_cmd('Emulation.setDeviceMetricsOverride', {
@@ -94,10 +110,24 @@ class ThePage(unittest.TestCase):
     def log_lines(self):
         return self.text('log-lines')
 
-    def screenshot(self, name):
-        if len(sys.argv) > 2:
-            self.browser.save_screenshot(os.path.join(sys.argv[2], name + '.png'))
+    def enabled(self, css):
+        return [control.get_attribute('outerHTML') for control in self.browser.find_elements(By.CSS_SELECTOR, css)
+                if control.is_displayed() and control.is_enabled()]
 
+    def overlap(self, one, other):
+        a, b = self.find(one).rect, self.find(other).rect
+        return (a['x'] < b['x'] + b['width'] and b['x'] < a['x'] + a['width'] and
+                a['y'] < b['y'] + b['height'] and b['y'] < a['y'] + a['height'])
+
+    def width_needed(self):
+        return self.browser.execute_script('return document.documentElement.scrollWidth')
+
+    def screenshot(self, name):
+        if len(sys.argv) > 3:
+            self.browser.save_screenshot(os.path.join(sys.argv[3], name + '.png'))
+
+
+class ThePage(ABrowser):
     def test_shows_a_brighter_picture_when_the_slider_moves(self):
         self.wait_for(lambda: 40 < self.mean_luma() < 200)
         before = self.mean_luma()
@@ -125,6 +155,7 @@ class ThePage(unittest.TestCase):
         self.browser.execute_script(
             "fetch('value', {method: 'POST', headers: {'Content-Type': 'application/json'},"
             " body: JSON.stringify({key: arguments[0], value: '<b>x</b>'})})", SOURCE)
+        self.press('groups', 'All')
         self.wait_for(lambda: self.value_of(SOURCE) == '<b>x</b>')
         self.assertIn('<b>x</b>', self.text('facts'))
         self.assertEqual(self.browser.find_elements(By.CSS_SELECTOR, '#facts b, #log-lines span b'), [])
@@ -171,25 +202,42 @@ class ThePage(unittest.TestCase):
     def test_suspends_the_television(self):
         self.press('powers', 'Suspend to RAM')
         self.wait_for(lambda: self.text('nothing') == 'Suspended\nto RAM')
-        self.press('powers', 'Wake from RAM')
+        self.press('powers', 'Wake up')
         self.wait_for(lambda: not self.find('#nothing').is_displayed())
-        self.press('powers', 'Resume')
+        self.press('notifications', 'Suspend, extended')
         self.wait_for(lambda: self.text('message') == 'no application is registered to be told')
 
-    def test_says_so_when_the_television_is_gone(self):
-        self.server.stdin.close()
-        self.server.wait(LIMIT)
-        self.wait_for(lambda: 'the television does not answer' in self.text('nothing'))
-        self.wait_for(lambda: self.text('connection') == 'the television does not answer')
+    def test_names_the_television(self):
+        self.assertEqual(self.browser.title, 'den – simulated television')
+        self.assertEqual(self.text('name'), 'den')
+
+    def test_opens_on_the_picture_settings_and_remembers_what_was_open(self):
+        shown = lambda: self.browser.execute_script(
+            "return [...document.querySelectorAll('#key-rows h3')].filter((h) => h.offsetParent)"
+            '.map((h) => h.textContent)')
+        self.assertEqual(shown(), ['Picture settings'])
+        self.press('groups', 'Channels')
+        self.assertEqual(shown(), ['Channels'])
+        self.find('#tab-faults').click()
+        self.browser.refresh()
+        self.wait_for(lambda: self.text('connection') == 'connected')
+        self.assertTrue(self.find('#faults').is_displayed())
+        self.find('#tab-keys').click()
+        self.assertEqual(shown(), ['Channels'])
+
+    def test_counts_the_pictures_that_come(self):
+        self.wait_for(lambda: re.search(r'· [1-9]\d* pictures? a second', self.text('caption')))
+        self.find('#play').click()
+        self.wait_for(lambda: self.text('caption').endswith('the picture stands still'))
 
     def test_fits_a_desk_and_a_phone(self):
-        for width, height in ((1280, 800), (390, 844)):
+        for width, height in ((1280, 800), (400, 800)):
             self.resize(width, height)
-            self.assertLessEqual(self.browser.execute_script('return document.documentElement.scrollWidth'), width)
+            self.assertLessEqual(self.width_needed(), width)
             picture = self.find('#picture').size
             self.assertGreater(picture['width'], width * 0.45)
             self.assertAlmostEqual(picture['width'] / picture['height'], 16 / 9, delta=0.05)
-            self.screenshot(f'{width}')
+            self.screenshot(f'running {width}')
 
     def test_names_every_control(self):
         names = self.browser.execute_script("""
@@ -199,5 +247,105 @@ class ThePage(unittest.TestCase):
         self.assertEqual(names, [])
 
 
+class ThePageAndItsTelevision(ABrowser):
+    def test_says_so_when_the_television_is_gone_and_goes_on_when_it_is_back(self):
+        self.assertTrue(self.enabled('fieldset button'))
+        self.end_television(signal.SIGKILL)
+        self.wait_for(lambda: re.fullmatch(r'no answer since \d\d:\d\d:\d\d', self.text('connection')))
+        self.wait_for(lambda: 'the television does not answer' in self.text('nothing'))
+        self.assertEqual(self.enabled('fieldset button, fieldset input, fieldset textarea, fieldset select'), [])
+        self.assertEqual(self.browser.find_elements(By.CSS_SELECTOR, 'fieldset [aria-pressed=true]'), [])
+        self.assertEqual(self.browser.title, 'den (no answer) – simulated television')
+        self.assertNotIn('a second', self.text('caption'))
+        for width in (1280, 400):
+            self.resize(width, 800)
+            self.assertLessEqual(self.width_needed(), width)
+            self.assertFalse(self.overlap('#connection', '#name'))
+            self.screenshot(f'gone {width}')
+        since = self.text('connection')
+        self.wait_for(lambda: not self.enabled('fieldset button'))
+        self.assertEqual(self.text('connection'), since)
+
+        url = self.url
+        self.start_television(self.port)
+        self.assertEqual(self.url, url)
+        self.wait_for(lambda: self.text('connection') == 'connected')
+        self.wait_for(lambda: not self.find('#nothing').is_displayed())
+        self.assertTrue(self.enabled('fieldset button'))
+        self.assertEqual(self.browser.title, 'den – simulated television')
+
+    def test_sees_a_television_that_hangs_as_gone(self):
+        self.television.send_signal(signal.SIGSTOP)
+        self.wait_for(lambda: self.text('connection').startswith('no answer since '))
+        self.television.send_signal(signal.SIGCONT)
+        self.wait_for(lambda: self.text('connection') == 'connected')
+
+    def test_needs_the_token_once(self):
+        self.assertNotIn('token', self.browser.current_url)
+        with open(os.path.join(self.folder, 'den.token'), encoding='utf-8') as file:
+            self.assertTrue(self.url.endswith('/?token=' + file.read().strip()))
+            self.assertEqual(os.fstat(file.fileno()).st_mode & 0o777, 0o600)
+        self.browser.refresh()
+        self.wait_for(lambda: self.text('connection') == 'connected')
+        self.browser.delete_all_cookies()
+        self.browser.refresh()
+        self.assertEqual(self.find('body').text, "the television's token is missing: open the whole address that "
+                                                 'aipq-television printed')
+
+    def test_keeps_the_picture_and_the_log_in_sight_when_a_film_is_missing(self):
+        self.find('#film').send_keys('no-film.mp4', Keys.ENTER)
+        self.wait_for(lambda: self.text('message') == 'the film no-film.mp4 cannot be read: '
+                                                      'No such file or directory')
+        for width, height in ((1280, 800), (400, 800)):
+            self.resize(width, height)
+            self.assertFalse(self.overlap('#message', '#log'))
+            self.screenshot(f'film missing {width}')
+        self.assertFalse(self.find('#nothing').is_displayed())
+
+    def test_plays_a_scenario_and_records_one(self):
+        path = os.path.join(self.folder, 'short.toml')
+        with open(path, 'w', encoding='utf-8') as file:
+            file.write(f'[[step]]\nset = "{BRIGHTNESS}"\nto = 77\n'
+                       f'[[step]]\nat = 1000\nset = "{BRIGHTNESS}"\nto = 10\n')
+        self.browser.execute_cdp_cmd('Browser.setDownloadBehavior', {
+            'behavior': 'allow', 'downloadPath': self.folder})
+        self.find('#record').click()
+        self.wait_for(lambda: self.text('record') == 'Stop recording')
+        self.find('#scenario-file').send_keys(path)
+        self.wait_for(lambda: self.value_of(BRIGHTNESS) == '77')
+        self.wait_for(lambda: self.find('#stop-scenario').is_displayed())
+        for width in (1280, 400):
+            self.resize(width, 800)
+            self.screenshot(f'recording {width}')
+        self.resize(1280, 800)
+        self.find('#stop-scenario').click()
+        self.wait_for(lambda: 'the scenario was stopped' in self.log_lines())
+        self.find('#record').click()
+        self.wait_for(lambda: self.text('record') == 'Record')
+        recordings = lambda: glob.glob(os.path.join(self.folder, 'recording-*.toml'))
+        self.wait_for(recordings)
+        with open(recordings()[0], encoding='utf-8') as file:
+            self.assertIn('to = 77', file.read())
+
+    def test_keeps_a_recording_of_a_television_that_is_killed(self):
+        self.find('#record').click()
+        self.wait_for(lambda: self.text('record') == 'Stop recording')
+        self.type_into(self.input_of(CONTRAST), '71')
+        self.wait_for(lambda: self.browser.execute_script("return recording.includes('to = 71')"))
+        self.end_television(signal.SIGKILL)
+        self.wait_for(lambda: self.find('#save-recording').is_displayed())
+        self.browser.execute_cdp_cmd('Browser.setDownloadBehavior', {
+            'behavior': 'allow', 'downloadPath': self.folder})
+        self.find('#save-recording').click()
+        self.wait_for(lambda: glob.glob(os.path.join(self.folder, 'recording-*.toml')))
+
+    def test_resets_the_television(self):
+        self.type_into(self.input_of(CONTRAST), '70')
+        self.wait_for(lambda: self.value_of(CONTRAST, 'input[type=range]') == '70')
+        self.find('#reset').click()
+        self.wait_for(lambda: self.value_of(CONTRAST) == '50')
+        self.wait_for(lambda: self.text('message') == 'the television is as just switched on')
+
+
 if __name__ == '__main__':
-    unittest.main(argv=sys.argv[:1], verbosity=2)
+    unittest.main(argv=[sys.argv[0], sys.argv[2]], verbosity=2)

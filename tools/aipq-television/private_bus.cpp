@@ -27,11 +27,23 @@ std::string folderOf(const std::string& path) { return path.substr(0, path.rfind
 
 }  // namespace
 
+void makeFolderOf(const std::string& socket) {
+    const std::string folder = folderOf(socket);
+    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
+        fail("the folder " + folder + " cannot be made", errno);
+    // In /tmp, another user may have created it.
+    struct stat status {};
+    if (::lstat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != ::geteuid() ||
+        (status.st_mode & 077U) != 0)
+        throw std::runtime_error("the folder " + folder +
+                                 " is not this user's alone: remove it, or set XDG_RUNTIME_DIR");
+}
+
 PrivateBus::PrivateBus(const std::string& name) : m_socket(remote::socketPath(name)) {
     if (::getpwuid(::geteuid()) == nullptr)
         throw std::runtime_error("dbus-daemon does not serve a user without a name: add the user " +
                                  std::to_string(::geteuid()) + " to /etc/passwd");
-    makeFolder();
+    makeFolderOf(m_socket);
     lock(name);
     try {
         writeConfiguration();
@@ -53,18 +65,6 @@ void PrivateBus::removeFiles() const {
     ::unlink((m_socket + ".conf").c_str());
     ::unlink((m_socket + ".lock").c_str());
     ::close(m_lock);
-}
-
-void PrivateBus::makeFolder() const {
-    const std::string folder = folderOf(m_socket);
-    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
-        fail("the folder " + folder + " cannot be made", errno);
-    // In /tmp, another user may have created it.
-    struct stat status {};
-    if (::lstat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != ::geteuid() ||
-        (status.st_mode & 077U) != 0)
-        throw std::runtime_error("the folder " + folder +
-                                 " is not this user's alone: remove it, or set XDG_RUNTIME_DIR");
 }
 
 void PrivateBus::lock(const std::string& name) {

@@ -6,6 +6,10 @@
 
 #include <string>
 
+// Makes the folder of a television's socket, if it is not there. Throws std::runtime_error with what to do if
+// that is not possible, or if others can enter it.
+void makeFolderOf(const std::string& socket);
+
 class PrivateBus {
   public:
     // Starts it for the television `name`, in a folder that only this user can enter. Throws
@@ -16,7 +20,6 @@ class PrivateBus {
     PrivateBus& operator=(const PrivateBus&) = delete;
 
   private:
-    void makeFolder() const;
     void lock(const std::string& name);
     void writeConfiguration() const;
     void startDaemon();

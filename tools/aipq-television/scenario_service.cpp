@@ -80,6 +80,11 @@ void ScenarioService::stop() {
     if (m_player) m_player->stop();
 }
 
+bool ScenarioService::plays() {
+    const std::lock_guard lock(m_mutex);
+    return m_player && !m_player->result();
+}
+
 std::tuple<std::string, std::string> ScenarioService::play(const std::string& name, const std::string& text,
                                                            double speed) {
     simulated::Scenario scenario;

@@ -36,6 +36,7 @@ class ScenarioService {
 
     // Ends what plays.
     void stop();
+    bool plays();
 
   private:
     // Plays it to its end; what came of it, and why it failed.

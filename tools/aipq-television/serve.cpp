@@ -11,9 +11,11 @@
 #include <future>
 #include <iostream>
 #include <memory>
+#include <utility>
 
 #include "event_text.h"
 #include "line.h"
+#include "page_token.h"
 #include "platform_server.h"
 #include "private_bus.h"
 #include "scenario_service.h"
@@ -116,6 +118,17 @@ void play(const RunRequest& request, ScenarioService& scenarios) {
     if (first > 0) beginning->over.get_future().wait();
 }
 
+television::Stage stageOf(ScenarioService& scenarios) {
+    return {[&scenarios](simulated::Scenario scenario, simulated::ScenarioPlayer::Listener listener) {
+                try {
+                    scenarios.start(std::move(scenario), 1, std::move(listener));
+                } catch (const sdbus::Error& error) {
+                    throw std::runtime_error(error.getMessage());
+                }
+            },
+            [&scenarios] { scenarios.stop(); }, [&scenarios] { return scenarios.plays(); }};
+}
+
 void takeName(remote::Line& line, const remote::Place& place) {
     try {
         line.connection().requestName(place.busName());
@@ -179,7 +192,10 @@ void serve(const TelevisionOptions& options, const sigset_t& endSignals, const R
     if (!shows && request != nullptr) refuseToShow(options.video, television);
     if (!shows) std::cerr << "aipq-television: no picture: " << television.video().error() << '\n';
     std::optional<television::Screen> screen;
-    if (options.screenPort) screen.emplace(television, *options.screenPort);
+    if (options.screenPort)
+        screen.emplace(television,
+                       television::ScreenOptions{options.name, *options.screenPort, pageToken(options.name)},
+                       stageOf(scenarios));
     describe(options, shows ? options.video : "off", place, request != nullptr);
     if (screen) std::cout << "  page      " << screen->url() << '\n';
     std::cout << std::flush;

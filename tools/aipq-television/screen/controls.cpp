@@ -1,9 +1,13 @@
 #include "controls.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <optional>
 #include <utility>
@@ -31,21 +35,24 @@ constexpr int UNPROCESSABLE = 422;
 constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
 constexpr char APPLICATION_URL[] = "app://television";
 
-// A button of the page that tells every application one piece of news.
+// A button of the page that sends every application one notification.
 struct Power {
     Lifecycle news;
     const char* label;
+    const char* hint;
 };
 
 constexpr std::array<Power, 8> POWERS{{
-    {Lifecycle::RUNNING, "Running"},
-    {Lifecycle::DESTROY, "Destroy"},
-    {Lifecycle::SUSPEND, "Suspend"},
-    {Lifecycle::RESUME, "Resume"},
-    {Lifecycle::SUSPEND_EX, "Suspend ex"},
-    {Lifecycle::RESUME_EX, "Resume ex"},
-    {Lifecycle::LOST_FOCUS, "Lose focus"},
-    {Lifecycle::GET_FOCUS, "Get focus"},
+    {Lifecycle::RUNNING, "Running", "The application runs: TV_POWER_STATE_RUNNING"},
+    {Lifecycle::DESTROY, "Destroy", "The application is to end; a service gets no power state"},
+    {Lifecycle::SUSPEND, "Suspend", "The application is to pause: TV_POWER_STATE_SUSPEND"},
+    {Lifecycle::RESUME, "Resume", "The application goes on: TV_POWER_STATE_RESUME"},
+    {Lifecycle::SUSPEND_EX, "Suspend, extended",
+     "The application manager's second kind of suspend: TV_POWER_STATE_SUSPEND_EX"},
+    {Lifecycle::RESUME_EX, "Resume, extended",
+     "The application manager's second kind of resume: TV_POWER_STATE_RESUME_EX"},
+    {Lifecycle::LOST_FOCUS, "Lose focus", "Another application is in front; a service gets no power state"},
+    {Lifecycle::GET_FOCUS, "Get focus", "The application is in front; a service gets no power state"},
 }};
 
 // The whole sequences, which concern the television, too.
@@ -68,18 +75,6 @@ const json& member(const json& wish, const char* name) {
     const auto found = wish.find(name);
     if (found == wish.end()) throw Refusal(BAD_REQUEST, std::string("'") + name + "' is missing");
     return *found;
-}
-
-std::string textMember(const json& wish, const char* name) {
-    const json& value = member(wish, name);
-    if (!value.is_string()) throw Refusal(BAD_REQUEST, std::string("'") + name + "' must be a text");
-    return value.get<std::string>();
-}
-
-bool flagMember(const json& wish, const char* name) {
-    const json& value = member(wish, name);
-    if (!value.is_boolean()) throw Refusal(BAD_REQUEST, std::string("'") + name + "' must be true or false");
-    return value.get<bool>();
 }
 
 // Also from a text, as which wide numbers come.
@@ -151,6 +146,18 @@ Value valueFor(const KeyDefinition& key, const json& value) {
 
 }  // namespace
 
+std::string textMember(const json& wish, const char* name) {
+    const json& value = member(wish, name);
+    if (!value.is_string()) throw Refusal(BAD_REQUEST, std::string("'") + name + "' must be a text");
+    return value.get<std::string>();
+}
+
+bool flagMember(const json& wish, const char* name) {
+    const json& value = member(wish, name);
+    if (!value.is_boolean()) throw Refusal(BAD_REQUEST, std::string("'") + name + "' must be true or false");
+    return value.get<bool>();
+}
+
 Controls::Controls(simulated::Television& television) : m_television(television) {
     for (const KeyDefinition& key : simulated::loadCatalogue()) m_order.push_back(key.name);
 }
@@ -195,12 +202,21 @@ json Controls::state() const {
                           {"highest", fault.highest},
                           {"harmless", fault.harmless},
                           {"meaning", fault.meaning}});
-    json buttons = json::array();
-    buttons.push_back({{"name", SUSPEND_TO_RAM}, {"label", "Suspend to RAM"}});
-    buttons.push_back({{"name", RESUME_FROM_RAM}, {"label", "Wake from RAM"}});
+    json notifications = json::array();
     for (const Power& power : POWERS)
-        buttons.push_back({{"name", simulated::lifecycleName(power.news)}, {"label", power.label}});
-    return {{"keys", keys}, {"faults", faults}, {"powers", buttons}, {"status", status()}};
+        notifications.push_back(
+            {{"name", simulated::lifecycleName(power.news)}, {"label", power.label}, {"hint", power.hint}});
+    const json powers{{{"name", SUSPEND_TO_RAM},
+                       {"label", "Suspend to RAM"},
+                       {"hint",
+                        "The whole television: the picture stops, and every application is notified of "
+                        "lost focus, suspend and both phases of suspend to RAM"}},
+                      {{"name", RESUME_FROM_RAM},
+                       {"label", "Wake up"},
+                       {"hint",
+                        "The whole television: the picture goes on, and every application is notified "
+                        "of both phases of the wake-up, resume and focus"}}};
+    return {{"keys", keys}, {"faults", faults}, {"powers", powers}, {"notifications", notifications}};
 }
 
 json Controls::status() const {
@@ -316,6 +332,27 @@ std::string Controls::switchVideo(const json& wish) {
     const std::string wanted = !flagMember(wish, "on") ? "off" : film.empty() ? "scenes" : film;
     if (!m_television.showVideo(wanted)) throw Refusal(CONFLICT, video.error());
     return {};
+}
+
+std::string Controls::showFilm(const json& wish) {
+    simulated::VideoPipeline& video = m_television.video();
+    const std::string film = textMember(wish, "film");
+    const std::string before = !video.running() ? "off" : video.clip().empty() ? "scenes" : video.clip();
+    const std::string wanted = film.empty() ? "scenes" : film;
+    if (!film.empty() && ::access(film.c_str(), R_OK) != 0)
+        throw Refusal(UNPROCESSABLE, "the film " + film + " cannot be read: " + std::strerror(errno));
+    if (!m_television.showVideo(wanted)) {
+        const std::string problem = video.error();
+        m_television.showVideo(before);
+        throw Refusal(CONFLICT, problem);
+    }
+    video.showProgramme("");
+    return {};
+}
+
+std::string Controls::reset(const json&) {
+    m_television.reset();
+    return "the television is as just switched on";
 }
 
 }  // namespace television

@@ -20,6 +20,10 @@ struct Refusal : std::runtime_error {
 // A value as the page gets it; wide numbers as texts, because a browser's numbers hold 53 bits only.
 nlohmann::json toJson(const simulated::Value& value);
 
+// A member of a wish. Both throw Refusal.
+std::string textMember(const nlohmann::json& wish, const char* name);
+bool flagMember(const nlohmann::json& wish, const char* name);
+
 // All operations: any thread. Those that change something throw Refusal, and return what the user should
 // know, if anything: the log tells what happens.
 class Controls {
@@ -43,6 +47,10 @@ class Controls {
     std::string clearFaults(const nlohmann::json& wish);
     // {"on": BOOLEAN}
     std::string switchVideo(const nlohmann::json& wish);
+    // {"film": PATH}, or "" for generated scenes; what is on stays if the film cannot be shown
+    std::string showFilm(const nlohmann::json& wish);
+    // {}
+    std::string reset(const nlohmann::json& wish);
 
   private:
     std::vector<simulated::KeyDefinition> keysInOrder() const;

@@ -1,24 +1,26 @@
 #include "screen.h"
 
-// Defines what the library was built with; from here on, its classes have the library's layout.
-#include <httplib.h>
-
-#include <algorithm>
 #include <atomic>
-#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cstring>
+#include <functional>
 #include <mutex>
+#include <optional>
+#include <regex>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
+#include "access.h"
 #include "controls.h"
 #include "event_text.h"
-#include "jpeg.h"
+#include "http_server.h"
 #include "news.h"
 #include "page_files.h"
+#include "picture_file.h"
+#include "scenarios.h"
 #include "simulated/television.h"
 
 namespace television {
@@ -30,48 +32,14 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr char HOST[] = "127.0.0.1";
 constexpr char JSON_TYPE[] = "application/json";
+constexpr char TEXT_TYPE[] = "text/plain; charset=utf-8";
 
-// A browser keeps up to six connections, of which one is for events. Each takes a thread.
-constexpr std::size_t THREADS = 24;
-constexpr int EVENT_STREAMS = 12;
-constexpr std::size_t BODY_MAX_BYTES = 64 * 1024;
-
-constexpr unsigned PICTURE_WIDTH = 512;
-constexpr unsigned PICTURE_HEIGHT = 288;
-constexpr auto PICTURE_INTERVAL = 100ms;
-// The pipeline answers its clients on the same thread: at least so many times as long as a picture takes it
-// is left to them.
-constexpr int PICTURE_PAUSE = 3;
+constexpr int EVENT_STREAMS = 100;
+constexpr std::size_t BODY_MAX_BYTES = 256 * 1024;
 
 constexpr auto STATUS_INTERVAL = 200ms;
 constexpr auto SIGN_OF_LIFE_INTERVAL = 5s;
-
-// The name in a Host line: without a port, in lower case.
-std::string hostName(const std::string& host) {
-    std::string name = host.substr(0, host.find(':'));
-    std::transform(name.begin(), name.end(), name.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return name;
-}
-
-// Another site's name that leads to this machine is that site's attempt to read the page.
-void requireOwnHost(const Request& request) {
-    const std::string name = hostName(request.get_header_value("Host"));
-    if (name != HOST && name != "localhost")
-        throw Refusal(403, "this page is for this machine only: open it as localhost or 127.0.0.1");
-}
-
-// Every other site may make a browser send requests here, too.
-void requireOwnPage(const Request& request) {
-    if (request.has_header("Origin") &&
-        request.get_header_value("Origin") != "http://" + request.get_header_value("Host"))
-        throw Refusal(403, "only the television's own page may change it");
-    const std::string type = request.get_header_value("Content-Type");
-    if (type.substr(0, type.find(';')) != JSON_TYPE)
-        throw Refusal(415, "the content type must be " + std::string(JSON_TYPE));
-}
 
 json parseBody(const std::string& body) {
     json wish = json::parse(body, nullptr, false);
@@ -101,39 +69,32 @@ void takePortAlone(socket_t socket) {
     ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
 }
 
-// The picture for everybody who looks: however many they are, the pipeline draws it once.
-class PictureFile {
+// What changes beside the values, for every browser that looks: however many they are, it is found out once.
+class StatusText {
   public:
-    explicit PictureFile(simulated::VideoPipeline& video) : m_video(video) {}
+    explicit StatusText(std::function<json()> status) : m_status(std::move(status)) {}
 
-    // The bytes of a JPEG file; Refusal says why there is no picture.
     std::string get() {
         const std::lock_guard lock(m_mutex);
         if (const auto now = std::chrono::steady_clock::now(); now >= m_due) {
-            const simulated::Picture picture = m_video.picture(PICTURE_WIDTH, PICTURE_HEIGHT);
-            const auto drawn = std::chrono::steady_clock::now();
-            m_problem = picture.problem;
-            m_bytes = m_problem.empty() ? toJpeg(picture) : std::string();
-            m_due = now + PICTURE_INTERVAL;
-            if (m_problem.empty()) m_due = std::max(m_due, drawn + PICTURE_PAUSE * (drawn - now));
+            m_text = asText(m_status());
+            m_due = now + STATUS_INTERVAL / 2;
         }
-        if (!m_problem.empty()) throw Refusal(503, m_problem);
-        return m_bytes;
+        return m_text;
     }
 
   private:
-    simulated::VideoPipeline& m_video;
+    const std::function<json()> m_status;
     std::mutex m_mutex;
     std::chrono::steady_clock::time_point m_due;
-    std::string m_bytes;
-    std::string m_problem;
+    std::string m_text;
 };
 
 // What one browser is told as it happens: log lines and values as "news", everything else as "status".
 class EventStream {
   public:
-    EventStream(const Controls& controls, const News& news, unsigned long after)
-        : m_controls(controls), m_news(news), m_last(after) {}
+    EventStream(StatusText& status, const News& news, unsigned long after)
+        : m_shared(status), m_news(news), m_last(after) {}
 
     // Waits for something to tell, for a while. False when the stream has ended.
     bool write(httplib::DataSink& sink) {
@@ -153,7 +114,7 @@ class EventStream {
         const auto now = std::chrono::steady_clock::now();
         if (now >= m_statusDue) {
             m_statusDue = now + STATUS_INTERVAL;
-            const std::string status = asText(m_controls.status());
+            const std::string status = m_shared.get();
             if (status != m_status) text += "event: status\ndata: " + status + "\n\n";
             m_status = status;
         }
@@ -165,7 +126,7 @@ class EventStream {
     }
 
   private:
-    const Controls& m_controls;
+    StatusText& m_shared;
     const News& m_news;
     unsigned long m_last;
     std::string m_status;
@@ -177,15 +138,14 @@ class EventStream {
 
 class Screen::Implementation {
   public:
-    Implementation(simulated::Television& television, int port)
-        : m_television(television), m_controls(television), m_picture(television.video()) {
-        m_server.new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
+    Implementation(simulated::Television& television, const ScreenOptions& options, Stage stage)
+        : m_television(television),
+          m_name(options.name),
+          m_controls(television),
+          m_picture(television.video()),
+          m_scenarios(television, std::move(stage), m_news) {
         m_server.set_socket_options(takePortAlone);
         m_server.set_tcp_nodelay(true);
-        m_server.set_keep_alive_timeout(1);
-        m_server.set_keep_alive_max_count(10000);
-        m_server.set_read_timeout(5s);
-        m_server.set_write_timeout(5s);
         m_server.set_payload_max_length(BODY_MAX_BYTES);
         m_server.set_default_headers({
             {"Cache-Control", "no-store"},
@@ -195,25 +155,29 @@ class Screen::Implementation {
             {"Referrer-Policy", "no-referrer"},
             {"X-Content-Type-Options", "nosniff"},
         });
-        m_server.set_error_handler([](const Request&, Response& response) {
+        m_server.set_error_handler([this](const Request& request, Response& response) {
             if (!response.body.empty()) return;
-            answerError(response, response.status,
-                        response.status == 404   ? "there is nothing at this address"
-                        : response.status == 413 ? "the body is longer than 64 KiB"
-                                                 : "the request cannot be understood");
+            const auto refuse = [status = response.status](const Request&, Response&) {
+                throw Refusal(status, status == 404   ? "there is nothing at this address"
+                                      : status == 413 ? "the body is longer than 256 KiB"
+                                                      : "the request cannot be understood");
+            };
+            answering(refuse)(request, response);
         });
         addFiles();
         addReads();
         addChanges();
 
         errno = 0;
-        m_port =
-            port == 0 ? m_server.bind_to_any_port(HOST) : (m_server.bind_to_port(HOST, port) ? port : -1);
+        m_port = options.port == 0                           ? m_server.bind_to_any_port(HOST)
+                 : m_server.bind_to_port(HOST, options.port) ? options.port
+                                                             : -1;
         if (m_port <= 0)
-            throw std::runtime_error("the screen cannot be served at port " + std::to_string(port) + ": " +
-                                     std::strerror(errno));
+            throw std::runtime_error("the screen cannot be served at port " + std::to_string(options.port) +
+                                     ": " + std::strerror(errno));
+        m_access.emplace(options.token, m_port);
         television.debugOutput().setListener([this](unsigned levelWord, const std::string& line) {
-            m_news.add(
+            m_news->add(
                 {{"kind", kindOf(levelWord)}, {"text", line.substr(0, line.find_last_not_of('\n') + 1)}});
         });
         m_thread = std::thread([this] {
@@ -224,7 +188,7 @@ class Screen::Implementation {
 
     ~Implementation() {
         m_television.debugOutput().setListener(nullptr);
-        m_news.end();
+        m_news->end();
         // The server cannot be stopped before it has begun.
         while (!m_server.is_running() && !m_finished) std::this_thread::sleep_for(1ms);
         m_server.stop();
@@ -232,14 +196,22 @@ class Screen::Implementation {
     }
 
     int port() const { return m_port; }
+    std::string url() const { return m_access->url(); }
 
   private:
-    // A handler whose Refusal is answered, and logged if it was to change something.
+    // A handler for those who may use the page. Its Refusal is answered, and logged if it was to change
+    // something.
     template <typename Handler>
     httplib::Server::Handler answering(Handler handler) {
         return [this, handler](const Request& request, Response& response) {
             try {
-                requireOwnHost(request);
+                m_access->require(request);
+            } catch (const Refusal& refusal) {
+                answerError(response, refusal.status, refusal.what());
+                if (request.path == "/") response.set_content(refusal.what() + std::string("\n"), TEXT_TYPE);
+                return;
+            }
+            try {
                 handler(request, response);
             } catch (const Refusal& refusal) {
                 answerError(response, refusal.status, refusal.what());
@@ -247,34 +219,42 @@ class Screen::Implementation {
                 answerError(response, 500, error.what());
             }
             if (request.method == "POST" && response.status >= 400)
-                m_news.add({{"kind", "refused"}, {"text", json::parse(response.body).at("error")}});
+                m_news->add({{"kind", "refused"}, {"text", json::parse(response.body).at("error")}});
         };
     }
 
-    void addFile(const std::string& pattern, std::string_view content, const char* type) {
-        m_server.Get(pattern, answering([content, type](const Request&, Response& response) {
-                         response.set_content(content.data(), content.size(), type);
-                     }));
-    }
-
     void addFiles() {
-        addFile("/", INDEX_HTML, "text/html; charset=utf-8");
-        addFile(R"(/screen\.css)", SCREEN_CSS, "text/css; charset=utf-8");
-        addFile(R"(/screen\.js)", SCREEN_JS, "text/javascript; charset=utf-8");
+        for (const PageFile& file : pageFiles())
+            m_server.Get('/' + std::regex_replace(std::string(file.name), std::regex("\\."), "\\."),
+                         answering([this, &file](const Request&, Response& response) {
+                             response.set_content(file.content.data(), file.content.size(), file.type);
+                             if (file.name.empty()) m_access->giveCookie(response);
+                         }));
     }
 
     void addReads() {
-        m_server.Get(R"(/picture\.jpg)", answering([this](const Request&, Response& response) {
-                         response.set_content(m_picture.get(), "image/jpeg");
+        m_server.Get("/picture\\.jpg", answering([this](const Request& request, Response& response) {
+                         const PictureFile::Jpeg jpeg = m_picture.get();
+                         response.set_header("ETag", jpeg.tag);
+                         if (request.get_header_value("If-None-Match") == jpeg.tag) {
+                             response.status = 304;
+                         } else {
+                             response.set_content(jpeg.bytes, "image/jpeg");
+                         }
+                     }));
+        m_server.Get("/recording", answering([this](const Request&, Response& response) {
+                         response.set_content(m_scenarios.recording(), "application/toml");
                      }));
         m_server.Get("/state", answering([this](const Request&, Response& response) {
                          // What happens from here on is told by the events, even if it is in the state
                          // already.
-                         const unsigned long last = m_news.last();
+                         const unsigned long last = m_news->last();
                          json state = m_controls.state();
+                         state["name"] = m_name;
+                         state["status"] = status();
                          state["last"] = last;
                          json lines = json::array();
-                         for (const News::Item& item : m_news.since(0).items)
+                         for (const News::Item& item : m_news->since(0).items)
                              if (item.number <= last) lines.push_back(json::parse(item.text));
                          state["log"] = lines;
                          response.set_content(asText(state), JSON_TYPE);
@@ -295,54 +275,72 @@ class Screen::Implementation {
             --m_streams;
             throw Refusal(503, "the page is open too often: close some of its tabs");
         }
-        const auto stream = std::make_shared<EventStream>(m_controls, m_news, after);
+        const auto stream = std::make_shared<EventStream>(m_status, *m_news, after);
         response.set_chunked_content_provider(
             "text/event-stream",
             [stream](std::size_t, httplib::DataSink& sink) { return stream->write(sink); },
             [this](bool) { --m_streams; });
     }
 
-    void addChange(const char* path, std::string (Controls::*change)(const json&)) {
+    json status() const {
+        json status = m_controls.status();
+        status["scenario"] = m_scenarios.plays();
+        status["recording"] = m_scenarios.records();
+        return status;
+    }
+
+    // `change` is an operation of `object`.
+    template <typename Object>
+    void addChange(const char* path, Object& object, std::string (Object::*change)(const json&)) {
         // The checks come after the body has been read: what is left of it would pass for the next request.
-        m_server.Post(path, answering([this, change](const Request& request, Response& response) {
-                          requireOwnPage(request);
-                          const std::string notice = (m_controls.*change)(parseBody(request.body));
+        m_server.Post(path, answering([&object, change](const Request& request, Response& response) {
+                          Access::requireOwnPage(request);
+                          const std::string notice = (object.*change)(parseBody(request.body));
                           response.set_content(asText({{"notice", notice}}), JSON_TYPE);
                       }));
     }
 
     void addChanges() {
-        addChange("/value", &Controls::setValue);
-        addChange("/remote", &Controls::press);
-        addChange("/power", &Controls::changePower);
-        addChange("/fault", &Controls::setFault);
-        addChange("/clear-faults", &Controls::clearFaults);
-        addChange("/video", &Controls::switchVideo);
+        addChange("/value", m_controls, &Controls::setValue);
+        addChange("/remote", m_controls, &Controls::press);
+        addChange("/power", m_controls, &Controls::changePower);
+        addChange("/fault", m_controls, &Controls::setFault);
+        addChange("/clear-faults", m_controls, &Controls::clearFaults);
+        addChange("/video", m_controls, &Controls::switchVideo);
+        addChange("/film", m_controls, &Controls::showFilm);
+        addChange("/reset", m_controls, &Controls::reset);
+        addChange("/scenario", m_scenarios, &Scenarios::play);
+        addChange("/stop-scenario", m_scenarios, &Scenarios::stop);
+        addChange("/record", m_scenarios, &Scenarios::record);
     }
 
     simulated::Television& m_television;
+    const std::string m_name;
+    const std::shared_ptr<News> m_news = std::make_shared<News>();
     Controls m_controls;
     PictureFile m_picture;
-    News m_news;
+    Scenarios m_scenarios;
+    StatusText m_status{[this] { return status(); }};
     std::atomic<int> m_streams = 0;
     simulated::Events::Subscription m_subscription{m_television.events(),
                                                    [this](const simulated::Event& event) {
                                                        json line = toLogLine(event);
-                                                       if (!line.is_null()) m_news.add(std::move(line));
+                                                       if (!line.is_null()) m_news->add(std::move(line));
                                                    }};
-    httplib::Server m_server;
+    std::optional<Access> m_access;
+    HttpServer m_server;
     int m_port = 0;
     std::atomic<bool> m_finished = false;
     std::thread m_thread;
 };
 
-Screen::Screen(simulated::Television& television, int port)
-    : m_implementation(std::make_unique<Implementation>(television, port)) {}
+Screen::Screen(simulated::Television& television, const ScreenOptions& options, Stage stage)
+    : m_implementation(std::make_unique<Implementation>(television, options, std::move(stage))) {}
 
 Screen::~Screen() = default;
 
 int Screen::port() const { return m_implementation->port(); }
 
-std::string Screen::url() const { return "http://127.0.0.1:" + std::to_string(port()) + "/"; }
+std::string Screen::url() const { return m_implementation->url(); }
 
 }  // namespace television

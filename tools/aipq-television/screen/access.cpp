@@ -1,0 +1,111 @@
+#include "access.h"
+
+#include <sys/random.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include "controls.h"
+#include "screen.h"
+
+namespace television {
+
+using httplib::Request;
+
+namespace {
+
+constexpr char HEXADECIMAL[] = "0123456789abcdef";
+constexpr std::size_t TOKEN_BYTES = 16;  // nobody guesses them
+
+// Takes as long for a text that is wrong at its end as for one that is wrong at its begin.
+bool sameSecret(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) return false;
+    unsigned difference = 0;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        difference |= static_cast<unsigned>(a[i]) ^ static_cast<unsigned>(b[i]);
+    return difference == 0;
+}
+
+// The name in a Host line: without a port, in lower case.
+std::string hostName(const std::string& host) {
+    std::string name = host.substr(0, host.find(':'));
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return name;
+}
+
+// The value of a cookie in "a=1; b=2"; empty if there is none of this name.
+std::string_view cookieIn(std::string_view cookies, const std::string& name) {
+    while (!cookies.empty()) {
+        const std::size_t end = std::min(cookies.find(';'), cookies.size());
+        std::string_view cookie = cookies.substr(0, end);
+        cookies.remove_prefix(std::min(end + 1, cookies.size()));
+        cookie.remove_prefix(std::min(cookie.find_first_not_of(' '), cookie.size()));
+        if (cookie.size() > name.size() && cookie.starts_with(name) && cookie[name.size()] == '=')
+            return cookie.substr(name.size() + 1);
+    }
+    return {};
+}
+
+}  // namespace
+
+std::string newToken() {
+    std::array<unsigned char, TOKEN_BYTES> bytes{};
+    // The kernel gives so few bytes at once or, very early after its start, waits.
+    if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
+        throw std::runtime_error("the kernel gives no random numbers");
+    std::string token;
+    for (const unsigned byte : bytes) {
+        token += HEXADECIMAL[byte >> 4U];
+        token += HEXADECIMAL[byte & 15U];
+    }
+    return token;
+}
+
+bool isToken(const std::string& text) {
+    return text.size() == 2 * TOKEN_BYTES && text.find_first_not_of(HEXADECIMAL) == std::string::npos;
+}
+
+// Browsers send a cookie to every port of a host: each port has a name of its own.
+Access::Access(std::string token, int port)
+    : m_token(std::move(token)), m_port(std::to_string(port)), m_cookie("aipq-television-" + m_port) {}
+
+std::string Access::url() const {
+    return std::string("http://") + HOST + ':' + m_port + "/?token=" + m_token;
+}
+
+void Access::require(const Request& request) const {
+    // Another site's name that leads to this machine is that site's attempt to read the page.
+    const std::string name = hostName(request.get_header_value("Host"));
+    if (name != HOST && name != "localhost")
+        throw Refusal(403, "this page is for this machine only: open it as localhost or 127.0.0.1");
+    if (!hasToken(request))
+        throw Refusal(
+            403, "the television's token is missing: open the whole address that aipq-television printed");
+}
+
+bool Access::hasToken(const Request& request) const {
+    if (sameSecret(request.get_param_value("token"), m_token)) return true;
+    for (std::size_t i = 0; i < request.get_header_value_count("Cookie"); ++i)
+        if (sameSecret(cookieIn(request.get_header_value("Cookie", i), m_cookie), m_token)) return true;
+    return false;
+}
+
+void Access::requireOwnPage(const Request& request) {
+    if (request.has_header("Origin") &&
+        request.get_header_value("Origin") != "http://" + request.get_header_value("Host"))
+        throw Refusal(403, "only the television's own page may change it");
+    const std::string type = request.get_header_value("Content-Type");
+    if (type.substr(0, type.find(';')) != "application/json")
+        throw Refusal(415, "the content type must be application/json");
+}
+
+void Access::giveCookie(httplib::Response& response) const {
+    response.set_header("Set-Cookie", m_cookie + '=' + m_token + "; Path=/; HttpOnly; SameSite=Strict");
+}
+
+}  // namespace television

@@ -1,0 +1,73 @@
+// What all parts of the page use. The scripts of the page share their names; this one is the first.
+'use strict';
+
+const ANSWER_LIMIT_MS = 5000;
+const RETRY_MS = 1000;
+const MESSAGE_MS = 6000;
+
+const byId = (id) => document.getElementById(id);
+
+// Everything that the television says becomes text, never markup.
+function element(tag, properties = {}, ...children) {
+  const made = document.createElement(tag);
+  for (const [name, value] of Object.entries(properties)) {
+    if (name.includes('-') || name === 'role') made.setAttribute(name, value);
+    else made[name] = value;
+  }
+  made.append(...children);
+  return made;
+}
+
+const wait = (ms) => new Promise((done) => setTimeout(done, ms));
+const press = (button, pressed) => button.setAttribute('aria-pressed', String(pressed));
+const clockTime = (date) => date.toLocaleTimeString('en-GB');
+
+// What the page remembers until the next visit; a browser may forbid that.
+function remember(name, value) {
+  try { localStorage.setItem(name, value); } catch { /* then it starts anew each time */ }
+}
+function remembered(name) {
+  try { return localStorage.getItem(name); } catch { return null; }
+}
+
+let status = {};           // what the television said last, beside the values
+const values = new Map();  // of the keys
+
+// When the television answered last.
+let heard = new Date();
+function ask(path, options = {}) {
+  return fetch(path, {signal: AbortSignal.timeout(ANSWER_LIMIT_MS), ...options}).then((answer) => {
+    heard = new Date();
+    return answer;
+  });
+}
+
+let messageTimer = 0;
+
+function say(text, isError) {
+  const message = byId('message');
+  message.textContent = text;
+  message.classList.toggle('error', isError);
+  message.hidden = false;
+  clearTimeout(messageTimer);
+  messageTimer = setTimeout(() => { message.hidden = true; }, MESSAGE_MS);
+}
+
+// Whether the television did it.
+async function change(path, wish) {
+  try {
+    const answer = await ask(path, {
+      method: 'POST', headers: {'Content-Type': 'application/json'}, body: JSON.stringify(wish),
+      // To start a film may take longer.
+      signal: AbortSignal.timeout(10 * ANSWER_LIMIT_MS),
+    });
+    const {error, notice} = await answer.json();
+    if (error) say(error, true);
+    else if (notice) say(notice, false);
+    else byId('message').hidden = true;
+    return answer.ok;
+  } catch {
+    say('The television does not answer', true);
+    return false;
+  }
+}

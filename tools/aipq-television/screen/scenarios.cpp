@@ -1,0 +1,88 @@
+#include "scenarios.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "controls.h"
+#include "simulated/television.h"
+
+namespace television {
+
+using nlohmann::json;
+using simulated::ScenarioPlayer;
+
+namespace {
+
+constexpr int NOT_FOUND = 404;
+constexpr int CONFLICT = 409;
+constexpr int UNPROCESSABLE = 422;
+
+std::string describe(const ScenarioPlayer::Result& result) {
+    switch (result.outcome) {
+        case ScenarioPlayer::Outcome::FINISHED:
+            return "the scenario has ended";
+        case ScenarioPlayer::Outcome::STOPPED:
+            return "the scenario was stopped";
+        case ScenarioPlayer::Outcome::FAILED:
+            break;
+    }
+    return "the scenario failed: " + result.text;
+}
+
+}  // namespace
+
+Scenarios::Scenarios(simulated::Television& television, Stage stage, std::shared_ptr<News> news)
+    : m_television(television), m_stage(std::move(stage)), m_news(std::move(news)) {}
+
+std::string Scenarios::play(const json& wish) {
+    const std::string name = textMember(wish, "name");
+    const std::string text = textMember(wish, "text");
+    if (m_stage.plays()) throw Refusal(CONFLICT, "a scenario plays already");
+    try {
+        simulated::Scenario scenario = simulated::parseScenario(text, name, m_television.model().keys());
+        m_news->add({{"kind", "scenario"}, {"text", name + " plays"}});
+        // The player may outlive the page.
+        const auto onEnd = [news = m_news](const ScenarioPlayer::Result& result) {
+            news->add({{"kind", "scenario"}, {"text", describe(result)}});
+        };
+        m_stage.play(std::move(scenario), {{}, onEnd});
+    } catch (const std::runtime_error& error) {
+        throw Refusal(UNPROCESSABLE, error.what());
+    }
+    return {};
+}
+
+std::string Scenarios::stop(const json&) {
+    if (!m_stage.plays()) throw Refusal(CONFLICT, "no scenario plays");
+    m_stage.stop();
+    return {};
+}
+
+std::string Scenarios::record(const json& wish) {
+    const bool on = flagMember(wish, "on");
+    const std::lock_guard lock(m_mutex);
+    if (on == (m_recorder != nullptr))
+        throw Refusal(CONFLICT, on ? "the page records already" : "the page does not record");
+    if (on) {
+        m_recorder = std::make_unique<simulated::ScenarioRecorder>(m_television);
+    } else {
+        m_recorded = simulated::formatScenario(m_recorder->scenario());
+        m_recorder.reset();
+    }
+    m_news->add({{"kind", "scenario"}, {"text", on ? "the page records" : "the recording has ended"}});
+    return {};
+}
+
+bool Scenarios::records() const {
+    const std::lock_guard lock(m_mutex);
+    return m_recorder != nullptr;
+}
+
+std::string Scenarios::recording() const {
+    const std::lock_guard lock(m_mutex);
+    if (m_recorder) return simulated::formatScenario(m_recorder->scenario());
+    if (m_recorded.empty()) throw Refusal(NOT_FOUND, "nothing has been recorded");
+    return m_recorded;
+}
+
+}  // namespace television

@@ -1,0 +1,44 @@
+// Scenarios that the page plays and records.
+#ifndef TELEVISION_SCENARIOS_H
+#define TELEVISION_SCENARIOS_H
+
+#include <memory>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "news.h"
+#include "simulated/scenario_recorder.h"
+#include "stage.h"
+
+namespace television {
+
+// All operations: any thread. Those that take a wish throw Refusal.
+class Scenarios {
+  public:
+    Scenarios(simulated::Television& television, Stage stage, std::shared_ptr<News> news);
+
+    // {"name", "text"} of a scenario's file
+    std::string play(const nlohmann::json& wish);
+    // {}
+    std::string stop(const nlohmann::json& wish);
+    // {"on": BOOLEAN}
+    std::string record(const nlohmann::json& wish);
+
+    bool plays() const { return m_stage.plays(); }
+    bool records() const;
+    // The file of the recording that goes on, or that ended last. Throws Refusal if there is none.
+    std::string recording() const;
+
+  private:
+    simulated::Television& m_television;
+    const Stage m_stage;
+    const std::shared_ptr<News> m_news;
+    mutable std::mutex m_mutex;
+    std::unique_ptr<simulated::ScenarioRecorder> m_recorder;
+    std::string m_recorded;
+};
+
+}  // namespace television
+
+#endif
