@@ -1,0 +1,50 @@
+// A file that a program writes: afterwards it is whole, or what it was before.
+#ifndef TOOLS_SUPPORT_OUTPUT_FILE_H
+#define TOOLS_SUPPORT_OUTPUT_FILE_H
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+// Why a file cannot be written, in one line that names it.
+class CannotWrite : public std::runtime_error {
+  public:
+    CannotWrite(const std::string& path, int error);
+    int error() const { return m_error; }
+
+  private:
+    int m_error;
+};
+
+// Writes a temporary file next to a regular file and renames it on commit(). A symbolic link stays a link. A
+// device, a FIFO or a socket is written directly and never removed; the path "-" is standard output.
+//
+// Every operation throws CannotWrite.
+class OutputFile {
+  public:
+    explicit OutputFile(const std::string& path);
+    // Without commit(), the file keeps what it was.
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    void write(std::string_view bytes);
+    // Gives the file its name. Nothing is written afterwards.
+    void commit();
+
+    static constexpr char STANDARD_OUTPUT[] = "-";
+
+  private:
+    [[noreturn]] void fail(int error) const;
+    void open();
+
+    const std::string m_path;  // as the user wrote it
+    std::string m_target;      // the file behind the links
+    std::string m_temporary;   // empty if the target is written directly
+    int m_file = -1;
+};
+
+// The whole content at once.
+void writeFile(const std::string& path, std::string_view content);
+
+#endif
