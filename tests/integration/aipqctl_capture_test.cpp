@@ -125,7 +125,43 @@ TEST_F(ACapture, DoesNotBlockOnAQueueThatNobodyReads) {
 TEST_F(ACapture, ToAFileThatCannotBeWrittenIsABadFile) {
     const Result result = runEmbedded({"capture", "-o", path("no/frame.png")});
     EXPECT_EQ(result.exitCode, 6);
-    EXPECT_EQ(result.err, "aipqctl: " + path("no/frame.png") + ": No such file or directory\n");
+    EXPECT_EQ(result.err,
+              "aipqctl: cannot write '" + path("no/frame.png") + "': No such file or directory\n");
+}
+
+TEST_F(ACapture, LeavesTheDeviceThatItCannotWrite) {
+    fs::create_symlink("/dev/full", path("full"));
+    for (const char* const format : {"png", "rgb"}) {
+        const Result result = runEmbedded({"capture", "--format", format, "-o", path("full")});
+        EXPECT_EQ(result.exitCode, 6);
+        EXPECT_EQ(result.err, "aipqctl: cannot write '" + path("full") + "': No space left on device\n");
+        EXPECT_TRUE(fs::is_character_file(path("full")));
+    }
+}
+
+TEST_F(ACapture, GoesToStandardOutput) {
+    const Result png = runEmbedded({"capture", "-o", "-"});
+    EXPECT_EQ(png.exitCode, 0) << png.err;
+    EXPECT_EQ(png.out.substr(0, 8), "\x89PNG\r\n\x1a\n");
+    EXPECT_EQ(png.err, "");
+    const Result rgb = runEmbedded({"capture", "--format", "rgb", "--size", "16x9", "-n", "3", "-o", "-"});
+    EXPECT_EQ(rgb.exitCode, 0) << rgb.err;
+    EXPECT_EQ(rgb.out.size(), 3 * 16 * 9 * 3U);
+}
+
+TEST_F(ACapture, EndsQuietlyWhenItsReaderHasEnough) {
+    const Result result =
+        runShell("set -o pipefail; " AIPQCTL_PROGRAM
+                 " --embedded capture --format rgb --size 16x9 -n 0 -o - | head -c 1000 | wc -c");
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.out, "1000\n");
+}
+
+TEST_F(ACapture, PutsRawFramesIntoOneFile) {
+    const Result result =
+        runEmbedded({"capture", "--format", "rgb", "--size", "16x9", "-n", "2", "-o", path("film.rgb")});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(fs::file_size(path("film.rgb")), 2 * 16 * 9 * 3U);
 }
 
 TEST_F(ACapture, OfABadSizeIsRefused) {

@@ -61,6 +61,9 @@ Result runOn(const Arrange& arrange, const Arguments& arguments);
 // What an independent validator finds wrong with `lines`, one JSON object each; empty if nothing.
 std::string validate(const std::string& schema, const std::string& lines);
 
+// Names a table's tests by its rows.
+inline constexpr auto nameOfRow = [](const auto& row) { return std::string(row.param.name); };
+
 // Matches a whole text; the pattern is POSIX's, with \d for a digit and \n for the end of a line, too.
 testing::PolymorphicMatcher<testing::internal::MatchesRegexMatcher> Reads(std::string pattern);
 

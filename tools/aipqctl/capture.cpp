@@ -17,8 +17,9 @@
 #include "command.h"
 #include "event_stream.h"
 #include "failure.h"
+#include "frame_file.h"
+#include "output_file.h"
 #include "platform_adaptation/picture_capture.h"
-#include "png_file.h"
 #include "television.h"
 #include "validators.h"
 #include "video/capture_block.h"
@@ -30,9 +31,10 @@ namespace aipqctl {
 namespace {
 
 struct Wish {
-    std::string file = "capture-%d.png";
+    std::string format = "png";
+    std::string file;
     std::string size = "224x224";
-    unsigned count = 0;
+    std::optional<unsigned> count;
     double every = 0;
     bool async = false;
 };
@@ -121,7 +123,10 @@ class RequestQueue {
     const mqd_t m_queue;
 };
 
-[[noreturn]] void failNoFrame() { throw Failure(EXIT_REFUSED, "no frame arrives: " + whyNoFrame()); }
+[[noreturn]] void failNoFrame() {
+    requireSameTelevision();
+    throw Failure(EXIT_REFUSED, "no frame arrives: " + whyNoFrame());
+}
 
 // The frames of one run, one after the other.
 class Frames {
@@ -208,14 +213,73 @@ class Frames {
     PictureCapture m_capture;
 };
 
-void capture(const Wish& wish, bool json) {
-    const bool endless = wish.count == 0 && wish.every > 0;
-    const unsigned count = std::max(wish.count, 1U);
-    if ((endless || count > 1) && !findNumberPlace(wish.file))
-        throw Failure(EXIT_WRONG_USE,
-                      "several frames need several files: put %d into the name, as in frame-%d.png");
+// The files of one run: one for each frame, or one for all.
+class Files {
+  public:
+    Files(const Wish& wish, bool several)
+        : m_isRaw(wish.format == "rgb"), m_name(wish.file.empty() ? "capture-%d." + wish.format : wish.file) {
+        if (!m_isRaw && wish.format != "png")
+            throw Failure(EXIT_UNKNOWN, "no format '" + wish.format + "': png or rgb");
+        const bool isStream = m_isRaw || isStandardOutput();
+        if (several && !isStream && !findNumberPlace(m_name))
+            throw Failure(EXIT_WRONG_USE,
+                          "several frames need several files: put %d into the name, as in frame-%d.png");
+        if (isStream && !findNumberPlace(m_name)) attempt([&] { m_all.emplace(m_name); });
+    }
 
+    bool isStandardOutput() const { return m_name == OutputFile::STANDARD_OUTPUT; }
+
+    // Returns the name of the file.
+    std::string add(unsigned number, const PictureData& picture) {
+        const std::string content = m_isRaw ? encodeRgb(picture) : encodePng(picture);
+        if (m_all) {
+            attempt([&] { m_all->write(content); });
+            return m_name;
+        }
+        std::string name = fileName(m_name, number);
+        save(name, content);
+        return name;
+    }
+
+    void finish() {
+        if (m_all) attempt([&] { m_all->commit(); });
+    }
+
+  private:
+    template <typename Operation>
+    static void attempt(const Operation& operation) {
+        try {
+            operation();
+        } catch (const CannotWrite& problem) {
+            failWriting(problem);
+        }
+    }
+
+    const bool m_isRaw;
+    const std::string m_name;
+    std::optional<OutputFile> m_all;
+};
+
+void report(const PictureData& picture, unsigned number, const std::string& file, double milliseconds,
+            bool json) {
+    if (json)
+        return printJson({{"time", utcTime(happened({}))},
+                          {"number", number},
+                          {"file", file},
+                          {"width", picture.width},
+                          {"height", picture.height},
+                          {"milliseconds", milliseconds}});
+    std::array<char, 32> taken{};
+    std::snprintf(taken.data(), taken.size(), "%.0f ms", milliseconds);
+    printLine(file + ": " + std::to_string(picture.width) + " x " + std::to_string(picture.height) + ", " +
+              taken.data());
+}
+
+void capture(const Wish& wish, bool json) {
+    const bool endless = wish.count ? *wish.count == 0 : wish.every > 0;
+    const unsigned count = wish.count.value_or(1);
     const PictureData wanted = parseSize(wish.size);
+    Files files(wish, endless || count > 1);
 
     requireTelevision();
     Frames frames(wanted, wish.async);
@@ -227,44 +291,38 @@ void capture(const Wish& wish, bool json) {
         const auto asked = std::max(due, Clock::now());
         if (frames.waitUntil(due)) picture = frames.next();
         if (!picture) {
+            files.finish();
             if (endless) return;
             throw Failure(EXIT_CUT_SHORT, "stopped after " + std::to_string(number - 1) + " of " +
                                               std::to_string(count) + " frames");
         }
         const std::chrono::duration<double, std::milli> taken = Clock::now() - asked;
-        const std::string file = fileName(wish.file, number);
-        std::string error;
-        if (!savePng(file, *picture, error)) throw Failure(EXIT_BAD_FILE, error);
-        if (json) {
-            printJson({{"time", utcTime(happened({}))},
-                       {"number", number},
-                       {"file", file},
-                       {"width", picture->width},
-                       {"height", picture->height},
-                       {"milliseconds", taken.count()}});
-        } else {
-            std::array<char, 32> milliseconds{};
-            std::snprintf(milliseconds.data(), milliseconds.size(), "%.0f ms", taken.count());
-            printLine(file + ": " + std::to_string(picture->width) + " x " + std::to_string(picture->height) +
-                      ", " + milliseconds.data());
-        }
+        const std::string file = files.add(number, *picture);
+        // Standard output has the frames alone.
+        if (!files.isStandardOutput()) report(*picture, number, file, taken.count(), json);
     }
+    files.finish();
 }
 
 }  // namespace
 
 void addCaptureCommand(CLI::App& app, Context& context) {
-    CLI::App& command = *app.add_subcommand("capture", "Save frames of the running video as PNG");
+    CLI::App& command = *app.add_subcommand("capture", "Save frames of the running video");
     const auto wish = std::make_shared<Wish>();
     command
         .add_option("-o,--output", wish->file,
-                    "the file; %d or %03d in it is the frame's number; capture-%d.png unless given")
+                    "the file; %d or %03d in it is the frame's number; - for standard output; capture-%d.png "
+                    "unless given")
         ->type_name("FILE");
     command
         .add_option("-n,--count", wish->count,
-                    "so many frames; one unless given, but with --every until Ctrl-C")
+                    "so many frames, 0 until Ctrl-C; one unless given, but with --every until Ctrl-C")
         ->type_name("COUNT")
-        ->check(isCount());
+        ->check(isNumber(0U, 1000000000U));
+    command
+        .add_option("--format", wish->format,
+                    "png unless given, or rgb: 3 bytes a pixel, one frame after the other in one file")
+        ->type_name("FORMAT");
     command.add_option("--every", wish->every, "one frame in this time; as fast as they come unless given")
         ->type_name("SECONDS")
         ->check(isDuration());

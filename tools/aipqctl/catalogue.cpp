@@ -91,6 +91,11 @@ const KeyDefinition* findKey(const std::string& name) {
     return found != keys.end() ? &*found : nullptr;
 }
 
+const KeyDefinition& keyDefinition(const std::string& name) {
+    if (const KeyDefinition* const key = findKey(name)) return *key;
+    throw Failure(EXIT_UNKNOWN, "the catalogue has no key '" + name + "'");
+}
+
 std::vector<std::string> keyNames(Keys which) {
     std::vector<std::string> names;
     for (const KeyDefinition& key : catalogue())
@@ -109,7 +114,9 @@ std::vector<std::string> valueTypeNames() {
 ObjectTypeSpec valueType(const std::string& name) {
     for (const ValueType& row : VALUE_TYPES)
         if (typeName(row.type) == name) return row.type;
-    throw Failure(EXIT_UNKNOWN, "no type '" + name + "': integer, int64, string, integers or strings");
+    const std::string hint = suggestion(name, valueTypeNames());
+    throw Failure(EXIT_UNKNOWN, "no type '" + name + "'" +
+                                    (hint.empty() ? ": integer, int64, string, integers or strings" : hint));
 }
 
 std::string rangeText(const KeyDefinition& key) {
@@ -160,6 +167,8 @@ std::string suggestion(const std::string& word, const std::vector<std::string>& 
     const std::string* nearest = nullptr;
     std::size_t least = std::max<std::size_t>(2, word.size() / 4);
     for (const std::string& name : names) {
+        // A word that is far too long is not compared letter by letter.
+        if (word.size() > 2 * name.size() + 2) continue;
         const std::size_t found = distance(word, name);
         if (found > least || (nearest != nullptr && found == least)) continue;
         least = found;

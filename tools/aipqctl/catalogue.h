@@ -18,6 +18,8 @@ using simulated::Value;
 const std::vector<KeyDefinition>& catalogue();
 // Null for a key that is not listed.
 const KeyDefinition* findKey(const std::string& name);
+// Failure if it is not listed.
+const KeyDefinition& keyDefinition(const std::string& name);
 
 enum class Keys { ALL, VALUES, TABLES };
 std::vector<std::string> keyNames(Keys which);

@@ -6,6 +6,8 @@
 #include "command.h"
 #include "failure.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
+#include "resources.h"
+#include "simulated_television.h"
 #include "table_reader.h"
 #include "television.h"
 
@@ -20,10 +22,7 @@ constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
 class Channels {
   public:
     Channels() {
-        const KeyDefinition* const key = findKey(CHANNEL_LIST);
-        if (key == nullptr)
-            throw Failure(EXIT_UNKNOWN, std::string("the catalogue has no key '") + CHANNEL_LIST + "'");
-        m_columns = key->columns;
+        m_columns = keyDefinition(CHANNEL_LIST).columns;
         m_rows = readTable(CHANNEL_LIST, m_columns.size());
     }
 
@@ -103,9 +102,24 @@ struct Wish {
 
 }  // namespace
 
+std::vector<std::string> channelNames() {
+    std::vector<std::string> names;
+    try {
+        // Completing a word does not start a television.
+        if (!televisionRun()) return names;
+        const Channels channels;
+        for (const auto& row : channels.rows()) names.push_back(channels.cell(row, "name"));
+    } catch (const Failure&) {
+        // The shell has nobody to tell.
+    }
+    return names;
+}
+
 void addChannelCommand(CLI::App& app, Context& context) {
     CLI::App& command = *app.add_subcommand("channel", "List and change channels");
-    command.require_subcommand(1);
+    command.callback([&command, &context] {
+        if (command.get_subcommands().empty()) list(context.json);
+    });
     command.add_subcommand("list", "Show the television's channels")->callback([&context] {
         list(context.json);
     });

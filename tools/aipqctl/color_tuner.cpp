@@ -49,7 +49,9 @@ void set(const Wishes& wishes, bool json) {
 
 void addColorTunerCommand(CLI::App& app, Context& context) {
     CLI::App& command = *app.add_subcommand("color-tuner", "Show or set the colour tuner");
-    command.require_subcommand(1);
+    command.callback([&command, &context] {
+        if (command.get_subcommands().empty()) show(context.json);
+    });
     command.add_subcommand("get", "Show mode, luma, saturation and hue")->callback([&context] {
         show(context.json);
     });

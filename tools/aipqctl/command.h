@@ -18,6 +18,9 @@ struct Context {
 void addListCommand(CLI::App& app, Context& context);
 void addGetCommand(CLI::App& app, Context& context);
 void addSetCommand(CLI::App& app, Context& context);
+void addSaveCommand(CLI::App& app, Context& context);
+void addRestoreCommand(CLI::App& app, Context& context);
+void addTvCommand(CLI::App& app, Context& context);
 void addWatchCommand(CLI::App& app, Context& context);
 void addInfoCommand(CLI::App& app, Context& context);
 void addCaptureCommand(CLI::App& app, Context& context);

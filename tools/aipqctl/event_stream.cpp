@@ -57,7 +57,7 @@ std::optional<Event> EventStream::next() {
     return event;
 }
 
-void EventStream::run(const StreamLimits& limits, const std::function<void(const Event&)>& show) {
+void EventStream::run(const StreamLimits& limits, const std::function<bool(const Event&)>& show) {
     const auto time = std::chrono::duration<double>(limits.seconds);
     const auto end = limits.seconds > 0 ? Clock::now() + std::chrono::ceil<Clock::duration>(time)
                                         : Clock::time_point::max();
@@ -65,8 +65,7 @@ void EventStream::run(const StreamLimits& limits, const std::function<void(const
     while (!m_bell.interrupted()) {
         const bool rang = m_bell.waitUntil(end);
         while (const std::optional<Event> event = next()) {
-            show(*event);
-            if (++count == limits.count) return;
+            if (show(*event) && ++count == limits.count) return;
         }
         if (rang) continue;
         if (limits.count > 0)

@@ -38,9 +38,9 @@ class EventStream {
     // Any thread.
     void push(Json content);
 
-    // Calls `show` with each event, until Ctrl-C or one of the limits. Failure if the time is over before the
-    // count is reached.
-    void run(const StreamLimits& limits, const std::function<void(const Event&)>& show);
+    // Calls `show` with each event, until Ctrl-C or one of the limits; it returns whether the event counts.
+    // Failure if the time is over before the count is reached.
+    void run(const StreamLimits& limits, const std::function<bool(const Event&)>& show);
 
   private:
     std::optional<Event> next();

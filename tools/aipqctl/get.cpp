@@ -1,27 +1,35 @@
 #include <memory>
 
+#include "change.h"
 #include "command.h"
-#include "settings.h"
+#include "failure.h"
 
 namespace aipqctl {
 
 namespace {
 
-void get(std::vector<std::string> names, bool json) {
+void get(std::vector<std::string> names, Context& context) {
     // A single value stands alone, so that a script can take it as it is.
     const bool alone = names.size() == 1;
     if (names.empty()) names = settingNames();
-    std::vector<const Setting*> wanted;
-    for (const std::string& name : names) wanted.push_back(&setting(name));
+    std::vector<Named> wanted;
+    for (const std::string& name : names) wanted.push_back(findNamed(name));
 
     Json object = Json::object();
     std::vector<std::vector<std::string>> rows;
-    for (const Setting* const setting : wanted) {
-        const int value = readSetting(*setting);
-        object[setting->name] = value;
-        rows.push_back({setting->name, std::to_string(value)});
+    for (const Named& named : wanted) {
+        try {
+            const Value value = readNamed(named);
+            object[named.name] = toJson(value);
+            rows.push_back({named.name, toText(value)});
+        } catch (const Failure& failure) {
+            if (alone || failure.exitCode() == EXIT_NO_TELEVISION) throw;
+            complain(failure.what());
+            context.exitCode = failure.exitCode();
+            object[named.name] = nullptr;
+        }
     }
-    if (json) return printJson(object);
+    if (context.json) return printJson(object);
     if (alone) return printLine(rows.front().back());
     for (const std::string& line : aligned(rows)) printLine(line);
 }
@@ -29,10 +37,10 @@ void get(std::vector<std::string> names, bool json) {
 }  // namespace
 
 void addGetCommand(CLI::App& app, Context& context) {
-    CLI::App& command = *app.add_subcommand("get", "Read picture settings");
+    CLI::App& command = *app.add_subcommand("get", "Read settings and keys");
     const auto names = std::make_shared<std::vector<std::string>>();
-    command.add_option("SETTING", *names, "which ones; all without a name")->type_name("");
-    command.callback([names, &context] { get(*names, context.json); });
+    command.add_option("NAME", *names, "settings or keys; all settings without a name")->type_name("");
+    command.callback([names, &context] { get(*names, context); });
 }
 
 }  // namespace aipqctl

@@ -2,8 +2,10 @@
 
 #include <array>
 
+#include "catalogue.h"
 #include "command.h"
-#include "output.h"
+#include "failure.h"
+#include "key_access.h"
 #include "television.h"
 
 namespace aipqctl {
@@ -40,10 +42,29 @@ const char* playerName(PlayerState state) {
     return "unknown";
 }
 
-void info(bool json) {
-    requireTelevision();
+struct Line {
+    const char* entry;  // of the JSON object
+    const char* words;
+    const char* key;
+};
+
+constexpr std::array<Line, 10> LINES{{
+    {"source", "source", "dovra.sl2.str.source.current.path"},
+    {"player", "player", "dovra.sl2.str.video.format.info"},
+    {"hdrType", "HDR type", "dovra.sl2.str.servicemode.videoinfo.hdrtype"},
+    {"gameMode", "game mode", "dovra.sl2.i32.video.enum.instant.game.response"},
+    {"mediaStreamEncrypted", "media player's stream encrypted",
+     "dovra.sl2.mpctrl.i32.media.stream.encrypted"},
+    {"tvStreamEncrypted", "TV stream encrypted", "dovra.sl2.vstr.tvservice.play.main"},
+    {"aipqSupported", "AI picture quality supported", "dovra.sl2.i32.video.aipq.supported"},
+    {"aipqAvailable", "AI picture quality available now", "dovra.sl2.i32.video.ai.pq.available"},
+    {"aipqSwitchAvailable", "user's switch can be operated", "dovra.sl2.i32.video.ai.pq.switch"},
+    {"aipqSwitchOn", "user's switch on", "dovra.sl2.i32.video.aipq.user.switch.osd"},
+}};
+
+Json readInfo() {
     SystemInfo television;
-    const Json object{
+    return {
         {"source", sourceName(television.getSourceType())},
         {"player", playerName(television.getPlayerState())},
         {"hdrType", hdrName(television.getVideoInfoHDRType())},
@@ -55,27 +76,30 @@ void info(bool json) {
         {"aipqSwitchAvailable", television.getAIPQSwitchAvailable()},
         {"aipqSwitchOn", television.getAIPQSwitchState()},
     };
-    if (json) return printJson(object);
+}
 
-    struct Line {
-        const char* entry;
-        const char* words;
-    };
-    constexpr std::array<Line, 10> lines{{
-        {"source", "source"},
-        {"player", "player"},
-        {"hdrType", "HDR type"},
-        {"gameMode", "game mode"},
-        {"mediaStreamEncrypted", "media player's stream encrypted"},
-        {"tvStreamEncrypted", "TV stream encrypted"},
-        {"aipqSupported", "AI picture quality supported"},
-        {"aipqAvailable", "AI picture quality available now"},
-        {"aipqSwitchAvailable", "user's switch can be operated"},
-        {"aipqSwitchOn", "user's switch on"},
-    }};
+void info(Context& context) {
+    requireTelevision();
+    Json object = readInfo();
+    // The library answers with a default if it cannot read a key.
+    for (const Line& line : LINES) {
+        try {
+            const KeyDefinition& key = keyDefinition(line.key);
+            KeyAccess(key.name, key.type).read();
+        } catch (const Failure& failure) {
+            if (failure.exitCode() == EXIT_NO_TELEVISION) throw;
+            complain(failure.what());
+            context.exitCode = failure.exitCode();
+            object[line.entry] = nullptr;
+        }
+    }
+    requireSameTelevision();
+    if (context.json) return printJson(object);
+
     std::vector<std::vector<std::string>> rows;
-    for (const Line& line : lines) {
+    for (const Line& line : LINES) {
         const Json& value = object.at(line.entry);
+        if (value.is_null()) continue;
         rows.push_back({line.words, value.is_boolean()  ? value.get<bool>() ? "yes" : "no"
                                     : value.is_string() ? value.get<std::string>()
                                                         : value.dump()});
@@ -113,7 +137,7 @@ const char* sourceName(SourceType type) {
 
 void addInfoCommand(CLI::App& app, Context& context) {
     CLI::App& command = *app.add_subcommand("info", "Show the television's state");
-    command.callback([&context] { info(context.json); });
+    command.callback([&context] { info(context); });
 }
 
 }  // namespace aipqctl

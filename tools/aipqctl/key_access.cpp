@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "failure.h"
+#include "platform_adaptation/system_access/table_access.h"
 #include "platform_adaptation/system_access/value_access.h"
 #include "television.h"
 
@@ -57,25 +58,71 @@ class ChangeHandler final : public ValueHandler {
     const KeyAccess::OnChange m_onChange;
 };
 
+// Also passes on when its key leaves and returns.
+template <typename Observer>
+class FollowedValue final : public ValueAccessT<Observer> {
+  public:
+    FollowedValue(const std::string& key, std::shared_ptr<ValueHandler> handler,
+                  KeyAccess::OnAvailability onAvailability)
+        : ValueAccessT<Observer>(key, std::move(handler)), m_onAvailability(std::move(onAvailability)) {}
+
+    void notifyAvailability(bool available) override {
+        if (m_onAvailability) m_onAvailability(available);
+    }
+
+  private:
+    const KeyAccess::OnAvailability m_onAvailability;
+};
+
+// What it is on this television; none if it has no such key.
+ObjectTypeSpec typeOf(const std::string& key) {
+    TableAccess any(key);
+    return any.connect(CONNECT_TIMEOUT_MS) == 0 ? static_cast<ObjectTypeSpec>(any.getType())
+                                                : OBJECT_TYPE_NONE;
+}
+
+// A read of a number has no status of its own: it gives 0 when the television leaves meanwhile. If the key
+// can be connected at once, it had not left.
+template <typename Observer>
+void confirmRead(const std::string& key) {
+    if (ValueAccessBase::getRootInterface() != nullptr && ValueAccessT<Observer>(key).connect(0) == 0) return;
+    requireSameTelevision();
+    throw Failure(EXIT_REFUSED, key + " cannot be read: the television does not confirm the value 0");
+}
+
 }  // namespace
 
-KeyAccess::KeyAccess(const std::string& key, ObjectTypeSpec type, OnChange onChange) : m_type(type) {
+KeyAccess::KeyAccess(const std::string& key, ObjectTypeSpec type, OnChange onChange,
+                     OnAvailability onAvailability)
+    : m_type(type) {
     // Connecting asks the model's root, whether or not there is one.
-    if (ValueAccessBase::getRootInterface() == nullptr) requireTelevision();
+    requireTelevision();
     std::shared_ptr<ValueHandler> handler;
     if (onChange) handler = std::make_shared<ChangeHandler>(type, std::move(onChange));
     m_access = withType(
         type, [&]<typename Observer, typename T>(std::type_identity<Observer>, std::type_identity<T>) {
-            return std::unique_ptr<ValueAccessBase>(std::make_unique<ValueAccessT<Observer>>(key, handler));
+            return std::unique_ptr<ValueAccessBase>(
+                std::make_unique<FollowedValue<Observer>>(key, handler, std::move(onAvailability)));
         });
-    const int status = m_access->connect(CONNECT_TIMEOUT_MS);
+    int status = m_access->connect(CONNECT_TIMEOUT_MS);
+    ObjectTypeSpec found = OBJECT_TYPE_NONE;
+    if (status == STATUS_WRONG_TYPE) {
+        found = typeOf(key);
+        // A television that leaves while it is asked for the type has none.
+        if (found == type) status = m_access->connect(CONNECT_TIMEOUT_MS);
+    }
     if (status == 0) return;
-    if (status == STATUS_WRONG_TYPE)
-        throw Failure(EXIT_WRONG_TYPE, key + " is not of type " + typeName(type) +
-                                           " on this television: say another one with --type");
-    requireTelevision();
+    requireSameTelevision();
+    if (found != OBJECT_TYPE_NONE)
+        throw Failure(EXIT_WRONG_TYPE,
+                      key + " is of type " + typeName(found) + " on this television, not " + typeName(type));
     throw Failure(EXIT_UNKNOWN, "the television has no key '" + key + "'" +
                                     (findKey(key) != nullptr ? "" : suggestion(key, keyNames(Keys::ALL))));
+}
+
+KeyAccess::~KeyAccess() {
+    // Before anything that a notification uses is destroyed.
+    m_access->disconnect();
 }
 
 Value KeyAccess::read() {
@@ -83,20 +130,26 @@ Value KeyAccess::read() {
         m_type,
         [&]<typename Observer, typename T>(std::type_identity<Observer>, std::type_identity<T>) -> Value {
             T value{};
-            if (const int status = m_access->getValue(value); status != 0)
+            if (const int status = m_access->getValue(value); status != 0) {
+                requireSameTelevision();
                 throw Failure(EXIT_REFUSED, m_access->getName() +
                                                 " cannot be read: the television answers with status " +
                                                 std::to_string(status));
+            }
+            if constexpr (std::is_integral_v<T>)
+                if (value == 0) confirmRead<Observer>(m_access->getName());
             return value;
         });
 }
 
 void KeyAccess::write(const Value& value) {
     withType(m_type, [&]<typename Observer, typename T>(std::type_identity<Observer>, std::type_identity<T>) {
-        if (const int status = m_access->setValue(std::get<T>(value)); status != 0)
+        if (const int status = m_access->setValue(std::get<T>(value)); status != 0) {
+            requireSameTelevision();
             throw Failure(EXIT_REFUSED, m_access->getName() +
                                             " cannot be written: the television answers with status " +
                                             std::to_string(status));
+        }
     });
 }
 

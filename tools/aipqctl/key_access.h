@@ -15,11 +15,17 @@ class KeyAccess {
   public:
     // Called on the model's thread with each change.
     using OnChange = std::function<void(const Value&)>;
+    // Called on the model's thread when the key leaves with its television (false), and when it is back.
+    using OnAvailability = std::function<void(bool)>;
 
-    KeyAccess(const std::string& key, lomodelapi::ObjectTypeSpec type, OnChange onChange = {});
+    KeyAccess(const std::string& key, lomodelapi::ObjectTypeSpec type, OnChange onChange = {},
+              OnAvailability onAvailability = {});
+    ~KeyAccess();
+    KeyAccess(const KeyAccess&) = delete;
+    KeyAccess& operator=(const KeyAccess&) = delete;
 
     Value read();
-    // Hands the value to the television; whether it takes it shows in what it then reads.
+    // Sends the value to the television; read the key again to see whether it took effect.
     void write(const Value& value);
 
   private:

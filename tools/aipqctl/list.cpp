@@ -5,6 +5,7 @@
 #include "catalogue.h"
 #include "command.h"
 #include "failure.h"
+#include "safe_text.h"
 #include "settings.h"
 
 namespace aipqctl {
@@ -28,25 +29,68 @@ bool matches(const KeyDefinition& key, const std::string& filter) {
     return false;
 }
 
+bool hasValue(const KeyDefinition& key) { return !std::holds_alternative<std::monostate>(key.initial); }
+
+// How a key is used: read and write, invoke, iterate.
+std::string accessText(const KeyDefinition& key) {
+    if (hasValue(key)) return "rw";
+    return key.type == lomodelapi::OBJECT_TYPE_ACTION ? "invoke" : "rows";
+}
+
+// By how much the library moves a setting at a time; 0 if it writes the value at once.
+int stepOf(const KeyDefinition& key) {
+    const Setting* const setting = settingOfKey(key.name);
+    return setting != nullptr ? setting->step : 0;
+}
+
+std::string defaultText(const KeyDefinition& key) {
+    constexpr std::size_t most = 16;
+    return hasValue(key) ? shortened(toText(key.initial), most) : "";
+}
+
+std::string meaning(const KeyDefinition& key) {
+    const Setting* const setting = settingOfKey(key.name);
+    std::string names;
+    if (setting != nullptr)
+        for (const std::string& name : menuNames(*setting)) names += (names.empty() ? ": " : ", ") + name;
+    return key.meaning + names;
+}
+
 Json describe(const KeyDefinition& key) {
     Json json{{"group", key.group}, {"name", key.name}, {"type", typeName(key.type)}};
     if (const std::string name = settingName(key); !name.empty()) json["setting"] = name;
     if (key.range) json["range"] = {key.range->first, key.range->second};
     if (!key.columns.empty()) json["columns"] = key.columns;
+    if (hasValue(key)) {
+        json["default"] = toJson(key.initial);
+        json["access"] = accessText(key);
+    }
+    if (const int step = stepOf(key); step > 0) json["step"] = step;
+    if (const Setting* const setting = settingOfKey(key.name))
+        if (const std::vector<std::string> names = menuNames(*setting); !names.empty())
+            json["values"] = names;
     json["meaning"] = key.meaning;
     return json;
 }
 
 void show(const std::vector<const KeyDefinition*>& keys) {
-    std::vector<std::vector<std::string>> rows{{"KEY", "SETTING", "TYPE", "RANGE", "MEANING"}};
-    for (const KeyDefinition* const key : keys)
-        rows.push_back({key->name, settingName(*key), typeName(key->type), rangeText(*key), key->meaning});
+    std::vector<std::vector<std::string>> rows{
+        {"KEY", "SETTING", "TYPE", "RANGE", "STEP", "DEFAULT", "ACCESS", "MEANING"}};
+    for (const KeyDefinition* const key : keys) {
+        const int step = stepOf(*key);
+        rows.push_back({key->name, settingName(*key), typeName(key->type), rangeText(*key),
+                        step > 0 ? std::to_string(step) : "", defaultText(*key), accessText(*key),
+                        meaning(*key)});
+    }
     const std::vector<std::string> lines = aligned(rows);
     printLine(lines.front());
     std::string group;
     for (std::size_t i = 0; i < keys.size(); ++i) {
-        if (keys[i]->group != group) printLine("\n" + keys[i]->group);
-        group = keys[i]->group;
+        if (keys[i]->group != group) {
+            group = keys[i]->group;
+            print("\n");
+            printLine(group);
+        }
         printLine(lines[i + 1]);
     }
 }

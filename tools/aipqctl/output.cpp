@@ -1,5 +1,6 @@
 #include "output.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include <cstring>
 
 #include "failure.h"
+#include "safe_text.h"
 
 namespace aipqctl {
 
@@ -26,17 +28,22 @@ void print(const std::string& text) {
     if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0) return;
     const int error = errno;
     if (error == EPIPE) throw OutputClosed();
+    if (error == EBADF)
+        throw Failure(EXIT_BAD_FILE, "the output cannot be written: standard output is closed");
     throw Failure(EXIT_BAD_FILE, std::string("the output cannot be written: ") + std::strerror(error));
 }
 
-void printLine(const std::string& line) { print(line + '\n'); }
+void printLine(const std::string& line) { print(safeText(line) + '\n'); }
 
 void printJson(const Json& json) {
     // What a television sends need not be UTF-8.
-    printLine(json.dump(-1, ' ', false, Json::error_handler_t::replace));
+    print(safeJson(json.dump(-1, ' ', false, Json::error_handler_t::replace)) + '\n');
 }
 
-std::vector<std::string> aligned(const std::vector<std::vector<std::string>>& rows) {
+std::vector<std::string> aligned(const std::vector<std::vector<std::string>>& table) {
+    std::vector<std::vector<std::string>> rows = table;
+    for (auto& row : rows)
+        for (std::string& cell : row) cell = safeText(cell);
     std::vector<std::size_t> widths;
     for (const auto& row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
@@ -53,6 +60,30 @@ std::vector<std::string> aligned(const std::vector<std::vector<std::string>>& ro
         lines.push_back(line);
     }
     return lines;
+}
+
+void failWriting(const CannotWrite& problem) {
+    if (problem.error() == EPIPE) throw OutputClosed();
+    throw Failure(EXIT_BAD_FILE, problem.what());
+}
+
+void save(const std::string& path, const std::string& content) {
+    try {
+        writeFile(path, content);
+    } catch (const CannotWrite& problem) {
+        failWriting(problem);
+    }
+}
+
+void complain(const std::string& problem) {
+    constexpr std::size_t most = 1000;
+    std::fprintf(stderr, "aipqctl: %s\n", shortened(safeText(problem), most).c_str());
+}
+
+void occupyStandardStreams() {
+    // Opened for reading, so that writing still fails.
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(stream, F_GETFD) == -1) static_cast<void>(open("/dev/null", O_RDONLY));
 }
 
 bool isTerminal() { return isatty(STDOUT_FILENO) == 1; }

@@ -51,10 +51,14 @@ void power(const StreamLimits& limits, bool json) {
     SystemState television(APPLICATION);
     television.registerCallBackTVPowerState(onPowerState, &events);
     events.run(limits, [json](const Event& event) {
-        if (!json) return printLine(localTime(event) + "  " + event.content["event"].get<std::string>());
-        Json line{{"time", utcTime(event)}};
-        line.update(event.content);
-        printJson(line);
+        if (json) {
+            Json line{{"time", utcTime(event)}};
+            line.update(event.content);
+            printJson(line);
+        } else {
+            printLine(localTime(event) + "  " + event.content["event"].get<std::string>());
+        }
+        return true;
     });
 }
 

@@ -14,11 +14,6 @@ constexpr char PQ_KEY[] = "dovra.sl2.vint.video.aipq.pq.setting";
 // What the library takes; it hands fewer to the television, in another order.
 constexpr std::size_t PARAMETERS = 34;
 
-const KeyDefinition& definition() {
-    if (const KeyDefinition* const key = findKey(PQ_KEY)) return *key;
-    throw Failure(EXIT_UNKNOWN, std::string("the catalogue has no key '") + PQ_KEY + "'");
-}
-
 void show(bool json) {
     const Value value = KeyAccess(PQ_KEY, lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER).read();
     if (json) return printJson({{"values", toJson(value)}});
@@ -26,12 +21,14 @@ void show(bool json) {
 }
 
 void set(const std::vector<std::string>& texts, bool json) {
-    auto parameters = std::get<std::vector<int>>(parseValue("pq", definition(), texts));
+    auto parameters = std::get<std::vector<int>>(parseValue("pq", keyDefinition(PQ_KEY), texts));
     if (parameters.size() != PARAMETERS)
         throw Failure(EXIT_WRONG_USE, "pq takes " + std::to_string(PARAMETERS) + " numbers, not " +
                                           std::to_string(parameters.size()));
-    if (systemSetting().setVideoPQParameters(parameters) != 0)
+    if (systemSetting().setVideoPQParameters(parameters) != 0) {
+        requireSameTelevision();
         throw Failure(EXIT_REFUSED, "the PQ parameters cannot be written: -v shows the platform's log");
+    }
     show(json);
 }
 
@@ -39,7 +36,9 @@ void set(const std::vector<std::string>& texts, bool json) {
 
 void addPqCommand(CLI::App& app, Context& context) {
     CLI::App& command = *app.add_subcommand("pq", "Show or set the PQ parameters");
-    command.require_subcommand(1);
+    command.callback([&command, &context] {
+        if (command.get_subcommands().empty()) show(context.json);
+    });
     command.add_subcommand("get", "Show the numbers that the television has")->callback([&context] {
         show(context.json);
     });

@@ -1,14 +1,13 @@
 #include "program.h"
 
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
-#include <iostream>
 
 #include "catalogue.h"
 #include "command.h"
 #include "failure.h"
 #include "output.h"
+#include "simulated_television.h"
 
 namespace aipqctl {
 
@@ -40,6 +39,7 @@ void prepareEnvironment(const Options& options, const CLI::App& program) {
     } else {
         setenv("AIPQ_TV", DEFAULT_TELEVISION, 0);
     }
+    requireTelevisionName();
     setenv("AIPQ_TV_LOG", options.verbose ? "info" : "off", options.verbose ? 1 : 0);
     // A television of one's own shows a picture only to those who look at it.
     if (!needsPicture(program)) setenv("AIPQ_TV_VIDEO", "off", 0);
@@ -68,7 +68,7 @@ int reportWrongUse(const CLI::ParseError& error, const CLI::App& program) {
         break;
     }
     if (hint.empty()) hint = ": '" + path + " --help' shows the usage";
-    std::cerr << "aipqctl: " << what.substr(0, what.find('\n')) << hint << '\n';
+    complain(what.substr(0, what.find('\n')) + hint);
     return EXIT_WRONG_USE;
 }
 
@@ -77,6 +77,8 @@ void addCommands(CLI::App& program, Context& context) {
     addListCommand(program, context);
     addGetCommand(program, context);
     addSetCommand(program, context);
+    addSaveCommand(program, context);
+    addRestoreCommand(program, context);
     addWatchCommand(program, context);
     addCaptureCommand(program, context);
     addColorTunerCommand(program, context);
@@ -87,6 +89,7 @@ void addCommands(CLI::App& program, Context& context) {
     addTableCommand(program, context);
     addKeyCommand(program, context);
     addDoctorCommand(program, context);
+    addTvCommand(program, context);
     addCompleteCommand(program, context);
 }
 
@@ -101,7 +104,7 @@ int runCommand(int argc, char** argv) {
     program.set_version_flag("--version", "aipqctl " AIPQCTL_VERSION, "Print the version");
     program.add_flag("--json", context.json, "Print JSON, one object a line");
     program.add_option("--tv", options.television, "The simulated television to talk to")
-        ->type_name("NAME|ADDRESS");
+        ->type_name("TELEVISION");
     program.add_flag("--embedded", options.embedded, "Use a short-lived simulated television of one's own");
     program.add_flag("-v,--verbose", options.verbose, "Show the platform's log");
     program.parse_complete_callback([&] {
@@ -130,15 +133,16 @@ int run(int argc, char** argv) {
     // A reader that goes away is seen when writing to it. A handler rather than SIG_IGN, which the video
     // pipeline would inherit.
     std::signal(SIGPIPE, [](int) {});
+    occupyStandardStreams();
     try {
         return runCommand(argc, argv);
     } catch (const OutputClosed&) {
         return EXIT_DONE;
     } catch (const Failure& failure) {
-        std::cerr << "aipqctl: " << failure.what() << '\n';
+        complain(failure.what());
         return failure.exitCode();
     } catch (const std::exception& error) {
-        std::cerr << "aipqctl: " << error.what() << '\n';
+        complain(error.what());
         return EXIT_REFUSED;
     }
 }

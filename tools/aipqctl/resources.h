@@ -10,6 +10,9 @@ namespace aipqctl {
 std::vector<std::string> resourceNames();
 std::vector<std::string> playbackNames();
 
+// The channels of the television that runs, by name; none if it does not answer.
+std::vector<std::string> channelNames();
+
 }  // namespace aipqctl
 
 #endif

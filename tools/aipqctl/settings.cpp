@@ -1,6 +1,8 @@
 #include "settings.h"
 
 #include <algorithm>
+#include <iterator>
+#include <sstream>
 
 #include "failure.h"
 #include "key_access.h"
@@ -14,23 +16,24 @@ std::vector<std::string> settingNames() {
     return names;
 }
 
-const Setting& setting(const std::string& name) {
-    for (const Setting& setting : SETTINGS)
-        if (setting.name == name) return setting;
-    const std::string hint = suggestion(name, settingNames());
-    throw Failure(EXIT_UNKNOWN,
-                  "no setting '" + name + "'" + (hint.empty() ? ": 'aipqctl get' shows all settings" : hint));
-}
-
 const Setting* settingOfKey(const std::string& key) {
     const auto* const found = std::find_if(SETTINGS.begin(), SETTINGS.end(),
                                            [&](const Setting& setting) { return setting.key == key; });
     return found != SETTINGS.end() ? found : nullptr;
 }
 
-const KeyDefinition& definition(const Setting& setting) {
-    if (const KeyDefinition* const key = findKey(setting.key)) return *key;
-    throw Failure(EXIT_UNKNOWN, std::string("the catalogue has no key '") + setting.key + "'");
+const KeyDefinition& definition(const Setting& setting) { return keyDefinition(setting.key); }
+
+std::vector<std::string> menuNames(const Setting& setting) {
+    std::istringstream words(setting.menu);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+std::optional<int> menuValue(const Setting& setting, const std::string& name) {
+    const std::vector<std::string> names = menuNames(setting);
+    const auto found = std::find(names.begin(), names.end(), name);
+    if (found == names.end()) return {};
+    return static_cast<int>(found - names.begin());
 }
 
 SystemSetting& systemSetting() {
@@ -43,8 +46,9 @@ SystemSetting& systemSetting() {
 
 int readSetting(const Setting& setting) {
     const int value = (systemSetting().*setting.get)();
-    // -1 says that the read failed; or it is the value, which the key itself then confirms.
-    return value != -1
+    // -1 says that the read failed, and 0 that the television left meanwhile; or it is the value, which the
+    // key itself then confirms.
+    return value != -1 && value != 0
                ? value
                : std::get<int>(KeyAccess(setting.key, lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER).read());
 }
@@ -56,8 +60,9 @@ std::vector<int> readTuner() {
 }
 
 void writeTuner(std::vector<int> values) {
-    if (systemSetting().setVideoColorTunerFamily(values) != 0)
-        throw Failure(EXIT_REFUSED, "the colour tuner cannot be written: -v shows the platform's log");
+    if (systemSetting().setVideoColorTunerFamily(values) == 0) return;
+    requireSameTelevision();
+    throw Failure(EXIT_REFUSED, "the colour tuner cannot be written: -v shows the platform's log");
 }
 
 }  // namespace aipqctl

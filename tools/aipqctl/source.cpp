@@ -55,13 +55,15 @@ const auto& find(const Rows& rows, const std::string& name) {
         if (row.name == name) return row;
         all += (all.empty() ? "" : ", ") + std::string(row.name);
     }
-    throw Failure(EXIT_UNKNOWN, "no resources '" + name + "': one of " + all);
+    const std::string hint = suggestion(name, names(rows));
+    throw Failure(EXIT_UNKNOWN, "no resources '" + name + "'" + (hint.empty() ? ": one of " + all : hint));
 }
 
 void show(bool json) {
     requireTelevision();
     const char* const name = sourceName(SystemInfo().getSourceType());
     const Value path = KeyAccess(SOURCE_KEY, lomodelapi::OBJECT_TYPE_STRING).read();
+    requireSameTelevision();
     if (json) return printJson({{"source", name}, {"path", toJson(path)}});
     for (const std::string& line : aligned({{"source", name}, {"path", toText(path)}})) printLine(line);
 }
@@ -93,7 +95,9 @@ std::vector<std::string> playbackNames() { return names(PLAYBACK); }
 void addSourceCommand(CLI::App& app, Context& context) {
     CLI::App& command =
         *app.add_subcommand("source", "Show the source; take and give back what it plays with");
-    command.require_subcommand(1);
+    command.callback([&command, &context] {
+        if (command.get_subcommands().empty()) show(context.json);
+    });
     command.add_subcommand("get", "Show what is playing")->callback([&context] { show(context.json); });
 
     const auto name = std::make_shared<std::string>();

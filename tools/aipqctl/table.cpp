@@ -4,6 +4,7 @@
 #include "command.h"
 #include "failure.h"
 #include "table_reader.h"
+#include "validators.h"
 
 namespace aipqctl {
 
@@ -50,7 +51,7 @@ void addTableCommand(CLI::App& app, Context& context) {
     command
         .add_option("--columns", *columns, "the first so many columns; needed for a table that is not listed")
         ->type_name("COUNT")
-        ->check(CLI::Range(1, 1000).description(""));
+        ->check(isNumber(1U, 1000U));
     command.callback([key, columns, &context] { show(*key, *columns, context.json); });
 }
 

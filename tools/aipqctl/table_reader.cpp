@@ -18,7 +18,11 @@ namespace aipqctl {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr std::chrono::seconds ANSWER_LIMIT{10};
+// Whether the television has left is looked at this often.
+constexpr std::chrono::milliseconds LOOK_PERIOD{500};
 constexpr int CHUNK = 64;
 
 // Brings the answers from the model's thread to the one that reads.
@@ -51,9 +55,12 @@ class Answers final : public IteratorHandler {
 
     template <typename T>
     std::optional<T> waitFor(std::optional<T>& answer) {
-        std::unique_lock lock(m_mutex);
-        m_changed.wait_for(lock, ANSWER_LIMIT, [&] { return answer.has_value(); });
-        return std::exchange(answer, std::nullopt);
+        for (const auto limit = Clock::now() + ANSWER_LIMIT; Clock::now() < limit; requireSameTelevision()) {
+            std::unique_lock lock(m_mutex);
+            if (m_changed.wait_for(lock, LOOK_PERIOD, [&] { return answer.has_value(); }))
+                return std::exchange(answer, std::nullopt);
+        }
+        return {};
     }
 
     std::mutex m_mutex;
@@ -70,22 +77,28 @@ Rows readTable(const std::string& key, std::size_t columns) {
     std::iota(wanted.begin(), wanted.end(), 0);
     const auto answers = std::make_shared<Answers>();
     IteratorAccess table(key, answers, {0, CHUNK}, {}, wanted, {});
-    if (table.create() != 0)
+    if (table.create() != 0) {
+        requireSameTelevision();
         throw Failure(EXIT_UNKNOWN,
                       "the television has no key '" + key + "'" +
                           (findKey(key) != nullptr ? "" : suggestion(key, keyNames(Keys::TABLES))));
+    }
     lomodelapi::TableIterator* const iterator = table.getIterator();
-    if (iterator == nullptr)
+    if (iterator == nullptr) {
+        requireSameTelevision();
         throw Failure(EXIT_WRONG_TYPE, key + " gives no rows: it is no table, or not available now");
+    }
 
     const Failure silent(EXIT_REFUSED, key + " does not answer: try again, or look at its log with -v");
     const std::optional<int> count = answers->count();
     if (!count) throw silent;
     Rows rows;
     while (rows.size() < static_cast<std::size_t>(std::max(*count, 0))) {
-        if (const int status = iterator->readRowChunk(CHUNK); status != 0)
+        if (const int status = iterator->readRowChunk(CHUNK); status != 0) {
+            requireSameTelevision();
             throw Failure(EXIT_REFUSED, key + " cannot be read: the television answers with status " +
                                             std::to_string(status));
+        }
         const std::optional<Rows> chunk = answers->rows();
         if (!chunk) throw silent;
         if (chunk->empty()) break;

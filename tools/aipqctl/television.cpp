@@ -1,36 +1,66 @@
 #include "television.h"
 
 #include <chrono>
-#include <cstdlib>
 #include <future>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <utility>
 
 #include "failure.h"
-#include "platform_adaptation/system_access/value_access.h"
-
-#ifdef WITH_SIMULATED_TELEVISION
-#include "protocol.h"
-#endif
+#include "platform_adaptation/system_access/value_access_base.h"
+#include "simulated_television.h"
 
 namespace aipqctl {
 
 namespace {
 
-// Every television has it.
-constexpr char PROBE_KEY[] = "dovra.sl2.i32.video.brightness";
-constexpr int CONNECT_TIMEOUT_MS = 500;
 constexpr std::chrono::seconds ANSWER_LIMIT{10};
+
+std::string quotedList(const std::vector<std::string>& names) {
+    std::string text;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (i > 0) text += i + 1 < names.size() ? ", " : " and ";
+        text += '\'' + names[i] + '\'';
+    }
+    return text;
+}
+
+[[noreturn]] void failNoTelevision() {
+    const std::string name = televisionName();
+    const std::string what = "no television" + (name.empty() ? "" : " '" + name + "'") + " answers";
+    const std::vector<std::string> running = runningTelevisions();
+    if (name.empty() || running.empty())
+        throw Failure(EXIT_NO_TELEVISION, what + ": start aipq-television, or use --embedded");
+    throw Failure(EXIT_NO_TELEVISION, what + "; " + quotedList(running) +
+                                          (running.size() == 1 ? " runs" : " run") + ": choose with --tv");
+}
+
+// The run that answered first.
+std::string& firstRun() {
+    static std::string run;
+    return run;
+}
 
 }  // namespace
 
+std::string answeringRun() {
+    const std::optional<std::string> run = televisionRun();
+    if (run && run->empty()) return "";
+    if (ValueAccessBase::getRootInterface() == nullptr) return "";
+    return run.value_or("the only one");
+}
+
 void requireTelevision() {
-    if (ValueAccessBase::getRootInterface() != nullptr) {
-        ValueAccessT<lomodelapi::ObserverNumericInteger> probe(PROBE_KEY);
-        if (probe.connect(CONNECT_TIMEOUT_MS) == 0) return;
-    }
-    throw Failure(EXIT_NO_TELEVISION, "no television answers: start aipq-television, or use --embedded");
+    const std::string run = answeringRun();
+    if (run.empty()) failNoTelevision();
+    if (firstRun().empty()) firstRun() = run;
+}
+
+void requireSameTelevision() {
+    requireTelevision();
+    if (answeringRun() != firstRun())
+        throw Failure(EXIT_NO_TELEVISION, "the television left meanwhile: try again");
 }
 
 bool answered(std::function<bool()> request) {
@@ -38,23 +68,16 @@ bool answered(std::function<bool()> request) {
     const auto answer = std::make_shared<std::promise<bool>>();
     std::future<bool> result = answer->get_future();
     std::thread([answer, request = std::move(request)] { answer->set_value(request()); }).detach();
-    if (result.wait_for(ANSWER_LIMIT) == std::future_status::ready) return result.get();
-    throw Failure(EXIT_REFUSED, "the television has not answered for 10 s; whether it did it is not known");
+    if (result.wait_for(ANSWER_LIMIT) != std::future_status::ready)
+        throw Failure(EXIT_REFUSED,
+                      "the television has not answered for 10 s; whether it did it is not known");
+    const bool success = result.get();
+    if (!success) requireSameTelevision();
+    return success;
 }
 
 std::string whyNoFrame() {
-    std::string problem;
-#ifdef WITH_SIMULATED_TELEVISION
-    try {
-        const char* const television = std::getenv("AIPQ_TV");
-        const remote::Place place = remote::placeFrom(television != nullptr ? television : "");
-        const auto bus = sdbus::createSessionBusConnectionWithAddress(place.address);
-        const auto proxy = sdbus::createProxy(*bus, place.busName(), remote::OBJECT);
-        problem = proxy->getProperty("VideoProblem").onInterface("aipq.Television").get<std::string>();
-    } catch (const std::exception&) {
-        // It is embedded, or gone.
-    }
-#endif
+    const std::string problem = videoProblem();
     return problem.empty() ? "is a video pipeline running?" : problem;
 }
 

@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <list>
 #include <memory>
+#include <set>
 
+#include "change.h"
 #include "command.h"
-#include "failure.h"
 #include "key_access.h"
-#include "settings.h"
+#include "television.h"
 
 namespace aipqctl {
 
@@ -21,19 +22,37 @@ Json describe(const Watched& watched, const Value& value, bool initial) {
             {"initial", initial}};
 }
 
-Watched find(const std::string& name) {
-    for (const Setting& setting : SETTINGS)
-        if (setting.name == name) return {name, definition(setting)};
-    const std::vector<std::string> keys = keyNames(Keys::VALUES);
-    if (std::find(keys.begin(), keys.end(), name) != keys.end()) return {name, *findKey(name)};
-    if (const KeyDefinition* const key = findKey(name))
-        throw Failure(EXIT_WRONG_TYPE, name + " has no value to watch: its type is " + typeName(key->type));
-    std::vector<std::string> names = settingNames();
-    names.insert(names.end(), keys.begin(), keys.end());
-    const std::string hint = suggestion(name, names);
-    throw Failure(EXIT_UNKNOWN,
-                  "no setting or key '" + name + "'" +
-                      (hint.empty() ? ": 'aipqctl list' shows all; for others use 'key watch'" : hint));
+// Tells a television that leaves from a key that does.
+class Presence {
+  public:
+    // What there is to say when a key leaves or returns; null if it has been said.
+    Json change(const std::string& name, const std::string& key, bool available) {
+        if (available) {
+            if (m_left) return m_left = false, m_run = answeringRun(), Json{{"television", "returned"}};
+            if (m_gone.erase(name) == 0) return nullptr;
+        } else {
+            if (m_left) return nullptr;
+            if (answeringRun() != m_run) return m_left = true, Json{{"television", "left"}};
+            m_gone.insert(name);
+        }
+        return {{"name", name}, {"key", key}, {"available", available}};
+    }
+
+  private:
+    std::string m_run = answeringRun();
+    bool m_left = false;
+    std::set<std::string> m_gone;
+};
+
+std::string textOf(const Json& content, std::size_t width) {
+    if (content.contains("television")) return "the television " + content["television"].get<std::string>();
+    std::string line = content["name"];
+    if (content.contains("available"))
+        return line + (content["available"].get<bool>() ? " is back" : " is gone");
+    line.append(width - line.size() + 2, ' ');
+    const Json& value = content["value"];
+    return line + (value.is_string() ? value.get<std::string>()
+                                     : value.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 }  // namespace
@@ -41,25 +60,34 @@ Watched find(const std::string& name) {
 void watch(const std::vector<Watched>& keys, const StreamLimits& limits, bool json) {
     std::size_t width = 0;
     for (const Watched& watched : keys) width = std::max(width, watched.name.size());
-    const auto show = [&](const Event& event) {
+    requireTelevision();
+    Presence presence;
+    const auto show = [&](Event event) {
+        const bool isChange = event.content.contains("value");
+        if (!isChange) {
+            const Json& content = event.content;
+            event.content = presence.change(content["name"], content["key"], content["available"]);
+            if (event.content.is_null()) return false;
+        }
         if (json) {
             Json line{{"time", utcTime(event)}};
             line.update(event.content);
-            return printJson(line);
+            printJson(line);
+        } else {
+            printLine(localTime(event) + "  " + textOf(event.content, width));
         }
-        const auto& name = event.content["name"].get_ref<const std::string&>();
-        const Json& value = event.content["value"];
-        printLine(localTime(event) + "  " + name + std::string(width - name.size() + 2, ' ') +
-                  (value.is_string() ? value.get<std::string>()
-                                     : value.dump(-1, ' ', false, Json::error_handler_t::replace)));
+        return isChange;
     };
 
     EventStream events;
     std::list<KeyAccess> followed;
     for (const Watched& watched : keys) {
-        followed.emplace_back(watched.key.name, watched.key.type, [&events, &watched](const Value& value) {
-            events.push(describe(watched, value, false));
-        });
+        followed.emplace_back(
+            watched.key.name, watched.key.type,
+            [&events, &watched](const Value& value) { events.push(describe(watched, value, false)); },
+            [&events, &watched](bool available) {
+                events.push({{"name", watched.name}, {"key", watched.key.name}, {"available", available}});
+            });
     }
     auto access = followed.begin();
     for (const Watched& watched : keys) show(happened(describe(watched, (access++)->read(), true)));
@@ -74,7 +102,8 @@ void addWatchCommand(CLI::App& app, Context& context) {
     addStreamOptions(command, *limits, "changes");
     command.callback([names, limits, &context] {
         std::vector<Watched> keys;
-        for (const std::string& name : names->empty() ? settingNames() : *names) keys.push_back(find(name));
+        for (const std::string& name : names->empty() ? settingNames() : *names)
+            keys.push_back({name, *findNamed(name).key});
         watch(keys, *limits, context.json);
     });
 }

@@ -38,7 +38,9 @@ Words optionsOf(const CLI::App* command) {
 bool takesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
 
 // The words that may replace the last one.
-Words complete(const CLI::App& program, const Words& words, const ValuesOf& valuesOf) {
+Words complete(const CLI::App& program, const Words& words, const ValuesAfter& valuesAfter) {
+    const Words before(words.begin(), words.empty() ? words.end() : words.end() - 1);
+    const auto valuesOf = [&](const std::string& name) { return valuesAfter(name, before); };
     const CLI::App* command = &program;
     std::size_t positionals = 0;
     for (std::size_t i = 0; i + 1 < words.size(); ++i) {
@@ -69,13 +71,17 @@ Words complete(const CLI::App& program, const Words& words, const ValuesOf& valu
 }  // namespace
 
 void addCompleteCommand(CLI::App& program, const ValuesOf& valuesOf) {
+    addCompleteCommand(program, [valuesOf](const std::string& name, const Words&) { return valuesOf(name); });
+}
+
+void addCompleteCommand(CLI::App& program, const ValuesAfter& valuesAfter) {
     CLI::App& command = *program.add_subcommand("complete", "")->group("");
     const auto typed = std::make_shared<Words>();
     command.add_option("WORD", *typed);
-    command.callback([&program, typed, valuesOf] {
+    command.callback([&program, typed, valuesAfter] {
         const Words& words = *typed;
         const std::string prefix = words.empty() ? "" : words.back();
-        for (const std::string& word : complete(program, words, valuesOf))
+        for (const std::string& word : complete(program, words, valuesAfter))
             if (word.starts_with(prefix)) std::cout << word << '\n';
         std::cout << std::flush;
         throw CLI::Success();

@@ -11,8 +11,13 @@
 // anything.
 using ValuesOf = std::function<std::vector<std::string>(const std::string& name)>;
 
+// The same, with the words before the one that is being completed.
+using ValuesAfter =
+    std::function<std::vector<std::string>(const std::string& name, const std::vector<std::string>& before)>;
+
 // Adds the command `complete -- WORD...`. It prints the words that may replace the last WORD, one a line, and
 // ends the parsing with CLI::Success.
 void addCompleteCommand(CLI::App& program, const ValuesOf& valuesOf);
+void addCompleteCommand(CLI::App& program, const ValuesAfter& valuesAfter);
 
 #endif

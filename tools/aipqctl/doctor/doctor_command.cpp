@@ -3,15 +3,26 @@
 #include <CLI/CLI.hpp>
 #include <array>
 #include <atomic>
+#include <cerrno>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
+#include <cstring>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
+#include "../catalogue.h"
 #include "../command.h"
+#include "../failure.h"
+#include "../output.h"
+#include "../simulated_television.h"
+#include "../television.h"
 #include "doctor.h"
+#include "output_file.h"
 #include "results.h"
 
 namespace aipqctl {
@@ -56,9 +67,55 @@ class OrderlyEnd {
     struct sigaction m_pipeBefore {};
 };
 
+// Ends the run when a television in a process of its own leaves: every check that is left would fail slowly.
+class Departure {
+  public:
+    Departure() : m_run(televisionRun()) {
+        if (m_run) m_thread = std::thread([this] { watch(); });
+    }
+    ~Departure() {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_ended = true;
+        }
+        m_changed.notify_all();
+        if (m_thread.joinable()) m_thread.join();
+    }
+    Departure(const Departure&) = delete;
+    Departure& operator=(const Departure&) = delete;
+
+    bool happened() const { return m_happened; }
+
+  private:
+    void watch() {
+        constexpr std::chrono::milliseconds period{250};
+        std::unique_lock lock(m_mutex);
+        while (!m_happened && !m_changed.wait_for(lock, period, [this] { return m_ended; }))
+            m_happened = televisionRun() != m_run;
+        if (m_happened) stop = true;
+    }
+
+    const std::optional<std::string> m_run;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_ended = false;
+    std::atomic<bool> m_happened{false};
+    std::thread m_thread;
+};
+
 int complain(ExitCode code, const std::string& problem) {
-    std::fprintf(stderr, "aipqctl doctor: %s\n", problem.c_str());
+    aipqctl::complain(problem);
     return code;
+}
+
+int unknownCheck(const std::string& name) {
+    std::vector<std::string> names;
+    for (const Check& check : allChecks())
+        for (const std::string& word : {check.group, check.subject, nameOf(check.group, check.subject)})
+            if (!word.empty()) names.push_back(word);
+    const std::string hint = suggestion(name, names);
+    return complain(EXIT_UNKNOWN, "no check is named '" + name + '\'' +
+                                      (hint.empty() ? ": 'aipqctl doctor --list' names them" : hint));
 }
 
 int list(const std::vector<Check>& checks, bool json) {
@@ -66,48 +123,68 @@ int list(const std::vector<Check>& checks, bool json) {
     for (const Check& check : checks)
         results.push_back({check.group, check.subject, check.asks, Verdict::NOT_RUN, "only listed", ""});
     if (json) {
-        std::fputs(jsonOf(results).c_str(), stdout);
+        print(jsonOf(results));
     } else {
         for (const Result& result : results)
-            std::printf("%s: %s\n", nameOf(result.group, result.subject).c_str(), result.asks.c_str());
+            printLine(nameOf(result.group, result.subject) + ": " + result.asks);
     }
     return EXIT_DONE;
 }
 
+// The text for people goes to standard error where standard output takes the results for programs.
 int examine(const Options& options, bool json) {
     std::vector<Check> checks;
     try {
         checks = select(allChecks(), options.selection);
     } catch (const std::out_of_range& name) {
-        return complain(EXIT_UNKNOWN, std::string("no check is named '") + name.what() +
-                                          "'; 'aipqctl doctor --list' names them");
+        return unknownCheck(name.what());
     } catch (const std::runtime_error& error) {
         return complain(EXIT_BAD_FILE, error.what());
     }
     if (options.list) return list(checks, json);
 
     // Before anything is touched.
-    std::ofstream junit;
-    if (!options.junit.empty()) {
-        junit.open(options.junit);
-        if (!junit) return complain(EXIT_BAD_FILE, options.junit + ": cannot be written; name another file");
+    std::optional<OutputFile> junit;
+    try {
+        if (!options.junit.empty()) junit.emplace(options.junit);
+    } catch (const CannotWrite& problem) {
+        return complain(EXIT_BAD_FILE, problem.what());
     }
+    if (televisionRun()) requireTelevision();
 
     stop = false;
     const OrderlyEnd orderlyEnd;
     Examination examination(std::move(checks));
-    const std::vector<Result> results = examination.run(stop, [json](const Result& result) {
-        if (json) return;
-        std::fputs(textOf(result).c_str(), stdout);
-        std::fflush(stdout);
-    });
-    std::fputs(json ? jsonOf(results).c_str() : (summaryOf(results) + '\n').c_str(), stdout);
-    std::fflush(stdout);
-    ExitCode code = exitCodeOf(results);
-    if (junit.is_open()) {
-        junit << junitOf(results) << std::flush;
-        if (!junit)
-            code = static_cast<ExitCode>(complain(EXIT_BAD_FILE, options.junit + ": cannot be written"));
+    std::FILE* const people = options.junit == OutputFile::STANDARD_OUTPUT ? stderr : stdout;
+    std::vector<Result> results;
+    bool left = false;
+    {
+        const Departure departure;
+        results = examination.run(stop, [json, people](const Result& result) {
+            if (json) return;
+            std::fputs(textOf(result).c_str(), people);
+            std::fflush(people);
+        });
+        left = departure.happened();
+    }
+    errno = 0;
+    std::fputs(json ? jsonOf(results).c_str() : (summaryOf(results) + '\n').c_str(), people);
+    const bool isPrinted = std::fflush(people) == 0 && std::ferror(people) == 0;
+    int code = exitCodeOf(results);
+    if (!isPrinted && errno != EPIPE)
+        code = complain(EXIT_BAD_FILE, std::string("the output cannot be written: ") + std::strerror(errno));
+    try {
+        if (junit) {
+            junit->write(junitOf(results));
+            junit->commit();
+        }
+    } catch (const CannotWrite& problem) {
+        code = complain(EXIT_BAD_FILE, problem.what());
+    }
+    if (left) {
+        code = complain(EXIT_NO_TELEVISION, "the television left: the rest has not been checked");
+    } else if (stop) {
+        code = EXIT_CUT_SHORT;
     }
     // A call into the platform that does not return keeps its thread; nothing that it uses may be destroyed.
     if (examination.hangs()) std::_Exit(code);
@@ -125,10 +202,10 @@ void addDoctorCommand(CLI::App& app, Context& context) {
     command
         ->add_option("--only", options->selection.only,
                      "run this check, group of checks, or checks of this key")
-        ->type_name("NAME")
+        ->type_name("CHECK")
         ->allow_extra_args(false);
     command->add_option("--skip", options->selection.skip, "leave this check, group or key out")
-        ->type_name("NAME")
+        ->type_name("CHECK")
         ->allow_extra_args(false);
     command->add_flag("--no-write", options->noWrite,
                       "leave the television as it is: change nothing, invoke nothing");

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "safe_text.h"
+
 namespace doctor {
 
 namespace {
@@ -15,7 +17,8 @@ std::ptrdiff_t count(const std::vector<Result>& results, Verdict verdict) {
 
 std::string escaped(const std::string& text) {
     std::string out;
-    for (const char c : text) {
+    // XML has no place for control characters, escaped or not.
+    for (const char c : safeText(text)) {
         switch (c) {
             case '&':
                 out += "&amp;";
@@ -50,9 +53,9 @@ std::string inSeconds(std::chrono::milliseconds duration) {
 
 std::string textOf(const Result& result) {
     const std::string name = nameOf(result.group, result.subject);
-    const std::string text = name + ": " + result.finding;
+    const std::string text = safeText(name + ": " + result.finding);
     const std::string took = "   (" + std::to_string(result.took.count()) + " ms)\n";
-    const std::string next = result.advice.empty() ? "" : "      > " + result.advice + '\n';
+    const std::string next = result.advice.empty() ? "" : "      > " + safeText(result.advice) + '\n';
     switch (result.verdict) {
         case Verdict::PASSED:
             return "ok    " + text + took + next;
@@ -61,7 +64,7 @@ std::string textOf(const Result& result) {
         case Verdict::NOT_RUN:
             break;
     }
-    return "--    " + name + ": not run: " + result.finding + '\n';
+    return "--    " + safeText(name + ": not run: " + result.finding) + '\n';
 }
 
 std::string summaryOf(const std::vector<Result>& results) {
@@ -89,7 +92,7 @@ std::string jsonOf(const std::vector<Result>& results) {
                         {"failed", count(results, Verdict::FAILED)},
                         {"notRun", count(results, Verdict::NOT_RUN)},
                         {"checks", checks}};
-    return document.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+    return safeJson(document.dump(-1, ' ', false, Json::error_handler_t::replace)) + '\n';
 }
 
 std::string junitOf(const std::vector<Result>& results) {

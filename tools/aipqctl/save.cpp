@@ -1,0 +1,98 @@
+#include <algorithm>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <sstream>
+
+#include "change.h"
+#include "command.h"
+#include "failure.h"
+#include "television.h"
+#include "validators.h"
+
+namespace aipqctl {
+
+namespace {
+
+constexpr char PQ_KEY[] = "dovra.sl2.vint.video.aipq.pq.setting";
+
+// Lines of NAME=VALUE, as `aipqctl set` takes them.
+void save(const std::string& file) {
+    requireTelevision();
+    std::vector<std::string> names = settingNames();
+    names.emplace_back(PQ_KEY);
+    std::string content = "# Settings of a television, for 'aipqctl restore'.\n";
+    for (const std::string& name : names) {
+        const Value value = readNamed(findNamed(name));
+        const auto* const list = std::get_if<std::vector<int>>(&value);
+        content += name + '=';
+        if (list == nullptr) content += toText(value);
+        if (list != nullptr)
+            for (std::size_t i = 0; i < list->size(); ++i)
+                content.append(i > 0 ? "," : "").append(std::to_string((*list)[i]));
+        content += '\n';
+    }
+    requireSameTelevision();
+    aipqctl::save(file, content);
+}
+
+std::string contentOf(const std::string& file) {
+    if (file == OutputFile::STANDARD_OUTPUT) return {std::istreambuf_iterator<char>(std::cin), {}};
+    std::ifstream stream(file, std::ios::binary);
+    std::ostringstream content;
+    content << stream.rdbuf();
+    if (!stream) throw Failure(EXIT_BAD_FILE, "cannot read '" + file + "'");
+    return content.str();
+}
+
+void restore(const std::string& file, const ChangeOptions& options) {
+    std::istringstream lines(contentOf(file));
+    std::vector<std::string> words;
+    unsigned number = 0;
+    for (std::string line; std::getline(lines, line);) {
+        ++number;
+        if (line.ends_with('\r')) line.pop_back();
+        if (line.empty() || line.starts_with('#')) continue;
+        if (line.find('=') == std::string::npos || line.starts_with('='))
+            throw Failure(EXIT_BAD_FILE,
+                          file + ':' + std::to_string(number) + ": not NAME=VALUE: '" + line + "'");
+        words.push_back(line);
+    }
+    if (words.empty()) throw Failure(EXIT_BAD_FILE, file + ": no settings in it");
+    try {
+        change(parseAssignments(words), options);
+    } catch (const Failure& failure) {
+        const int code = failure.exitCode();
+        const bool isFile = code == EXIT_WRONG_USE || code == EXIT_WRONG_TYPE || code == EXIT_OUT_OF_RANGE;
+        if (!isFile) throw;
+        throw Failure(EXIT_BAD_FILE, file + ": " + failure.what());
+    }
+}
+
+}  // namespace
+
+void addSaveCommand(CLI::App& app, Context&) {
+    CLI::App& command = *app.add_subcommand("save", "Save all settings in a file");
+    const auto file = std::make_shared<std::string>();
+    command.add_option("FILE", *file, "the file; - for standard output")->type_name("")->required();
+    command.callback([file] { save(*file); });
+}
+
+void addRestoreCommand(CLI::App& app, Context& context) {
+    CLI::App& command = *app.add_subcommand("restore", "Restore the settings of a saved file");
+    const auto file = std::make_shared<std::string>();
+    const auto options = std::make_shared<ChangeOptions>();
+    command.add_option("FILE", *file, "the file; - for standard input")->type_name("")->required();
+    command
+        .add_option("--timeout", options->timeout,
+                    "give up when a setting has not moved for so long; 62 unless given")
+        ->type_name("SECONDS")
+        ->check(isDuration());
+    command.callback([file, options, &context] {
+        options->json = context.json;
+        restore(*file, *options);
+    });
+}
+
+}  // namespace aipqctl

@@ -1,0 +1,108 @@
+#include "simulated_television.h"
+
+#ifdef WITH_SIMULATED_TELEVISION
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <string_view>
+
+#include "failure.h"
+#include "line.h"
+#include "protocol.h"
+
+namespace aipqctl {
+
+namespace {
+
+constexpr char BUS[] = "org.freedesktop.DBus";
+constexpr char BUS_OBJECT[] = "/org/freedesktop/DBus";
+
+// Nothing if the television is embedded.
+std::optional<remote::Place> place() {
+    const char* const television = std::getenv("AIPQ_TV");
+    if (television == nullptr || television == std::string_view(remote::EMBEDDED)) return {};
+    return remote::placeFrom(television);
+}
+
+std::string runAt(const remote::Place& place) {
+    try {
+        remote::Line line(place.address);
+        const auto bus = sdbus::createProxy(line.connection(), BUS, BUS_OBJECT);
+        std::string owner;
+        std::string id;
+        bus->callMethod("GetNameOwner").onInterface(BUS).withArguments(place.busName()).storeResultsTo(owner);
+        bus->callMethod("GetId").onInterface(BUS).storeResultsTo(id);
+        return id + owner;
+    } catch (const sdbus::Error&) {
+        return "";
+    }
+}
+
+}  // namespace
+
+void requireTelevisionName() {
+    try {
+        static_cast<void>(place());
+    } catch (const std::invalid_argument& error) {
+        throw Failure(EXIT_WRONG_USE, error.what());
+    }
+}
+
+std::string televisionName() {
+    const std::optional<remote::Place> named = place();
+    return named ? named->name : "";
+}
+
+std::optional<std::string> televisionRun() {
+    const std::optional<remote::Place> named = place();
+    if (!named) return {};
+    return runAt(*named);
+}
+
+std::vector<std::string> runningTelevisions() {
+    namespace fs = std::filesystem;
+    std::vector<std::string> names;
+    std::error_code error;
+    const fs::path folder = fs::path(remote::socketPath(remote::DEFAULT_NAME)).parent_path();
+    for (const auto& entry : fs::directory_iterator(folder, error)) {
+        if (!entry.is_socket(error)) continue;
+        try {
+            const remote::Place found = remote::placeFrom(entry.path().filename());
+            if (!runAt(found).empty()) names.push_back(found.name);
+        } catch (const std::invalid_argument&) {
+            // Not the socket of a television.
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string videoProblem() {
+    try {
+        const std::optional<remote::Place> named = place();
+        if (!named) return "";
+        remote::Line line(named->address);
+        const auto proxy = sdbus::createProxy(line.connection(), named->busName(), remote::OBJECT);
+        return proxy->getProperty("VideoProblem").onInterface("aipq.Television").get<std::string>();
+    } catch (const sdbus::Error&) {
+        return "";
+    }
+}
+
+}  // namespace aipqctl
+
+#else
+
+namespace aipqctl {
+
+void requireTelevisionName() {}
+std::string televisionName() { return ""; }
+std::optional<std::string> televisionRun() { return {}; }
+std::vector<std::string> runningTelevisions() { return {}; }
+std::string videoProblem() { return ""; }
+
+}  // namespace aipqctl
+
+#endif

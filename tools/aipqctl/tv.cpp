@@ -1,0 +1,24 @@
+#include "command.h"
+#include "output.h"
+#include "simulated_television.h"
+
+namespace aipqctl {
+
+namespace {
+
+void list(bool json) {
+    const std::vector<std::string> names = runningTelevisions();
+    if (json) return printJson({{"televisions", names}});
+    for (const std::string& name : names) printLine(name);
+}
+
+}  // namespace
+
+void addTvCommand(CLI::App& app, Context& context) {
+    CLI::App& command = *app.add_subcommand("tv", "List the simulated televisions that run");
+    command.callback([&context] { list(context.json); });
+    // The same, for those who look for it there.
+    command.add_subcommand("list", "List them");
+}
+
+}  // namespace aipqctl
