@@ -1,6 +1,5 @@
 // Reads the television's channel list through an iterator, tunes to every channel, looks at it, and returns
 // to the first; stops and restarts the video before.
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -11,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "arguments.h"
 #include "platform_adaptation/picture_capture.h"
 #include "platform_adaptation/system_access/iterator_access.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
@@ -122,7 +122,7 @@ int main(int argc, char** argv) {
     arguments.add_option("FOLDER", folder, "where the pictures go")
         ->required()
         ->check(CLI::ExistingDirectory);
-    CLI11_PARSE(arguments, argc, argv);
+    parseArguments(arguments, argc, argv);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
 
     SystemInfo info;

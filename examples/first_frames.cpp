@@ -1,6 +1,5 @@
 // The first things that a program does with the library: reads values of the television, follows one, writes
 // it in two ways, and captures frames, waiting for one and being called back for others.
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -10,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "arguments.h"
 #include "platform_adaptation/picture_capture.h"
 #include "platform_adaptation/system_access/value_access.h"
 #include "png_file.h"
@@ -158,7 +158,7 @@ int main(int argc, char** argv) {
     arguments.add_option("FOLDER", folder, "where the pictures go")
         ->required()
         ->check(CLI::ExistingDirectory);
-    CLI11_PARSE(arguments, argc, argv);
+    parseArguments(arguments, argc, argv);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
 
     std::puts("What the television says:");

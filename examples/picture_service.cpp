@@ -3,7 +3,6 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +10,7 @@
 #include <ctime>
 #include <string>
 
+#include "arguments.h"
 #include "picture_service/picture_service.h"
 #include "picture_service/report.h"
 #include "picture_service/timeline.h"
@@ -76,8 +76,8 @@ int main(int argc, char** argv) {
     arguments.add_option("FOLDER", folder, "where the pictures go")->required();
     arguments.add_option("--seconds", seconds, "how long to work; Ctrl-C ends it earlier")
         ->capture_default_str()
-        ->check(CLI::Range(1, 86400));
-    CLI11_PARSE(arguments, argc, argv);
+        ->check(isSeconds());
+    parseArguments(arguments, argc, argv);
 
     std::string error;
     if (!canWriteInto(folder, error)) return fail(error);

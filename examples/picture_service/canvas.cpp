@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <numbers>
 
+#include "file.h"
+
 namespace {
 
 // cairo's pixels are words of 0xRRGGBB.
@@ -90,8 +92,13 @@ void Canvas::frame(const Frame& frame, double x, double y, double width, double 
 }
 
 bool Canvas::save(const std::string& path, std::string& error) {
-    const cairo_status_t status = cairo_surface_write_to_png(m_surface.get(), path.c_str());
-    if (status == CAIRO_STATUS_SUCCESS) return true;
+    std::string file;
+    const auto append = [](void* content, const unsigned char* bytes, unsigned size) {
+        static_cast<std::string*>(content)->append(bytes, bytes + size);
+        return CAIRO_STATUS_SUCCESS;
+    };
+    const cairo_status_t status = cairo_surface_write_to_png_stream(m_surface.get(), append, &file);
+    if (status == CAIRO_STATUS_SUCCESS) return saveFile(path, file, error);
     error = path + ": " + cairo_status_to_string(status);
     return false;
 }

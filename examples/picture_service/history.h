@@ -28,11 +28,18 @@ struct Episode {
     std::optional<Shot> after;
 };
 
+// The television was away.
+struct Absence {
+    double from;
+    double to;
+};
+
 struct History {
     std::vector<Sample> settings;
     std::vector<LumaSample> shown;
     std::vector<LumaSample> film;  // estimated
     std::vector<Episode> episodes;
+    std::vector<Absence> absences;
 };
 
 #endif

@@ -18,12 +18,10 @@ constexpr std::size_t PQ_ROLL_OFF = 1;
 
 }  // namespace
 
-bool SteppedSetting::advance(SystemSetting& television, Settings& inForce) {
-    const int value = (television.*m_get)();
-    if (value < 0) return false;
+void SteppedSetting::advance(SystemSetting& television, int value, Settings& inForce) {
     inForce.*m_member = value;
     follow(value);
-    if (m_running || !m_wish) return true;
+    if (m_running || !m_wish) return;
 
     if (*m_wish == value) {
         m_wish.reset();
@@ -34,7 +32,6 @@ bool SteppedSetting::advance(SystemSetting& television, Settings& inForce) {
         m_lastMove = Clock::now();
     }
     // Otherwise there was no thread for it: the wish stays for the next time.
-    return true;
 }
 
 void SteppedSetting::follow(int value) {
@@ -62,9 +59,7 @@ PictureControl::~PictureControl() {
 }
 
 bool PictureControl::open() {
-    for (SteppedSetting& setting : m_stepped)
-        if (!setting.advance(*m_television, m_inForce)) return false;
-    if (!readPq()) return false;
+    if (!advance()) return false;
     m_found = m_inForce;
     // SystemSetting has no getter for them.
     return m_pq.getValue(m_foundPq) == 0;
@@ -76,9 +71,21 @@ void PictureControl::moveTo(const Settings& target) {
     advance();
 }
 
-void PictureControl::advance() {
-    for (SteppedSetting& setting : m_stepped) setting.advance(*m_television, m_inForce);
-    readPq();
+bool PictureControl::advance() {
+    if (!isPresent()) return false;
+    std::array<int, std::tuple_size_v<decltype(m_stepped)>> values{};
+    for (std::size_t i = 0; i < m_stepped.size(); ++i) {
+        values[i] = m_stepped[i].read(*m_television);
+        if (values[i] < 0) return false;
+    }
+    // The last one: a television that has left meanwhile gives 0 for a number, and a failure for a list.
+    std::vector<int> pq;
+    if (m_pq.getValue(pq) != 0 || pq.size() <= std::max(PQ_DARK_LIFT, PQ_ROLL_OFF)) return false;
+    m_inForce.darkLift = pq[PQ_DARK_LIFT];
+    m_inForce.rollOff = pq[PQ_ROLL_OFF];
+    for (std::size_t i = 0; i < m_stepped.size(); ++i)
+        m_stepped[i].advance(*m_television, values[i], m_inForce);
+    return true;
 }
 
 bool PictureControl::settled() const {
@@ -90,14 +97,6 @@ void PictureControl::restore() {
     for (SteppedSetting& setting : m_stepped) setting.wish(m_found);
     m_pq.setValue(m_foundPq);
     advance();
-}
-
-bool PictureControl::readPq() {
-    std::vector<int> values;
-    if (m_pq.getValue(values) != 0 || values.size() <= std::max(PQ_DARK_LIFT, PQ_ROLL_OFF)) return false;
-    m_inForce.darkLift = values[PQ_DARK_LIFT];
-    m_inForce.rollOff = values[PQ_ROLL_OFF];
-    return true;
 }
 
 void PictureControl::writePq(const Settings& target) {

@@ -2,6 +2,7 @@
 #define EXAMPLES_PICTURE_SERVICE_PICTURE_CONTROL_H
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -26,9 +27,11 @@ class SteppedSetting {
     // The newest wish counts.
     void wish(const Settings& target) { m_wish = target.*m_member; }
 
-    // Reads the setting back into `inForce`, notices the end of a change and starts the one that is wished
-    // for. False if the television did not tell the value.
-    bool advance(SystemSetting& television, Settings& inForce);
+    // Reads the setting back; negative if the television did not tell the value.
+    int read(SystemSetting& television) const { return (television.*m_get)(); }
+
+    // Takes over what was read, notices the end of a change and starts the one that is wished for.
+    void advance(SystemSetting& television, int value, Settings& inForce);
 
     bool changing() const { return m_running || m_wish.has_value(); }
 
@@ -65,8 +68,12 @@ class PictureControl {
 
     void moveTo(const Settings& target);
 
-    // To be called regularly: reads back, and starts what waits for the end of another change.
-    void advance();
+    // To be called regularly: reads back, and starts what waits for the end of another change. False, with
+    // nothing changed, if the television does not tell everything.
+    bool advance();
+
+    // Whether the television is there. Any thread.
+    bool isPresent() const { return m_pq.isPresent(); }
 
     // Nothing is being changed and nothing waits.
     bool settled() const;
@@ -76,9 +83,19 @@ class PictureControl {
     bool restored() const { return m_inForce == m_found; }
 
   private:
-    using PqAccess = ValueAccessT<lomodelapi::ObserverVectorNumericInteger>;
+    // Also follows whether the television is there.
+    class PqAccess final : public ValueAccessT<lomodelapi::ObserverVectorNumericInteger> {
+      public:
+        using ValueAccessT::ValueAccessT;
+        // Before the base is all that is left of it.
+        ~PqAccess() override { disconnect(); }
+        bool isPresent() const { return m_isPresent; }
+        void notifyAvailability(bool available) override { m_isPresent = available; }
 
-    bool readPq();
+      private:
+        std::atomic<bool> m_isPresent{true};
+    };
+
     void writePq(const Settings& target);
 
     std::unique_ptr<SystemSetting> m_television;

@@ -43,7 +43,9 @@ bool PictureService::run(const std::function<bool()>& stop, std::string& error) 
     const bool success = work(stop, error);
     closeEpisode();
     if (!putSettingsBack()) {
-        if (success) error = "the television did not take its picture settings back";
+        if (success)
+            error = m_awaySince ? "the television is away: its picture settings are not put back"
+                                : "the television did not take its picture settings back";
         return false;
     }
     return success;
@@ -52,7 +54,11 @@ bool PictureService::run(const std::function<bool()>& stop, std::string& error) 
 bool PictureService::work(const std::function<bool()>& stop, std::string& error) {
     Clock::time_point lastFrame = Clock::now();
     while (!stop()) {
-        readSettings();
+        if (!readSettings()) {
+            std::this_thread::sleep_for(TICK);
+            lastFrame = Clock::now();
+            continue;
+        }
         requestFrame();
         if (std::optional<Frame> frame = m_grabber.take(TICK)) {
             lastFrame = Clock::now();
@@ -120,9 +126,27 @@ void PictureService::closeEpisode() {
     if (episode.after) m_timeline.print("  now " + toText(episode.after->measurement));
 }
 
-void PictureService::readSettings() {
-    m_control.advance();
+bool PictureService::readSettings() {
+    noticePresence();
+    if (m_awaySince || !m_control.advance()) return false;
     m_history.settings.push_back({m_timeline.seconds(), m_control.inForce()});
+    return true;
+}
+
+void PictureService::noticePresence() {
+    const bool isPresent = m_control.isPresent();
+    if (isPresent == !m_awaySince) return;
+    if (!isPresent) {
+        closeEpisode();
+        m_awaySince = m_timeline.seconds();
+        m_timeline.print("the television left");
+        return;
+    }
+    m_history.absences.push_back({*m_awaySince, m_timeline.seconds()});
+    m_awaySince.reset();
+    m_timeline.print("the television is back");
+    // It has the settings with which it starts: what was decided before is void.
+    m_judge.emplace(m_control.found());
 }
 
 bool PictureService::putSettingsBack() {
@@ -131,6 +155,7 @@ bool PictureService::putSettingsBack() {
     m_control.restore();
     while (!(m_control.settled() && m_control.restored()) && Clock::now() < limit) {
         readSettings();
+        if (m_awaySince) return false;
         std::this_thread::sleep_for(TICK);
     }
     if (!m_control.restored()) return false;

@@ -35,7 +35,9 @@ class PictureService {
     void decide(Shot shot, const Measurement& film);
     void followUp(const Shot& shot, const Measurement& film);
     void closeEpisode();
-    void readSettings();
+    // False if the television is away.
+    bool readSettings();
+    void noticePresence();
     bool putSettingsBack();
 
     Timeline& m_timeline;
@@ -45,6 +47,8 @@ class PictureService {
     std::optional<SceneJudge> m_judge;
     History m_history;
 
+    // Since when the television is away.
+    std::optional<double> m_awaySince;
     Clock::time_point m_nextRequest;
     // Whether nothing was being changed when the frame under way was requested.
     bool m_settledAtRequest = false;

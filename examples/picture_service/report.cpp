@@ -150,22 +150,46 @@ void drawDecisions(Canvas& canvas, const Scale& scale, std::span<const Episode> 
     }
 }
 
-void drawLuma(Canvas& canvas, const Scale& scale, std::span<const LumaSample> samples, bool dashed) {
-    Canvas::Points points;
-    for (const LumaSample& sample : samples)
-        points.emplace_back(scale.x(sample.seconds), Scale::y(sample.luma, LUMA_TOP));
-    canvas.line(points, dashed ? QUIET_TEXT : LUMA_INK, dashed ? 1.5 : 2, dashed);
+void drawAbsences(Canvas& canvas, const Scale& scale, std::span<const Absence> absences) {
+    for (const Absence& absence : absences) {
+        const double x = scale.x(absence.from);
+        canvas.box(x, TOP, scale.x(absence.to) - x, BOTTOM - TOP, GRID);
+        canvas.text(x + 4, BOTTOM - 6, "no television", 12, QUIET_TEXT);
+    }
 }
 
-void drawSettings(Canvas& canvas, const Scale& scale, std::span<const Sample> samples) {
-    for (const Curve& curve : CURVES) {
-        Canvas::Points points;
-        for (const Sample& sample : samples) {
-            points.emplace_back(scale.x(sample.seconds),
-                                Scale::y(sample.settings.*curve.setting.value, SETTING_TOP));
+// Calls `draw` with the points of each time in which the television was there.
+template <typename Samples, typename ValueOf, typename Draw>
+void drawPieces(const Scale& scale, const Samples& samples, std::span<const Absence> absences,
+                ValueOf valueOf, Draw draw) {
+    Canvas::Points points;
+    auto absence = absences.begin();
+    for (const auto& sample : samples) {
+        for (; absence != absences.end() && sample.seconds >= absence->to; ++absence) {
+            draw(points);
+            points.clear();
         }
-        canvas.line(points, curve.ink, 2.5);
+        points.emplace_back(scale.x(sample.seconds), valueOf(sample));
     }
+    draw(points);
+}
+
+void drawLuma(Canvas& canvas, const Scale& scale, std::span<const LumaSample> samples,
+              std::span<const Absence> absences, bool dashed) {
+    drawPieces(
+        scale, samples, absences, [](const LumaSample& sample) { return Scale::y(sample.luma, LUMA_TOP); },
+        [&](const Canvas::Points& points) {
+            canvas.line(points, dashed ? QUIET_TEXT : LUMA_INK, dashed ? 1.5 : 2, dashed);
+        });
+}
+
+void drawSettings(Canvas& canvas, const Scale& scale, std::span<const Sample> samples,
+                  std::span<const Absence> absences) {
+    for (const Curve& curve : CURVES)
+        drawPieces(
+            scale, samples, absences,
+            [&](const Sample& sample) { return Scale::y(sample.settings.*curve.setting.value, SETTING_TOP); },
+            [&](const Canvas::Points& points) { canvas.line(points, curve.ink, 2.5); });
 }
 
 class Legend {
@@ -220,9 +244,10 @@ bool drawTimeline(const std::string& path, const History& history, std::string& 
     const plot::Scale scale(history.settings.empty() ? 0 : history.settings.back().seconds);
     plot::drawAxes(canvas, scale);
     plot::drawDecisions(canvas, scale, history.episodes);
-    plot::drawLuma(canvas, scale, history.film, true);
-    plot::drawLuma(canvas, scale, history.shown, false);
-    plot::drawSettings(canvas, scale, history.settings);
+    plot::drawAbsences(canvas, scale, history.absences);
+    plot::drawLuma(canvas, scale, history.film, history.absences, true);
+    plot::drawLuma(canvas, scale, history.shown, history.absences, false);
+    plot::drawSettings(canvas, scale, history.settings, history.absences);
     plot::drawLegend(canvas);
     return canvas.save(path, error);
 }

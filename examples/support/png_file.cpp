@@ -2,9 +2,9 @@
 
 #include <png.h>
 
-#include <cerrno>
 #include <cstdint>
-#include <cstring>
+
+#include "file.h"
 
 namespace {
 
@@ -26,9 +26,12 @@ bool savePng(const std::string& path, const korvale::ai::PictureData& picture, s
     image.width = picture.width;
     image.height = picture.height;
     image.format = PNG_FORMAT_RGB;
-    if (png_image_write_to_file(&image, path.c_str(), 0, picture.data, 0, nullptr) == 0) {
-        error = path + ": " + (errno != 0 ? std::strerror(errno) : image.message);
+    std::string file(PNG_IMAGE_PNG_SIZE_MAX(image), '\0');
+    png_alloc_size_t size = file.size();
+    if (png_image_write_to_memory(&image, file.data(), &size, 0, picture.data, 0, nullptr) == 0) {
+        error = path + ": " + image.message;
         return false;
     }
-    return true;
+    file.resize(size);
+    return saveFile(path, file, error);
 }
