@@ -8,7 +8,7 @@ BUILD_PACKAGES=(
     libcli11-dev                # command lines
     nlohmann-json3-dev          # the tools' JSON
     libsdbus-c++-dev dbus-daemon  # the television as a process of its own
-    libutfcpp-dev               # what it shows on its bus is valid text
+    libutfcpp-dev               # texts that are valid, and safe to print
     libcairo2-dev               # the picture-quality service's sheet and plot
     libpng-dev                  # saved pictures
     libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev  # the video pipeline's decoder

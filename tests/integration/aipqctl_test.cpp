@@ -153,6 +153,10 @@ TEST_P(AMistake, IsOneLineThatSaysWhatToDo) {
     EXPECT_THAT(result.out, IsEmpty());
 }
 
+// A line of 1000 characters at most.
+const std::string HEAD = "no setting or key '";
+const std::string TAIL = "': 'aipqctl list' shows all; for others use 'aipqctl key'";
+
 INSTANTIATE_TEST_SUITE_P(
     All, AMistake,
     testing::Values(
@@ -163,6 +167,10 @@ INSTANTIATE_TEST_SUITE_P(
                 {"get", "--frob"},
                 2,
                 "no option '--frob': 'aipqctl get --help' shows the usage"},
+        Mistake{"misspeltOption",
+                {"set", "nr", "1", "--tiemout", "5"},
+                2,
+                "no option '--tiemout'; did you mean '--timeout'?"},
         Mistake{"missingWord", {"set", "nr"}, 2, "VALUE is required: 'aipqctl set --help' shows the usage"},
         Mistake{"extraWord",
                 {"set", "nr", "1", "2"},
@@ -216,11 +224,11 @@ INSTANTIATE_TEST_SUITE_P(
                 {"get", "a\x1b[31m\n"},
                 3,
                 R"(no setting or key 'a\x1b[31m\n': 'aipqctl list' shows all; for others use 'aipqctl key')"},
-        Mistake{"longWord",
-                {"get", std::string(100000, 'a')},
-                3,
-                "no setting or key '" + std::string(481, 'a') + "..." + std::string(434, 'a') +
-                    "': 'aipqctl list' shows all; for others use 'aipqctl key'"},
+        Mistake{
+            "longWord",
+            {"get", std::string(100000, 'a')},
+            3,
+            HEAD + std::string(500 - HEAD.size(), 'a') + "..." + std::string(500 - TAIL.size(), 'a') + TAIL},
         Mistake{"settingNoNumber", {"set", "nr", "1x"}, 4, "nr takes a whole number, not '1x'"},
         Mistake{"settingFraction", {"set", "nr", "1.5"}, 4, "nr takes a whole number, not '1.5'"},
         Mistake{"settingTooHigh", {"set", "memc", "6"}, 5, "memc takes 0 to 5, not 6"},

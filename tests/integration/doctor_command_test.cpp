@@ -24,6 +24,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char CHANNELS[] = "dovra.sl2.table.channel.list";
+
 class TheDoctorCommand : public tests::TelevisionTest {
   protected:
     TheDoctorCommand() { fs::create_directory(m_folder); }
@@ -125,8 +127,38 @@ TEST_F(TheDoctorCommand, WritesJsonThatKeepsItsSchema) {
     television.framework().withholdRoot(true);
     EXPECT_EQ(run({}, true), EXIT_NO_TELEVISION);
     EXPECT_TRUE(keepsTheSchema());
-    output = "{\"passed\": 1, \"failed\": 0, \"notRun\": 0, \"checks\": [{}]}";
+    output = "{\"passed\": 1, \"warnings\": 0, \"failed\": 0, \"notRun\": 0, \"checks\": [{}]}";
     EXPECT_FALSE(keepsTheSchema()) << "the schema accepts anything";
+}
+
+TEST_F(TheDoctorCommand, WritesItsJsonOnOneLine) {
+    EXPECT_EQ(run({"--only", "framework"}, true), EXIT_DONE);
+    EXPECT_EQ(output.find('\n'), output.size() - 1);
+}
+
+TEST_F(TheDoctorCommand, GradesAWarning) {
+    model.setRows(CHANNELS, {});
+    EXPECT_EQ(run({"--only", "channels"}), EXIT_DONE);
+    EXPECT_THAT(output, HasSubstr("\nwarn  channels "));
+    EXPECT_THAT(output, HasSubstr("\n2 passed (1 with a warning), 0 failed, 0 not run\n"));
+    EXPECT_EQ(run({"--only", "channels"}, true), EXIT_DONE);
+    EXPECT_THAT(output, HasSubstr("\"warnings\":1"));
+    EXPECT_THAT(output, HasSubstr("\"verdict\":\"warning\""));
+    EXPECT_TRUE(keepsTheSchema());
+}
+
+TEST_F(TheDoctorCommand, SuggestsANameForAMisspeltOne) {
+    EXPECT_EQ(run({"--only", "chanels"}), EXIT_UNKNOWN);
+    EXPECT_EQ(errors, "aipqctl: no check is named 'chanels'; did you mean 'channels'?\n");
+}
+
+TEST_F(TheDoctorCommand, KeepsTheFileOfResultsUntilThereAreNewOnes) {
+    const std::string file = path("results.xml");
+    std::ofstream(file) << "before";
+    EXPECT_EQ(run({"--junit", file, "--only", "chanels"}), EXIT_UNKNOWN);
+    EXPECT_EQ(fs::file_size(file), 6U);
+    EXPECT_EQ(run({"--junit", file, "--only", "framework"}), EXIT_DONE);
+    EXPECT_GT(fs::file_size(file), 100U);
 }
 
 TEST_F(TheDoctorCommand, WritesJUnitThatOthersRead) {

@@ -84,6 +84,22 @@ TEST_F(ADoctorOfFrames, FindsNothingWithAPipeline) {
     EXPECT_FALSE(queueExists());
 }
 
+TEST_F(ADoctorOfFrames, SeesWhetherFramesKeepComing) {
+    std::atomic<bool> stop{false};
+    startPipeline();
+    const auto stream = [&] {
+        doctor::Examination examination({doctor::streamCheck(std::chrono::milliseconds(500))});
+        return examination.run(stop).front();
+    };
+    const Result coming = stream();
+    EXPECT_EQ(coming.verdict, doctor::Verdict::PASSED);
+    EXPECT_THAT(coming.finding, testing::ContainsRegex("[0-9]+ frames in 0.5 s, [0-9]+ ms / "));
+    television.video().stop();
+    const Result missing = stream();
+    EXPECT_EQ(missing.verdict, doctor::Verdict::FAILED);
+    EXPECT_THAT(missing.finding, HasSubstr("no frame arrived"));
+}
+
 TEST_F(ADoctorOfFrames, LeavesAQueueAndASegmentOfOthersAsTheyAre) {
     createQueue(static_cast<long>(video::REQUEST_SIZE), RIGHTS, 3);
     createSegment(sizeof(video::CaptureBlock));

@@ -481,6 +481,9 @@ TEST_F(ADoctor, FindsACallThatDoesNotReturn) {
 TEST(TheDoctorsText, HasOneLineAndWhatToDoNext) {
     Result result{"key", "a.b", "?", Verdict::PASSED, "integer, 5 in 0..9", "", 3ms};
     EXPECT_EQ(textOf(result), "ok    key a.b: integer, 5 in 0..9   (3 ms)\n");
+    result.advice = "Look.";
+    EXPECT_EQ(textOf(result), "warn  key a.b: integer, 5 in 0..9   (3 ms)\n      > Look.\n");
+    EXPECT_EQ(doctor::summaryOf({result}), "1 passed (1 with a warning), 0 failed, 0 not run");
     result = {"frame", "", "?", Verdict::FAILED, "no frame arrived", "Start the pipeline.", 12ms};
     EXPECT_EQ(textOf(result), "FAIL  frame: no frame arrived   (12 ms)\n      > Start the pipeline.\n");
     result = {"frame", "", "?", Verdict::NOT_RUN, "interrupted", "", 0ms};

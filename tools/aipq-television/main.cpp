@@ -15,6 +15,7 @@
 #include "report.h"
 #include "run_command.h"
 #include "serve.h"
+#include "validators.h"
 
 namespace {
 
@@ -112,7 +113,7 @@ int main(int argc, char** argv) {
         app.add_subcommand("play", "play a scenario on a television that runs, and follow it");
     play->alias("replay");
     play->add_option("FILE", options.file, "the scenario")->required();
-    play->add_option("--speed", options.speed, "so many times faster")->capture_default_str();
+    play->add_option("--speed", options.speed, "so many times faster")->capture_default_str()->check(isRate());
     addTelevision(play);
     CLI::App* const record =
         app.add_subcommand("record", "record what happens on a television that runs, until Ctrl-C");

@@ -45,6 +45,15 @@ void prepareEnvironment(const Options& options, const CLI::App& program) {
     if (!needsPicture(program)) setenv("AIPQ_TV_VIDEO", "off", 0);
 }
 
+// The long options of a command, and of those above it.
+std::vector<std::string> optionNames(const CLI::App* command) {
+    std::vector<std::string> names;
+    for (; command != nullptr; command = command->get_parent())
+        for (const CLI::Option* const option : command->get_options())
+            for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    return names;
+}
+
 // The first line that CLI11 has to say, and where to read on.
 int reportWrongUse(const CLI::ParseError& error, const CLI::App& program) {
     std::string what = error.what();
@@ -61,6 +70,7 @@ int reportWrongUse(const CLI::ParseError& error, const CLI::App& program) {
     for (const std::string& word : program.remaining(true)) {
         if (word.starts_with('-')) {
             what = "no option '" + word + "'";
+            hint = suggestion(word.substr(0, word.find('=')), optionNames(command));
         } else {
             what = names.empty() ? "'" + word + "' is one word too many" : "no command '" + word + "'";
             hint = suggestion(word, names);

@@ -50,6 +50,9 @@ struct Result {
 // names a file that is none.
 std::vector<Check> allChecks();
 
+// Frames one after the other for this time: whether they keep coming.
+Check streamCheck(std::chrono::milliseconds duration);
+
 // Which checks to run. A name is that of a check, of a group, or of a key.
 struct Selection {
     std::vector<std::string> only = {};  // empty for all

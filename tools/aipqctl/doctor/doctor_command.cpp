@@ -24,6 +24,7 @@
 #include "doctor.h"
 #include "output_file.h"
 #include "results.h"
+#include "validators.h"
 
 namespace aipqctl {
 
@@ -36,6 +37,7 @@ struct Options {
     bool noWrite = false;
     bool noVideo = false;
     bool list = false;
+    double streamSeconds = 0;
     std::string junit;
 };
 
@@ -131,11 +133,16 @@ int list(const std::vector<Check>& checks, bool json) {
     return EXIT_DONE;
 }
 
+std::chrono::milliseconds streamTime(const Options& options) {
+    return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(options.streamSeconds));
+}
+
 // The text for people goes to standard error where standard output takes the results for programs.
 int examine(const Options& options, bool json) {
     std::vector<Check> checks;
     try {
         checks = select(allChecks(), options.selection);
+        if (options.streamSeconds > 0) checks.push_back(streamCheck(streamTime(options)));
     } catch (const std::out_of_range& name) {
         return unknownCheck(name.what());
     } catch (const std::runtime_error& error) {
@@ -154,7 +161,7 @@ int examine(const Options& options, bool json) {
 
     stop = false;
     const OrderlyEnd orderlyEnd;
-    Examination examination(std::move(checks));
+    Examination examination(std::move(checks), Examination::CHECK_LIMIT + streamTime(options));
     std::FILE* const people = options.junit == OutputFile::STANDARD_OUTPUT ? stderr : stdout;
     std::vector<Result> results;
     bool left = false;
@@ -210,6 +217,11 @@ void addDoctorCommand(CLI::App& app, Context& context) {
     command->add_flag("--no-write", options->noWrite,
                       "leave the television as it is: change nothing, invoke nothing");
     command->add_flag("--no-video", options->noVideo, "leave out the queue, the segment and the frames");
+    command
+        ->add_option("--stream", options->streamSeconds,
+                     "also capture frames for this time, to see whether they keep coming")
+        ->type_name("SECONDS")
+        ->check(isDuration());
     command->add_flag("--list", options->list, "name the checks and run none");
     command->add_option("--junit", options->junit, "also write the results as JUnit XML")->type_name("FILE");
     command->callback([options, &context] {

@@ -15,6 +15,12 @@ std::ptrdiff_t count(const std::vector<Result>& results, Verdict verdict) {
                          [verdict](const Result& result) { return result.verdict == verdict; });
 }
 
+bool hasWarning(const Result& result) { return result.verdict == Verdict::PASSED && !result.advice.empty(); }
+
+std::ptrdiff_t countWarnings(const std::vector<Result>& results) {
+    return std::count_if(results.begin(), results.end(), hasWarning);
+}
+
 std::string escaped(const std::string& text) {
     std::string out;
     // XML has no place for control characters, escaped or not.
@@ -58,7 +64,7 @@ std::string textOf(const Result& result) {
     const std::string next = result.advice.empty() ? "" : "      > " + safeText(result.advice) + '\n';
     switch (result.verdict) {
         case Verdict::PASSED:
-            return "ok    " + text + took + next;
+            return (hasWarning(result) ? "warn  " : "ok    ") + text + took + next;
         case Verdict::FAILED:
             return "FAIL  " + text + took + next;
         case Verdict::NOT_RUN:
@@ -68,15 +74,20 @@ std::string textOf(const Result& result) {
 }
 
 std::string summaryOf(const std::vector<Result>& results) {
-    return std::to_string(count(results, Verdict::PASSED)) + " passed, " +
+    const std::ptrdiff_t warnings = countWarnings(results);
+    return std::to_string(count(results, Verdict::PASSED)) + " passed" +
+           (warnings > 0 ? " (" + std::to_string(warnings) + " with a warning)" : "") + ", " +
            std::to_string(count(results, Verdict::FAILED)) + " failed, " +
            std::to_string(count(results, Verdict::NOT_RUN)) + " not run";
 }
 
 std::string jsonOf(const std::vector<Result>& results) {
     using Json = nlohmann::ordered_json;
-    const auto wordOf = [](Verdict verdict) {
-        return verdict == Verdict::PASSED ? "passed" : verdict == Verdict::FAILED ? "failed" : "not run";
+    const auto wordOf = [](const Result& result) {
+        if (hasWarning(result)) return "warning";
+        return result.verdict == Verdict::PASSED   ? "passed"
+               : result.verdict == Verdict::FAILED ? "failed"
+                                                   : "not run";
     };
     Json checks = Json::array();
     for (const Result& result : results)
@@ -84,11 +95,12 @@ std::string jsonOf(const std::vector<Result>& results) {
                           {"group", result.group},
                           {"subject", result.subject},
                           {"asks", result.asks},
-                          {"verdict", wordOf(result.verdict)},
+                          {"verdict", wordOf(result)},
                           {"finding", result.finding},
                           {"advice", result.advice},
                           {"milliseconds", result.took.count()}});
     const Json document{{"passed", count(results, Verdict::PASSED)},
+                        {"warnings", countWarnings(results)},
                         {"failed", count(results, Verdict::FAILED)},
                         {"notRun", count(results, Verdict::NOT_RUN)},
                         {"checks", checks}};

@@ -265,7 +265,49 @@ Passed checkCallback(Visit& visit) {
     }
 }
 
+Passed checkStream(Visit& visit, milliseconds duration) {
+    PictureData wish;
+    initPictureData(wish);
+    PictureCapture capture;
+    start(visit, capture);
+    std::vector<milliseconds> times;
+    int lost = 0;
+    int lostInARow = 0;
+    const Clock::time_point end = Clock::now() + duration;
+    while (Clock::now() < end) {
+        visit.goOn();
+        PictureData picture = wish;
+        const Clock::time_point begin = Clock::now();
+        if (!capture.getPicture(true, &picture)) {
+            ++lost;
+            if (++lostInARow > SPARE_REQUESTS) failWithoutFrame(lostInARow);
+            continue;
+        }
+        lostInARow = 0;
+        times.push_back(std::chrono::duration_cast<milliseconds>(Clock::now() - begin));
+        requireSize(picture, wish);
+    }
+    if (times.empty()) failWithoutFrame(lost);
+    std::sort(times.begin(), times.end());
+    const auto at = [&](std::size_t percent) {
+        return std::to_string(times[(times.size() - 1) * percent / 100].count()) + " ms";
+    };
+    return {std::to_string(times.size()) + " frames in " + seconds(duration) + ", " + at(50) + " / " +
+                at(99) + " / " + at(100) + " (median, 99 of 100, most)",
+            lostText(lost)};
+}
+
 }  // namespace
+
+Check streamCheck(milliseconds duration) {
+    return {"stream",
+            "",
+            "whether frames keep coming",
+            {"framework", "frame"},
+            [duration](Visit& visit) { return checkStream(visit, duration); },
+            false,
+            true};
+}
 
 std::vector<Check> videoChecks() {
     const std::string queue = video::REQUEST_QUEUE_NAME;
