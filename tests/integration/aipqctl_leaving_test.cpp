@@ -28,7 +28,9 @@ class ALeavingTelevision : public testing::Test {
   protected:
     ALeavingTelevision() : television("leaving") { EXPECT_TRUE(television.start()); }
     ~ALeavingTelevision() override {
-        if (television.isOn()) EXPECT_EQ(television.stop(), 0);
+        if (television.isOn()) {
+            EXPECT_EQ(television.stop(), 0);
+        }
     }
 
     Arguments to(Arguments arguments) const {

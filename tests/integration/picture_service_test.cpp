@@ -21,7 +21,9 @@ class APictureService : public testing::Test {
         EXPECT_TRUE(television.start());
     }
     ~APictureService() override {
-        if (television.isOn()) EXPECT_EQ(television.stop(), 0);
+        if (television.isOn()) {
+            EXPECT_EQ(television.stop(), 0);
+        }
     }
 
     Running::Body service() const {

@@ -222,6 +222,7 @@ bool follow(const std::vector<Change*>& moving, Announcements& announcements, co
                     std::to_string(readSetting(*change->named.setting)) + ": stopped on its way to " +
                     std::to_string(change->target());
     complain(text);
+    std::fflush(nullptr);
     std::_Exit(EXIT_CUT_SHORT);
 }
 
