@@ -33,6 +33,12 @@ class SteppedSetting {
     // Takes over what was read, notices the end of a change and starts the one that is wished for.
     void advance(SystemSetting& television, int value, Settings& inForce);
 
+    // A change that was under way has no effect any more.
+    void forget() {
+        m_wish.reset();
+        m_running = false;
+    }
+
     bool changing() const { return m_running || m_wish.has_value(); }
 
   private:
@@ -74,6 +80,11 @@ class PictureControl {
 
     // Whether the television is there. Any thread.
     bool isPresent() const { return m_pq.isPresent(); }
+
+    // To be called when the television is back: what was being changed is void.
+    void forgetChanges() {
+        for (SteppedSetting& setting : m_stepped) setting.forget();
+    }
 
     // Nothing is being changed and nothing waits.
     bool settled() const;

@@ -146,6 +146,7 @@ void PictureService::noticePresence() {
     m_awaySince.reset();
     m_timeline.print("the television is back");
     // It has the settings with which it starts: what was decided before is void.
+    m_control.forgetChanges();
     m_judge.emplace(m_control.found());
 }
 

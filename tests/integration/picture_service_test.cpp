@@ -61,7 +61,7 @@ class APictureService : public testing::Test {
         png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr);
         constexpr std::size_t top = 80;
         constexpr std::size_t bottom = 540;
-        constexpr unsigned char shade = 0.88 * 255;
+        constexpr int shade = 224;
         unsigned width = 0;
         for (std::size_t x = 80; x < 1200 && width < 4; ++x) {
             bool isEmpty = true;

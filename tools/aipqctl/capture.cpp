@@ -289,7 +289,13 @@ void capture(const Wish& wish, bool json) {
                                      std::chrono::duration<double>(wish.every * (number - 1)));
         std::optional<PictureData> picture;
         const auto asked = std::max(due, Clock::now());
-        if (frames.waitUntil(due)) picture = frames.next();
+        try {
+            if (frames.waitUntil(due)) picture = frames.next();
+        } catch (const Failure&) {
+            // The frames that have come are whole.
+            files.finish();
+            throw;
+        }
         if (!picture) {
             files.finish();
             if (endless) return;
