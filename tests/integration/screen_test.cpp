@@ -397,11 +397,14 @@ TEST_F(TheScreen, ShowsAFilmAndKeepsThePictureIfItCannot) {
 }
 
 TEST_F(TheScreen, ResetsTheTelevision) {
+    startVideo();
     setValue(BRIGHTNESS, 90);
+    post("/fault", {{"fault", "video.stalled"}, {"value", 1}});
     post("/fault", {{"fault", "key.delay"}, {"key", BRIGHTNESS}, {"value", 500}});
     EXPECT_EQ(post("/reset", json::object()).content().at("notice"), "the television is as just switched on");
     EXPECT_EQ(model.value(BRIGHTNESS), Value(50));
     EXPECT_EQ(get("/state").content().at("status").at("faults"), json::array());
+    EXPECT_TRUE(waitForPicture([](const Answer& answer) { return answer.status == 200; }));
 }
 
 TEST_F(TheScreen, PlaysAScenario) {
