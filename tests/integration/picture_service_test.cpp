@@ -78,7 +78,8 @@ class APictureService : public testing::Test {
 
 TEST_F(APictureService, SaysOnceThatTheTelevisionLeftAndOnceThatItIsBack) {
     Running running(service());
-    std::string lines = readUntil(running, "player: playing");
+    // It is at work once it has judged a scene.
+    std::string lines = readUntil(running, " scene");
     ASSERT_NE(lines, "");
     television.kill();
     lines += readUntil(running, "the television left");
