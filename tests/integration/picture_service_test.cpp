@@ -24,6 +24,7 @@ class APictureService : public testing::Test {
         if (television.isOn()) {
             EXPECT_EQ(television.stop(), 0);
         }
+        std::filesystem::remove_all(folder);
     }
 
     Running::Body service() const {
@@ -115,7 +116,6 @@ TEST_F(APictureService, KeepsAPictureThatCannotBeReplaced) {
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_THAT(result.err, HasSubstr("contact-sheet.png': No space left on device\n"));
     EXPECT_TRUE(std::filesystem::is_character_file(folder / "contact-sheet.png"));
-    std::filesystem::remove(folder / "contact-sheet.png");
 }
 
 }  // namespace
