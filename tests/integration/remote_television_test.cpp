@@ -15,6 +15,8 @@
 #include <vector>
 
 #include "keys.h"
+#include "lomodelapi/observer.h"
+#include "lomodelapi/root_interface.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
 #include "platform_adaptation/system_info.h"
 #include "platform_adaptation/system_setting.h"
@@ -613,7 +615,73 @@ TEST_F(AKilledTelevision, BringsSubscriptionsIteratorsAndRegistrationsBackWithIt
         television.tell("aipq", "running");
         EXPECT_TRUE(service.heard.waitFor("1", life));
     }
-    EXPECT_THAT(recorder->heard.all(), ElementsAre("1", "2", "3"));
+    // A new television begins with 50.
+    EXPECT_THAT(recorder->heard.all(), ElementsAre("1", "50", "2", "50", "3"));
+}
+
+TEST_F(AKilledTelevision, AnnouncesTheValuesThatAreOthersWhenItIsBack) {
+    const auto follow = [](auto& access) { ASSERT_EQ(access.connect(1000), 0); };
+    const auto brightnessHeard = std::make_shared<ValueRecorder>();
+    const auto contrastHeard = std::make_shared<ValueRecorder>();
+    const auto numbersHeard = std::make_shared<ValueRecorder>();
+    const auto textsHeard = std::make_shared<ValueRecorder>();
+    const auto wideHeard = std::make_shared<ValueRecorder>();
+    // Known from a notification, or from the subscription.
+    Integer brightness(BRIGHTNESS, brightnessHeard);
+    follow(brightness);
+    television.set(BRIGHTNESS, std::int32_t{60});
+    television.set(NUMBERS, std::vector<std::int32_t>{1, 2});
+    television.set(TEXTS, std::vector<std::string>{"a", "b"});
+    television.set(WIDE, std::int64_t{5'000'000'000});
+    Integer contrast(CONTRAST, contrastHeard);
+    Integers numbers(NUMBERS, numbersHeard);
+    Strings texts(TEXTS, textsHeard);
+    Int64 wide(WIDE, wideHeard);
+    follow(contrast);
+    follow(numbers);
+    follow(texts);
+    follow(wide);
+    Heard source;
+    SystemInfo info;
+    info.registerCallBackSourceType(
+        [](SourceType type, void* it) { static_cast<Heard*>(it)->add(std::to_string(type)); }, &source);
+    television.set(SOURCE, std::string("HDMI2"));
+    ASSERT_TRUE(source.waitFor("2"));
+    ASSERT_TRUE(brightnessHeard->heard.waitFor("60"));
+
+    killAndSwitchOnAgain();
+    EXPECT_TRUE(source.waitFor("1"));
+    EXPECT_TRUE(brightnessHeard->heard.waitFor("50"));
+    for (const auto& recorder : {numbersHeard, textsHeard, wideHeard})
+        EXPECT_TRUE(recorder->heard.waitForBeginning(""));
+    television.set(CONTRAST, std::int32_t{51});
+    EXPECT_TRUE(contrastHeard->heard.waitFor("51"));
+    EXPECT_THAT(contrastHeard->heard.all(), ElementsAre("51")) << "it was 50 before and after";
+    EXPECT_THAT(brightnessHeard->heard.all(), ElementsAre("60", "50"));
+}
+
+TEST_F(AKilledTelevision, DoesNotAnnounceThatAKeyIsBackWhichTheNextOneLacks) {
+    struct Follower : lomodelapi::Observer {
+        void notifyAvailability(bool available) override { heard.add(available ? "back" : "away"); }
+        Heard heard;
+    };
+    Follower lost;
+    Follower kept;
+    RootInterface* const root = ValueAccessBase::getRootInterface();
+    ASSERT_NE(root, nullptr);
+    BizValue* lostValue = nullptr;
+    BizValue* keptValue = nullptr;
+    ASSERT_EQ(root->connectValue(TEXT, &lost, lostValue), 0);
+    ASSERT_EQ(root->connectValue(BRIGHTNESS, &kept, keptValue), 0);
+    television.kill();
+    ASSERT_TRUE(lost.heard.waitFor("away"));
+    TelevisionProcess next(television.name());
+    ASSERT_TRUE(next.start());
+    EXPECT_TRUE(kept.heard.waitFor("back"));
+    EXPECT_THAT(lost.heard.all(), ElementsAre("away"));
+    root->disconnectValue(TEXT, &lost, lostValue);
+    root->disconnectValue(BRIGHTNESS, &kept, keptValue);
+    EXPECT_EQ(next.stop(), 0);
 }
 
 TEST_F(AKilledTelevision, EndsARequestThatItNeverAnswered) {

@@ -13,6 +13,7 @@
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
 #include "protocol.h"
+#include "wire_value.h"
 #include "zt/apmclient/app_manager_client.h"
 #include "zt/appmanager/app_interface.h"
 
@@ -68,17 +69,11 @@ class Subscriber final : public ObserverNumericInteger,
     Observer* asObserver() { return static_cast<ObserverNumericInteger*>(this); }
 
     void notifyAvailability(bool available) override { m_post.send("Available", m_number, available); }
-    void notifyNewValue(int value) override { m_post.send("Integer", m_number, std::int32_t{value}); }
-    void notifyNewValue(long long value) override {
-        m_post.send("Int64", m_number, static_cast<std::int64_t>(value));
-    }
-    void notifyNewValue(const std::string& value) override { m_post.send("String", m_number, toWire(value)); }
-    void notifyIntegerVector(const std::vector<int>& value) override {
-        m_post.send("Integers", m_number, value);
-    }
-    void notifyStringVector(const std::vector<std::string>& value) override {
-        m_post.send("Strings", m_number, toWire(value));
-    }
+    void notifyNewValue(int value) override { sendValue(value); }
+    void notifyNewValue(long long value) override { sendValue(value); }
+    void notifyNewValue(const std::string& value) override { sendValue(value); }
+    void notifyIntegerVector(const std::vector<int>& value) override { sendValue(value); }
+    void notifyStringVector(const std::vector<std::string>& value) override { sendValue(value); }
     void notifyExecutionError(unsigned id, int error) override {
         m_post.send("Failed", m_number, std::uint32_t{id}, std::int32_t{error});
     }
@@ -88,6 +83,8 @@ class Subscriber final : public ObserverNumericInteger,
     void notifyUpdate(int kind) override { m_post.send("Updated", m_number, std::int32_t{kind}); }
 
   private:
+    void sendValue(const simulated::Value& value) { m_post.send("Value", m_number, toVariant(value)); }
+
     Post& m_post;
     const std::uint32_t m_number;
 };
@@ -245,22 +242,23 @@ class PlatformServer::Session {
     Session(simulated::Television& television, Line& line, sdbus::IObject& object, const std::string& client)
         : m_television(television), m_post(std::make_shared<Post>(line, object, client)) {}
 
-    std::tuple<std::int32_t, bool> connect(const std::string& key, std::uint32_t number) {
+    std::tuple<std::int32_t, bool, sdbus::Variant> connect(const std::string& key, std::uint32_t number) {
+        const sdbus::Variant nothing = toVariant({});
         std::shared_ptr<Subscription> subscription = this->subscription(number);
         if (!subscription) subscription = std::make_shared<Subscription>(*m_post, number, key);
         BizValue* value = nullptr;
         const int status =
             m_television.model().root()->connectValue(key, subscription->subscriber.asObserver(), value);
-        if (status != 0 || value == nullptr) return {status, false};
+        if (status != 0 || value == nullptr) return {status, false, nothing};
         subscription->value = value;
         std::unique_lock lock(m_mutex);
         if (!m_ended) {
             m_subscriptions[number] = subscription;
-            return {0, true};
+            return {0, true, toVariant(m_television.model().value(key))};
         }
         lock.unlock();
         disconnect(*subscription);
-        return {STATUS_UNAVAILABLE, false};
+        return {STATUS_UNAVAILABLE, false, nothing};
     }
 
     std::tuple<std::int32_t> disconnect(std::uint32_t number) {

@@ -13,7 +13,7 @@
 //   method                                            answer
 //   LookUp(s name)                                    i status
 //   GivesRoot()                                       b
-//   Connect(s key, u subscription)                    i status, b yields an object
+//   Connect(s key, u subscription)                    i status, b yields an object, v its value
 //   Disconnect(u subscription)                        i status
 //   Type(u)                                           i
 //   GetInteger(u) | GetInt64(u)                       i | x
@@ -33,7 +33,7 @@
 //   Answer(u ticket, i answer)                        none
 //
 //   signal
-//   Integer(u, i) | Int64(u, x) | String(u, ay) | Integers(u, ai) | Strings(u, aay)
+//   Value(u, v)
 //   Available(u, b) | Failed(u, u id, i error) | Result(u, u id, a(qqay)) | Updated(u, i)
 //   IteratorNews(u iterator, s operation, i number, aaay rows)
 //   Lifecycle(s name, u ticket, u news, s url, s text, i number)

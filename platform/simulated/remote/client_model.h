@@ -1,0 +1,83 @@
+// The television's model as a client of a television in another process sees it.
+#ifndef REMOTE_CLIENT_MODEL_H
+#define REMOTE_CLIENT_MODEL_H
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "current_connection.h"
+#include "lomodelapi/observer.h"
+#include "lomodelapi/root_interface.h"
+#include "notification_thread.h"
+#include "simulated/model.h"
+
+namespace remote {
+
+class ClientModel final : public RootInterface {
+  public:
+    explicit ClientModel(CurrentConnection& connection);
+    ~ClientModel();
+    ClientModel(const ClientModel&) = delete;
+    ClientModel& operator=(const ClientModel&) = delete;
+
+    int connectValue(const std::string& name, lomodelapi::Observer* observer, BizValue*& value) override;
+
+    int disconnectValue(const std::string& name, lomodelapi::Observer* observer, BizValue* value) override;
+
+    // For the keeper of the line.
+
+    // Tells observers that nothing is available, and fails what is not answered.
+    void lost();
+
+    // What is restored on a line, by its numbers: the value of each subscription, none if it was refused; and
+    // iterators.
+    struct Restored {
+        std::map<std::uint32_t, std::optional<simulated::Value>> subscriptions;
+        std::vector<std::uint32_t> iterators;
+    };
+
+    Restored restore(Line& line);
+
+    // Once the line is everybody's: gives back what its owner gave up while it was being restored, and tells
+    // the others, with the value if it is another than they know.
+    void confirm(Line& line, Restored restored);
+
+    // News from the television, on the line's thread.
+    void handle(sdbus::Message& message);
+
+  private:
+    struct Object;
+    struct Iterator;
+    struct IteratorRequest;
+
+    static bool create(Line& line, const IteratorRequest& request);
+    Object& objectFor(const std::string& name, lomodelapi::Observer* observer);
+
+    // Gives the request its number.
+    Iterator& open(Object& access, lomodelapi::ObserverTableIterator* observer, IteratorRequest& request);
+
+    Object* find(std::uint32_t number);
+
+    void confirm(Object& object, const simulated::Value& value);
+    void tell(std::uint32_t number, std::function<void(lomodelapi::Observer*)> news);
+    void tellValue(std::uint32_t number, const simulated::Value& value);
+    void handleAnswer(std::uint32_t number, bool failed, sdbus::Message& message);
+    void handleIterator(std::uint32_t number, sdbus::Message& message);
+
+    CurrentConnection& m_connection;
+    std::mutex m_mutex;
+    std::list<Object> m_objects;
+    std::list<Iterator> m_iterators;
+    std::uint32_t m_lastNumber = 0;
+    NotificationThread m_thread;  // the model thread
+};
+
+}  // namespace remote
+
+#endif

@@ -1,0 +1,37 @@
+#include "wire_value.h"
+
+#include "protocol.h"
+
+namespace remote {
+
+namespace {
+
+struct ToVariant {
+    // A variant on the bus cannot be empty.
+    sdbus::Variant operator()(std::monostate) const { return sdbus::Variant(false); }
+    sdbus::Variant operator()(int value) const { return sdbus::Variant(std::int32_t{value}); }
+    sdbus::Variant operator()(long long value) const {
+        return sdbus::Variant(static_cast<std::int64_t>(value));
+    }
+    sdbus::Variant operator()(const std::vector<int>& value) const { return sdbus::Variant(value); }
+    template <typename Texts>
+    sdbus::Variant operator()(const Texts& value) const {
+        return sdbus::Variant(toWire(value));
+    }
+};
+
+}  // namespace
+
+sdbus::Variant toVariant(const simulated::Value& value) { return std::visit(ToVariant(), value); }
+
+simulated::Value fromVariant(const sdbus::Variant& variant) {
+    const std::string type = variant.isEmpty() ? "" : variant.peekValueType();
+    if (type == "i") return variant.get<std::int32_t>();
+    if (type == "x") return static_cast<long long>(variant.get<std::int64_t>());
+    if (type == "ay") return fromWire(variant.get<Bytes>());
+    if (type == "ai") return variant.get<std::vector<std::int32_t>>();
+    if (type == "aay") return fromWire(variant.get<std::vector<Bytes>>());
+    return {};
+}
+
+}  // namespace remote

@@ -1,0 +1,17 @@
+// Values of the model on the bus. Their texts are bytes there.
+#ifndef REMOTE_WIRE_VALUE_H
+#define REMOTE_WIRE_VALUE_H
+
+#include <sdbus-c++/sdbus-c++.h>
+
+#include "simulated/model.h"
+
+namespace remote {
+
+sdbus::Variant toVariant(const simulated::Value& value);
+// std::monostate for a variant of another type.
+simulated::Value fromVariant(const sdbus::Variant& variant);
+
+}  // namespace remote
+
+#endif
