@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const simulated::KeyDefinition& key : keys) {
         FUZZ_CHECK(names.insert(key.name).second);
         FUZZ_CHECK(isOfItsType(key));
-        FUZZ_CHECK(simulated::isInRange(key, key.initial));
+        FUZZ_CHECK(simulated::refusal(key, key.initial).empty());
         FUZZ_CHECK(key.type == OBJECT_TYPE_TABLE || (key.columns.empty() && key.rows.empty()));
         for (const std::vector<std::string>& row : key.rows) FUZZ_CHECK(row.size() == key.columns.size());
     }

@@ -190,6 +190,12 @@ TEST_F(ATelevisionOnItsBus, ReadsAndWritesAValueAndRefusesAWrongOne) {
     const Result wrongType = set(BRIGHTNESS, T::VALUE, "Value", {"s", "seventy"});
     EXPECT_EQ(wrongType.status, 1);
     EXPECT_THAT(wrongType.errors, Not(IsEmpty()));
+    const Result unknown = set(SOURCE, T::VALUE, "Value", {"s", "HDMI7"});
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_THAT(unknown.errors, HasSubstr(std::string(SOURCE) + " takes one of TV, HDMI1, "));
+    const Result tooShort = set(PQ_SETTING, T::VALUE, "Value", {"ai", "2", "1", "2"});
+    EXPECT_EQ(tooShort.status, 1);
+    EXPECT_THAT(tooShort.errors, HasSubstr(std::string(PQ_SETTING) + " takes 27 numbers"));
     const Result wrongRows = set(CHANNELS, T::TABLE, "Rows", {"aas", "1", "1", "one"});
     EXPECT_EQ(wrongRows.status, 1);
     EXPECT_THAT(wrongRows.errors, HasSubstr("has 8 columns, and a row here has 1"));

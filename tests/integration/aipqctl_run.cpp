@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "keys.h"
 #include "program.h"
 
 namespace tests {
@@ -92,6 +93,14 @@ Result Running::finish() {
     if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
     result.err = contentOf(m_errFile);
     return result;
+}
+
+Arguments setPq(Arguments command, const Arguments& numbers) {
+    command.emplace_back(keys::PQ_SETTING);
+    const std::size_t size = command.size() + 27;
+    command.insert(command.end(), numbers.begin(), numbers.end());
+    command.resize(size, "0");
+    return command;
 }
 
 Running::Body program(const Arguments& arguments) {

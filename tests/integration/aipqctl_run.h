@@ -47,6 +47,9 @@ class Running {
 
 using Arguments = std::vector<std::string>;
 
+// The command with the key of the PQ parameters and these numbers, filled up with zeros.
+Arguments setPq(Arguments command, const Arguments& numbers);
+
 // The program, as a user runs it.
 Running::Body program(const Arguments& arguments);
 Result run(const Arguments& arguments);

@@ -353,7 +353,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Schema{"list", {"list"}}, Schema{"get", {"get"}},
                     Schema{"set", {"set", "brightness", "51"}},
                     Schema{"get", {"get", "nr", SOURCE, PLAY_ATTRIBUTES}},
-                    Schema{"set", {"set", "nr=1", "memc=off"}}, Schema{"set", {"set", PQ_SETTING, "1", "2"}},
+                    Schema{"set", {"set", "nr=1", "memc=off"}}, Schema{"set", setPq({"set"}, {"1", "2"})},
                     Schema{"tv", {"tv"}}, Schema{"pq", {"pq"}},
                     Schema{"set", {"set", "color-tuner-sat", "-9", "--wait"}},
                     Schema{"watch", {"watch", "--seconds", "0.1"}}, Schema{"info", {"info"}},
@@ -364,7 +364,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Schema{"channel", {"channel", "next"}}, Schema{"channel", {"channel", "to", "Snow"}},
                     Schema{"table", {"table", CHANNELS}}, Schema{"key", {"key", "get", BRIGHTNESS}},
                     Schema{"key", {"key", "get", PLAY_ATTRIBUTES}}, Schema{"key", {"key", "get", SOURCE}},
-                    Schema{"key", {"key", "set", PQ_SETTING, "1", "2"}},
+                    Schema{"key", setPq({"key", "set"}, {"1", "2"})},
                     Schema{"watch", {"key", "watch", PQ_SETTING, "--seconds", "0.1"}}));
 
 TEST(TheValidator, FindsWhatIsWrong) {

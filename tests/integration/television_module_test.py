@@ -54,8 +54,8 @@ def test_a_key_is_set_and_read(television):
 
 
 @pytest.mark.parametrize("key, value", [
-    ("source.current.path", "HDMI1"), ("tvservice.play.main", ["play", "7"]), ("pq.setting", [3, -4]),
-    ("pq.setting", []), ("channel.list", [["9", "Nine", "", "", "", "sdr", "0", ""]]),
+    ("source.current.path", "HDMI1"), ("tvservice.play.main", ["play", "7"]), ("pq.setting", [3, -4] + 25 * [0]),
+    ("tvservice.play.main", []), ("channel.list", [["9", "Nine", "", "", "", "sdr", "0", ""]]),
 ])
 def test_a_value_has_the_type_of_its_key(television, key, value):
     television.set(key, value)

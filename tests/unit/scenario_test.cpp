@@ -68,7 +68,7 @@ to = "HDMI1"
 [[step]]
 wait = 0.5
 set = "dovra.sl2.vint.video.aipq.pq.setting"
-to = [1, -2, 3]
+to = [1, -2, 3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0]
 
 [[step]]
 set = "dovra.sl2.vstr.tvservice.play.main"
@@ -295,6 +295,10 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{step("set = \"dovra.sl2.str.source.current.path\"\nto = [\"TV\"]\n"), "3:6: no text"},
         Malformed{step("set = \"dovra.sl2.vint.video.aipq.pq.setting\"\nto = [1, \"2\"]\n"),
                   "3:10: no number of this type"},
+        Malformed{step("set = \"dovra.sl2.vint.video.aipq.pq.setting\"\nto = [1, 2]\n"),
+                  "3:6: 'dovra.sl2.vint.video.aipq.pq.setting' takes 27 numbers"},
+        Malformed{step("set = \"dovra.sl2.str.source.current.path\"\nto = \"HDMI7\"\n"),
+                  "3:6: 'dovra.sl2.str.source.current.path' takes one of TV, HDMI1, "},
         Malformed{step("source = \"HDMI7\"\n"), "2:10: 'HDMI7' is no source: it is one of TV, HDMI1, "},
         Malformed{step("announce = \"dovra.sl2.table.channel.list\"\n"),
                   "2:12: an action or a table has no value"},
@@ -403,13 +407,14 @@ TEST_F(AMalformedScenario, HarmsNobody) {
 // Steps
 
 TEST_F(AScenario, SetsKeysOfEveryType) {
+    const std::string list = describe(Value(std::vector<int>(27, 3)));
     expectFinished(step(SET_60) +
                    step("set = \"dovra.sl2.str.video.format.info\"\nto = \"3840x2160p@60\"\n") +
-                   step("set = \"dovra.sl2.vint.video.aipq.pq.setting\"\nto = [1, 2]\n") +
+                   step("set = \"dovra.sl2.vint.video.aipq.pq.setting\"\nto = " + list + "\n") +
                    step("set = \"dovra.sl2.vstr.tvservice.play.main\"\nto = []\n"));
     EXPECT_EQ(valueOf<int>(BRIGHTNESS), 60);
     EXPECT_EQ(valueOf<std::string>(VIDEO_FORMAT), "3840x2160p@60");
-    EXPECT_EQ(valueOf<std::vector<int>>(PQ_SETTING), (std::vector<int>{1, 2}));
+    EXPECT_EQ(valueOf<std::vector<int>>(PQ_SETTING), std::vector<int>(27, 3));
     EXPECT_THAT(valueOf<std::vector<std::string>>(PLAY_ATTRIBUTES), IsEmpty());
 }
 

@@ -79,6 +79,28 @@ TEST_F(TheSimulatedModel, RefusesAWriteOutOfRangeButLetsTheTelevisionItselfDoIt)
     EXPECT_EQ(value->getInteger(), 101);
 }
 
+TEST_F(TheSimulatedModel, RefusesASourceThatItDoesNotHaveAndAListOfAnotherLength) {
+    Listener listener;
+    BizValue* const source = connect(SOURCE, &listener);
+    for (const char* const unknown : {"HDMI7", "hdmi1", ""}) {
+        EXPECT_EQ(source->setString(unknown), simulated::STATUS_OUT_OF_RANGE);
+        EXPECT_EQ(std::get<std::string>(model.value(SOURCE)), "TV");
+    }
+    EXPECT_EQ(source->setString("HDMI6"), 0);
+    BizValue* const pq = connect(PQ_SETTING, nullptr);
+    std::map<int, int> numbers;
+    for (int position = 0; position < 29; ++position) {
+        EXPECT_EQ(pq->setIntegerVector(numbers), position == 27 ? 0 : simulated::STATUS_OUT_OF_RANGE);
+        numbers[position] = -position;
+    }
+    EXPECT_EQ(std::get<std::vector<int>>(model.value(PQ_SETTING)).size(), 27U);
+    // The television itself may.
+    model.set(SOURCE, std::string("HDMI7"));
+    model.set(PQ_SETTING, std::vector<int>{1});
+    EXPECT_EQ(std::get<std::string>(model.value(SOURCE)), "HDMI7");
+    model.root()->disconnectValue(SOURCE, &listener, source);
+}
+
 TEST_F(TheSimulatedModel, RefusesAnOperationOfAnotherType) {
     BizValue* const value = connect(SOURCE, nullptr);
     std::vector<int> list{7};

@@ -18,6 +18,7 @@
 #include "scenes.h"
 #include "simulated/catalogue.h"
 #include "simulated/faults.h"
+#include "simulated/scenario.h"
 
 using namespace lomodelapi;
 using simulated::KeyDefinition;
@@ -90,14 +91,13 @@ Value takeValue(sdbus::Message& message, const Value& like) {
     return take<std::vector<std::string>>(message);
 }
 
-void checkRange(const KeyDefinition& key, const Value& value) {
-    if (!key.range) return;
-    const long long number =
-        std::holds_alternative<int>(value) ? std::get<int>(value) : std::get<long long>(value);
-    if (number < key.range->first || number > key.range->second)
-        bus::refuse(bus::OUT_OF_RANGE, key.name + " takes " + std::to_string(key.range->first) + " to " +
-                                           std::to_string(key.range->second) + ", not " +
-                                           std::to_string(number));
+void refuseWrongValue(const KeyDefinition& key, const Value& value) {
+    const std::string taken = simulated::refusal(key, value);
+    if (taken.empty()) return;
+    if (key.range)
+        bus::refuse(bus::OUT_OF_RANGE, key.name + " takes " + taken.substr(std::string("from ").size()) +
+                                           ", not " + simulated::describe(value));
+    bus::refuse(bus::WRONG_VALUE, key.name + " takes " + taken);
 }
 
 template <typename T>
@@ -212,7 +212,7 @@ void TelevisionObjects::addValue(sdbus::IObject& object, const KeyDefinition& ke
         },
         [&model, key](sdbus::PropertySetCall& call) {
             const Value value = takeValue(call, key.initial);
-            checkRange(key, value);
+            refuseWrongValue(key, value);
             model.set(key.name, value);
         });
 }

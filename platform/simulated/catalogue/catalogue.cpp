@@ -47,10 +47,12 @@ class Parser {
             m_reader.fail(table.source(), "key '" + key.name + "' stands twice");
         readType(table, key);
         readRange(table, key);
+        readTexts(table, key);
+        readLength(table, key);
         readRows(table, key);
         for (const auto& [name, node] : table) {
-            static const std::set<std::string_view> known{"group", "name",    "type",    "default",
-                                                          "range", "meaning", "columns", "rows"};
+            static const std::set<std::string_view> known{"group",   "name",    "type", "default", "range",
+                                                          "meaning", "columns", "rows", "texts",   "length"};
             if (known.count(name.str()) == 0)
                 m_reader.fail(name.source(), "unknown entry '" + std::string(name.str()) + "'");
         }
@@ -114,6 +116,29 @@ class Parser {
             m_reader.fail(node->source(), "the default is out of this range");
     }
 
+    void readTexts(const toml::table& table, KeyDefinition& key) {
+        const toml::node* const node = table.get("texts");
+        if (node == nullptr) return;
+        if (key.type != OBJECT_TYPE_STRING) m_reader.fail(node->source(), "only a string has 'texts'");
+        key.texts = m_reader.strings(*node);
+        if (key.texts.empty()) m_reader.fail(node->source(), "'texts' without a text");
+        refuseDefault(*node, key);
+    }
+
+    void readLength(const toml::table& table, KeyDefinition& key) {
+        const toml::node* const node = table.get("length");
+        if (node == nullptr) return;
+        if (key.type != OBJECT_TYPE_VECTOR_NUMERIC_INTEGER && key.type != OBJECT_TYPE_VECTOR_STRING)
+            m_reader.fail(node->source(), "only a list has a 'length'");
+        key.length = static_cast<std::size_t>(m_reader.number(*node, 0, std::numeric_limits<int>::max()));
+        refuseDefault(*node, key);
+    }
+
+    void refuseDefault(const toml::node& node, const KeyDefinition& key) {
+        const std::string taken = refusal(key, key.initial);
+        if (!taken.empty()) m_reader.fail(node.source(), "the default is not " + taken);
+    }
+
     const TomlReader& m_reader;
     std::string m_group;
     std::set<std::string> m_names;
@@ -134,6 +159,31 @@ std::vector<KeyDefinition> parseCatalogue(std::string_view text, const std::stri
         definitions.push_back(parser.key(*key.as_table()));
     }
     return definitions;
+}
+
+std::string refusal(const KeyDefinition& definition, const Value& value) {
+    if (definition.range) {
+        const auto [lowest, highest] = *definition.range;
+        const long long number =
+            std::holds_alternative<int>(value) ? std::get<int>(value) : std::get<long long>(value);
+        if (number < lowest || number > highest)
+            return "from " + std::to_string(lowest) + " to " + std::to_string(highest);
+    }
+    const std::vector<std::string>& texts = definition.texts;
+    if (!texts.empty() &&
+        std::find(texts.begin(), texts.end(), std::get<std::string>(value)) == texts.end()) {
+        std::string names;
+        for (const std::string& text : texts) names.append(names.empty() ? "" : ", ").append(text);
+        return "one of " + names;
+    }
+    if (definition.length) {
+        const auto* const numbers = std::get_if<std::vector<int>>(&value);
+        const std::size_t length =
+            numbers != nullptr ? numbers->size() : std::get<std::vector<std::string>>(value).size();
+        if (length != *definition.length)
+            return std::to_string(*definition.length) + (numbers != nullptr ? " numbers" : " texts");
+    }
+    return {};
 }
 
 std::string typeName(ObjectTypeSpec type) {

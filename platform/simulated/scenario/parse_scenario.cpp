@@ -8,6 +8,7 @@
 #include <set>
 
 #include "scenes.h"
+#include "simulated/catalogue.h"
 #include "simulated/faults.h"
 #include "simulated/scenario.h"
 #include "toml_reader.h"
@@ -22,10 +23,6 @@ namespace {
 
 constexpr char SOURCE[] = "dovra.sl2.str.source.current.path";
 constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
-
-constexpr std::array<std::string_view, 15> SOURCES{"TV",       "HDMI1",   "HDMI2",   "HDMI3",  "HDMI4",
-                                                   "HDMI5",    "HDMI6",   "AVS",     "dmp",    "DMP",
-                                                   "miracast", "youtube", "netflix", "amazon", "browser"};
 
 constexpr double LONGEST_SECONDS = 7 * 24 * 3600;
 
@@ -203,7 +200,8 @@ class Parser {
     }
     Action source(const toml::table&, const toml::node& node) {
         refuseUnknownKey(node, SOURCE);
-        return SetKey{SOURCE, oneOf(node, SOURCES, "source")};
+        const std::vector<std::string>& sources = m_keys.at(SOURCE).texts;
+        return SetKey{SOURCE, sources.empty() ? text(node) : oneOf(node, sources, "source")};
     }
     Action announce(const toml::table&, const toml::node& node) { return Announce{keyWithValue(node).name}; }
     Action selectChannel(const toml::table&, const toml::node& node) {
@@ -368,9 +366,8 @@ class Parser {
 
     Value valueOf(const KeyDefinition& key, const toml::node& node) {
         const Value value = m_reader.value(node, key.type);
-        if (!isInRange(key, value))
-            m_reader.fail(node.source(), "'" + key.name + "' is from " + std::to_string(key.range->first) +
-                                             " to " + std::to_string(key.range->second));
+        if (const std::string taken = refusal(key, value); !taken.empty())
+            m_reader.fail(node.source(), "'" + key.name + (key.range ? "' is " : "' takes ") + taken);
         return value;
     }
 

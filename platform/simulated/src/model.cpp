@@ -14,6 +14,7 @@
 #include "lomodelapi/table.h"
 #include "notify.h"
 #include "record.h"
+#include "simulated/catalogue.h"
 #include "simulated/events.h"
 
 using namespace lomodelapi;
@@ -86,13 +87,6 @@ Rows select(const Rows& table, const std::vector<TableSelection>& selections, co
 }
 
 }  // namespace
-
-bool isInRange(const KeyDefinition& definition, const Value& value) {
-    if (!definition.range) return true;
-    const long long number =
-        std::holds_alternative<int>(value) ? std::get<int>(value) : std::get<long long>(value);
-    return number >= definition.range->first && number <= definition.range->second;
-}
 
 class Model::Implementation final : public RootInterface {
   public:
@@ -515,7 +509,7 @@ class Model::Implementation final : public RootInterface {
         if (!key.offered) return STATUS_UNAVAILABLE;
         record(key.writes, written);
         if (key.faults.refuseWrites) return STATUS_UNAVAILABLE;
-        if (!isInRange(key.definition, value)) return STATUS_OUT_OF_RANGE;
+        if (!refusal(key.definition, value).empty()) return STATUS_OUT_OF_RANGE;
         if (key.faults.keepValue) {
             announceUnchanged(key);
         } else {

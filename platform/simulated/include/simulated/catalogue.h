@@ -19,6 +19,10 @@ std::string typeName(lomodelapi::ObjectTypeSpec type);
 // The built-in catalogue, or the one that AIPQ_TV_CATALOGUE names.
 std::vector<KeyDefinition> loadCatalogue();
 
+// What the key takes, if the value is none that it takes: "from 0 to 100", "27 numbers". Empty if it takes
+// it.
+std::string refusal(const KeyDefinition& definition, const Value& value);
+
 }  // namespace simulated
 
 #endif

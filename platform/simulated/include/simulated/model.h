@@ -49,10 +49,9 @@ struct KeyDefinition {
     std::string meaning;
     std::vector<std::string> columns = {};  // of a table
     Rows rows = {};
+    std::vector<std::string> texts = {};     // that a text may be; empty for any
+    std::optional<std::size_t> length = {};  // of a list
 };
-
-// Whether a number is in the key's range, if it has one.
-bool isInRange(const KeyDefinition& definition, const Value& value);
 
 // What an action answers: a result if the error is 0.
 struct Answer {
