@@ -280,12 +280,19 @@ TEST_F(ACommandWithItsOwnTelevision, IsNotStartedWithFilesThatAreMissingOrBroken
     const std::string noCatalogue = fileWith("malformed.toml", "[[key]]\nname = ?\n");
     const std::string noVideo =
         fileWith("video.toml", "video = \"/no/film\"\n[[step]]\nclear_faults = true\n");
+    const std::string laterFilm =
+        fileWith("later.toml", "[[step]]\nclear_faults = true\n[[step]]\nvideo = \"" + noFilm + "\"\n");
+    const std::string noText = fileWith("latin.toml", "[[step]]\nscene = \"\xfc\"\n");
     const std::string program = "aipq-television: ";
     expectRefusal({"--video", "/no/film"}, EXIT_BAD_FILE, program + "the film /no/film cannot be read: ");
     expectRefusal({"--video", noFilm}, EXIT_BAD_FILE, program + "cannot play '" + noFilm + "': ");
     expectRefusal({"--scenario", "/no/file"}, EXIT_BAD_FILE, program + "cannot read the scenario /no/file\n");
     expectRefusal({"--scenario", noScenario}, EXIT_BAD_FILE, program + noScenario + ":2:");
-    expectRefusal({"--scenario", noVideo}, EXIT_BAD_FILE, program + "the film /no/film cannot be read: ");
+    expectRefusal({"--scenario", noVideo}, EXIT_BAD_FILE,
+                  program + noVideo + ":1:9: cannot play '/no/film': No such file or directory\n");
+    expectRefusal({"--scenario", laterFilm}, EXIT_BAD_FILE,
+                  program + laterFilm + ":4:9: cannot play '" + noFilm + "': ");
+    expectRefusal({"--scenario", noText}, EXIT_BAD_FILE, program + noText + ":2:");
     expectRefusal({"--catalogue", "/no/file"}, EXIT_BAD_FILE, program + "/no/file: ");
     expectRefusal({"--catalogue", noCatalogue}, EXIT_BAD_FILE, program + noCatalogue + ":2:");
     expectRefusal({"--log", "/no/folder/log"}, EXIT_BAD_FILE,

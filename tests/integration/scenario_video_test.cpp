@@ -1,11 +1,13 @@
 // Scenarios that show something, among them the installed examples.
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <future>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -67,13 +69,36 @@ TEST_F(AScenarioWithAPicture, GoesOnWithWhatIsShownAlready) {
     EXPECT_FALSE(shown);
 }
 
-TEST_F(AScenarioWithAPicture, ThatIsNotThereFails) {
-    const ScenarioPlayer::Result result = play("video = \"/nowhere/film.avi\"\n[[step]]\nchannel = 2\n");
-    EXPECT_EQ(result.outcome, Outcome::FAILED);
-    EXPECT_THAT(result.text, StartsWith("my.toml: no picture: "));
+TEST_F(AScenarioWithAPicture, IsRefusedWholeForAFilmThatIsNone) {
+    const std::string film = testing::TempDir() + "no-film-" + std::to_string(::getpid()) + ".avi";
+    std::ofstream(film) << "no film at all\n";
+    std::string message = "accepted";
+    try {
+        play("[[step]]\nchannel = 2\n[[step]]\nvideo = \"" + film + "\"\n");
+    } catch (const std::runtime_error& error) {
+        message = error.what();
+    }
+    EXPECT_THAT(message, StartsWith("my.toml:4:9: cannot play '" + film + "': "));
     EXPECT_EQ(television.sourceSwitch().channelNumber(), "1");
-    EXPECT_THAT(play("[[step]]\nvideo = \"/nowhere/film.avi\"\n").text,
-                StartsWith("my.toml:1: no picture: "));
+    std::filesystem::remove(film);
+}
+
+TEST_F(AScenarioWithAPicture, FailsForAFilmThatIsGoneAndLeavesThePicture) {
+    ASSERT_TRUE(video.start());
+    for (const bool fromTheStart : {true, false}) {
+        Scenario scenario = parseScenario("[[step]]\nvideo = \"scenes\"\n", "my.toml");
+        if (fromTheStart) {
+            scenario.video = "/nowhere/film.avi";
+        } else {
+            scenario.steps.front().action = simulated::ShowVideo{"/nowhere/film.avi"};
+        }
+        const ScenarioPlayer::Result result = ScenarioPlayer(television, scenario, {{}, {}}).wait();
+        EXPECT_EQ(result.outcome, Outcome::FAILED);
+        EXPECT_EQ(result.text, std::string("my.toml:") + (fromTheStart ? "" : "1:") +
+                                   " no picture: cannot play '/nowhere/film.avi': No such file or directory");
+        EXPECT_TRUE(video.running());
+        EXPECT_EQ(video.problem(), "");
+    }
 }
 
 TEST_F(AScenarioWithAPicture, BreaksItAndMendsIt) {

@@ -270,9 +270,15 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{"step = [{ channel = 1 }, 3]\n", "1:26: steps are written as [[step]]"},
         Malformed{"[[step]\n", "1:"}, Malformed{"[[step]]\nset = \n", "2:"},
         Malformed{"[[step]]\nset = 'a'\nset = 'b'\n", "3:"}, Malformed{"[[step]]\nset = \"a\n", "2:"},
-        Malformed{"colour = 1\nstep = []\n", "1:1: 'colour' does not belong here; scale_limits, step, title, video do"},
+        Malformed{"colour = 1\nstep = []\n",
+                  "1:1: 'colour' does not belong here; scale_limits, step, title, video do"},
+        Malformed{"scale_limits = 1\nstep = []\n", "1:16: must be true or false"},
         Malformed{"video = \"\"\nstep = []\n", "1:9: must not be empty"},
         Malformed{"video = \"a\\nb\"\nstep = []\n", "1:9: the name of a film is one line"},
+        Malformed{"video = \"/no/film\"\nstep = []\n",
+                  "1:9: cannot play '/no/film': No such file or directory"},
+        Malformed{"[[step]]\nchannel = 1\n[[step]]\nvideo = \"/no/film\"\n",
+                  "4:9: cannot play '/no/film': No such file or directory"},
         Malformed{"video = \"a\\u0000b\"\nstep = []\n", "1:9: a text must not contain a NUL"},
         Malformed{std::string("title = \"\0\"\nstep = []\n", 22), "1:"}, Malformed{"\xff\xfe", "1:"}));
 

@@ -1,8 +1,12 @@
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <climits>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <set>
@@ -332,7 +336,18 @@ class Parser {
         std::string video = nonEmpty(node);
         if (video.find('\n') != std::string::npos)
             m_reader.fail(node.source(), "the name of a film is one line");
+        if (video != "off" && video != "scenes") refuseUnplayable(node, video);
         return video;
+    }
+
+    // A film that is there is opened once.
+    void refuseUnplayable(const toml::node& node, const std::string& film) {
+        if (m_playable.count(film) != 0) return;
+        const bool isThere = ::access(film.c_str(), R_OK) == 0;
+        const std::string problem = isThere ? VideoPipeline::problemWith(film)
+                                            : "cannot play '" + film + "': " + std::strerror(errno);
+        if (!problem.empty()) m_reader.fail(node.source(), problem);
+        m_playable.insert(film);
     }
 
     std::string channelText(const toml::node& node) {
@@ -373,11 +388,14 @@ class Parser {
 
     const TomlReader& m_reader;
     std::map<std::string, KeyDefinition> m_keys;
+    std::set<std::string> m_playable;
     bool m_pictureIsOff = false;
     milliseconds m_earliest{0};  // the step that is read can begin
 };
 
 }  // namespace
+
+void checkText(std::string_view text, const std::string& name) { TomlReader(name).parse(text); }
 
 Scenario parseScenario(std::string_view text, const std::string& name,
                        const std::vector<KeyDefinition>& keys) {

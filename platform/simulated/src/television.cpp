@@ -134,6 +134,7 @@ void Television::tellEach(std::initializer_list<Lifecycle> news) {
 bool Television::showVideo(const std::string& video) {
     const std::string clip = video == "scenes" ? std::string() : video;
     if (video != "off" && m_video.running() && m_video.clip() == clip) return true;
+    if (video != "off" && !clip.empty() && m_video.running() && !m_video.accepts(clip)) return false;
     m_video.stop();
     return video == "off" || m_video.start(clip);
 }

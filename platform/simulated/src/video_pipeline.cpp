@@ -110,6 +110,38 @@ bool isLetterOrDigit(char c) { return std::isalnum(static_cast<unsigned char>(c)
 // One write, because other threads and processes write to this stream, too.
 void report(const std::string& line) { std::cerr << "simulated television: " + line + '\n'; }
 
+// The words of a program for posix_spawn(), which does not change them.
+std::vector<char*> argumentsOf(std::vector<std::string>& words) {
+    std::vector<char*> arguments;
+    for (std::string& word : words) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    return arguments;
+}
+
+// Everything that is written to the descriptor until its end, or until the limit.
+std::string readAll(int fd, Clock::time_point limit) {
+    std::string text;
+    char part[512];
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(limit - Clock::now()).count();
+        pollfd input{fd, POLLIN, 0};
+        const int changes = poll(&input, 1, static_cast<int>(std::max<Clock::rep>(left, 0)));
+        if (changes < 0 && errno == EINTR) continue;
+        const ssize_t count = changes > 0 ? ::read(fd, part, sizeof part) : -1;
+        if (count <= 0) return text;
+        text.append(part, static_cast<std::size_t>(count));
+    }
+}
+
+// What the pipeline itself says among the lines, which may have others' words.
+std::string reportIn(const std::string& lines) {
+    const std::string beginning = PROGRAM + std::string(": ");
+    std::istringstream input(lines);
+    for (std::string line; std::getline(input, line);)
+        if (line.rfind(beginning, 0) == 0) return line.substr(beginning.size());
+    return {};
+}
+
 }  // namespace
 
 // A pipeline process and the socket that controls it.
@@ -227,9 +259,7 @@ class VideoPipeline::Connection {
         const std::string previewFd = std::to_string(PREVIEW_FD);
         std::vector<std::string> words{PROGRAM, "--control-fd", controlFd, "--preview-fd", previewFd};
         if (!clip.empty()) words.insert(words.end(), {"--", clip});
-        std::vector<char*> arguments;
-        for (std::string& word : words) arguments.push_back(word.data());
-        arguments.push_back(nullptr);
+        const std::vector<char*> arguments = argumentsOf(words);
 
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
@@ -383,6 +413,47 @@ class VideoPipeline::Connection {
 };
 
 VideoPipeline::~VideoPipeline() { end(SIGKILL); }
+
+std::string VideoPipeline::problemWith(const std::string& film) {
+    int pipe[2];
+    if (pipe2(pipe, O_CLOEXEC) != 0) return std::string("pipe: ") + std::strerror(errno);
+    const std::string program = programPath();
+    std::vector<std::string> words{PROGRAM, "--check", "--", film};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, pipe[1], STDERR_FILENO);
+    pid_t process = -1;
+    const int status =
+        posix_spawnp(&process, program.c_str(), &actions, nullptr, argumentsOf(words).data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(pipe[1]);
+    if (status != 0) {
+        close(pipe[0]);
+        return std::string(PROGRAM) + ": " + std::strerror(status);
+    }
+    const auto limit = Clock::now() + START_LIMIT;
+    const std::string problem = reportIn(readAll(pipe[0], limit));
+    close(pipe[0]);
+    const bool inTime = Clock::now() < limit;
+    if (!inTime) ::kill(process, SIGKILL);
+    int end = 0;
+    pid_t ended = 0;
+    while ((ended = waitpid(process, &end, 0)) == -1 && errno == EINTR) {
+    }
+    const std::string begin = "cannot play '" + film + "': ";
+    if (!inTime) return begin + "it does not open in time";
+    if (problem.empty() && ended == process && end != 0) return begin + DIED;
+    return problem;
+}
+
+bool VideoPipeline::accepts(const std::string& film) {
+    const std::string problem = problemWith(film);
+    const std::lock_guard lock(m_mutex);
+    if (!problem.empty()) m_error = problem;
+    return problem.empty();
+}
 
 bool VideoPipeline::start(const std::string& clip) {
     const std::lock_guard operation(m_operation);

@@ -91,7 +91,7 @@ struct Scenario {
 };
 
 // Throws std::runtime_error, NAME:LINE:COLUMN: what is wrong, for a text that is no scenario, or one that the
-// television with these keys cannot play.
+// television with these keys cannot play. Opens its films.
 Scenario parseScenario(std::string_view text, const std::string& name,
                        const std::vector<KeyDefinition>& keys = Television::instance().model().keys());
 

@@ -181,6 +181,11 @@ class VideoPipeline {
     VideoPipeline(const VideoPipeline&) = delete;
     VideoPipeline& operator=(const VideoPipeline&) = delete;
 
+    // Returns why a film cannot be played; empty if it can. Opens it in a process of its own, and waits for it.
+    static std::string problemWith(const std::string& film);
+    // Returns whether a film can be played; if not, error() has the reason. Does not change what runs.
+    bool accepts(const std::string& film);
+
     // Starts the process with a film, or with generated scenes for an empty `clip`. Waits until it shows the
     // first frame. Returns false if it runs already or cannot start; error() then has the reason.
     bool start(const std::string& clip = std::string());
