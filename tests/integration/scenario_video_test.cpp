@@ -157,7 +157,8 @@ TEST_F(AScenarioWithAPicture, IsRecordedWithIt) {
     const Scenario recorded = recorder.scenario();
     EXPECT_EQ(recorded.video, "scenes");
     std::vector<std::string> actions;
-    for (const simulated::Step& step : recorded.steps) actions.push_back(describe(step.action));
+    for (const simulated::Step& step : recorded.steps)
+        if (step.at) actions.push_back(describe(step.action));
     EXPECT_THAT(actions, ElementsAre("scene \"snow\"", "fault \"video.killed\", to true",
                                      "fault \"video.killed\", to false", "channel \"2\"", "video \"off\""));
 }
@@ -172,7 +173,9 @@ TEST_F(AScenarioWithAPicture, IsRecordedWithoutACrashAndWhatFollows) {
     video.setRestarts({{std::chrono::milliseconds(1)}});
     ASSERT_TRUE(tests::crashPipelineOf());
     EXPECT_EQ(restarted.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
-    EXPECT_THAT(recorder.scenario().steps, testing::IsEmpty());
+    const Scenario recorded = recorder.scenario();
+    EXPECT_TRUE(std::none_of(recorded.steps.begin(), recorded.steps.end(),
+                             [](const simulated::Step& step) { return step.at.has_value(); }));
 }
 
 class TheExample : public AScenarioWithAPicture, public testing::WithParamInterface<std::string> {

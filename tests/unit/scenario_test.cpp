@@ -7,7 +7,9 @@
 #include <chrono>
 #include <fstream>
 #include <future>
+#include <iterator>
 #include <limits>
+#include <map>
 #include <mutex>
 #include <random>
 #include <sstream>
@@ -182,10 +184,20 @@ class AScenario : public tests::TelevisionTest {
     }
 };
 
-std::vector<std::string> actionsOf(const Scenario& scenario) {
+std::vector<std::string> actionsOf(const std::vector<Step>& steps) {
     std::vector<std::string> actions;
-    for (const Step& step : scenario.steps) actions.push_back(describe(step.action));
+    for (const Step& step : steps) actions.push_back(describe(step.action));
     return actions;
+}
+
+std::vector<std::string> actionsOf(const Scenario& scenario) { return actionsOf(scenario.steps); }
+
+// What has happened; not the state that a recording begins with.
+std::vector<Step> causesOf(const Scenario& scenario) {
+    std::vector<Step> causes;
+    std::copy_if(scenario.steps.begin(), scenario.steps.end(), std::back_inserter(causes),
+                 [](const Step& step) { return step.at.has_value(); });
+    return causes;
 }
 
 // The text form
@@ -905,11 +917,11 @@ TEST_F(ARecording, HasTheCausesAndNotWhatFollowsFromThem) {
     live(client);
     const Scenario recorded = recorder.scenario();
     EXPECT_EQ(recorded.title, "A day");
-    EXPECT_EQ(recorded.video, "");
+    EXPECT_EQ(recorded.video, "off");
     const std::string B = "\"dovra.sl2.i32.video.brightness\"";
     const std::string C = "\"dovra.sl2.i32.video.contrast\"";
     const std::string A = "invoke \"dovra.sl2.action.source.switch\", arguments ";
-    EXPECT_THAT(actionsOf(recorded),
+    EXPECT_THAT(actionsOf(causesOf(recorded)),
                 testing::ElementsAreArray(std::vector<std::string>{
                     "set " + B + ", to 52",
                     "set " + B + ", to 54",
@@ -958,23 +970,107 @@ TEST_F(ARecording, IsPlayedAgainToTheSameSequence) {
     Client client(model);
     const ScenarioRecorder recorder(television);
     expectFinished(formatScenario(first));
-    const Scenario second = recorder.scenario();
-    EXPECT_EQ(actionsOf(second), actionsOf(first));
-    ASSERT_EQ(second.steps.size(), first.steps.size());
-    for (std::size_t i = 0; i < first.steps.size(); ++i) {
-        EXPECT_GE(*second.steps[i].at, *first.steps[i].at);
-        EXPECT_LT(*second.steps[i].at, *first.steps[i].at + 20s);
+    const std::vector<Step> causes = causesOf(first);
+    std::vector<Step> again = causesOf(recorder.scenario());
+    // Before them, it reached the state in which the first recording began.
+    ASSERT_GE(again.size(), causes.size());
+    again.erase(again.begin(), again.end() - static_cast<std::ptrdiff_t>(causes.size()));
+    EXPECT_EQ(actionsOf(again), actionsOf(causes));
+    for (std::size_t i = 0; i < causes.size(); ++i) {
+        EXPECT_GE(*again[i].at, *causes[i].at);
+        EXPECT_LT(*again[i].at, *causes[i].at + 20s);
     }
     EXPECT_EQ(client.told(), firstTold);
     EXPECT_EQ(service.told(), firstNews);
 }
 
-TEST_F(ARecording, LeavesOutAReset) {
+// What people can see of a television.
+struct TelevisionState {
+    explicit TelevisionState(simulated::Television& television)
+        : channel(television.sourceSwitch().channelNumber()),
+          scene(television.video().programme()),
+          playing(television.sourceSwitch().playing()),
+          suspended(television.suspended()) {
+        for (const simulated::KeyDefinition& key : television.model().keys())
+            values[key.name] = describe(television.model().value(key.name));
+        for (const simulated::SetFault& fault : simulated::activeFaults(television))
+            faults.push_back(describe(fault));
+    }
+    bool operator==(const TelevisionState&) const = default;
+
+    std::string channel;
+    std::string scene;
+    bool playing;
+    bool suspended;
+    std::map<std::string, std::string> values;
+    std::vector<std::string> faults;
+};
+
+void PrintTo(const TelevisionState& state, std::ostream* out) {
+    *out << "channel " << state.channel << ", scene '" << state.scene << "', playing " << state.playing
+         << ", suspended " << state.suspended << '\n';
+    for (const auto& [key, value] : state.values) *out << key << " = " << value << '\n';
+    for (const std::string& fault : state.faults) *out << fault << '\n';
+}
+
+TEST_F(ARecording, EndsWhereWhatWasRecordedEndedWhateverWasThereBefore) {
+    television.sourceSwitch().selectChannel("4");
+    television.video().showProgramme("snow");
+    television.sourceSwitch().setPlaying(false);
     model.set(BRIGHTNESS, 60);
+    model.set(VIDEO_FORMAT, std::string("3840x2160p@60"));
+    model.set(PQ_SETTING, std::vector<int>(27, 5));
+    simulated::setFault(television, CONTRAST, "key.drop", 2);
+    simulated::setFault(television, "", "notifications.delay", 70);
+    for (const bool suspended : {false, true}) {
+        if (suspended) television.suspend();
+        const ScenarioRecorder recorder(television);
+        model.set("dovra.sl2.i32.video.sharpness", 7);
+        const std::string recorded = formatScenario(recorder.scenario());
+        const TelevisionState there(television);
+
+        television.reset();
+        television.sourceSwitch().selectChannel("2");
+        model.set(BRIGHTNESS, 10);
+        model.set(CONTRAST, 11);
+        simulated::setFault(television, CONTRAST, "key.repeat", 2);
+        simulated::setFault(television, "", "notifications.hold", 1);
+        television.suspend();
+        expectFinished(recorded);
+        EXPECT_EQ(TelevisionState(television), there);
+        television.resume();
+        EXPECT_EQ(valueOf<std::string>(VIDEO_FORMAT), "3840x2160p@60");
+    }
+}
+
+TEST_F(ARecording, EndsInTheStateAfterAReset) {
     television.sourceSwitch().selectChannel("3");
+    television.sourceSwitch().setPlaying(false);
+    model.set(BRIGHTNESS, 60);
+    simulated::setFault(television, CONTRAST, "key.drop", 2);
+    television.suspend();
     const ScenarioRecorder recorder(television);
     television.reset();
-    EXPECT_THAT(recorder.scenario().steps, IsEmpty());
+    const std::string recorded = formatScenario(recorder.scenario());
+    const TelevisionState there(television);
+    model.set(BRIGHTNESS, 10);
+    expectFinished(recorded);
+    EXPECT_EQ(TelevisionState(television), there);
+}
+
+TEST_F(ARecording, GivesItsTextAsItGrows) {
+    std::string text;
+    const std::vector<simulated::KeyDefinition> keys = model.keys();
+    const ScenarioRecorder recorder(television, "A day", [&](const std::string& part) {
+        text += part;
+        EXPECT_NO_THROW(parseScenario(text, "my.toml", keys));
+    });
+    EXPECT_THAT(text, StartsWith("title = \"A day\"\nvideo = \"off\"\n\n[[step]]\nclear_faults = true\n"));
+    EXPECT_EQ(text, formatScenario(recorder.scenario()));
+    model.set(BRIGHTNESS, 51);
+    television.sourceSwitch().selectChannel("2");
+    EXPECT_EQ(text, formatScenario(recorder.scenario()));
+    EXPECT_THAT(text, EndsWith("channel = \"2\"\n"));
 }
 
 TEST_F(ARecording, GoesOnWhileThreadsDoManyThings) {
@@ -993,9 +1089,10 @@ TEST_F(ARecording, GoesOnWhileThreadsDoManyThings) {
     const auto isChannel = [](const Step& step) {
         return std::holds_alternative<simulated::SelectChannel>(step.action);
     };
-    EXPECT_EQ(std::count_if(recorded.steps.begin(), recorded.steps.end(), isChannel), 200);
+    const std::vector<Step> causes = causesOf(recorded);
+    EXPECT_EQ(std::count_if(causes.begin(), causes.end(), isChannel), 200);
     EXPECT_TRUE(std::is_sorted(recorded.steps.begin(), recorded.steps.end(),
-                               [](const Step& a, const Step& b) { return *a.at < *b.at; }));
+                               [](const Step& a, const Step& b) { return a.at < b.at; }));
     EXPECT_EQ(actionsOf(parse(formatScenario(recorded))), actionsOf(recorded));
 }
 

@@ -1,24 +1,32 @@
 #include "remote_commands.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
-#include <fstream>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <system_error>
 #include <tuple>
+#include <utility>
 
 #include "exit_code.h"
 #include "line.h"
+#include "printable.h"
 #include "report.h"
 #include "scenario_service.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr char NO_REPLY[] = "org.freedesktop.DBus.Error.NoReply";
 
@@ -36,8 +44,8 @@ class Scenarios {
           m_proxy(sdbus::createProxy(m_line.connection(), place.busName(), ScenarioService::OBJECT)) {}
 
     template <typename Handler>
-    void onStep(Handler handler) {
-        m_proxy->uponSignal("Step").onInterface(ScenarioService::INTERFACE).call(handler);
+    void onSignal(const char* name, Handler handler) {
+        m_proxy->uponSignal(name).onInterface(ScenarioService::INTERFACE).call(handler);
     }
 
     void start() {
@@ -53,9 +61,13 @@ class Scenarios {
     // Calls a method; `onAnswer(error, out...)` is called on the line's thread.
     template <typename... In>
     void call(const char* method, sdbus::async_reply_handler onAnswer, const In&... in) {
-        sdbus::MethodCall message = m_proxy->createMethodCall(ScenarioService::INTERFACE, method);
-        ((message << in), ...);
-        m_proxy->callMethod(message, std::move(onAnswer), NO_LIMIT);
+        try {
+            sdbus::MethodCall message = m_proxy->createMethodCall(ScenarioService::INTERFACE, method);
+            ((message << in), ...);
+            m_proxy->callMethod(message, std::move(onAnswer), NO_LIMIT);
+        } catch (const sdbus::Error&) {
+            m_lost = true;
+        }
         m_line.wake();
     }
 
@@ -67,6 +79,72 @@ class Scenarios {
     remote::Line m_line;
     std::unique_ptr<sdbus::IProxy> m_proxy;
     std::atomic<bool> m_lost{false};
+};
+
+// A file that a recording is written to as it grows: at any moment it is whole.
+class Recording {
+  public:
+    explicit Recording(std::string file) : m_file(std::move(file)) {}
+    ~Recording() {
+        if (m_fd != -1) ::close(m_fd);
+    }
+    Recording(const Recording&) = delete;
+    Recording& operator=(const Recording&) = delete;
+
+    // The first text replaces the file, the others are added to it. False if that fails; error() says why.
+    bool add(const std::string& text) {
+        if (m_error != 0) return false;
+        if (m_fd == -1) {
+            begin(text);
+        } else {
+            write(text);
+        }
+        return m_error == 0;
+    }
+
+    bool begun() const { return m_begun; }
+    int error() const { return m_error; }
+
+  private:
+    // A regular file is replaced once the new one has its first text; another one is written to.
+    void begin(const std::string& text) {
+        std::error_code none;
+        const bool isOther = fs::exists(m_file, none) && !fs::is_regular_file(m_file, none);
+        const std::string target = isOther ? m_file : fs::weakly_canonical(m_file, none).string();
+        std::string temporary = target + ".XXXXXX";
+        m_fd =
+            isOther ? ::open(target.c_str(), O_WRONLY | O_CLOEXEC) : ::mkostemp(temporary.data(), O_CLOEXEC);
+        if (m_fd == -1) return fail();
+        const mode_t mask = ::umask(0);
+        ::umask(mask);
+        if (!isOther) ::fchmod(m_fd, 0666 & ~mask);
+        write(text);
+        if (!isOther && m_error == 0 && ::rename(temporary.c_str(), target.c_str()) != 0) fail();
+        if (!isOther && m_error != 0) ::unlink(temporary.c_str());
+        m_begun = m_error == 0;
+    }
+
+    // Half a step is taken back.
+    void write(const std::string& text) {
+        const off_t size = ::lseek(m_fd, 0, SEEK_CUR);
+        for (std::size_t done = 0; done < text.size();) {
+            const ssize_t count = ::write(m_fd, text.data() + done, text.size() - done);
+            if (count < 0 && errno == EINTR) continue;
+            if (count < 0) {
+                fail();
+                if (size >= 0) static_cast<void>(!::ftruncate(m_fd, size));
+                return;
+            }
+            done += static_cast<std::size_t>(count);
+        }
+    }
+
+    void fail() { m_error = errno; }
+
+    const std::string m_file;
+    int m_fd = -1;
+    std::atomic<bool> m_begun{false};
+    std::atomic<int> m_error{0};
 };
 
 // The errors of a call, in words and as an exit code.
@@ -135,18 +213,24 @@ int playScenario(const remote::Place& place, const std::string& file, double spe
                  const sigset_t& endSignals) {
     const std::optional<std::string> text = readScenario(file);
     if (!text) return report(EXIT_BAD_FILE, file + " cannot be read");
+    try {
+        // The bus carries only texts in UTF-8.
+        simulated::checkText(*text, file);
+    } catch (const std::runtime_error& error) {
+        return report(EXIT_BAD_FILE, error.what());
+    }
     blockWakeUps();
     try {
         Scenarios scenarios(place);
-        scenarios.onStep([](std::uint32_t, std::int64_t time, const std::string& done) {
+        scenarios.onSignal("Step", [](std::uint32_t, std::int64_t time, const std::string& done) {
             std::cout << stepLine(std::chrono::milliseconds(time), done) << std::flush;
         });
         scenarios.start();
         std::string outcome;
         std::string why;
         const auto failure = callAndWait(
-            scenarios, endSignals, "Play", [&](sdbus::MethodReply& reply) { reply >> outcome >> why; }, file,
-            *text, speed);
+            scenarios, endSignals, "Play", [&](sdbus::MethodReply& reply) { reply >> outcome >> why; },
+            printable(file), *text, speed);
         if (failure) return reportFailure(*failure, place);
         if (outcome == "failed") return report(EXIT_REFUSED, why);
         std::cout << "The scenario has " << (outcome == "finished" ? "ended" : "been stopped") << ".\n";
@@ -160,26 +244,27 @@ int recordScenario(const remote::Place& place, const std::string& file, const st
                    const sigset_t& endSignals) {
     blockWakeUps();
     try {
-        std::ofstream out(file, std::ios::binary | std::ios::app);
-        if (!out) return report(EXIT_BAD_FILE, file + " cannot be written: " + std::strerror(errno));
-        out.close();
+        Recording recording(file);
         Scenarios scenarios(place);
+        scenarios.onSignal(ScenarioService::RECORDED, [&recording](const std::string& text) {
+            if (!recording.add(text)) Scenarios::wakeMain();
+        });
         scenarios.start();
         const auto ignore = [](sdbus::MethodReply&) {};
-        if (const auto failure = callAndWait(scenarios, endSignals, "Record", ignore, title))
+        if (const auto failure =
+                callAndWait(scenarios, endSignals, "RecordForCaller", ignore, printable(title)))
             return reportFailure(*failure, place);
         std::cout << "Recording what happens on the television '" << place.name << "'; Ctrl-C ends it."
                   << std::endl;
-        while (!scenarios.lost() && !waitForSignal(endSignals)) {
+        while (!scenarios.lost() && recording.error() == 0 && !waitForSignal(endSignals)) {
         }
-        std::string text;
-        if (const auto failure = callAndWait(scenarios, endSignals, "StopRecording",
-                                             [&](sdbus::MethodReply& reply) { reply >> text; }))
-            return reportFailure(*failure, place);
-        out.open(file, std::ios::binary | std::ios::trunc);
-        out << text;
-        out.close();
-        if (!out) return report(EXIT_BAD_FILE, file + " cannot be written");
+        const auto failure = callAndWait(scenarios, endSignals, "StopRecording", ignore);
+        if (recording.error() != 0)
+            return report(EXIT_BAD_FILE, file + " cannot be written: " + std::strerror(recording.error()));
+        if (failure && recording.begun() && failure->name == NO_REPLY)
+            return report(EXIT_NO_TELEVISION,
+                          "the television was switched off; " + file + " has what happened until then");
+        if (failure) return reportFailure(*failure, place);
         std::cout << "\nRecorded in " << file << "; play it with: aipq-television play " << file << '\n';
         return EXIT_DONE;
     } catch (const sdbus::Error&) {

@@ -3,9 +3,11 @@
 #include <array>
 #include <cstdio>
 #include <fstream>
+#include <future>
 #include <sstream>
 
 #include "bus_method.h"
+#include "printable.h"
 
 namespace {
 
@@ -55,15 +57,33 @@ ScenarioService::ScenarioService(simulated::Television& television, remote::Line
         return Nothing();
     });
     methods.add<std::string>("Record", {{"title"}, {}}, [this](const std::string& title) {
-        const std::lock_guard lock(m_mutex);
-        if (m_recorder) bus::refuse(bus::REFUSED, "a scenario is being recorded already");
-        m_recorder = std::make_unique<simulated::ScenarioRecorder>(m_television, title);
+        record(title, "");
         return Nothing();
+    });
+    methods.addFor<std::string>("RecordForCaller", {{"title"}, {}}, [this](const std::string& caller) {
+        const std::lock_guard lock(m_ownersMutex);
+        m_owners.insert(caller);
+        return [this, caller](const std::string& title) {
+            record(title, caller);
+            return Nothing();
+        };
     });
     methods.add<>("StopRecording", {{}, {"text"}}, [this] { return std::tuple(stopRecording()); });
     // A step has been done; the milliseconds since the start.
     m_object->registerSignal(INTERFACE, "Step", "uxs", {"line", "time", "text"});
+    m_object->registerSignal(INTERFACE, RECORDED, "s", {"text"});
     m_object->finishRegistration();
+    line.connection().addMatch(
+        "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged'",
+        [this, &workers](sdbus::Message& message) {
+            std::string name;
+            std::string before;
+            std::string now;
+            message >> name >> before >> now;
+            const std::lock_guard lock(m_ownersMutex);
+            if (now.empty() && m_owners.erase(name) != 0) workers.run([this, name] { ownerLeft(name); });
+        },
+        sdbus::floating_slot);
 }
 
 std::shared_ptr<simulated::ScenarioPlayer> ScenarioService::start(
@@ -91,11 +111,26 @@ std::tuple<std::string, std::string> ScenarioService::play(const std::string& na
     try {
         scenario = simulated::parseScenario(text, name, m_television.model().keys());
     } catch (const std::runtime_error& error) {
-        bus::refuse(BAD_SCENARIO, error.what());
+        bus::refuse(BAD_SCENARIO, printable(error.what()));
     }
     const auto result =
         start(std::move(scenario), speed, {[this](const auto& progress) { tell(progress); }})->wait();
-    return {outcomeName(result.outcome), result.text};
+    return {outcomeName(result.outcome), printable(result.text)};
+}
+
+void ScenarioService::record(const std::string& title, const std::string& owner) {
+    const std::lock_guard lock(m_mutex);
+    if (m_recorder) bus::refuse(bus::REFUSED, "a scenario is being recorded already");
+    simulated::ScenarioRecorder::Listener onText;
+    if (!owner.empty()) onText = [this](const std::string& text) { announceRecorded(text); };
+    m_owner = owner;
+    m_recorder = std::make_unique<simulated::ScenarioRecorder>(m_television, title, onText);
+    if (!owner.empty() && !isOnBus(owner)) m_recorder.reset();
+}
+
+bool ScenarioService::isOnBus(const std::string& owner) {
+    const std::lock_guard lock(m_ownersMutex);
+    return m_owners.count(owner) != 0;
 }
 
 std::string ScenarioService::stopRecording() {
@@ -103,14 +138,36 @@ std::string ScenarioService::stopRecording() {
     if (!m_recorder) bus::refuse(bus::REFUSED, "no scenario is being recorded");
     const std::string text = simulated::formatScenario(m_recorder->scenario());
     m_recorder.reset();
+    // All of it is sent before the answer.
+    const auto sent = std::make_shared<std::promise<void>>();
+    m_announcer.post(nullptr, [sent] { sent->set_value(); });
+    sent->get_future().wait();
     return text;
+}
+
+void ScenarioService::ownerLeft(const std::string& name) {
+    const std::lock_guard lock(m_mutex);
+    if (name == m_owner) m_recorder.reset();
+}
+
+void ScenarioService::announceRecorded(const std::string& text) {
+    m_announcer.post(nullptr, [this, text] {
+        try {
+            sdbus::Signal signal = m_object->createSignal(INTERFACE, RECORDED);
+            signal << printable(text);
+            signal.send();
+        } catch (const sdbus::Error&) {
+            return;  // the bus is gone
+        }
+        m_line.wake();
+    });
 }
 
 void ScenarioService::tell(const simulated::ScenarioPlayer::Progress& progress) {
     try {
         sdbus::Signal signal = m_object->createSignal(INTERFACE, "Step");
         signal << static_cast<std::uint32_t>(progress.line)
-               << static_cast<std::int64_t>(progress.time.count()) << progress.text;
+               << static_cast<std::int64_t>(progress.time.count()) << printable(progress.text);
         signal.send();
     } catch (const sdbus::Error&) {
         return;  // the bus is gone

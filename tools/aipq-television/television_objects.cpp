@@ -1,11 +1,8 @@
 #include "television_objects.h"
 
-#include <utf8.h>
-
 #include <algorithm>
 #include <chrono>
 #include <future>
-#include <iterator>
 #include <stdexcept>
 #include <type_traits>
 #include <utility>
@@ -14,6 +11,7 @@
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
+#include "printable.h"
 #include "protocol.h"
 #include "scenes.h"
 #include "simulated/catalogue.h"
@@ -40,25 +38,6 @@ constexpr char FAULT_PREFIX[] = "key.";  // of the faults that every key has
 constexpr auto ACTION_LIMIT = std::chrono::seconds(20);
 
 using Position = sdbus::Struct<std::uint16_t, std::string>;
-
-// A text of the bus must be UTF-8.
-std::string printable(const std::string& text) {
-    std::string valid;
-    utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(valid));
-    return valid;
-}
-
-std::vector<std::string> printable(const std::vector<std::string>& texts) {
-    std::vector<std::string> valid;
-    for (const std::string& text : texts) valid.push_back(printable(text));
-    return valid;
-}
-
-std::vector<std::vector<std::string>> printable(const simulated::Rows& rows) {
-    std::vector<std::vector<std::string>> valid;
-    for (const auto& row : rows) valid.push_back(printable(row));
-    return valid;
-}
 
 // The type of the bus for a type of the model, and the value in it. Empty for what has no value.
 const char* wireType(const Value& value) {

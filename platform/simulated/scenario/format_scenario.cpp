@@ -128,15 +128,17 @@ std::string formatScenario(const Scenario& scenario) {
     if (!scenario.video.empty()) text += "video = " + quoted(scenario.video) + '\n';
     if (scenario.scaleLimits) text += "scale_limits = true\n";
     if (scenario.steps.empty()) text += "step = []\n";
-    for (const Step& step : scenario.steps) {
-        Entries entries;
-        if (step.at) entries.emplace_back("at", describe(*step.at));
-        if (step.after) entries.emplace_back("after", inlineTable(*step.after));
-        if (step.wait.count() != 0) entries.emplace_back("wait", describe(step.wait));
-        for (auto& entry : std::visit(FormatAction(), step.action)) entries.push_back(std::move(entry));
-        text += (text.empty() ? "[[step]]\n" : "\n[[step]]\n") + join(entries, " = ", "\n") + '\n';
-    }
+    for (const Step& step : scenario.steps) text.append(text.empty() ? "" : "\n").append(formatStep(step));
     return text;
+}
+
+std::string formatStep(const Step& step) {
+    Entries entries;
+    if (step.at) entries.emplace_back("at", describe(*step.at));
+    if (step.after) entries.emplace_back("after", inlineTable(*step.after));
+    if (step.wait.count() != 0) entries.emplace_back("wait", describe(step.wait));
+    for (auto& entry : std::visit(FormatAction(), step.action)) entries.push_back(std::move(entry));
+    return "[[step]]\n" + join(entries, " = ", "\n") + '\n';
 }
 
 std::string describe(const Action& action) { return join(std::visit(FormatAction(), action), " ", ", "); }

@@ -234,14 +234,23 @@ long long fault(Television& television, const std::string& key, const std::strin
     return at(key, name).get(television, key);
 }
 
-void clearFaults(Television& television) {
+std::vector<SetFault> activeFaults(Television& television) {
     std::vector<std::string> keys;
     for (const KeyDefinition& key : television.model().keys()) keys.push_back(key.name);
+    std::vector<SetFault> active;
     for (const Fault& fault : table()) {
         const std::vector<std::string> owners = fault.definition.ofKey ? keys : std::vector<std::string>{""};
         for (const std::string& owner : owners)
-            if (fault.get(television, owner) != fault.definition.harmless)
-                setAndTell(television, owner, fault, fault.definition.harmless);
+            if (const long long value = fault.get(television, owner); value != fault.definition.harmless)
+                active.push_back({owner, fault.definition.name, value});
+    }
+    return active;
+}
+
+void clearFaults(Television& television) {
+    for (const SetFault& active : activeFaults(television)) {
+        const Fault& fault = at(active.key, active.fault);
+        setAndTell(television, active.key, fault, fault.definition.harmless);
     }
 }
 

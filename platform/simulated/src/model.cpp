@@ -635,7 +635,6 @@ Model::~Model() = default;
 
 void Model::reset() {
     Implementation& model = *m_implementation;
-    const Events::Consequences scope;
     const std::lock_guard lock(model.m_mutex);
     model.forgetEvents();
     model.setHeld(false);

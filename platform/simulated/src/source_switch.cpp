@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <charconv>
 #include <stdexcept>
+#include <utility>
 
 #include "simulated/television.h"
 
@@ -115,10 +116,13 @@ void SourceSwitch::reset() {
             }
         });
     const std::lock_guard lock(m_mutex);
-    m_channel = 0;
+    if (std::exchange(m_channel, 0) != 0) {
+        const Rows rows = m_model.rows(CHANNEL_LIST);
+        if (!rows.empty() && rows.front().size() >= COLUMNS)
+            m_events.tell(SelectChannel{rows.front()[NUMBER]});
+    }
     m_takenResources = 0;
-    m_playing = true;
-    const Events::Consequences scope;
+    if (!std::exchange(m_playing, true)) m_events.tell(SetPlaying{true});
     m_video.showProgramme("");
     m_video.pause(false);
 }

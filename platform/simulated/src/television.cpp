@@ -5,8 +5,10 @@
 #include <cstdlib>
 #include <iostream>
 #include <stdexcept>
+#include <utility>
 
 #include "simulated/catalogue.h"
+#include "simulated/faults.h"
 
 namespace simulated {
 
@@ -72,14 +74,18 @@ Television::Television() : m_model(std::make_unique<Model>(catalogueOrExit(), m_
 
 void Television::reset() {
     const std::lock_guard lock(m_powerMutex);
-    m_suspended = false;
+    // What is told brings another television into the same state.
+    for (const SetFault& active : activeFaults(*this))
+        if (active.fault.find("video.") != 0)
+            m_events.tell(SetFault{active.key, active.fault, findFault(active.fault)->harmless});
+    if (std::exchange(m_suspended, false)) m_events.tell(SetPower{false});
+    m_sourceSwitch->reset();
     m_model->reset();
     m_framework.reset();
     m_debugOutput.reset();
     m_threads.reset();
     m_applications.reset();
     m_video.setRestarts({});
-    m_sourceSwitch->reset();
 }
 
 void Television::powerOn() {
@@ -123,6 +129,11 @@ void Television::resume() {
 bool Television::suspended() const {
     const std::lock_guard lock(m_powerMutex);
     return m_suspended;
+}
+
+Value Television::suspendedFormat() const {
+    const std::lock_guard lock(m_powerMutex);
+    return m_suspendedFormat;
 }
 
 void Television::tellEach(std::initializer_list<Lifecycle> news) {

@@ -650,6 +650,11 @@ std::string VideoPipeline::showCommand() const {
     return m_scene.empty() ? "scenes" : "scene " + m_scene;
 }
 
+std::string VideoPipeline::programme() const {
+    const std::lock_guard lock(m_mutex);
+    return m_scene;
+}
+
 void VideoPipeline::pause(bool paused) {
     const std::lock_guard lock(m_mutex);
     m_paused = paused;

@@ -107,7 +107,7 @@ struct Event {
                  SetFault, ClientConnected, ApplicationRegistered, ApplicationReported, FrameDelivered,
                  PipelineDied, PipelineRestarted>
         what;
-    // It follows from another event (the values that a channel change changes), or is a reset.
+    // It follows from another event (the values that a channel change changes).
     bool consequence;
 };
 

@@ -36,6 +36,9 @@ void setFault(Television& television, const std::string& key, const std::string&
 // What it is now. Throws like setFault().
 long long fault(Television& television, const std::string& key, const std::string& name);
 
+// Those that are not harmless now.
+std::vector<SetFault> activeFaults(Television& television);
+
 // Every fault is harmless again, of all keys and of the television. Held notifications are released.
 void clearFaults(Television& television);
 

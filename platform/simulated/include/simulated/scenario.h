@@ -95,8 +95,13 @@ struct Scenario {
 Scenario parseScenario(std::string_view text, const std::string& name,
                        const std::vector<KeyDefinition>& keys = Television::instance().model().keys());
 
+// Throws the same for a text that is no TOML in UTF-8, whatever the television.
+void checkText(std::string_view text, const std::string& name);
+
 // A text that parses to the same scenario.
 std::string formatScenario(const Scenario& scenario);
+// A part of it.
+std::string formatStep(const Step& step);
 
 // In one line, for people.
 std::string describe(const Action& action);

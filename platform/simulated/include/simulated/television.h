@@ -220,6 +220,8 @@ class VideoPipeline {
     // Shows a generated scene, or, for an empty name, the film or the scenes of the last start(). Does not
     // wait. Also applies after a new start.
     void showProgramme(const std::string& scene);
+    // The scene of the last showProgramme(); empty for the film or the scenes of the last start().
+    std::string programme() const;
     // Shows the picture of this source: a card with its name or, for "TV", the programme. A film stays on every
     // source. Does not wait. Also applies after a new start, until showProgramme().
     void showSource(const std::string& source);
@@ -335,9 +337,12 @@ class Television {
     // has the focus; the picture goes on. Nothing if it is not suspended.
     void resume();
     bool suspended() const;
+    // The video format that comes back with resume(); only while it is suspended.
+    Value suspendedFormat() const;
 
     // What the screen shows: the path of a film, "scenes" or "off". Starts, stops or restarts the pipeline as
-    // needed; false if it cannot, and its error() then says why.
+    // needed; false if it cannot, and its error() then says why. A film that cannot be played leaves on what
+    // is shown.
     bool showVideo(const std::string& video);
 
   private:

@@ -1,0 +1,190 @@
+// aipq-television play and record: scenarios on a television that runs as another process.
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "eventually.h"
+#include "keys.h"
+#include "remote_test.h"
+
+using testing::HasSubstr;
+using testing::StartsWith;
+using namespace tests::keys;
+using tests::ChildProcess;
+using tests::expectRefusal;
+using tests::fileWith;
+using tests::TelevisionProcess;
+
+namespace {
+
+TEST(AScenarioFile, IsRefusedBeforeATelevisionIsLookedFor) {
+    for (const std::string& text :
+         {std::string("title = \"a\xff\"\nstep = []\n"), std::string("title = \"a\"\nstep = [] # \xc3\x28\n"),
+          std::string("title = \"a\0\"\nstep = []\n", 22), std::string("step = [\n")}) {
+        const std::string file = fileWith("unreadable.toml", text);
+        expectRefusal({"play", file, "--tv", "nobody"}, 6, "aipq-television: " + file + ":");
+    }
+    expectRefusal({"play", "/no/file", "--tv", "nobody"}, 6, "aipq-television: /no/file cannot be read\n");
+    expectRefusal({"play", fileWith("good.toml", "step = []\n"), "--tv", "nobody"}, 7,
+                  "aipq-television: no television 'nobody' runs: ");
+}
+
+class ARunningTelevision : public testing::Test {
+  protected:
+    void SetUp() override { ASSERT_TRUE(television.start()) << television.process().errors(); }
+    void TearDown() override { EXPECT_EQ(television.stop(), 0); }
+
+    static std::string pathOf(const std::string& name) { return tests::runtimeFolder() / name; }
+
+    TelevisionProcess television{"playing"};
+};
+
+TEST_F(ARunningTelevision, PlaysAScenario) {
+    const std::string file = fileWith(
+        "set.toml", std::string("[[step]]\nset = \"") + BRIGHTNESS + "\"\nto = 60\n[[step]]\nchannel = 3\n");
+    ChildProcess play({TELEVISION_PROGRAM, "play", file, "--tv", television.name()});
+    EXPECT_EQ(play.wait(), 0) << play.errors();
+    EXPECT_THAT(play.output(), HasSubstr("channel \"3\"\nThe scenario has ended.\n"));
+    EXPECT_EQ(television.get<int>(BRIGHTNESS), 60);
+}
+
+TEST_F(ARunningTelevision, PlaysNothingOfAScenarioThatItCannotPlayToItsEnd) {
+    const std::string begin = std::string("[[step]]\nset = \"") + BRIGHTNESS + "\"\nto = 60\n[[step]]\n";
+    for (const char* const step :
+         {"video = \"/no/film\"\n", "set = \"no.such.key\"\nto = 1\n", "scene = 3\n", "channel = 9\n"}) {
+        const std::string file = fileWith("half\xff.toml", begin + step);
+        ChildProcess play({TELEVISION_PROGRAM, "play", file, "--tv", television.name()});
+        EXPECT_EQ(play.wait(), 6) << step;
+        EXPECT_THAT(play.errors(), HasSubstr(".toml:5:")) << step;
+        EXPECT_EQ(television.get<int>(BRIGHTNESS), 50) << step;
+    }
+}
+
+// Recordings
+
+class ARecordingFile : public ARunningTelevision {
+  protected:
+    static std::string textOf(const std::string& file) {
+        std::ostringstream text;
+        text << std::ifstream(file).rdbuf();
+        return text.str();
+    }
+
+    static bool holds(const std::string& file, const std::string& text) {
+        return tests::eventually([&] { return textOf(file).find(text) != std::string::npos; });
+    }
+
+    // Recording, up to its first text in the file.
+    std::unique_ptr<ChildProcess> record(const std::string& file) {
+        auto process = std::make_unique<ChildProcess>(commandFor(file));
+        EXPECT_TRUE(holds(file, "clear_faults = true")) << process->errors();
+        EXPECT_TRUE(process->waitForOutput("Ctrl-C ends it."));
+        return process;
+    }
+
+    std::vector<std::string> commandFor(const std::string& file) const {
+        return {TELEVISION_PROGRAM, "record", file, "--tv", television.name(), "--title", "A day"};
+    }
+
+    // What plays the file fails, or reaches this brightness.
+    void expectToPlay(const std::string& file, int brightness) {
+        ChildProcess play({TELEVISION_PROGRAM, "play", file, "--tv", television.name()});
+        EXPECT_EQ(play.wait(), 0) << play.errors();
+        EXPECT_EQ(television.get<int>(BRIGHTNESS), brightness);
+    }
+
+    static std::vector<std::string> filesLike(const std::string& name) {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(tests::runtimeFolder()))
+            if (entry.path().filename().string().rfind(name, 0) == 0)
+                names.push_back(entry.path().filename());
+        return names;
+    }
+};
+
+constexpr char STEP_TO_61[] = "set = \"dovra.sl2.i32.video.brightness\"\nto = 61\n";
+
+TEST_F(ARecordingFile, GrowsAsThingsHappenAndIsPlayedToTheSameState) {
+    const std::string file = fileWith("growing.toml", "what was there");
+    television.set(BRIGHTNESS, std::int32_t{60});
+    const auto process = record(file);
+    EXPECT_THAT(textOf(file), StartsWith("title = \"A day\"\nvideo = \"off\"\n"));
+    television.set(BRIGHTNESS, std::int32_t{61});
+    EXPECT_TRUE(holds(file, STEP_TO_61));
+    television.set(BRIGHTNESS, std::int32_t{62});
+    process->signal(SIGINT);
+    EXPECT_EQ(process->wait(), 0);
+    EXPECT_THAT(process->output(), HasSubstr("Recorded in " + file));
+    television.set(BRIGHTNESS, std::int32_t{3});
+    expectToPlay(file, 62);
+    EXPECT_THAT(filesLike("growing"), testing::ElementsAre("growing.toml"));
+}
+
+TEST_F(ARecordingFile, IsWholeWhenItsRecorderIsKilledAndTheNextOneRecords) {
+    const std::string file = pathOf("killed.toml");
+    const auto process = record(file);
+    television.set(BRIGHTNESS, std::int32_t{61});
+    EXPECT_TRUE(holds(file, STEP_TO_61));
+    process->signal(SIGKILL);
+    process->wait();
+    const std::string next = pathOf("next.toml");
+    std::unique_ptr<ChildProcess> recorder;
+    // The television notices the death a little later.
+    ASSERT_TRUE(tests::eventually([&] {
+        recorder = std::make_unique<ChildProcess>(commandFor(next));
+        return recorder->waitForOutput("Ctrl-C ends it.", std::chrono::seconds(2));
+    }));
+    recorder->signal(SIGINT);
+    EXPECT_EQ(recorder->wait(), 0);
+    television.set(BRIGHTNESS, std::int32_t{3});
+    expectToPlay(file, 61);
+    expectToPlay(next, 61);
+}
+
+TEST_F(ARecordingFile, IsWholeWhenItsTelevisionIsKilled) {
+    const std::string file = pathOf("orphan.toml");
+    const auto process = record(file);
+    television.set(BRIGHTNESS, std::int32_t{61});
+    EXPECT_TRUE(holds(file, STEP_TO_61));
+    television.kill();
+    EXPECT_EQ(process->wait(), 7);
+    EXPECT_EQ(process->errors(), "aipq-television: the television was switched off; " + file +
+                                     " has what happened until then\n");
+    ASSERT_TRUE(television.start());
+    expectToPlay(file, 61);
+}
+
+TEST_F(ARecordingFile, IsNotTouchedByASecondRecorder) {
+    const auto process = record(pathOf("first.toml"));
+    const std::string kept = fileWith("kept.toml", "what was there");
+    for (const std::string& file : {kept, pathOf("second.toml")}) {
+        ChildProcess second(commandFor(file));
+        EXPECT_EQ(second.wait(), 1);
+        EXPECT_EQ(second.errors(), "aipq-television: a scenario is being recorded already\n");
+    }
+    EXPECT_EQ(textOf(kept), "what was there");
+    EXPECT_THAT(filesLike("second"), testing::IsEmpty());
+    process->signal(SIGINT);
+    EXPECT_EQ(process->wait(), 0);
+}
+
+TEST_F(ARecordingFile, ThatCannotBeWrittenEndsTheRecording) {
+    for (const auto& [file, why] : {std::pair("/no/folder/a.toml", "No such file or directory"),
+                                    std::pair("/dev/full", "No space left on device")}) {
+        ChildProcess process(commandFor(file));
+        EXPECT_EQ(process.wait(), 6);
+        EXPECT_EQ(process.errors(),
+                  std::string("aipq-television: ") + file + " cannot be written: " + why + '\n');
+    }
+    EXPECT_TRUE(std::filesystem::exists("/dev/full"));
+}
+
+}  // namespace

@@ -1,0 +1,12 @@
+#ifndef AIPQ_TELEVISION_PRINTABLE_H
+#define AIPQ_TELEVISION_PRINTABLE_H
+
+#include <string>
+#include <vector>
+
+// Texts with what is not UTF-8 replaced: a text of the bus must be UTF-8.
+std::string printable(const std::string& text);
+std::vector<std::string> printable(const std::vector<std::string>& texts);
+std::vector<std::vector<std::string>> printable(const std::vector<std::vector<std::string>>& rows);
+
+#endif
