@@ -1,7 +1,5 @@
-#include <algorithm>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <sstream>
 
@@ -38,9 +36,12 @@ void save(const std::string& file) {
 }
 
 std::string contentOf(const std::string& file) {
-    if (file == OutputFile::STANDARD_OUTPUT) return {std::istreambuf_iterator<char>(std::cin), {}};
-    std::ifstream stream(file, std::ios::binary);
     std::ostringstream content;
+    if (file == OutputFile::STANDARD_OUTPUT) {
+        content << std::cin.rdbuf();
+        return content.str();
+    }
+    std::ifstream stream(file, std::ios::binary);
     content << stream.rdbuf();
     if (!stream) throw Failure(EXIT_BAD_FILE, "cannot read '" + file + "'");
     return content.str();
