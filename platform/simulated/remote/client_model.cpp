@@ -324,9 +324,7 @@ void ClientModel::handle(sdbus::Message& message) {
         return;
     }
     if (member == "Value") {
-        sdbus::Variant wire;
-        message >> wire;
-        tellValue(number, fromVariant(wire));
+        tellValue(number, readValue(message));
     } else if (member == "Available") {
         bool available = false;
         message >> available;

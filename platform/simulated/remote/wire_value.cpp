@@ -20,6 +20,15 @@ struct ToVariant {
     }
 };
 
+template <typename T>
+T readAs(sdbus::Message& message, const std::string& type) {
+    T value{};
+    message.enterVariant(type);
+    message >> value;
+    message.exitVariant();
+    return value;
+}
+
 }  // namespace
 
 sdbus::Variant toVariant(const simulated::Value& value) { return std::visit(ToVariant(), value); }
@@ -31,6 +40,18 @@ simulated::Value fromVariant(const sdbus::Variant& variant) {
     if (type == "ay") return fromWire(variant.get<Bytes>());
     if (type == "ai") return variant.get<std::vector<std::int32_t>>();
     if (type == "aay") return fromWire(variant.get<std::vector<Bytes>>());
+    return {};
+}
+
+simulated::Value readValue(sdbus::Message& message) {
+    std::string kind;
+    std::string type;
+    message.peekType(kind, type);
+    if (type == "i") return readAs<std::int32_t>(message, type);
+    if (type == "x") return static_cast<long long>(readAs<std::int64_t>(message, type));
+    if (type == "ay") return fromWire(readAs<Bytes>(message, type));
+    if (type == "ai") return readAs<std::vector<std::int32_t>>(message, type);
+    if (type == "aay") return fromWire(readAs<std::vector<Bytes>>(message, type));
     return {};
 }
 
