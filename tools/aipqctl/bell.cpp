@@ -19,9 +19,9 @@ namespace {
 constexpr std::array SIGNALS{SIGINT, SIGTERM, SIGHUP};
 
 // Never closed: who rings late must not hit a file descriptor that is another's by now.
-std::atomic<int> event{-1};
+std::atomic<int> eventFd{-1};
 volatile std::sig_atomic_t signalled = 0;
-std::array<struct sigaction, SIGNALS.size()> before{};
+std::array<struct sigaction, SIGNALS.size()> formerActions{};
 
 void onSignal(int) {
     const int savedErrno = errno;
@@ -33,24 +33,24 @@ void onSignal(int) {
 }  // namespace
 
 Bell::Bell() {
-    if (event == -1) {
-        event = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-        if (event == -1) throw std::system_error(errno, std::generic_category(), "eventfd");
+    if (eventFd == -1) {
+        eventFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+        if (eventFd == -1) throw std::system_error(errno, std::generic_category(), "eventfd");
     }
     struct sigaction action {};
     action.sa_handler = onSignal;
     sigemptyset(&action.sa_mask);
-    for (std::size_t i = 0; i < SIGNALS.size(); ++i) sigaction(SIGNALS[i], &action, &before[i]);
+    for (std::size_t i = 0; i < SIGNALS.size(); ++i) sigaction(SIGNALS[i], &action, &formerActions[i]);
 }
 
 Bell::~Bell() {
-    for (std::size_t i = 0; i < SIGNALS.size(); ++i) sigaction(SIGNALS[i], &before[i], nullptr);
+    for (std::size_t i = 0; i < SIGNALS.size(); ++i) sigaction(SIGNALS[i], &formerActions[i], nullptr);
 }
 
 void Bell::ring() {
     const std::uint64_t one = 1;
     // Fails only if it has rung already, very often.
-    [[maybe_unused]] const ssize_t written = write(event, &one, sizeof one);
+    [[maybe_unused]] const ssize_t written = write(eventFd, &one, sizeof one);
 }
 
 bool Bell::waitUntil(Clock::time_point limit) {
@@ -60,11 +60,11 @@ bool Bell::waitUntil(Clock::time_point limit) {
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(limit - Clock::now()).count();
             milliseconds = static_cast<int>(std::clamp<long long>(left, 0, 3600 * 1000));
         }
-        pollfd wait{event, POLLIN, 0};
+        pollfd wait{eventFd, POLLIN, 0};
         const int ready = poll(&wait, 1, milliseconds);
         if (ready == 1) {
             std::uint64_t count = 0;
-            [[maybe_unused]] const ssize_t size = read(event, &count, sizeof count);
+            [[maybe_unused]] const ssize_t size = read(eventFd, &count, sizeof count);
             return true;
         }
         if (ready == 0 && Clock::now() >= limit) return false;

@@ -30,7 +30,7 @@ namespace aipqctl {
 
 namespace {
 
-struct Wish {
+struct CaptureRequest {
     std::string format = "png";
     std::string file;
     std::string size = "224x224";
@@ -216,7 +216,7 @@ class Frames {
 // The files of one run: one for each frame, or one for all.
 class Files {
   public:
-    Files(const Wish& wish, bool several)
+    Files(const CaptureRequest& wish, bool several)
         : m_isRaw(wish.format == "rgb"), m_name(wish.file.empty() ? "capture-%d." + wish.format : wish.file) {
         if (!m_isRaw && wish.format != "png")
             throw Failure(EXIT_UNKNOWN, "no format '" + wish.format + "': png or rgb");
@@ -275,7 +275,7 @@ void report(const PictureData& picture, unsigned number, const std::string& file
               taken.data());
 }
 
-void capture(const Wish& wish, bool json) {
+void capture(const CaptureRequest& wish, bool json) {
     const bool endless = wish.count ? *wish.count == 0 : wish.every > 0;
     const unsigned count = wish.count.value_or(1);
     const PictureData wanted = parseSize(wish.size);
@@ -314,7 +314,7 @@ void capture(const Wish& wish, bool json) {
 
 void addCaptureCommand(CLI::App& app, Context& context) {
     CLI::App& command = *app.add_subcommand("capture", "Save frames of the running video");
-    const auto wish = std::make_shared<Wish>();
+    const auto wish = std::make_shared<CaptureRequest>();
     command
         .add_option("-o,--output", wish->file,
                     "the file; %d or %03d in it is the frame's number; - for standard output; capture-%d.png "

@@ -66,7 +66,7 @@ class Channels {
     Rows m_rows;
 };
 
-void list(bool json) {
+void listChannels(bool json) {
     const Channels channels;
     if (json) {
         Json all = Json::array();
@@ -94,7 +94,7 @@ void change(const std::string& operation, const Json& target, const std::functio
     printJson(object);
 }
 
-struct Wish {
+struct ChannelRequest {
     std::string target;
     std::string folder;
     bool force = false;
@@ -118,10 +118,10 @@ std::vector<std::string> channelNames() {
 void addChannelCommand(CLI::App& app, Context& context) {
     CLI::App& command = *app.add_subcommand("channel", "List and change channels");
     command.callback([&command, &context] {
-        if (command.get_subcommands().empty()) list(context.json);
+        if (command.get_subcommands().empty()) listChannels(context.json);
     });
     command.add_subcommand("list", "Show the television's channels")->callback([&context] {
-        list(context.json);
+        listChannels(context.json);
     });
     command.add_subcommand("next", "Go to the next channel")->callback([&context] {
         change(
@@ -132,7 +132,7 @@ void addChannelCommand(CLI::App& app, Context& context) {
             "prev", nullptr, [](Access& access) { return access.setChannelPrev(); }, context.json);
     });
 
-    const auto wish = std::make_shared<Wish>();
+    const auto wish = std::make_shared<ChannelRequest>();
     const auto addForce = [&](CLI::App& operation) -> CLI::App& {
         operation.add_flag("--force", wish->force, "ask for picture and sound even where they are held back");
         return operation;

@@ -14,7 +14,7 @@ namespace {
 constexpr std::array<const char*, TUNER_SIZE> PARTS{"mode", "luma", "sat", "hue"};
 using Wishes = std::array<std::string, TUNER_SIZE>;
 
-void show(bool json) {
+void showTuner(bool json) {
     const std::vector<int> values = readTuner();
     Json object;
     std::vector<std::vector<std::string>> rows;
@@ -42,7 +42,7 @@ void set(const Wishes& wishes, bool json) {
             throw Failure(EXIT_REFUSED, std::string(PARTS[i]) + " stays at " + toText(key.read()) +
                                             ": the television does not take " + std::to_string(values[i]));
     }
-    show(json);
+    showTuner(json);
 }
 
 }  // namespace
@@ -50,10 +50,10 @@ void set(const Wishes& wishes, bool json) {
 void addColorTunerCommand(CLI::App& app, Context& context) {
     CLI::App& command = *app.add_subcommand("color-tuner", "Show or set the colour tuner");
     command.callback([&command, &context] {
-        if (command.get_subcommands().empty()) show(context.json);
+        if (command.get_subcommands().empty()) showTuner(context.json);
     });
     command.add_subcommand("get", "Show mode, luma, saturation and hue")->callback([&context] {
-        show(context.json);
+        showTuner(context.json);
     });
     CLI::App& setter = *command.add_subcommand("set", "Set what is given, and keep the rest");
     const auto wishes = std::make_shared<Wishes>();

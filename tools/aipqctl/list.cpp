@@ -95,7 +95,7 @@ void show(const std::vector<const KeyDefinition*>& keys) {
     }
 }
 
-void list(const std::string& filter, bool json) {
+void listKeys(const std::string& filter, bool json) {
     std::vector<const KeyDefinition*> keys;
     for (const KeyDefinition& key : catalogue())
         if (matches(key, filter)) keys.push_back(&key);
@@ -114,7 +114,7 @@ void addListCommand(CLI::App& app, Context& context) {
     const auto filter = std::make_shared<std::string>();
     command.add_option("FILTER", *filter, "only keys with this text in name, group, type or meaning")
         ->type_name("");
-    command.callback([filter, &context] { list(*filter, context.json); });
+    command.callback([filter, &context] { listKeys(*filter, context.json); });
 }
 
 }  // namespace aipqctl

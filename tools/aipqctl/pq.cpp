@@ -10,11 +10,10 @@ namespace aipqctl {
 
 namespace {
 
-constexpr char PQ_KEY[] = "dovra.sl2.vint.video.aipq.pq.setting";
 // What the library takes; it hands fewer to the television, in another order.
 constexpr std::size_t PARAMETERS = 34;
 
-void show(bool json) {
+void showParameters(bool json) {
     const Value value = KeyAccess(PQ_KEY, lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER).read();
     if (json) return printJson({{"values", toJson(value)}});
     printLine(toText(value));
@@ -29,7 +28,7 @@ void set(const std::vector<std::string>& texts, bool json) {
         requireSameTelevision();
         throw Failure(EXIT_REFUSED, "the PQ parameters cannot be written: -v shows the platform's log");
     }
-    show(json);
+    showParameters(json);
 }
 
 }  // namespace
@@ -37,10 +36,10 @@ void set(const std::vector<std::string>& texts, bool json) {
 void addPqCommand(CLI::App& app, Context& context) {
     CLI::App& command = *app.add_subcommand("pq", "Show or set the PQ parameters");
     command.callback([&command, &context] {
-        if (command.get_subcommands().empty()) show(context.json);
+        if (command.get_subcommands().empty()) showParameters(context.json);
     });
     command.add_subcommand("get", "Show the numbers that the television has")->callback([&context] {
-        show(context.json);
+        showParameters(context.json);
     });
     CLI::App& setter = *command.add_subcommand(
         "set", "Set the parameters, which the library puts in the television's order");

@@ -16,7 +16,7 @@ namespace {
 // The television that aipq-television starts if it is not told a name.
 constexpr char DEFAULT_TELEVISION[] = "living-room";
 
-struct Options {
+struct GlobalOptions {
     std::string television;
     bool embedded = false;
     bool verbose = false;
@@ -29,7 +29,7 @@ bool needsPicture(const CLI::App& program) {
 }
 
 // What the platform reads when it is first used. On a real television the variables mean nothing.
-void prepareEnvironment(const Options& options, const CLI::App& program) {
+void prepareEnvironment(const GlobalOptions& options, const CLI::App& program) {
     if (options.embedded && !options.television.empty())
         throw Failure(EXIT_WRONG_USE, "either --tv or --embedded, not both");
     if (options.embedded) {
@@ -106,8 +106,8 @@ void addCommands(CLI::App& program, Context& context) {
 int runCommand(int argc, char** argv) {
     CLI::App program("Reads and changes a television through its picture-quality library.", "aipqctl");
     Context context;
-    Options options;
-    // Options of the program may stand behind the command, too.
+    GlobalOptions options;
+    // GlobalOptions of the program may stand behind the command, too.
     program.fallthrough();
     program.require_subcommand(1);
     program.set_help_flag("-h,--help", "Print this help");

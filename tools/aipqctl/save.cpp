@@ -6,6 +6,7 @@
 #include "change.h"
 #include "command.h"
 #include "failure.h"
+#include "settings.h"
 #include "television.h"
 #include "validators.h"
 
@@ -13,7 +14,6 @@ namespace aipqctl {
 
 namespace {
 
-constexpr char PQ_KEY[] = "dovra.sl2.vint.video.aipq.pq.setting";
 
 // Lines of NAME=VALUE, as `aipqctl set` takes them.
 void save(const std::string& file) {

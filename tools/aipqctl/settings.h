@@ -59,6 +59,9 @@ const KeyDefinition& definition(const Setting& setting);
 std::vector<std::string> menuNames(const Setting& setting);
 std::optional<int> menuValue(const Setting& setting, const std::string& name);
 
+// The key of the PQ parameters.
+inline constexpr char PQ_KEY[] = "dovra.sl2.vint.video.aipq.pq.setting";
+
 // The library's settings of this television. Never destroyed: the library's workers may use them until the
 // program ends.
 SystemSetting& systemSetting();

@@ -59,7 +59,7 @@ const auto& find(const Rows& rows, const std::string& name) {
     throw Failure(EXIT_UNKNOWN, "no resources '" + name + "'" + (hint.empty() ? ": one of " + all : hint));
 }
 
-void show(bool json) {
+void showSource(bool json) {
     requireTelevision();
     const char* const name = sourceName(SystemInfo().getSourceType());
     const Value path = KeyAccess(SOURCE_KEY, lomodelapi::OBJECT_TYPE_STRING).read();
@@ -96,9 +96,9 @@ void addSourceCommand(CLI::App& app, Context& context) {
     CLI::App& command =
         *app.add_subcommand("source", "Show the source; take and give back what it plays with");
     command.callback([&command, &context] {
-        if (command.get_subcommands().empty()) show(context.json);
+        if (command.get_subcommands().empty()) showSource(context.json);
     });
-    command.add_subcommand("get", "Show what is playing")->callback([&context] { show(context.json); });
+    command.add_subcommand("get", "Show what is playing")->callback([&context] { showSource(context.json); });
 
     const auto name = std::make_shared<std::string>();
     addOperation(command, "request", "Take resources from the television's own playback", "RESOURCES",

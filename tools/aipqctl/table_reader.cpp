@@ -20,9 +20,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds ANSWER_LIMIT{10};
+constexpr std::chrono::seconds TABLE_ANSWER_LIMIT{10};
 // Whether the television has left is looked at this often.
-constexpr std::chrono::milliseconds LOOK_PERIOD{500};
+constexpr std::chrono::milliseconds TABLE_LOOK_PERIOD{500};
 constexpr int CHUNK = 64;
 
 // Brings the answers from the model's thread to the one that reads.
@@ -55,9 +55,9 @@ class Answers final : public IteratorHandler {
 
     template <typename T>
     std::optional<T> waitFor(std::optional<T>& answer) {
-        for (const auto limit = Clock::now() + ANSWER_LIMIT; Clock::now() < limit; requireSameTelevision()) {
+        for (const auto limit = Clock::now() + TABLE_ANSWER_LIMIT; Clock::now() < limit; requireSameTelevision()) {
             std::unique_lock lock(m_mutex);
-            if (m_changed.wait_for(lock, LOOK_PERIOD, [&] { return answer.has_value(); }))
+            if (m_changed.wait_for(lock, TABLE_LOOK_PERIOD, [&] { return answer.has_value(); }))
                 return std::exchange(answer, std::nullopt);
         }
         return {};

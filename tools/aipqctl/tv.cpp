@@ -6,7 +6,7 @@ namespace aipqctl {
 
 namespace {
 
-void list(bool json) {
+void listTelevisions(bool json) {
     const std::vector<std::string> names = runningTelevisions();
     if (json) return printJson({{"televisions", names}});
     for (const std::string& name : names) printLine(name);
@@ -16,7 +16,7 @@ void list(bool json) {
 
 void addTvCommand(CLI::App& app, Context& context) {
     CLI::App& command = *app.add_subcommand("tv", "List the simulated televisions that run");
-    command.callback([&context] { list(context.json); });
+    command.callback([&context] { listTelevisions(context.json); });
     // The same, for those who look for it there.
     command.add_subcommand("list", "List them");
 }

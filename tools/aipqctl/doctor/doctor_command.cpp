@@ -32,7 +32,7 @@ namespace {
 
 using namespace doctor;
 
-struct Options {
+struct DoctorOptions {
     Selection selection;
     bool noWrite = false;
     bool noVideo = false;
@@ -105,8 +105,8 @@ class Departure {
     std::thread m_thread;
 };
 
-int complain(ExitCode code, const std::string& problem) {
-    aipqctl::complain(problem);
+int failWith(ExitCode code, const std::string& problem) {
+    complain(problem);
     return code;
 }
 
@@ -116,7 +116,7 @@ int unknownCheck(const std::string& name) {
         for (const std::string& word : {check.group, check.subject, nameOf(check.group, check.subject)})
             if (!word.empty()) names.push_back(word);
     const std::string hint = suggestion(name, names);
-    return complain(EXIT_UNKNOWN, "no check is named '" + name + '\'' +
+    return failWith(EXIT_UNKNOWN, "no check is named '" + name + '\'' +
                                       (hint.empty() ? ": 'aipqctl doctor --list' names them" : hint));
 }
 
@@ -133,12 +133,12 @@ int list(const std::vector<Check>& checks, bool json) {
     return EXIT_DONE;
 }
 
-std::chrono::milliseconds streamTime(const Options& options) {
+std::chrono::milliseconds streamTime(const DoctorOptions& options) {
     return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(options.streamSeconds));
 }
 
 // The text for people goes to standard error where standard output takes the results for programs.
-int examine(const Options& options, bool json) {
+int examine(const DoctorOptions& options, bool json) {
     std::vector<Check> checks;
     try {
         checks = select(allChecks(), options.selection);
@@ -146,7 +146,7 @@ int examine(const Options& options, bool json) {
     } catch (const std::out_of_range& name) {
         return unknownCheck(name.what());
     } catch (const std::runtime_error& error) {
-        return complain(EXIT_BAD_FILE, error.what());
+        return failWith(EXIT_BAD_FILE, error.what());
     }
     if (options.list) return list(checks, json);
 
@@ -155,7 +155,7 @@ int examine(const Options& options, bool json) {
     try {
         if (!options.junit.empty()) junit.emplace(options.junit);
     } catch (const CannotWrite& problem) {
-        return complain(EXIT_BAD_FILE, problem.what());
+        return failWith(EXIT_BAD_FILE, problem.what());
     }
     if (televisionRun()) requireTelevision();
 
@@ -179,17 +179,17 @@ int examine(const Options& options, bool json) {
     const bool isPrinted = std::fflush(people) == 0 && std::ferror(people) == 0;
     int code = exitCodeOf(results);
     if (!isPrinted && errno != EPIPE)
-        code = complain(EXIT_BAD_FILE, std::string("the output cannot be written: ") + std::strerror(errno));
+        code = failWith(EXIT_BAD_FILE, std::string("the output cannot be written: ") + std::strerror(errno));
     try {
         if (junit) {
             junit->write(junitOf(results));
             junit->commit();
         }
     } catch (const CannotWrite& problem) {
-        code = complain(EXIT_BAD_FILE, problem.what());
+        code = failWith(EXIT_BAD_FILE, problem.what());
     }
     if (left) {
-        code = complain(EXIT_NO_TELEVISION, "the television left: the rest has not been checked");
+        code = failWith(EXIT_NO_TELEVISION, "the television left: the rest has not been checked");
     } else if (stop) {
         code = EXIT_CUT_SHORT;
     }
@@ -205,7 +205,7 @@ void addDoctorCommand(CLI::App& app, Context& context) {
         "doctor",
         "Checks a platform: whether everything that the library demands of it is there and behaves. Changes "
         "settings by a small step, one at a time, and puts them back, also on Ctrl-C.");
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<DoctorOptions>();
     command
         ->add_option("--only", options->selection.only,
                      "run this check, group of checks, or checks of this key")
