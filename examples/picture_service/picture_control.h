@@ -27,13 +27,13 @@ class SteppedSetting {
     // The newest wish counts.
     void wish(const Settings& target) { m_wish = target.*m_member; }
 
-    // Reads the setting back; negative if the television did not tell the value.
+    // Reads the setting back; negative if the television did not return the value.
     int read(SystemSetting& television) const { return (television.*m_get)(); }
 
-    // Takes over what was read, notices the end of a change and starts the one that is wished for.
+    // Stores the value that was read, detects the end of a change, and starts the requested one.
     void advance(SystemSetting& television, int value, Settings& inForce);
 
-    // A change that was under way has no effect any more.
+    // Cancels the current change.
     void forget() {
         m_wish.reset();
         m_running = false;
@@ -74,14 +74,14 @@ class PictureControl {
 
     void moveTo(const Settings& target);
 
-    // To be called regularly: reads back, and starts what waits for the end of another change. False, with
-    // nothing changed, if the television does not tell everything.
+    // Call it regularly: reads the settings back, and starts changes that wait for the end of another one. Returns
+    // false, with nothing changed, if a setting cannot be read.
     bool advance();
 
     // Whether the television is there. Any thread.
     bool isPresent() const { return m_pq.isPresent(); }
 
-    // To be called when the television is back: what was being changed is void.
+    // Call it when the television is back: cancels all changes.
     void forgetChanges() {
         for (SteppedSetting& setting : m_stepped) setting.forget();
     }
@@ -98,7 +98,7 @@ class PictureControl {
     class PqAccess final : public ValueAccessT<lomodelapi::ObserverVectorNumericInteger> {
       public:
         using ValueAccessT::ValueAccessT;
-        // Before the base is all that is left of it.
+        // Before only the base class is left.
         ~PqAccess() override { disconnect(); }
         bool isPresent() const { return m_isPresent; }
         void notifyAvailability(bool available) override { m_isPresent = available; }
