@@ -20,7 +20,7 @@ set(CPACK_PLATFORM_ADAPTATION_STRIP ${CMAKE_STRIP})
 set(CPACK_PRE_BUILD_SCRIPTS ${debian_dir}/finish_files.cmake)
 set(CPACK_POST_BUILD_SCRIPTS ${debian_dir}/finish_packages.cmake)
 
-# The revision of the packages is the number of the changelog's newest entry, which is of this version.
+# The newest entry of the changelog has this version and the revision of the packages.
 set(changelog ${debian_dir}/changelog)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${changelog})
 file(STRINGS ${changelog} newest_entry LIMIT_COUNT 1)
@@ -92,7 +92,7 @@ A program that is built with them runs on a television, too.")
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_NAME aipq-television)
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SECTION misc)
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_MULTIARCH foreign)
-# The television has a bus of its own; a film is played with the plugins that can.
+# The television starts its own bus. The recommended plugins play films.
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_DEPENDS "${platform_package} ${same_version}, dbus-daemon")
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_RECOMMENDS
   "gstreamer1.0-plugins-base, gstreamer1.0-plugins-good, gstreamer1.0-libav")

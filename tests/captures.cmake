@@ -1,12 +1,11 @@
-# The capture block and its queue have one name in an IPC namespace. A test that uses them gets a namespace of its own,
-# by the command prefix CAPTURE_LAUNCHER; where the system allows none, it runs alone, by the properties CAPTURE_LOCK.
+# The capture block and its queue have one name in an IPC namespace. The command prefix CAPTURE_LAUNCHER gives a test its
+# own namespace. Where the system refuses that, the properties CAPTURE_LOCK run these tests one after the other.
 set(CAPTURE_LAUNCHER "")
 set(CAPTURE_LOCK RESOURCE_LOCK capture_block)
 foreach(user IN ITEMS "" "--user;--map-current-user")
-  set(launcher unshare ${user} --ipc --)
-  execute_process(COMMAND ${launcher} true RESULT_VARIABLE status OUTPUT_QUIET ERROR_QUIET)
+  execute_process(COMMAND unshare ${user} --ipc -- true RESULT_VARIABLE status OUTPUT_QUIET ERROR_QUIET)
   if(status EQUAL 0)
-    set(CAPTURE_LAUNCHER ${launcher})
+    set(CAPTURE_LAUNCHER unshare ${user} --ipc --)
     set(CAPTURE_LOCK "")
     break()
   endif()

@@ -17,7 +17,7 @@ BUILD_PACKAGES=(
     googletest                  # tests, built from source
 )
 
-# What the tests need besides, but those marked slow and those on armhf.
+# Further packages for the tests, except the slow ones and those on armhf.
 TEST_PACKAGES=(
     python3                     # the ABI, the footprint and the documentation
     valgrind                    # counts the hot operations' instructions
@@ -27,10 +27,10 @@ TEST_PACKAGES=(
     systemd                     # busctl, with which people use the television
 )
 
-# What builds and runs for the television's processor.
+# Build for the television's processor, and run the result.
 ARMHF_PACKAGES=(crossbuild-essential-armhf qemu-user)
 
-# What only the tests marked slow need.
+# Only for the tests marked slow.
 SLOW_TEST_PACKAGES=(
     doxygen                     # the pages of docs/
     chromium chromium-driver python3-selenium  # looks at the television's page
@@ -80,7 +80,7 @@ quietly() {
     fi
 }
 
-# timed STEP COMMAND...: says what it does, and how long that took the last time.
+# timed STEP COMMAND...: prints STEP and how long it took the last time, and runs COMMAND.
 timed() {
     local step=$1 times=build/times/${1//[ \/]/_} start=$SECONDS status=0 last=
     shift

@@ -7,7 +7,7 @@ layout.py symbols OBJECT READELF <NM_OUTPUT
 
 tables: every slot of every virtual table, in order. The slots' operations come from the debug information of OBJECT
 (which has the arguments and the result), destructors and the tables of further bases from CLASS_DUMP
-(-fdump-lang-class); where both tell a slot, they must agree. members: size, bases and data members with their offsets
+(-fdump-lang-class); where both have a slot, they must agree. members: size, bases and data members with their offsets
 and types, and the enumerators with their values, from the debug information. symbols: what `nm` lists, demangled, a
 function with its result from the debug information.
 """
@@ -128,7 +128,7 @@ def bases_of(entries, entry):
 
 
 def slots_of(entries, entry):
-    """Slot to operation, of the primary table; destructors are not told."""
+    """Slot to operation, of the primary table, without destructors."""
     slots = {}
     for base, offset in bases_of(entries, entry):
         if offset == 0:

@@ -3,7 +3,7 @@
 of the page, on the television of `aipq-television run`. A command starts with "$ ", in a block without a language or with the
 language `console`; its output follows. Only these differences are allowed:
 
-- a line "..." stands for any number of lines
+- a line "..." means any number of lines
 - any time in s or ms, any folder of a bus, any token of the page"""
 import os
 import pathlib
