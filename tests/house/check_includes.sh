@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Who may include whom: a client's headers and programs see include/ and what those headers need of the platform;
 # the library sees include/, its own source/ and platform/include/; the platform's headers and the simulated
-# television see platform/ only. An example of a test sees what is installed of the simulated television, too. Tests see
-# everything.
+# television see platform/ only. An example of a test also sees the installed headers of the simulated television.
+# Tests see everything.
 set -euo pipefail
 cd "$1"
 

@@ -90,7 +90,7 @@ TEST_F(AnOutputFile, ThatCannotBeWrittenKeepsWhatWasThere) {
 }
 
 TEST_F(AnOutputFile, LeavesADeviceThatFails) {
-    // As /dev/full, in a place where a mistake harms nobody.
+    // A device like /dev/full, in the folder of the test, so that a mistake does not remove the system's.
     struct stat full {};
     ASSERT_EQ(stat("/dev/full", &full), 0);
     if (mknod(path("full").c_str(), S_IFCHR | 0666, full.st_rdev) != 0)
