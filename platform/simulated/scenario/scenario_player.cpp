@@ -108,7 +108,7 @@ class ScenarioPlayer::Implementation {
 
     Result wait() {
         std::unique_lock lock(m_mutex);
-        m_changed.wait(lock, [this] { return m_result.has_value(); });
+        m_changed.wait(lock, [this] { return m_ended; });
         return *m_result;
     }
 
@@ -150,9 +150,14 @@ class ScenarioPlayer::Implementation {
             const std::string where = m_line != 0 ? ':' + std::to_string(m_line) : std::string();
             result = {Outcome::FAILED, m_scenario.name + where + ": " + error.what()};
         }
+        {
+            const std::lock_guard lock(m_mutex);
+            m_result = result;
+        }
+        // Whoever hears of the end may play the next scenario at once.
         if (m_listener.onEnd) m_listener.onEnd(result);
         const std::lock_guard lock(m_mutex);
-        m_result = result;
+        m_ended = true;
         m_changed.notify_all();
     }
 
@@ -269,6 +274,7 @@ class ScenarioPlayer::Implementation {
     std::condition_variable m_changed;
     bool m_stopping = false;
     std::optional<Result> m_result;
+    bool m_ended = false;  // the last call of the listener has returned
     Watch m_next;      // what the next step waits for
     Watch m_expected;  // what this step expects
 

@@ -51,7 +51,7 @@ class ScenarioPlayer {
 
     // Waits until it has ended and the last call of the listener has returned.
     Result wait();
-    // None while it plays.
+    // None while it plays. Any thread; onEnd finds it set.
     std::optional<Result> result() const;
 
   private:
