@@ -403,6 +403,18 @@ TEST_F(ACommandWithItsOwnTelevision, StopsAndContinuesWithItsRun) {
     EXPECT_TRUE(own.isGone());
 }
 
+TEST_F(ACommandWithItsOwnTelevision, DoesNotHangUpAStoppedProcessOfItsGroupAtItsEnd) {
+    // The process group is orphaned: the parent of its leader is in another session.
+    const std::string script =
+        "sleep 1000 & kill -STOP $!; until grep -q '^State:.*T' /proc/$!/status; do :; done; "
+        "aipq-television run --video off -- true; echo ended with $?; kill -KILL $!";
+    Words command = shell(script);
+    command.insert(command.begin(), "setsid");
+    ChildProcess group(command);
+    group.wait();
+    EXPECT_EQ(group.output(), "ended with 0\n");
+}
+
 TEST_F(ACommandWithItsOwnTelevision, EndsWhenItsTerminalIsClosed) {
     // `script` has the terminal, and the run is the leader of the terminal's session.
     const std::string command =

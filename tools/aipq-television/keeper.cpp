@@ -138,6 +138,7 @@ class Keeper {
         try {
             enterOwnIpcNamespace();
             m_folder.create();
+            startAnchor();
             startTelevision();
             while (!m_exitCode) waitForEvent();
         } catch (const NoNamespace& error) {
@@ -171,6 +172,31 @@ class Keeper {
     }
 
     bool callerIsGone() const { return ::getppid() != m_caller; }
+
+    // Starts a process in the caller's process group that lives until the keeper ends. The kernel sends
+    // SIGHUP to a process group in which a process is stopped when the last process ends whose parent is
+    // outside of the group. The command, a child of the keeper, could be that last process. The anchor leaves
+    // the group before it ends.
+    void startAnchor() {
+        const std::array<int, 2> pipe = makePipe();
+        m_anchor = startChild(0);
+        if (m_anchor == 0) {
+            ::close(pipe[1]);
+            ::setpgid(0, m_run.group);
+            char byte = 0;
+            [[maybe_unused]] const ssize_t end = ::read(pipe[0], &byte, 1);
+            ::setpgid(0, 0);
+            ::_exit(EXIT_DONE);
+        }
+        ::close(pipe[0]);
+        m_toAnchor = pipe[1];
+    }
+
+    void endAnchor() {
+        if (m_anchor == 0) return;
+        ::close(m_toAnchor);
+        ::waitpid(m_anchor, nullptr, 0);
+    }
 
     void startTelevision() {
         // For the television and for the command.
@@ -285,11 +311,12 @@ class Keeper {
 
     void endAll() {
         if (m_command != 0) terminate(m_command, COMMAND_LIMIT);
-        killDescendants({m_television});
+        killDescendants({m_television, m_anchor});
         const std::optional<int> status =
             m_television != 0 ? terminate(m_television, TELEVISION_LIMIT) : std::nullopt;
         readTelevision();
-        killDescendants({});
+        killDescendants({m_anchor});
+        endAnchor();
         m_folder.remove();
         // The television has already reported the reason.
         if (status && *m_exitCode == EXIT_DONE) m_exitCode = exitCodeOf(*status);
@@ -319,6 +346,8 @@ class Keeper {
     const pid_t m_caller;
     int m_signals = -1;
     int m_fromTelevision = -1;
+    int m_toAnchor = -1;
+    pid_t m_anchor = 0;
     pid_t m_television = 0;  // 0 before its start and after its end
     pid_t m_command = 0;     // the same
     std::string m_input;

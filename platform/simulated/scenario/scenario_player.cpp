@@ -275,8 +275,8 @@ class ScenarioPlayer::Implementation {
     bool m_stopping = false;
     std::optional<Result> m_result;
     bool m_ended = false;  // the last call of the listener has returned
-    Watch m_next;      // what the next step waits for
-    Watch m_expected;  // what this step expects
+    Watch m_next;          // what the next step waits for
+    Watch m_expected;      // what this step expects
 
     Events::Subscription m_subscription;
     std::thread m_thread;  // last: it uses all of the above
