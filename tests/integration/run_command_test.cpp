@@ -40,6 +40,9 @@ namespace fs = std::filesystem;
 const Words NO_PICTURE{"--video", "off"};
 const Words SCENES{"--video", "scenes"};
 
+// The key: a change of the setting takes a minute if the library's worker misses a notification.
+const std::string BRIGHTNESS = tests::keys::BRIGHTNESS;
+
 // A shell's, with aipqctl and aipq-television on the PATH.
 Words shell(const std::string& script) {
     const std::string path = fs::path(AIPQCTL_PROGRAM).parent_path();
@@ -91,7 +94,7 @@ TEST_F(ACommandWithItsOwnTelevision, FindsItWhateverTheEnvironmentNames) {
     other.set(tests::keys::BRIGHTNESS, std::int32_t{11});
     for (const char* const name : {"", "living-room", "embedded"}) {
         const Result result =
-            run(NO_PICTURE, shell("aipqctl get brightness; aipqctl set brightness 60 --wait"),
+            run(NO_PICTURE, shell("aipqctl get brightness; aipqctl set " + BRIGHTNESS + " 60"),
                 {{"AIPQ_TV", name}});
         EXPECT_THAT(result.output, StartsWith("50\n")) << result.errors;
         EXPECT_EQ(result.exitCode, 0);
@@ -110,7 +113,7 @@ TEST_F(ACommandWithItsOwnTelevision, CanPlayAScenarioOnItAndStartAnotherOne) {
                                      " & until grep -q busctl " + output + "; do sleep 0.01; done; ";
     const Result result =
         run(NO_PICTURE, shell("aipq-television play " + scenario + " && aipqctl get brightness; " +
-                              startKitchen + "AIPQ_TV=kitchen aipqctl set brightness 20 --wait"));
+                              startKitchen + "AIPQ_TV=kitchen aipqctl set " + BRIGHTNESS + " 20"));
     EXPECT_THAT(result.output, HasSubstr("The scenario has ended.\n9\n"));
     EXPECT_THAT(result.output, HasSubstr("brightness 50 -> 20"));
     EXPECT_EQ(result.errors, "");
@@ -121,7 +124,8 @@ TEST_F(ACommandWithItsOwnTelevision, CanPlayAScenarioOnItAndStartAnotherOne) {
 TEST_F(ACommandWithItsOwnTelevision, CanRunAnotherOne) {
     const Result result =
         run(NO_PICTURE,
-            shell("aipqctl set brightness 30 --wait >/dev/null;"
+            shell("aipqctl set " + BRIGHTNESS +
+                  " 30 >/dev/null;"
                   "aipq-television run --video off -- aipqctl get brightness; aipqctl get brightness"));
     EXPECT_EQ(result.output, "50\n30\n") << result.errors;
 }
@@ -130,7 +134,7 @@ TEST_F(ACommandWithItsOwnTelevision, HasAPictureBesideOthers) {
     const std::string frame = runtimeFolder() / "frame.png";
     const Words capture{AIPQCTL_PROGRAM, "capture", "-o", frame};
     ChildProcess first(tests::runWords(
-        {}, shell("aipqctl set brightness 70 --wait; aipqctl capture -o " + frame +
+        {}, shell("aipqctl set " + BRIGHTNESS + " 70; aipqctl capture -o " + frame +
                   "1; read -r line; aipqctl get brightness; aipqctl capture -o " + frame + "1")));
     ASSERT_TRUE(first.waitForOutput(": 224 x 224")) << first.errors();
     const Result second =
@@ -234,11 +238,12 @@ TEST_F(ACommandWithItsOwnTelevision, FailsWithItsLogUnlessItFailsItself) {
                  "to = 7\nafter = { key = \"dovra.sl2.i32.video.brightness\", is = 60 }\n");
     for (const auto& [end, exitCode] : {std::pair("exit 0", EXIT_BAD_FILE + 0), std::pair("exit 9", 9)}) {
         const int reader = ::open(log.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-        ChildProcess process(tests::runWords(
-            {"--log", log, "--scenario", scenario},
-            shell(std::string("echo up; read -r line; aipqctl set brightness 60 --wait >/dev/null;"
-                              "until [ $(aipqctl get contrast) = 7 ]; do :; done; ") +
-                  end)));
+        ChildProcess process(
+            tests::runWords({"--log", log, "--scenario", scenario},
+                            shell(std::string("echo up; read -r line; aipqctl set " + BRIGHTNESS +
+                                              " 60 >/dev/null;"
+                                              "until [ $(aipqctl get contrast) = 7 ]; do :; done; ") +
+                                  end)));
         EXPECT_TRUE(process.waitForOutput("up\n")) << process.errors();
         // From now on, nothing can be written into the log.
         ::close(reader);

@@ -540,8 +540,10 @@ std::vector<News> allNews() {
     };
     for (const auto& [name, operation] : operations)
         for (const int number : {INT_MIN, -1, 0, 5, INT_MAX})
-            all.push_back({name, [=](IteratorAccess& access) { (access.*operation)(number); },
-                           std::string(name) + " " + std::to_string(number), nullptr});
+            all.push_back(
+                {name,
+                 [operation = operation, number](IteratorAccess& access) { (access.*operation)(number); },
+                 std::string(name) + " " + std::to_string(number), nullptr});
     return all;
 }
 
