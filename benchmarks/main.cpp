@@ -1,4 +1,4 @@
-// Every row; see tools/benchmark, which runs this and makes the table.
+// Every row; see scripts/benchmark, which runs this and makes the table.
 #include "measure.h"
 
 int main(int argc, char** argv) {

@@ -3,7 +3,7 @@
 # before you commit it.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
-source tools/build.sh
+source scripts/build.sh
 for preset in release armhf; do
     build "$preset" platform_adaptation abi_layout
     (

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """A service lives through an accelerated day of television, in which the television and its video pipeline are killed
-at random. Ends with 1 if anything grows or fails. tools/soak builds what this needs and runs it."""
+at random. Ends with 1 if anything grows or fails. scripts/soak builds what this needs and runs it."""
 import argparse
 import csv
 import ctypes
@@ -424,7 +424,7 @@ class Run:
 
 
 def main():
-    parser = argparse.ArgumentParser(prog="tools/soak", description=__doc__)
+    parser = argparse.ArgumentParser(prog="scripts/soak", description=__doc__)
     length = parser.add_mutually_exclusive_group()
     length.add_argument("--day", dest="minutes", action="store_const", const=DAY_S / 60, help="24 minutes; the default")
     length.add_argument("--minutes", type=float, default=DAY_S / 60, help="so many hours of television")

@@ -1,4 +1,4 @@
-// Constructs one of each facade and prints what that took: "name value" lines for tools/footprint.
+// Constructs one of each facade and prints what that took: "name value" lines for scripts/footprint.
 //
 // A first set is constructed and destroyed before anything is measured, so that the television is on and its
 // own memory is there. What it keeps for each subscription is counted, as it cannot be told from the

@@ -38,10 +38,10 @@ SLOW_TEST_PACKAGES=(
     libclang-rt-14-dev          # fuzzing
 )
 
-# What tools/coverage needs besides.
+# What scripts/coverage needs besides.
 COVERAGE_PACKAGES=(gcovr)
 
-# What only tools/benchmark needs: what the library is measured beside.
+# What only scripts/benchmark needs: what the library is measured beside.
 BENCHMARK_PACKAGES=(
     libbenchmark-dev            # measures
     libboost-dev libsigc++-2.0-dev libglib2.0-dev qt6-base-dev  # the peers: signals, properties, variant values
