@@ -29,6 +29,8 @@ if(NOT PLATFORM_SDK)
   install(TARGETS television_control EXPORT platform_adaptation)
   install(DIRECTORY platform/simulated/include/
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/platform_adaptation/television_control COMPONENT dev)
+  install(FILES platform/catalogue/include/catalogue/key_definition.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/platform_adaptation/television_control/catalogue COMPONENT dev)
   if(TARGET aipq-video-pipeline)
     install(TARGETS aipq-video-pipeline DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/platform_adaptation
       COMPONENT simulator)

@@ -15,11 +15,11 @@
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
 #include "platform_adaptation/system_info.h"
 #include "platform_adaptation/system_setting.h"
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 #include "television_test.h"
 
 using simulated::KeyDefinition;
-using simulated::typeName;
+using catalogue::typeName;
 
 namespace {
 
@@ -29,7 +29,7 @@ constexpr char INTRODUCTION[] =
     "`SourceSwitchAccess`\nreach it. Any key can be reached with the accessor of its type in "
     "`platform_adaptation/system_access/`. A list of numbers\nor texts has as many elements as its default. "
     "The "
-    "keys are listed in `platform/simulated/catalogue/catalogue.toml`; a\ntest compares this page with it "
+    "keys are listed in `platform/catalogue/catalogue.toml`; a\ntest compares this page with it "
     "and "
     "with what the operations do, and makes the new one when they differ.\n";
 
@@ -104,7 +104,7 @@ class TheTableOfKeys : public tests::TelevisionTest {
             if (after[key.name] != before.at(key.name)) uses[key.name].push_back(operation);
     }
 
-    const std::vector<KeyDefinition> m_keys = simulated::loadCatalogue();
+    const std::vector<KeyDefinition> m_keys = catalogue::loadCatalogue();
     Uses uses;
 };
 

@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "fuzzing.h"
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 #include "simulated/events.h"
 
 using namespace lomodelapi;
@@ -38,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzzing::Input input(data, size);
     std::vector<simulated::KeyDefinition> keys;
     try {
-        keys = simulated::parseCatalogue(input.rest(), "fuzz");
+        keys = catalogue::parseCatalogue(input.rest(), "fuzz");
     } catch (const std::runtime_error& error) {
         FUZZ_CHECK(fuzzing::hasPlace(error.what()));
         return 0;
@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const simulated::KeyDefinition& key : keys) {
         FUZZ_CHECK(names.insert(key.name).second);
         FUZZ_CHECK(isOfItsType(key));
-        FUZZ_CHECK(simulated::refusal(key, key.initial).empty());
+        FUZZ_CHECK(catalogue::refusal(key, key.initial).empty());
         FUZZ_CHECK(key.type == OBJECT_TYPE_TABLE || (key.columns.empty() && key.rows.empty()));
         for (const std::vector<std::string>& row : key.rows) FUZZ_CHECK(row.size() == key.columns.size());
     }

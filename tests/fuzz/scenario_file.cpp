@@ -3,13 +3,13 @@
 #include <stdexcept>
 
 #include "fuzzing.h"
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 #include "simulated/scenario.h"
 
 namespace {
 
 const std::vector<simulated::KeyDefinition>& keys() {
-    static const std::vector<simulated::KeyDefinition> all = simulated::loadCatalogue();
+    static const std::vector<simulated::KeyDefinition> all = catalogue::loadCatalogue();
     return all;
 }
 

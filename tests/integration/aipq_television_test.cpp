@@ -10,7 +10,7 @@
 #include "keys.h"
 #include "lomodelapi/object_type_spec.h"
 #include "remote_test.h"
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 
 using namespace std::chrono_literals;
 using namespace tests::keys;
@@ -164,7 +164,7 @@ TEST_F(ATelevisionOnItsBus, ListsAndDescribesEveryKey) {
     const std::string objects =
         busctl({"call", SERVICE, remote::OBJECT, "org.freedesktop.DBus.ObjectManager", "GetManagedObjects"})
             .output;
-    for (const simulated::KeyDefinition& key : simulated::loadCatalogue()) {
+    for (const simulated::KeyDefinition& key : catalogue::loadCatalogue()) {
         EXPECT_THAT(tree, HasSubstr(remote::objectPath(key.name) + "\n"));
         EXPECT_THAT(objects, HasSubstr('"' + remote::objectPath(key.name) + '"'));
         EXPECT_EQ(get(key.name, TelevisionProcess::KEY, "Name").output, "s \"" + key.name + "\"\n");

@@ -8,10 +8,10 @@
 #include <stdexcept>
 #include <string>
 
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 
-using simulated::KeyDefinition;
-using simulated::parseCatalogue;
+using catalogue::KeyDefinition;
+using catalogue::parseCatalogue;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -55,7 +55,7 @@ TEST(TheCatalogue, HasEveryKeyThatTheLibraryUses) {
                                  "dovra.sl2.action.source.switch",
                                  "dovra.sl2.i32.tvservice.no-banner",
                                  "dovra.sl2.table.channel.list"};
-    const std::vector<KeyDefinition> keys = simulated::loadCatalogue();
+    const std::vector<KeyDefinition> keys = catalogue::loadCatalogue();
     for (const char* const name : names) {
         EXPECT_TRUE(std::any_of(keys.begin(), keys.end(), [&](const KeyDefinition& key) {
             return key.name == name;
@@ -65,7 +65,7 @@ TEST(TheCatalogue, HasEveryKeyThatTheLibraryUses) {
 }
 
 TEST(TheCatalogue, SaysWhatEachKeyMeans) {
-    for (const KeyDefinition& key : simulated::loadCatalogue()) {
+    for (const KeyDefinition& key : catalogue::loadCatalogue()) {
         EXPECT_FALSE(key.meaning.empty()) << key.name;
         EXPECT_FALSE(key.group.empty()) << key.name;
     }
@@ -75,7 +75,7 @@ TEST(TheCatalogue, CanBeReplacedByAFile) {
     const std::string path = testing::TempDir() + "catalogue_test.toml";
     std::ofstream(path) << keyWith("type = \"int64\"\ndefault = 5000000000\n");
     setenv("AIPQ_TV_CATALOGUE", path.c_str(), 1);
-    const std::vector<KeyDefinition> keys = simulated::loadCatalogue();
+    const std::vector<KeyDefinition> keys = catalogue::loadCatalogue();
     unsetenv("AIPQ_TV_CATALOGUE");
     std::remove(path.c_str());
     ASSERT_EQ(keys.size(), 1U);
@@ -86,7 +86,7 @@ TEST(TheCatalogue, CanBeReplacedByAFile) {
 TEST(TheCatalogue, ThatCannotBeReadIsNamed) {
     setenv("AIPQ_TV_CATALOGUE", "/nowhere/catalogue.toml", 1);
     EXPECT_THROW(
-        try { simulated::loadCatalogue(); } catch (const std::runtime_error& error) {
+        try { catalogue::loadCatalogue(); } catch (const std::runtime_error& error) {
             EXPECT_STREQ(error.what(), "/nowhere/catalogue.toml: cannot be read");
             throw;
         },

@@ -20,7 +20,7 @@
 #include "private_bus.h"
 #include "scenario_service.h"
 #include "screen.h"
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 #include "simulated/scenario_player.h"
 #include "simulated/television.h"
 #include "television_objects.h"
@@ -150,7 +150,7 @@ void checkFilm(const std::string& video) {
 std::vector<simulated::KeyDefinition> loadKeys(const TelevisionOptions& options) {
     if (!options.catalogue.empty()) ::setenv("AIPQ_TV_CATALOGUE", options.catalogue.c_str(), 1);
     try {
-        return simulated::loadCatalogue();
+        return catalogue::loadCatalogue();
     } catch (const std::runtime_error& error) {
         throw BadFile(error.what());
     }

@@ -14,13 +14,13 @@
 #include "printable.h"
 #include "protocol.h"
 #include "scenes.h"
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 #include "simulated/faults.h"
 #include "simulated/scenario.h"
 
 using namespace lomodelapi;
 using simulated::KeyDefinition;
-using simulated::typeName;
+using catalogue::typeName;
 using simulated::Value;
 
 namespace {
@@ -71,7 +71,7 @@ Value takeValue(sdbus::Message& message, const Value& like) {
 }
 
 void refuseWrongValue(const KeyDefinition& key, const Value& value) {
-    const std::string taken = simulated::refusal(key, value);
+    const std::string taken = catalogue::refusal(key, value);
     if (taken.empty()) return;
     if (key.range)
         bus::refuse(bus::OUT_OF_RANGE, key.name + " takes " + taken.substr(std::string("from ").size()) +

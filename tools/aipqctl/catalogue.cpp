@@ -76,7 +76,7 @@ std::size_t distance(const std::string& a, const std::string& b) {
 const std::vector<KeyDefinition>& catalogue() {
     static const std::vector<KeyDefinition> keys = [] {
         try {
-            return simulated::loadCatalogue();
+            return catalogue::loadCatalogue();
         } catch (const std::runtime_error& error) {
             throw Failure(EXIT_BAD_FILE, error.what());
         }

@@ -6,13 +6,13 @@
 #include <vector>
 
 #include "output.h"
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 
 namespace aipqctl {
 
-using simulated::KeyDefinition;
-using simulated::typeName;
-using simulated::Value;
+using catalogue::KeyDefinition;
+using catalogue::typeName;
+using catalogue::Value;
 
 // All keys. Failure if the file that AIPQ_TV_CATALOGUE names is bad.
 const std::vector<KeyDefinition>& catalogue();

@@ -12,7 +12,7 @@
 #include <set>
 
 #include "scenes.h"
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 #include "simulated/faults.h"
 #include "simulated/scenario.h"
 #include "toml_reader.h"
@@ -22,6 +22,8 @@ using namespace lomodelapi;
 using std::chrono::milliseconds;
 
 namespace simulated {
+
+using catalogue::TomlReader;
 
 namespace {
 

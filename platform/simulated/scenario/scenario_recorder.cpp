@@ -4,7 +4,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 #include "simulated/faults.h"
 
 namespace simulated {

@@ -14,7 +14,7 @@
 #include "lomodelapi/table.h"
 #include "notify.h"
 #include "record.h"
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 #include "simulated/events.h"
 
 using namespace lomodelapi;

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 #include "simulated/faults.h"
 
 namespace simulated {
@@ -51,7 +51,7 @@ void showValue(VideoPipeline& video, const std::string& key, const Value& value)
 
 std::vector<KeyDefinition> catalogueOrExit() {
     try {
-        return loadCatalogue();
+        return catalogue::loadCatalogue();
     } catch (const std::exception& error) {
         // Without keys there is no television, and no caller to report to.
         std::cerr << "simulated television: " << error.what() << '\n';

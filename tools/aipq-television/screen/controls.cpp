@@ -12,7 +12,7 @@
 #include <optional>
 #include <utility>
 
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 #include "simulated/faults.h"
 
 namespace television {
@@ -22,7 +22,7 @@ using simulated::FaultDefinition;
 using simulated::FaultKind;
 using simulated::KeyDefinition;
 using simulated::Lifecycle;
-using simulated::typeName;
+using catalogue::typeName;
 using simulated::Value;
 
 namespace {
@@ -159,7 +159,7 @@ bool flagMember(const json& wish, const char* name) {
 }
 
 Controls::Controls(simulated::Television& television) : m_television(television) {
-    for (const KeyDefinition& key : simulated::loadCatalogue()) m_order.push_back(key.name);
+    for (const KeyDefinition& key : catalogue::loadCatalogue()) m_order.push_back(key.name);
 }
 
 // As in the catalogue; what was defined later comes last.

@@ -6,11 +6,11 @@
 #include "platform_adaptation/system_access/action_access.h"
 #include "platform_adaptation/system_access/table_access.h"
 #include "platform_adaptation/system_access/value_access.h"
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 #include "visit.h"
 
 using namespace lomodelapi;
-using simulated::KeyDefinition;
+using catalogue::KeyDefinition;
 
 namespace doctor {
 
@@ -402,7 +402,7 @@ bool isSetting(const KeyDefinition& key) {
 }  // namespace
 
 std::vector<Check> modelChecks() {
-    const std::vector<KeyDefinition> keys = simulated::loadCatalogue();
+    const std::vector<KeyDefinition> keys = catalogue::loadCatalogue();
     std::vector<Check> checks{{FRAMEWORK, "", "whether the process framework answers", {}, checkFramework}};
     for (const KeyDefinition& key : keys)
         checks.push_back({"key",

@@ -13,8 +13,8 @@
 #include <variant>
 #include <vector>
 
+#include "catalogue/key_definition.h"
 #include "lomodelapi/argument.h"
-#include "lomodelapi/object_type_spec.h"
 
 class RootInterface;
 
@@ -27,31 +27,15 @@ constexpr int STATUS_UNKNOWN_KEY = 3;
 constexpr int STATUS_UNAVAILABLE = 7;
 constexpr int STATUS_OUT_OF_RANGE = 9;
 
-// The rows of a table, one text per column.
-using Rows = std::vector<std::vector<std::string>>;
-
-// A key's value; monostate for an object that has none (an action, a table).
-using Value =
-    std::variant<std::monostate, int, long long, std::string, std::vector<int>, std::vector<std::string>>;
+using catalogue::KeyDefinition;
+using catalogue::Rows;
+using catalogue::Value;
 
 // Of what clients did, so many of the newest are kept: writes and invocations of each key, threads, reports.
 constexpr std::size_t RECORDED = 256;
 
 // What a client handed over in a write.
 using Written = std::variant<int, long long, std::string, std::map<int, int>, std::map<int, std::string>>;
-
-struct KeyDefinition {
-    std::string group;
-    std::string name;
-    lomodelapi::ObjectTypeSpec type = lomodelapi::OBJECT_TYPE_NONE;
-    Value initial;
-    std::optional<std::pair<long long, long long>> range;
-    std::string meaning;
-    std::vector<std::string> columns = {};  // of a table
-    Rows rows = {};
-    std::vector<std::string> texts = {};     // that a text may be; empty for any
-    std::optional<std::size_t> length = {};  // of a list
-};
 
 // What an action answers: a result if the error is 0.
 struct Answer {

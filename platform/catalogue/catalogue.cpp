@@ -1,4 +1,4 @@
-#include "simulated/catalogue.h"
+#include "catalogue/catalogue.h"
 
 #include <algorithm>
 #include <array>
@@ -14,7 +14,7 @@
 
 using namespace lomodelapi;
 
-namespace simulated {
+namespace catalogue {
 
 namespace {
 
@@ -202,4 +202,4 @@ std::vector<KeyDefinition> loadCatalogue() {
     return parseCatalogue(text.str(), path);
 }
 
-}  // namespace simulated
+}  // namespace catalogue

@@ -1,13 +1,13 @@
-#ifndef SIMULATED_CATALOGUE_H
-#define SIMULATED_CATALOGUE_H
+#ifndef CATALOGUE_CATALOGUE_H
+#define CATALOGUE_CATALOGUE_H
 
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "simulated/model.h"
+#include "catalogue/key_definition.h"
 
-namespace simulated {
+namespace catalogue {
 
 // The keys that a catalogue's text lists. Throws std::runtime_error with `name`, line, column and what is
 // wrong.
@@ -23,6 +23,6 @@ std::vector<KeyDefinition> loadCatalogue();
 // it.
 std::string refusal(const KeyDefinition& definition, const Value& value);
 
-}  // namespace simulated
+}  // namespace catalogue
 
 #endif

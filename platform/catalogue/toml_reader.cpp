@@ -6,7 +6,7 @@
 
 using namespace lomodelapi;
 
-namespace simulated {
+namespace catalogue {
 
 void TomlReader::fail(const toml::source_region& where, const std::string& what) const {
     std::ostringstream message;
@@ -59,4 +59,4 @@ Value TomlReader::value(const toml::node& node, ObjectTypeSpec type) const {
     }
 }
 
-}  // namespace simulated
+}  // namespace catalogue

@@ -22,9 +22,9 @@
 #include <string_view>
 #include <vector>
 
-#include "simulated/model.h"
+#include "catalogue/key_definition.h"
 
-namespace simulated {
+namespace catalogue {
 
 class TomlReader {
   public:
@@ -57,6 +57,6 @@ class TomlReader {
     const std::string m_file;
 };
 
-}  // namespace simulated
+}  // namespace catalogue
 
 #endif
