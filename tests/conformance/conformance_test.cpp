@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "doctor.h"
+#include "checks.h"
 
 namespace {
 
@@ -42,10 +42,10 @@ class Conformance : public testing::Test {
   private:
     void TestBody() override {
         const std::atomic<bool> stop{false};
-        doctor::Examination examination(doctor::select(doctor::allChecks(), {.only = {m_check}}));
-        for (const doctor::Result& result : examination.run(stop))
-            EXPECT_EQ(result.verdict, doctor::Verdict::PASSED)
-                << doctor::nameOf(result.group, result.subject) << ": " << result.finding << "\n  > "
+        conformance::Examination examination(conformance::select(conformance::allChecks(), {.only = {m_check}}));
+        for (const conformance::Result& result : examination.run(stop))
+            EXPECT_EQ(result.verdict, conformance::Verdict::PASSED)
+                << conformance::nameOf(result.group, result.subject) << ": " << result.finding << "\n  > "
                 << result.advice;
     }
 
@@ -63,11 +63,11 @@ std::string identifierOf(std::string subject) {
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
-    for (const doctor::Check& check : doctor::allChecks()) {
+    for (const conformance::Check& check : conformance::allChecks()) {
         const Demand& demand = DEMANDS.at(check.group);
         const std::string name = demand.name + identifierOf(check.subject);
         testing::RegisterTest(demand.suite, name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
-                              [check = doctor::nameOf(check.group, check.subject)]() -> Conformance* {
+                              [check = conformance::nameOf(check.group, check.subject)]() -> Conformance* {
                                   return new Conformance(check);
                               });
     }

@@ -9,7 +9,8 @@ import sys
 
 def main():
     project, compiler = pathlib.Path(sys.argv[1]), sys.argv[2]
-    includes = [f"-I{project / folder}" for folder in ("include", "platform/include", "platform/simulated/include")]
+    folders = ("include", "platform/include", "platform/catalogue/include", "platform/simulated/include")
+    includes = [f"-I{project / folder}" for folder in folders]
     compiled = bad = 0
     for page in [project / "README.md", *sorted((project / "docs").glob("*.md"))]:
         text = page.read_text(encoding="utf-8")

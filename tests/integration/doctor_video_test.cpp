@@ -11,14 +11,14 @@
 #include <future>
 #include <thread>
 
-#include "doctor.h"
+#include "checks.h"
 #include "doctor_results.h"
 #include "forked_pipeline.h"
 #include "television_test.h"
 #include "video/capture_block.h"
 #include "without_rights.h"
 
-using doctor::Result;
+using conformance::Result;
 using testing::HasSubstr;
 using testing::Not;
 using tests::examine;
@@ -88,15 +88,15 @@ TEST_F(ADoctorOfFrames, SeesWhetherFramesKeepComing) {
     std::atomic<bool> stop{false};
     startPipeline();
     const auto stream = [&] {
-        doctor::Examination examination({doctor::streamCheck(std::chrono::milliseconds(500))});
+        conformance::Examination examination({conformance::streamCheck(std::chrono::milliseconds(500))});
         return examination.run(stop).front();
     };
     const Result coming = stream();
-    EXPECT_EQ(coming.verdict, doctor::Verdict::PASSED);
+    EXPECT_EQ(coming.verdict, conformance::Verdict::PASSED);
     EXPECT_THAT(coming.finding, testing::ContainsRegex("[0-9]+ frames in 0.5 s, [0-9]+ ms / "));
     television.video().stop();
     const Result missing = stream();
-    EXPECT_EQ(missing.verdict, doctor::Verdict::FAILED);
+    EXPECT_EQ(missing.verdict, conformance::Verdict::FAILED);
     EXPECT_THAT(missing.finding, HasSubstr("no frame arrived"));
 }
 

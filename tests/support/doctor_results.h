@@ -12,51 +12,51 @@
 #include <thread>
 #include <vector>
 
-#include "doctor.h"
+#include "checks.h"
 #include "eventually.h"
 #include "simulated/television.h"
 
-namespace doctor {
+namespace conformance {
 
 inline void PrintTo(const Result& result, std::ostream* out) {
     *out << nameOf(result.group, result.subject) << ' ' << static_cast<int>(result.verdict) << ' '
          << result.finding << " > " << result.advice;
 }
 
-}  // namespace doctor
+}  // namespace conformance
 
 namespace tests {
 
 using Names = std::vector<std::string>;
 
-inline std::vector<doctor::Result> examine(const Names& only, const std::atomic<bool>& stop = false) {
-    doctor::Examination examination(doctor::select(doctor::allChecks(), {.only = only}));
+inline std::vector<conformance::Result> examine(const Names& only, const std::atomic<bool>& stop = false) {
+    conformance::Examination examination(conformance::select(conformance::allChecks(), {.only = only}));
     return examination.run(stop);
 }
 
 // This one failed and the finding says so; all others passed, or needed one that did not.
-inline void expectOnlyFailure(const std::vector<doctor::Result>& results, const std::string& check,
+inline void expectOnlyFailure(const std::vector<conformance::Result>& results, const std::string& check,
                               const std::string& finding) {
     bool seen = false;
-    for (const doctor::Result& result : results) {
+    for (const conformance::Result& result : results) {
         SCOPED_TRACE(testing::PrintToString(result));
-        if (doctor::nameOf(result.group, result.subject) == check) {
+        if (conformance::nameOf(result.group, result.subject) == check) {
             seen = true;
-            EXPECT_EQ(result.verdict, doctor::Verdict::FAILED);
+            EXPECT_EQ(result.verdict, conformance::Verdict::FAILED);
             EXPECT_THAT(result.finding, testing::HasSubstr(finding));
             EXPECT_FALSE(result.advice.empty());
-        } else if (result.verdict != doctor::Verdict::PASSED) {
-            EXPECT_EQ(result.verdict, doctor::Verdict::NOT_RUN);
+        } else if (result.verdict != conformance::Verdict::PASSED) {
+            EXPECT_EQ(result.verdict, conformance::Verdict::NOT_RUN);
             EXPECT_THAT(result.finding, testing::MatchesRegex("needs '.*', which did not pass"));
         }
     }
     EXPECT_TRUE(seen) << check << " was not among the checks";
 }
 
-inline void expectAllPassed(const std::vector<doctor::Result>& results) {
+inline void expectAllPassed(const std::vector<conformance::Result>& results) {
     EXPECT_FALSE(results.empty());
-    for (const doctor::Result& result : results)
-        EXPECT_EQ(result.verdict, doctor::Verdict::PASSED) << testing::PrintToString(result);
+    for (const conformance::Result& result : results)
+        EXPECT_EQ(result.verdict, conformance::Verdict::PASSED) << testing::PrintToString(result);
 }
 
 // Everything of the television that a check may change.

@@ -1,5 +1,5 @@
 // The checks of a platform against platforms with one fault each.
-#include "doctor.h"
+#include "checks.h"
 
 #include <gmock/gmock.h>
 
@@ -19,20 +19,20 @@
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
-#include "results.h"
+#include "doctor_report.h"
 #include "television_test.h"
 #include "visit.h"
 
 using namespace lomodelapi;
 using namespace std::chrono_literals;
 using namespace tests::keys;
-using doctor::Check;
-using doctor::Examination;
-using doctor::Passed;
-using doctor::Result;
-using doctor::Selection;
-using doctor::Verdict;
-using doctor::Visit;
+using conformance::Check;
+using conformance::Examination;
+using conformance::Passed;
+using conformance::Result;
+using conformance::Selection;
+using conformance::Verdict;
+using conformance::Visit;
 using simulated::KeyDefinition;
 using simulated::KeyFaults;
 using simulated::Order;
@@ -171,7 +171,7 @@ class ADoctor : public tests::TelevisionTest {
 TEST_F(ADoctor, FindsNothingOnATelevisionWithoutAFault) {
     const tests::State before = tests::State::now();
     {
-        Examination examination(select(doctor::allChecks(), {.video = false}));
+        Examination examination(select(conformance::allChecks(), {.video = false}));
         const std::atomic<bool> stop{false};
         const std::vector<Result> results = examination.run(stop);
         expectAllPassed(results);
@@ -285,7 +285,7 @@ TEST_P(ADefect, IsTheOnlyFinding) {
     const auto& [name, group, key, cause, finding] = GetParam();
     cause(television, key);
     const tests::State before = tests::State::now();
-    expectOnlyFailure(examine({*key == '\0' ? group : key}), doctor::nameOf(group, key), finding);
+    expectOnlyFailure(examine({*key == '\0' ? group : key}), conformance::nameOf(group, key), finding);
     EXPECT_EQ(tests::State::now(), before);
 }
 
@@ -363,8 +363,8 @@ TEST_F(ADoctor, WarnsOfAnEmptyChannelTable) {
 
 Names namesOf(const Selection& selection) {
     Names names;
-    for (const Check& check : select(doctor::allChecks(), selection))
-        names.push_back(doctor::nameOf(check.group, check.subject));
+    for (const Check& check : select(conformance::allChecks(), selection))
+        names.push_back(conformance::nameOf(check.group, check.subject));
     return names;
 }
 
@@ -382,7 +382,7 @@ TEST_F(ADoctor, LeavesOutWhatChangesTheTelevisionOrNeedsAPicture) {
 
 TEST_F(ADoctor, RunsEverythingOnceWithoutASelection) {
     const Names names = namesOf({});
-    EXPECT_EQ(names.size(), doctor::allChecks().size());
+    EXPECT_EQ(names.size(), conformance::allChecks().size());
     EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), names.size());
     for (const KeyDefinition& key : model.keys()) EXPECT_THAT(names, Contains("key " + key.name));
 }
@@ -403,7 +403,7 @@ struct Changing {
                                 const std::atomic<bool>& stop = false) {
         Check check{"own", "", "what a test wants to know", {}, [&](Visit& visit) {
                         visit.undoLater("it was 1", [this] {
-                            if (refuses) throw doctor::Failure{"it stays 2", ""};
+                            if (refuses) throw conformance::Failure{"it stays 2", ""};
                             value = 1;
                         });
                         value = 2;
@@ -483,12 +483,12 @@ TEST(TheDoctorsText, HasOneLineAndWhatToDoNext) {
     EXPECT_EQ(textOf(result), "ok    key a.b: integer, 5 in 0..9   (3 ms)\n");
     result.advice = "Look.";
     EXPECT_EQ(textOf(result), "warn  key a.b: integer, 5 in 0..9   (3 ms)\n      > Look.\n");
-    EXPECT_EQ(doctor::summaryOf({result}), "1 passed (1 with a warning), 0 failed, 0 not run");
+    EXPECT_EQ(conformance::summaryOf({result}), "1 passed (1 with a warning), 0 failed, 0 not run");
     result = {"frame", "", "?", Verdict::FAILED, "no frame arrived", "Start the pipeline.", 12ms};
     EXPECT_EQ(textOf(result), "FAIL  frame: no frame arrived   (12 ms)\n      > Start the pipeline.\n");
     result = {"frame", "", "?", Verdict::NOT_RUN, "interrupted", "", 0ms};
     EXPECT_EQ(textOf(result), "--    frame: not run: interrupted\n");
-    EXPECT_EQ(doctor::summaryOf({result}), "0 passed, 0 failed, 1 not run");
+    EXPECT_EQ(conformance::summaryOf({result}), "0 passed, 0 failed, 1 not run");
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include "catalogue.h"
 #include "command.h"
 #include "completion.h"
-#include "doctor/doctor.h"
+#include "checks.h"
 #include "resources.h"
 #include "settings.h"
 #include "simulated_television.h"
@@ -14,7 +14,7 @@ namespace {
 
 std::vector<std::string> checkNames() {
     std::vector<std::string> names;
-    for (const doctor::Check& check : doctor::allChecks()) {
+    for (const conformance::Check& check : conformance::allChecks()) {
         if (std::find(names.begin(), names.end(), check.group) == names.end()) names.push_back(check.group);
         if (!check.subject.empty() && std::find(names.begin(), names.end(), check.subject) == names.end())
             names.push_back(check.subject);

@@ -7,7 +7,7 @@
 
 using lomodelapi::Argument;
 
-namespace doctor {
+namespace conformance {
 
 namespace {
 
@@ -128,4 +128,4 @@ std::vector<Check> actionChecks() {
              true}};
 }
 
-}  // namespace doctor
+}  // namespace conformance

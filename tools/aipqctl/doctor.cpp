@@ -15,22 +15,22 @@
 #include <string>
 #include <thread>
 
-#include "../catalogue.h"
-#include "../command.h"
-#include "../failure.h"
-#include "../output.h"
-#include "../simulated_television.h"
-#include "../television.h"
-#include "doctor.h"
+#include "catalogue.h"
+#include "checks.h"
+#include "command.h"
+#include "doctor_report.h"
+#include "failure.h"
+#include "output.h"
 #include "output_file.h"
-#include "results.h"
+#include "simulated_television.h"
+#include "television.h"
 #include "validators.h"
 
 namespace aipqctl {
 
 namespace {
 
-using namespace doctor;
+using namespace conformance;
 
 struct DoctorOptions {
     Selection selection;

@@ -3,16 +3,16 @@
 #include <type_traits>
 #include <utility>
 
+#include "catalogue/catalogue.h"
 #include "platform_adaptation/system_access/action_access.h"
 #include "platform_adaptation/system_access/table_access.h"
 #include "platform_adaptation/system_access/value_access.h"
-#include "catalogue/catalogue.h"
 #include "visit.h"
 
 using namespace lomodelapi;
 using catalogue::KeyDefinition;
 
-namespace doctor {
+namespace conformance {
 
 namespace {
 
@@ -308,7 +308,7 @@ template <typename K>
 Passed checkWrite(Visit& visit, const KeyDefinition& key) {
     Setting<K> setting(visit, key);
     const auto& subscription = setting.subscription;
-    const auto read = [&] { return doctor::read<typename K::Value>(setting.subscription.access()); };
+    const auto read = [&] { return conformance::read<typename K::Value>(setting.subscription.access()); };
     const std::string after = " after " + textOf(setting.changed) + " was written";
 
     setting.change();
@@ -432,4 +432,4 @@ std::vector<Check> modelChecks() {
     return checks;
 }
 
-}  // namespace doctor
+}  // namespace conformance

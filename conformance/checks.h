@@ -1,7 +1,7 @@
 // Checks of a platform: whether everything that the library demands of it is there and behaves. They run on
 // any television, real or simulated, and put back what they change.
-#ifndef TOOLS_AIPQCTL_DOCTOR_DOCTOR_H
-#define TOOLS_AIPQCTL_DOCTOR_DOCTOR_H
+#ifndef CONFORMANCE_CHECKS_H
+#define CONFORMANCE_CHECKS_H
 
 #include <atomic>
 #include <chrono>
@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-namespace doctor {
+namespace conformance {
 
 class Visit;
 
@@ -98,6 +98,6 @@ class Examination {
     std::thread m_hanging;
 };
 
-}  // namespace doctor
+}  // namespace conformance
 
 #endif

@@ -1,6 +1,6 @@
 // What a check uses while it runs.
-#ifndef TOOLS_AIPQCTL_DOCTOR_VISIT_H
-#define TOOLS_AIPQCTL_DOCTOR_VISIT_H
+#ifndef CONFORMANCE_VISIT_H
+#define CONFORMANCE_VISIT_H
 
 #include <atomic>
 #include <chrono>
@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
-#include "doctor.h"
+#include "checks.h"
 
-namespace doctor {
+namespace conformance {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
@@ -142,6 +142,6 @@ std::vector<Check> channelChecks();
 std::vector<Check> videoChecks();
 std::vector<Check> applicationChecks();
 
-}  // namespace doctor
+}  // namespace conformance
 
 #endif

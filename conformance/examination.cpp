@@ -5,11 +5,11 @@
 #include <map>
 #include <stdexcept>
 
-#include "doctor.h"
+#include "checks.h"
 #include "platform_adaptation/system_access/value_access_base.h"
 #include "visit.h"
 
-namespace doctor {
+namespace conformance {
 
 std::string nameOf(const std::string& group, const std::string& subject) {
     return subject.empty() ? group : group + ' ' + subject;
@@ -237,4 +237,4 @@ std::string errorText(int error) {
     return std::string(std::strerror(error)) + " (errno " + std::to_string(error) + ")";
 }
 
-}  // namespace doctor
+}  // namespace conformance

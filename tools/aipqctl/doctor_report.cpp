@@ -1,4 +1,4 @@
-#include "results.h"
+#include "doctor_report.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -6,7 +6,7 @@
 
 #include "safe_text.h"
 
-namespace doctor {
+namespace conformance {
 
 namespace {
 
@@ -144,4 +144,4 @@ ExitCode exitCodeOf(const std::vector<Result>& results) {
     return allPassed ? EXIT_DONE : EXIT_REFUSED;
 }
 
-}  // namespace doctor
+}  // namespace conformance

@@ -1,14 +1,14 @@
 // What is told about checks: to people, to programs, and how the tool ends.
-#ifndef TOOLS_AIPQCTL_DOCTOR_RESULTS_H
-#define TOOLS_AIPQCTL_DOCTOR_RESULTS_H
+#ifndef AIPQCTL_DOCTOR_REPORT_H
+#define AIPQCTL_DOCTOR_REPORT_H
 
 #include <string>
 #include <vector>
 
-#include "../../support/exit_code.h"
-#include "doctor.h"
+#include "checks.h"
+#include "exit_code.h"
 
-namespace doctor {
+namespace conformance {
 
 // One check, in one line, and what to do next in another one if need be.
 std::string textOf(const Result& result);
@@ -23,6 +23,6 @@ std::string junitOf(const std::vector<Result>& results);
 
 ExitCode exitCodeOf(const std::vector<Result>& results);
 
-}  // namespace doctor
+}  // namespace conformance
 
 #endif

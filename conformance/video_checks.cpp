@@ -19,7 +19,7 @@
 
 using korvale::ai::PictureData;
 
-namespace doctor {
+namespace conformance {
 
 namespace {
 
@@ -330,4 +330,4 @@ std::vector<Check> videoChecks() {
     return {std::begin(checks), std::end(checks)};
 }
 
-}  // namespace doctor
+}  // namespace conformance

@@ -8,7 +8,7 @@
 using zt::apmclient::AppManagerClient;
 using zt::appmanager::AppInterface;
 
-namespace doctor {
+namespace conformance {
 
 namespace {
 
@@ -49,4 +49,4 @@ std::vector<Check> applicationChecks() {
              checkApplicationManager}};
 }
 
-}  // namespace doctor
+}  // namespace conformance

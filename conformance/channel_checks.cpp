@@ -6,7 +6,7 @@
 #include "platform_adaptation/system_access/iterator_access.h"
 #include "visit.h"
 
-namespace doctor {
+namespace conformance {
 
 namespace {
 
@@ -101,4 +101,4 @@ std::vector<Check> channelChecks() {
              checkChannels}};
 }
 
-}  // namespace doctor
+}  // namespace conformance
