@@ -15,17 +15,16 @@ NotificationThread::~NotificationThread() {
     m_thread.join();
 }
 
-void NotificationThread::post(const void* receiver, std::function<void()> news) {
+void NotificationThread::post(const void* receiver, std::function<void()> deliver) {
     const std::lock_guard lock(m_mutex);
-    m_waiting.push_back({receiver, std::move(news)});
+    m_waiting.push_back({receiver, std::move(deliver)});
     m_changed.notify_all();
 }
 
 void NotificationThread::forget(const void* receiver) {
     std::unique_lock lock(m_mutex);
-    std::erase_if(m_waiting, [&](const News& news) { return news.receiver == receiver; });
-    if (std::this_thread::get_id() != m_thread.get_id())
-        m_changed.wait(lock, [&] { return m_told != receiver; });
+    std::erase_if(m_waiting, [&](const Notification& waiting) { return waiting.receiver == receiver; });
+    m_call.waitUntilLeft(receiver, lock);
 }
 
 void NotificationThread::run() {
@@ -35,16 +34,14 @@ void NotificationThread::run() {
             m_changed.wait(lock);
             continue;
         }
-        News news = std::move(m_waiting.front());
+        Notification notification = std::move(m_waiting.front());
         m_waiting.pop_front();
-        m_told = news.receiver;
-        lock.unlock();
-        news.tell();
-        // Its end may take a lock of the bus, whose holder may be waiting for this one.
-        news.tell = nullptr;
-        lock.lock();
-        m_told = nullptr;
-        m_changed.notify_all();
+        m_call.run(notification.receiver, lock, [&notification] {
+            notification.deliver();
+            // Its destructor may take a lock of the bus, whose holder may be waiting for the lock that run()
+            // takes.
+            notification.deliver = nullptr;
+        });
     }
 }
 

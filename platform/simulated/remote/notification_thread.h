@@ -1,4 +1,4 @@
-// A thread that brings news to receivers, one after the other, in order.
+// A thread that delivers notifications to receivers, one after the other, in order.
 #ifndef REMOTE_NOTIFICATION_THREAD_H
 #define REMOTE_NOTIFICATION_THREAD_H
 
@@ -8,34 +8,36 @@
 #include <mutex>
 #include <thread>
 
+#include "current_call.h"
+
 namespace remote {
 
 class NotificationThread {
   public:
     NotificationThread();
-    // What has not been brought is dropped.
+    // Drops the notifications that have not been delivered.
     ~NotificationThread();
     NotificationThread(const NotificationThread&) = delete;
     NotificationThread& operator=(const NotificationThread&) = delete;
 
-    void post(const void* receiver, std::function<void()> news);
+    void post(const void* receiver, std::function<void()> deliver);
 
-    // Drops what waits for the receiver, and waits until it is not being told anything any more, unless this
-    // is called by what it is being told.
+    // Drops the receiver's notifications, and waits until none is being delivered to it. Does not wait on
+    // this thread itself.
     void forget(const void* receiver);
 
   private:
-    struct News {
+    struct Notification {
         const void* receiver;
-        std::function<void()> tell;
+        std::function<void()> deliver;
     };
 
     void run();
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::deque<News> m_waiting;
-    const void* m_told = nullptr;
+    std::deque<Notification> m_waiting;
+    simulated::CurrentCall<const void*> m_call{m_changed};
     bool m_ending = false;
     std::thread m_thread;  // last: it uses all of the above
 };

@@ -4,6 +4,7 @@
 #include <map>
 #include <thread>
 
+#include "current_call.h"
 #include "deliver.h"
 #include "other_television.h"
 #include "record.h"
@@ -92,8 +93,7 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
     int unregisterApp(const std::string& name) override {
         std::unique_lock lock(m_mutex);
         if (m_apps.erase(name) == 0) return STATUS_UNKNOWN_APPLICATION;
-        if (std::this_thread::get_id() != m_thread.get_id())
-            m_changed.wait(lock, [&] { return !m_busy || m_told != name; });
+        m_call.waitUntilLeft(name, lock);
         return 0;
     }
 
@@ -112,7 +112,7 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
 
     bool settle(std::chrono::milliseconds limit) {
         std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(lock, limit, [this] { return m_waiting.empty() && !m_busy; });
+        return m_changed.wait_for(lock, limit, [this] { return m_waiting.empty() && !m_call.isRunning(); });
     }
 
     Events& m_events;
@@ -138,12 +138,9 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
             const auto found = m_apps.find(news.name);
             if (found != m_apps.end()) {
                 const boost::shared_ptr<AppInterface> app = found->second;
-                m_busy = true;
-                m_told = news.name;
-                lock.unlock();
-                const int answer = deliver(*app, news.news, news.url, news.text, news.number);
-                lock.lock();
-                m_busy = false;
+                int answer = 0;
+                m_call.run(news.name, lock,
+                           [&] { answer = deliver(*app, news.news, news.url, news.text, news.number); });
                 record(m_answers, answer);
             }
             m_changed.notify_all();
@@ -151,8 +148,7 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
     }
 
     std::condition_variable m_changed;
-    bool m_busy = false;
-    std::string m_told;
+    CurrentCall<std::string> m_call{m_changed};
     bool m_ending = false;
     std::thread m_thread;  // last: it uses all of the above
 };

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "current_call.h"
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
@@ -169,7 +170,7 @@ class Model::Implementation final : public RootInterface {
             const Observer* const closed = observer;
             observer = nullptr;
             ++life;
-            model.waitUntilLeft(closed, lock);
+            model.m_call.waitUntilLeft(closed, lock);
         }
 
         void refresh() {
@@ -372,7 +373,7 @@ class Model::Implementation final : public RootInterface {
         observers.erase(subscribed);
         for (ClientObject& access : found->second.clientObjects)
             if (&access == value) access.close(lock);
-        waitUntilLeft(observer, lock);
+        m_call.waitUntilLeft(observer, lock);
         return 0;
     }
 
@@ -449,8 +450,8 @@ class Model::Implementation final : public RootInterface {
 
     bool settle(std::chrono::milliseconds limit) {
         std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(
-            lock, limit, [this] { return (m_held || m_queue.empty()) && m_called == nullptr && !m_busy; });
+        return m_changed.wait_for(lock, limit,
+                                  [this] { return (m_held || m_queue.empty()) && !m_call.isRunning(); });
     }
 
   private:
@@ -589,41 +590,24 @@ class Model::Implementation final : public RootInterface {
     }
 
     void deliver(const Notification& event, std::unique_lock<std::mutex>& lock) {
-        m_busy = true;
         if (event.iterator != nullptr) {
-            if (event.iterator->life == event.life && event.iterator->observer != nullptr)
-                call(event.iterator->observer, event.tell, lock);
+            Observer* const observer = event.iterator->observer;
+            if (event.iterator->life == event.life && observer != nullptr)
+                m_call.run(observer, lock, [&] { event.tell(observer); });
         } else {
             const std::vector<Observer*> observers = event.key->observers;
             for (Observer* const observer : observers) {
                 const std::vector<Observer*>& now = event.key->observers;
                 if (std::find(now.begin(), now.end(), observer) != now.end())
-                    call(observer, event.tell, lock);
+                    m_call.run(observer, lock, [&] { event.tell(observer); });
             }
         }
-        m_busy = false;
         m_changed.notify_all();
-    }
-
-    void call(Observer* observer, const Notice& tell, std::unique_lock<std::mutex>& lock) {
-        m_called = observer;
-        lock.unlock();
-        tell(observer);
-        lock.lock();
-        m_called = nullptr;
-        m_changed.notify_all();
-    }
-
-    // Until the model thread has left the observer, unless this is the model thread.
-    void waitUntilLeft(const Observer* observer, std::unique_lock<std::mutex>& lock) {
-        if (std::this_thread::get_id() != m_thread.get_id())
-            m_changed.wait(lock, [&] { return m_called != observer; });
     }
 
     unsigned m_lastActionId = 0;
     std::deque<Notification> m_queue;
-    bool m_busy = false;
-    Observer* m_called = nullptr;
+    CurrentCall<const Observer*> m_call{m_changed};
     bool m_ending = false;
     std::thread m_thread;
 };
