@@ -1,0 +1,20 @@
+#ifndef SIMULATED_ROW_SELECTION_H
+#define SIMULATED_ROW_SELECTION_H
+
+#include <vector>
+
+#include "lomodelapi/table.h"
+#include "simulated/model.h"
+
+namespace simulated {
+
+// The rows of a table that match all selections, in this order, with these columns only.
+Rows selectRows(const Rows& table, const std::vector<lomodelapi::TableSelection>& selections,
+                const std::vector<int>& columns, const std::vector<lomodelapi::TableOrder>& orders);
+
+// The position of the first row that has this text in this column; -1 if there is none.
+int findRow(const Rows& rows, int column, const std::string& text);
+
+}  // namespace simulated
+
+#endif
