@@ -1,3 +1,5 @@
+#include "simulated/application_manager.h"
+
 #include <boost/shared_ptr.hpp>
 #include <condition_variable>
 #include <deque>

@@ -1,3 +1,5 @@
+#include "simulated/debug_output.h"
+
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
@@ -9,7 +11,6 @@
 
 #include "csp/debug.h"
 #include "csp/log_level.h"
-#include "simulated/television.h"
 
 namespace simulated {
 

@@ -1,15 +1,15 @@
-// Tells an application news of its life.
+// Delivers a notification of the application manager to an application.
 #ifndef SIMULATED_DELIVER_H
 #define SIMULATED_DELIVER_H
 
 #include <string>
 
-#include "simulated/television.h"
+#include "simulated/lifecycle.h"
 #include "zt/appmanager/app_interface.h"
 
 namespace simulated {
 
-// What the application answered.
+// Returns the application's answer.
 int deliver(zt::appmanager::AppInterface& app, Lifecycle news, const std::string& url,
             const std::string& text, int number);
 

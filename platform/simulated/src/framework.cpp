@@ -1,3 +1,5 @@
+#include "simulated/framework.h"
+
 #include <boost/make_shared.hpp>
 
 #include "frame/process.h"

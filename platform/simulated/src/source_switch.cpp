@@ -1,3 +1,5 @@
+#include "simulated/source_switch.h"
+
 #include <algorithm>
 #include <charconv>
 #include <stdexcept>

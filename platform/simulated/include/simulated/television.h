@@ -10,8 +10,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <deque>
-#include <functional>
 #include <future>
 #include <initializer_list>
 #include <map>
@@ -21,139 +19,16 @@
 #include <thread>
 #include <vector>
 
+#include "simulated/application_manager.h"
+#include "simulated/debug_output.h"
 #include "simulated/events.h"
+#include "simulated/framework.h"
 #include "simulated/lifecycle.h"
 #include "simulated/model.h"
-
-namespace zt {
-namespace apmclient {
-class AppManagerClient;
-}
-}  // namespace zt
+#include "simulated/source_switch.h"
+#include "simulated/thread_creation.h"
 
 namespace simulated {
-
-// The process framework that clients ask for the model.
-class Framework {
-  public:
-    // Look-ups are refused with `status`; 0 for none.
-    void failLookups(int status);
-    // Look-ups succeed, but the interface that they give has no root.
-    void withholdRoot(bool withhold);
-    int lookupStatus() const;
-    bool withholdsRoot() const;
-    // Since the last reset: look-ups of an interface, and questions for its root.
-    unsigned lookups() const;
-    unsigned rootQuestions() const;
-    void reset();
-
-    // For the platform's side.
-    int lookUp(const std::string& name);
-    bool givesRoot();
-
-  private:
-    mutable std::mutex m_mutex;
-    int m_status = 0;
-    bool m_withholdRoot = false;
-    unsigned m_lookups = 0;
-    unsigned m_rootQuestions = 0;
-};
-
-// The platform's debug output.
-class DebugOutput {
-  public:
-    enum class Verbosity { OFF, ERROR, INFO, TRACE };
-
-    // Receives each line that is on, with its level word, one at a time, on the thread that logs.
-    using Sink = std::function<void(unsigned levelWord, const std::string& line)>;
-
-    void setVerbosity(Verbosity verbosity);
-    // Empty for the default, which prints readable lines on stderr.
-    void setSink(Sink sink);
-    // Receives what the sink receives, before it; empty for none. It stays over a reset.
-    void setListener(Sink listener);
-    // Verbosity from the environment, default sink.
-    void reset();
-};
-
-// The platform's thread creation.
-class ThreadCreation {
-  public:
-    struct Record {
-        void* (*routine)(void*);
-        std::string file;
-        int line;
-    };
-
-    // After `skip` more creations, the next `count` fail.
-    void fail(unsigned count, unsigned skip = 0);
-    // Creations that are still to fail, and to succeed before.
-    unsigned failures() const;
-    unsigned skips() const;
-    // Since the last reset: threads created, the newest RECORDED, and attribute objects initialised but not
-    // destroyed.
-    std::vector<Record> created() const;
-    int attributesInUse() const;
-    void reset();
-
-    // For the platform's side.
-    bool mayCreate(void* (*routine)(void*), const char* file, int line);
-    void attributesChanged(int difference);
-
-  private:
-    mutable std::mutex m_mutex;
-    unsigned m_skip = 0;
-    unsigned m_failures = 0;
-    int m_attributesInUse = 0;
-    std::deque<Record> m_created;
-};
-
-// The application manager. Notifications are delivered one at a time, in order, on its own client thread.
-class ApplicationManager {
-  public:
-    struct Report {
-        std::string name;
-        int status;
-    };
-
-    explicit ApplicationManager(Events& events);
-    ~ApplicationManager();
-    ApplicationManager(const ApplicationManager&) = delete;
-    ApplicationManager& operator=(const ApplicationManager&) = delete;
-
-    // Whether clients can reach it; they can at first.
-    void setReachable(bool reachable);
-    // Registrations are refused with `status`; 0 for none.
-    void refuseRegistrations(int status);
-    bool reachable() const;
-    int refusal() const;
-
-    // Tells every registered application, or the one of this name. `text` is the parameter or the message,
-    // `number` the reason, resource, status or key.
-    void tell(Lifecycle news, const std::string& appUrl, const std::string& text = std::string(),
-              int number = 0);
-    void tellOne(const std::string& name, Lifecycle news, const std::string& appUrl,
-                 const std::string& text = std::string(), int number = 0);
-
-    // Waits until everything has been told; false if that takes longer. Not to be called from a notification.
-    bool settle(std::chrono::milliseconds limit = std::chrono::seconds(30));
-
-    // Registered now; and what applications reported, and answered to notifications, since the last reset,
-    // the newest RECORDED of each.
-    std::vector<std::string> applications() const;
-    std::vector<Report> reports() const;
-    std::vector<int> answers() const;
-
-    // Reachable, nothing recorded or waiting to be told. Registrations stay.
-    void reset();
-
-    // What clients reach; null if it is not reachable.
-    zt::apmclient::AppManagerClient* client();
-
-  private:
-    class Implementation;
-    std::unique_ptr<Implementation> m_implementation;
-};
 
 // What is on the screen.
 struct Picture {
@@ -263,48 +138,6 @@ class VideoPipeline {
     std::string m_scene;
     std::string m_input;  // the name on its card; empty for the programme
     std::string m_error;
-};
-
-// What the source-switch action does: it changes channel and source, and hands out and takes back resources.
-// The channels are the rows of the channel list.
-class SourceSwitch {
-  public:
-    // Errors that it answers with.
-    static constexpr int ERROR_UNKNOWN_COMMAND = 22;
-    static constexpr int ERROR_UNKNOWN_CHANNEL = 44;
-
-    SourceSwitch(Model& model, VideoPipeline& video, Events& events);
-
-    // As the remote control does: the number of a channel, or "+1" or "-1". False if there is no such
-    // channel.
-    bool selectChannel(const std::string& number);
-    // Stops digital television, or lets it go on.
-    void setPlaying(bool playing);
-
-    // The row of the channel list that is on.
-    std::size_t channel() const;
-    // Its number; empty if it is in the list no more.
-    std::string channelNumber() const;
-    // Resources that clients have taken: a set of bits, video 1, audio 2, PSI 4.
-    int takenResources() const;
-    // Whether digital television is playing.
-    bool playing() const;
-    void reset();
-
-  private:
-    Answer perform(const std::vector<lomodelapi::Argument>& arguments);
-    Answer changeChannel(const std::vector<lomodelapi::Argument>& arguments);
-    void tune(const Rows& rows, std::size_t channel, bool forceShowAV);
-    void show(const std::vector<std::string>& row, bool forceShowAV);
-    void play(bool playing);
-
-    Model& m_model;
-    VideoPipeline& m_video;
-    Events& m_events;
-    mutable std::mutex m_mutex;
-    std::size_t m_channel = 0;
-    int m_takenResources = 0;
-    bool m_playing = true;
 };
 
 class Television {

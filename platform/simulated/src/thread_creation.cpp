@@ -1,3 +1,5 @@
+#include "simulated/thread_creation.h"
+
 #include <cerrno>
 
 #include "csp/thread.h"

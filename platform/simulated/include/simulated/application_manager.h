@@ -1,0 +1,70 @@
+#ifndef SIMULATED_APPLICATION_MANAGER_H
+#define SIMULATED_APPLICATION_MANAGER_H
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "simulated/events.h"
+#include "simulated/lifecycle.h"
+
+namespace zt {
+namespace apmclient {
+class AppManagerClient;
+}
+}  // namespace zt
+
+namespace simulated {
+
+// The application manager. It delivers notifications one at a time, in order, on its own client thread.
+class ApplicationManager {
+  public:
+    struct Report {
+        std::string name;
+        int status;
+    };
+
+    explicit ApplicationManager(Events& events);
+    ~ApplicationManager();
+    ApplicationManager(const ApplicationManager&) = delete;
+    ApplicationManager& operator=(const ApplicationManager&) = delete;
+
+    // Whether clients can reach it; they can at first.
+    void setReachable(bool reachable);
+    // Refuses registrations with `status`; 0 for no refusal.
+    void refuseRegistrations(int status);
+    bool reachable() const;
+    int refusal() const;
+
+    // Notifies every registered application, or the one of this name. `text` is the parameter or the message,
+    // `number` the reason, resource, status or key.
+    void tell(Lifecycle news, const std::string& appUrl, const std::string& text = std::string(),
+              int number = 0);
+    void tellOne(const std::string& name, Lifecycle news, const std::string& appUrl,
+                 const std::string& text = std::string(), int number = 0);
+
+    // Waits until every notification has been delivered; false if that takes longer. Not to be called from a
+    // notification.
+    bool settle(std::chrono::milliseconds limit = std::chrono::seconds(30));
+
+    // Registered now; and what applications reported, and answered to notifications, since the last reset,
+    // the newest RECORDED of each.
+    std::vector<std::string> applications() const;
+    std::vector<Report> reports() const;
+    std::vector<int> answers() const;
+
+    // Reachable, nothing recorded, no notification waiting. Registrations stay.
+    void reset();
+
+    // What clients reach; null if it is not reachable.
+    zt::apmclient::AppManagerClient* client();
+
+  private:
+    class Implementation;
+    std::unique_ptr<Implementation> m_implementation;
+};
+
+}  // namespace simulated
+
+#endif

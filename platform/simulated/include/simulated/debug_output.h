@@ -1,0 +1,28 @@
+#ifndef SIMULATED_DEBUG_OUTPUT_H
+#define SIMULATED_DEBUG_OUTPUT_H
+
+#include <functional>
+#include <string>
+
+namespace simulated {
+
+// The platform's debug output.
+class DebugOutput {
+  public:
+    enum class Verbosity { OFF, ERROR, INFO, TRACE };
+
+    // Receives each line that is on, with its level word, one at a time, on the thread that logs.
+    using Sink = std::function<void(unsigned levelWord, const std::string& line)>;
+
+    void setVerbosity(Verbosity verbosity);
+    // Empty for the default, which prints readable lines on stderr.
+    void setSink(Sink sink);
+    // Receives each line before the sink does; empty for none. A reset keeps it.
+    void setListener(Sink listener);
+    // Verbosity from the environment, default sink.
+    void reset();
+};
+
+}  // namespace simulated
+
+#endif

@@ -1,0 +1,60 @@
+#ifndef SIMULATED_SOURCE_SWITCH_H
+#define SIMULATED_SOURCE_SWITCH_H
+
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "simulated/events.h"
+#include "simulated/model.h"
+
+namespace simulated {
+
+class VideoPipeline;
+
+// The source-switch action: changes channel and source, and gives resources to clients and takes them back.
+// The channels are the rows of the channel list.
+class SourceSwitch {
+  public:
+    // Errors that it answers with.
+    static constexpr int ERROR_UNKNOWN_COMMAND = 22;
+    static constexpr int ERROR_UNKNOWN_CHANNEL = 44;
+
+    SourceSwitch(Model& model, VideoPipeline& video, Events& events);
+
+    // Like the remote control: selects a channel by its number, or the next ("+1") or previous ("-1") one.
+    // False if there is no such channel.
+    bool selectChannel(const std::string& number);
+    // Stops digital television, or lets it go on.
+    void setPlaying(bool playing);
+
+    // The row of the channel list that is on.
+    std::size_t channel() const;
+    // Its number; empty if the list no longer has it.
+    std::string channelNumber() const;
+    // Resources that clients have taken: a set of bits, video 1, audio 2, PSI 4.
+    int takenResources() const;
+    // Whether digital television is playing.
+    bool playing() const;
+    void reset();
+
+  private:
+    Answer perform(const std::vector<lomodelapi::Argument>& arguments);
+    Answer changeChannel(const std::vector<lomodelapi::Argument>& arguments);
+    void tune(const Rows& rows, std::size_t channel, bool forceShowAV);
+    void show(const std::vector<std::string>& row, bool forceShowAV);
+    void play(bool playing);
+
+    Model& m_model;
+    VideoPipeline& m_video;
+    Events& m_events;
+    mutable std::mutex m_mutex;
+    std::size_t m_channel = 0;
+    int m_takenResources = 0;
+    bool m_playing = true;
+};
+
+}  // namespace simulated
+
+#endif

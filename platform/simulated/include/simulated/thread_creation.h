@@ -1,0 +1,45 @@
+#ifndef SIMULATED_THREAD_CREATION_H
+#define SIMULATED_THREAD_CREATION_H
+
+#include <deque>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace simulated {
+
+// The platform's thread creation.
+class ThreadCreation {
+  public:
+    struct Record {
+        void* (*routine)(void*);
+        std::string file;
+        int line;
+    };
+
+    // After `skip` more creations, the next `count` fail.
+    void fail(unsigned count, unsigned skip = 0);
+    // The number of creations that still fail, and the number that succeeds before them.
+    unsigned failures() const;
+    unsigned skips() const;
+    // Since the last reset: threads created, the newest RECORDED, and attribute objects initialised but not
+    // destroyed.
+    std::vector<Record> created() const;
+    int attributesInUse() const;
+    void reset();
+
+    // For the platform's side.
+    bool mayCreate(void* (*routine)(void*), const char* file, int line);
+    void attributesChanged(int difference);
+
+  private:
+    mutable std::mutex m_mutex;
+    unsigned m_skip = 0;
+    unsigned m_failures = 0;
+    int m_attributesInUse = 0;
+    std::deque<Record> m_created;
+};
+
+}  // namespace simulated
+
+#endif
