@@ -6,7 +6,7 @@ cd "$1"
 folder_of() {  # the project's folder in which an included name is found, if it is one of ours
     local name=$1 from=$2 folder
     for folder in "$(dirname "$from")" include platform/include platform/catalogue platform/catalogue/include \
-        platform/simulated/include platform/simulated/src platform/simulated/remote platform/simulated/pipeline \
+        platform/simulated/include platform/simulated/src platform/simulated/remote platform/simulated/pipeline platform/simulated/picture/include \
         source/common/src source/platform_adaptation/src source/platform_adaptation/src/system_access conformance \
         tools/support tools/aipqctl tools/aipq-television tools/aipq-television/screen examples/support tests/support; do
         if [[ -f $folder/$name ]]; then
@@ -26,7 +26,7 @@ allowed() {  # FILE INCLUDED
         conformance/*) [[ $2 == conformance/* || $2 == include/* || $2 == platform/include/* || $2 == platform/catalogue/* ]] ;;
         tools/*) [[ $2 == tools/* || $2 == conformance/* || $2 == include/* || $2 == platform/* ]] ;;
         examples/*_test.cpp) [[ $2 == include/* || $2 == platform/simulated/include/* ]] ;;
-        examples/*) [[ $2 == include/* || $2 == examples/* ]] ;;
+        examples/*) [[ $2 == include/* || $2 == examples/* || $2 == platform/simulated/picture/include/* ]] ;;
         *) true ;;
     esac
 }

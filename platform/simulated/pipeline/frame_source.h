@@ -2,23 +2,14 @@
 #ifndef PIPELINE_FRAME_SOURCE_H
 #define PIPELINE_FRAME_SOURCE_H
 
-#include <cstddef>
-#include <cstdint>
 #include <string>
-#include <vector>
+
+#include "simulated_picture/picture.h"
 
 namespace pipeline {
 
-// Always RGBA, rows from the top, without padding. The layout a requester wishes is made at the very end, so
-// that sources and picture settings know only this one.
-struct Image {
-    std::uint32_t width = 0;
-    std::uint32_t height = 0;
-    std::vector<std::uint8_t> rgba;
-
-    Image(std::uint32_t imageWidth, std::uint32_t imageHeight)
-        : width(imageWidth), height(imageHeight), rgba(std::size_t{4} * imageWidth * imageHeight) {}
-};
+// The layout a requester wishes is made at the very end, so that sources and picture settings know only RGBA.
+using simulated::Image;
 
 class FrameSource {
   public:

@@ -109,7 +109,7 @@ void Pipeline::show(std::unique_ptr<FrameSource> source) {
 // What is on, as the picture settings make it.
 bool Pipeline::render(Image& image) {
     const bool rendered = m_source->render(image);
-    if (rendered) applyPicture(m_picture, image);
+    if (rendered) simulated::applyPicture(m_picture, image);
     if (!rendered && !m_cannotRender) reportEverywhere("cannot convert what is on into a frame");
     m_cannotRender = !rendered;
     return rendered;
@@ -144,7 +144,7 @@ std::string Pipeline::execute(const std::string& line) {
     }
     const std::vector<std::string_view> word = words(line);
     if (word.size() >= 2 && word[0] == "set") {
-        return setPicture(m_picture, word[1], {word.begin() + 2, word.end()});
+        return simulated::setPicture(m_picture, word[1], {word.begin() + 2, word.end()});
     }
     if (word.size() == 2 && word[0] == "scene") return showScene(word[1]);
     if (word.size() == 2 && word[0] == "input") {

@@ -12,9 +12,9 @@
 #include "clip_source.h"
 #include "control.h"
 #include "frame_source.h"
-#include "picture.h"
 #include "preview.h"
 #include "request_server.h"
+#include "simulated_picture/picture.h"
 
 namespace pipeline {
 
@@ -51,7 +51,7 @@ class Pipeline {
     Preview m_preview;
     int m_stopSignals;
     RequestServer m_server;
-    PictureSettings m_picture;
+    simulated::PictureSettings m_picture;
     std::unique_ptr<FrameSource> m_source;  // null until the clip of the command line is there
     unsigned long m_delivered = 0;
     bool m_cannotRender = false;

@@ -1,14 +1,24 @@
-// The television's picture settings and what they do to a frame.
-#ifndef PIPELINE_PICTURE_H
-#define PIPELINE_PICTURE_H
+// The simulated television's picture settings and what its panel makes of a frame with them.
+#ifndef SIMULATED_PICTURE_PICTURE_H
+#define SIMULATED_PICTURE_PICTURE_H
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "frame_source.h"
+namespace simulated {
 
-namespace pipeline {
+// RGBA, rows from the top, without padding.
+struct Image {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::vector<std::uint8_t> rgba;
+
+    Image(std::uint32_t imageWidth, std::uint32_t imageHeight)
+        : width(imageWidth), height(imageHeight), rgba(std::size_t{4} * imageWidth * imageHeight) {}
+};
 
 struct PictureSettings {
     // 0..100, 50 is neutral.
@@ -38,6 +48,6 @@ std::string setPicture(PictureSettings& settings, std::string_view name,
 // Neutral settings leave every byte as it is.
 void applyPicture(const PictureSettings& settings, Image& image);
 
-}  // namespace pipeline
+}  // namespace simulated
 
 #endif

@@ -1,4 +1,4 @@
-#include "picture.h"
+#include "simulated_picture/picture.h"
 
 #include <algorithm>
 #include <array>
@@ -8,7 +8,7 @@
 #include <numbers>
 #include <optional>
 
-namespace pipeline {
+namespace simulated {
 namespace {
 
 constexpr std::size_t CHANNELS = 4;
@@ -199,4 +199,4 @@ void applyPicture(const PictureSettings& settings, Image& image) {
     applyColour(settings, image);
 }
 
-}  // namespace pipeline
+}  // namespace simulated
