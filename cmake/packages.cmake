@@ -95,7 +95,7 @@ set(CPACK_DEBIAN_SIMULATOR_PACKAGE_MULTIARCH foreign)
 # The television starts its own bus. The recommended plugins play films.
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_DEPENDS "${platform_package} ${same_version}, dbus-daemon")
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_RECOMMENDS
-  "gstreamer1.0-plugins-base, gstreamer1.0-plugins-good, gstreamer1.0-libav")
+  "gstreamer1.0-plugins-base, gstreamer1.0-plugins-good, gstreamer1.0-plugins-bad, gstreamer1.0-libav")
 set(CPACK_DEBIAN_SIMULATOR_DESCRIPTION "simulated television
 The television that a program of the platform adaptation library talks to on a
 PC, as a process of its own, with a video pipeline and scenarios that play on

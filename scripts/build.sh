@@ -12,7 +12,9 @@ BUILD_PACKAGES=(
     libcairo2-dev               # the picture-quality service's sheet and plot
     libpng-dev                  # saved pictures
     libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev  # the video pipeline's decoder
-    gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav  # the formats that it plays
+    gstreamer1.0-plugins-base gstreamer1.0-plugins-good  # films: MP4, Matroska, WebM, AVI; VP8, VP9; deinterlacing
+    gstreamer1.0-plugins-bad    # films: MPEG-TS, AV1, and the parsers of H.264, HEVC and MPEG-2
+    gstreamer1.0-libav          # films: H.264, HEVC, MPEG-2 and most others
     libcpp-httplib-dev libturbojpeg0-dev  # the page that shows the simulated television
     googletest                  # tests, built from source
 )
@@ -23,7 +25,7 @@ TEST_PACKAGES=(
     valgrind                    # counts the hot operations' instructions
     python3-pytest python3-jeepney mypy  # tests in Python
     python3-jsonschema libxml2-utils mandoc  # check the tools' JSON, XML and manual
-    gstreamer1.0-tools          # makes the films that the tests play
+    gstreamer1.0-tools ffmpeg   # make the films that the tests play
     systemd                     # busctl, with which people use the television
 )
 

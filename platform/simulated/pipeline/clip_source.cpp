@@ -1,21 +1,20 @@
 #include "clip_source.h"
 
-#include <fcntl.h>
 #include <gst/app/gstappsink.h>
-#include <gst/gst.h>
-#include <gst/video/video.h>
-#include <sys/stat.h>
 
+#include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
-#include <cstddef>
 #include <mutex>
+#include <optional>
 #include <string_view>
 #include <utility>
 
-#include "file_descriptor.h"
-#include "report.h"
+#include "clip_problem.h"
+#include "film_format.h"
+#include "frame_converter.h"
+#include "gst_owned.h"
+#include "stream_colour.h"
 
 namespace pipeline {
 namespace {
@@ -30,31 +29,18 @@ constexpr GstClockTime BUS_WAIT = 100'000'000;  // nanoseconds; how late a stop 
 // in a circle as fast as the machine can.
 constexpr auto SHORTEST_PASS = 40ms;
 
-struct Release {
-    void operator()(GstCaps* caps) const { gst_caps_unref(caps); }
-    void operator()(GstMessage* message) const { gst_message_unref(message); }
-    void operator()(GstSample* sample) const { gst_sample_unref(sample); }
-    void operator()(GstBuffer* buffer) const { gst_buffer_unref(buffer); }
-    void operator()(GstPad* pad) const { gst_object_unref(pad); }
-    void operator()(GstBus* bus) const { gst_object_unref(bus); }
-    void operator()(GstVideoConverter* converter) const { gst_video_converter_free(converter); }
-    void operator()(GError* error) const { g_error_free(error); }
-    void operator()(gchar* text) const { g_free(text); }
-    void operator()(GstElement* pipeline) const {
-        gst_element_set_state(pipeline, GST_STATE_NULL);
-        gst_object_unref(pipeline);
-    }
-};
+// The end of a film of this length is shown for this time. A shorter one is repeated without a gap: its end
+// would be announced over and over.
+constexpr GstClockTime SHORTEST_FILM_WITH_AN_END = 3 * GST_SECOND;
+constexpr auto END_LASTS = 500ms;
 
-template <typename T>
-using Owned = std::unique_ptr<T, Release>;
+// The deinterlacer leaves interlaced frames of more than 8 bits as they are: only these are converted for it.
+constexpr char DEINTERLACEABLE[] =
+    "video/x-raw, interlace-mode=progressive; video/x-raw(format:Interlaced);"
+    "video/x-raw, format={I420, YV12, NV12, NV21, Y42B, Y444, YUY2, UYVY, AYUV, RGB, BGRx}";
 
-// GStreamer's own cast macros are C casts, which this project's warnings forbid; these are its instances'
-// base and derived types.
-template <typename To, typename From>
-To* as(From* instance) {
-    return reinterpret_cast<To*>(instance);
-}
+// Each thread of a decoder holds frames of its own.
+constexpr int DECODER_THREADS = 4;
 
 struct Frame {
     Owned<GstCaps> caps;
@@ -64,76 +50,6 @@ struct Frame {
 Frame frameOf(GstCaps* caps, GstBuffer* buffer) {
     return {Owned<GstCaps>(caps == nullptr ? nullptr : gst_caps_ref(caps)),
             Owned<GstBuffer>(buffer == nullptr ? nullptr : gst_buffer_ref(buffer))};
-}
-
-// A frame's memory, accessible for as long as this lives.
-class MappedFrame {
-  public:
-    MappedFrame(const GstVideoInfo& info, GstBuffer* buffer, GstMapFlags flags)
-        : m_mapped(gst_video_frame_map(&m_frame, &info, buffer, flags) != FALSE) {}
-    MappedFrame(const MappedFrame&) = delete;
-    MappedFrame& operator=(const MappedFrame&) = delete;
-    ~MappedFrame() {
-        if (m_mapped) gst_video_frame_unmap(&m_frame);
-    }
-
-    bool valid() const { return m_mapped; }
-    GstVideoFrame* get() { return &m_frame; }
-
-  private:
-    GstVideoFrame m_frame{};
-    bool m_mapped;
-};
-
-// Scales and converts whole frames, keeping what it needs for as long as neither side changes.
-class Converter {
-  public:
-    bool convert(GstCaps* caps, GstBuffer* buffer, Image& image);
-
-  private:
-    bool prepare(const GstVideoInfo& from, const Image& image);
-
-    Owned<GstVideoConverter> m_converter;
-    GstVideoInfo m_from{};
-    GstVideoInfo m_to{};
-};
-
-bool Converter::prepare(const GstVideoInfo& from, const Image& image) {
-    const auto width = static_cast<guint>(image.width);
-    const auto height = static_cast<guint>(image.height);
-    if (m_converter && gst_video_info_is_equal(&from, &m_from) != FALSE &&
-        static_cast<guint>(m_to.width) == width && static_cast<guint>(m_to.height) == height) {
-        return true;
-    }
-    m_converter.reset();
-    m_from = from;
-    if (gst_video_info_set_format(&m_to, GST_VIDEO_FORMAT_RGBA, width, height) == FALSE) return false;
-    m_to.fps_n = m_from.fps_n;
-    m_to.fps_d = m_from.fps_d;
-
-    // The converter takes ownership of the options.
-    GstStructure* options = gst_structure_new(
-        "options", GST_VIDEO_CONVERTER_OPT_RESAMPLER_METHOD, GST_TYPE_VIDEO_RESAMPLER_METHOD,
-        GST_VIDEO_RESAMPLER_METHOD_LINEAR, GST_VIDEO_CONVERTER_OPT_ALPHA_MODE, GST_TYPE_VIDEO_ALPHA_MODE,
-        GST_VIDEO_ALPHA_MODE_SET, GST_VIDEO_CONVERTER_OPT_ALPHA_VALUE, G_TYPE_DOUBLE, 1.0, nullptr);
-    m_converter.reset(gst_video_converter_new(&m_from, &m_to, options));
-    return m_converter != nullptr;
-}
-
-bool Converter::convert(GstCaps* caps, GstBuffer* buffer, Image& image) {
-    GstVideoInfo from{};
-    if (gst_video_info_from_caps(&from, caps) == FALSE) return false;
-    // Interlaced frames are taken as they are woven: field by field, the comb would survive the scaling.
-    from.interlace_mode = GST_VIDEO_INTERLACE_MODE_PROGRESSIVE;
-    if (!prepare(from, image)) return false;
-
-    const Owned<GstBuffer> target(gst_buffer_new_wrapped_full(
-        GstMemoryFlags{}, image.rgba.data(), image.rgba.size(), 0, image.rgba.size(), nullptr, nullptr));
-    MappedFrame source(m_from, buffer, GST_MAP_READ);
-    MappedFrame result(m_to, target.get(), GST_MAP_WRITE);
-    if (!source.valid() || !result.valid()) return false;
-    gst_video_converter_frame(m_converter.get(), source.get(), result.get());
-    return true;
 }
 
 class ClipSource : public FrameSource {
@@ -148,42 +64,65 @@ class ClipSource : public FrameSource {
     void setPaused(bool paused) override;
     int eventFd() const override;
     std::string advance() override;
+    std::string film() override;
 
   private:
     std::string build();
     std::string waitForFirstFrame(const std::stop_token& stop);
     std::string cannotPlay(const std::string& why) const { return "cannot play '" + m_path + "': " + why; }
     bool hasFrame();
+    bool hasAnEnd();
     void startOver();
 
     // Called in GStreamer's threads.
-    static void onPadAdded(GstElement* decoder, GstPad* pad, gpointer sink);
+    static void onElementAdded(GstBin* pipeline, GstBin* bin, GstElement* element, gpointer self);
+    static void onPadAdded(GstElement* decoder, GstPad* pad, gpointer decoded);
     static GstFlowReturn onPreroll(GstAppSink* sink, gpointer self);
     static GstFlowReturn onFrame(GstAppSink* sink, gpointer self);
     GstFlowReturn keep(GstSample* sample);
 
     std::string m_path;
 
+    StreamColour m_colour;  // for one of GStreamer's threads
+
     std::mutex m_mutex;
-    Frame m_latest;                     // guarded by m_mutex
+    // Guarded by m_mutex.
+    Frame m_latest;
+    Owned<GstCaps> m_film;                           // of the frames before they are deinterlaced
+    GstClockTime m_firstTime = GST_CLOCK_TIME_NONE;  // of this pass
+    GstClockTime m_lastTime = GST_CLOCK_TIME_NONE;
+
     std::atomic<bool> m_shown = false;  // there was a frame
     std::atomic<bool> m_moves = false;  // there were more
+    std::atomic<bool> m_ended = false;  // nothing plays until the next frame
 
-    Converter m_converter;
+    FrameConverter m_converter;
     bool m_paused = true;
-    bool m_atEnd = false;
+    std::optional<Clock::time_point> m_end;
     Clock::time_point m_passStarted = Clock::now();
     Owned<GstBus> m_bus;
+    Owned<GstPad> m_decoded;  // where the decoded frames come in
     // Declared last: it must be gone before what its threads use.
     Owned<GstElement> m_pipeline;
 };
 
 ClipSource::~ClipSource() { m_pipeline.reset(); }
 
-void ClipSource::onPadAdded(GstElement* /*decoder*/, GstPad* pad, gpointer sink) {
-    const Owned<GstPad> target(gst_element_get_static_pad(static_cast<GstElement*>(sink), "sink"));
+void ClipSource::onElementAdded(GstBin* /*pipeline*/, GstBin* /*bin*/, GstElement* element, gpointer self) {
+    GObjectClass* const type = G_OBJECT_GET_CLASS(element);
+    for (const char* const name : {"max-threads", "threads"}) {
+        const GParamSpec* const property = g_object_class_find_property(type, name);
+        const bool isDecoder = gst_element_factory_list_is_type(gst_element_get_factory(element),
+                                                                GST_ELEMENT_FACTORY_TYPE_DECODER) != FALSE;
+        if (property != nullptr && isDecoder) g_object_set(element, name, DECODER_THREADS, nullptr);
+    }
+    static_cast<ClipSource*>(self)->m_colour.follow(element);
+}
+
+void ClipSource::onPadAdded(GstElement* /*decoder*/, GstPad* pad, gpointer decoded) {
     // Of several videos, the first one is shown.
-    if (gst_pad_is_linked(target.get()) == FALSE) gst_pad_link(pad, target.get());
+    GstPad* const target = static_cast<GstPad*>(decoded);
+    if (gst_pad_is_linked(target) == FALSE) gst_pad_link(pad, target);
 }
 
 GstFlowReturn ClipSource::onPreroll(GstAppSink* sink, gpointer self) {
@@ -202,8 +141,15 @@ GstFlowReturn ClipSource::keep(GstSample* sample) {
     const Owned<GstSample> shortLived(sample);
     Frame newest = frameOf(gst_sample_get_caps(sample), gst_sample_get_buffer(sample));
     if (!newest.caps || !newest.buffer) return GST_FLOW_OK;
+    Owned<GstCaps> film(gst_pad_get_current_caps(m_decoded.get()));
+    const GstClockTime time = GST_BUFFER_PTS(newest.buffer.get());
+    m_ended = false;
     const std::lock_guard lock(m_mutex);
     std::swap(m_latest, newest);
+    std::swap(m_film, film);
+    if (!GST_CLOCK_TIME_IS_VALID(time)) return GST_FLOW_OK;
+    if (!GST_CLOCK_TIME_IS_VALID(m_firstTime)) m_firstTime = m_lastTime = time;
+    m_lastTime = std::max(m_lastTime, time);
     return GST_FLOW_OK;
 }
 
@@ -212,19 +158,34 @@ bool ClipSource::hasFrame() {
     return m_latest.buffer != nullptr;
 }
 
+bool ClipSource::hasAnEnd() {
+    const std::lock_guard lock(m_mutex);
+    return m_moves && GST_CLOCK_TIME_IS_VALID(m_firstTime) &&
+           m_lastTime - m_firstTime >= SHORTEST_FILM_WITH_AN_END;
+}
+
 std::string ClipSource::build() {
     GError* failure = nullptr;
     const Owned<gchar> uri(gst_filename_to_uri(m_path.c_str(), &failure));
     if (!uri) return Owned<GError>(failure)->message;
 
     m_pipeline.reset(gst_pipeline_new(nullptr));
-    GstElement* decoder = gst_element_factory_make("uridecodebin", nullptr);
-    GstElement* sink = gst_element_factory_make("appsink", nullptr);
-    if (decoder != nullptr) gst_bin_add(as<GstBin>(m_pipeline.get()), decoder);
-    if (sink != nullptr) gst_bin_add(as<GstBin>(m_pipeline.get()), sink);
-    if (decoder == nullptr || sink == nullptr) {
-        return "GStreamer's playback and app plugins are not installed";
+    GstElement* const decoder = gst_element_factory_make("uridecodebin", nullptr);
+    GstElement* const convert = gst_element_factory_make("videoconvert", nullptr);
+    GstElement* const filter = gst_element_factory_make("capsfilter", nullptr);
+    GstElement* const deinterlacer = gst_element_factory_make("deinterlace", nullptr);
+    GstElement* const sink = gst_element_factory_make("appsink", nullptr);
+    for (GstElement* const element : {decoder, convert, filter, deinterlacer, sink}) {
+        if (element == nullptr) {
+            return "install the Debian packages gstreamer1.0-plugins-base and gstreamer1.0-plugins-good";
+        }
+        gst_bin_add(as<GstBin>(m_pipeline.get()), element);
     }
+    gst_element_link_many(convert, filter, deinterlacer, sink, nullptr);
+    const Owned<GstCaps> deinterlaceable(gst_caps_from_string(DEINTERLACEABLE));
+    g_object_set(filter, "caps", deinterlaceable.get(), nullptr);
+    gst_util_set_object_arg(as<GObject>(deinterlacer), "method", "yadif");
+    m_decoded.reset(gst_element_get_static_pad(convert, "sink"));
 
     // Other streams than video are not even decoded. This must be any video: with plain caps, decoders that
     // could also put out other kinds of memory or fields are passed over. The sink takes only plain frames.
@@ -234,8 +195,11 @@ std::string ClipSource::build() {
     // With QoS, a decoder that falls behind skips frames instead of playing slower and slower.
     g_object_set(sink, "caps", plainVideo.get(), "sync", TRUE, "qos", TRUE, "max-buffers", 1U, "drop", TRUE,
                  "enable-last-sample", FALSE, nullptr);
-    g_signal_connect_data(decoder, "pad-added", reinterpret_cast<GCallback>(&ClipSource::onPadAdded), sink,
-                          nullptr, GConnectFlags{});
+    g_signal_connect_data(m_pipeline.get(), "deep-element-added",
+                          reinterpret_cast<GCallback>(&ClipSource::onElementAdded), this, nullptr,
+                          GConnectFlags{});
+    g_signal_connect_data(decoder, "pad-added", reinterpret_cast<GCallback>(&ClipSource::onPadAdded),
+                          m_decoded.get(), nullptr, GConnectFlags{});
     GstAppSinkCallbacks callbacks{};
     callbacks.new_preroll = &ClipSource::onPreroll;
     callbacks.new_sample = &ClipSource::onFrame;
@@ -244,59 +208,20 @@ std::string ClipSource::build() {
     return {};
 }
 
-// Whether the message says that something is missing to decode a video. Decoders for other streams are always
-// reported as missing, since they do not yield what is asked for.
-bool missesVideoDecoder(GstMessage* message) {
-    const GstStructure* content = gst_message_get_structure(message);
-    if (content == nullptr || gst_structure_has_name(content, "missing-plugin") == FALSE) return false;
-    const GValue* detail = gst_structure_get_value(content, "detail");
-    if (detail == nullptr || !G_VALUE_HOLDS(detail, GST_TYPE_CAPS)) return false;
-    const GstCaps* caps = gst_value_get_caps(detail);
-    if (caps == nullptr || gst_caps_get_size(caps) == 0) return false;
-    const std::string_view type = gst_structure_get_name(gst_caps_get_structure(caps, 0));
-    return !type.starts_with("audio/") && !type.starts_with("text/") && !type.starts_with("subpicture/");
-}
-
-// What a person can do something with, instead of GStreamer's sentences.
-std::string reasonIn(GstMessage* message, bool videoDecoderMissing) {
-    GError* failure = nullptr;
-    gst_message_parse_error(message, &failure, nullptr);
-    const Owned<GError> error(failure);
-    if (error->domain == GST_CORE_ERROR && error->code == GST_CORE_ERROR_MISSING_PLUGIN) {
-        return videoDecoderMissing ? "no decoder for its video is installed" : "no video in it";
-    }
-    if (error->domain == GST_STREAM_ERROR) {
-        switch (error->code) {
-            case GST_STREAM_ERROR_TYPE_NOT_FOUND:
-            case GST_STREAM_ERROR_WRONG_TYPE:
-                return "no video in it";
-            case GST_STREAM_ERROR_FAILED:
-            case GST_STREAM_ERROR_DECODE:
-            case GST_STREAM_ERROR_DEMUX:
-                return "it is damaged";
-            default:
-                break;
-        }
-    }
-    std::string reason = oneLine(error->message);
-    if (reason.ends_with('.')) reason.pop_back();
-    return reason;
-}
-
 std::string ClipSource::waitForFirstFrame(const std::stop_token& stop) {
     const auto deadline = Clock::now() + OPENING_LIMIT;
     const auto wanted = static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_EOS |
                                                     GST_MESSAGE_ASYNC_DONE | GST_MESSAGE_ELEMENT);
-    bool videoDecoderMissing = false;
+    ClipProblem problem;
     while (!stop.stop_requested()) {
         if (Clock::now() >= deadline) {
             return "no frame came out of it for " + std::to_string(OPENING_LIMIT.count()) + " seconds";
         }
         const Owned<GstMessage> message(gst_bus_timed_pop_filtered(m_bus.get(), BUS_WAIT, wanted));
         if (!message) continue;
-        if (message->type == GST_MESSAGE_ERROR) return reasonIn(message.get(), videoDecoderMissing);
+        if (message->type == GST_MESSAGE_ERROR) return problem.reason(message.get());
         if (message->type == GST_MESSAGE_ELEMENT) {
-            videoDecoderMissing = videoDecoderMissing || missesVideoDecoder(message.get());
+            problem.note(message.get());
             continue;
         }
         return hasFrame() ? "" : "no frame in it can be decoded";
@@ -335,10 +260,14 @@ int ClipSource::eventFd() const {
 }
 
 void ClipSource::startOver() {
-    m_atEnd = false;
+    m_end.reset();
     // A picture that stands still would be decoded over and over for nothing.
     if (!m_moves) return;
     m_passStarted = Clock::now();
+    {
+        const std::lock_guard lock(m_mutex);
+        m_firstTime = m_lastTime = GST_CLOCK_TIME_NONE;
+    }
     const bool sought =
         gst_element_seek_simple(m_pipeline.get(), GST_FORMAT_TIME,
                                 static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_KEY_UNIT),
@@ -351,25 +280,24 @@ void ClipSource::startOver() {
 std::string ClipSource::advance() {
     if (!m_pipeline) return {};
     while (const Owned<GstMessage> message{gst_bus_pop(m_bus.get())}) {
-        if (message->type == GST_MESSAGE_EOS) m_atEnd = true;
+        if (message->type == GST_MESSAGE_EOS) m_end = Clock::now();
         if (message->type == GST_MESSAGE_ERROR) {
             m_pipeline.reset();
-            return "stopped playing '" + m_path + "': " + reasonIn(message.get(), false) +
+            return "stopped playing '" + m_path + "': " + ClipProblem().reason(message.get()) +
                    "; its last frame stays on";
         }
     }
-    if (m_atEnd && !m_paused && Clock::now() - m_passStarted >= SHORTEST_PASS) startOver();
+    if (!m_end || m_paused) return {};
+    m_ended = hasAnEnd();
+    const auto now = Clock::now();
+    if (now - m_passStarted >= SHORTEST_PASS && (!m_ended || now - *m_end >= END_LASTS)) startOver();
     return {};
 }
 
-std::string problemWithFile(const std::string& path) {
-    struct stat status {};
-    if (::stat(path.c_str(), &status) != 0) return withReason("", errno).substr(2);
-    if (S_ISDIR(status.st_mode)) return "it is a directory";
-    if (!S_ISREG(status.st_mode)) return "it is not a regular file";
-    if (status.st_size == 0) return "it is empty";
-    const FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    return fd.valid() ? "" : withReason("", errno).substr(2);
+std::string ClipSource::film() {
+    const std::lock_guard lock(m_mutex);
+    if (!m_film) return {};
+    return (m_ended ? "-" : formatOf(m_film.get())) + ' ' + hdrTypeOf(m_film.get());
 }
 
 std::string startGStreamer() {

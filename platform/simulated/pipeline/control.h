@@ -9,6 +9,9 @@
 //        preview WIDTHxHEIGHT  leave what is on, as the settings make it, in the preview memory
 //   out  ready                 the first frame is there; or "error TEXT", and the process ends
 //        ok | error TEXT       the answer to each command, in order
+//        film FORMAT HDR       a film is on, or has changed: "1920x1080p@50", "-" while it is at its end;
+//                              "sdr", "hdr_10" or "hdr_hlg"
+//        film off              no film is on any more
 //        delivered N WxH       after each frame, N since the start
 //        trouble TEXT          what went wrong meanwhile
 //

@@ -29,6 +29,9 @@ class FrameSource {
     // Does what is due; called often. A text is returned when the source has failed; it then keeps its last
     // frame.
     virtual std::string advance() { return {}; }
+
+    // The film that is on, as the control line describes it; empty if it is no film.
+    virtual std::string film() { return {}; }
 };
 
 }  // namespace pipeline

@@ -70,6 +70,7 @@ Pipeline::End Pipeline::turn() {
     if (m_source) {
         const std::string problem = m_source->advance();
         if (!problem.empty()) reportEverywhere(problem);
+        tellFilm();
     }
     if (fds[QUEUE].revents != 0) serveRequest();
     return End::NotYet;
@@ -98,12 +99,20 @@ void Pipeline::show(std::unique_ptr<FrameSource> source) {
     const bool first = m_source == nullptr;
     m_source = std::move(source);
     m_cannotRender = false;
+    tellFilm();
     if (!first) return;
     if (m_control.present()) {
         m_control.send("ready");
     } else {
         std::cout << "ready" << std::endl;
     }
+}
+
+void Pipeline::tellFilm() {
+    std::string film = m_source->film();
+    if (film == m_film) return;
+    m_control.send("film " + (film.empty() ? "off" : film));
+    m_film = std::move(film);
 }
 
 // What is on, as the picture settings make it.

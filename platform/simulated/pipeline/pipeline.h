@@ -45,6 +45,7 @@ class Pipeline {
     void executeCommands();
     std::string execute(const std::string& line);
     std::string showScene(std::string_view name);
+    void tellFilm();
     void reportEverywhere(const std::string& problem);
 
     Control m_control;
@@ -53,6 +54,7 @@ class Pipeline {
     RequestServer m_server;
     simulated::PictureSettings m_picture;
     std::unique_ptr<FrameSource> m_source;  // null until the clip of the command line is there
+    std::string m_film;                     // as the television was told
     unsigned long m_delivered = 0;
     bool m_cannotRender = false;
 
