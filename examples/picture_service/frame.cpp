@@ -2,9 +2,39 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
+#include <vector>
 
 namespace {
+
+constexpr int CLIPPED_BLACK = 2;
+constexpr int CLIPPED_WHITE = 253;
+constexpr int GREY_CHROMA = 4;
+constexpr double LEVELS_PER_BIN = 4;
+
+// Two frames show different scenes if their histograms are so far apart, or, for scenes of similar
+// brightness, if most pixels changed as well.
+constexpr double CUT_DISTANCE = 16;
+constexpr double CUT_SMALL_DISTANCE = 6;
+constexpr double CUT_DIFFERENCE = 28;
+
+// Noise is measured in blocks of pixels, in the flattest quarter of those that are neither black nor white.
+constexpr std::size_t BLOCK = 8;
+constexpr double FLATTEST = 0.25;
+constexpr double BLOCK_DARKEST = 6;
+constexpr double BLOCK_BRIGHTEST = 249;
+
+// An edge is looked for in a row or column of so many pixels, and rises or falls by so many levels.
+constexpr std::size_t EDGE_REACH = 4;
+constexpr double EDGE_HEIGHT = 40;
+
+// In degrees; below 0 is magenta. Wide enough for the skin in a film with a colour cast.
+constexpr double SKIN_HUE_LOWEST = -15;
+constexpr double SKIN_HUE_HIGHEST = 50;
+constexpr double SKIN_SATURATION_LOWEST = 0.15;
+constexpr double SKIN_SATURATION_HIGHEST = 0.6;
+constexpr int SKIN_DARKEST = 70;
 
 class Statistics {
   public:
@@ -24,23 +54,174 @@ class Statistics {
     unsigned m_count = 0;
 };
 
+struct Pixel {
+    int red;
+    int green;
+    int blue;
+
+    int largest() const { return std::max({red, green, blue}); }
+    int smallest() const { return std::min({red, green, blue}); }
+    int chroma() const { return largest() - smallest(); }
+    double luma() const { return 0.2126 * red + 0.7152 * green + 0.0722 * blue; }
+};
+
+std::size_t pixelsOf(const Frame& frame) { return frame.rgb.size() / 3; }
+
+Pixel pixelOf(const Frame& frame, std::size_t index) {
+    return {frame.rgb[3 * index], frame.rgb[3 * index + 1], frame.rgb[3 * index + 2]};
+}
+
+std::vector<double> lumaOf(const Frame& frame) {
+    std::vector<double> luma(pixelsOf(frame));
+    for (std::size_t i = 0; i < luma.size(); ++i) luma[i] = pixelOf(frame, i).luma();
+    return luma;
+}
+
+double meanDifference(const std::vector<double>& a, const std::vector<double>& b) {
+    if (a.size() != b.size() || a.empty()) return 0;
+    double sum = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) sum += std::abs(a[i] - b[i]);
+    return sum / static_cast<double>(a.size());
+}
+
+// The mask answers to noise, and neither to brightness nor to a slope.
+double noiseOf(const std::vector<double>& luma, std::size_t width, std::size_t height) {
+    std::vector<double> variances;
+    for (std::size_t top = 1; top + BLOCK < height; top += BLOCK) {
+        for (std::size_t left = 1; left + BLOCK < width; left += BLOCK) {
+            double squares = 0;
+            double sum = 0;
+            for (std::size_t y = top; y < top + BLOCK; ++y) {
+                for (std::size_t x = left; x < left + BLOCK; ++x) {
+                    const double* const p = &luma[y * width + x];
+                    const double* const above = p - width;
+                    const double* const below = p + width;
+                    const double response = above[-1] - 2 * above[0] + above[1] - 2 * p[-1] + 4 * p[0] -
+                                            2 * p[1] + below[-1] - 2 * below[0] + below[1];
+                    squares += response * response / 36;
+                    sum += *p;
+                }
+            }
+            const double mean = sum / (BLOCK * BLOCK);
+            if (mean > BLOCK_DARKEST && mean < BLOCK_BRIGHTEST)
+                variances.push_back(squares / (BLOCK * BLOCK));
+        }
+    }
+    if (variances.empty()) return 0;
+    const auto middle =
+        variances.begin() + static_cast<std::ptrdiff_t>(FLATTEST * static_cast<double>(variances.size()));
+    std::nth_element(variances.begin(), middle, variances.end());
+    return std::sqrt(*middle);
+}
+
+// Adds the steepness of the edge in the middle of `reach` values before and after it, if there is one: the
+// largest step between two neighbours beside the height of the whole edge.
+void addEdge(Statistics& edges, const double* middle, std::size_t stride) {
+    const auto at = [&](std::ptrdiff_t offset) {
+        return middle[offset * static_cast<std::ptrdiff_t>(stride)];
+    };
+    constexpr auto REACH = static_cast<std::ptrdiff_t>(EDGE_REACH);
+    const double step = std::abs(at(1) - at(0));
+    if (step < EDGE_HEIGHT / 8) return;
+    double lowest = at(0);
+    double highest = at(0);
+    for (std::ptrdiff_t i = -REACH + 1; i <= REACH; ++i) {
+        lowest = std::min(lowest, at(i));
+        highest = std::max(highest, at(i));
+        // Only the steepest step of an edge counts.
+        if (i < REACH && std::abs(at(i + 1) - at(i)) > step) return;
+    }
+    if (highest - lowest >= EDGE_HEIGHT) edges.add(step / (highest - lowest));
+}
+
+double sharpnessOf(const std::vector<double>& luma, std::size_t width, std::size_t height) {
+    Statistics edges;
+    for (std::size_t y = 0; y < height; ++y)
+        for (std::size_t x = EDGE_REACH - 1; x + EDGE_REACH < width; ++x)
+            addEdge(edges, &luma[y * width + x], 1);
+    for (std::size_t y = EDGE_REACH - 1; y + EDGE_REACH < height; ++y)
+        for (std::size_t x = 0; x < width; ++x) addEdge(edges, &luma[y * width + x], width);
+    return 100 * edges.mean();
+}
+
+// The hue of skin in degrees, if the pixel has a colour that skin can have.
+bool skinHueOf(const Pixel& pixel, double& hue) {
+    const int chroma = pixel.chroma();
+    if (pixel.red != pixel.largest() || pixel.red < SKIN_DARKEST || chroma == 0) return false;
+    const double saturation = static_cast<double>(chroma) / pixel.red;
+    hue = 60.0 * (pixel.green - pixel.blue) / chroma;
+    return saturation >= SKIN_SATURATION_LOWEST && saturation <= SKIN_SATURATION_HIGHEST &&
+           hue >= SKIN_HUE_LOWEST && hue <= SKIN_HUE_HIGHEST;
+}
+
 }  // namespace
 
-Measurement measure(const Frame& frame) {
+Measurement measure(const Frame& frame, const Frame* before) {
+    Measurement result;
+    const std::size_t pixels = pixelsOf(frame);
+    if (pixels == 0) return result;
+
+    const std::vector<double> lumas = lumaOf(frame);
+    const double share = 1.0 / static_cast<double>(pixels);
     Statistics luma;
     Statistics redGreen;
     Statistics yellowBlue;
-    for (std::size_t i = 0; i + 2 < frame.rgb.size(); i += 3) {
-        const double red = frame.rgb[i];
-        const double green = frame.rgb[i + 1];
-        const double blue = frame.rgb[i + 2];
-        luma.add(0.2126 * red + 0.7152 * green + 0.0722 * blue);
-        redGreen.add(red - green);
-        yellowBlue.add(0.5 * (red + green) - blue);
+    Statistics skinHue;
+    for (std::size_t i = 0; i < pixels; ++i) {
+        const Pixel pixel = pixelOf(frame, i);
+        luma.add(lumas[i]);
+        redGreen.add(pixel.red - pixel.green);
+        yellowBlue.add(0.5 * (pixel.red + pixel.green) - pixel.blue);
+        result.histogram[static_cast<std::size_t>(lumas[i] / LEVELS_PER_BIN)] += share;
+        if (pixel.largest() <= CLIPPED_BLACK) result.clippedBlack += share;
+        if (pixel.smallest() >= CLIPPED_WHITE) result.clippedWhite += share;
+        double hue = 0;
+        if (skinHueOf(pixel, hue)) {
+            result.skin += share;
+            skinHue.add(hue);
+        }
     }
-    return {luma.mean(), std::sqrt(luma.variance()),
-            std::sqrt(redGreen.variance() + yellowBlue.variance()) +
-                0.3 * std::hypot(redGreen.mean(), yellowBlue.mean())};
+    result.luma = luma.mean();
+    result.contrast = std::sqrt(luma.variance());
+    result.colour = std::sqrt(redGreen.variance() + yellowBlue.variance()) +
+                    0.3 * std::hypot(redGreen.mean(), yellowBlue.mean());
+    result.noise = noiseOf(lumas, frame.width, frame.height);
+    result.sharpness = sharpnessOf(lumas, frame.width, frame.height);
+    if (before != nullptr && !isCut(*before, frame)) result.motion = meanDifference(lumaOf(*before), lumas);
+    result.skinHue = skinHue.mean();
+    return result;
+}
+
+bool isCut(const Frame& before, const Frame& frame) {
+    const std::vector<double> a = lumaOf(before);
+    const std::vector<double> b = lumaOf(frame);
+    const auto histogramOf = [](const std::vector<double>& luma) {
+        Measurement result;
+        for (const double value : luma)
+            result.histogram[static_cast<std::size_t>(value / LEVELS_PER_BIN)] +=
+                1.0 / static_cast<double>(luma.size());
+        return result;
+    };
+    const double distance = histogramDistance(histogramOf(a), histogramOf(b));
+    return distance > CUT_DISTANCE ||
+           (distance > CUT_SMALL_DISTANCE && meanDifference(a, b) > CUT_DIFFERENCE);
+}
+
+double histogramDistance(const Measurement& a, const Measurement& b) {
+    double distance = 0;
+    double difference = 0;
+    for (std::size_t i = 0; i < a.histogram.size(); ++i) {
+        difference += a.histogram[i] - b.histogram[i];
+        distance += std::abs(difference);
+    }
+    return distance * LEVELS_PER_BIN;
+}
+
+double greyError(const Frame& film, const Frame& shown) {
+    Statistics chroma;
+    for (std::size_t i = 0; i < std::min(pixelsOf(film), pixelsOf(shown)); ++i)
+        if (pixelOf(film, i).chroma() <= GREY_CHROMA) chroma.add(pixelOf(shown, i).chroma());
+    return chroma.mean();
 }
 
 std::string toText(const Measurement& measurement) {

@@ -2,6 +2,7 @@
 #ifndef EXAMPLES_PICTURE_SERVICE_FRAME_H
 #define EXAMPLES_PICTURE_SERVICE_FRAME_H
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -16,12 +17,31 @@ struct Frame {
 };
 
 struct Measurement {
-    double luma = 0;      // mean, 0 to 255
-    double contrast = 0;  // standard deviation of the luma
-    double colour = 0;    // colourfulness after Hasler and Suesstrunk: 0 grey, above 60 vivid
+    double luma = 0;                     // mean, 0 to 255
+    double contrast = 0;                 // standard deviation of the luma
+    double colour = 0;                   // colourfulness after Hasler and Suesstrunk: 0 grey, above 60 vivid
+    std::array<double, 64> histogram{};  // shares of luma, in bins of 4 levels
+    double clippedBlack = 0;             // share of pixels with all of red, green and blue at most 2
+    double clippedWhite = 0;             // share of pixels with all of red, green and blue at least 253
+    double noise = 0;                    // standard deviation of the luma in flat parts
+    double sharpness = 0;                // steepness of the edges, 0 to 100: an edge of one pixel has 100
+    double motion = 0;                   // mean absolute luma difference to the frame before
+    double skin = 0;                     // share of pixels with the colour of skin
+    double skinHue = 0;                  // mean hue of these pixels in degrees, 0 is red, 60 yellow
 };
 
-Measurement measure(const Frame& frame);
+// `before` is the frame before, if there is one; motion is 0 without it and after a cut.
+Measurement measure(const Frame& frame, const Frame* before = nullptr);
+
+// Whether a new scene begins between these frames of the film.
+bool isCut(const Frame& before, const Frame& frame);
+
+// The mean distance of two histograms in levels: by how much the luma of a pixel moved.
+double histogramDistance(const Measurement& a, const Measurement& b);
+
+// The mean chroma, the largest minus the smallest of red, green and blue, that `shown` gives to the pixels
+// that are neutral grey in `film`; 0 if there are none.
+double greyError(const Frame& film, const Frame& shown);
 
 std::string toText(const Measurement& measurement);
 

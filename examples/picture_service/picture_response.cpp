@@ -3,66 +3,115 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
+#include "simulated_picture/picture.h"
+
 namespace {
 
-double deviation(int setting) { return (setting - 50) / 50.0; }
+constexpr std::size_t LEVELS = 256;
+constexpr std::size_t COLOURS = 3;
 
-// What the television makes of a grey value, both from 0 to 1. These curves are those of the simulated
-// television; for another one, show it grey ramps under each setting and put the curves that you measure
-// here.
-double shownGrey(double grey, const Settings& settings) {
-    const double gamma = 1.0 / (1.0 + settings.darkLift / 100.0);
-    double x = grey + (1.0 - grey) * (std::pow(grey, gamma) - grey);
+// Each round halves the error of the colours, or better.
+constexpr int COLOUR_ROUNDS = 4;
 
-    const double highlight = std::max(0.0, 2.0 * x - 1.0);
-    x -= 0.225 * highlight * highlight * settings.rollOff / 100.0;
-
-    const double contrast = deviation(settings.contrast);
-    x = std::clamp(0.5 + (x - 0.5) * (1.0 + contrast * (contrast > 0 ? 2.0 : 1.0)), 0.0, 1.0);
-
-    const double brightness = 0.96 * deviation(settings.brightness);
-    return brightness < 0 ? x * (1.0 + brightness) : x + (1.0 - x) * brightness;
-}
-
-using Curve = std::array<double, 256>;
-
-// For each value shown the film's: the middle of those that come nearest to it.
-Curve inverseCurve(const Settings& settings) {
-    Curve shown{};
-    for (std::size_t i = 0; i < shown.size(); ++i)
-        shown[i] = std::round(255.0 * shownGrey(static_cast<double>(i) / 255.0, settings));
-
-    Curve film{};
-    for (std::size_t value = 0; value < film.size(); ++value) {
-        const auto next = std::lower_bound(shown.begin(), shown.end(), static_cast<double>(value));
-        if (next == shown.end()) {
-            film[value] = 255.0;
-        } else {
-            const auto last = std::upper_bound(next, shown.end(), *next);
-            film[value] = 0.5 * static_cast<double>((next - shown.begin()) + (last - shown.begin() - 1));
-        }
-    }
-    return film;
+simulated::PictureSettings panelSettings(const Settings& settings) {
+    simulated::PictureSettings panel;
+    panel.brightness = settings.brightness;
+    panel.contrast = settings.contrast;
+    panel.saturation = settings.saturation;
+    panel.sharpness = settings.sharpness;
+    panel.noiseReduction = settings.noiseReduction;
+    panel.tunerMode = settings.tunerMode;
+    panel.tunerSaturation = settings.tunerSaturation;
+    panel.tunerHue = settings.tunerHue;
+    panel.darkLift = settings.darkLift;
+    panel.highlightRollOff = settings.rollOff;
+    return panel;
 }
 
 std::uint8_t toByte(double value) { return static_cast<std::uint8_t>(std::clamp(value, 0.0, 255.0) + 0.5); }
 
-}  // namespace
+Settings toneOf(const Settings& settings) {
+    Settings tone;
+    tone.brightness = settings.brightness;
+    tone.contrast = settings.contrast;
+    tone.darkLift = settings.darkLift;
+    tone.rollOff = settings.rollOff;
+    return tone;
+}
 
-Frame estimateFilm(const Frame& shown, const Settings& settings) {
-    const Curve curve = inverseCurve(settings);
-    // Almost no saturation left nothing that could be brought back.
-    const double gain = std::max(0.2, 1.0 + deviation(settings.saturation));
-    Frame film = shown;
-    for (std::size_t i = 0; i + 2 < film.rgb.size(); i += 3) {
-        const double luma = 0.2126 * shown.rgb[i] + 0.7152 * shown.rgb[i + 1] + 0.0722 * shown.rgb[i + 2];
-        for (std::size_t c = 0; c < 3; ++c) {
-            const std::uint8_t unsaturated = toByte(luma + (shown.rgb[i + c] - luma) / gain);
-            film.rgb[i + c] = toByte(curve[unsaturated]);
+Settings colourOf(const Settings& settings) {
+    Settings colour;
+    colour.saturation = settings.saturation;
+    colour.tunerMode = settings.tunerMode;
+    colour.tunerSaturation = settings.tunerSaturation;
+    colour.tunerHue = settings.tunerHue;
+    return colour;
+}
+
+using Curve = std::array<std::uint8_t, LEVELS>;
+
+// For each level shown the film's: the middle of those that come nearest to it.
+Curve inverseTone(const Settings& settings) {
+    Frame ramp{LEVELS, 1, std::vector<std::uint8_t>(LEVELS * COLOURS)};
+    for (std::size_t i = 0; i < ramp.rgb.size(); ++i) ramp.rgb[i] = static_cast<std::uint8_t>(i / COLOURS);
+    const Frame shownRamp = showFilm(ramp, toneOf(settings));
+    Curve shown{};
+    for (std::size_t i = 0; i < LEVELS; ++i) shown[i] = shownRamp.rgb[i * COLOURS];
+
+    Curve film{};
+    for (std::size_t level = 0; level < LEVELS; ++level) {
+        const auto next = std::lower_bound(shown.begin(), shown.end(), level);
+        if (next == shown.end()) {
+            film[level] = LEVELS - 1;
+        } else {
+            const auto last = std::upper_bound(next, shown.end(), *next);
+            film[level] =
+                static_cast<std::uint8_t>(((next - shown.begin()) + (last - shown.begin() - 1)) / 2);
         }
     }
     return film;
+}
+
+// Searches the frame that the settings of colour turn into `shown`: corrects a guess by its error,
+// repeatedly.
+Frame withoutColourSettings(const Frame& shown, const Settings& settings) {
+    const Settings colour = colourOf(settings);
+    Frame guess = shown;
+    if (colour == Settings{}) return guess;
+    for (int round = 0; round < COLOUR_ROUNDS; ++round) {
+        const Frame result = showFilm(guess, colour);
+        for (std::size_t i = 0; i < guess.rgb.size(); ++i)
+            guess.rgb[i] = toByte(double{1} * guess.rgb[i] + shown.rgb[i] - result.rgb[i]);
+    }
+    return guess;
+}
+
+}  // namespace
+
+Frame showFilm(const Frame& film, const Settings& settings) {
+    simulated::Image image(film.width, film.height);
+    const std::size_t pixels = std::min(film.rgb.size() / COLOURS, image.rgba.size() / 4);
+    for (std::size_t i = 0; i < pixels; ++i)
+        for (std::size_t c = 0; c < COLOURS; ++c) image.rgba[4 * i + c] = film.rgb[COLOURS * i + c];
+    simulated::applyPicture(panelSettings(settings), image);
+    Frame shown = film;
+    for (std::size_t i = 0; i < pixels; ++i)
+        for (std::size_t c = 0; c < COLOURS; ++c) shown.rgb[COLOURS * i + c] = image.rgba[4 * i + c];
+    return shown;
+}
+
+Frame estimateFilm(const Frame& shown, const Settings& settings) {
+    Frame film = withoutColourSettings(shown, settings);
+    const Curve curve = inverseTone(settings);
+    for (std::uint8_t& value : film.rgb) value = curve[value];
+    return film;
+}
+
+Measurement measureFilm(const Frame& estimate, const Settings& settings, const Frame* before) {
+    static_cast<void>(settings);
+    return measure(estimate, before);
 }

@@ -1,14 +1,23 @@
+// What the television's picture settings make of a film, and what the film looks like without them.
+//
+// A service decides on the film, not on the picture that its own changes have made: it then never answers its
+// own changes. For that it must know its television's response. Here the response is the simulated panel's
+// own code. For another television, replace showFilm(): show it a grey ramp, colour bars and noise under each
+// setting, capture them, and put what you measure there. estimateFilm() follows from showFilm().
 #ifndef EXAMPLES_PICTURE_SERVICE_PICTURE_RESPONSE_H
 #define EXAMPLES_PICTURE_SERVICE_PICTURE_RESPONSE_H
 
 #include "frame.h"
 #include "settings.h"
 
-// What the film itself looks like, estimated from a frame that shows it under `settings`. Deciding on the
-// film rather than on the captured picture keeps the loop stable: the service does not answer its own
-// changes.
-//
-// It need not be exact; the hysteresis of the SceneJudge forgives an error of a few per cent.
+// What the television shows of `film` under `settings`.
+Frame showFilm(const Frame& film, const Settings& settings);
+
+// The film, estimated from a frame that shows it under `settings`. Undoes the settings of tone and colour;
+// measureFilm() accounts for noise reduction and sharpness. It is not exact: what was clipped stays lost.
 Frame estimateFilm(const Frame& shown, const Settings& settings);
+
+// What measure() gives for the film, from the estimate that estimateFilm() made under `settings`.
+Measurement measureFilm(const Frame& estimate, const Settings& settings, const Frame* before = nullptr);
 
 #endif

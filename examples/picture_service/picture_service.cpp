@@ -16,13 +16,12 @@ constexpr auto FRAME_LIMIT = 5s;
 constexpr auto TICK = 50ms;
 constexpr auto RESTORE_LIMIT = 10s;
 
-// The effect of a decision is looked at for so long, or until the film's luma says that the scene is over.
-constexpr double EFFECT_SECONDS = 1.5;
+// A larger change of the film's luma is another scene.
 constexpr double SAME_SCENE_LUMA = 18;
 
 std::string changesText(const Settings& from, const Settings& to) {
     std::string text;
-    for (const auto& [name, value] : SETTING_NAMES) {
+    for (const auto& [name, value, lowest, highest, neutral] : SETTING_NAMES) {
         if (from.*value == to.*value) continue;
         if (!text.empty()) text += ", ";
         text += std::string(name) + ' ' + std::to_string(from.*value) + " > " + std::to_string(to.*value);
@@ -88,22 +87,32 @@ void PictureService::onFrame(Frame frame) {
     // While settings move, nobody knows which of them the frame shows.
     if (!m_settledAtRequest || !m_control.settled()) return;
 
-    const Measurement film = measure(estimateFilm(shot.frame, shot.settings));
+    const Frame estimate = estimateFilm(shot.frame, shot.settings);
+    const Measurement film = measureFilm(estimate, shot.settings);
     m_history.film.push_back({m_timeline.seconds(), film.luma});
     followUp(shot, film);
-    decide(std::move(shot), film);
+    decide(shot, estimate, film);
 }
 
-void PictureService::decide(Shot shot, const Measurement& film) {
+void PictureService::decide(const Shot& shot, const Frame& estimate, const Measurement& film) {
     const std::optional<Decision> decision = m_judge->judge(film);
     if (!decision) return;
     closeEpisode();
-    const bool untouched = shot.settings == m_control.found();
-    m_timeline.print(std::string(toText(decision->scene)) + ": " + toText(shot.measurement) +
-                     (untouched ? "" : " (film: luma " + std::to_string(std::lround(film.luma)) + ")") +
-                     "  -> " + changesText(shot.settings, decision->target));
-    if (decision->target == shot.settings) return;
-    m_history.episodes.push_back({m_timeline.seconds(), decision->scene, std::move(shot), std::nullopt});
+    m_timeline.print(std::string(toText(decision->scene)) + ": " + toText(film) + "  -> " +
+                     changesText(shot.settings, decision->target));
+    m_history.cuts.push_back(m_timeline.seconds());
+    Episode episode;
+    episode.from = episode.to = m_timeline.seconds();
+    episode.scene = decision->scene;
+    episode.decision = *decision;
+    episode.before = showFilm(estimate, m_control.found());
+    episode.after = showFilm(estimate, decision->target);
+    episode.measuredBefore = measure(episode.before);
+    episode.measuredAfter = measure(episode.after);
+    episode.greyErrorBefore = greyError(estimate, episode.before);
+    episode.greyErrorAfter = greyError(estimate, episode.after);
+    episode.exact = shot.settings == m_control.found();
+    m_history.episodes.push_back(std::move(episode));
     m_followedLuma = film.luma;
     m_control.moveTo(decision->target);
 }
@@ -115,16 +124,11 @@ void PictureService::followUp(const Shot& shot, const Measurement& film) {
         closeEpisode();
         return;
     }
-    episode.after = shot;
-    if (m_timeline.seconds() - episode.seconds > EFFECT_SECONDS) closeEpisode();
+    episode.to = m_timeline.seconds();
+    if (shot.settings == episode.decision.target) episode.captured = shot;
 }
 
-void PictureService::closeEpisode() {
-    if (!m_followedLuma) return;
-    m_followedLuma.reset();
-    const Episode& episode = m_history.episodes.back();
-    if (episode.after) m_timeline.print("  now " + toText(episode.after->measurement));
-}
+void PictureService::closeEpisode() { m_followedLuma.reset(); }
 
 bool PictureService::readSettings() {
     noticePresence();
@@ -167,20 +171,7 @@ bool PictureService::putSettingsBack() {
 }
 
 void PictureService::printSummary() const {
-    std::printf("\nIn %.0f s: %zu frames, %zu changes of settings\n", m_timeline.seconds(),
-                m_history.shown.size(), m_history.episodes.size());
-    for (const Scene scene : {Scene::DARK, Scene::ORDINARY, Scene::BRIGHT}) {
-        unsigned count = 0;
-        double before = 0;
-        double after = 0;
-        for (const Episode& episode : m_history.episodes) {
-            if (episode.scene != scene || !episode.after) continue;
-            ++count;
-            before += episode.before.measurement.luma;
-            after += episode.after->measurement.luma;
-        }
-        if (count != 0)
-            std::printf("  %u x %-15s mean luma on the screen %3.0f > %3.0f\n", count, toText(scene),
-                        before / count, after / count);
-    }
+    std::printf("\nIn %.0f s: %zu frames, %zu scenes\n", m_timeline.seconds(), m_history.shown.size(),
+                m_history.episodes.size());
+    std::printf("  %s\n", verdictOf(m_history.episodes).sentence.c_str());
 }

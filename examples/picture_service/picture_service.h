@@ -32,7 +32,7 @@ class PictureService {
     bool work(const std::function<bool()>& stop, std::string& error);
     void requestFrame();
     void onFrame(Frame frame);
-    void decide(Shot shot, const Measurement& film);
+    void decide(const Shot& shot, const Frame& estimate, const Measurement& film);
     void followUp(const Shot& shot, const Measurement& film);
     void closeEpisode();
     // False if the television is away.

@@ -36,35 +36,28 @@ constexpr std::size_t MOST_EPISODES = 16;
 
 std::string settingsText(const Settings& settings) {
     std::string text;
-    for (const auto& [name, value] : SETTING_NAMES) {
+    for (const auto& [name, value, lowest, highest, neutral] : SETTING_NAMES) {
         if (!text.empty()) text += ", ";
         text += std::string(name) + ' ' + std::to_string(settings.*value);
     }
     return text;
 }
 
-void drawShot(Canvas& canvas, const Shot& shot, double x, double y) {
-    canvas.frame(shot.frame, x, y, PICTURE_WIDTH, PICTURE_HEIGHT);
-    const double below = y + PICTURE_HEIGHT;
-    canvas.text(x, below + 18, "picture: " + toText(shot.measurement), 14, DARK_TEXT, Canvas::Align::LEFT,
-                Canvas::Weight::BOLD);
-    canvas.text(x, below + 36, settingsText(shot.settings), 12, QUIET_TEXT);
+void drawShot(Canvas& canvas, const Frame& frame, const Measurement& measured, double x, double y) {
+    canvas.frame(frame, x, y, PICTURE_WIDTH, PICTURE_HEIGHT);
+    canvas.text(x, y + PICTURE_HEIGHT + 18, "picture: " + toText(measured), 14, DARK_TEXT,
+                Canvas::Align::LEFT, Canvas::Weight::BOLD);
 }
 
 void drawEpisode(Canvas& canvas, const Episode& episode, double x, double y) {
     const double right = x + PICTURE_WIDTH + GAP;
-    canvas.text(x, y + 20, timeText(episode.seconds) + "   " + toText(episode.scene) + ", before", 16,
-                DARK_TEXT, Canvas::Align::LEFT, Canvas::Weight::BOLD);
-    drawShot(canvas, episode.before, x, y + HEADING);
-    if (episode.after) {
-        canvas.text(right, y + 20, "after", 16, DARK_TEXT, Canvas::Align::LEFT, Canvas::Weight::BOLD);
-        drawShot(canvas, *episode.after, right, y + HEADING);
-    } else {
-        canvas.box(right, y + HEADING, PICTURE_WIDTH, PICTURE_HEIGHT, GRID);
-        canvas.text(right + PICTURE_WIDTH / 2.0, y + HEADING + PICTURE_HEIGHT / 2.0,
-                    "the scene was over before its settings were in force", 13, QUIET_TEXT,
-                    Canvas::Align::CENTRE);
-    }
+    canvas.text(x, y + 20, timeText(episode.from) + "   " + toText(episode.scene) + ", before", 16, DARK_TEXT,
+                Canvas::Align::LEFT, Canvas::Weight::BOLD);
+    drawShot(canvas, episode.before, episode.measuredBefore, x, y + HEADING);
+    canvas.text(right, y + 20, "after", 16, DARK_TEXT, Canvas::Align::LEFT, Canvas::Weight::BOLD);
+    drawShot(canvas, episode.after, episode.measuredAfter, right, y + HEADING);
+    canvas.text(right, y + HEADING + PICTURE_HEIGHT + 36, settingsText(episode.decision.target), 12,
+                QUIET_TEXT);
 }
 
 }  // namespace sheet
@@ -87,7 +80,7 @@ struct Curve {
 };
 
 // Colours that people with a colour deficiency can tell apart.
-constexpr std::array<Curve, SETTING_NAMES.size()> CURVES{{
+constexpr std::array<Curve, 5> CURVES{{
     {SETTING_NAMES[0], {0.90, 0.62, 0.00}},
     {SETTING_NAMES[1], {0.00, 0.45, 0.70}},
     {SETTING_NAMES[2], {0.80, 0.40, 0.65}},
@@ -141,7 +134,7 @@ void drawAxes(Canvas& canvas, const Scale& scale) {
 void drawDecisions(Canvas& canvas, const Scale& scale, std::span<const Episode> episodes) {
     double free = 0;
     for (const Episode& episode : episodes) {
-        const double x = scale.x(episode.seconds);
+        const double x = scale.x(episode.from);
         canvas.line({{x, TOP}, {x, BOTTOM}}, GRID, 1.5);
         if (x < free) continue;  // would overlap the one before
         const std::string scene = toText(episode.scene);

@@ -74,7 +74,7 @@ std::optional<Decision> SceneJudge::judge(const Measurement& film) {
     m_doubtful = false;
     m_scene = m_running = scene;
     m_wanted = wanted;
-    return Decision{scene, wanted};
+    return Decision{scene, wanted, {{"no change", "the reasons follow"}}};
 }
 
 Scene SceneJudge::classify(const Measurement& film) const {

@@ -2,6 +2,8 @@
 #define EXAMPLES_PICTURE_SERVICE_SCENE_JUDGE_H
 
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "frame.h"
 #include "settings.h"
@@ -15,9 +17,17 @@ enum class Scene {
 
 const char* toText(Scene scene);
 
+// "noise reduction 0 > 2", "noise of 4.1 levels in flat parts". `change` is "no change" where nothing is
+// needed.
+struct Reason {
+    std::string change;
+    std::string why;
+};
+
 struct Decision {
-    Scene scene;
+    Scene scene = Scene::ORDINARY;
     Settings target;
+    std::vector<Reason> reasons;  // never empty
 };
 
 // Judges what the film shows and says which settings suit it: dark scenes are lifted, bright ones calmed,

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <numbers>
 
+#include "simulated_picture/picture.h"
+
 namespace pipeline {
 namespace {
 
@@ -259,7 +261,7 @@ std::uint8_t toByte(float value) {
 
 }  // namespace
 
-void drawScene(std::size_t scene, float seconds, Image& image) {
+void drawScene(std::size_t scene, float seconds, simulated::Image& image) {
     std::uint8_t* pixel = image.rgba.data();
     for (std::uint32_t row = 0; row < image.height; ++row) {
         const float y = (static_cast<float>(row) + 0.5F) / static_cast<float>(image.height);

@@ -6,14 +6,16 @@
 #include <cstddef>
 #include <string_view>
 
-#include "frame_source.h"
+namespace simulated {
+struct Image;
+}
 
 namespace pipeline {
 
 constexpr std::array<std::string_view, 5> SCENE_NAMES{"night", "sunset", "snow", "garden", "bars"};
 
 // Draws the scene of this index as it looks after so many seconds. The same arguments give the same picture.
-void drawScene(std::size_t scene, float seconds, Image& image);
+void drawScene(std::size_t scene, float seconds, simulated::Image& image);
 
 }  // namespace pipeline
 
