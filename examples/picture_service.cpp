@@ -1,5 +1,5 @@
-// A small AI picture-quality service: looks at the film that plays, lifts dark scenes and calms bright ones,
-// and leaves pictures of what it did.
+// A small AI picture-quality service: measures the film that plays, adapts the picture settings by rules, and
+// leaves pictures of what it did.
 #include <signal.h>
 #include <unistd.h>
 
@@ -70,7 +70,10 @@ bool savePictures(const std::string& folder, const History& history, std::string
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App arguments("Follows what plays on the television and adapts its picture settings.");
+    CLI::App arguments(
+        "Measures the film that plays on the television and adapts its picture settings by rules: tone, "
+        "colour, "
+        "sharpness, noise reduction, MEMC and colour tuner. Nothing in it is learned.");
     std::string folder;
     double seconds = 24;
     arguments.add_option("FOLDER", folder, "where the pictures go")->required();

@@ -10,7 +10,7 @@ namespace {
 
 constexpr int CLIPPED_BLACK = 2;
 constexpr int CLIPPED_WHITE = 253;
-constexpr int GREY_CHROMA = 4;
+constexpr int GREY_CHROMA = 2;
 constexpr double LEVELS_PER_BIN = 4;
 
 // Two frames show different scenes if their histograms are so far apart, or, for scenes of similar
@@ -29,8 +29,8 @@ constexpr double BLOCK_BRIGHTEST = 249;
 constexpr std::size_t EDGE_REACH = 4;
 constexpr double EDGE_HEIGHT = 40;
 
-// In degrees; below 0 is magenta. Wide enough for the skin in a film with a colour cast.
-constexpr double SKIN_HUE_LOWEST = -15;
+// In degrees. Wide enough for the skin in a film with a cast of yellow; redder is the sky at sunset.
+constexpr double SKIN_HUE_LOWEST = 10;
 constexpr double SKIN_HUE_HIGHEST = 50;
 constexpr double SKIN_SATURATION_LOWEST = 0.15;
 constexpr double SKIN_SATURATION_HIGHEST = 0.6;
@@ -77,11 +77,41 @@ std::vector<double> lumaOf(const Frame& frame) {
     return luma;
 }
 
-double meanDifference(const std::vector<double>& a, const std::vector<double>& b) {
-    if (a.size() != b.size() || a.empty()) return 0;
-    double sum = 0;
-    for (std::size_t i = 0; i < a.size(); ++i) sum += std::abs(a[i] - b[i]);
-    return sum / static_cast<double>(a.size());
+Histogram histogramOf(const Frame& frame) {
+    Histogram histogram{};
+    const std::size_t pixels = pixelsOf(frame);
+    for (std::size_t i = 0; i < pixels; ++i)
+        histogram[static_cast<std::size_t>(pixelOf(frame, i).luma() / LEVELS_PER_BIN)] +=
+            1.0 / static_cast<double>(pixels);
+    return histogram;
+}
+
+// The means of blocks of 4 x 4 pixels, in which noise is weak.
+Frame shrunk(const Frame& frame) {
+    constexpr std::uint32_t SIDE = 4;
+    Frame small{frame.width / SIDE, frame.height / SIDE, {}};
+    for (std::uint32_t row = 0; row < small.height; ++row) {
+        for (std::uint32_t column = 0; column < small.width; ++column) {
+            for (std::size_t c = 0; c < 3; ++c) {
+                unsigned sum = 0;
+                for (std::uint32_t y = row * SIDE; y < (row + 1) * SIDE; ++y)
+                    for (std::uint32_t x = column * SIDE; x < (column + 1) * SIDE; ++x)
+                        sum += frame.rgb[3 * (std::size_t{y} * frame.width + x) + c];
+                small.rgb.push_back(static_cast<std::uint8_t>((sum + SIDE * SIDE / 2) / (SIDE * SIDE)));
+            }
+        }
+    }
+    return small;
+}
+
+// Of the luma, and not of its noise.
+double meanDifference(const Frame& a, const Frame& b) {
+    const Frame smallA = shrunk(a);
+    const Frame smallB = shrunk(b);
+    Statistics differences;
+    for (std::size_t i = 0; i < std::min(pixelsOf(smallA), pixelsOf(smallB)); ++i)
+        differences.add(std::abs(pixelOf(smallA, i).luma() - pixelOf(smallB, i).luma()));
+    return differences.mean();
 }
 
 // The mask answers to noise, and neither to brightness nor to a slope.
@@ -172,7 +202,6 @@ Measurement measure(const Frame& frame, const Frame* before) {
         luma.add(lumas[i]);
         redGreen.add(pixel.red - pixel.green);
         yellowBlue.add(0.5 * (pixel.red + pixel.green) - pixel.blue);
-        result.histogram[static_cast<std::size_t>(lumas[i] / LEVELS_PER_BIN)] += share;
         if (pixel.largest() <= CLIPPED_BLACK) result.clippedBlack += share;
         if (pixel.smallest() >= CLIPPED_WHITE) result.clippedWhite += share;
         double hue = 0;
@@ -181,46 +210,48 @@ Measurement measure(const Frame& frame, const Frame* before) {
             skinHue.add(hue);
         }
     }
+    result.histogram = histogramOf(frame);
     result.luma = luma.mean();
     result.contrast = std::sqrt(luma.variance());
     result.colour = std::sqrt(redGreen.variance() + yellowBlue.variance()) +
                     0.3 * std::hypot(redGreen.mean(), yellowBlue.mean());
     result.noise = noiseOf(lumas, frame.width, frame.height);
     result.sharpness = sharpnessOf(lumas, frame.width, frame.height);
-    if (before != nullptr && !isCut(*before, frame)) result.motion = meanDifference(lumaOf(*before), lumas);
+    if (before != nullptr && !isCut(*before, frame)) result.motion = meanDifference(*before, frame);
     result.skinHue = skinHue.mean();
     return result;
 }
 
-bool isCut(const Frame& before, const Frame& frame) {
-    const std::vector<double> a = lumaOf(before);
-    const std::vector<double> b = lumaOf(frame);
-    const auto histogramOf = [](const std::vector<double>& luma) {
-        Measurement result;
-        for (const double value : luma)
-            result.histogram[static_cast<std::size_t>(value / LEVELS_PER_BIN)] +=
-                1.0 / static_cast<double>(luma.size());
-        return result;
-    };
-    const double distance = histogramDistance(histogramOf(a), histogramOf(b));
-    return distance > CUT_DISTANCE ||
-           (distance > CUT_SMALL_DISTANCE && meanDifference(a, b) > CUT_DIFFERENCE);
+Measurement measureShown(const Frame& film, const Frame& shown) {
+    Measurement result = measure(shown);
+    const Measurement lost = measure(film);
+    result.clippedBlack = std::max(result.clippedBlack, lost.clippedBlack);
+    result.clippedWhite = std::max(result.clippedWhite, lost.clippedWhite);
+    return result;
 }
 
-double histogramDistance(const Measurement& a, const Measurement& b) {
+bool isCut(const Frame& before, const Frame& frame) {
+    const double distance = histogramDistance(histogramOf(before), histogramOf(frame));
+    return distance > CUT_DISTANCE ||
+           (distance > CUT_SMALL_DISTANCE && meanDifference(before, frame) > CUT_DIFFERENCE);
+}
+
+double histogramDistance(const Histogram& a, const Histogram& b) {
     double distance = 0;
     double difference = 0;
-    for (std::size_t i = 0; i < a.histogram.size(); ++i) {
-        difference += a.histogram[i] - b.histogram[i];
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        difference += a[i] - b[i];
         distance += std::abs(difference);
     }
     return distance * LEVELS_PER_BIN;
 }
 
 double greyError(const Frame& film, const Frame& shown) {
+    const Frame smallFilm = shrunk(film);
+    const Frame smallShown = shrunk(shown);
     Statistics chroma;
-    for (std::size_t i = 0; i < std::min(pixelsOf(film), pixelsOf(shown)); ++i)
-        if (pixelOf(film, i).chroma() <= GREY_CHROMA) chroma.add(pixelOf(shown, i).chroma());
+    for (std::size_t i = 0; i < std::min(pixelsOf(smallFilm), pixelsOf(smallShown)); ++i)
+        if (pixelOf(smallFilm, i).chroma() <= GREY_CHROMA) chroma.add(pixelOf(smallShown, i).chroma());
     return chroma.mean();
 }
 

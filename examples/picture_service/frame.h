@@ -16,28 +16,34 @@ struct Frame {
     std::vector<std::uint8_t> rgb;
 };
 
+using Histogram = std::array<double, 64>;
+
 struct Measurement {
-    double luma = 0;                     // mean, 0 to 255
-    double contrast = 0;                 // standard deviation of the luma
-    double colour = 0;                   // colourfulness after Hasler and Suesstrunk: 0 grey, above 60 vivid
-    std::array<double, 64> histogram{};  // shares of luma, in bins of 4 levels
-    double clippedBlack = 0;             // share of pixels with all of red, green and blue at most 2
-    double clippedWhite = 0;             // share of pixels with all of red, green and blue at least 253
-    double noise = 0;                    // standard deviation of the luma in flat parts
-    double sharpness = 0;                // steepness of the edges, 0 to 100: an edge of one pixel has 100
-    double motion = 0;                   // mean absolute luma difference to the frame before
-    double skin = 0;                     // share of pixels with the colour of skin
-    double skinHue = 0;                  // mean hue of these pixels in degrees, 0 is red, 60 yellow
+    double luma = 0;          // mean, 0 to 255
+    double contrast = 0;      // standard deviation of the luma
+    double colour = 0;        // colourfulness after Hasler and Suesstrunk: 0 grey, above 60 vivid
+    Histogram histogram{};    // shares of luma, in bins of 4 levels
+    double clippedBlack = 0;  // share of pixels with all of red, green and blue at most 2
+    double clippedWhite = 0;  // share of pixels with all of red, green and blue at least 253
+    double noise = 0;         // standard deviation of the luma in flat parts
+    double sharpness = 0;     // steepness of the edges, 0 to 100: an edge of one pixel has 100
+    double motion = 0;        // mean absolute luma difference to the frame before
+    double skin = 0;          // share of pixels with the colour of skin
+    double skinHue = 0;       // mean hue of these pixels in degrees, 0 is red, 60 yellow
 };
 
 // `before` is the frame before, if there is one; motion is 0 without it and after a cut.
 Measurement measure(const Frame& frame, const Frame* before = nullptr);
 
+// Measures what the television shows of the film. A part that is clipped in the film is lost: it counts as
+// clipped, too, where it is shown as a grey.
+Measurement measureShown(const Frame& film, const Frame& shown);
+
 // Whether a new scene begins between these frames of the film.
 bool isCut(const Frame& before, const Frame& frame);
 
-// The mean distance of two histograms in levels: by how much the luma of a pixel moved.
-double histogramDistance(const Measurement& a, const Measurement& b);
+// The mean distance of two histograms in levels: by how much luma moved.
+double histogramDistance(const Histogram& a, const Histogram& b);
 
 // The mean chroma, the largest minus the smallest of red, green and blue, that `shown` gives to the pixels
 // that are neutral grey in `film`; 0 if there are none.

@@ -10,8 +10,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::uint32_t FRAME_WIDTH = 160;
-constexpr std::uint32_t FRAME_HEIGHT = 90;
+constexpr std::uint32_t FRAME_WIDTH = 256;
+constexpr std::uint32_t FRAME_HEIGHT = 144;
 // What the capture block has room for; the size of a frame comes from another process.
 constexpr std::uint64_t MOST_PIXEL_BYTES = 150528;
 

@@ -1,26 +1,35 @@
 #include "picture_control.h"
 
 #include <algorithm>
+#include <cstddef>
+
+#include "platform_adaptation/system_access/value_object.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
-// A worker is at its target a little before it has heard so and ended.
-constexpr std::chrono::milliseconds WORKER_END = 200ms;
-// A worker waits for up to a minute for each step and then gives up.
-constexpr std::chrono::milliseconds STEP_LIMIT = 62s;
+// After a change the picture follows within this time.
+constexpr auto PICTURE_FOLLOWS = 150ms;
+constexpr auto ANNOUNCEMENT_PERIOD = 250ms;
+// A worker that is at its target has had two announcements after this time, and ends with the first.
+constexpr auto WORKER_END = 600ms;
+// A worker that does not move after so many announcements has failed.
+constexpr auto WORKER_FAILED = 6s;
+constexpr auto WRITE_PERIOD = 1s;
 
+// The television's PQ parameters stand at these positions of the 34 that SystemSetting takes.
 constexpr std::size_t PQ_PARAMETERS = 34;
-// Of the 34 parameters; they stand at the same places of the 27 that the television has.
+constexpr std::array<std::size_t, 27> PQ_POSITIONS{0,  1,  2,  3,  4, 5, 11, 12, 13, 19, 20, 21, 27, 28,
+                                                   29, 23, 24, 25, 7, 8, 9,  15, 16, 17, 31, 32, 33};
 constexpr std::size_t PQ_DARK_LIFT = 0;
 constexpr std::size_t PQ_ROLL_OFF = 1;
 
 }  // namespace
 
-void SteppedSetting::advance(SystemSetting& television, int value, Settings& inForce) {
+void WorkerSetting::advance(SystemSetting& television, int value, Settings& inForce) {
     inForce.*m_member = value;
-    follow(value);
+    follow(television, value);
     if (m_running || !m_wish) return;
 
     if (*m_wish == value) {
@@ -29,29 +38,46 @@ void SteppedSetting::advance(SystemSetting& television, int value, Settings& inF
         m_target = *m_wish;
         m_wish.reset();
         m_running = true;
-        m_lastMove = Clock::now();
+        m_lastMove = m_lastAnnouncement = Clock::now();
     }
     // Otherwise there was no thread for it: the wish stays for the next time.
 }
 
-void SteppedSetting::follow(int value) {
+void WorkerSetting::follow(SystemSetting& television, int value) {
     const auto now = Clock::now();
-    if (value != m_value) m_lastMove = now;
+    if (value != m_value) m_lastMove = m_lastAnnouncement = now;
     m_value = value;
     if (!m_running) return;
-    const auto rest = now - m_lastMove;
-    if (rest > (value == m_target ? WORKER_END : STEP_LIMIT)) m_running = false;
+    if (now - m_lastAnnouncement > ANNOUNCEMENT_PERIOD) {
+        m_lastAnnouncement = now;
+        repeatAnnouncement(television);
+    }
+    if (now - m_lastMove > (value == m_target ? WORKER_END : WORKER_FAILED)) m_running = false;
+}
+
+void WorkerSetting::repeatAnnouncement(SystemSetting& television) const {
+    if (m_running) (television.*m_announce)(ValueObject(m_value));
+}
+
+bool WorkerSetting::atRest() const {
+    return !m_wish && (!m_running || m_value == m_target) && Clock::now() - m_lastMove > PICTURE_FOLLOWS;
 }
 
 PictureControl::PictureControl()
     : m_television(std::make_unique<SystemSetting>()),
       m_pq("dovra.sl2.vint.video.aipq.pq.setting"),
-      m_stepped{SteppedSetting(&Settings::brightness, &SystemSetting::getVideoBrightness,
-                               &SystemSetting::setVideoBrightness),
-                SteppedSetting(&Settings::contrast, &SystemSetting::getVideoContrast,
-                               &SystemSetting::setVideoContrast),
-                SteppedSetting(&Settings::saturation, &SystemSetting::getVideoSaturation,
-                               &SystemSetting::setVideoSaturation)} {}
+      m_workers{WorkerSetting(&Settings::brightness, &SystemSetting::getVideoBrightness,
+                              &SystemSetting::setVideoBrightness, &SystemSetting::onVideoBrightnessChanged),
+                WorkerSetting(&Settings::contrast, &SystemSetting::getVideoContrast,
+                              &SystemSetting::setVideoContrast, &SystemSetting::onVideoContrastChanged),
+                WorkerSetting(&Settings::saturation, &SystemSetting::getVideoSaturation,
+                              &SystemSetting::setVideoSaturation, &SystemSetting::onVideoSaturationChanged),
+                WorkerSetting(&Settings::sharpness, &SystemSetting::getVideoSharpness,
+                              &SystemSetting::setVideoSharpness, &SystemSetting::onVideoSharpnessChanged),
+                WorkerSetting(&Settings::memc, &SystemSetting::getVideoMEMC, &SystemSetting::setVideoMEMC,
+                              &SystemSetting::onVideoMEMCChanged),
+                WorkerSetting(&Settings::noiseReduction, &SystemSetting::getVideoNR,
+                              &SystemSetting::setVideoNR, &SystemSetting::onVideoNRChanged)} {}
 
 PictureControl::~PictureControl() {
     // A worker that still runs uses the SystemSetting, and nothing can wait for it.
@@ -61,47 +87,98 @@ PictureControl::~PictureControl() {
 bool PictureControl::open() {
     if (!advance()) return false;
     m_found = m_inForce;
-    // SystemSetting has no getter for them.
-    return m_pq.getValue(m_foundPq) == 0;
+    m_foundOther = m_inForceOther;
+    return true;
 }
 
 void PictureControl::moveTo(const Settings& target) {
-    for (SteppedSetting& setting : m_stepped) setting.wish(target);
-    writePq(target);
+    for (WorkerSetting& setting : m_workers) setting.wish(target);
+    m_toWrite = target;
+    m_lastWrite = {};
     advance();
 }
 
 bool PictureControl::advance() {
-    if (!isPresent()) return false;
-    std::array<int, std::tuple_size_v<decltype(m_stepped)>> values{};
-    for (std::size_t i = 0; i < m_stepped.size(); ++i) {
-        values[i] = m_stepped[i].read(*m_television);
+    if (!isPresent()) {
+        for (const WorkerSetting& setting : m_workers) setting.repeatAnnouncement(*m_television);
+        return false;
+    }
+    std::array<int, std::tuple_size_v<decltype(m_workers)>> values{};
+    for (std::size_t i = 0; i < m_workers.size(); ++i) {
+        values[i] = m_workers[i].read(*m_television);
         if (values[i] < 0) return false;
     }
-    // The last one: a television that has left meanwhile gives 0 for a number, and a failure for a list.
+    // Not getVideoColorTunerFamily(), which would set the mode. -1 is a value of three of them.
+    const int tunerMode = m_television->getVideoColorTuner();
+    const int tunerBrightness = m_television->getVideoColorTunerB();
+    const int tunerSaturation = m_television->getVideoColorTunerS();
+    const int tunerHue = m_television->getVideoColorTunerH();
+    // The last one, because SystemSetting has no getter for it, and because a television that has left
+    // meanwhile gives 0 for a number, and a failure for a list.
     std::vector<int> pq;
-    if (m_pq.getValue(pq) != 0 || pq.size() <= std::max(PQ_DARK_LIFT, PQ_ROLL_OFF)) return false;
+    if (tunerMode < 0 || m_pq.getValue(pq) != 0 || pq.size() != PQ_POSITIONS.size()) return false;
+
+    m_inForce.tunerMode = tunerMode;
+    m_inForce.tunerSaturation = tunerSaturation;
+    m_inForce.tunerHue = tunerHue;
     m_inForce.darkLift = pq[PQ_DARK_LIFT];
     m_inForce.rollOff = pq[PQ_ROLL_OFF];
-    for (std::size_t i = 0; i < m_stepped.size(); ++i)
-        m_stepped[i].advance(*m_television, values[i], m_inForce);
+    m_inForceOther = {tunerBrightness, pq};
+    for (std::size_t i = 0; i < m_workers.size(); ++i)
+        m_workers[i].advance(*m_television, values[i], m_inForce);
+    write();
     return true;
 }
 
+void PictureControl::forgetChanges() {
+    for (WorkerSetting& setting : m_workers) setting.forget();
+    m_toWrite.reset();
+}
+
+bool PictureControl::atRest() const {
+    return !m_toWrite && Clock::now() - m_lastWrite > PICTURE_FOLLOWS &&
+           std::all_of(m_workers.begin(), m_workers.end(),
+                       [](const WorkerSetting& setting) { return setting.atRest(); });
+}
+
 bool PictureControl::settled() const {
-    return std::none_of(m_stepped.begin(), m_stepped.end(),
-                        [](const SteppedSetting& setting) { return setting.changing(); });
+    return !m_toWrite && std::none_of(m_workers.begin(), m_workers.end(),
+                                      [](const WorkerSetting& setting) { return setting.changing(); });
 }
 
-void PictureControl::restore() {
-    for (SteppedSetting& setting : m_stepped) setting.wish(m_found);
-    m_pq.setValue(m_foundPq);
-    advance();
+PictureControl::Clock::time_point PictureControl::lastMove() const {
+    return std::max_element(
+               m_workers.begin(), m_workers.end(),
+               [](const WorkerSetting& a, const WorkerSetting& b) { return a.lastMove() < b.lastMove(); })
+        ->lastMove();
 }
 
-void PictureControl::writePq(const Settings& target) {
-    std::vector<int> parameters(PQ_PARAMETERS, 0);
-    parameters[PQ_DARK_LIFT] = target.darkLift;
-    parameters[PQ_ROLL_OFF] = target.rollOff;
-    m_television->setVideoPQParameters(parameters);
+void PictureControl::restore() { moveTo(m_found); }
+
+bool PictureControl::written() const {
+    const Settings& wanted = *m_toWrite;
+    return m_inForce.tunerMode == wanted.tunerMode && m_inForce.tunerSaturation == wanted.tunerSaturation &&
+           m_inForce.tunerHue == wanted.tunerHue && m_inForce.darkLift == wanted.darkLift &&
+           m_inForce.rollOff == wanted.rollOff;
+}
+
+void PictureControl::write() {
+    if (!m_toWrite) return;
+    if (written()) {
+        m_toWrite.reset();
+        return;
+    }
+    if (Clock::now() - m_lastWrite < WRITE_PERIOD) return;
+    m_lastWrite = Clock::now();
+
+    // With the user's mode, the user's brightness; the service does not change the luma.
+    const int brightness = m_toWrite->tunerMode == m_found.tunerMode ? m_foundOther.tunerBrightness : 0;
+    std::vector<int> tuner{m_toWrite->tunerMode, brightness, m_toWrite->tunerSaturation, m_toWrite->tunerHue};
+    m_television->setVideoColorTunerFamily(tuner);
+
+    std::vector<int> pq(PQ_PARAMETERS, 0);
+    for (std::size_t i = 0; i < PQ_POSITIONS.size(); ++i) pq[PQ_POSITIONS[i]] = m_foundOther.pq[i];
+    pq[PQ_DARK_LIFT] = m_toWrite->darkLift;
+    pq[PQ_ROLL_OFF] = m_toWrite->rollOff;
+    m_television->setVideoPQParameters(pq);
 }

@@ -1,18 +1,22 @@
 #include "picture_response.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <random>
+#include <tuple>
 #include <vector>
 
 #include "simulated_picture/picture.h"
 
 namespace {
 
-constexpr std::size_t LEVELS = 256;
+constexpr std::size_t LEVELS = std::tuple_size_v<ToneCurve>;
 constexpr std::size_t COLOURS = 3;
+
+// What noise reduction removed more thoroughly cannot be measured any more.
+constexpr double LEAST_GAIN = 0.2;
 
 // Each round halves the error of the colours, or better.
 constexpr int COLOUR_ROUNDS = 4;
@@ -52,17 +56,10 @@ Settings colourOf(const Settings& settings) {
     return colour;
 }
 
-using Curve = std::array<std::uint8_t, LEVELS>;
-
 // For each level shown the film's: the middle of those that come nearest to it.
-Curve inverseTone(const Settings& settings) {
-    Frame ramp{LEVELS, 1, std::vector<std::uint8_t>(LEVELS * COLOURS)};
-    for (std::size_t i = 0; i < ramp.rgb.size(); ++i) ramp.rgb[i] = static_cast<std::uint8_t>(i / COLOURS);
-    const Frame shownRamp = showFilm(ramp, toneOf(settings));
-    Curve shown{};
-    for (std::size_t i = 0; i < LEVELS; ++i) shown[i] = shownRamp.rgb[i * COLOURS];
-
-    Curve film{};
+ToneCurve inverseTone(const Settings& settings) {
+    const ToneCurve shown = toneCurve(settings);
+    ToneCurve film{};
     for (std::size_t level = 0; level < LEVELS; ++level) {
         const auto next = std::lower_bound(shown.begin(), shown.end(), level);
         if (next == shown.end()) {
@@ -85,9 +82,30 @@ Frame withoutColourSettings(const Frame& shown, const Settings& settings) {
     for (int round = 0; round < COLOUR_ROUNDS; ++round) {
         const Frame result = showFilm(guess, colour);
         for (std::size_t i = 0; i < guess.rgb.size(); ++i)
-            guess.rgb[i] = toByte(double{1} * guess.rgb[i] + shown.rgb[i] - result.rgb[i]);
+            guess.rgb[i] = toByte(guess.rgb[i] + shown.rgb[i] - result.rgb[i]);
     }
     return guess;
+}
+
+constexpr std::uint32_t PATCH = 66;
+
+// A grey with noise, always the same.
+Frame noisePatch() {
+    Frame patch{PATCH, PATCH, {}};
+    std::minstd_rand random;
+    for (std::size_t i = 0; i < std::size_t{PATCH} * PATCH; ++i)
+        patch.rgb.insert(patch.rgb.end(), COLOURS, static_cast<std::uint8_t>(120 + random() % 17));
+    return patch;
+}
+
+// A soft edge.
+Frame edgePatch() {
+    Frame patch{PATCH, PATCH, {}};
+    for (std::size_t i = 0; i < std::size_t{PATCH} * PATCH; ++i) {
+        const double fromMiddle = static_cast<double>(i % PATCH) - PATCH / 2.0 + 0.5;
+        patch.rgb.insert(patch.rgb.end(), COLOURS, toByte(128 + 64 * std::tanh(fromMiddle / 2.5)));
+    }
+    return patch;
 }
 
 }  // namespace
@@ -106,12 +124,44 @@ Frame showFilm(const Frame& film, const Settings& settings) {
 
 Frame estimateFilm(const Frame& shown, const Settings& settings) {
     Frame film = withoutColourSettings(shown, settings);
-    const Curve curve = inverseTone(settings);
+    const ToneCurve curve = inverseTone(settings);
     for (std::uint8_t& value : film.rgb) value = curve[value];
     return film;
 }
 
+ToneCurve toneCurve(const Settings& settings) {
+    Frame ramp{LEVELS, 1, std::vector<std::uint8_t>(LEVELS * COLOURS)};
+    for (std::size_t i = 0; i < ramp.rgb.size(); ++i) ramp.rgb[i] = static_cast<std::uint8_t>(i / COLOURS);
+    const Frame shown = showFilm(ramp, toneOf(settings));
+    ToneCurve curve{};
+    for (std::size_t i = 0; i < LEVELS; ++i) curve[i] = shown.rgb[i * COLOURS];
+    return curve;
+}
+
+double shownSkinHue(double hue, const Settings& settings) {
+    // Skin of middle brightness and colour.
+    constexpr int RED = 200;
+    constexpr int CHROMA = 80;
+    const double turned = CHROMA * hue / 60;
+    Frame skin{
+        1,
+        1,
+        {RED, toByte(RED - CHROMA + std::max(0.0, turned)), toByte(RED - CHROMA - std::min(0.0, turned))}};
+    return measure(showFilm(skin, colourOf(settings))).skinHue;
+}
+
 Measurement measureFilm(const Frame& estimate, const Settings& settings, const Frame* before) {
-    static_cast<void>(settings);
-    return measure(estimate, before);
+    Measurement film = measure(estimate, before);
+    Settings detail;
+    detail.sharpness = settings.sharpness;
+    detail.noiseReduction = settings.noiseReduction;
+    if (detail == Settings{}) return film;
+
+    const Frame noise = noisePatch();
+    const double noiseGain = measure(showFilm(noise, detail)).noise / measure(noise).noise;
+    film.noise /= std::max(LEAST_GAIN, noiseGain);
+    const Frame edge = edgePatch();
+    film.sharpness /= measure(showFilm(edge, detail)).sharpness / measure(edge).sharpness;
+    film.sharpness = std::min(film.sharpness, 100.0);
+    return film;
 }

@@ -7,6 +7,9 @@
 #ifndef EXAMPLES_PICTURE_SERVICE_PICTURE_RESPONSE_H
 #define EXAMPLES_PICTURE_SERVICE_PICTURE_RESPONSE_H
 
+#include <array>
+#include <cstdint>
+
 #include "frame.h"
 #include "settings.h"
 
@@ -16,6 +19,13 @@ Frame showFilm(const Frame& film, const Settings& settings);
 // The film, estimated from a frame that shows it under `settings`. Undoes the settings of tone and colour;
 // measureFilm() accounts for noise reduction and sharpness. It is not exact: what was clipped stays lost.
 Frame estimateFilm(const Frame& shown, const Settings& settings);
+
+// What the television shows of each grey level.
+using ToneCurve = std::array<std::uint8_t, 256>;
+ToneCurve toneCurve(const Settings& settings);
+
+// The hue, in degrees, that it gives to skin of this hue.
+double shownSkinHue(double hue, const Settings& settings);
 
 // What measure() gives for the film, from the estimate that estimateFilm() made under `settings`.
 Measurement measureFilm(const Frame& estimate, const Settings& settings, const Frame* before = nullptr);

@@ -1,6 +1,6 @@
 #include "picture_service.h"
 
-#include <cmath>
+#include <algorithm>
 #include <cstdio>
 #include <thread>
 #include <utility>
@@ -11,13 +11,16 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto FRAME_PERIOD = 400ms;
+constexpr auto FRAME_PERIOD = 300ms;
 constexpr auto FRAME_LIMIT = 5s;
 constexpr auto TICK = 50ms;
-constexpr auto RESTORE_LIMIT = 10s;
+// A television that is busy answers late, but it answers: the first limit counts from the last step of a
+// setting.
+constexpr auto RESTORE_STEP_LIMIT = 15s;
+constexpr auto RESTORE_LIMIT = 90s;
 
-// A larger change of the film's luma is another scene.
-constexpr double SAME_SCENE_LUMA = 18;
+// The newest; a service that works for days keeps no more.
+constexpr std::size_t MOST_EPISODES = 100;
 
 std::string changesText(const Settings& from, const Settings& to) {
     std::string text;
@@ -39,8 +42,8 @@ bool PictureService::run(const std::function<bool()>& stop, std::string& error) 
         return false;
     }
     m_judge.emplace(m_control.found());
+    m_timeline.print("decides by rules on what it measures in the frames; nothing is learned");
     const bool success = work(stop, error);
-    closeEpisode();
     if (!putSettingsBack()) {
         if (success)
             error = m_awaySince ? "the television is away: its picture settings are not put back"
@@ -76,7 +79,7 @@ bool PictureService::work(const std::function<bool()>& stop, std::string& error)
 void PictureService::requestFrame() {
     if (m_watch.asleep() || Clock::now() < m_nextRequest || !m_grabber.idle()) return;
     m_nextRequest = Clock::now() + FRAME_PERIOD;
-    m_settledAtRequest = m_control.settled();
+    m_restAtRequest = m_control.atRest();
     m_grabber.request();
 }
 
@@ -85,50 +88,69 @@ void PictureService::onFrame(Frame frame) {
     shot.measurement = measure(shot.frame);
     m_history.shown.push_back({m_timeline.seconds(), shot.measurement.luma});
     // While settings move, nobody knows which of them the frame shows.
-    if (!m_settledAtRequest || !m_control.settled()) return;
+    if (!m_restAtRequest || !m_control.atRest()) return;
 
-    const Frame estimate = estimateFilm(shot.frame, shot.settings);
-    const Measurement film = measureFilm(estimate, shot.settings);
-    m_history.film.push_back({m_timeline.seconds(), film.luma});
-    followUp(shot, film);
-    decide(shot, estimate, film);
+    Frame film = estimateFilm(shot.frame, shot.settings);
+    const Frame* const before = m_lastFilm ? &*m_lastFilm : nullptr;
+    const Measurement measured = measureFilm(film, shot.settings, before);
+    m_history.film.push_back({m_timeline.seconds(), measured.luma});
+    const bool cut = before != nullptr && isCut(*before, film);
+    if (cut) m_cutAt = m_timeline.seconds();
+    if (!m_judge->waiting() && !m_history.episodes.empty())
+        m_history.episodes.back().to = m_timeline.seconds();
+    m_lastFilm = std::move(film);
+
+    const std::optional<Decision> decision = m_judge->judge(measured, cut, m_timeline.seconds());
+    if (!m_judge->waiting() && !decision) m_cutAt.reset();
+    if (decision && m_judge->sceneBegan())
+        beginEpisode(*decision, shot, measured);
+    else if (decision)
+        apply(*decision);
+    else
+        followScene(shot);
 }
 
-void PictureService::decide(const Shot& shot, const Frame& estimate, const Measurement& film) {
-    const std::optional<Decision> decision = m_judge->judge(film);
-    if (!decision) return;
-    closeEpisode();
-    m_timeline.print(std::string(toText(decision->scene)) + ": " + toText(film) + "  -> " +
-                     changesText(shot.settings, decision->target));
-    m_history.cuts.push_back(m_timeline.seconds());
+void PictureService::beginEpisode(const Decision& decision, const Shot& shot, const Measurement& measured) {
     Episode episode;
-    episode.from = episode.to = m_timeline.seconds();
-    episode.scene = decision->scene;
-    episode.decision = *decision;
-    episode.before = showFilm(estimate, m_control.found());
-    episode.after = showFilm(estimate, decision->target);
-    episode.measuredBefore = measure(episode.before);
-    episode.measuredAfter = measure(episode.after);
-    episode.greyErrorBefore = greyError(estimate, episode.before);
-    episode.greyErrorAfter = greyError(estimate, episode.after);
-    episode.exact = shot.settings == m_control.found();
-    m_history.episodes.push_back(std::move(episode));
-    m_followedLuma = film.luma;
-    m_control.moveTo(decision->target);
-}
-
-void PictureService::followUp(const Shot& shot, const Measurement& film) {
-    if (!m_followedLuma) return;
-    Episode& episode = m_history.episodes.back();
-    if (std::abs(film.luma - *m_followedLuma) > SAME_SCENE_LUMA) {
-        closeEpisode();
-        return;
-    }
     episode.to = m_timeline.seconds();
-    if (shot.settings == episode.decision.target) episode.captured = shot;
+    episode.from = m_cutAt.value_or(episode.to);
+    m_cutAt.reset();
+    if (!m_history.episodes.empty()) m_history.cuts.push_back(episode.from);
+    episode.scene = decision.scene;
+    episode.exact = shot.settings == m_control.found();
+    m_episodeFilm = *m_lastFilm;
+    episode.before = showFilm(m_episodeFilm, m_control.found());
+    episode.measuredBefore = measureShown(m_episodeFilm, episode.before);
+    episode.measuredBefore.motion = measured.motion;
+    episode.greyErrorBefore = greyError(m_episodeFilm, episode.before);
+    if (m_history.episodes.size() == MOST_EPISODES) m_history.episodes.erase(m_history.episodes.begin());
+    m_history.episodes.push_back(std::move(episode));
+
+    m_timeline.print(std::string(toText(decision.scene)) + ": " + toText(measured));
+    apply(decision);
 }
 
-void PictureService::closeEpisode() { m_followedLuma.reset(); }
+void PictureService::apply(const Decision& decision) {
+    Episode& episode = m_history.episodes.back();
+    episode.decision = decision;
+    episode.after = showFilm(m_episodeFilm, decision.target);
+    episode.measuredAfter = measureShown(m_episodeFilm, episode.after);
+    episode.measuredAfter.motion = episode.measuredBefore.motion;
+    episode.greyErrorAfter = greyError(m_episodeFilm, episode.after);
+    episode.captured.reset();
+    ++m_decisions;
+    for (const Reason& reason : decision.reasons) m_timeline.print("  " + reason.change + ": " + reason.why);
+    m_control.moveTo(decision.target);
+}
+
+void PictureService::followScene(const Shot& shot) {
+    if (m_judge->waiting() || m_history.episodes.empty()) return;
+    Episode& episode = m_history.episodes.back();
+    if (shot.settings != episode.decision.target) return;
+    if (!episode.captured && shot.settings != m_control.found())
+        m_timeline.print("  shown now: " + toText(shot.measurement));
+    episode.captured = shot;
+}
 
 bool PictureService::readSettings() {
     noticePresence();
@@ -141,7 +163,6 @@ void PictureService::noticePresence() {
     const bool isPresent = m_control.isPresent();
     if (isPresent == !m_awaySince) return;
     if (!isPresent) {
-        closeEpisode();
         m_awaySince = m_timeline.seconds();
         m_timeline.print("the television left");
         return;
@@ -151,14 +172,19 @@ void PictureService::noticePresence() {
     m_timeline.print("the television is back");
     // It has the settings with which it starts: what was decided before is void.
     m_control.forgetChanges();
+    m_lastFilm.reset();
+    m_cutAt.reset();
     m_judge.emplace(m_control.found());
 }
 
 bool PictureService::putSettingsBack() {
-    const Clock::time_point limit = Clock::now() + RESTORE_LIMIT;
     const Settings last = m_control.inForce();
     m_control.restore();
-    while (!(m_control.settled() && m_control.restored()) && Clock::now() < limit) {
+    const Clock::time_point start = Clock::now();
+    while (!(m_control.settled() && m_control.restored())) {
+        const Clock::time_point now = Clock::now();
+        if (now - std::max(start, m_control.lastMove()) > RESTORE_STEP_LIMIT || now - start > RESTORE_LIMIT)
+            break;
         readSettings();
         if (m_awaySince) return false;
         std::this_thread::sleep_for(TICK);
@@ -171,7 +197,7 @@ bool PictureService::putSettingsBack() {
 }
 
 void PictureService::printSummary() const {
-    std::printf("\nIn %.0f s: %zu frames, %zu scenes\n", m_timeline.seconds(), m_history.shown.size(),
-                m_history.episodes.size());
+    std::printf("\nIn %.0f s: %zu frames, %zu scenes, %u decisions\n", m_timeline.seconds(),
+                m_history.shown.size(), m_history.episodes.size(), m_decisions);
     std::printf("  %s\n", verdictOf(m_history.episodes).sentence.c_str());
 }

@@ -13,8 +13,8 @@
 #include "television_watch.h"
 #include "timeline.h"
 
-// The AI picture-quality service: looks at what plays, decides, and changes the picture settings. Everything
-// happens on the thread that runs it, but for the library's callbacks.
+// The AI picture-quality service: measures what plays, decides by rules, and changes the picture settings.
+// Everything happens on the thread that runs it, but for the library's callbacks.
 class PictureService {
   public:
     explicit PictureService(Timeline& timeline);
@@ -32,9 +32,9 @@ class PictureService {
     bool work(const std::function<bool()>& stop, std::string& error);
     void requestFrame();
     void onFrame(Frame frame);
-    void decide(const Shot& shot, const Frame& estimate, const Measurement& film);
-    void followUp(const Shot& shot, const Measurement& film);
-    void closeEpisode();
+    void beginEpisode(const Decision& decision, const Shot& shot, const Measurement& measured);
+    void apply(const Decision& decision);
+    void followScene(const Shot& shot);
     // False if the television is away.
     bool readSettings();
     void noticePresence();
@@ -50,10 +50,15 @@ class PictureService {
     // Since when the television is away.
     std::optional<double> m_awaySince;
     Clock::time_point m_nextRequest;
-    // Whether nothing was being changed when the frame under way was requested.
-    bool m_settledAtRequest = false;
-    // The film's luma when the last decision was made, while its effect is being looked at.
-    std::optional<double> m_followedLuma;
+    // Whether nothing moved when the frame under way was requested.
+    bool m_restAtRequest = false;
+    // The film's frame before, to find cuts and motion.
+    std::optional<Frame> m_lastFilm;
+    // When a cut was seen after which nothing has been decided.
+    std::optional<double> m_cutAt;
+    // The film's frame that the last episode is about.
+    Frame m_episodeFilm;
+    unsigned m_decisions = 0;
 };
 
 #endif

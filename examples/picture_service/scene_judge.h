@@ -1,6 +1,7 @@
 #ifndef EXAMPLES_PICTURE_SERVICE_SCENE_JUDGE_H
 #define EXAMPLES_PICTURE_SERVICE_SCENE_JUDGE_H
 
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,30 +31,45 @@ struct Decision {
     std::vector<Reason> reasons;  // never empty
 };
 
-// Judges what the film shows and says which settings suit it: dark scenes are lifted, bright ones calmed,
-// ordinary ones shown as the user has set the television.
+// Judges what the film shows and says which settings suit it, by rules: each setting moves away from the
+// user's by as much as a measurement differs from a good picture's. Rules see no content: they do not know a
+// face from wood of its colour.
 //
-// Hysteresis keeps it quiet: but for a cut, a scene is left at another brightness than it is entered at,
-// small differences of the wanted settings count as none, and a decision needs two frames in succession, so
-// that a flash changes nothing.
+// The tone is anchored: black and white stay black and white, and nothing is clipped that the user's settings
+// do not clip.
+//
+// It is quiet: a new scene is judged on its second frame, so that a flash changes nothing. Within a scene
+// small differences count as none, a decision holds for 2 s, there are at most 3 of them, and no setting
+// moves back.
 class SceneJudge {
   public:
-    // `user` is what the television had before: what the service wants is relative to it.
+    // `user` is what the television had before: the targets are relative to it.
     explicit SceneJudge(const Settings& user) : m_user(user), m_wanted(user) {}
 
-    // Nothing if all is well as it is.
-    std::optional<Decision> judge(const Measurement& film);
+    // Judges a frame of the film; `cut` says that a new scene begins with it. Nothing if all is well. The
+    // first decision of a scene is also given if it changes nothing.
+    std::optional<Decision> judge(const Measurement& film, bool cut, double seconds);
+
+    // Whether a scene has begun on which nothing has been decided.
+    bool waiting() const { return m_newScene; }
+    // Whether the last decision was the first of its scene.
+    bool sceneBegan() const { return m_decisions == 1; }
 
   private:
-    Scene classify(const Measurement& film) const;
-    Settings settingsFor(Scene scene, const Measurement& film) const;
+    bool beginsScene(const Measurement& film, bool cut);
+    // Takes over from `fresh` what is worth a change within a scene.
+    Settings followed(const Settings& fresh) const;
+    Decision decide(Decision decision, const Measurement& film, double seconds);
 
     const Settings m_user;
     Settings m_wanted;
-    std::optional<Scene> m_scene;    // of the last decision
-    std::optional<Scene> m_running;  // that the film is still in; none after a cut
-    std::optional<double> m_lastLuma;
+    Measurement m_decided;  // the film when the last decision was made
+    bool m_started = false;
+    bool m_newScene = true;  // which has had no decision
     bool m_doubtful = false;
+    unsigned m_decisions = 0;  // in this scene
+    double m_lastDecision = 0;
+    std::array<int, SETTING_NAMES.size()> m_directions{};  // of the changes within this scene
 };
 
 #endif

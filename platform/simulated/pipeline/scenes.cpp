@@ -252,8 +252,139 @@ Colour bars(float x, float y, float t) {
     return mix({0.06F, 0.06F, 0.06F}, WHITE, cover(shape));
 }
 
-constexpr std::array<Colour (*)(float, float, float), SCENE_NAMES.size()> SCENES{night, sunset, snow, garden,
-                                                                                 bars};
+// The grain of film in weak light: another value, about -1 to 1, for each small cell and each of 24 frames a
+// second.
+float grain(float x, float y, float t) {
+    constexpr float CELLS = 1080.0F;
+    constexpr float FRAMES = 64.0F;
+    const float frame = std::fmod(std::floor(t * 24.0F), FRAMES);
+    const float column = std::floor(x * CELLS);
+    const float row = std::floor(y * CELLS) + frame * 1187.0F;
+    return chance(column, row) + chance(column + 3001.0F, row) + chance(column, row + 80021.0F) - 1.5F;
+}
+
+// A cellar in the light of a candle, dark and grainy.
+Colour cellar(float x, float y, float t) {
+    const float flicker = 0.94F + 0.06F * std::sin(11.0F * t) * std::sin(7.3F * t);
+    constexpr float CANDLE_X = 1.15F;
+    constexpr float CANDLE_Y = 0.46F;
+    const float away = distance(x, y, CANDLE_X, CANDLE_Y);
+    const float light = flicker * (0.26F + 1.10F * std::exp(-2.2F * away));
+
+    // A wall of bricks above a floor of planks.
+    const float course = std::floor(y / 0.085F);
+    const float shifted = x + 0.10F * (course - 2.0F * std::floor(course / 2.0F));
+    const float brick = chance(std::floor(shifted / 0.20F), course);
+    Colour c = Colour{0.40F, 0.29F, 0.24F} * (0.55F + 0.35F * brick);
+    const float mortar =
+        std::min(std::min(fraction(shifted / 0.20F), 1.0F - fraction(shifted / 0.20F)) * 0.20F,
+                 std::min(fraction(y / 0.085F), 1.0F - fraction(y / 0.085F)) * 0.085F);
+    c = mix(c, {0.24F, 0.22F, 0.21F}, cover(mortar - 0.006F));
+    const float plank = chance(std::floor(x / 0.16F), 5.0F);
+    c = mix(c, Colour{0.30F, 0.22F, 0.15F} * (0.6F + 0.4F * plank), cover(0.80F - y));
+
+    // Two barrels with iron hoops, and a table with the candle.
+    for (int barrelNumber = 0; barrelNumber < 2; ++barrelNumber) {
+        const float dx = x - (0.30F + 0.36F * static_cast<float>(barrelNumber));
+        const float dy = (y - 0.68F) / 0.19F;
+        const float half = 0.15F - 0.035F * dy * dy;
+        const float barrel = std::max(std::fabs(dx) - half, std::fabs(y - 0.68F) - 0.19F);
+        const float round = 1.0F - 0.6F * std::min(1.0F, dx * dx / (half * half));
+        const float stave = 0.85F + 0.15F * chance(std::floor(dx / 0.035F), 9.0F);
+        c = mix(c, Colour{0.46F, 0.29F, 0.16F} * (round * stave), cover(barrel));
+        const float hoop = std::fabs(std::fabs(dy) - 0.62F) - 0.06F;
+        c = mix(c, Colour{0.20F, 0.20F, 0.22F} * round, cover(std::max(barrel, hoop * 0.19F)));
+    }
+    const float table = std::max(std::fabs(x - 1.22F) - 0.30F, std::fabs(y - 0.745F) - 0.020F);
+    const float leg = std::max(std::fabs(std::fabs(x - 1.22F) - 0.25F) - 0.02F, std::fabs(y - 0.83F) - 0.09F);
+    c = mix(c, {0.36F, 0.24F, 0.15F}, cover(std::min(table, leg)));
+
+    c = c * (0.85F * light);
+    const float stick = std::max(std::fabs(x - CANDLE_X) - 0.022F, std::fabs(y - 0.63F) - 0.10F);
+    c = mix(c, Colour{0.55F, 0.47F, 0.36F} * (flicker * (1.0F - 1.8F * (y - 0.53F))), cover(stick));
+    const float tongue = distance(x * 2.2F, y, CANDLE_X * 2.2F + 0.02F * std::sin(9.0F * t), 0.485F) - 0.035F;
+    c = c + Colour{0.30F, 0.16F, 0.05F} * (std::exp(-9.0F * away) * flicker);
+    c = mix(c, {0.98F, 0.84F, 0.50F}, cover(tongue, 0.03F));
+    return c + WHITE * (0.050F * grain(x, y, t));
+}
+
+// From the window of a fast train, on a hazy day: nothing is black or white, and all of it moves.
+Colour train(float x, float y, float t) {
+    constexpr Colour HAZE{0.58F, 0.60F, 0.62F};
+    Colour c = mix({0.62F, 0.64F, 0.67F}, HAZE, y * 2.0F);
+    const float hillX = x + 0.10F * t;
+    const float hill = 0.40F + 0.05F * std::sin(3.0F * hillX) + 0.02F * std::sin(8.0F * hillX);
+    c = mix(c, {0.52F, 0.55F, 0.57F}, cover(hill - y, 0.02F));
+
+    // Fields, the nearer the faster.
+    const float depth = std::max(0.02F, (y - 0.50F) / 0.50F);
+    const float fieldX = x + t * (0.5F + 2.5F * depth);
+    const Colour field = mix({0.44F, 0.50F, 0.41F}, {0.54F, 0.54F, 0.43F},
+                             cover(fraction(fieldX * 0.8F + 0.6F * depth) - 0.5F, 0.15F));
+    c = mix(c, mix(HAZE, field, 0.35F + 0.65F * depth), cover(0.50F - y, 0.02F));
+    const float furrows = 0.02F * std::sin(26.0F * fieldX);
+    c = c + WHITE * (furrows * cover(0.56F - y, 0.1F));
+
+    // A row of trees, and near posts that rush past.
+    const float treeX = x + 1.1F * t;
+    const float tree = std::floor(treeX / 0.42F);
+    const float treeMiddle = (tree + 0.3F + 0.4F * chance(tree, 4.0F)) * 0.42F;
+    const float crown = distance(treeX, y * 0.8F, treeMiddle, 0.33F) - 0.07F - 0.035F * chance(tree, 6.0F);
+    const float trunk = std::max(std::fabs(treeX - treeMiddle) - 0.012F, std::fabs(y - 0.50F) - 0.10F);
+    c = mix(c, {0.40F, 0.46F, 0.40F}, cover(std::min(crown, trunk), 0.012F));
+    const float postX = x + 3.1F * t;
+    const float post = std::fabs(postX - (std::floor(postX / 0.75F) + 0.5F) * 0.75F);
+    c = mix(c, {0.33F, 0.34F, 0.35F}, cover(post - 0.045F, 0.03F) * cover(0.16F - y));
+    const float wire = std::fabs(y - 0.20F - 0.14F * post * post);
+    return mix(c, {0.38F, 0.39F, 0.40F}, cover(wire - 0.006F, 0.01F));
+}
+
+// A face in soft focus, in a light that makes the skin too yellow.
+Colour portrait(float x, float y, float t) {
+    constexpr float SOFT = 0.09F;
+    Colour c = mix({0.30F, 0.38F, 0.42F}, {0.16F, 0.22F, 0.22F}, y);
+    for (int lightNumber = 0; lightNumber < 6; ++lightNumber) {
+        const auto light = static_cast<float>(lightNumber);
+        const float spot = distance(x, y, 0.12F + 0.31F * light + 0.02F * std::sin(t + light),
+                                    0.16F + 0.34F * chance(light, 8.0F));
+        c = mix(c, mix({0.80F, 0.74F, 0.52F}, {0.46F, 0.60F, 0.66F}, chance(light, 2.0F)),
+                0.75F * cover(spot - 0.075F, 0.08F));
+    }
+    // The head nods a little.
+    const float headX = 0.89F + 0.012F * std::sin(1.3F * t);
+    const float headY = 0.44F + 0.006F * std::sin(2.1F * t);
+    const float dx = x - headX;
+    const float dy = y - headY;
+    const float shoulders = std::max(distance(dx * 0.75F, dy, 0.0F, 0.66F) - 0.33F, 0.20F - dy);
+    const float hair = distance(dx * 1.12F, dy * 0.9F, 0.0F, -0.06F) - 0.29F;
+    const float longHair = std::max(std::fabs(dx) - 0.24F, std::fabs(dy - 0.10F) - 0.20F);
+    c = mix(c, {0.20F, 0.13F, 0.07F}, cover(std::min(hair, longHair), SOFT));
+    c = mix(c, {0.22F, 0.32F, 0.50F}, cover(shoulders, SOFT));
+
+    const float shade = 1.0F - 0.9F * std::max(0.0F, dx + 0.05F);
+    const Colour skin = Colour{0.83F, 0.70F, 0.46F} * shade;
+    const float neck = std::max(std::fabs(dx) - 0.085F, std::fabs(dy - 0.30F) - 0.12F);
+    c = mix(c, skin * 0.80F, cover(neck, SOFT));
+    const float face = distance(dx * 1.28F, dy, 0.0F, 0.02F) - 0.255F;
+    c = mix(c, skin, cover(face, SOFT));
+    const float cheeks = std::min(distance(dx, dy, -0.10F, 0.08F), distance(dx, dy, 0.10F, 0.08F));
+    c = mix(c, Colour{0.85F, 0.62F, 0.42F} * shade, 0.6F * std::exp(-300.0F * cheeks * cheeks));
+    // Eyes blink, brows, nose, mouth.
+    const float lid = fraction(t / 2.4F) > 0.95F ? 0.2F : 1.0F;
+    const float eye = distance((std::fabs(dx) - 0.085F) * 0.6F, dy + 0.02F, 0.0F, 0.0F) - 0.018F * lid;
+    c = mix(c, {0.90F, 0.87F, 0.78F}, cover(eye - 0.004F, 0.025F));
+    const float iris = distance(std::fabs(dx), dy, 0.085F, -0.02F) - 0.017F * lid;
+    c = mix(c, {0.14F, 0.15F, 0.12F}, cover(iris, 0.02F));
+    const float brow = distance((std::fabs(dx) - 0.09F) * 0.35F, dy, 0.0F, -0.085F) - 0.014F;
+    c = mix(c, {0.28F, 0.20F, 0.12F}, 0.8F * cover(brow, 0.03F));
+    const float nose = distance(dx * 1.8F - 0.02F, dy, 0.0F, 0.075F) - 0.035F;
+    c = mix(c, skin * 0.80F, 0.55F * cover(nose, 0.07F));
+    const float mouth = distance(dx * 0.42F, dy, 0.0F, 0.155F + 0.35F * dx * dx) - 0.017F;
+    return mix(c, {0.68F, 0.42F, 0.30F}, cover(mouth, 0.03F));
+}
+
+constexpr std::array<Colour (*)(float, float, float), SCENE_NAMES.size()> SCENES{
+    night, sunset, snow, garden, bars, cellar, train, portrait};
 
 std::uint8_t toByte(float value) {
     return static_cast<std::uint8_t>(std::clamp(value, 0.0F, 1.0F) * 255.0F + 0.5F);

@@ -12,7 +12,8 @@ struct Image;
 
 namespace pipeline {
 
-constexpr std::array<std::string_view, 5> SCENE_NAMES{"night", "sunset", "snow", "garden", "bars"};
+constexpr std::array<std::string_view, 8> SCENE_NAMES{"night", "sunset", "snow",  "garden",
+                                                      "bars",  "cellar", "train", "portrait"};
 
 // Draws the scene of this index as it looks after so many seconds. The same arguments give the same picture.
 void drawScene(std::size_t scene, float seconds, simulated::Image& image);
