@@ -11,6 +11,7 @@ namespace {
 constexpr int CLIPPED_BLACK = 2;
 constexpr int CLIPPED_WHITE = 253;
 constexpr int GREY_CHROMA = 2;
+constexpr double GREY_PRESENT = 0.01;  // where less is grey, it is so by chance
 constexpr double LEVELS_PER_BIN = 4;
 
 // Two frames show different scenes if their histograms are so far apart, or, for scenes of similar
@@ -43,6 +44,7 @@ class Statistics {
         m_squares += value * value;
         ++m_count;
     }
+    unsigned count() const { return m_count; }
     double mean() const { return m_count == 0 ? 0 : m_sum / m_count; }
     double variance() const {
         return m_count == 0 ? 0 : std::max(0.0, m_squares / m_count - mean() * mean());
@@ -249,10 +251,11 @@ double histogramDistance(const Histogram& a, const Histogram& b) {
 double greyError(const Frame& film, const Frame& shown) {
     const Frame smallFilm = shrunk(film);
     const Frame smallShown = shrunk(shown);
+    const std::size_t blocks = std::min(pixelsOf(smallFilm), pixelsOf(smallShown));
     Statistics chroma;
-    for (std::size_t i = 0; i < std::min(pixelsOf(smallFilm), pixelsOf(smallShown)); ++i)
+    for (std::size_t i = 0; i < blocks; ++i)
         if (pixelOf(smallFilm, i).chroma() <= GREY_CHROMA) chroma.add(pixelOf(smallShown, i).chroma());
-    return chroma.mean();
+    return chroma.count() < GREY_PRESENT * static_cast<double>(blocks) ? 0 : chroma.mean();
 }
 
 std::string toText(const Measurement& measurement) {

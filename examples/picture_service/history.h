@@ -61,7 +61,7 @@ struct History {
 // Whether the picture got better. Shares and errors are means over the scenes.
 struct Verdict {
     unsigned scenes = 0;
-    unsigned better = 0;  // a fault became smaller, and nothing else got worse
+    unsigned better = 0;  // its faults, weighed by what can be seen, became smaller
     unsigned same = 0;
     unsigned worse = 0;
     double clippedBlackBefore = 0;

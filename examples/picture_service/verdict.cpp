@@ -6,29 +6,23 @@
 
 namespace {
 
-// What is wrong with a picture, by how much; 0 is none.
-struct Fault {
-    double amount;
-    double margin;  // a smaller difference is none
-};
-
 // Clipped shares and the colour of greys may grow by no more than this.
 constexpr double CLIPPED_TOLERANCE = 0.002;
 constexpr double GREY_TOLERANCE = 1;
 
-std::vector<Fault> faultsOf(const Measurement& picture, const Measurement& film, Scene scene) {
-    std::vector<Fault> faults{
-        {100 * picture.clippedBlack, 0.2},
-        {100 * picture.clippedWhite, 0.2},
-        {std::max(0.0, picture.noise - 1), 0.4},
-        {std::max(0.0, picture.colour - 115), 3},
-    };
-    if (scene == Scene::DARK) faults.push_back({std::max(0.0, 80 - picture.luma), 3});
-    if (scene == Scene::BRIGHT) faults.push_back({std::max(0.0, picture.luma - 180), 3});
-    if (scene == Scene::ORDINARY) faults.push_back({std::max(0.0, 40 - picture.contrast), 2});
-    if (film.sharpness > 0) faults.push_back({std::max(0.0, 48 - picture.sharpness), 1});
+// What is wrong with a picture: the sum of its faults, each in steps that can just be seen. `film` says which
+// faults can be measured.
+double faultsOf(const Measurement& picture, const Measurement& film, Scene scene) {
+    const auto steps = [](double fault, double step) { return std::max(0.0, fault) / step; };
+    double faults = steps(picture.clippedBlack, 0.005) + steps(picture.clippedWhite, 0.005) +
+                    steps(picture.noise - 1, 0.5) + steps(picture.colour - 115, 5);
+    if (scene == Scene::DARK) faults += steps(80 - picture.luma, 5);
+    if (scene == Scene::BRIGHT) faults += steps(picture.luma - 180, 3);
+    if (scene == Scene::ORDINARY) faults += steps(40 - picture.contrast, 3);
+    // Noise makes edges.
+    if (film.sharpness > 0 && film.noise < 2) faults += steps(48 - picture.sharpness, 2);
     if (film.skin > 0.03 && picture.skin > 0.03)
-        faults.push_back({std::max({0.0, 16 - picture.skinHue, picture.skinHue - 28}), 2});
+        faults += steps(16 - picture.skinHue, 3) + steps(picture.skinHue - 28, 3);
     return faults;
 }
 
@@ -41,17 +35,8 @@ Outcome outcomeOf(const Episode& episode) {
         after.clippedWhite > before.clippedWhite + CLIPPED_TOLERANCE ||
         episode.greyErrorAfter > episode.greyErrorBefore + GREY_TOLERANCE)
         return Outcome::WORSE;
-
-    const std::vector<Fault> faultsBefore = faultsOf(before, before, episode.scene);
-    const std::vector<Fault> faultsAfter = faultsOf(after, before, episode.scene);
-    bool smaller = false;
-    bool larger = false;
-    for (std::size_t i = 0; i < std::min(faultsBefore.size(), faultsAfter.size()); ++i) {
-        const double growth = faultsAfter[i].amount - faultsBefore[i].amount;
-        smaller = smaller || growth <= -faultsBefore[i].margin;
-        larger = larger || growth >= faultsBefore[i].margin;
-    }
-    return larger ? Outcome::WORSE : smaller ? Outcome::BETTER : Outcome::SAME;
+    const double growth = faultsOf(after, before, episode.scene) - faultsOf(before, before, episode.scene);
+    return growth <= -1 ? Outcome::BETTER : growth >= 1 ? Outcome::WORSE : Outcome::SAME;
 }
 
 std::string sentenceFor(const Verdict& verdict) {
