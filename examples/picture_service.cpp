@@ -1,5 +1,5 @@
 // A small AI picture-quality service: measures the film that plays, adapts the picture settings by rules, and
-// leaves pictures of what it did.
+// leaves a report of what it did.
 #include <signal.h>
 #include <unistd.h>
 
@@ -11,6 +11,7 @@
 #include <string>
 
 #include "arguments.h"
+#include "file.h"
 #include "picture_service/picture_service.h"
 #include "picture_service/report.h"
 #include "picture_service/timeline.h"
@@ -57,13 +58,11 @@ bool canWriteInto(const std::string& folder, std::string& error) {
     return true;
 }
 
-bool savePictures(const std::string& folder, const History& history, std::string& error) {
-    const std::string contactSheet = folder + "/contact-sheet.png";
-    const std::string timeline = folder + "/timeline.png";
-    if (!drawContactSheet(contactSheet, history, error) || !drawTimeline(timeline, history, error))
-        return false;
-    std::printf("  %s: the frames before and after each decision\n", contactSheet.c_str());
-    std::printf("  %s: the settings and the luma over time\n", timeline.c_str());
+bool saveReport(const std::string& folder, PictureService& service, std::string& error) {
+    const std::string path = folder + "/report.html";
+    if (!saveFile(path, makeReport(service.playing(), service.history()), error)) return false;
+    std::printf("  %s: each scene before and after, what was decided and why; open it in a browser\n",
+                path.c_str());
     return true;
 }
 
@@ -72,11 +71,10 @@ bool savePictures(const std::string& folder, const History& history, std::string
 int main(int argc, char** argv) {
     CLI::App arguments(
         "Measures the film that plays on the television and adapts its picture settings by rules: tone, "
-        "colour, "
-        "sharpness, noise reduction, MEMC and colour tuner. Nothing in it is learned.");
+        "colour, sharpness, noise reduction, MEMC and colour tuner. Nothing in it is learned.");
     std::string folder;
     double seconds = 24;
-    arguments.add_option("FOLDER", folder, "where the pictures go")->required();
+    arguments.add_option("FOLDER", folder, "where the report goes")->required();
     arguments.add_option("--seconds", seconds, "how long to work; Ctrl-C ends it earlier")
         ->capture_default_str()
         ->check(isSeconds());
@@ -91,5 +89,5 @@ int main(int argc, char** argv) {
     const auto stop = [&] { return timeline.seconds() >= seconds || signals.arrived(); };
     if (!service.run(stop, error)) return fail(error);
     service.printSummary();
-    return savePictures(folder, service.history(), error) ? EXIT_SUCCESS : fail(error);
+    return saveReport(folder, service, error) ? EXIT_SUCCESS : fail(error);
 }

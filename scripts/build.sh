@@ -9,13 +9,12 @@ BUILD_PACKAGES=(
     nlohmann-json3-dev          # the tools' JSON
     libsdbus-c++-dev dbus-daemon  # the television as a process of its own
     libutfcpp-dev               # texts that are valid, and safe to print
-    libcairo2-dev               # the picture-quality service's sheet and plot
     libpng-dev                  # saved pictures
     libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev  # the video pipeline's decoder
     gstreamer1.0-plugins-base gstreamer1.0-plugins-good  # films: MP4, Matroska, WebM, AVI; VP8, VP9; deinterlacing
     gstreamer1.0-plugins-bad    # films: MPEG-TS, AV1, and the parsers of H.264, HEVC and MPEG-2
     gstreamer1.0-libav          # films: H.264, HEVC, MPEG-2 and most others
-    libcpp-httplib-dev libturbojpeg0-dev  # the page that shows the simulated television
+    libcpp-httplib-dev libturbojpeg0-dev  # the page that shows the simulated television; the service's report
     googletest                  # tests, built from source
 )
 

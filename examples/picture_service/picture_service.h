@@ -24,6 +24,8 @@ class PictureService {
     bool run(const std::function<bool()>& stop, std::string& error);
 
     const History& history() const { return m_history; }
+    // What the television shows.
+    std::string playing() { return m_watch.playing(); }
     void printSummary() const;
 
   private:

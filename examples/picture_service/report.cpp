@@ -1,246 +1,203 @@
 #include "report.h"
 
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstdio>
-#include <span>
+#include <cstddef>
 
-#include "canvas.h"
+#include "html.h"
+#include "report_plot.h"
+#include "report_style.h"
 
 namespace {
 
-constexpr Ink WHITE{1, 1, 1};
-constexpr Ink DARK_TEXT{0.13, 0.13, 0.15};
-constexpr Ink QUIET_TEXT{0.42, 0.42, 0.45};
-constexpr Ink GRID{0.88, 0.88, 0.90};
+// A percent sign never stands alone on a line.
+std::string percent(double share) { return number(100 * share, 1) + "\u00a0%"; }
 
-std::string timeText(double seconds) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f s", seconds);
-    return text;
+std::string timeText(const Episode& episode) {
+    return number(episode.from, 1) + " s to " + number(episode.to, 1) + " s";
 }
 
-namespace sheet {
-
-constexpr int MARGIN = 24;
-constexpr int GAP = 12;
-constexpr int PICTURE_WIDTH = 400;
-constexpr int PICTURE_HEIGHT = 225;
-constexpr int HEADING = 30;
-constexpr int CAPTION = 46;
-constexpr int CELL_WIDTH = 2 * PICTURE_WIDTH + GAP;
-constexpr int CELL_HEIGHT = HEADING + PICTURE_HEIGHT + CAPTION + GAP;
-constexpr std::size_t ROWS_IN_ONE_COLUMN = 4;
-constexpr std::size_t MOST_EPISODES = 16;
+void append(std::string& list, const std::string& text) { list += (list.empty() ? "" : ", ") + text; }
 
 std::string settingsText(const Settings& settings) {
     std::string text;
-    for (const auto& [name, value, lowest, highest, neutral] : SETTING_NAMES) {
-        if (!text.empty()) text += ", ";
-        text += std::string(name) + ' ' + std::to_string(settings.*value);
-    }
+    for (const SettingName& setting : SETTING_NAMES)
+        append(text, std::string(setting.name) + ' ' + std::to_string(settings.*setting.value));
+    return escaped(text);
+}
+
+// What is not as it was found; empty if nothing is.
+std::string changesText(const Settings& found, const Settings& target) {
+    std::string text;
+    for (const SettingName& setting : SETTING_NAMES)
+        if (found.*setting.value != target.*setting.value)
+            append(text, std::string(setting.name) + ' ' + std::to_string(target.*setting.value));
     return text;
 }
 
-void drawShot(Canvas& canvas, const Frame& frame, const Measurement& measured, double x, double y) {
-    canvas.frame(frame, x, y, PICTURE_WIDTH, PICTURE_HEIGHT);
-    canvas.text(x, y + PICTURE_HEIGHT + 18, "picture: " + toText(measured), 14, DARK_TEXT,
-                Canvas::Align::LEFT, Canvas::Weight::BOLD);
+std::string row(const std::string& name, const std::string& before, const std::string& after) {
+    return element("tr", element("th scope=\"row\"", name) + element("td", before) + element("td", after));
 }
 
-void drawEpisode(Canvas& canvas, const Episode& episode, double x, double y) {
-    const double right = x + PICTURE_WIDTH + GAP;
-    canvas.text(x, y + 20, timeText(episode.from) + "   " + toText(episode.scene) + ", before", 16, DARK_TEXT,
-                Canvas::Align::LEFT, Canvas::Weight::BOLD);
-    drawShot(canvas, episode.before, episode.measuredBefore, x, y + HEADING);
-    canvas.text(right, y + 20, "after", 16, DARK_TEXT, Canvas::Align::LEFT, Canvas::Weight::BOLD);
-    drawShot(canvas, episode.after, episode.measuredAfter, right, y + HEADING);
-    canvas.text(right, y + HEADING + PICTURE_HEIGHT + 36, settingsText(episode.decision.target), 12,
-                QUIET_TEXT);
+std::string table(const std::string& name, const std::string& rows) {
+    return element("table", element("thead", element("tr", element("th scope=\"col\"", name) +
+                                                               element("th scope=\"col\"", "before") +
+                                                               element("th scope=\"col\"", "after"))) +
+                                element("tbody", rows));
 }
 
-}  // namespace sheet
-
-namespace plot {
-
-constexpr int WIDTH = 1280;
-constexpr int HEIGHT = 640;
-constexpr double LEFT = 80;
-constexpr double RIGHT = WIDTH - 80;
-constexpr double TOP = 70;
-constexpr double BOTTOM = HEIGHT - 70;
-constexpr double SETTING_TOP = 100;
-constexpr double LUMA_TOP = 255;
-constexpr Ink LUMA_INK{0.25, 0.25, 0.28};
-
-struct Curve {
-    SettingName setting;
-    Ink ink;
-};
-
-// Colours that people with a colour deficiency can tell apart.
-constexpr std::array<Curve, 5> CURVES{{
-    {SETTING_NAMES[0], {0.90, 0.62, 0.00}},
-    {SETTING_NAMES[1], {0.00, 0.45, 0.70}},
-    {SETTING_NAMES[2], {0.80, 0.40, 0.65}},
-    {SETTING_NAMES[3], {0.00, 0.62, 0.45}},
-    {SETTING_NAMES[4], {0.84, 0.37, 0.00}},
-}};
-
-// Where times and values stand in the picture.
-class Scale {
-  public:
-    explicit Scale(double seconds) : m_seconds(std::max(1.0, seconds)) {}
-
-    double seconds() const { return m_seconds; }
-    double x(double seconds) const { return LEFT + (RIGHT - LEFT) * seconds / m_seconds; }
-    static double y(double value, double top) { return BOTTOM - (BOTTOM - TOP) * value / top; }
-
-  private:
-    double m_seconds;
-};
-
-double timeStep(double seconds) {
-    for (const double step : {1.0, 2.0, 5.0, 10.0, 30.0, 60.0, 300.0, 600.0})
-        if (seconds / step <= 20) return step;
-    return 3600;
+std::string numbers(const Episode& episode) {
+    const Measurement& before = episode.measuredBefore;
+    const Measurement& after = episode.measuredAfter;
+    const auto levels = [&](const char* name, double Measurement::*value) {
+        return row(name, number(before.*value, 1), number(after.*value, 1));
+    };
+    const auto hue = [](const Measurement& measured) {
+        return measured.skin > 0 ? number(measured.skinHue) + "°" : "none";
+    };
+    return table(
+        "this frame",
+        row("clipped black", percent(before.clippedBlack), percent(after.clippedBlack)) +
+            row("clipped white", percent(before.clippedWhite), percent(after.clippedWhite)) +
+            row("grey error", number(episode.greyErrorBefore, 1), number(episode.greyErrorAfter, 1)) +
+            levels("luma", &Measurement::luma) + levels("contrast", &Measurement::contrast) +
+            levels("colour", &Measurement::colour) + levels("noise", &Measurement::noise) +
+            levels("sharpness", &Measurement::sharpness) + levels("motion", &Measurement::motion) +
+            row("skin", percent(before.skin), percent(after.skin)) +
+            row("skin hue", hue(before), hue(after)));
 }
 
-void drawAxes(Canvas& canvas, const Scale& scale) {
-    for (int value = 0; value <= 100; value += 20) {
-        const double y = Scale::y(value, SETTING_TOP);
-        canvas.line({{LEFT, y}, {RIGHT, y}}, GRID, 1);
-        canvas.text(LEFT - 8, y + 5, std::to_string(value), 14, DARK_TEXT, Canvas::Align::RIGHT);
+std::string picture(const Frame& frame, const std::string& description) {
+    const std::string source = dataUri(frame);
+    if (source.empty()) return element("p", "This frame cannot be shown.");
+    return "<img src=\"" + source + "\" width=\"" + std::to_string(frame.width) + "\" height=\"" +
+           std::to_string(frame.height) + "\" alt=\"" + escaped(description) + "\"/>\n";
+}
+
+std::string figure(const Frame& frame, const std::string& name, const std::string& caption) {
+    return element("figure", picture(frame, name + ": " + caption) +
+                                 element("figcaption", element("b", name) + escaped(caption)));
+}
+
+std::string pictures(const Episode& episode, const Settings& found) {
+    const std::string changes = changesText(found, episode.decision.target);
+    std::string figures;
+    if (episode.before.rgb != episode.after.rgb)
+        figures = figure(episode.before, "Before", "with the settings found") +
+                  figure(episode.after, "After", "with " + changes);
+    else if (changes.empty())
+        figures = figure(episode.before, "Before and after", "nothing was changed");
+    else
+        figures = figure(episode.before, "Before and after", changes + ", which one frame does not show");
+    const std::string origin =
+        "Computed from one captured frame by the television's response to its settings.";
+    return element("div class=\"pair\"", figures) +
+           element("p class=\"quiet\"",
+                   episode.exact
+                       ? origin
+                       : origin + " The changes that it was captured with were undone by estimate.");
+}
+
+std::string decision(const Decision& decision) {
+    std::string reasons;
+    for (const Reason& reason : decision.reasons)
+        reasons += element("li", element("b", escaped(reason.change)) + escaped(reason.why));
+    return element("h4", "Decided, and why") + element("ul", reasons);
+}
+
+std::string captured(const Episode& episode) {
+    if (!episode.captured)
+        return element("p class=\"quiet\"", "No frame was captured with these settings in force.");
+    const Measurement& measured = episode.captured->measurement;
+    return element("div class=\"small\"",
+                   figure(episode.captured->frame, "Captured",
+                          "later in the scene, with these settings in force: clipped black " +
+                              percent(measured.clippedBlack) + ", clipped white " +
+                              percent(measured.clippedWhite) + ", luma " + number(measured.luma)));
+}
+
+std::string scene(const Episode& episode, std::size_t index, const Settings& found) {
+    const std::string name = std::to_string(index + 1);
+    return element(
+        "section class=\"scene\" id=\"scene-" + name + '"',
+        element("h3", "Scene " + name + ": " + escaped(toText(episode.scene)) + ' ' +
+                          element("span class=\"time\"", timeText(episode))) +
+            pictures(episode, found) +
+            element("div class=\"facts\"",
+                    element("div", element("h4", "Histograms") +
+                                       drawHistograms(episode.measuredBefore, episode.measuredAfter)) +
+                        element("div", numbers(episode)) +
+                        element("div", decision(episode.decision) + captured(episode))));
+}
+
+std::string verdict(const Verdict& verdict) {
+    std::string text = element("p", escaped(verdict.sentence));
+    if (verdict.scenes != 0)
+        text += table(
+            "mean of all scenes",
+            row("clipped black", percent(verdict.clippedBlackBefore), percent(verdict.clippedBlackAfter)) +
+                row("clipped white", percent(verdict.clippedWhiteBefore),
+                    percent(verdict.clippedWhiteAfter)) +
+                row("grey error", number(verdict.greyErrorBefore, 1), number(verdict.greyErrorAfter, 1)));
+    return element("div class=\"verdict\"", text);
+}
+
+std::string entry(const std::string& term, const std::string& text) {
+    return element("dt", term) + element("dd", text);
+}
+
+std::string circumstances(const std::string& playing, const History& history) {
+    std::string text = entry("Played", escaped(playing));
+    if (!history.settings.empty()) {
+        const auto& [end, last] = history.settings.back();
+        const Settings& found = history.settings.front().settings;
+        text +=
+            entry("Time", number(end) + " s, " + std::to_string(history.shown.size()) + " frames captured") +
+            entry("Settings found", settingsText(found)) +
+            entry("Settings at the end",
+                  last == found ? "the settings found: the service put them back" : settingsText(last));
     }
-    for (const int value : {0, 50, 100, 150, 200, 255}) {
-        const double y = Scale::y(value, LUMA_TOP);
-        canvas.line({{RIGHT, y}, {RIGHT + 5, y}}, DARK_TEXT, 1);
-        canvas.text(RIGHT + 9, y + 5, std::to_string(value), 14, DARK_TEXT);
-    }
-    const double step = timeStep(scale.seconds());
-    for (double seconds = 0; seconds <= scale.seconds(); seconds += step) {
-        const double x = scale.x(seconds);
-        canvas.line({{x, BOTTOM}, {x, BOTTOM + 5}}, DARK_TEXT, 1);
-        canvas.text(x, BOTTOM + 22, std::to_string(std::lround(seconds)), 14, DARK_TEXT,
-                    Canvas::Align::CENTRE);
-    }
-    canvas.line({{LEFT, TOP}, {LEFT, BOTTOM}, {RIGHT, BOTTOM}, {RIGHT, TOP}}, DARK_TEXT, 1);
-    canvas.text((LEFT + RIGHT) / 2, BOTTOM + 48, "time in seconds", 15, DARK_TEXT, Canvas::Align::CENTRE);
-    canvas.verticalText(28, (TOP + BOTTOM) / 2, "setting, 0 to 100", 15, DARK_TEXT);
-    canvas.verticalText(WIDTH - 18, (TOP + BOTTOM) / 2, "mean luma, 0 to 255", 15, DARK_TEXT);
+    return element("dl", text);
 }
 
-void drawDecisions(Canvas& canvas, const Scale& scale, std::span<const Episode> episodes) {
-    double free = 0;
-    for (const Episode& episode : episodes) {
-        const double x = scale.x(episode.from);
-        canvas.line({{x, TOP}, {x, BOTTOM}}, GRID, 1.5);
-        if (x < free) continue;  // would overlap the one before
-        const std::string scene = toText(episode.scene);
-        canvas.text(x, TOP - 6, scene.substr(0, scene.find(' ')), 12, QUIET_TEXT);
-        free = x + 60;
-    }
-}
-
-void drawAbsences(Canvas& canvas, const Scale& scale, std::span<const Absence> absences) {
-    for (const Absence& absence : absences) {
-        const double x = scale.x(absence.from);
-        canvas.box(x, TOP, scale.x(absence.to) - x, BOTTOM - TOP, GRID);
-        canvas.text(x + 4, BOTTOM - 6, "no television", 12, QUIET_TEXT);
-    }
-}
-
-// Calls `draw` with the points of each time in which the television was there.
-template <typename Samples, typename ValueOf, typename Draw>
-void drawPieces(const Scale& scale, const Samples& samples, std::span<const Absence> absences,
-                ValueOf valueOf, Draw draw) {
-    Canvas::Points points;
-    auto absence = absences.begin();
-    for (const auto& sample : samples) {
-        for (; absence != absences.end() && sample.seconds >= absence->to; ++absence) {
-            draw(points);
-            points.clear();
-        }
-        points.emplace_back(scale.x(sample.seconds), valueOf(sample));
-    }
-    draw(points);
-}
-
-void drawLuma(Canvas& canvas, const Scale& scale, std::span<const LumaSample> samples,
-              std::span<const Absence> absences, bool dashed) {
-    drawPieces(
-        scale, samples, absences, [](const LumaSample& sample) { return Scale::y(sample.luma, LUMA_TOP); },
-        [&](const Canvas::Points& points) {
-            canvas.line(points, dashed ? QUIET_TEXT : LUMA_INK, dashed ? 1.5 : 2, dashed);
-        });
-}
-
-void drawSettings(Canvas& canvas, const Scale& scale, std::span<const Sample> samples,
-                  std::span<const Absence> absences) {
-    for (const Curve& curve : CURVES)
-        drawPieces(
-            scale, samples, absences,
-            [&](const Sample& sample) { return Scale::y(sample.settings.*curve.setting.value, SETTING_TOP); },
-            [&](const Canvas::Points& points) { canvas.line(points, curve.ink, 2.5); });
-}
-
-class Legend {
-  public:
-    explicit Legend(Canvas& canvas) : m_canvas(canvas) {}
-
-    void add(const std::string& name, Ink ink, bool dashed = false) {
-        m_canvas.line({{m_x, Y - 5}, {m_x + 28, Y - 5}}, ink, 3, dashed);
-        m_canvas.text(m_x + 35, Y, name, 14, DARK_TEXT);
-        m_x += 64 + 8.2 * static_cast<double>(name.size());
-    }
-
-  private:
-    static constexpr double Y = 30;
-
-    Canvas& m_canvas;
-    double m_x = LEFT;
-};
-
-void drawLegend(Canvas& canvas) {
-    Legend legend(canvas);
-    for (const Curve& curve : CURVES) legend.add(curve.setting.name, curve.ink);
-    legend.add("luma shown", LUMA_INK);
-    legend.add("luma of the film (estimated)", QUIET_TEXT, true);
-}
-
-}  // namespace plot
+constexpr const char EXPLANATIONS[] =
+    R"(<dl>
+<dt>before, after</dt><dd>The same frame with the settings that the service found, and with those that it decided on.</dd>
+<dt>clipped black</dt><dd>Share of pixels that are black, so that shadows show no detail. Lower is better, unless the film is black there.</dd>
+<dt>clipped white</dt><dd>Share of pixels that are white, so that highlights show no detail. Lower is better.</dd>
+<dt>grey error</dt><dd>The colour that neutral grey pixels of the film have on the screen, in levels of 255. 0 is neutral.</dd>
+<dt>histogram</dt><dd>How many pixels have each luma, from black on the left to white on the right. The height is the square root of the share, so that few pixels are visible, too.</dd>
+<dt>luma</dt><dd>Mean brightness of the picture, 0 to 255.</dd>
+<dt>contrast</dt><dd>Standard deviation of the luma.</dd>
+<dt>colour</dt><dd>Colourfulness: 0 is grey, above 60 is vivid.</dd>
+<dt>noise</dt><dd>Standard deviation of the luma in flat parts of the picture, in levels of 255.</dd>
+<dt>sharpness</dt><dd>How steep edges are: an edge of one pixel has 100.</dd>
+<dt>motion</dt><dd>Mean difference of the luma from the frame before, in levels of 255.</dd>
+<dt>skin, skin hue</dt><dd>Share of pixels that have a colour of skin, and their mean hue: 0° is red, 60° is yellow.</dd>
+<dt>dark lift, roll-off</dt><dd>Settings that brighten shadows, and that darken highlights; black and white stay.</dd>
+<dt>MEMC</dt><dd>Motion compensation of the television.</dd>
+</dl>
+)";
 
 }  // namespace
 
-bool drawContactSheet(const std::string& path, const History& history, std::string& error) {
-    std::span<const Episode> episodes = history.episodes;
-    if (episodes.size() > sheet::MOST_EPISODES) episodes = episodes.last(sheet::MOST_EPISODES);
-    const std::size_t columns = episodes.size() > sheet::ROWS_IN_ONE_COLUMN ? 2 : 1;
-    const std::size_t rows = std::max<std::size_t>(1, (episodes.size() + columns - 1) / columns);
-    constexpr int columnWidth = sheet::CELL_WIDTH + 2 * sheet::MARGIN;
-    Canvas canvas(static_cast<int>(columns) * columnWidth,
-                  static_cast<int>(rows) * sheet::CELL_HEIGHT + 2 * sheet::MARGIN, WHITE);
-    if (episodes.empty())
-        canvas.text(sheet::MARGIN, sheet::MARGIN + 20, "The picture needed no change.", 16, DARK_TEXT);
-    for (std::size_t i = 0; i < episodes.size(); ++i) {
-        const auto column = static_cast<int>(i / rows);
-        const auto row = static_cast<int>(i % rows);
-        sheet::drawEpisode(canvas, episodes[i], column * columnWidth + sheet::MARGIN,
-                           row * sheet::CELL_HEIGHT + sheet::MARGIN);
-    }
-    return canvas.save(path, error);
-}
-
-bool drawTimeline(const std::string& path, const History& history, std::string& error) {
-    Canvas canvas(plot::WIDTH, plot::HEIGHT, WHITE);
-    const plot::Scale scale(history.settings.empty() ? 0 : history.settings.back().seconds);
-    plot::drawAxes(canvas, scale);
-    plot::drawDecisions(canvas, scale, history.episodes);
-    plot::drawAbsences(canvas, scale, history.absences);
-    plot::drawLuma(canvas, scale, history.film, history.absences, true);
-    plot::drawLuma(canvas, scale, history.shown, history.absences, false);
-    plot::drawSettings(canvas, scale, history.settings, history.absences);
-    plot::drawLegend(canvas);
-    return canvas.save(path, error);
+std::string makeReport(const std::string& playing, const History& history) {
+    const Settings found = history.settings.empty() ? Settings{} : history.settings.front().settings;
+    std::string scenes;
+    for (std::size_t i = 0; i < history.episodes.size(); ++i) scenes += scene(history.episodes[i], i, found);
+    if (scenes.empty()) scenes = element("p", "No scene was judged.");
+    const std::string title = "Did the picture get better?";
+    const std::string about =
+        "A service captured frames of what a television played, measured them, and chose the television's "
+        "picture "
+        "settings for each scene. It works by fixed rules; it does not learn.";
+    return "<!DOCTYPE html>\n" +
+           element("html lang=\"en\"",
+                   element("head",
+                           "<meta charset=\"utf-8\"/>\n"
+                           "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>\n" +
+                               element("title", title) + element("style", REPORT_STYLE)) +
+                       element("body", element("h1", title) + element("p", about) +
+                                           verdict(verdictOf(history.episodes)) +
+                                           circumstances(playing, history) + element("h2", "Scene by scene") +
+                                           scenes + element("h2", "Over time") + drawTimeline(history) +
+                                           element("h2", "How to read this") + EXPLANATIONS));
 }

@@ -1,4 +1,4 @@
-// The pictures that the service leaves.
+// The report that the service leaves: one HTML file that refers to no other.
 #ifndef EXAMPLES_PICTURE_SERVICE_REPORT_H
 #define EXAMPLES_PICTURE_SERVICE_REPORT_H
 
@@ -6,11 +6,7 @@
 
 #include "history.h"
 
-// Each episode's frames before and after, with what was measured on them and their settings. Both return
-// false, with the reason in `error`, if the file cannot be written.
-bool drawContactSheet(const std::string& path, const History& history, std::string& error);
-
-// Settings and luma over time.
-bool drawTimeline(const std::string& path, const History& history, std::string& error);
+// `playing` says what was on.
+std::string makeReport(const std::string& playing, const History& history);
 
 #endif

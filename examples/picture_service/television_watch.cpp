@@ -1,7 +1,5 @@
 #include "television_watch.h"
 
-#include <string>
-
 namespace {
 
 std::string toText(SourceType type) {
@@ -103,6 +101,13 @@ TelevisionWatch::TelevisionWatch(Timeline& timeline) : m_timeline(timeline), m_s
     onSourceType(m_info.getSourceType(), this);
     onHDRType(m_info.getVideoInfoHDRType(), this);
     onPlayerState(m_info.getPlayerState(), this);
+}
+
+std::string TelevisionWatch::playing() {
+    std::string format;
+    if (m_format.getValue(format) != 0 || format.empty()) format = "unknown";
+    return "source " + toText(m_source.last().value_or(SOURCE_TYPE_UNKNOWN)) + ", format " + format +
+           ", HDR type " + toText(m_hdrType.last().value_or(VIDEO_INFO_HDR_TYPE_UNKNOWN));
 }
 
 void TelevisionWatch::onSourceType(SourceType type, void* userData) {

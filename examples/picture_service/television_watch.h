@@ -4,8 +4,10 @@
 #include <atomic>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <utility>
 
+#include "platform_adaptation/system_access/value_access.h"
 #include "platform_adaptation/system_info.h"
 #include "platform_adaptation/system_state.h"
 #include "timeline.h"
@@ -21,6 +23,9 @@ class TelevisionWatch {
     // Whether the television is suspended or about to be. Any thread.
     bool asleep() const { return m_asleep; }
 
+    // What was on last: source, format and HDR type.
+    std::string playing();
+
   private:
     // The last value of a kind, to tell changes from repetitions.
     template <typename T>
@@ -29,6 +34,10 @@ class TelevisionWatch {
         bool changesTo(T value) {
             const std::lock_guard lock(m_mutex);
             return std::exchange(m_value, value) != value;
+        }
+        std::optional<T> last() {
+            const std::lock_guard lock(m_mutex);
+            return m_value;
         }
 
       private:
@@ -52,6 +61,7 @@ class TelevisionWatch {
     // Last, so that they go first: when they are gone, nobody calls back any more.
     SystemInfo m_info;
     SystemState m_state;
+    ValueAccessT<lomodelapi::ObserverString> m_format{"dovra.sl2.str.video.format.info"};
 };
 
 #endif

@@ -1,15 +1,19 @@
 // The example service, on a television that leaves and returns.
 #include <gmock/gmock.h>
-#include <png.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <csignal>
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 
 #include "aipqctl_run.h"
 #include "television_process.h"
 
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 using namespace tests;
 
 namespace {
@@ -45,6 +49,13 @@ class APictureService : public testing::Test {
         return "";
     }
 
+    static Result interruptedRun(const Running::Body& body) {
+        Running running(body);
+        EXPECT_NE(readUntil(running, "player: playing"), "");
+        running.interrupt();
+        return running.finish();
+    }
+
     static auto count(const std::string& text, const std::string& part) {
         std::size_t number = 0;
         for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
@@ -52,25 +63,10 @@ class APictureService : public testing::Test {
         return number;
     }
 
-    // Whether the plot has a strip in which there is nothing but the shade of a gap.
-    bool hasGap() const {
-        png_image image{};
-        image.version = PNG_IMAGE_VERSION;
-        if (png_image_begin_read_from_file(&image, (folder / "timeline.png").c_str()) == 0) return false;
-        image.format = PNG_FORMAT_RGB;
-        std::vector<unsigned char> pixels(PNG_IMAGE_SIZE(image));
-        png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr);
-        constexpr std::size_t top = 80;
-        constexpr std::size_t bottom = 540;
-        constexpr int shade = 224;
-        unsigned width = 0;
-        for (std::size_t x = 80; x < 1200 && width < 4; ++x) {
-            bool isEmpty = true;
-            for (std::size_t y = top; y < bottom && isEmpty; ++y)
-                isEmpty = std::abs(pixels[(y * image.width + x) * 3] - shade) <= 1;
-            width = isEmpty ? width + 1 : 0;
-        }
-        return width == 4;
+    std::string report() const {
+        std::ostringstream content;
+        content << std::ifstream(folder / "report.html").rdbuf();
+        return content.str();
     }
 
     TelevisionProcess television;
@@ -95,7 +91,8 @@ TEST_F(APictureService, SaysOnceThatTheTelevisionLeftAndOnceThatItIsBack) {
     EXPECT_EQ(count(lines, "the television left"), 1U) << lines;
     EXPECT_EQ(count(lines, "the television is back"), 1U) << lines;
     EXPECT_LT(count(result.err, "\n"), 30U) << result.err;
-    EXPECT_TRUE(hasGap());
+    EXPECT_THAT(report(), HasSubstr("the service put them back"));
+    EXPECT_NE(count(report(), "class=\"away\""), 0U);
 }
 
 TEST_F(APictureService, RefusesATimeThatIsNoNumber) {
@@ -107,15 +104,41 @@ TEST_F(APictureService, RefusesATimeThatIsNoNumber) {
     }
 }
 
-TEST_F(APictureService, KeepsAPictureThatCannotBeReplaced) {
-    std::filesystem::create_symlink("/dev/full", folder / "contact-sheet.png");
-    Running running(service());
-    ASSERT_NE(readUntil(running, "player: playing"), "");
-    running.interrupt();
-    const Result result = running.finish();
+TEST_F(APictureService, RefusesAFolderThatItCannotWriteInto) {
+    const Result result = runShell(PICTURE_SERVICE_PROGRAM " " + (folder / "none").string());
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_THAT(result.err, HasSubstr("contact-sheet.png': No space left on device\n"));
-    EXPECT_TRUE(std::filesystem::is_character_file(folder / "contact-sheet.png"));
+    EXPECT_EQ(result.out, "picture_service: cannot write into " + (folder / "none").string() +
+                              ": No such file or directory\n");
+}
+
+TEST_F(APictureService, SaysWhatItCannotReplace) {
+    std::filesystem::create_symlink("/dev/full", folder / "report.html");
+    const Result result = interruptedRun(service());
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.err, HasSubstr("report.html': No space left on device\n"));
+    EXPECT_TRUE(std::filesystem::is_character_file(folder / "report.html"));
+}
+
+TEST_F(APictureService, KeepsTheReportBeforeIfItsOwnIsNotComplete) {
+    std::ofstream(folder / "report.html") << "the report before";
+    const Result result = interruptedRun([this] {
+        const rlimit limit{1000, 1000};
+        std::signal(SIGXFSZ, SIG_IGN);
+        setrlimit(RLIMIT_FSIZE, &limit);
+        return service()();
+    });
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.err, HasSubstr("report.html': File too large\n"));
+    EXPECT_EQ(report(), "the report before");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
+}
+
+TEST_F(APictureService, ReplacesTheReportBefore) {
+    std::ofstream(folder / "report.html") << "the report before";
+    const Result result = interruptedRun(service());
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_THAT(report(), AllOf(HasSubstr("source TV, format "), Not(HasSubstr("the report before"))));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
 }
 
 }  // namespace
