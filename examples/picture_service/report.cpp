@@ -115,7 +115,7 @@ std::string captured(const Episode& episode) {
 }
 
 std::string scene(const Episode& episode, std::size_t index, const Settings& found) {
-    const std::string name = std::to_string(index + 1);
+    const std::string name = std::to_string(index);
     return element(
         "section class=\"scene\" id=\"scene-" + name + '"',
         element("h3", "Scene " + name + ": " + escaped(toText(episode.scene)) + ' ' +
@@ -181,8 +181,12 @@ constexpr const char EXPLANATIONS[] =
 
 std::string makeReport(const std::string& playing, const History& history) {
     const Settings found = history.settings.empty() ? Settings{} : history.settings.front().settings;
+    const std::size_t first = firstScene(history);
     std::string scenes;
-    for (std::size_t i = 0; i < history.episodes.size(); ++i) scenes += scene(history.episodes[i], i, found);
+    if (first != 1)
+        scenes = element("p", "The scenes before scene " + std::to_string(first) + " are not kept.");
+    for (std::size_t i = 0; i < history.episodes.size(); ++i)
+        scenes += scene(history.episodes[i], first + i, found);
     if (scenes.empty()) scenes = element("p", "No scene was judged.");
     const std::string title = "Did the picture get better?";
     const std::string about =

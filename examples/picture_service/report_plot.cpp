@@ -83,8 +83,8 @@ std::string drawMarks(const TimeAxis& axis, const History& history) {
                  std::to_string(std::max(1L, axis.x(absence.to) - from)) + "\" height=\"" +
                  std::to_string(HEIGHT) + "\"/>\n";
     }
-    for (const Episode& episode : history.episodes) {
-        const long x = axis.x(episode.from);
+    for (const double cut : history.cuts) {
+        const long x = axis.x(cut);
         marks += line("mark", {{x, 0}, {x, HEIGHT}});
     }
     return marks;
@@ -166,6 +166,11 @@ std::string drawSetting(const TimeAxis& axis, const History& history, const std:
 
 }  // namespace
 
+std::size_t firstScene(const History& history) {
+    const std::size_t kept = history.episodes.size();
+    return kept == 0 ? 1 : 1 + std::max(history.cuts.size() + 1, kept) - kept;
+}
+
 std::string drawHistograms(const Measurement& before, const Measurement& after) {
     const double most =
         std::max({std::ranges::max(before.histogram), std::ranges::max(after.histogram), 1e-9});
@@ -191,7 +196,7 @@ std::string drawTimeline(const History& history) {
     for (std::size_t i = 0; i < history.episodes.size(); ++i) {
         const double from = history.episodes[i].from;
         if (axis.share(from) < free) continue;  // would overlap the one before
-        const std::string name = std::to_string(i + 1);
+        const std::string name = std::to_string(firstScene(history) + i);
         scenes += axis.label("span", from, element("a href=\"#scene-" + name + '"', name));
         free = axis.share(from) + 0.07;
     }
@@ -206,8 +211,9 @@ std::string drawTimeline(const History& history) {
                          std::to_string(history.settings.front().settings.*setting.value);
     }
     if (!unchanged.empty()) unchanged = element("p", "Never changed: " + escaped(unchanged) + '.');
-    const std::string legend = element("p class=\"quiet\"",
-                                       "A number and a dotted line mark where a scene begins. A grey "
-                                       "area: the television was away.");
+    const std::string legend =
+        element("p class=\"quiet\"",
+                "A number marks where a scene begins, a dotted line where the scene changes. A grey "
+                "area: the television was away.");
     return legend + element("div class=\"times\"", scenes) + strips + axis.labels() + unchanged;
 }

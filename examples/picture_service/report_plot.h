@@ -3,9 +3,13 @@
 #ifndef EXAMPLES_PICTURE_SERVICE_REPORT_PLOT_H
 #define EXAMPLES_PICTURE_SERVICE_REPORT_PLOT_H
 
+#include <cstddef>
 #include <string>
 
 #include "history.h"
+
+// The number of the oldest scene that the history still has; a long history drops older ones.
+std::size_t firstScene(const History& history);
 
 std::string drawHistograms(const Measurement& before, const Measurement& after);
 

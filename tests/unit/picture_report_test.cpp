@@ -71,6 +71,8 @@ Episode untouchedScene(double from) {
 History historyOf(std::vector<Episode> episodes) {
     History history;
     history.episodes = std::move(episodes);
+    for (std::size_t i = 1; i < history.episodes.size(); ++i)
+        history.cuts.push_back(history.episodes[i].from);
     for (int second = 0; second <= 20; ++second) {
         history.settings.push_back({1.0 * second, {.brightness = 50 + second / 2}});
         history.shown.push_back({1.0 * second, 100});
@@ -230,6 +232,17 @@ TEST_F(AReport, OfAHundredScenesCanBeSent) {
     EXPECT_EQ(query("count(//section)"), "100");
 }
 
+TEST_F(AReport, SaysThatItHasNotEveryScene) {
+    History history = historyOf({darkScene(1), untouchedScene(5), darkScene(8)});
+    make(history);
+    EXPECT_THAT(m_report, Not(HasSubstr("not kept")));
+    history.episodes.erase(history.episodes.begin());
+    make(history);
+    EXPECT_THAT(m_report, HasSubstr("The scenes before scene 2 are not kept."));
+    EXPECT_EQ(query("concat(//section[1]/@id, ' ', //section[2]/@id)"), "scene-2 scene-3");
+    EXPECT_EQ(query("normalize-space(//div[@class='times'][1])"), "2 3");
+}
+
 TEST_F(AReport, OfALongTimeHasNoLargerPlot) {
     History history = historyOf({});
     for (int second = 21; second <= 86400; ++second)
@@ -257,7 +270,7 @@ TEST_F(AReport, HasAStripForEachSettingThatChanged) {
     EXPECT_EQ(numberOfLines("brightness"), "1");
     EXPECT_THAT(m_report, HasSubstr("Never changed: contrast 50, saturation 50, dark lift 0,"));
     EXPECT_EQ(query("normalize-space(//div[@class='times'][1])"), "1 2");
-    EXPECT_EQ(query("count(//figure[contains(figcaption, 'brightness')]//*[@class='mark'])"), "2");
+    EXPECT_EQ(query("count(//figure[contains(figcaption, 'brightness')]//*[@class='mark'])"), "1");
 }
 
 }  // namespace
