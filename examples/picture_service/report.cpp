@@ -57,7 +57,7 @@ std::string numbers(const Episode& episode) {
         "this frame",
         row("clipped black", percent(before.clippedBlack), percent(after.clippedBlack)) +
             row("clipped white", percent(before.clippedWhite), percent(after.clippedWhite)) +
-            row("grey error", number(episode.greyErrorBefore, 1), number(episode.greyErrorAfter, 1)) +
+            row("colour in greys", number(episode.greyErrorBefore, 1), number(episode.greyErrorAfter, 1)) +
             levels("luma", &Measurement::luma) + levels("contrast", &Measurement::contrast) +
             levels("colour", &Measurement::colour) + levels("noise", &Measurement::noise) +
             levels("sharpness", &Measurement::sharpness) + levels("motion", &Measurement::motion) +
@@ -114,11 +114,17 @@ std::string captured(const Episode& episode) {
                               percent(measured.clippedWhite) + ", luma " + number(measured.luma)));
 }
 
+const char* outcomeOf(const Episode& episode) {
+    const Verdict verdict = verdictOf({episode});
+    return verdict.better != 0 ? "better" : verdict.worse != 0 ? "worse" : "the same";
+}
+
 std::string scene(const Episode& episode, std::size_t index, const Settings& found) {
     const std::string name = std::to_string(index);
     return element(
         "section class=\"scene\" id=\"scene-" + name + '"',
         element("h3", "Scene " + name + ": " + escaped(toText(episode.scene)) + ' ' +
+                          element("span class=\"outcome\"", outcomeOf(episode)) +
                           element("span class=\"time\"", timeText(episode))) +
             pictures(episode, found) +
             element("div class=\"facts\"",
@@ -131,12 +137,12 @@ std::string scene(const Episode& episode, std::size_t index, const Settings& fou
 std::string verdict(const Verdict& verdict) {
     std::string text = element("p", escaped(verdict.sentence));
     if (verdict.scenes != 0)
-        text += table(
-            "mean of all scenes",
-            row("clipped black", percent(verdict.clippedBlackBefore), percent(verdict.clippedBlackAfter)) +
-                row("clipped white", percent(verdict.clippedWhiteBefore),
-                    percent(verdict.clippedWhiteAfter)) +
-                row("grey error", number(verdict.greyErrorBefore, 1), number(verdict.greyErrorAfter, 1)));
+        text += table("mean of all scenes", row("clipped black", percent(verdict.clippedBlackBefore),
+                                                percent(verdict.clippedBlackAfter)) +
+                                                row("clipped white", percent(verdict.clippedWhiteBefore),
+                                                    percent(verdict.clippedWhiteAfter)) +
+                                                row("colour in greys", number(verdict.greyErrorBefore, 1),
+                                                    number(verdict.greyErrorAfter, 1)));
     return element("div class=\"verdict\"", text);
 }
 
@@ -161,9 +167,10 @@ std::string circumstances(const std::string& playing, const History& history) {
 constexpr const char EXPLANATIONS[] =
     R"(<dl>
 <dt>before, after</dt><dd>The same frame with the settings that the service found, and with those that it decided on.</dd>
-<dt>clipped black</dt><dd>Share of pixels that are black, so that shadows show no detail. Lower is better, unless the film is black there.</dd>
-<dt>clipped white</dt><dd>Share of pixels that are white, so that highlights show no detail. Lower is better.</dd>
-<dt>grey error</dt><dd>The colour that neutral grey pixels of the film have on the screen, in levels of 255. 0 is neutral.</dd>
+<dt>better, the same, worse</dt><dd>Better: a fault became smaller, and none larger. Worse: a fault became larger.</dd>
+<dt>clipped black</dt><dd>Share of pixels that are black, so that shadows show no detail. What the film itself clips is lost, and counts with any settings.</dd>
+<dt>clipped white</dt><dd>Share of pixels that are white, so that highlights show no detail.</dd>
+<dt>colour in greys</dt><dd>How far from neutral the screen shows pixels that are neutral grey in the film, in levels of 255. 0 is neutral.</dd>
 <dt>histogram</dt><dd>How many pixels have each luma, from black on the left to white on the right. The height is the square root of the share, so that few pixels are visible, too.</dd>
 <dt>luma</dt><dd>Mean brightness of the picture, 0 to 255.</dd>
 <dt>contrast</dt><dd>Standard deviation of the luma.</dd>

@@ -33,6 +33,7 @@ ul { padding-left: 1.2rem; }
 .verdict { background: var(--card); border-left: .4rem solid var(--after); padding: 1rem; margin: 1rem 0; }
 .verdict p { font-size: 1.25rem; line-height: 1.35; font-weight: 600; }
 .scene { background: var(--card); padding: 1rem; margin: 0 0 1.5rem; }
+.outcome { border: 1px solid var(--quiet); padding: 0 .4rem; font-size: .95rem; }
 .time { color: var(--quiet); font-weight: 400; white-space: nowrap; }
 .pair, .facts { display: grid; gap: 0 1rem; }
 table { border-collapse: collapse; font-variant-numeric: tabular-nums; margin: 0 0 .75rem; }

@@ -147,7 +147,8 @@ TEST_F(AReport, SaysWhetherThePictureGotBetter) {
     EXPECT_EQ(query("string(//div[@class='verdict']/p)"), verdict.sentence);
     EXPECT_EQ(query("string(//div[@class='verdict']//tr[th='clipped black'])"),
               "clipped black\n12.3\u00a0%\n4.5\u00a0%");
-    EXPECT_EQ(query("string(//div[@class='verdict']//tr[th='grey error'])"), "grey error\n0.4\n0.2");
+    EXPECT_EQ(query("string(//div[@class='verdict']//tr[th='colour in greys'])"),
+              "colour in greys\n0.4\n0.2");
 }
 
 TEST_F(AReport, SaysWhatPlayedAndThatTheSettingsWerePutBack) {
@@ -163,7 +164,7 @@ TEST_F(AReport, SaysWhatPlayedAndThatTheSettingsWerePutBack) {
 TEST_F(AReport, ShowsEachSceneBeforeAndAfterWithItsNumbersAndReasons) {
     make(historyOf({darkScene(1), untouchedScene(5), darkScene(8)}));
     EXPECT_EQ(query("count(//section)"), "3");
-    EXPECT_EQ(query("normalize-space(//section[3]/h3)"), "Scene 3: dark scene 8.0 s to 11.5 s");
+    EXPECT_EQ(query("normalize-space(//section[3]/h3)"), "Scene 3: dark scene better 8.0 s to 11.5 s");
     const std::string scene = query("normalize-space(//section[1])");
     EXPECT_THAT(scene,
                 AllOf(HasSubstr("Before with the settings found"), HasSubstr("After with dark lift 60"),
