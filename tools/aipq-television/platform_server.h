@@ -9,9 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "client_session.h"
 #include "line.h"
 #include "simulated/television.h"
 #include "worker_pool.h"
+
+namespace television {
 
 class PlatformServer {
   public:
@@ -22,9 +25,6 @@ class PlatformServer {
     PlatformServer& operator=(const PlatformServer&) = delete;
 
   private:
-    class Session;
-    class Application;
-
     // Registers a method whose `handler(session, in...)` runs on a worker and returns a tuple of the answers.
     template <typename... In, typename Handler>
     void serve(const char* name, Handler handler);
@@ -33,7 +33,7 @@ class PlatformServer {
     void serveTables();
     void serveApplications();
 
-    std::shared_ptr<Session> sessionOf(const std::string& client);
+    std::shared_ptr<ClientSession> sessionOf(const std::string& client);
     void clientLeft(const std::string& client);
 
     simulated::Television& m_television;
@@ -42,13 +42,15 @@ class PlatformServer {
     std::unique_ptr<sdbus::IObject> m_object;
 
     std::mutex m_mutex;
-    std::map<std::string, std::shared_ptr<Session>> m_sessions;
+    std::map<std::string, std::shared_ptr<ClientSession>> m_sessions;
 
-    // Apart from the sessions, which the line's thread must never wait for: it is held while the application
-    // manager waits for an application.
+    // Apart from m_mutex, for which the line's thread waits: this one is held while the application manager
+    // waits for an application.
     std::mutex m_registrationMutex;
-    // Who is told about the life of an application: the last one that registered it.
-    std::map<std::string, const Session*> m_registrations;
+    // The session that receives the notifications of an application: the last one that registered it.
+    std::map<std::string, const ClientSession*> m_registrations;
 };
+
+}  // namespace television
 
 #endif

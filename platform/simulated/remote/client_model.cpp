@@ -19,10 +19,6 @@ namespace remote {
 
 namespace {
 
-using WireSelection = sdbus::Struct<std::int32_t, Bytes>;
-using WireOrder = sdbus::Struct<std::int32_t, bool>;
-using Rows = std::vector<std::vector<Bytes>>;
-
 void tellIterator(ObserverTableIterator& observer, const std::string& operation, int argument,
                   const std::vector<std::vector<std::string>>& rows) {
     using Simple = void (ObserverTableIterator::*)(int);
@@ -426,7 +422,7 @@ void ClientModel::handleAnswer(std::uint32_t number, bool failed, sdbus::Message
 void ClientModel::handleIterator(std::uint32_t number, sdbus::Message& message) {
     std::string operation;
     std::int32_t argument = 0;
-    Rows wireRows;
+    WireRows wireRows;
     message >> operation >> argument >> wireRows;
     std::vector<std::vector<std::string>> rows;
     for (const auto& row : wireRows) rows.push_back(fromWire(row));

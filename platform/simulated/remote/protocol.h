@@ -100,6 +100,9 @@ std::string objectPath(const std::string& key);
 
 using Bytes = std::vector<std::uint8_t>;
 using WireArgument = sdbus::Struct<std::uint16_t, std::uint16_t, Bytes>;
+using WireSelection = sdbus::Struct<std::int32_t, Bytes>;
+using WireOrder = sdbus::Struct<std::int32_t, bool>;
+using WireRows = std::vector<std::vector<Bytes>>;
 
 Bytes toWire(const std::string& text);
 std::string fromWire(const Bytes& bytes);

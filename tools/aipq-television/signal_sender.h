@@ -1,0 +1,41 @@
+#ifndef AIPQ_TELEVISION_SIGNAL_SENDER_H
+#define AIPQ_TELEVISION_SIGNAL_SENDER_H
+
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <string>
+#include <utility>
+
+#include "line.h"
+#include "protocol.h"
+
+namespace television {
+
+// Sends signals of the platform's object to one client.
+class SignalSender {
+  public:
+    SignalSender(remote::Line& line, sdbus::IObject& object, std::string client)
+        : m_line(line), m_object(object), m_client(std::move(client)) {}
+
+    template <typename... T>
+    void send(const char* name, const T&... arguments) {
+        try {
+            sdbus::Signal signal = m_object.createSignal(remote::PLATFORM_INTERFACE, name);
+            signal.setDestination(m_client);
+            ((signal << arguments), ...);
+            signal.send();
+        } catch (const sdbus::Error&) {
+            return;  // the bus is gone; the line notices that itself
+        }
+        m_line.wake();
+    }
+
+  private:
+    remote::Line& m_line;
+    sdbus::IObject& m_object;
+    const std::string m_client;
+};
+
+}  // namespace television
+
+#endif
