@@ -15,7 +15,7 @@
 #include "line.h"
 #include "worker_pool.h"
 
-namespace bus {
+namespace television::bus {
 
 // The errors that methods and properties answer with.
 constexpr char WRONG_VALUE[] = "aipq.television.Error.WrongValue";
@@ -112,6 +112,6 @@ class MethodAdder {
     WorkerPool& m_workers;
 };
 
-}  // namespace bus
+}  // namespace television::bus
 
 #endif

@@ -14,6 +14,8 @@
 #include <stdexcept>
 #include <string>
 
+namespace television {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -70,3 +72,5 @@ void killDescendants(const std::vector<pid_t>& spared) {
         }
     }
 }
+
+}  // namespace television

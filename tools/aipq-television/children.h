@@ -5,6 +5,8 @@
 
 #include <vector>
 
+namespace television {
+
 // Starts a child process, to which the kernel sends `signalAtEnd` when the calling thread ends. Returns 0 in
 // the child. Throws std::runtime_error.
 pid_t startChild(int signalAtEnd);
@@ -18,5 +20,7 @@ void adoptOrphans();
 // Kills all descendants of this process except its children `spared` and their descendants. Ignores
 // descendants that it has no right to kill. Call adoptOrphans() first.
 void killDescendants(const std::vector<pid_t>& spared);
+
+}  // namespace television
 
 #endif

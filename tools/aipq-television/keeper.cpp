@@ -23,6 +23,8 @@
 #include "protocol.h"
 #include "report.h"
 
+namespace television {
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -366,3 +368,5 @@ sigset_t forwardedSignals() {
 }
 
 int keep(const Run& run, const RunFolder& folder, pid_t caller) { return Keeper(run, folder, caller).keep(); }
+
+}  // namespace television

@@ -11,6 +11,8 @@
 #include "run_folder.h"
 #include "serve.h"
 
+namespace television {
+
 // A command and its television.
 struct Run {
     TelevisionOptions television;
@@ -33,5 +35,7 @@ constexpr int COMMAND_HAS_IT = 2;  // the terminal sent it to the whole process 
 // The keeper's process (run_command.h). It is a child of `caller`, and gets SIGCHLD when `caller` ends.
 // Returns the exit code of the run.
 int keep(const Run& run, const RunFolder& folder, pid_t caller);
+
+}  // namespace television
 
 #endif

@@ -17,6 +17,8 @@
 #include "serve.h"
 #include "validators.h"
 
+using namespace television;
+
 namespace {
 
 struct Options {
@@ -69,7 +71,8 @@ CLI::App* addRun(CLI::App& app, Options& options) {
     run->add_option("--video", options.own.video, VIDEO_HELP)->capture_default_str();
     run->add_option("--scenario", options.scenario, "the scenario that it plays");
     run->add_option("--catalogue", options.own.catalogue, CATALOGUE_HELP);
-    run->add_option("--log", options.log, "the file for what happens on the television, and for what it prints");
+    run->add_option("--log", options.log,
+                    "the file for what happens on the television, and for what it prints");
     run->footer(RUN_EXIT_CODES);
     return run;
 }
@@ -113,7 +116,9 @@ int main(int argc, char** argv) {
         app.add_subcommand("play", "play a scenario on a television that runs, and follow it");
     play->alias("replay");
     play->add_option("FILE", options.file, "the scenario")->required();
-    play->add_option("--speed", options.speed, "so many times faster")->capture_default_str()->check(isRate());
+    play->add_option("--speed", options.speed, "so many times faster")
+        ->capture_default_str()
+        ->check(isRate());
     addTelevision(play);
     CLI::App* const record =
         app.add_subcommand("record", "record what happens on a television that runs, until Ctrl-C");

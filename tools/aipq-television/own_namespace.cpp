@@ -8,6 +8,8 @@
 #include <cstring>
 #include <string>
 
+namespace television {
+
 namespace {
 
 [[noreturn]] void fail(const std::string& what) {
@@ -47,3 +49,5 @@ void enterOwnIpcNamespace() {
     }
     fail("create an IPC namespace");
 }
+
+}  // namespace television

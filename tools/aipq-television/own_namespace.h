@@ -3,6 +3,8 @@
 
 #include <stdexcept>
 
+namespace television {
+
 struct NoNamespace : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -11,5 +13,7 @@ struct NoNamespace : std::runtime_error {
 // first, in which its user and its group keep their numbers. Call it before any thread is started. Throws
 // NoNamespace with what is missing.
 void enterOwnIpcNamespace();
+
+}  // namespace television
 
 #endif

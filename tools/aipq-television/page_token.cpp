@@ -12,14 +12,16 @@
 #include "protocol.h"
 #include "screen.h"
 
+namespace television {
+
 std::string pageToken(const std::string& name) {
     const std::string socket = remote::socketPath(name);
     makeFolderOf(socket);
     const std::string path = socket + ".token";
     std::string token;
-    if (std::ifstream file(path); std::getline(file, token) && television::isToken(token)) return token;
+    if (std::ifstream file(path); std::getline(file, token) && isToken(token)) return token;
 
-    token = television::newToken();
+    token = newToken();
     const std::string line = token + '\n';
     const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
     const ssize_t written = file >= 0 ? ::write(file, line.data(), line.size()) : -1;
@@ -29,3 +31,5 @@ std::string pageToken(const std::string& name) {
         throw std::runtime_error(path + " cannot be written: " + std::strerror(error));
     return token;
 }
+
+}  // namespace television

@@ -4,6 +4,8 @@
 
 #include <iterator>
 
+namespace television {
+
 namespace {
 
 template <typename T>
@@ -26,3 +28,5 @@ std::vector<std::string> printable(const std::vector<std::string>& texts) { retu
 std::vector<std::vector<std::string>> printable(const std::vector<std::vector<std::string>>& rows) {
     return eachPrintable(rows);
 }
+
+}  // namespace television

@@ -4,9 +4,13 @@
 #include <string>
 #include <vector>
 
+namespace television {
+
 // Texts with what is not UTF-8 replaced: a text of the bus must be UTF-8.
 std::string printable(const std::string& text);
 std::vector<std::string> printable(const std::vector<std::string>& texts);
 std::vector<std::vector<std::string>> printable(const std::vector<std::vector<std::string>>& rows);
+
+}  // namespace television
 
 #endif

@@ -17,6 +17,8 @@
 #include "children.h"
 #include "protocol.h"
 
+namespace television {
+
 namespace {
 
 std::string folderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
@@ -143,3 +145,5 @@ void PrivateBus::startDaemon() {
                                  ? "dbus-daemon is not installed: install the package dbus-daemon"
                                  : "dbus-daemon does not start: try dbus-daemon " + configuration);
 }
+
+}  // namespace television

@@ -6,6 +6,8 @@
 
 #include <string>
 
+namespace television {
+
 // Makes the folder of a television's socket, if it is not there. Throws std::runtime_error with what to do if
 // that is not possible, or if others can enter it.
 void makeFolderOf(const std::string& socket);
@@ -29,5 +31,7 @@ class PrivateBus {
     int m_lock = -1;
     pid_t m_daemon = -1;
 };
+
+}  // namespace television
 
 #endif

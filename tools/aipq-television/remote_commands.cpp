@@ -24,6 +24,8 @@
 #include "report.h"
 #include "scenario_service.h"
 
+namespace television {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -271,3 +273,5 @@ int recordScenario(const remote::Place& place, const std::string& file, const st
         return noTelevision(place);
     }
 }
+
+}  // namespace television

@@ -8,6 +8,8 @@
 
 #include "protocol.h"
 
+namespace television {
+
 // Both print what they do, and end early with one of `endSignals`, which every thread has blocked. They
 // return an exit code; what is wrong has been said then.
 
@@ -18,5 +20,7 @@ int playScenario(const remote::Place& place, const std::string& file, double spe
 // Records what happens until one of the signals, into `file`.
 int recordScenario(const remote::Place& place, const std::string& file, const std::string& title,
                    const sigset_t& endSignals);
+
+}  // namespace television
 
 #endif

@@ -4,11 +4,15 @@
 #include <iostream>
 #include <string>
 
+namespace television {
+
 // Prints what is wrong. Returns the exit code.
 inline int report(int exitCode, const std::string& what) {
     // One write: the lines of two processes on one terminal do not mix.
     std::cerr << "aipq-television: " + what + '\n';
     return exitCode;
 }
+
+}  // namespace television
 
 #endif

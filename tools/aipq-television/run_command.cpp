@@ -17,6 +17,8 @@
 #include "run_folder.h"
 #include "scenario_service.h"
 
+namespace television {
+
 namespace {
 
 // Opens the standard streams that are closed, until the command starts. Otherwise other files get their
@@ -115,3 +117,5 @@ int runCommand(const RunOptions& options, char** words) {
         return report(EXIT_NOT_STARTED, error.what());
     }
 }
+
+}  // namespace television

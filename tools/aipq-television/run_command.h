@@ -7,6 +7,8 @@
 
 #include "serve.h"
 
+namespace television {
+
 struct RunOptions {
     TelevisionOptions television;
     std::string scenario;  // the file to play; empty for none
@@ -28,5 +30,7 @@ struct RunOptions {
 // Any of them may be killed. When the caller ends, the keeper kills its descendants and removes the folder;
 // when the keeper ends, the caller does the same. The command is in the caller's process group and session.
 int runCommand(const RunOptions& options, char** words);
+
+}  // namespace television
 
 #endif

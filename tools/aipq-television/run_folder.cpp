@@ -17,6 +17,8 @@
 
 #include "protocol.h"
 
+namespace television {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -88,3 +90,5 @@ void RunFolder::remove() const {
     std::error_code ignored;
     fs::remove_all(m_path, ignored);
 }
+
+}  // namespace television

@@ -3,6 +3,8 @@
 
 #include <string>
 
+namespace television {
+
 // The folder of a television that belongs to one command, for its sockets. Only this user can enter it.
 class RunFolder {
   public:
@@ -21,5 +23,7 @@ class RunFolder {
     std::string m_parent;
     std::string m_path;
 };
+
+}  // namespace television
 
 #endif

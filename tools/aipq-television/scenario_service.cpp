@@ -9,6 +9,8 @@
 #include "bus_method.h"
 #include "printable.h"
 
+namespace television {
+
 namespace {
 
 // A scenario is written by hand or recorded: more than this is something else.
@@ -174,3 +176,5 @@ void ScenarioService::tell(const simulated::ScenarioPlayer::Progress& progress) 
     }
     m_line.wake();
 }
+
+}  // namespace television

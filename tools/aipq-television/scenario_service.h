@@ -16,6 +16,8 @@
 #include "simulated/scenario_recorder.h"
 #include "worker_pool.h"
 
+namespace television {
+
 // The text of a scenario's file; none if it cannot be read or is too large for a scenario.
 std::optional<std::string> readScenario(const std::string& file);
 
@@ -68,5 +70,7 @@ class ScenarioService {
     std::string m_owner;                                      // of the recording; empty if it has none
     std::unique_ptr<simulated::ScenarioRecorder> m_recorder;  // last: it uses the announcer
 };
+
+}  // namespace television
 
 #endif

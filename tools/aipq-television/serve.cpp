@@ -13,6 +13,7 @@
 #include <memory>
 #include <utility>
 
+#include "catalogue/catalogue.h"
 #include "event_text.h"
 #include "line.h"
 #include "page_token.h"
@@ -20,11 +21,12 @@
 #include "private_bus.h"
 #include "scenario_service.h"
 #include "screen.h"
-#include "catalogue/catalogue.h"
 #include "simulated/scenario_player.h"
 #include "simulated/television.h"
 #include "television_objects.h"
 #include "worker_pool.h"
+
+namespace television {
 
 namespace {
 
@@ -56,7 +58,7 @@ class EventLog {
 
   private:
     void print(const simulated::Event& event) const {
-        const nlohmann::json line = television::toLogLine(event);
+        const nlohmann::json line = toLogLine(event);
         if (line.is_null()) return;
         const auto time = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_start);
         std::cout << stepLine(time, line["kind"].get<std::string>() + ": " + line["text"].get<std::string>())
@@ -118,7 +120,7 @@ void play(const RunRequest& request, ScenarioService& scenarios) {
     if (first > 0) beginning->over.get_future().wait();
 }
 
-television::Stage stageOf(ScenarioService& scenarios) {
+Stage stageOf(ScenarioService& scenarios) {
     return {[&scenarios](simulated::Scenario scenario, simulated::ScenarioPlayer::Listener listener) {
                 try {
                     scenarios.start(std::move(scenario), 1, std::move(listener));
@@ -191,10 +193,9 @@ void serve(const TelevisionOptions& options, const sigset_t& endSignals, const R
     const bool shows = television.showVideo(options.video);
     if (!shows && request != nullptr) refuseToShow(options.video, television);
     if (!shows) std::cerr << "aipq-television: no picture: " << television.video().error() << '\n';
-    std::optional<television::Screen> screen;
+    std::optional<Screen> screen;
     if (options.screenPort)
-        screen.emplace(television,
-                       television::ScreenOptions{options.name, *options.screenPort, pageToken(options.name)},
+        screen.emplace(television, ScreenOptions{options.name, *options.screenPort, pageToken(options.name)},
                        stageOf(scenarios));
     describe(options, shows ? options.video : "off", place, request != nullptr);
     if (screen) std::cout << "  page      " << screen->url() << '\n';
@@ -215,3 +216,5 @@ void serve(const TelevisionOptions& options, const sigset_t& endSignals, const R
     workers.stop();
     if (busLost) throw std::runtime_error("its bus " + place.address + " is gone");
 }
+
+}  // namespace television

@@ -13,6 +13,8 @@
 #include "protocol.h"
 #include "simulated/scenario.h"
 
+namespace television {
+
 struct TelevisionOptions {
     std::string name = remote::DEFAULT_NAME;
     std::string bus;  // its address; empty for a bus of its own
@@ -50,5 +52,7 @@ sigset_t takeEndSignals();
 // BadFile, and std::runtime_error for other problems. Without a picture, only a television that belongs to a
 // command throws.
 void serve(const TelevisionOptions& options, const sigset_t& endSignals, const RunRequest* request = nullptr);
+
+}  // namespace television
 
 #endif

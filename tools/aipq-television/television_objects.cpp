@@ -8,20 +8,22 @@
 #include <utility>
 
 #include "bus_method.h"
+#include "catalogue/catalogue.h"
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
 #include "printable.h"
 #include "protocol.h"
 #include "scenes.h"
-#include "catalogue/catalogue.h"
 #include "simulated/faults.h"
 #include "simulated/scenario.h"
 
 using namespace lomodelapi;
-using simulated::KeyDefinition;
 using catalogue::typeName;
+using simulated::KeyDefinition;
 using simulated::Value;
+
+namespace television {
 
 namespace {
 
@@ -371,3 +373,5 @@ void TelevisionObjects::announce(const std::string& key, const char* interface, 
         m_line.wake();
     });
 }
+
+}  // namespace television

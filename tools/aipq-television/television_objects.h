@@ -3,11 +3,13 @@
 // faults.
 //
 //   /aipq/television                       aipq.Television
-//   /aipq/television/key/<key as a path>   aipq.television.Key      Name, Type, Group, Meaning, Range, Subscribers
+//   /aipq/television/key/<key as a path>   aipq.television.Key      Name, Type, Group, Meaning, Range,
+//   Subscribers
 //                                          aipq.television.Value    Value, of a value; writable
 //                                          aipq.television.Action   Invoke
-//                                          aipq.television.Table    Columns, Iterators, Rows; rows are writable
-//                                          aipq.television.Faults   one writable property for each fault of a key
+//                                          aipq.television.Table    Columns, Iterators, Rows; rows are
+//                                          writable aipq.television.Faults   one writable property for each
+//                                          fault of a key
 #ifndef AIPQ_TELEVISION_TELEVISION_OBJECTS_H
 #define AIPQ_TELEVISION_TELEVISION_OBJECTS_H
 
@@ -20,6 +22,8 @@
 #include "notification_thread.h"
 #include "simulated/television.h"
 #include "worker_pool.h"
+
+namespace television {
 
 class TelevisionObjects {
   public:
@@ -50,5 +54,7 @@ class TelevisionObjects {
     remote::NotificationThread m_announcer;
     simulated::Events::Subscription m_events;  // last: it uses the announcer
 };
+
+}  // namespace television
 
 #endif

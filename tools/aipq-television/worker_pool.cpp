@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace television {
+
 WorkerPool::~WorkerPool() { stop(); }
 
 void WorkerPool::stop() {
@@ -43,3 +45,5 @@ void WorkerPool::serve() {
         lock.lock();
     }
 }
+
+}  // namespace television

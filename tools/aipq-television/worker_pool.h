@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+namespace television {
+
 class WorkerPool {
   public:
     WorkerPool() = default;
@@ -33,5 +35,7 @@ class WorkerPool {
     bool m_ending = false;
     std::vector<std::thread> m_threads;
 };
+
+}  // namespace television
 
 #endif
