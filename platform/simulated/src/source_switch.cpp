@@ -185,7 +185,7 @@ void SourceSwitch::play(bool playing) {
     m_video.pause(!playing);
     {
         const Events::Consequences scope;
-        m_model.set(FORMAT, std::string(playing ? FORMAT_PLAYING : ""));
+        m_model.set(FORMAT, currentFormat());
     }
     m_events.tell(SetPlaying{playing});
 }
@@ -196,10 +196,37 @@ void SourceSwitch::show(const std::vector<std::string>& row, bool forceShowAV) {
     m_model.set(PLAY_ATTRIBUTES,
                 std::vector<std::string>{"play", row[NUMBER], row[NAME], row[URI], row[UUID], row[FOLDER],
                                          row[HDR], forceShowAV ? "1" : "0", row[ENCRYPTED], "0"});
-    m_model.set(HDR_TYPE, row[HDR]);
-    m_model.set(FORMAT, std::string(FORMAT_PLAYING));
+    setHdrType();
+    m_model.set(FORMAT, currentFormat());
     m_video.showProgramme(row[PICTURE]);
     m_video.pause(false);
+}
+
+std::string SourceSwitch::format() const {
+    const std::lock_guard lock(m_mutex);
+    return currentFormat();
+}
+
+std::string SourceSwitch::currentFormat() const {
+    if (!m_playing) return {};
+    const std::optional<Film> film = m_video.film();
+    return film ? film->format : FORMAT_PLAYING;
+}
+
+void SourceSwitch::setHdrType() {
+    if (const std::optional<Film> film = m_video.film()) {
+        m_model.set(HDR_TYPE, film->hdrType);
+        return;
+    }
+    const Rows rows = m_model.rows(CHANNEL_LIST);
+    if (m_channel < rows.size() && rows[m_channel].size() >= COLUMNS)
+        m_model.set(HDR_TYPE, rows[m_channel][HDR]);
+}
+
+void SourceSwitch::describeVideo() {
+    const std::lock_guard lock(m_mutex);
+    setHdrType();
+    m_model.set(FORMAT, currentFormat());
 }
 
 }  // namespace simulated

@@ -69,6 +69,10 @@ Television& Television::instance() {
 Television::Television() : m_model(std::make_unique<Model>(catalogueOrExit(), m_events)) {
     m_sourceSwitch = std::make_unique<SourceSwitch>(*m_model, m_video, m_events);
     for (const KeyDefinition& key : m_model->keys()) showValue(m_video, key.name, key.initial);
+    m_video.onFilm([this] {
+        const std::lock_guard lock(m_powerMutex);
+        describeFilm();
+    });
     m_model->onChange([this](const std::string& key, const Value& value) { showValue(m_video, key, value); });
 }
 
@@ -86,6 +90,21 @@ void Television::reset() {
     m_threads.reset();
     m_applications.reset();
     m_video.setRestarts({});
+    if (m_video.film()) describeFilm();
+}
+
+// With m_powerMutex locked.
+void Television::describeFilm() {
+    const Events::Consequences scope;
+    try {
+        if (m_suspended) {
+            m_suspendedFormat = m_sourceSwitch->format();
+        } else {
+            m_sourceSwitch->describeVideo();
+        }
+    } catch (const std::out_of_range&) {
+        // A catalogue without these keys.
+    }
 }
 
 void Television::powerOn() {

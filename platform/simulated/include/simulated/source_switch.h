@@ -37,6 +37,11 @@ class SourceSwitch {
     int takenResources() const;
     // Whether digital television is playing.
     bool playing() const;
+    // Sets the keys of the video's format and HDR type to what is on the screen: the film; without one, the
+    // channel. The format is empty if nothing plays.
+    void describeVideo();
+    // The format that describeVideo() sets.
+    std::string format() const;
     void reset();
 
   private:
@@ -45,6 +50,8 @@ class SourceSwitch {
     void tune(const Rows& rows, std::size_t channel, bool forceShowAV);
     void show(const std::vector<std::string>& row, bool forceShowAV);
     void play(bool playing);
+    std::string currentFormat() const;
+    void setHdrType();
 
     Model& m_model;
     VideoPipeline& m_video;

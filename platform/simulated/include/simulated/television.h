@@ -15,6 +15,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -38,6 +39,16 @@ struct Picture {
     std::string problem;             // why there is none
 };
 
+// A film on the screen.
+struct Film {
+    std::string format;   // size, p or i, and rate, like "1920x1080p@50"; empty while the film is at its end
+    std::string hdrType;  // "sdr", "hdr_10" or "hdr_hlg"
+
+    friend bool operator==(const Film& left, const Film& right) {
+        return left.format == right.format && left.hdrType == right.hdrType;
+    }
+};
+
 // The video pipeline: a separate process, from start() to stop() or kill(). When the process dies by itself,
 // it is started again.
 class VideoPipeline {
@@ -56,7 +67,8 @@ class VideoPipeline {
     VideoPipeline(const VideoPipeline&) = delete;
     VideoPipeline& operator=(const VideoPipeline&) = delete;
 
-    // Returns why a film cannot be played; empty if it can. Opens it in a process of its own, and waits for it.
+    // Returns why a film cannot be played; empty if it can. Opens it in a process of its own, and waits for
+    // it.
     static std::string problemWith(const std::string& film);
     // Returns whether a film can be played; if not, error() has the reason. Does not change what runs.
     bool accepts(const std::string& film);
@@ -83,6 +95,11 @@ class VideoPipeline {
     // The reason why it does not run; empty if it runs.
     std::string problem() const;
 
+    // The film that is on the screen; none while generated scenes or nothing is.
+    std::optional<Film> film() const;
+    // Called after each change of film(), on the pipeline's thread. It must not start or stop the pipeline.
+    void onFilm(std::function<void()> listener);
+
     // Used from the next death of the process on.
     void setRestarts(Restarts restarts);
 
@@ -97,8 +114,8 @@ class VideoPipeline {
     void showProgramme(const std::string& scene);
     // The scene of the last showProgramme(); empty for the film or the scenes of the last start().
     std::string programme() const;
-    // Shows the picture of this source: a card with its name or, for "TV", the programme. A film stays on every
-    // source. Does not wait. Also applies after a new start, until showProgramme().
+    // Shows the picture of this source: a card with its name or, for "TV", the programme. A film stays on
+    // every source. Does not wait. Also applies after a new start, until showProgramme().
     void showSource(const std::string& source);
     // Pauses and continues the film or the scene. Does not wait. Also applies after a new start.
     void pause(bool paused);
@@ -116,6 +133,7 @@ class VideoPipeline {
 
     void watch(std::promise<bool> first);
     void becomeReady(bool again);
+    void showsFilm(std::optional<Film> film);
     bool end(int signalNumber);
     std::shared_ptr<Connection> connection() const;
     std::string showCommand() const;
@@ -132,6 +150,8 @@ class VideoPipeline {
     Restarts m_restarts;
     std::map<std::string, std::string> m_settings;
     std::string m_clip;
+    std::optional<Film> m_film;
+    std::function<void()> m_onFilm;
     bool m_killed = false;
     bool m_stalled = false;
     bool m_paused = false;
@@ -183,6 +203,7 @@ class Television {
     ~Television() = delete;
 
     void tellEach(std::initializer_list<Lifecycle> news);
+    void describeFilm();
 
     Events m_events;
     std::unique_ptr<Model> m_model;
