@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string_view>
@@ -39,8 +40,13 @@ constexpr char DEINTERLACEABLE[] =
     "video/x-raw, interlace-mode=progressive; video/x-raw(format:Interlaced);"
     "video/x-raw, format={I420, YV12, NV12, NV21, Y42B, Y444, YUY2, UYVY, AYUV, RGB, BGRx}";
 
-// Each thread of a decoder holds frames of its own.
-constexpr int DECODER_THREADS = 4;
+// These keep the process below 500 MB. A decoder holds up to sixteen frames, and more for each of its
+// threads.
+constexpr int THREADS = 4;
+constexpr int THREADS_BEYOND_FULL_HD = 1;
+constexpr std::int64_t PIXELS_OF_FULL_HD = std::int64_t{1920} * 1088;
+constexpr std::int64_t MOST_PIXELS = std::int64_t{4096} * 2304;
+constexpr std::int64_t MOST_PIXELS_OF_A_STILL = std::int64_t{8192} * 4608;
 
 struct Frame {
     Owned<GstCaps> caps;
@@ -76,6 +82,7 @@ class ClipSource : public FrameSource {
 
     // Called in GStreamer's threads.
     static void onElementAdded(GstBin* pipeline, GstBin* bin, GstElement* element, gpointer self);
+    static GstPadProbeReturn onDecoderInput(GstPad* pad, GstPadProbeInfo* info, gpointer decoder);
     static void onPadAdded(GstElement* decoder, GstPad* pad, gpointer decoded);
     static GstFlowReturn onPreroll(GstAppSink* sink, gpointer self);
     static GstFlowReturn onFrame(GstAppSink* sink, gpointer self);
@@ -109,14 +116,33 @@ class ClipSource : public FrameSource {
 ClipSource::~ClipSource() { m_pipeline.reset(); }
 
 void ClipSource::onElementAdded(GstBin* /*pipeline*/, GstBin* /*bin*/, GstElement* element, gpointer self) {
-    GObjectClass* const type = G_OBJECT_GET_CLASS(element);
-    for (const char* const name : {"max-threads", "threads"}) {
-        const GParamSpec* const property = g_object_class_find_property(type, name);
-        const bool isDecoder = gst_element_factory_list_is_type(gst_element_get_factory(element),
-                                                                GST_ELEMENT_FACTORY_TYPE_DECODER) != FALSE;
-        if (property != nullptr && isDecoder) g_object_set(element, name, DECODER_THREADS, nullptr);
-    }
     static_cast<ClipSource*>(self)->m_colour.follow(element);
+    const bool isDecoder = gst_element_factory_list_is_type(gst_element_get_factory(element),
+                                                            GST_ELEMENT_FACTORY_TYPE_DECODER) != FALSE;
+    const Owned<GstPad> in(gst_element_get_static_pad(element, "sink"));
+    if (!isDecoder || !in) return;
+    gst_pad_add_probe(in.get(), GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, &ClipSource::onDecoderInput, element,
+                      nullptr);
+}
+
+GstPadProbeReturn ClipSource::onDecoderInput(GstPad* /*pad*/, GstPadProbeInfo* info, gpointer decoder) {
+    GstEvent* const event = gst_pad_probe_info_get_event(info);
+    if (GST_EVENT_TYPE(event) != GST_EVENT_CAPS) return GST_PAD_PROBE_OK;
+    GstCaps* caps = nullptr;
+    gst_event_parse_caps(event, &caps);
+    const GstStructure* const film = gst_caps_get_structure(caps, 0);
+    int width = 0;
+    int height = 0;
+    gst_structure_get(film, "width", G_TYPE_INT, &width, "height", G_TYPE_INT, &height, nullptr);
+    const bool isStill = std::string_view(gst_structure_get_name(film)).starts_with("image/");
+    if (std::int64_t{width} * height <= (isStill ? MOST_PIXELS_OF_A_STILL : MOST_PIXELS))
+        return GST_PAD_PROBE_OK;
+    const std::string problem = "its size of " + std::to_string(width) + "x" + std::to_string(height) +
+                                " takes more than the 500 MB that the video pipeline may use; films of up to "
+                                "4096x2304 play";
+    gst_element_message_full(static_cast<GstElement*>(decoder), GST_MESSAGE_ERROR, GST_RESOURCE_ERROR,
+                             GST_RESOURCE_ERROR_NO_SPACE_LEFT, g_strdup(problem.c_str()), nullptr, "", "", 0);
+    return GST_PAD_PROBE_DROP;
 }
 
 void ClipSource::onPadAdded(GstElement* /*decoder*/, GstPad* pad, gpointer decoded) {
