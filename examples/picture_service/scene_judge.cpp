@@ -28,8 +28,8 @@ constexpr unsigned MOST_DECISIONS = 3;
 constexpr std::array<int, SETTING_NAMES.size()> SMALL_STEPS{4, 4, 4, 10, 10, 5, 2, 2, 1, 4, 4};
 
 // Levels that the tone must respect.
-constexpr double CLIPPED_BLACK = 2;
-constexpr double CLIPPED_WHITE = 253;
+constexpr int CLIPPED_BLACK = 2;
+constexpr int CLIPPED_WHITE = 253;
 constexpr double VEIL = 4;         // black may become brighter by so much
 constexpr double WHITE_LOSS = 10;  // white may become darker by so much
 constexpr double PRESENT = 0.001;  // a bin with a smaller share of the pixels counts as empty
@@ -135,6 +135,18 @@ double at(const ToneCurve& curve, double level) {
     return curve[below] + part * (curve[below + 1] - curve[below]);
 }
 
+// The darkest and the brightest level of the film that are not clipped.
+int firstAboveBlack(const ToneCurve& curve) {
+    const auto first =
+        std::find_if(curve.begin(), curve.end(), [](int level) { return level > CLIPPED_BLACK; });
+    return static_cast<int>(first - curve.begin());
+}
+int lastBelowWhite(const ToneCurve& curve) {
+    const auto last =
+        std::find_if(curve.rbegin(), curve.rend(), [](int level) { return level < CLIPPED_WHITE; });
+    return static_cast<int>(curve.rend() - last) - 1;
+}
+
 const SettingName& nameOf(int Settings::*setting) {
     return *std::find_if(SETTING_NAMES.begin(), SETTING_NAMES.end(),
                          [&](const SettingName& name) { return name.value == setting; });
@@ -163,9 +175,6 @@ bool Rules::toneFits(const Settings& settings, double& cost) const {
     const double userWhite = at(m_userCurve, m_tones.white);
     const double black = at(curve, m_tones.black);
     const double white = at(curve, m_tones.white);
-    const double lowest = at(curve, m_tones.lowest);
-    const double highest = at(curve, m_tones.highest);
-
     const double wantedBlack = userBlack - 0.8 * m_tones.dull * std::max(0.0, userBlack - 12);
     const double wantedWhite =
         userWhite + 0.8 * m_tones.dull * std::max(0.0, 243 - userWhite) - WHITE_LOSS * m_tones.bright;
@@ -174,8 +183,10 @@ bool Rules::toneFits(const Settings& settings, double& cost) const {
         std::abs(settings.contrast - m_user.contrast) + std::abs(settings.brightness - m_user.brightness);
     cost = std::pow(black - wantedBlack, 2) + std::pow(white - wantedWhite, 2) + moves;
     return black <= userBlack + VEIL && white >= userWhite - WHITE_LOSS &&
-           (lowest > CLIPPED_BLACK || lowest >= at(m_userCurve, m_tones.lowest)) &&
-           (highest < CLIPPED_WHITE || highest <= at(m_userCurve, m_tones.highest)) &&
+           firstAboveBlack(curve) <=
+               std::max(firstAboveBlack(m_userCurve), static_cast<int>(m_tones.lowest)) &&
+           lastBelowWhite(curve) >=
+               std::min(lastBelowWhite(m_userCurve), static_cast<int>(m_tones.highest)) &&
            at(curve, m_tones.darkest) <= at(m_userCurve, m_tones.darkest) + VEIL &&
            at(curve, m_tones.brightest) >= at(m_userCurve, m_tones.brightest) - WHITE_LOSS;
 }
@@ -185,10 +196,9 @@ bool Rules::toneFits(const Settings& settings, double& cost) const {
 void Rules::fitTone() {
     // A lift shows the noise of the shadows.
     const double lift = 75 * m_tones.dark * (1 - 0.5 * share(m_film.noise, 2, 7));
-    const double rollOff = 60 * m_tones.bright;
-    const auto brightnessReach = static_cast<int>(std::lround(BRIGHTNESS_REACH * m_tones.dull));
-    const auto contrastReach =
-        static_cast<int>(std::lround(CONTRAST_REACH * std::max(m_tones.dull, m_tones.dark)));
+    const double rollOff = 20 * m_tones.bright;
+    const auto brightnessReach = static_cast<int>(BRIGHTNESS_REACH * m_tones.dull);
+    const auto contrastReach = static_cast<int>(CONTRAST_REACH * std::max(m_tones.dull, m_tones.dark));
     for (int tenths = TENTHS; tenths > 0; --tenths) {
         const double strength = static_cast<double>(tenths) / TENTHS;
         Settings tried = m_user;
