@@ -217,8 +217,11 @@ void Rules::fitTone() {
         }
         if (best) break;
     }
-    explain({&Settings::darkLift}, text("dark, mean luma %.0f", m_tones.luma));
-    explain({&Settings::rollOff}, text("bright, mean luma %.0f", m_tones.luma));
+    explain({&Settings::darkLift},
+            text("%s, mean luma %.0f", m_tones.luma < DARK_LUMA ? "dark" : "rather dark", m_tones.luma));
+    explain(
+        {&Settings::rollOff},
+        text("%s, mean luma %.0f", m_tones.luma > BRIGHT_LUMA ? "bright" : "rather bright", m_tones.luma));
     explain({&Settings::contrast, &Settings::brightness},
             m_tones.dull > 0.1 ? text("dull, the luma spans only %.0f to %.0f", m_tones.black, m_tones.white)
                                : "keeps black and white in their places");

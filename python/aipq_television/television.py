@@ -251,7 +251,10 @@ class Television:
         self._call("ShowVideo", "s", video if video in ("scenes", "off") else os.path.abspath(video))
 
     def show_scene(self, scene: str) -> None:
-        """Shows one generated scene: "night", "sunset", "snow", "garden", "bars"; "" for what was on at first."""
+        """Shows one generated scene; "" for what was on at first.
+
+        The scenes are "night", "sunset", "snow", "garden", "bars", "cellar", "train" and "portrait".
+        """
         self._call("ShowScene", "s", scene)
 
     def play_scenario(self, file: PathText, speed: float = 1) -> Scenario:

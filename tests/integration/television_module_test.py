@@ -168,7 +168,8 @@ def test_the_picture_follows_the_settings(television, tmp_path):
 
 
 def test_what_cannot_be_shown_is_refused(television, tmp_path):
-    assert refusal(television.show_scene, "nigth") == "there is no scene 'nigth', but night sunset snow garden bars"
+    scenes = "night sunset snow garden bars cellar train portrait"
+    assert refusal(television.show_scene, "nigth") == f"there is no scene 'nigth', but {scenes}"
     assert refusal(television.picture, 5000, 5000).startswith("no picture: ")
     television.play("off")
     assert refusal(television.picture) == "no picture: the video pipeline is off"
