@@ -183,17 +183,17 @@ class Subscription {
 // Values
 
 void requireInRange(const KeyDefinition& key, long long value) {
-    if (!key.range || (value >= key.range->first && value <= key.range->second)) return;
-    throw Failure{std::to_string(value) + " is not in " + std::to_string(key.range->first) + ".." +
-                      std::to_string(key.range->second),
+    if (!key.range || key.range->contains(value)) return;
+    throw Failure{std::to_string(value) + " is not in " + std::to_string(key.range->lowest) + ".." +
+                      std::to_string(key.range->highest),
                   "Let the model convert the value to this range: the library takes and gives no other."};
 }
 
 std::string foundValue(const KeyDefinition& key, long long value) {
     requireInRange(key, value);
     if (!key.range) return std::to_string(value);
-    return std::to_string(value) + " in " + std::to_string(key.range->first) + ".." +
-           std::to_string(key.range->second);
+    return std::to_string(value) + " in " + std::to_string(key.range->lowest) + ".." +
+           std::to_string(key.range->highest);
 }
 std::string foundValue(const KeyDefinition&, const std::string& value) { return quoted(value); }
 std::string foundValue(const KeyDefinition&, const std::vector<std::string>& value) {
@@ -213,7 +213,7 @@ std::string foundValue(const KeyDefinition& key, const std::vector<int>& value) 
 template <typename Number, std::enable_if_t<std::is_integral_v<Number>, int> = 0>
 Number stepFrom(const KeyDefinition& key, Number value) {
     requireInRange(key, value);
-    return key.range ? (value < key.range->second ? value + 1 : value - 1)
+    return key.range ? (value < key.range->highest ? value + 1 : value - 1)
                      : (value <= 0 ? value + 1 : value - 1);
 }
 std::vector<int> stepFrom(const KeyDefinition& key, std::vector<int> list) {

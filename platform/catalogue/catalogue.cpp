@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdlib>
 #include <fstream>
-#include <limits>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -107,12 +106,8 @@ class Parser {
             key.type == OBJECT_TYPE_NUMERIC_INTEGER || key.type == OBJECT_TYPE_NUMERIC_INT64;
         if (!isNumber || range == nullptr || range->size() != 2)
             m_reader.fail(node->source(), "'range' is [lowest, highest] of a number");
-        constexpr auto any = std::numeric_limits<long long>();
-        key.range.emplace(m_reader.number(*range->get(0), any.min(), any.max()),
-                          m_reader.number(*range->get(1), any.min(), any.max()));
-        const long long initial = key.type == OBJECT_TYPE_NUMERIC_INTEGER ? std::get<int>(key.initial)
-                                                                          : std::get<long long>(key.initial);
-        if (initial < key.range->first || initial > key.range->second)
+        key.range = Range{m_reader.number(*range->get(0), Range()), m_reader.number(*range->get(1), Range())};
+        if (!refusal(key, key.initial).empty())
             m_reader.fail(node->source(), "the default is out of this range");
     }
 
@@ -130,7 +125,7 @@ class Parser {
         if (node == nullptr) return;
         if (key.type != OBJECT_TYPE_VECTOR_NUMERIC_INTEGER && key.type != OBJECT_TYPE_VECTOR_STRING)
             m_reader.fail(node->source(), "only a list has a 'length'");
-        key.length = static_cast<std::size_t>(m_reader.number(*node, 0, std::numeric_limits<int>::max()));
+        key.length = static_cast<std::size_t>(m_reader.number(*node, {0, INT_RANGE.highest}));
         refuseDefault(*node, key);
     }
 
@@ -163,11 +158,9 @@ std::vector<KeyDefinition> parseCatalogue(std::string_view text, const std::stri
 
 std::string refusal(const KeyDefinition& definition, const Value& value) {
     if (definition.range) {
-        const auto [lowest, highest] = *definition.range;
         const long long number =
             std::holds_alternative<int>(value) ? std::get<int>(value) : std::get<long long>(value);
-        if (number < lowest || number > highest)
-            return "from " + std::to_string(lowest) + " to " + std::to_string(highest);
+        if (!definition.range->contains(number)) return "from " + definition.range->text();
     }
     const std::vector<std::string>& texts = definition.texts;
     if (!texts.empty() &&

@@ -22,15 +22,13 @@ toml::table TomlReader::parse(std::string_view text) const {
     }
 }
 
-long long TomlReader::number(const toml::node& node, long long lowest, long long highest) const {
+long long TomlReader::number(const toml::node& node, const Range& range) const {
     const auto value = node.value_exact<std::int64_t>();
-    if (!value || *value < lowest || *value > highest) fail(node.source(), "no number of this type");
+    if (!value || !range.contains(*value)) fail(node.source(), "no number of this type");
     return *value;
 }
 
-int TomlReader::integer(const toml::node& node) const {
-    return static_cast<int>(number(node, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
-}
+int TomlReader::integer(const toml::node& node) const { return static_cast<int>(number(node, INT_RANGE)); }
 
 std::string TomlReader::string(const toml::node& node) const {
     const auto value = node.value_exact<std::string>();
@@ -47,7 +45,7 @@ Value TomlReader::value(const toml::node& node, ObjectTypeSpec type) const {
         case OBJECT_TYPE_NUMERIC_INTEGER:
             return integer(node);
         case OBJECT_TYPE_NUMERIC_INT64:
-            return number(node, std::numeric_limits<long long>::min(), std::numeric_limits<long long>::max());
+            return number(node, Range());
         case OBJECT_TYPE_STRING:
             return string(node);
         case OBJECT_TYPE_VECTOR_NUMERIC_INTEGER:

@@ -67,7 +67,7 @@ std::string tableOf(const std::vector<KeyDefinition>& keys, Uses& uses) {
                 << "\n\n| key | type | range | default | meaning | operations |\n|---|---|---|---|---|---|\n";
         }
         out << "| " << code(key.name) << " | " << typeName(key.type) << " | ";
-        if (key.range) out << key.range->first << " to " << key.range->second;
+        if (key.range) out << key.range->text();
         out << " | " << std::visit(DefaultText(), key.initial) << " | " << key.meaning;
         for (std::size_t i = 0; i < key.columns.size(); ++i)
             out << (i == 0 ? "; columns " : ", ") << key.columns[i];

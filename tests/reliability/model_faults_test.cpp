@@ -160,7 +160,7 @@ TEST_F(TheWrite, IsLate) {
 
 TEST_F(TheWrite, HasAnotherGeometry) {
     constexpr char key[] = "test.narrow";
-    model.define({"", key, OBJECT_TYPE_NUMERIC_INTEGER, 5, std::pair(0LL, 10LL), ""});
+    model.define({"", key, OBJECT_TYPE_NUMERIC_INTEGER, 5, catalogue::Range{0, 10}, ""});
     const auto recorder = std::make_shared<ValueRecorder>();
     Integer access(key, recorder);
     EXPECT_EQ(access.setValue(11), 0);

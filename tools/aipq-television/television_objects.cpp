@@ -76,8 +76,8 @@ void refuseWrongValue(const KeyDefinition& key, const Value& value) {
     const std::string taken = catalogue::refusal(key, value);
     if (taken.empty()) return;
     if (key.range)
-        bus::refuse(bus::OUT_OF_RANGE, key.name + " takes " + taken.substr(std::string("from ").size()) +
-                                           ", not " + simulated::describe(value));
+        bus::refuse(bus::OUT_OF_RANGE,
+                    key.name + " takes " + key.range->text() + ", not " + simulated::describe(value));
     bus::refuse(bus::WRONG_VALUE, key.name + " takes " + taken);
 }
 
@@ -177,7 +177,7 @@ void TelevisionObjects::addDescription(sdbus::IObject& object, const KeyDefiniti
     constant(object, KEY, "Meaning", printable(key.meaning));
     // Lowest and highest, or nothing.
     std::vector<std::int64_t> range;
-    if (key.range) range = {key.range->first, key.range->second};
+    if (key.range) range = {key.range->lowest, key.range->highest};
     constant(object, KEY, "Range", range);
     readable(object, KEY, "Subscribers", [&model = m_television.model(), name = key.name] {
         return std::uint32_t{model.subscribers(name)};

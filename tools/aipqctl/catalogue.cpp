@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <limits>
 #include <numeric>
 #include <utility>
 
@@ -41,18 +40,15 @@ bool hasValue(ObjectTypeSpec type) { return find(type) != nullptr; }
 }
 
 long long parseNumber(const std::string& name, const KeyDefinition& key, const std::string& text) {
-    std::pair<long long, long long> range{std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
-    if (key.type == OBJECT_TYPE_NUMERIC_INT64)
-        range = {std::numeric_limits<long long>::min(), std::numeric_limits<long long>::max()};
-    if (key.range) range = *key.range;
+    const catalogue::Range range =
+        key.range.value_or(key.type == OBJECT_TYPE_NUMERIC_INT64 ? catalogue::Range() : catalogue::INT_RANGE);
 
     long long number = 0;
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, number);
     if (stop != end || error == std::errc::invalid_argument) failType(name, key.type, text);
-    if (error == std::errc::result_out_of_range || number < range.first || number > range.second)
-        throw Failure(EXIT_OUT_OF_RANGE, name + " takes " + std::to_string(range.first) + " to " +
-                                             std::to_string(range.second) + ", not " + text);
+    if (error == std::errc::result_out_of_range || !range.contains(number))
+        throw Failure(EXIT_OUT_OF_RANGE, name + " takes " + range.text() + ", not " + text);
     return number;
 }
 
@@ -120,7 +116,7 @@ ObjectTypeSpec valueType(const std::string& name) {
 }
 
 std::string rangeText(const KeyDefinition& key) {
-    return key.range ? std::to_string(key.range->first) + ".." + std::to_string(key.range->second) : "";
+    return key.range ? std::to_string(key.range->lowest) + ".." + std::to_string(key.range->highest) : "";
 }
 
 Value parseValue(const std::string& name, const KeyDefinition& key, const std::vector<std::string>& texts) {

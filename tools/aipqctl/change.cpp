@@ -118,7 +118,7 @@ bool isRelative(const Assignment& assignment, const KeyDefinition& key) {
     if (assignment.sign != 0) return true;
     if (assignment.texts.size() != 1 || assignment.texts.front().size() < 2) return false;
     const char first = assignment.texts.front().front();
-    const bool hasNegative = !key.range || key.range->first < 0;
+    const bool hasNegative = !key.range || key.range->lowest < 0;
     return first == '+' || (first == '-' && !hasNegative);
 }
 

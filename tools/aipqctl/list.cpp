@@ -59,7 +59,7 @@ std::string meaning(const KeyDefinition& key) {
 Json describe(const KeyDefinition& key) {
     Json json{{"group", key.group}, {"name", key.name}, {"type", typeName(key.type)}};
     if (const std::string name = settingName(key); !name.empty()) json["setting"] = name;
-    if (key.range) json["range"] = {key.range->first, key.range->second};
+    if (key.range) json["range"] = {key.range->lowest, key.range->highest};
     if (!key.columns.empty()) json["columns"] = key.columns;
     if (hasValue(key)) {
         json["default"] = toJson(key.initial);

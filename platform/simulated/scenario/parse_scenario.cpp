@@ -11,8 +11,8 @@
 #include <map>
 #include <set>
 
-#include "scenes.h"
 #include "catalogue/catalogue.h"
+#include "scenes.h"
 #include "simulated/faults.h"
 #include "simulated/scenario.h"
 #include "toml_reader.h"
@@ -191,7 +191,7 @@ class Parser {
     }
     Condition frames(const toml::table&, const toml::node& node) {
         if (m_pictureIsOff) m_reader.fail(node.source(), "never happens: the video is off");
-        return FramesArrive{static_cast<unsigned>(number(node, 1, INT_MAX))};
+        return FramesArrive{static_cast<unsigned>(number(node, {1, INT_MAX}))};
     }
     Condition channelChanges(const toml::table&, const toml::node& node) {
         const std::string channel = channelText(node);
@@ -226,7 +226,7 @@ class Parser {
                 const toml::array* const pair = element.as_array();
                 if (pair == nullptr || pair->size() != 2)
                     m_reader.fail(element.source(), "an argument is [position, \"value\"]");
-                return Argument{0, static_cast<std::uint16_t>(number(*pair->get(0), 0, UINT16_MAX)),
+                return Argument{0, static_cast<std::uint16_t>(number(*pair->get(0), {0, UINT16_MAX})),
                                 text(*pair->get(1))};
             });
         return invoke;
@@ -263,7 +263,7 @@ class Parser {
         const toml::node& value = needed(table, "to");
         fault.value = definition->kind == FaultKind::FLAG
                           ? static_cast<long long>(flag(value))
-                          : number(value, definition->lowest, definition->highest);
+                          : number(value, {definition->lowest, definition->highest});
         return fault;
     }
     Action clearFaults(const toml::table&, const toml::node& node) {
@@ -310,11 +310,10 @@ class Parser {
         return *value;
     }
 
-    long long number(const toml::node& node, long long lowest, long long highest) {
+    long long number(const toml::node& node, const catalogue::Range& range) {
         const auto value = node.value_exact<std::int64_t>();
-        if (!value || *value < lowest || *value > highest)
-            m_reader.fail(node.source(), "must be a whole number from " + std::to_string(lowest) + " to " +
-                                             std::to_string(highest));
+        if (!value || !range.contains(*value))
+            m_reader.fail(node.source(), "must be a whole number from " + range.text());
         return *value;
     }
 

@@ -223,10 +223,8 @@ const FaultDefinition* findFault(const std::string& name) {
 
 void setFault(Television& television, const std::string& key, const std::string& name, long long value) {
     const Fault& fault = at(key, name);
-    if (value < fault.definition.lowest || value > fault.definition.highest)
-        throw std::domain_error("the fault '" + name + "' is from " +
-                                std::to_string(fault.definition.lowest) + " to " +
-                                std::to_string(fault.definition.highest));
+    const catalogue::Range range{fault.definition.lowest, fault.definition.highest};
+    if (!range.contains(value)) throw std::domain_error("the fault '" + name + "' is from " + range.text());
     setAndTell(television, key, fault, value);
 }
 

@@ -17,12 +17,14 @@
 
 namespace television {
 
+using catalogue::INT_RANGE;
+using catalogue::Range;
+using catalogue::typeName;
 using nlohmann::json;
 using simulated::FaultDefinition;
 using simulated::FaultKind;
 using simulated::KeyDefinition;
 using simulated::Lifecycle;
-using catalogue::typeName;
 using simulated::Value;
 
 namespace {
@@ -91,18 +93,16 @@ std::optional<long long> wholeNumber(const json& value) {
     return number;
 }
 
-long long numberWithin(const json& value, long long lowest, long long highest, const std::string& what) {
+long long numberWithin(const json& value, const Range& range, const std::string& what) {
     const auto number = wholeNumber(value);
-    if (!number || *number < lowest || *number > highest)
-        throw Refusal(UNPROCESSABLE, what + " takes a whole number from " + std::to_string(lowest) + " to " +
-                                         std::to_string(highest));
+    if (!number || !range.contains(*number))
+        throw Refusal(UNPROCESSABLE, what + " takes a whole number from " + range.text());
     return *number;
 }
 
-int integerWithin(const json& value, long long lowest, long long highest, const std::string& what) {
-    return static_cast<int>(numberWithin(value, std::max<long long>(lowest, std::numeric_limits<int>::min()),
-                                         std::min<long long>(highest, std::numeric_limits<int>::max()),
-                                         what));
+int integerWithin(const json& value, const Range& range, const std::string& what) {
+    const Range common{std::max(range.lowest, INT_RANGE.lowest), std::min(range.highest, INT_RANGE.highest)};
+    return static_cast<int>(numberWithin(value, common, what));
 }
 
 std::string text(const json& value, const std::string& what) {
@@ -117,20 +117,18 @@ const json& list(const json& value, const std::string& what) {
 
 // The value of the key's type that JSON describes.
 Value valueFor(const KeyDefinition& key, const json& value) {
-    constexpr auto LOWEST = std::numeric_limits<long long>::min();
-    constexpr auto HIGHEST = std::numeric_limits<long long>::max();
-    const auto [lowest, highest] = key.range.value_or(std::pair{LOWEST, HIGHEST});
+    const Range range = key.range.value_or(Range());
     switch (key.type) {
         case lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER:
-            return integerWithin(value, lowest, highest, key.name);
+            return integerWithin(value, range, key.name);
         case lomodelapi::OBJECT_TYPE_NUMERIC_INT64:
-            return numberWithin(value, lowest, highest, key.name);
+            return numberWithin(value, range, key.name);
         case lomodelapi::OBJECT_TYPE_STRING:
             return text(value, key.name);
         case lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER: {
             std::vector<int> numbers;
             for (const json& element : list(value, key.name))
-                numbers.push_back(integerWithin(element, LOWEST, HIGHEST, "each element of " + key.name));
+                numbers.push_back(integerWithin(element, INT_RANGE, "each element of " + key.name));
             return numbers;
         }
         case lomodelapi::OBJECT_TYPE_VECTOR_STRING: {
@@ -190,7 +188,7 @@ json Controls::state() const {
                    {"type", typeName(key.type)},
                    {"meaning", key.meaning},
                    {"value", toJson(m_television.model().value(key.name))}};
-        if (key.range) entry["range"] = {key.range->first, key.range->second};
+        if (key.range) entry["range"] = {key.range->lowest, key.range->highest};
         keys.push_back(std::move(entry));
     }
     json faults = json::array();

@@ -3,9 +3,9 @@
 #define CATALOGUE_KEY_DEFINITION_H
 
 #include <cstddef>
+#include <limits>
 #include <optional>
 #include <string>
-#include <utility>
 #include <variant>
 #include <vector>
 
@@ -20,12 +20,25 @@ using Rows = std::vector<std::vector<std::string>>;
 using Value =
     std::variant<std::monostate, int, long long, std::string, std::vector<int>, std::vector<std::string>>;
 
+// The numbers from the lowest to the highest.
+struct Range {
+    long long lowest = std::numeric_limits<long long>::min();
+    long long highest = std::numeric_limits<long long>::max();
+
+    bool contains(long long number) const { return number >= lowest && number <= highest; }
+    // "0 to 100"
+    std::string text() const { return std::to_string(lowest) + " to " + std::to_string(highest); }
+};
+
+// The numbers that an int can be.
+inline constexpr Range INT_RANGE{std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
+
 struct KeyDefinition {
     std::string group;
     std::string name;
     lomodelapi::ObjectTypeSpec type = lomodelapi::OBJECT_TYPE_NONE;
     Value initial;
-    std::optional<std::pair<long long, long long>> range;
+    std::optional<Range> range;
     std::string meaning;
     std::vector<std::string> columns = {};  // of a table
     Rows rows = {};
