@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "catalogue/keys.h"
 #include "platform_adaptation/system_access/action_access.h"
 #include "visit.h"
 
@@ -11,7 +12,8 @@ namespace conformance {
 
 namespace {
 
-constexpr char ACTION[] = "dovra.sl2.action.source.switch";
+using catalogue::keys::SWITCH_ACTION;
+
 constexpr char REQUEST_RESOURCE[] = "2";
 constexpr char RELEASE_RESOURCE[] = "3";
 // Programme-specific information: picture and sound go on while a client has it.
@@ -82,7 +84,7 @@ unsigned invoke(Visit& visit, ActionAccess& action, const Answers& answers, cons
 
 // With a connection of its own, whatever has become of the check's.
 void release() {
-    ActionAccess action(ACTION);
+    ActionAccess action(SWITCH_ACTION);
     unsigned id = 0;
     int status = action.connect(CONNECT_TIMEOUT_MS);
     if (status == 0) status = action.invoke(id, arguments(RELEASE_RESOURCE));
@@ -93,7 +95,7 @@ void release() {
 
 Passed checkAction(Visit& visit) {
     const auto answers = std::make_shared<Answers>();
-    const auto action = std::make_shared<ActionAccess>(ACTION, answers);
+    const auto action = std::make_shared<ActionAccess>(SWITCH_ACTION, answers);
     visit.keep(action);
     if (const int status = action->connect(CONNECT_TIMEOUT_MS); status != 0)
         throw Failure{"cannot be connected (status " + std::to_string(status) + ")",
@@ -121,9 +123,9 @@ Passed checkAction(Visit& visit) {
 
 std::vector<Check> actionChecks() {
     return {{"action",
-             ACTION,
+             SWITCH_ACTION,
              "whether a request and a release are answered once each, under their own ids",
-             {"framework", nameOf("key", ACTION)},
+             {"framework", nameOf("key", SWITCH_ACTION)},
              checkAction,
              true}};
 }

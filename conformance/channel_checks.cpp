@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "catalogue/keys.h"
 #include "lomodelapi/table.h"
 #include "platform_adaptation/system_access/iterator_access.h"
 #include "visit.h"
@@ -10,7 +11,8 @@ namespace conformance {
 
 namespace {
 
-constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
+using catalogue::keys::CHANNEL_LIST;
+
 constexpr int CHUNK = 100;
 
 class News final : public IteratorHandler {

@@ -27,7 +27,6 @@ namespace television {
 
 namespace {
 
-constexpr char TELEVISION[] = "aipq.Television";
 constexpr char KEY[] = "aipq.television.Key";
 constexpr char VALUE[] = "aipq.television.Value";
 constexpr char ACTION[] = "aipq.television.Action";
@@ -255,25 +254,27 @@ void TelevisionObjects::addFaults(sdbus::IObject& object, const std::string& key
 void TelevisionObjects::addTelevision() {
     sdbus::IObject& whole = *m_whole;
     simulated::Television& tv = m_television;
-    constant(whole, TELEVISION, "Name", m_name);
-    readable(whole, TELEVISION, "Applications",
+    constant(whole, remote::TELEVISION_INTERFACE, "Name", m_name);
+    readable(whole, remote::TELEVISION_INTERFACE, "Applications",
              [&tv] { return printable(tv.applications().applications()); });
-    readable(whole, TELEVISION, "Reports", [&tv] {
+    readable(whole, remote::TELEVISION_INTERFACE, "Reports", [&tv] {
         std::vector<sdbus::Struct<std::string, std::int32_t>> reports;
         for (const auto& report : tv.applications().reports())
             reports.emplace_back(printable(report.name), report.status);
         return reports;
     });
-    readable(whole, TELEVISION, "Playing", [&tv] { return tv.sourceSwitch().playing(); });
-    readable(whole, TELEVISION, "Suspended", [&tv] { return tv.suspended(); });
-    readable(whole, TELEVISION, "TakenResources",
+    readable(whole, remote::TELEVISION_INTERFACE, "Playing", [&tv] { return tv.sourceSwitch().playing(); });
+    readable(whole, remote::TELEVISION_INTERFACE, "Suspended", [&tv] { return tv.suspended(); });
+    readable(whole, remote::TELEVISION_INTERFACE, "TakenResources",
              [&tv] { return std::int32_t{tv.sourceSwitch().takenResources()}; });
-    readable(whole, TELEVISION, "VideoRunning", [&tv] { return tv.video().running(); });
-    readable(whole, TELEVISION, "VideoProblem", [&tv] { return printable(tv.video().problem()); });
-    readable(whole, TELEVISION, "FramesDelivered", [&tv] { return std::uint32_t{tv.video().delivered()}; });
+    readable(whole, remote::TELEVISION_INTERFACE, "VideoRunning", [&tv] { return tv.video().running(); });
+    readable(whole, remote::TELEVISION_INTERFACE, "VideoProblem",
+             [&tv] { return printable(tv.video().problem()); });
+    readable(whole, remote::TELEVISION_INTERFACE, "FramesDelivered",
+             [&tv] { return std::uint32_t{tv.video().delivered()}; });
 
     using Nothing = std::tuple<>;
-    bus::MethodAdder methods(whole, TELEVISION, m_line, m_workers);
+    bus::MethodAdder methods(whole, remote::TELEVISION_INTERFACE, m_line, m_workers);
     methods.add<>("Reset", {}, [&tv] {
         tv.reset();
         return Nothing();

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "catalogue.h"
+#include "catalogue/keys.h"
 #include "command.h"
 #include "failure.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
@@ -17,7 +18,7 @@ namespace {
 
 using Access = SourceSwitchAccess;
 
-constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
+using catalogue::keys::CHANNEL_LIST;
 
 class Channels {
   public:

@@ -3,10 +3,13 @@
 #include <array>
 
 #include "catalogue.h"
+#include "catalogue/keys.h"
 #include "command.h"
 #include "failure.h"
 #include "key_access.h"
 #include "television.h"
+
+namespace keys = catalogue::keys;
 
 namespace aipqctl {
 
@@ -49,13 +52,13 @@ struct Line {
 };
 
 constexpr std::array<Line, 10> LINES{{
-    {"source", "source", "dovra.sl2.str.source.current.path"},
-    {"player", "player", "dovra.sl2.str.video.format.info"},
-    {"hdrType", "HDR type", "dovra.sl2.str.servicemode.videoinfo.hdrtype"},
+    {"source", "source", keys::SOURCE},
+    {"player", "player", keys::VIDEO_FORMAT},
+    {"hdrType", "HDR type", keys::HDR_TYPE},
     {"gameMode", "game mode", "dovra.sl2.i32.video.enum.instant.game.response"},
     {"mediaStreamEncrypted", "media player's stream encrypted",
      "dovra.sl2.mpctrl.i32.media.stream.encrypted"},
-    {"tvStreamEncrypted", "TV stream encrypted", "dovra.sl2.vstr.tvservice.play.main"},
+    {"tvStreamEncrypted", "TV stream encrypted", keys::PLAY_ATTRIBUTES},
     {"aipqSupported", "AI picture quality supported", "dovra.sl2.i32.video.aipq.supported"},
     {"aipqAvailable", "AI picture quality available now", "dovra.sl2.i32.video.ai.pq.available"},
     {"aipqSwitchAvailable", "user's switch can be operated", "dovra.sl2.i32.video.ai.pq.switch"},

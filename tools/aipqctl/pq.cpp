@@ -14,13 +14,15 @@ namespace {
 constexpr std::size_t PARAMETERS = 34;
 
 void showParameters(bool json) {
-    const Value value = KeyAccess(PQ_KEY, lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER).read();
+    const Value value =
+        KeyAccess(catalogue::keys::PQ_SETTING, lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER).read();
     if (json) return printJson({{"values", toJson(value)}});
     printLine(toText(value));
 }
 
 void set(const std::vector<std::string>& texts, bool json) {
-    auto parameters = std::get<std::vector<int>>(parseValue("pq", keyDefinition(PQ_KEY), texts));
+    auto parameters =
+        std::get<std::vector<int>>(parseValue("pq", keyDefinition(catalogue::keys::PQ_SETTING), texts));
     if (parameters.size() != PARAMETERS)
         throw Failure(EXIT_WRONG_USE, "pq takes " + std::to_string(PARAMETERS) + " numbers, not " +
                                           std::to_string(parameters.size()));

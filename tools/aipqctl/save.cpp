@@ -14,12 +14,11 @@ namespace aipqctl {
 
 namespace {
 
-
 // Lines of NAME=VALUE, as `aipqctl set` takes them.
 void save(const std::string& file) {
     requireTelevision();
     std::vector<std::string> names = settingNames();
-    names.emplace_back(PQ_KEY);
+    names.emplace_back(catalogue::keys::PQ_SETTING);
     std::string content = "# Settings of a television, for 'aipqctl restore'.\n";
     for (const std::string& name : names) {
         const Value value = readNamed(findNamed(name));

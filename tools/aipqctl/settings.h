@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "catalogue.h"
+#include "catalogue/keys.h"
 #include "platform_adaptation/system_setting.h"
 
 namespace aipqctl {
@@ -25,24 +26,24 @@ struct Setting {
 };
 
 inline constexpr std::array<Setting, 10> SETTINGS{{
-    {"brightness", "dovra.sl2.i32.video.brightness", &SystemSetting::getVideoBrightness,
+    {"brightness", catalogue::keys::BRIGHTNESS, &SystemSetting::getVideoBrightness,
      &SystemSetting::setVideoBrightness, 2},
-    {"contrast", "dovra.sl2.i32.video.contrast", &SystemSetting::getVideoContrast,
+    {"contrast", catalogue::keys::CONTRAST, &SystemSetting::getVideoContrast,
      &SystemSetting::setVideoContrast, 2},
-    {"saturation", "dovra.sl2.i32.video.colour.intensity", &SystemSetting::getVideoSaturation,
+    {"saturation", catalogue::keys::SATURATION, &SystemSetting::getVideoSaturation,
      &SystemSetting::setVideoSaturation, 2},
-    {"sharpness", "dovra.sl2.i32.video.sharpness", &SystemSetting::getVideoSharpness,
+    {"sharpness", catalogue::keys::SHARPNESS, &SystemSetting::getVideoSharpness,
      &SystemSetting::setVideoSharpness, 2},
     {"memc", "dovra.sl2.i32.video.enum.memc", &SystemSetting::getVideoMEMC, &SystemSetting::setVideoMEMC, 0,
      "off low medium high smooth strongest"},
-    {"nr", "dovra.sl2.i32.video.enum.dnc", &SystemSetting::getVideoNR, &SystemSetting::setVideoNR, 0,
+    {"nr", catalogue::keys::NOISE_REDUCTION, &SystemSetting::getVideoNR, &SystemSetting::setVideoNR, 0,
      "off low medium high strongest"},
-    {"color-tuner", "dovra.sl2.i32.video.color.tuner", &SystemSetting::getVideoColorTuner,
+    {"color-tuner", catalogue::keys::COLOR_TUNER, &SystemSetting::getVideoColorTuner,
      &SystemSetting::setVideoColorTuner},
-    {"color-tuner-luma", "dovra.sl2.i32.video.color.tuner.luma", &SystemSetting::getVideoColorTunerB,
+    {"color-tuner-luma", catalogue::keys::COLOR_TUNER_LUMA, &SystemSetting::getVideoColorTunerB, nullptr},
+    {"color-tuner-sat", catalogue::keys::COLOR_TUNER_SATURATION, &SystemSetting::getVideoColorTunerS,
      nullptr},
-    {"color-tuner-sat", "dovra.sl2.i32.video.color.tuner.sat", &SystemSetting::getVideoColorTunerS, nullptr},
-    {"color-tuner-hue", "dovra.sl2.i32.video.color.tuner.hue", &SystemSetting::getVideoColorTunerH, nullptr},
+    {"color-tuner-hue", catalogue::keys::COLOR_TUNER_HUE, &SystemSetting::getVideoColorTunerH, nullptr},
 }};
 
 // The last four: mode, luma, saturation and hue, in the order in which the library takes them.
@@ -58,9 +59,6 @@ const KeyDefinition& definition(const Setting& setting);
 // The names of its values, from 0; and the value of such a name.
 std::vector<std::string> menuNames(const Setting& setting);
 std::optional<int> menuValue(const Setting& setting, const std::string& name);
-
-// The key of the PQ parameters.
-inline constexpr char PQ_KEY[] = "dovra.sl2.vint.video.aipq.pq.setting";
 
 // The library's settings of this television. Never destroyed: the library's workers may use them until the
 // program ends.

@@ -85,7 +85,9 @@ std::string videoProblem() {
         if (!named) return "";
         remote::Line line(named->address);
         const auto proxy = sdbus::createProxy(line.connection(), named->busName(), remote::OBJECT);
-        return proxy->getProperty("VideoProblem").onInterface("aipq.Television").get<std::string>();
+        return proxy->getProperty("VideoProblem")
+            .onInterface(remote::TELEVISION_INTERFACE)
+            .get<std::string>();
     } catch (const sdbus::Error&) {
         return "";
     }

@@ -2,6 +2,7 @@
 #include <functional>
 #include <memory>
 
+#include "catalogue/keys.h"
 #include "command.h"
 #include "failure.h"
 #include "info.h"
@@ -15,8 +16,6 @@ namespace aipqctl {
 namespace {
 
 using Access = SourceSwitchAccess;
-
-constexpr char SOURCE_KEY[] = "dovra.sl2.str.source.current.path";
 
 struct Resources {
     const char* name;
@@ -62,7 +61,7 @@ const auto& find(const Rows& rows, const std::string& name) {
 void showSource(bool json) {
     requireTelevision();
     const char* const name = sourceName(SystemInfo().getSourceType());
-    const Value path = KeyAccess(SOURCE_KEY, lomodelapi::OBJECT_TYPE_STRING).read();
+    const Value path = KeyAccess(catalogue::keys::SOURCE, lomodelapi::OBJECT_TYPE_STRING).read();
     requireSameTelevision();
     if (json) return printJson({{"source", name}, {"path", toJson(path)}});
     for (const std::string& line : aligned({{"source", name}, {"path", toText(path)}})) printLine(line);

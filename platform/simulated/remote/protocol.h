@@ -54,6 +54,7 @@ namespace remote {
 
 constexpr char BUS_NAME_PREFIX[] = "aipq.Television.";
 constexpr char OBJECT[] = "/aipq/television";
+constexpr char TELEVISION_INTERFACE[] = "aipq.Television";
 constexpr char PLATFORM_OBJECT[] = "/aipq/television/platform";
 constexpr char PLATFORM_INTERFACE[] = "aipq.television.Platform";
 

@@ -12,6 +12,7 @@
 #include <set>
 
 #include "catalogue/catalogue.h"
+#include "catalogue/keys.h"
 #include "scenes.h"
 #include "simulated/faults.h"
 #include "simulated/scenario.h"
@@ -21,14 +22,13 @@
 using namespace lomodelapi;
 using std::chrono::milliseconds;
 
+namespace keys = catalogue::keys;
+
 namespace simulated {
 
 using catalogue::TomlReader;
 
 namespace {
-
-constexpr char SOURCE[] = "dovra.sl2.str.source.current.path";
-constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
 
 constexpr double LONGEST_SECONDS = 7 * 24 * 3600;
 
@@ -205,13 +205,13 @@ class Parser {
         return SetKey{key.name, valueOf(key, needed(table, "to"))};
     }
     Action source(const toml::table&, const toml::node& node) {
-        refuseUnknownKey(node, SOURCE);
-        const std::vector<std::string>& sources = m_keys.at(SOURCE).texts;
-        return SetKey{SOURCE, sources.empty() ? text(node) : oneOf(node, sources, "source")};
+        refuseUnknownKey(node, keys::SOURCE);
+        const std::vector<std::string>& sources = m_keys.at(keys::SOURCE).texts;
+        return SetKey{keys::SOURCE, sources.empty() ? text(node) : oneOf(node, sources, "source")};
     }
     Action announce(const toml::table&, const toml::node& node) { return Announce{keyWithValue(node).name}; }
     Action selectChannel(const toml::table&, const toml::node& node) {
-        refuseUnknownKey(node, CHANNEL_LIST);
+        refuseUnknownKey(node, keys::CHANNEL_LIST);
         const std::string channel = channelText(node);
         if (channel != "+1" && channel != "-1") refuseUnknownChannel(node, channel);
         return SelectChannel{channel};
@@ -356,7 +356,7 @@ class Parser {
     }
 
     void refuseUnknownChannel(const toml::node& node, const std::string& channel) {
-        const auto list = m_keys.find(CHANNEL_LIST);
+        const auto list = m_keys.find(keys::CHANNEL_LIST);
         if (list != m_keys.end())
             for (const std::vector<std::string>& row : list->second.rows)
                 if (!row.empty() && row.front() == channel) return;

@@ -5,13 +5,12 @@
 #include <utility>
 
 #include "catalogue/catalogue.h"
+#include "catalogue/keys.h"
 #include "simulated/faults.h"
 
 namespace simulated {
 
 namespace {
-
-constexpr char FORMAT[] = "dovra.sl2.str.video.format.info";
 
 std::string shownBy(const VideoPipeline& video) {
     if (!video.running() && !video.killed()) return "off";
@@ -44,7 +43,7 @@ std::vector<Action> stateOf(Television& television) {
     actions.push_back(ShowScene{television.video().programme()});
     const bool suspended = television.suspended();
     for (const KeyDefinition& key : television.model().keys()) {
-        const bool isKept = suspended && key.name == FORMAT;
+        const bool isKept = suspended && key.name == catalogue::keys::VIDEO_FORMAT;
         const Value value = isKept ? television.suspendedFormat() : television.model().value(key.name);
         if (canBeWritten(key, value)) actions.push_back(SetKey{key.name, value});
     }

@@ -5,20 +5,16 @@
 #include <stdexcept>
 #include <utility>
 
+#include "catalogue/keys.h"
 #include "simulated/television.h"
 
 using lomodelapi::Argument;
 
+namespace keys = catalogue::keys;
+
 namespace simulated {
 
 namespace {
-
-constexpr char ACTION[] = "dovra.sl2.action.source.switch";
-constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
-constexpr char SOURCE[] = "dovra.sl2.str.source.current.path";
-constexpr char FORMAT[] = "dovra.sl2.str.video.format.info";
-constexpr char PLAY_ATTRIBUTES[] = "dovra.sl2.vstr.tvservice.play.main";
-constexpr char HDR_TYPE[] = "dovra.sl2.str.servicemode.videoinfo.hdrtype";
 
 constexpr char FORMAT_PLAYING[] = "1920x1080p@50";
 
@@ -69,7 +65,7 @@ SourceSwitch::SourceSwitch(Model& model, VideoPipeline& video, Events& events)
 
 bool SourceSwitch::selectChannel(const std::string& number) {
     const std::lock_guard lock(m_mutex);
-    const Rows rows = m_model.rows(CHANNEL_LIST);
+    const Rows rows = m_model.rows(keys::CHANNEL_LIST);
     std::size_t channel = neighbour(rows, m_channel, number);
     for (std::size_t i = 0; channel == rows.size() && i < rows.size(); ++i)
         if (rows[i].size() >= COLUMNS && rows[i][NUMBER] == number) channel = i;
@@ -90,7 +86,7 @@ std::size_t SourceSwitch::channel() const {
 
 std::string SourceSwitch::channelNumber() const {
     const std::lock_guard lock(m_mutex);
-    const Rows rows = m_model.rows(CHANNEL_LIST);
+    const Rows rows = m_model.rows(keys::CHANNEL_LIST);
     return m_channel < rows.size() && rows[m_channel].size() >= COLUMNS ? rows[m_channel][NUMBER]
                                                                         : std::string();
 }
@@ -107,9 +103,9 @@ bool SourceSwitch::playing() const {
 
 void SourceSwitch::reset() {
     const std::vector<KeyDefinition> keys = m_model.keys();
-    const auto isAction = [](const KeyDefinition& key) { return key.name == ACTION; };
+    const auto isAction = [](const KeyDefinition& key) { return key.name == keys::SWITCH_ACTION; };
     if (std::any_of(keys.begin(), keys.end(), isAction))
-        m_model.setAction(ACTION, [this](const std::vector<Argument>& arguments) {
+        m_model.setAction(keys::SWITCH_ACTION, [this](const std::vector<Argument>& arguments) {
             try {
                 return perform(arguments);
             } catch (const std::out_of_range&) {
@@ -119,7 +115,7 @@ void SourceSwitch::reset() {
         });
     const std::lock_guard lock(m_mutex);
     if (std::exchange(m_channel, 0) != 0) {
-        const Rows rows = m_model.rows(CHANNEL_LIST);
+        const Rows rows = m_model.rows(keys::CHANNEL_LIST);
         if (!rows.empty() && rows.front().size() >= COLUMNS)
             m_events.tell(SelectChannel{rows.front()[NUMBER]});
     }
@@ -150,7 +146,7 @@ Answer SourceSwitch::perform(const std::vector<Argument>& arguments) {
 }
 
 Answer SourceSwitch::changeChannel(const std::vector<Argument>& arguments) {
-    const Rows rows = m_model.rows(CHANNEL_LIST);
+    const Rows rows = m_model.rows(keys::CHANNEL_LIST);
     if (rows.empty()) return {ERROR_UNKNOWN_CHANNEL, {}};
     const std::string target = first(arguments, 3);
     const std::vector<std::string> folder = at(arguments, 4);
@@ -185,19 +181,19 @@ void SourceSwitch::play(bool playing) {
     m_video.pause(!playing);
     {
         const Events::Consequences scope;
-        m_model.set(FORMAT, currentFormat());
+        m_model.set(keys::VIDEO_FORMAT, currentFormat());
     }
     m_events.tell(SetPlaying{playing});
 }
 
 void SourceSwitch::show(const std::vector<std::string>& row, bool forceShowAV) {
     m_playing = true;
-    m_model.set(SOURCE, std::string("TV"));
-    m_model.set(PLAY_ATTRIBUTES,
+    m_model.set(keys::SOURCE, std::string("TV"));
+    m_model.set(keys::PLAY_ATTRIBUTES,
                 std::vector<std::string>{"play", row[NUMBER], row[NAME], row[URI], row[UUID], row[FOLDER],
                                          row[HDR], forceShowAV ? "1" : "0", row[ENCRYPTED], "0"});
     setHdrType();
-    m_model.set(FORMAT, currentFormat());
+    m_model.set(keys::VIDEO_FORMAT, currentFormat());
     m_video.showProgramme(row[PICTURE]);
     m_video.pause(false);
 }
@@ -215,18 +211,18 @@ std::string SourceSwitch::currentFormat() const {
 
 void SourceSwitch::setHdrType() {
     if (const std::optional<Film> film = m_video.film()) {
-        m_model.set(HDR_TYPE, film->hdrType);
+        m_model.set(keys::HDR_TYPE, film->hdrType);
         return;
     }
     const Rows rows = m_model.rows(CHANNEL_LIST);
     if (m_channel < rows.size() && rows[m_channel].size() >= COLUMNS)
-        m_model.set(HDR_TYPE, rows[m_channel][HDR]);
+        m_model.set(keys::HDR_TYPE, rows[m_channel][HDR]);
 }
 
 void SourceSwitch::describeVideo() {
     const std::lock_guard lock(m_mutex);
     setHdrType();
-    m_model.set(FORMAT, currentFormat());
+    m_model.set(keys::VIDEO_FORMAT, currentFormat());
 }
 
 }  // namespace simulated

@@ -8,7 +8,10 @@
 #include <utility>
 
 #include "catalogue/catalogue.h"
+#include "catalogue/keys.h"
 #include "simulated/faults.h"
+
+namespace keys = catalogue::keys;
 
 namespace simulated {
 
@@ -21,23 +24,20 @@ struct PictureSetting {
 };
 
 constexpr std::array<PictureSetting, 10> PICTURE_SETTINGS{{
-    {"dovra.sl2.i32.video.brightness", "brightness"},
-    {"dovra.sl2.i32.video.contrast", "contrast"},
-    {"dovra.sl2.i32.video.colour.intensity", "saturation"},
-    {"dovra.sl2.i32.video.sharpness", "sharpness"},
-    {"dovra.sl2.i32.video.enum.dnc", "nr"},
-    {"dovra.sl2.i32.video.color.tuner", "tuner"},
-    {"dovra.sl2.i32.video.color.tuner.luma", "tuner.luma"},
-    {"dovra.sl2.i32.video.color.tuner.sat", "tuner.sat"},
-    {"dovra.sl2.i32.video.color.tuner.hue", "tuner.hue"},
-    {"dovra.sl2.vint.video.aipq.pq.setting", "pq"},
+    {keys::BRIGHTNESS, "brightness"},
+    {keys::CONTRAST, "contrast"},
+    {keys::SATURATION, "saturation"},
+    {keys::SHARPNESS, "sharpness"},
+    {keys::NOISE_REDUCTION, "nr"},
+    {keys::COLOR_TUNER, "tuner"},
+    {keys::COLOR_TUNER_LUMA, "tuner.luma"},
+    {keys::COLOR_TUNER_SATURATION, "tuner.sat"},
+    {keys::COLOR_TUNER_HUE, "tuner.hue"},
+    {keys::PQ_SETTING, "pq"},
 }};
 
-constexpr char SOURCE[] = "dovra.sl2.str.source.current.path";
-constexpr char FORMAT[] = "dovra.sl2.str.video.format.info";
-
 void showValue(VideoPipeline& video, const std::string& key, const Value& value) {
-    if (const auto* const source = std::get_if<std::string>(&value); source != nullptr && key == SOURCE)
+    if (const auto* const source = std::get_if<std::string>(&value); source != nullptr && key == keys::SOURCE)
         video.showSource(*source);
     const auto setting = std::find_if(PICTURE_SETTINGS.begin(), PICTURE_SETTINGS.end(),
                                       [&](const PictureSetting& candidate) { return candidate.key == key; });
@@ -126,8 +126,8 @@ void Television::suspend() {
         tellEach(
             {Lifecycle::LOST_FOCUS, Lifecycle::SUSPEND, Lifecycle::STR_SUSPENDING, Lifecycle::STR_SUSPEND});
         m_video.pause(true);
-        m_suspendedFormat = m_model->value(FORMAT);
-        m_model->set(FORMAT, std::string());
+        m_suspendedFormat = m_model->value(keys::VIDEO_FORMAT);
+        m_model->set(keys::VIDEO_FORMAT, std::string());
     }
     m_events.tell(SetPower{true});
 }
@@ -140,7 +140,7 @@ void Television::resume() {
         const Events::Consequences scope;
         tellEach({Lifecycle::STR_RESUME, Lifecycle::STR_RESUMING, Lifecycle::RESUME, Lifecycle::GET_FOCUS});
         m_video.pause(!m_sourceSwitch->playing());
-        m_model->set(FORMAT, m_suspendedFormat);
+        m_model->set(keys::VIDEO_FORMAT, m_suspendedFormat);
     }
     m_events.tell(SetPower{false});
 }

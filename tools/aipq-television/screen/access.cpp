@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "controls.h"
+#include "http_status.h"
 #include "screen.h"
 
 namespace television {
@@ -82,10 +83,11 @@ void Access::require(const Request& request) const {
     // Another site's name that leads to this machine is that site's attempt to read the page.
     const std::string name = hostName(request.get_header_value("Host"));
     if (name != HOST && name != "localhost")
-        throw Refusal(403, "this page is for this machine only: open it as localhost or 127.0.0.1");
+        throw Refusal(FORBIDDEN, "this page is for this machine only: open it as localhost or 127.0.0.1");
     if (!hasToken(request))
         throw Refusal(
-            403, "the television's token is missing: open the whole address that aipq-television printed");
+            FORBIDDEN,
+            "the television's token is missing: open the whole address that aipq-television printed");
 }
 
 bool Access::hasToken(const Request& request) const {
@@ -98,10 +100,10 @@ bool Access::hasToken(const Request& request) const {
 void Access::requireOwnPage(const Request& request) {
     if (request.has_header("Origin") &&
         request.get_header_value("Origin") != "http://" + request.get_header_value("Host"))
-        throw Refusal(403, "only the television's own page may change it");
+        throw Refusal(FORBIDDEN, "only the television's own page may change it");
     const std::string type = request.get_header_value("Content-Type");
     if (type.substr(0, type.find(';')) != "application/json")
-        throw Refusal(415, "the content type must be application/json");
+        throw Refusal(UNSUPPORTED_MEDIA_TYPE, "the content type must be application/json");
 }
 
 void Access::giveCookie(httplib::Response& response) const {

@@ -13,6 +13,8 @@
 #include <utility>
 
 #include "catalogue/catalogue.h"
+#include "catalogue/keys.h"
+#include "http_status.h"
 #include "simulated/faults.h"
 
 namespace television {
@@ -29,12 +31,6 @@ using simulated::Value;
 
 namespace {
 
-constexpr int BAD_REQUEST = 400;
-constexpr int NOT_FOUND = 404;
-constexpr int CONFLICT = 409;
-constexpr int UNPROCESSABLE = 422;
-
-constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
 constexpr char APPLICATION_URL[] = "app://television";
 
 // A button of the page that sends every application one notification.
@@ -224,7 +220,7 @@ json Controls::status() const {
     json columns = json::array();
     json faults = json::array();
     for (const KeyDefinition& key : keys) {
-        if (key.name != CHANNEL_LIST) continue;
+        if (key.name != catalogue::keys::CHANNEL_LIST) continue;
         channels = key.rows;
         columns = key.columns;
     }

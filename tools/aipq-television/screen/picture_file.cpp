@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "controls.h"
+#include "http_status.h"
 #include "jpeg.h"
 
 namespace television {
@@ -36,7 +37,7 @@ PictureFile::Jpeg PictureFile::get() {
             m_due = drawn + INTERVAL;
         }
     }
-    if (!m_problem.empty()) throw Refusal(503, m_problem);
+    if (!m_problem.empty()) throw Refusal(UNAVAILABLE, m_problem);
     return m_jpeg;
 }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "controls.h"
+#include "http_status.h"
 #include "simulated/television.h"
 
 namespace television {
@@ -12,10 +13,6 @@ using nlohmann::json;
 using simulated::ScenarioPlayer;
 
 namespace {
-
-constexpr int NOT_FOUND = 404;
-constexpr int CONFLICT = 409;
-constexpr int UNPROCESSABLE = 422;
 
 std::string describe(const ScenarioPlayer::Result& result) {
     switch (result.outcome) {

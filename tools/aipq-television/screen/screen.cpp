@@ -17,6 +17,7 @@
 #include "controls.h"
 #include "event_text.h"
 #include "http_server.h"
+#include "http_status.h"
 #include "news.h"
 #include "page_files.h"
 #include "picture_file.h"
@@ -43,7 +44,7 @@ constexpr auto SIGN_OF_LIFE_INTERVAL = 5s;
 
 json parseBody(const std::string& body) {
     json wish = json::parse(body, nullptr, false);
-    if (!wish.is_object()) throw Refusal(400, "the body must be one JSON object");
+    if (!wish.is_object()) throw Refusal(BAD_REQUEST, "the body must be one JSON object");
     return wish;
 }
 
@@ -158,9 +159,9 @@ class Screen::Implementation {
         m_server.set_error_handler([this](const Request& request, Response& response) {
             if (!response.body.empty()) return;
             const auto refuse = [status = response.status](const Request&, Response&) {
-                throw Refusal(status, status == 404   ? "there is nothing at this address"
-                                      : status == 413 ? "the body is longer than 256 KiB"
-                                                      : "the request cannot be understood");
+                throw Refusal(status, status == NOT_FOUND           ? "there is nothing at this address"
+                                      : status == PAYLOAD_TOO_LARGE ? "the body is longer than 256 KiB"
+                                                                    : "the request cannot be understood");
             };
             answering(refuse)(request, response);
         });
@@ -216,9 +217,9 @@ class Screen::Implementation {
             } catch (const Refusal& refusal) {
                 answerError(response, refusal.status, refusal.what());
             } catch (const std::exception& error) {
-                answerError(response, 500, error.what());
+                answerError(response, INTERNAL_ERROR, error.what());
             }
-            if (request.method == "POST" && response.status >= 400)
+            if (request.method == "POST" && response.status >= BAD_REQUEST)
                 m_news->add({{"kind", "refused"}, {"text", json::parse(response.body).at("error")}});
         };
     }
@@ -237,7 +238,7 @@ class Screen::Implementation {
                          const PictureFile::Jpeg jpeg = m_picture.get();
                          response.set_header("ETag", jpeg.tag);
                          if (request.get_header_value("If-None-Match") == jpeg.tag) {
-                             response.status = 304;
+                             response.status = NOT_MODIFIED;
                          } else {
                              response.set_content(jpeg.bytes, "image/jpeg");
                          }
@@ -270,10 +271,10 @@ class Screen::Implementation {
         unsigned long after = 0;
         const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), after);
         if (error != std::errc() || end != number.data() + number.size())
-            throw Refusal(400, "'after' must be a number");
+            throw Refusal(BAD_REQUEST, "'after' must be a number");
         if (++m_streams > EVENT_STREAMS) {
             --m_streams;
-            throw Refusal(503, "the page is open too often: close some of its tabs");
+            throw Refusal(UNAVAILABLE, "the page is open too often: close some of its tabs");
         }
         const auto stream = std::make_shared<EventStream>(m_status, *m_news, after);
         response.set_chunked_content_provider(
