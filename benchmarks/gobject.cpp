@@ -8,21 +8,21 @@
 
 namespace {
 
-struct Model {
+struct GObjectModel {
     GObject parent;
     int value;
 };
-struct ModelClass {
+struct GObjectModelClass {
     GObjectClass parent;
 };
 
 guint changedSignal = 0;
 
 void getProperty(GObject* object, guint, GValue* value, GParamSpec*) {
-    g_value_set_int(value, reinterpret_cast<Model*>(object)->value);
+    g_value_set_int(value, reinterpret_cast<GObjectModel*>(object)->value);
 }
 void setProperty(GObject* object, guint, const GValue* value, GParamSpec*) {
-    reinterpret_cast<Model*>(object)->value = g_value_get_int(value);
+    reinterpret_cast<GObjectModel*>(object)->value = g_value_get_int(value);
 }
 
 void model_class_init(gpointer type, gpointer) {
@@ -39,8 +39,8 @@ void model_class_init(gpointer type, gpointer) {
 
 std::shared_ptr<GObject> makeModel() {
     static const GType type =
-        g_type_register_static_simple(G_TYPE_OBJECT, "BenchmarkModel", sizeof(ModelClass), model_class_init,
-                                      sizeof(Model), nullptr, GTypeFlags(0));
+        g_type_register_static_simple(G_TYPE_OBJECT, "BenchmarkModel", sizeof(GObjectModelClass),
+                                      model_class_init, sizeof(GObjectModel), nullptr, GTypeFlags(0));
     return {static_cast<GObject*>(g_object_new(type, nullptr)), g_object_unref};
 }
 

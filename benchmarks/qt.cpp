@@ -10,7 +10,7 @@
 
 namespace {
 
-class Model : public QObject {
+class QtModel : public QObject {
     Q_OBJECT
     Q_PROPERTY(int value READ value WRITE setValue)
 
@@ -35,35 +35,36 @@ namespace benchmarks {
 
 void addQt() {
     add("notify_int", "Qt, QVariant", [] {
-        auto model = std::make_shared<Model>();
-        QObject::connect(model.get(), &Model::changed, model.get(), &Model::onChanged, Qt::DirectConnection);
+        auto model = std::make_shared<QtModel>();
+        QObject::connect(model.get(), &QtModel::changed, model.get(), &QtModel::onChanged,
+                         Qt::DirectConnection);
         return [model, value = 0]() mutable {
             emit model->changed(QVariant(++value));
             benchmark::DoNotOptimize(model->last);
         };
     });
     const auto property = [] {
-        return Model::staticMetaObject.property(Model::staticMetaObject.indexOfProperty("value"));
+        return QtModel::staticMetaObject.property(QtModel::staticMetaObject.indexOfProperty("value"));
     };
     add("read_int", "QMetaProperty", [property] {
-        return [model = std::make_shared<Model>(), property = property()] {
+        return [model = std::make_shared<QtModel>(), property = property()] {
             int value = property.read(model.get()).toInt();
             benchmark::DoNotOptimize(value);
         };
     });
     add("read_int", "QObject::property", [] {
-        return [model = std::make_shared<Model>()] {
+        return [model = std::make_shared<QtModel>()] {
             int value = model->property("value").toInt();
             benchmark::DoNotOptimize(value);
         };
     });
     add("write_int", "QMetaProperty", [property] {
-        return [model = std::make_shared<Model>(), property = property(), value = 0]() mutable {
+        return [model = std::make_shared<QtModel>(), property = property(), value = 0]() mutable {
             property.write(model.get(), ++value);
         };
     });
     add("write_int", "QObject::setProperty", [] {
-        return [model = std::make_shared<Model>(), value = 0]() mutable {
+        return [model = std::make_shared<QtModel>(), value = 0]() mutable {
             model->setProperty("value", ++value);
         };
     });

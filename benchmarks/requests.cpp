@@ -27,10 +27,10 @@ namespace {
 
 // A thread that answers what it is handed, one after the other.
 template <typename Item>
-class Model {
+class AnsweringThread {
   public:
-    explicit Model(std::function<void(Item)> answer) : m_answer(std::move(answer)) {
-        std::thread(&Model::run, this).detach();
+    explicit AnsweringThread(std::function<void(Item)> answer) : m_answer(std::move(answer)) {
+        std::thread(&AnsweringThread::run, this).detach();
     }
     void push(Item item) {
         {
@@ -74,7 +74,8 @@ class Library {
     SourceSwitchAccessImpl m_access;
     const ValueObject m_result;
     std::atomic<unsigned> m_last{0};
-    Model<unsigned> m_model{[this](unsigned id) { m_access.onActionResult(static_cast<int>(id), m_result); }};
+    AnsweringThread<unsigned> m_model{
+        [this](unsigned id) { m_access.onActionResult(static_cast<int>(id), m_result); }};
 };
 
 // The least that does what is promised: every answer is kept until its caller takes it, and wakes all who
@@ -99,7 +100,7 @@ class Floor {
     std::condition_variable m_answered;
     std::map<unsigned, int> m_answers;
     std::atomic<unsigned> m_last{0};
-    Model<unsigned> m_model{[this](unsigned id) {
+    AnsweringThread<unsigned> m_model{[this](unsigned id) {
         const std::lock_guard lock(m_mutex);
         m_answers.emplace(id, 0);
         m_answered.notify_all();
@@ -117,7 +118,7 @@ class Promise {
 
   private:
     // The promise ends with its request, and not before its model is done with it.
-    Model<std::promise<int>*> m_model{[](std::promise<int>* promise) {
+    AnsweringThread<std::promise<int>*> m_model{[](std::promise<int>* promise) {
         std::promise<int> own = std::move(*promise);
         own.set_value(0);
     }};

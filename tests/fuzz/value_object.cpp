@@ -31,26 +31,26 @@ enum Kind : int {
     UNDEFINED = 255,
 };
 
-struct Model {
+struct ReferenceValue {
     int kind = UNDEFINED;
     std::uint64_t cell = 0;  // of which a kind uses its low bytes
     long long reserved[2] = {0, -1};
     Point point{0, 0};
     std::string text;
-    std::vector<Model> items;
+    std::vector<ReferenceValue> items;
 };
 
 template <typename T>
-T cellAs(const Model& m) {
+T cellAs(const ReferenceValue& m) {
     T value;
     std::memcpy(&value, &m.cell, sizeof value);
     return value;
 }
 
-bool isNumber(const Model& m) { return m.kind >= INT && m.kind <= DOUBLE; }
-bool isFloating(const Model& m) { return m.kind == FLOAT || m.kind == DOUBLE; }
+bool isNumber(const ReferenceValue& m) { return m.kind >= INT && m.kind <= DOUBLE; }
+bool isFloating(const ReferenceValue& m) { return m.kind == FLOAT || m.kind == DOUBLE; }
 
-double floatingOf(const Model& m) {
+double floatingOf(const ReferenceValue& m) {
     return m.kind == FLOAT ? static_cast<double>(cellAs<float>(m)) : cellAs<double>(m);
 }
 
@@ -77,7 +77,7 @@ To cutOff(double value) {
 }
 
 // The 64 bits of a whole number or a truth value, its sign extended.
-std::uint64_t wholeOf(const Model& m) {
+std::uint64_t wholeOf(const ReferenceValue& m) {
     switch (m.kind) {
         case INT:
             return static_cast<std::uint64_t>(std::int64_t{cellAs<std::int32_t>(m)});
@@ -91,13 +91,13 @@ std::uint64_t wholeOf(const Model& m) {
 }
 
 template <typename To>
-To toWhole(const Model& m) {
+To toWhole(const ReferenceValue& m) {
     if (!isNumber(m)) return 0;
     return isFloating(m) ? cutOff<To>(floatingOf(m)) : static_cast<To>(wholeOf(m));
 }
 
 template <typename To>
-To toFloating(const Model& m) {
+To toFloating(const ReferenceValue& m) {
     switch (m.kind) {
         case INT:
         case INT64:
@@ -115,12 +115,12 @@ To toFloating(const Model& m) {
     }
 }
 
-bool toBool(const Model& m) {
+bool toBool(const ReferenceValue& m) {
     if (!isNumber(m)) return false;
     return isFloating(m) ? floatingOf(m) != 0.0 : wholeOf(m) != 0;
 }
 
-std::string toText(const Model& m) {
+std::string toText(const ReferenceValue& m) {
     std::ostringstream out;
     out.imbue(std::locale::classic());
     switch (m.kind) {
@@ -158,7 +158,7 @@ std::string toText(const Model& m) {
     return out.str();
 }
 
-bool equal(const Model& a, const Model& b) {
+bool equal(const ReferenceValue& a, const ReferenceValue& b) {
     if (a.kind == b.kind && (a.kind == NOTHING || a.kind == UNDEFINED)) return true;
     switch (a.kind) {
         case INT:
@@ -190,14 +190,14 @@ bool equal(const Model& a, const Model& b) {
 }
 
 // What construction takes over of another value: the kind and the one payload that it selects.
-Model payloadOf(const Model& m) {
-    Model copy;
+ReferenceValue payloadOf(const ReferenceValue& m) {
+    ReferenceValue copy;
     copy.kind = m.kind;
     if (isNumber(m)) copy.cell = m.cell;
     if (m.kind == TEXT) copy.text = m.text;
     if (m.kind == POINT) copy.point = m.point;
     if (m.kind == LIST)
-        for (const Model& item : m.items) copy.items.push_back(payloadOf(item));
+        for (const ReferenceValue& item : m.items) copy.items.push_back(payloadOf(item));
     return copy;
 }
 
@@ -207,7 +207,7 @@ bool same(T a, T b) {
     return (std::isnan(a) && std::isnan(b)) || (a == b && std::signbit(a) == std::signbit(b));
 }
 
-void checkFields(const ValueObject& value, const Model& m) {
+void checkFields(const ValueObject& value, const ReferenceValue& m) {
     FUZZ_CHECK(value.type() == m.kind);
     FUZZ_CHECK(value.kind == m.kind);
     FUZZ_CHECK(value.reserved[0] == m.reserved[0] && value.reserved[1] == m.reserved[1]);
@@ -217,7 +217,7 @@ void checkFields(const ValueObject& value, const Model& m) {
     for (std::size_t i = 0; i < m.items.size(); ++i) checkFields(value.items[i], m.items[i]);
 }
 
-void checkConversions(const ValueObject& value, const Model& m) {
+void checkConversions(const ValueObject& value, const ReferenceValue& m) {
     FUZZ_CHECK(static_cast<bool>(value) == toBool(m));
     FUZZ_CHECK(static_cast<int>(value) == toWhole<std::int32_t>(m));
     FUZZ_CHECK(static_cast<unsigned int>(value) == toWhole<std::uint32_t>(m));
@@ -232,8 +232,8 @@ void checkConversions(const ValueObject& value, const Model& m) {
     FUZZ_CHECK(value.convertToStringType() == text);
     FUZZ_CHECK(value.operator std::string() == text);
 
-    const std::vector<Model> itself{m};
-    const std::vector<Model>& list = m.kind == LIST ? m.items : itself;
+    const std::vector<ReferenceValue> itself{m};
+    const std::vector<ReferenceValue>& list = m.kind == LIST ? m.items : itself;
     const std::vector<int> ints = value;
     const std::vector<unsigned int> unsignedInts = value;
     const std::vector<std::string> texts = value;
@@ -246,22 +246,22 @@ void checkConversions(const ValueObject& value, const Model& m) {
     }
 }
 
-std::size_t weight(const Model& m) {
+std::size_t weight(const ReferenceValue& m) {
     std::size_t sum = 1 + m.text.size() / 16;
-    for (const Model& item : m.items) sum += weight(item);
+    for (const ReferenceValue& item : m.items) sum += weight(item);
     return sum;
 }
 
-std::size_t depth(const Model& m) {
+std::size_t depth(const ReferenceValue& m) {
     std::size_t deepest = 0;
-    for (const Model& item : m.items) deepest = std::max(deepest, depth(item));
+    for (const ReferenceValue& item : m.items) deepest = std::max(deepest, depth(item));
     return deepest + 1;
 }
 
 // A value beside its model. Every cell is set, so that whatever kind is written into the tag finds one.
 struct Pair {
     ValueObject value;
-    Model model;
+    ReferenceValue model;
     Pair() { value.scalar.u64 = 0; }
 };
 
@@ -276,7 +276,7 @@ void assign(Pair& pair, int kind, T number) {
 template <typename T>
 void construct(Pair& pair, int kind, T number) {
     pair.value = ValueObject(number);
-    pair.model = Model();
+    pair.model = ReferenceValue();
     pair.model.kind = kind;
     std::memcpy(&pair.model.cell, &number, sizeof number);
 }
@@ -291,7 +291,7 @@ void fill(Pair& pair, Input& input) {
     switch (input.choice(12)) {
         case 0:
             pair.value = ValueObject();
-            pair.model = Model();
+            pair.model = ReferenceValue();
             pair.value.scalar.u64 = 0;
             break;
         case 1:
@@ -313,7 +313,7 @@ void fill(Pair& pair, Input& input) {
             if (fresh) {
                 pair.value = ValueObject(text);
                 pair.value.scalar.u64 = 0;
-                pair.model = Model();
+                pair.model = ReferenceValue();
             } else {
                 pair.value = text;
             }
@@ -327,7 +327,7 @@ void fill(Pair& pair, Input& input) {
             if (fresh) {
                 pair.value = ValueObject(point);
                 pair.value.scalar.u64 = 0;
-                pair.model = Model();
+                pair.model = ReferenceValue();
             } else {
                 pair.value = point;
             }
@@ -367,7 +367,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 break;
             case 2: {  // a is built as a copy of b
                 ValueObject copy(b.value);
-                const Model model = payloadOf(b.model);
+                const ReferenceValue model = payloadOf(b.model);
                 checkFields(copy, model);
                 checkConversions(copy, model);
                 a.value = copy;
@@ -377,7 +377,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             }
             case 3: {  // b is taken over into a new value, which goes to a
                 ValueObject taken(std::move(b.value));
-                const Model model = payloadOf(b.model);
+                const ReferenceValue model = payloadOf(b.model);
                 if (b.model.kind == TEXT) b.model.text.clear();
                 if (b.model.kind == LIST) b.model.items.clear();
                 checkFields(b.value, b.model);
@@ -389,7 +389,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             }
             case 4: {
                 a.value = b.value;
-                const Model model = b.model;
+                const ReferenceValue model = b.model;
                 a.model = model;
                 break;
             }
@@ -405,7 +405,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 if (weight(a.model) + weight(b.model) > heaviest || depth(b.model) >= deepest) break;
                 const ValueObject item(b.value);
                 a.value.items.push_back(item);
-                const Model model = payloadOf(b.model);
+                const ReferenceValue model = payloadOf(b.model);
                 a.model.items.push_back(model);
                 break;
             }
@@ -417,7 +417,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 } else {
                     a.value = std::move(a.value.items[index]);
                 }
-                const Model model = a.model.items[index];
+                const ReferenceValue model = a.model.items[index];
                 a.model = model;
                 if (!isNumber(model)) a.value.scalar.u64 = a.model.cell = 0;
                 break;
