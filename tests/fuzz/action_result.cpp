@@ -3,10 +3,10 @@
 #include <memory>
 #include <vector>
 
+#include "embedded_television.h"
 #include "fuzzing.h"
 #include "platform_adaptation/system_access/action_access.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
-#include "television.h"
 
 namespace {
 

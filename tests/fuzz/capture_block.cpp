@@ -7,9 +7,9 @@
 
 #include <functional>
 
+#include "embedded_television.h"
 #include "fuzzing.h"
 #include "platform_adaptation/picture_capture.h"
-#include "television.h"
 #include "video/capture_block.h"
 
 namespace {

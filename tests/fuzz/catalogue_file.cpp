@@ -2,8 +2,8 @@
 #include <set>
 #include <stdexcept>
 
-#include "fuzzing.h"
 #include "catalogue/catalogue.h"
+#include "fuzzing.h"
 #include "simulated/events.h"
 
 using namespace lomodelapi;

@@ -1,6 +1,6 @@
 // The simulated television of a fuzz target: embedded, without a picture.
-#ifndef TESTS_FUZZ_TELEVISION_H
-#define TESTS_FUZZ_TELEVISION_H
+#ifndef TESTS_FUZZ_EMBEDDED_TELEVISION_H
+#define TESTS_FUZZ_EMBEDDED_TELEVISION_H
 
 #include <chrono>
 #include <cstdlib>

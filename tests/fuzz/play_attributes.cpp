@@ -2,10 +2,10 @@
 #include <optional>
 #include <vector>
 
+#include "embedded_television.h"
 #include "fuzzing.h"
 #include "log_recorder.h"
 #include "platform_adaptation/system_info.h"
-#include "television.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 // read again.
 #include <stdexcept>
 
-#include "fuzzing.h"
 #include "catalogue/catalogue.h"
+#include "fuzzing.h"
 #include "simulated/scenario.h"
 
 namespace {

@@ -1,10 +1,10 @@
 // Texts that come from anywhere: as a number, and as bytes in the log.
 #include <memory>
 
+#include "embedded_television.h"
 #include "fuzzing.h"
 #include "log_recorder.h"
 #include "platform_adaptation/ai_common.h"
-#include "television.h"
 
 namespace {
 

@@ -20,7 +20,7 @@
 #include "frame_file.h"
 #include "output_file.h"
 #include "platform_adaptation/picture_capture.h"
-#include "television.h"
+#include "television_presence.h"
 #include "validators.h"
 #include "video/capture_block.h"
 

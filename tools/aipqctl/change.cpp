@@ -15,7 +15,7 @@
 #include "bell.h"
 #include "failure.h"
 #include "key_access.h"
-#include "television.h"
+#include "television_presence.h"
 
 namespace aipqctl {
 

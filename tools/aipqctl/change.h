@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "catalogue.h"
+#include "key_definitions.h"
 #include "settings.h"
 
 namespace aipqctl {

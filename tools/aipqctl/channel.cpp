@@ -2,15 +2,15 @@
 #include <functional>
 #include <memory>
 
-#include "catalogue.h"
 #include "catalogue/keys.h"
 #include "command.h"
 #include "failure.h"
+#include "key_definitions.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
 #include "resources.h"
 #include "simulated_television.h"
 #include "table_reader.h"
-#include "television.h"
+#include "television_presence.h"
 
 namespace aipqctl {
 

@@ -1,9 +1,9 @@
 #include <algorithm>
 
-#include "catalogue.h"
+#include "checks.h"
 #include "command.h"
 #include "completion.h"
-#include "checks.h"
+#include "key_definitions.h"
 #include "resources.h"
 #include "settings.h"
 #include "simulated_television.h"

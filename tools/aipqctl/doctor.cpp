@@ -15,15 +15,15 @@
 #include <string>
 #include <thread>
 
-#include "catalogue.h"
 #include "checks.h"
 #include "command.h"
 #include "doctor_report.h"
 #include "failure.h"
+#include "key_definitions.h"
 #include "output.h"
 #include "output_file.h"
 #include "simulated_television.h"
-#include "television.h"
+#include "television_presence.h"
 #include "validators.h"
 
 namespace aipqctl {

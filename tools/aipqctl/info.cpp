@@ -2,12 +2,12 @@
 
 #include <array>
 
-#include "catalogue.h"
 #include "catalogue/keys.h"
 #include "command.h"
 #include "failure.h"
 #include "key_access.h"
-#include "television.h"
+#include "key_definitions.h"
+#include "television_presence.h"
 
 namespace keys = catalogue::keys;
 

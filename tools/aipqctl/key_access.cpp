@@ -7,7 +7,7 @@
 #include "failure.h"
 #include "platform_adaptation/system_access/table_access.h"
 #include "platform_adaptation/system_access/value_access.h"
-#include "television.h"
+#include "television_presence.h"
 
 using namespace lomodelapi;
 

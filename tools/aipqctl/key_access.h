@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "catalogue.h"
+#include "key_definitions.h"
 #include "platform_adaptation/system_access/value_access_base.h"
 
 namespace aipqctl {

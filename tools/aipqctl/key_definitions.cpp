@@ -1,4 +1,4 @@
-#include "catalogue.h"
+#include "key_definitions.h"
 
 #include <algorithm>
 #include <array>

@@ -1,12 +1,12 @@
 // What the catalogue says about keys, and values as people write and read them.
-#ifndef AIPQCTL_CATALOGUE_H
-#define AIPQCTL_CATALOGUE_H
+#ifndef AIPQCTL_KEY_DEFINITIONS_H
+#define AIPQCTL_KEY_DEFINITIONS_H
 
 #include <string>
 #include <vector>
 
-#include "output.h"
 #include "catalogue/catalogue.h"
+#include "output.h"
 
 namespace aipqctl {
 

@@ -2,9 +2,9 @@
 #include <cctype>
 #include <memory>
 
-#include "catalogue.h"
 #include "command.h"
 #include "failure.h"
+#include "key_definitions.h"
 #include "safe_text.h"
 #include "settings.h"
 

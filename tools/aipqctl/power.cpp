@@ -4,7 +4,7 @@
 #include "event_stream.h"
 #include "failure.h"
 #include "platform_adaptation/system_state.h"
-#include "television.h"
+#include "television_presence.h"
 #include "zt/apmclient/app_manager_client.h"
 
 namespace aipqctl {

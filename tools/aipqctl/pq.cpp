@@ -4,7 +4,7 @@
 #include "failure.h"
 #include "key_access.h"
 #include "settings.h"
-#include "television.h"
+#include "television_presence.h"
 
 namespace aipqctl {
 

@@ -3,9 +3,9 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "catalogue.h"
 #include "command.h"
 #include "failure.h"
+#include "key_definitions.h"
 #include "output.h"
 #include "simulated_television.h"
 

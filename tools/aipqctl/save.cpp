@@ -7,7 +7,7 @@
 #include "command.h"
 #include "failure.h"
 #include "settings.h"
-#include "television.h"
+#include "television_presence.h"
 #include "validators.h"
 
 namespace aipqctl {

@@ -6,7 +6,7 @@
 
 #include "failure.h"
 #include "key_access.h"
-#include "television.h"
+#include "television_presence.h"
 
 namespace aipqctl {
 

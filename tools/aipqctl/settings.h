@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "catalogue.h"
 #include "catalogue/keys.h"
+#include "key_definitions.h"
 #include "platform_adaptation/system_setting.h"
 
 namespace aipqctl {

@@ -9,7 +9,7 @@
 #include "key_access.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
 #include "resources.h"
-#include "television.h"
+#include "television_presence.h"
 
 namespace aipqctl {
 

@@ -1,8 +1,8 @@
 #include <memory>
 
-#include "catalogue.h"
 #include "command.h"
 #include "failure.h"
+#include "key_definitions.h"
 #include "table_reader.h"
 #include "validators.h"
 

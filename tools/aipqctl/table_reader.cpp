@@ -9,10 +9,10 @@
 #include <optional>
 #include <utility>
 
-#include "catalogue.h"
 #include "failure.h"
+#include "key_definitions.h"
 #include "platform_adaptation/system_access/iterator_access.h"
-#include "television.h"
+#include "television_presence.h"
 
 namespace aipqctl {
 
@@ -55,7 +55,8 @@ class Answers final : public IteratorHandler {
 
     template <typename T>
     std::optional<T> waitFor(std::optional<T>& answer) {
-        for (const auto limit = Clock::now() + TABLE_ANSWER_LIMIT; Clock::now() < limit; requireSameTelevision()) {
+        for (const auto limit = Clock::now() + TABLE_ANSWER_LIMIT; Clock::now() < limit;
+             requireSameTelevision()) {
             std::unique_lock lock(m_mutex);
             if (m_changed.wait_for(lock, TABLE_LOOK_PERIOD, [&] { return answer.has_value(); }))
                 return std::exchange(answer, std::nullopt);

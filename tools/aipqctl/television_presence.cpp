@@ -1,4 +1,4 @@
-#include "television.h"
+#include "television_presence.h"
 
 #include <chrono>
 #include <future>

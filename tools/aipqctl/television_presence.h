@@ -1,6 +1,6 @@
 // The television as a whole: whether it is there, and whether it answers.
-#ifndef AIPQCTL_TELEVISION_H
-#define AIPQCTL_TELEVISION_H
+#ifndef AIPQCTL_TELEVISION_PRESENCE_H
+#define AIPQCTL_TELEVISION_PRESENCE_H
 
 #include <functional>
 #include <string>

@@ -8,7 +8,7 @@
 #include "change.h"
 #include "command.h"
 #include "key_access.h"
-#include "television.h"
+#include "television_presence.h"
 
 namespace aipqctl {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "catalogue.h"
 #include "event_stream.h"
+#include "key_definitions.h"
 
 namespace aipqctl {
 
