@@ -119,7 +119,7 @@ TEST_F(TheTelevisionsPicture, IsBackWithATelevisionThatWasKilledWhileItHung) {
     capture.stop();
 }
 
-TEST_F(TheTelevisionsPicture, IsTheOnlyOneOfTheMachine) {
+TEST_F(TheTelevisionsPicture, IsTheOnlyOneOfItsIpcNamespace) {
     TelevisionProcess second("second", {"--video", "scenes"});
     ASSERT_TRUE(second.start());
     EXPECT_THAT(

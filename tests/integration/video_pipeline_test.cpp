@@ -616,7 +616,7 @@ TEST_F(AVideoPipelineThatDies, StaysOffWhenItDiesWhileItIsSwitchedOff) {
     }
 }
 
-TEST_F(TheVideoPipeline, IsTheOnlyOneOfItsMachine) {
+TEST_F(TheVideoPipeline, IsTheOnlyOneOfItsIpcNamespace) {
     play(files->film("red"));
     EXPECT_FALSE(television.video().start(files->film("red")));
     EXPECT_EQ(television.video().error(), "the video pipeline runs already");
