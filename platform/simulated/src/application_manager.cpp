@@ -23,8 +23,9 @@ constexpr int STATUS_UNKNOWN_APPLICATION = 1;
 
 }  // namespace
 
-int deliver(AppInterface& app, Lifecycle news, const std::string& url, const std::string& text, int number) {
-    switch (news) {
+int deliver(AppInterface& app, Lifecycle notification, const std::string& url, const std::string& text,
+            int number) {
+    switch (notification) {
         case Lifecycle::RUNNING:
             return app.onRunning(url, text);
         case Lifecycle::SUSPEND:
@@ -65,9 +66,9 @@ int deliver(AppInterface& app, Lifecycle news, const std::string& url, const std
 
 class ApplicationManager::Implementation final : public zt::apmclient::AppManagerClient {
   public:
-    struct News {
+    struct Notification {
         std::string name;
-        Lifecycle news;
+        Lifecycle notification;
         std::string url;
         std::string text;
         int number;
@@ -106,9 +107,9 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
         return m_apps.count(name) != 0 ? 0 : STATUS_UNKNOWN_APPLICATION;
     }
 
-    void tell(News news) {
+    void enqueue(Notification notification) {
         const std::lock_guard lock(m_mutex);
-        m_waiting.push_back(std::move(news));
+        m_waiting.push_back(std::move(notification));
         m_changed.notify_all();
     }
 
@@ -124,7 +125,7 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
     std::map<std::string, boost::shared_ptr<AppInterface>> m_apps;
     std::deque<Report> m_reports;
     std::deque<int> m_answers;
-    std::deque<News> m_waiting;
+    std::deque<Notification> m_waiting;
 
   private:
     // The client thread.
@@ -135,14 +136,15 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
                 m_changed.wait(lock);
                 continue;
             }
-            const News news = std::move(m_waiting.front());
+            const Notification next = std::move(m_waiting.front());
             m_waiting.pop_front();
-            const auto found = m_apps.find(news.name);
+            const auto found = m_apps.find(next.name);
             if (found != m_apps.end()) {
                 const boost::shared_ptr<AppInterface> app = found->second;
                 int answer = 0;
-                m_call.run(news.name, lock,
-                           [&] { answer = deliver(*app, news.news, news.url, news.text, news.number); });
+                m_call.run(next.name, lock, [&] {
+                    answer = deliver(*app, next.notification, next.url, next.text, next.number);
+                });
                 record(m_answers, answer);
             }
             m_changed.notify_all();
@@ -180,16 +182,17 @@ int ApplicationManager::refusal() const {
     return m_implementation->m_refusal;
 }
 
-void ApplicationManager::tell(Lifecycle news, const std::string& appUrl, const std::string& text,
+void ApplicationManager::tell(Lifecycle notification, const std::string& appUrl, const std::string& text,
                               int number) {
-    m_implementation->m_events.tell(Tell{{}, news, appUrl, text, number});
-    for (const std::string& name : applications()) m_implementation->tell({name, news, appUrl, text, number});
+    m_implementation->m_events.tell(Tell{{}, notification, appUrl, text, number});
+    for (const std::string& name : applications())
+        m_implementation->enqueue({name, notification, appUrl, text, number});
 }
 
-void ApplicationManager::tellOne(const std::string& name, Lifecycle news, const std::string& appUrl,
+void ApplicationManager::tellOne(const std::string& name, Lifecycle notification, const std::string& appUrl,
                                  const std::string& text, int number) {
-    m_implementation->m_events.tell(Tell{name, news, appUrl, text, number});
-    m_implementation->tell({name, news, appUrl, text, number});
+    m_implementation->m_events.tell(Tell{name, notification, appUrl, text, number});
+    m_implementation->enqueue({name, notification, appUrl, text, number});
 }
 
 bool ApplicationManager::settle(std::chrono::milliseconds limit) { return m_implementation->settle(limit); }

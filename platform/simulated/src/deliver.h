@@ -10,7 +10,7 @@
 namespace simulated {
 
 // Returns the application's answer.
-int deliver(zt::appmanager::AppInterface& app, Lifecycle news, const std::string& url,
+int deliver(zt::appmanager::AppInterface& app, Lifecycle notification, const std::string& url,
             const std::string& text, int number);
 
 }  // namespace simulated

@@ -39,9 +39,9 @@ class ApplicationManager {
 
     // Notifies every registered application, or the one of this name. `text` is the parameter or the message,
     // `number` the reason, resource, status or key.
-    void tell(Lifecycle news, const std::string& appUrl, const std::string& text = std::string(),
+    void tell(Lifecycle notification, const std::string& appUrl, const std::string& text = std::string(),
               int number = 0);
-    void tellOne(const std::string& name, Lifecycle news, const std::string& appUrl,
+    void tellOne(const std::string& name, Lifecycle notification, const std::string& appUrl,
                  const std::string& text = std::string(), int number = 0);
 
     // Waits until every notification has been delivered; false if that takes longer. Not to be called from a
