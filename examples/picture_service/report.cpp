@@ -99,7 +99,7 @@ std::string pictures(const Episode& episode, const Settings& found) {
 std::string decision(const Decision& decision) {
     std::string reasons;
     for (const Reason& reason : decision.reasons)
-        reasons += element("li", element("b", escaped(reason.change)) + escaped(reason.why));
+        reasons += element("li", element("b", escaped(reason.change) + ':') + escaped(reason.why));
     return element("h4", "Decided, and why") + element("ul", reasons);
 }
 
@@ -181,6 +181,7 @@ constexpr const char EXPLANATIONS[] =
 <dt>skin, skin hue</dt><dd>Share of pixels that have a colour of skin, and their mean hue: 0° is red, 60° is yellow.</dd>
 <dt>dark lift, roll-off</dt><dd>Settings that brighten shadows, and that darken highlights; black and white stay.</dd>
 <dt>MEMC</dt><dd>Motion compensation of the television.</dd>
+<dt>tuner</dt><dd>The colour tuner of the television: its mode says which colours it changes, its saturation and hue by how much.</dd>
 </dl>
 )";
 
@@ -197,9 +198,8 @@ std::string makeReport(const std::string& playing, const History& history) {
     if (scenes.empty()) scenes = element("p", "No scene was judged.");
     const std::string title = "Did the picture get better?";
     const std::string about =
-        "A service captured frames of what a television played, measured them, and chose the television's "
-        "picture "
-        "settings for each scene. It works by fixed rules; it does not learn.";
+        "A service captured frames of what a television played, measured them, and chose the "
+        "picture settings for each scene. It works by fixed rules; it does not learn.";
     return "<!DOCTYPE html>\n" +
            element("html lang=\"en\"",
                    element("head",

@@ -38,7 +38,7 @@ ul { padding-left: 1.2rem; }
 .pair, .facts { display: grid; gap: 0 1rem; }
 table { border-collapse: collapse; font-variant-numeric: tabular-nums; margin: 0 0 .75rem; }
 th, td { padding: .2rem .9rem .2rem 0; text-align: right; border-bottom: 1px solid var(--line); }
-th:first-child { text-align: left; font-weight: 400; white-space: nowrap; }
+th:first-child { text-align: left; font-weight: 400; }
 thead th { color: var(--quiet); font-weight: 600; }
 thead th:first-child { font-weight: 600; }
 dt { font-weight: 600; }
@@ -68,6 +68,7 @@ svg * { vector-effect: non-scaling-stroke; }
 .key { display: inline-block; width: 2rem; height: .7em; margin-right: .3rem; vertical-align: middle; }
 @media (min-width: 44rem) {
   .histogram > svg { height: 11rem; }
+  th:first-child { white-space: nowrap; }
   .pair { grid-template-columns: 1fr 1fr; }
   .facts { grid-template-columns: 4fr 3fr 4fr; gap: 0 2rem; }
   dl { display: grid; grid-template-columns: max-content 1fr; gap: 0 1.5rem; }

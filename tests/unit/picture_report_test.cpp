@@ -169,7 +169,7 @@ TEST_F(AReport, ShowsEachSceneBeforeAndAfterWithItsNumbersAndReasons) {
     EXPECT_THAT(scene,
                 AllOf(HasSubstr("Before with the settings found"), HasSubstr("After with dark lift 60"),
                       HasSubstr("Computed from one captured frame"), Not(HasSubstr("undone by estimate")),
-                      HasSubstr("dark lift 0 > 60 luma of 30"),
+                      HasSubstr("dark lift 0 > 60: luma of 30"),
                       HasSubstr("clipped black 12.3\u00a0% 4.5\u00a0%"), HasSubstr("noise 3.8 "),
                       HasSubstr("Captured later in the scene"), HasSubstr("clipped black 6.7\u00a0%")));
     EXPECT_EQ(query("count(//section[1]//img)"), "3");
@@ -186,7 +186,7 @@ TEST_F(AReport, ShowsOnePictureWhereNothingWasChanged) {
     make(historyOf({untouchedScene(1)}));
     EXPECT_EQ(query("count(//section//img)"), "1");
     EXPECT_THAT(query("normalize-space(//section)"), AllOf(HasSubstr("Before and after nothing was changed"),
-                                                           HasSubstr("no change nothing is clipped")));
+                                                           HasSubstr("no change: nothing is clipped")));
 }
 
 TEST_F(AReport, ShowsTheFramesThemselves) {
@@ -216,7 +216,7 @@ TEST_F(AReport, EscapesEveryText) {
     Episode episode = darkScene(1);
     episode.decision.reasons = {{"<b>&amp;\"", "'<script>"}};
     make(historyOf({episode}), "<title> & \"x\"\a \xff\xc3");
-    EXPECT_EQ(query("normalize-space(//section//li)"), "<b>&amp;\" '<script>");
+    EXPECT_EQ(query("normalize-space(//section//li)"), "<b>&amp;\": '<script>");
     EXPECT_EQ(query("string(//dl[1]/dd[1])"), "<title> & \"x\"  \uFFFD\uFFFD");
 }
 
