@@ -214,7 +214,7 @@ void SourceSwitch::setHdrType() {
         m_model.set(keys::HDR_TYPE, film->hdrType);
         return;
     }
-    const Rows rows = m_model.rows(CHANNEL_LIST);
+    const Rows rows = m_model.rows(keys::CHANNEL_LIST);
     if (m_channel < rows.size() && rows[m_channel].size() >= COLUMNS)
         m_model.set(keys::HDR_TYPE, rows[m_channel][HDR]);
 }
