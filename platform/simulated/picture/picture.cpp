@@ -148,36 +148,87 @@ void applyTone(const PictureSettings& settings, Image& image) {
     }
 }
 
-void applyColour(const PictureSettings& settings, Image& image) {
-    float gain = 1.0F + deviation(settings.saturation);
-    float angle = 0.0F;
-    float offset = 0.0F;
-    if (settings.tunerMode != 0) {
-        gain *= 1.0F + static_cast<float>(settings.tunerSaturation) / 50.0F;
-        angle = static_cast<float>(settings.tunerHue) / 50.0F * std::numbers::pi_v<float> / 3.0F;
-        offset = static_cast<float>(settings.tunerLuma) / 50.0F * 64.0F;
-    }
-    if (gain == 1.0F && angle == 0.0F && offset == 0.0F) return;
+constexpr float RED = 0.2126F;
+constexpr float GREEN = 0.7152F;
+constexpr float BLUE = 0.0722F;
+constexpr float CB = 2.0F * (1.0F - BLUE);
+constexpr float CR = 2.0F * (1.0F - RED);
 
-    // Rotation and gain act on the two colour differences, so that the luma of every pixel stays.
-    constexpr float RED = 0.2126F;
-    constexpr float GREEN = 0.7152F;
-    constexpr float BLUE = 0.0722F;
-    constexpr float CB = 2.0F * (1.0F - BLUE);
-    constexpr float CR = 2.0F * (1.0F - RED);
-    const float cosine = gain * std::cos(angle);
-    const float sine = gain * std::sin(angle);
+// The two colour differences of a pixel.
+struct Chroma {
+    float cb = 0.0F;
+    float cr = 0.0F;
+};
+
+Chroma chromaOf(float red, float green, float blue) {
+    const float luma = RED * red + GREEN * green + BLUE * blue;
+    return {(blue - luma) / CB, (red - luma) / CR};
+}
+
+// The tuner's axis of each mode from 1 on: red, yellow, green, cyan, blue, magenta.
+Chroma axisOf(int mode) {
+    constexpr std::array<std::array<float, COLOURS>, 6> AXES{
+        {{1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0, 1, 1}, {0, 0, 1}, {1, 0, 1}}};
+    const auto& colour = AXES.at(static_cast<std::size_t>(mode - 1));
+    return chromaOf(colour[0], colour[1], colour[2]);
+}
+
+// How much the tuner treats colours: fully on its axis, less and less up to 75 degrees beside it, so that red
+// reaches skin. Colours near grey are reached the less the greyer they are.
+class TunerWeight {
+  public:
+    explicit TunerWeight(int mode) : m_axis(axisOf(mode)), m_length(std::hypot(m_axis.cb, m_axis.cr)) {}
+
+    float of(Chroma chroma) const {
+        constexpr float EDGE = 0.258819F;  // the cosine of 75 degrees
+        constexpr float FULL_COLOUR =
+            24.0F;  // a colour is not near grey from this length of the differences on
+        const float length = std::hypot(chroma.cb, chroma.cr);
+        if (length == 0.0F) return 0.0F;
+        const float cosine = (chroma.cb * m_axis.cb + chroma.cr * m_axis.cr) / (length * m_length);
+        if (cosine <= EDGE) return 0.0F;
+        const float near = (cosine - EDGE) / (1.0F - EDGE);
+        return near * (2.0F - near) * std::min(length / FULL_COLOUR, 1.0F);
+    }
+
+  private:
+    Chroma m_axis;
+    float m_length;
+};
+
+void applyColour(const PictureSettings& settings, Image& image) {
+    const float gain = 1.0F + deviation(settings.saturation);
+    const bool tunes = settings.tunerMode != 0 &&
+                       (settings.tunerSaturation != 0 || settings.tunerHue != 0 || settings.tunerLuma != 0);
+    if (gain == 1.0F && !tunes) return;
+    const TunerWeight weight(tunes ? settings.tunerMode : 1);
+    const float tunerGain = static_cast<float>(settings.tunerSaturation) / 50.0F;
+    const float tunerAngle = static_cast<float>(settings.tunerHue) / 50.0F * std::numbers::pi_v<float> / 3.0F;
+    const float tunerOffset = static_cast<float>(settings.tunerLuma) / 50.0F * 64.0F;
+
+    // Rotation and gain act on the two colour differences, so that they leave the luma of every pixel.
     for (std::size_t i = 0; i < image.rgba.size(); i += CHANNELS) {
         std::uint8_t* pixel = &image.rgba[i];
-        const float luma = RED * static_cast<float>(pixel[0]) + GREEN * static_cast<float>(pixel[1]) +
-                           BLUE * static_cast<float>(pixel[2]);
-        const float cb = (static_cast<float>(pixel[2]) - luma) / CB;
-        const float cr = (static_cast<float>(pixel[0]) - luma) / CR;
-        const float turnedCb = cosine * cb - sine * cr;
-        const float turnedCr = sine * cb + cosine * cr;
-        pixel[0] = toByte(luma + offset + CR * turnedCr);
-        pixel[1] = toByte(luma + offset - (RED * CR * turnedCr + BLUE * CB * turnedCb) / GREEN);
-        pixel[2] = toByte(luma + offset + CB * turnedCb);
+        const auto red = static_cast<float>(pixel[0]);
+        const auto green = static_cast<float>(pixel[1]);
+        const auto blue = static_cast<float>(pixel[2]);
+        Chroma chroma = chromaOf(red, green, blue);
+        float luma = RED * red + GREEN * green + BLUE * blue;
+        const float part = tunes ? weight.of(chroma) : 0.0F;
+        if (gain == 1.0F && part == 0.0F) continue;
+        float scale = gain;
+        if (part > 0.0F) {
+            scale *= 1.0F + part * tunerGain;
+            luma += part * tunerOffset;
+            const float cosine = std::cos(part * tunerAngle);
+            const float sine = std::sin(part * tunerAngle);
+            chroma = {cosine * chroma.cb - sine * chroma.cr, sine * chroma.cb + cosine * chroma.cr};
+        }
+        const float cb = scale * chroma.cb;
+        const float cr = scale * chroma.cr;
+        pixel[0] = toByte(luma + CR * cr);
+        pixel[1] = toByte(luma - (RED * CR * cr + BLUE * CB * cb) / GREEN);
+        pixel[2] = toByte(luma + CB * cb);
     }
 }
 

@@ -41,10 +41,8 @@ constexpr char DEINTERLACEABLE[] =
     "video/x-raw, format={I420, YV12, NV12, NV21, Y42B, Y444, YUY2, UYVY, AYUV, RGB, BGRx}";
 
 // These keep the process below 500 MB. A decoder holds up to sixteen frames, and more for each of its
-// threads.
-constexpr int THREADS = 4;
-constexpr int THREADS_BEYOND_FULL_HD = 1;
-constexpr std::int64_t PIXELS_OF_FULL_HD = std::int64_t{1920} * 1088;
+// threads; frames that come too late are skipped.
+constexpr int DECODER_THREADS = 1;
 constexpr std::int64_t MOST_PIXELS = std::int64_t{4096} * 2304;
 constexpr std::int64_t MOST_PIXELS_OF_A_STILL = std::int64_t{8192} * 4608;
 
@@ -121,6 +119,10 @@ void ClipSource::onElementAdded(GstBin* /*pipeline*/, GstBin* /*bin*/, GstElemen
                                                             GST_ELEMENT_FACTORY_TYPE_DECODER) != FALSE;
     const Owned<GstPad> in(gst_element_get_static_pad(element, "sink"));
     if (!isDecoder || !in) return;
+    for (const char* const name : {"max-threads", "threads"}) {
+        const bool exists = g_object_class_find_property(G_OBJECT_GET_CLASS(element), name) != nullptr;
+        if (exists) g_object_set(element, name, DECODER_THREADS, nullptr);
+    }
     gst_pad_add_probe(in.get(), GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, &ClipSource::onDecoderInput, element,
                       nullptr);
 }

@@ -30,7 +30,9 @@ struct PictureSettings {
     // 0..4, 0 is off.
     int noiseReduction = 0;
 
-    // Mode 0 switches the tuner off. The values are -50..50, 0 is neutral.
+    // Mode 0 switches the tuner off. Modes 1 to 6 treat the colours around red, yellow, green, cyan, blue and
+    // magenta; skin, between red and yellow, is reached by 1 and 2. Greys stay. The values are -50..50, 0 is
+    // neutral.
     int tunerMode = 0;
     int tunerLuma = 0;
     int tunerSaturation = 0;
