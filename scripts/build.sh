@@ -25,6 +25,7 @@ TEST_PACKAGES=(
     python3-pytest python3-jeepney mypy  # tests in Python
     python3-jsonschema libxml2-utils mandoc  # check the tools' JSON, XML and manual
     gstreamer1.0-tools ffmpeg   # make the films that the tests play
+    clang-format clang-tidy     # check the sources
     systemd                     # busctl, with which people use the television
 )
 

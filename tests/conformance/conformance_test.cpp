@@ -42,7 +42,8 @@ class Conformance : public testing::Test {
   private:
     void TestBody() override {
         const std::atomic<bool> stop{false};
-        conformance::Examination examination(conformance::select(conformance::allChecks(), {.only = {m_check}}));
+        conformance::Examination examination(
+            conformance::select(conformance::allChecks(), {.only = {m_check}}));
         for (const conformance::Result& result : examination.run(stop))
             EXPECT_EQ(result.verdict, conformance::Verdict::PASSED)
                 << conformance::nameOf(result.group, result.subject) << ": " << result.finding << "\n  > "

@@ -12,14 +12,14 @@
 #include <thread>
 #include <vector>
 
+#include "catalogue/catalogue.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
 #include "platform_adaptation/system_info.h"
 #include "platform_adaptation/system_setting.h"
-#include "catalogue/catalogue.h"
 #include "television_test.h"
 
-using simulated::KeyDefinition;
 using catalogue::typeName;
+using simulated::KeyDefinition;
 
 namespace {
 

@@ -7,10 +7,10 @@
 #include <thread>
 #include <vector>
 
+#include "catalogue/catalogue.h"
 #include "keys.h"
 #include "lomodelapi/object_type_spec.h"
 #include "remote_test.h"
-#include "catalogue/catalogue.h"
 
 using namespace std::chrono_literals;
 using namespace tests::keys;

@@ -13,13 +13,13 @@
 #include <stdexcept>
 #include <thread>
 
+#include "doctor_report.h"
 #include "doctor_results.h"
 #include "frame/process.h"
 #include "keys.h"
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
-#include "doctor_report.h"
 #include "television_test.h"
 #include "visit.h"
 

@@ -11,8 +11,8 @@ namespace remote {
 sdbus::Variant toVariant(const simulated::Value& value);
 // std::monostate for a variant of another type.
 simulated::Value fromVariant(const sdbus::Variant& variant);
-// Reads a variant of a message. Unlike sdbus::Variant, it needs no static object of sdbus-c++, which exit() destroys while
-// a thread may still receive messages.
+// Reads a variant of a message. Unlike sdbus::Variant, it needs no static object of sdbus-c++, which exit()
+// destroys while a thread may still receive messages.
 simulated::Value readValue(sdbus::Message& message);
 
 }  // namespace remote

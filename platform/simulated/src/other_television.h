@@ -14,8 +14,8 @@ class AppManagerClient;
 
 namespace simulated {
 
-// When the television goes away, what waits for it fails, every operation fails until it is back, and then all
-// subscriptions, iterators and registrations are there again. Any thread.
+// When the television goes away, what waits for it fails, every operation fails until it is back, and then
+// all subscriptions, iterators and registrations are there again. Any thread.
 class OtherTelevision {
   public:
     // The process framework.

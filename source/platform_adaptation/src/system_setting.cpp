@@ -443,6 +443,7 @@ int SystemSetting::setVideoPQParameters(std::vector<int>& ivec) {
     logElements(ivec, __func__);
     try {
         std::vector<int> ordered;
+        ordered.reserve(PQ_ORDER.size());
         for (const std::size_t position : PQ_ORDER) ordered.push_back(ivec[position]);
         return m_pqParameters->setValue(ordered) == 0 ? 0 : -1;
     } catch (const std::bad_alloc&) {

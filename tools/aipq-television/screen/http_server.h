@@ -10,8 +10,8 @@
 
 namespace television {
 
-// Each connection has a thread. A connection is closed if its request takes longer than REQUEST_LIMIT to arrive,
-// if its client reads nothing of an answer for WRITE_LIMIT, or if it is idle for IDLE_LIMIT.
+// Each connection has a thread. A connection is closed if its request takes longer than REQUEST_LIMIT to
+// arrive, if its client reads nothing of an answer for WRITE_LIMIT, or if it is idle for IDLE_LIMIT.
 class HttpServer : public httplib::Server {
   public:
     HttpServer();
