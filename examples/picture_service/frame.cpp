@@ -11,6 +11,7 @@ namespace {
 constexpr int CLIPPED_BLACK = 2;
 constexpr int CLIPPED_WHITE = 253;
 constexpr int GREY_CHROMA = 2;
+constexpr int GREY_DARKEST = 10;       // below it, every colour has little chroma
 constexpr double GREY_PRESENT = 0.01;  // where less is grey, it is so by chance
 constexpr double LEVELS_PER_BIN = 4;
 
@@ -20,10 +21,14 @@ constexpr double CUT_DISTANCE = 16;
 constexpr double CUT_SMALL_DISTANCE = 4;
 constexpr double CUT_DIFFERENCE = 12;
 
-// Noise is measured in blocks of pixels, in the flattest quarter of those that are neither black nor white.
+// Noise is measured in the flat ones of small blocks that are neither black nor white. In a flat block
+// nothing but noise varies.
 constexpr std::size_t BLOCK = 8;
 constexpr double FLATTEST = 0.25;
-constexpr double FLATTEST_PART = 0.87;  // they happen to have a little less noise than all blocks
+constexpr double FLATTEST_PART = 0.9;  // they happen to have a little less noise than all
+constexpr double FLAT_SPREAD = 1.5;
+constexpr double FLAT_SLOPE = 1;       // levels of variation that do not count
+constexpr double FLAT_PRESENT = 0.03;  // share of the blocks without which noise cannot be measured
 constexpr double BLOCK_DARKEST = 6;
 constexpr double BLOCK_BRIGHTEST = 249;
 
@@ -107,6 +112,26 @@ Frame shrunk(const Frame& frame) {
     return small;
 }
 
+struct Greys {
+    double chroma = 0;
+    double luma = 0;
+};
+
+// What becomes of the film's greys.
+Greys greysOf(const Frame& film, const Frame& shown) {
+    const std::size_t pixels = std::min(pixelsOf(film), pixelsOf(shown));
+    Statistics chroma;
+    Statistics luma;
+    for (std::size_t i = 0; i < pixels; ++i) {
+        const Pixel original = pixelOf(film, i);
+        if (original.chroma() > GREY_CHROMA || original.largest() < GREY_DARKEST) continue;
+        chroma.add(pixelOf(shown, i).chroma());
+        luma.add(pixelOf(shown, i).luma());
+    }
+    if (chroma.count() < GREY_PRESENT * static_cast<double>(pixels)) return {};
+    return {chroma.mean(), luma.mean()};
+}
+
 // Of the luma, and not of its noise.
 double meanDifference(const Frame& a, const Frame& b) {
     const Frame smallA = shrunk(a);
@@ -118,33 +143,37 @@ double meanDifference(const Frame& a, const Frame& b) {
 }
 
 // The mask answers to noise, and neither to brightness nor to a slope.
-double noiseOf(const std::vector<double>& luma, std::size_t width, std::size_t height) {
-    std::vector<double> variances;
+double noiseOf(const std::vector<double>& luma, std::size_t width, std::size_t height, double spread) {
+    std::vector<double> flat;
+    std::size_t blocks = 0;
     for (std::size_t top = 1; top + BLOCK < height; top += BLOCK) {
         for (std::size_t left = 1; left + BLOCK < width; left += BLOCK) {
-            double squares = 0;
-            double sum = 0;
+            Statistics response;
+            Statistics values;
             for (std::size_t y = top; y < top + BLOCK; ++y) {
                 for (std::size_t x = left; x < left + BLOCK; ++x) {
                     const double* const p = &luma[y * width + x];
                     const double* const above = p - width;
                     const double* const below = p + width;
-                    const double response = above[-1] - 2 * above[0] + above[1] - 2 * p[-1] + 4 * p[0] -
-                                            2 * p[1] + below[-1] - 2 * below[0] + below[1];
-                    squares += response * response / 36;
-                    sum += *p;
+                    response.add((above[-1] - 2 * above[0] + above[1] - 2 * p[-1] + 4 * p[0] - 2 * p[1] +
+                                  below[-1] - 2 * below[0] + below[1]) /
+                                 6);
+                    values.add(*p);
                 }
             }
-            const double mean = sum / (BLOCK * BLOCK);
-            if (mean > BLOCK_DARKEST && mean < BLOCK_BRIGHTEST)
-                variances.push_back(squares / (BLOCK * BLOCK));
+            ++blocks;
+            const double noise = std::hypot(response.mean(), std::sqrt(response.variance()));
+            if (values.mean() > BLOCK_DARKEST && values.mean() < BLOCK_BRIGHTEST &&
+                std::sqrt(values.variance()) <= FLAT_SPREAD * spread * noise + FLAT_SLOPE)
+                flat.push_back(noise);
         }
     }
-    if (variances.empty()) return 0;
-    const auto middle =
-        variances.begin() + static_cast<std::ptrdiff_t>(FLATTEST * static_cast<double>(variances.size()));
-    std::nth_element(variances.begin(), middle, variances.end());
-    return std::sqrt(*middle) / FLATTEST_PART;
+    if (flat.empty() || static_cast<double>(flat.size()) < FLAT_PRESENT * static_cast<double>(blocks))
+        return 0;
+    const auto quarter =
+        flat.begin() + static_cast<std::ptrdiff_t>(FLATTEST * static_cast<double>(flat.size()));
+    std::nth_element(flat.begin(), quarter, flat.end());
+    return *quarter / FLATTEST_PART;
 }
 
 // Adds the steepness of the edge in the middle of `reach` values before and after it, if there is one: the
@@ -189,7 +218,7 @@ bool skinHueOf(const Pixel& pixel, double& hue) {
 
 }  // namespace
 
-Measurement measure(const Frame& frame, const Frame* before) {
+Measurement measure(const Frame& frame, const Frame* before, double noiseSpread) {
     Measurement result;
     const std::size_t pixels = pixelsOf(frame);
     if (pixels == 0) return result;
@@ -220,10 +249,14 @@ Measurement measure(const Frame& frame, const Frame* before) {
     result.contrast = std::sqrt(luma.variance());
     result.colour = std::sqrt(redGreen.variance() + yellowBlue.variance()) +
                     0.3 * std::hypot(redGreen.mean(), yellowBlue.mean());
-    result.noise = noiseOf(lumas, frame.width, frame.height);
+    result.noise = noiseOf(lumas, frame.width, frame.height, noiseSpread);
     result.sharpness = sharpnessOf(lumas, frame.width, frame.height);
     if (before != nullptr && !isCut(*before, frame)) result.motion = meanDifference(*before, frame);
     result.skinHue = skinHue.mean();
+    const Frame small = shrunk(frame);
+    const Greys greys = greysOf(small, small);
+    result.greyChroma = greys.chroma;
+    result.greyLuma = greys.luma;
     return result;
 }
 
@@ -252,13 +285,7 @@ double histogramDistance(const Histogram& a, const Histogram& b) {
 }
 
 double greyError(const Frame& film, const Frame& shown) {
-    const Frame smallFilm = shrunk(film);
-    const Frame smallShown = shrunk(shown);
-    const std::size_t blocks = std::min(pixelsOf(smallFilm), pixelsOf(smallShown));
-    Statistics chroma;
-    for (std::size_t i = 0; i < blocks; ++i)
-        if (pixelOf(smallFilm, i).chroma() <= GREY_CHROMA) chroma.add(pixelOf(smallShown, i).chroma());
-    return chroma.count() < GREY_PRESENT * static_cast<double>(blocks) ? 0 : chroma.mean();
+    return greysOf(shrunk(film), shrunk(shown)).chroma;
 }
 
 std::string toText(const Measurement& measurement) {

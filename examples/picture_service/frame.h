@@ -28,12 +28,15 @@ struct Measurement {
     double noise = 0;         // standard deviation of the luma in flat parts
     double sharpness = 0;     // steepness of the edges, 0 to 100: an edge of one pixel has 100
     double motion = 0;        // mean absolute luma difference to the frame before
+    double greyChroma = 0;    // mean chroma of what is neutral grey, 0 if hardly anything is
+    double greyLuma = 0;      // its mean luma
     double skin = 0;          // share of pixels with the colour of skin
     double skinHue = 0;       // mean hue of these pixels in degrees, 0 is red, 60 yellow
 };
 
-// `before` is the frame before, if there is one; motion is 0 without it and after a cut.
-Measurement measure(const Frame& frame, const Frame* before = nullptr);
+// `before` is the frame before, if there is one; motion is 0 without it and after a cut. `noiseSpread` tells
+// noise from texture: the standard deviation of noise, as a multiple of the part of it that is measured.
+Measurement measure(const Frame& frame, const Frame* before = nullptr, double noiseSpread = 1);
 
 // Measures what the television shows of the film. A part that is clipped in the film is lost: it counts as
 // clipped, too, where it is shown as a grey.

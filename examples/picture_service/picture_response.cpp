@@ -151,15 +151,19 @@ double shownSkinHue(double hue, const Settings& settings) {
 }
 
 Measurement measureFilm(const Frame& estimate, const Settings& settings, const Frame* before) {
-    Measurement film = measure(estimate, before);
     Settings detail;
     detail.sharpness = settings.sharpness;
     detail.noiseReduction = settings.noiseReduction;
-    if (detail == Settings{}) return film;
+    if (detail == Settings{}) return measure(estimate, before);
 
     const Frame noise = noisePatch();
-    const double noiseGain = measure(showFilm(noise, detail)).noise / measure(noise).noise;
-    film.noise /= std::max(LEAST_GAIN, noiseGain);
+    const Measurement original = measure(noise);
+    const Frame shownNoise = showFilm(noise, detail);
+    const double spread = measure(shownNoise).contrast / original.contrast;
+    // With so wide a spread, all of the patch counts as flat.
+    const double gain = measure(shownNoise, nullptr, 1 / LEAST_GAIN).noise / original.noise;
+    Measurement film = measure(estimate, before, spread / gain);
+    film.noise /= std::max(LEAST_GAIN, gain);
     const Frame edge = edgePatch();
     film.sharpness /= measure(showFilm(edge, detail)).sharpness / measure(edge).sharpness;
     film.sharpness = std::min(film.sharpness, 100.0);

@@ -30,9 +30,11 @@ constexpr std::array<int, SETTING_NAMES.size()> SMALL_STEPS{4, 4, 4, 10, 10, 5, 
 // Levels that the tone must respect.
 constexpr int CLIPPED_BLACK = 2;
 constexpr int CLIPPED_WHITE = 253;
-constexpr double VEIL = 4;         // black may become brighter by so much
-constexpr double WHITE_LOSS = 10;  // white may become darker by so much
-constexpr double PRESENT = 0.001;  // a bin with a smaller share of the pixels counts as empty
+constexpr double VEIL = 4;                // black may become brighter by so much
+constexpr double WHITE_LOSS = 10;         // white may become darker by so much
+constexpr double TINT = 0.5;              // the chroma of greys may grow by so much
+constexpr double PRESENT = 0.001;         // a bin with a smaller share of the pixels counts as empty
+constexpr double LEAST_SATURATION = 0.8;  // for greys, colours may be weakened so far
 constexpr int BRIGHTNESS_REACH = 6;
 constexpr int CONTRAST_REACH = 16;
 constexpr int TENTHS = 10;
@@ -112,6 +114,8 @@ class Rules {
   private:
     void fitTone();
     bool toneFits(const Settings& settings, double& cost) const;
+    double greyGain(const ToneCurve& curve) const;
+    double mostGreyGain() const;
     double toneGain() const;
     void setColour();
     void setSharpnessAndNoise();
@@ -188,7 +192,8 @@ bool Rules::toneFits(const Settings& settings, double& cost) const {
            lastBelowWhite(curve) >=
                std::min(lastBelowWhite(m_userCurve), static_cast<int>(m_tones.highest)) &&
            at(curve, m_tones.darkest) <= at(m_userCurve, m_tones.darkest) + VEIL &&
-           at(curve, m_tones.brightest) >= at(m_userCurve, m_tones.brightest) - WHITE_LOSS;
+           at(curve, m_tones.brightest) >= at(m_userCurve, m_tones.brightest) - WHITE_LOSS &&
+           greyGain(curve) * LEAST_SATURATION <= mostGreyGain();
 }
 
 // The PQ parameters give the shape, for shadows and highlights; contrast, and for a dull picture brightness,
@@ -217,6 +222,10 @@ void Rules::fitTone() {
         }
         if (best) break;
     }
+    const Settings& user = m_user;
+    if (std::abs(m_target.darkLift - user.darkLift) < 6 && std::abs(m_target.rollOff - user.rollOff) < 4 &&
+        std::abs(m_target.contrast - user.contrast) < 3)
+        m_target = user;
     explain({&Settings::darkLift},
             text("%s, mean luma %.0f", m_tones.luma < DARK_LUMA ? "dark" : "rather dark", m_tones.luma));
     explain(
@@ -226,6 +235,17 @@ void Rules::fitTone() {
             m_tones.dull > 0.1 ? text("dull, the luma spans only %.0f to %.0f", m_tones.black, m_tones.white)
                                : "keeps black and white in their places");
 }
+
+// How much stronger a curve makes the chroma of the greys than the user's.
+double Rules::greyGain(const ToneCurve& curve) const {
+    constexpr double REACH = 6;
+    const auto slope = [&](const ToneCurve& each) {
+        return at(each, m_film.greyLuma + REACH) - at(each, std::max(0.0, m_film.greyLuma - REACH));
+    };
+    return slope(curve) / std::max(1.0, slope(m_userCurve));
+}
+
+double Rules::mostGreyGain() const { return 1 + TINT / std::max(0.01, m_film.greyChroma); }
 
 // How much the tone alone strengthens the colours.
 double Rules::toneGain() const {
@@ -241,7 +261,12 @@ void Rules::setColour() {
     const double pale = share(m_film.colour, 38, 15) * share(m_film.colour, 3, 9) * share(toneGain(), 1.5, 1);
     const double loud = share(m_film.colour, 115, 170);
     m_target.saturation = moved(&Settings::saturation, unlessSmall(10 * pale - 12 * loud));
-    explain({&Settings::saturation}, text("colourfulness %.0f", m_film.colour));
+    // Lifted shadows must not tint the greys in them.
+    const double most = mostGreyGain() / greyGain(toneCurve(m_target));
+    const int limit = moved(&Settings::saturation, 50 * (most - 1));
+    const bool tinted = m_target.saturation > limit;
+    if (tinted) m_target.saturation = limit;
+    explain({&Settings::saturation}, tinted ? "keeps greys grey" : text("colourfulness %.0f", m_film.colour));
 }
 
 void Rules::setSharpnessAndNoise() {
@@ -261,10 +286,10 @@ void Rules::setMotion() {
     explain({&Settings::memc}, text("motion of %.0f levels from frame to frame", m_film.motion));
 }
 
-// Skin has hues of about 16 to 28 degrees. The tuner acts around its red axis, which is where skin is.
+// Skin has hues of about 13 to 31 degrees. The tuner acts around its red axis, which is where skin is.
 void Rules::setSkin() {
-    constexpr double REDDEST = 16;
-    constexpr double YELLOWEST = 28;
+    constexpr double REDDEST = 13;
+    constexpr double YELLOWEST = 31;
     constexpr double MOST = 12;  // degrees
     constexpr int RED_AXIS = 1;
     constexpr int REACH = 20;

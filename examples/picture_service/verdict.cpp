@@ -22,7 +22,7 @@ double faultsOf(const Measurement& picture, const Measurement& film, Scene scene
     // Noise makes edges.
     if (film.sharpness > 0 && film.noise < 2) faults += steps(48 - picture.sharpness, 2);
     if (film.skin > 0.03 && picture.skin > 0.03)
-        faults += steps(16 - picture.skinHue, 3) + steps(picture.skinHue - 28, 3);
+        faults += steps(13 - picture.skinHue, 3) + steps(picture.skinHue - 31, 3);
     return faults;
 }
 

@@ -112,6 +112,15 @@ TEST(AMeasurement, TakesNeitherASlopeNorTextureForNoise) {
               0.4);
 }
 
+TEST(AMeasurement, TakesGrassForNoNoise) {
+    // Blades two pixels wide, everywhere.
+    const Frame grass = greyFrame([](std::uint32_t x, std::uint32_t y) {
+        return 110 + 40 * std::sin(1.1 * x + 0.7 * y) * std::sin(0.5 * x - 1.3 * y);
+    });
+    EXPECT_LT(measure(grass).noise, 1);
+    EXPECT_EQ(decisionOn(measure(grass)).target.noiseReduction, 0);
+}
+
 TEST(AMeasurement, FindsTheSharesThatAreClipped) {
     const Measurement measured = measure(greyFrame([](std::uint32_t, std::uint32_t y) {
         return y < 36 ? 0 : y < 54 ? 255 : 128;
