@@ -258,7 +258,7 @@ double Rules::toneGain() const {
 
 void Rules::setColour() {
     // A film in black and white has no colour to raise.
-    const double pale = share(m_film.colour, 38, 15) * share(m_film.colour, 3, 9) * share(toneGain(), 1.5, 1);
+    const double pale = share(m_film.colour, 38, 15) * share(m_film.colour, 8, 14) * share(toneGain(), 1.5, 1);
     const double loud = share(m_film.colour, 115, 170);
     m_target.saturation = moved(&Settings::saturation, unlessSmall(10 * pale - 12 * loud));
     // Lifted shadows must not tint the greys in them.
