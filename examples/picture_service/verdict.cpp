@@ -44,13 +44,10 @@ std::string sentenceFor(const Verdict& verdict) {
     char text[400];
     std::snprintf(
         text, sizeof text,
-        "By its own measurements, the picture got %s: better in %u, the same in %u and worse in %u of "
-        "%u scenes; on average, clipped black %.1f %% > %.1f %%, clipped white %.1f %% > %.1f %%, colour "
+        "By its own measurements, the picture got better in %u of %u scenes, stayed the same in %u and got "
+        "worse in %u; on average, clipped black %.1f %% > %.1f %%, clipped white %.1f %% > %.1f %%, colour "
         "in greys %.1f > %.1f levels.",
-        verdict.better > verdict.worse   ? "better"
-        : verdict.worse > verdict.better ? "worse"
-                                         : "neither better nor worse",
-        verdict.better, verdict.same, verdict.worse, verdict.scenes, 100 * verdict.clippedBlackBefore,
+        verdict.better, verdict.scenes, verdict.same, verdict.worse, 100 * verdict.clippedBlackBefore,
         100 * verdict.clippedBlackAfter, 100 * verdict.clippedWhiteBefore, 100 * verdict.clippedWhiteAfter,
         verdict.greyErrorBefore, verdict.greyErrorAfter);
     return text;
