@@ -25,13 +25,15 @@ namespace {
 
 constexpr char INTRODUCTION[] =
     "# Keys of the model\n\n"
-    "What the simulated television offers, and which operations of `SystemInfo`, `SystemSetting` and "
-    "`SourceSwitchAccess`\nreach it. Any key can be reached with the accessor of its type in "
-    "`platform_adaptation/system_access/`. A list of numbers\nor texts has as many elements as its default. "
-    "The "
-    "keys are listed in `platform/catalogue/catalogue.toml`; a\ntest compares this page with it "
-    "and "
-    "with what the operations do, and makes the new one when they differ.\n";
+    "These are the keys of the simulated television's model, from `platform/catalogue/catalogue.toml`. The "
+    "last "
+    "column names\nthe operations of `SystemInfo`, `SystemSetting` and `SourceSwitchAccess` that use the "
+    "key. "
+    "The accessors in\n`platform_adaptation/system_access/` can use any key of their type. A list of numbers "
+    "or "
+    "texts has as many elements as\nits default. A test compares this page with the catalogue and with the "
+    "keys "
+    "that the operations use. If they differ, the\ntest writes the correct page.\n";
 
 std::string code(const std::string& text) { return '`' + text + '`'; }
 std::string element(const std::string& text) { return '"' + text + '"'; }

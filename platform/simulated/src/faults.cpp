@@ -99,38 +99,39 @@ const std::vector<Fault>& table() {
     using T = Television;
     static const std::vector<Fault> faults{
         {{"key.withdrawn", FaultKind::FLAG, true, 0, 1, 0,
-          "the television does not offer the key; its observers are told"},
+          "the television does not offer the key; observers of the key are notified"},
          [](T& tv, const std::string& key) -> long long { return tv.model().isOffered(key) ? 0 : 1; },
          &setWithdrawn},
-        statusOfKey<&F::connectStatus>("key.connect_status", "subscribing is refused with this"),
+        statusOfKey<&F::connectStatus>("key.connect_status", "subscriptions are refused with this status"),
         flagOfKey<&F::connectYieldsNothing>("key.connect_yields_nothing",
-                                            "subscribing reports success without an object"),
-        statusOfKey<&F::readStatus>("key.read_status", "reads of texts and lists are refused with this"),
+                                            "a subscription reports success without an object"),
+        statusOfKey<&F::readStatus>("key.read_status",
+                                    "reads of texts and lists are refused with this status"),
         flagOfKey<&F::refuseWrites>("key.refuse_writes", "a write is refused and changes nothing"),
         flagOfKey<&F::keepValue>("key.keep_value", "a write changes nothing, and the old value is announced"),
         ofKey<&F::dropNotifications>("key.drop", FaultKind::NUMBER, 0, MOST_EVENTS,
-                                     "so many of the next notifications are lost"),
+                                     "number of next notifications that are lost"),
         ofKey<&F::repeatNotifications>("key.repeat", FaultKind::NUMBER, 0, MOST_REPEATS,
-                                       "each notification is delivered so many times more"),
+                                       "number of additional deliveries of each notification"),
         ofKey<&F::notificationDelay>("key.delay", FaultKind::MILLISECONDS, 0, LONGEST_DELAY,
-                                     "notifications come so much later than those of other keys"),
+                                     "additional delay of the key's notifications"),
         ofKey<&F::answerDelay>("key.answer_delay", FaultKind::MILLISECONDS, 0, LONGEST_ANSWER_DELAY,
-                               "every request of a client takes so much longer"),
-        statusOfKey<&F::invokeStatus>("key.invoke_status", "the action is refused with this"),
-        flagOfKey<&F::neverAnswer>("key.never_answer", "the action is accepted and not answered"),
+                               "additional duration of each client request for the key"),
+        statusOfKey<&F::invokeStatus>("key.invoke_status", "the action is refused with this status"),
+        flagOfKey<&F::neverAnswer>("key.never_answer", "the action is accepted, but never answered"),
         ofKey<&F::repeatAnswers>("key.repeat_answers", FaultKind::NUMBER, 0, MOST_REPEATS,
-                                 "each answer of the action is given so many times more"),
+                                 "number of additional deliveries of each answer of the action"),
         flagOfKey<&F::answerBeforeReturning>(
             "key.answer_before_returning", "an invocation returns only after its answer has been delivered"),
 
         {{"notifications.delay", FaultKind::MILLISECONDS, false, 0, LONGEST_DELAY,
-          Model::NOTIFICATION_DELAY.count(), "how long after a change its notification comes"},
+          Model::NOTIFICATION_DELAY.count(), "delay between a change and its notification"},
          [](T& tv, const std::string&) -> long long { return tv.model().notificationDelay().count(); },
          [](T& tv, const std::string&, long long value) {
              tv.model().setNotificationDelay(std::chrono::milliseconds(value));
          }},
         {{"notifications.reverse", FaultKind::FLAG, false, 0, 1, 0,
-          "notifications that were held are released last one first"},
+          "held notifications are released in reverse order"},
          [](T& tv, const std::string&) -> long long {
              return tv.model().releaseOrder() == Order::REVERSED ? 1 : 0;
          },
@@ -138,17 +139,17 @@ const std::vector<Fault>& table() {
              tv.model().setReleaseOrder(value != 0 ? Order::REVERSED : Order::AS_THEY_CAME);
          }},
         {{"notifications.hold", FaultKind::FLAG, false, 0, 1, 0,
-          "notifications are kept back until this is taken away"},
+          "notifications are held until this fault is cleared"},
          [](T& tv, const std::string&) -> long long { return tv.model().holdsNotifications() ? 1 : 0; },
          [](T& tv, const std::string&, long long value) { setHeld(tv, value); }},
         {{"framework.status", FaultKind::NUMBER, false, LOWEST_STATUS, HIGHEST_STATUS, 0,
-          "look-ups at the process framework are refused with this"},
+          "look-ups at the process framework are refused with this status"},
          [](T& tv, const std::string&) -> long long { return tv.framework().lookupStatus(); },
          [](T& tv, const std::string&, long long value) {
              tv.framework().failLookups(static_cast<int>(value));
          }},
         {{"framework.no_root", FaultKind::FLAG, false, 0, 1, 0,
-          "the process framework gives an interface without a root"},
+          "the process framework returns an interface without a root"},
          [](T& tv, const std::string&) -> long long { return tv.framework().withholdsRoot() ? 1 : 0; },
          [](T& tv, const std::string&, long long value) { tv.framework().withholdRoot(value != 0); }},
         {{"applications.unreachable", FaultKind::FLAG, false, 0, 1, 0,
@@ -156,19 +157,19 @@ const std::vector<Fault>& table() {
          [](T& tv, const std::string&) -> long long { return tv.applications().reachable() ? 0 : 1; },
          [](T& tv, const std::string&, long long value) { tv.applications().setReachable(value == 0); }},
         {{"applications.status", FaultKind::NUMBER, false, LOWEST_STATUS, HIGHEST_STATUS, 0,
-          "registrations at the application manager are refused with this"},
+          "registrations at the application manager are refused with this status"},
          [](T& tv, const std::string&) -> long long { return tv.applications().refusal(); },
          [](T& tv, const std::string&, long long value) {
              tv.applications().refuseRegistrations(static_cast<int>(value));
          }},
         {{"threads.skip", FaultKind::NUMBER, false, 0, MOST_EVENTS, 0,
-          "so many threads are created before creations fail"},
+          "number of threads that are created before threads.fail takes effect"},
          [](T& tv, const std::string&) -> long long { return tv.threads().skips(); },
          [](T& tv, const std::string&, long long value) {
              tv.threads().fail(tv.threads().failures(), static_cast<unsigned>(value));
          }},
         {{"threads.fail", FaultKind::NUMBER, false, 0, MOST_EVENTS, 0,
-          "so many of the next thread creations fail"},
+          "number of next thread creations that fail"},
          [](T& tv, const std::string&) -> long long { return tv.threads().failures(); },
          [](T& tv, const std::string&, long long value) {
              tv.threads().fail(static_cast<unsigned>(value), tv.threads().skips());
@@ -178,7 +179,7 @@ const std::vector<Fault>& table() {
          [](T& tv, const std::string&, long long value) { setStalled(tv, value); }},
         // The last one: it may fail when all are cleared.
         {{"video.killed", FaultKind::FLAG, false, 0, 1, 0,
-          "the video pipeline died; taking this away starts it again"},
+          "the video pipeline is dead; clearing this fault starts it again"},
          [](T& tv, const std::string&) -> long long { return tv.video().killed() ? 1 : 0; },
          [](T& tv, const std::string&, long long value) { setKilled(tv, value); }},
     };
