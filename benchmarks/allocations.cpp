@@ -35,7 +35,7 @@ unsigned long allocations() { return count; }
 const long* heldBytesMeter() { return &held; }
 }  // namespace benchmarks
 
-// In the place of the C library's own.
+// These functions replace those of the C library.
 extern "C" {
 void* malloc(std::size_t size) { return counted(__libc_malloc(size)); }
 void* calloc(std::size_t number, std::size_t size) { return counted(__libc_calloc(number, size)); }

@@ -1,14 +1,14 @@
-// Counts the heap allocations of this program: malloc and what is built on it, operator new included, in
-// every library that the program loads.
+// Counts the heap allocations of this program in all its libraries: malloc() and every function that calls
+// it, such as operator new.
 #ifndef BENCHMARKS_ALLOCATIONS_H
 #define BENCHMARKS_ALLOCATIONS_H
 
 namespace benchmarks {
 
-// By this thread, so far.
+// The number of allocations of this thread so far.
 unsigned long allocations();
-// Where it is counted what this thread has allocated less what it has freed, in bytes. Another thread may
-// look there while this one sleeps.
+// A counter of the bytes that this thread has allocated minus those that it has freed. Another thread may
+// read it while this thread sleeps.
 const long* heldBytesMeter();
 
 }  // namespace benchmarks

@@ -1,4 +1,4 @@
-// A shared library of its own, as the one that is measured.
+// A separate shared library, like the library that is measured.
 #include "floor.h"
 
 #include <utility>

@@ -1,5 +1,5 @@
-// The virtual calls, the level checks and the copy of a std::shared_ptr that a notification takes, with the
-// number in a register.
+// The minimal cost of a notification: its virtual calls, its level checks and a copy of a std::shared_ptr,
+// with the number in a register.
 #ifndef BENCHMARKS_FLOOR_H
 #define BENCHMARKS_FLOOR_H
 
@@ -14,7 +14,7 @@ class FloorObserver {
     virtual void notifyNewValue(int value) = 0;
 };
 
-// The client's.
+// Implemented by the client.
 class FloorHandler {
   public:
     virtual ~FloorHandler() = default;

@@ -1,5 +1,4 @@
-// A frame: what the hand-over costs beyond the period in which the library looks for it, and what the wait
-// costs.
+// A frame: the time of the hand-over beyond the polling period, and the CPU time of the wait.
 #include <mqueue.h>
 #include <sys/shm.h>
 #include <time.h>
@@ -32,7 +31,7 @@ double secondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-// A capture and the block that it shares with its pipeline, which is this program.
+// A capture and its capture block. This program acts as the video pipeline.
 struct Capture {
     Capture() {
         quiet();
@@ -48,7 +47,7 @@ struct Capture {
         mq_close(queue);
         shmdt(block);
     }
-    // The requests, which this pipeline does not read.
+    // Removes the requests from the queue; this pipeline does not read them.
     void drain() const {
         char message[video::REQUEST_SIZE];
         while (mq_receive(queue, message, sizeof message, nullptr) >= 0) {
@@ -61,8 +60,8 @@ struct Capture {
     mqd_t queue = -1;
 };
 
-// From the moment at which the library looks, a whole period after the last time, to its return; the frame
-// has been ready for half a period. Floor: the same pause, and a look at a word.
+// Measures from the end of the polling period to the return. The frame has been ready for half a period. The
+// floor is the same pause without the library.
 void handOver(benchmark::State& state) {
     Capture capture;
     double copied = 0;
@@ -92,7 +91,7 @@ void handOverFloor(benchmark::State& state) {
     }
 }
 
-// Processor time of the thread that waits for a frame that never comes, in percent of the time that it waits.
+// CPU time of a thread that waits for a frame that never arrives, in percent of the waiting time.
 void wait(benchmark::State& state) {
     Capture capture;
     double share = 0;

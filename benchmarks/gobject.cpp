@@ -1,4 +1,4 @@
-// GLib's objects, properties, signals and values.
+// Benchmarks of GLib's objects, properties, signals and values.
 #include <glib-object.h>
 
 #include <memory>

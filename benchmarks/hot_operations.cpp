@@ -1,6 +1,6 @@
-// Runs each operation that must not regress 100 times and 200 times, with a call of boundary() before,
-// between and after, for a tool that counts instructions: the difference of the two, divided by 100, is what
-// one takes. Prints the operations' names in their order.
+// Runs each operation that must not regress 100 times and 200 times. boundary() is called before, between and
+// after the two runs, so that a tool can count the instructions of each run. An operation takes the
+// difference of the two counts, divided by 100. Prints the names of the operations in their order.
 #include <cstdio>
 
 #include "subjects.h"
@@ -19,7 +19,7 @@ template <typename Operation>
 template <typename Operation>
 void count(const char* name, Operation operation) {
     std::puts(name);
-    repeat(2, operation);  // what happens the first time only
+    repeat(2, operation);  // warm-up: excludes one-time initialisation
     boundary();
     repeat(100, operation);
     boundary();

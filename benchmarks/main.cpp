@@ -1,4 +1,4 @@
-// Every row; see scripts/benchmark, which runs this and makes the table.
+// Runs all benchmarks. scripts/benchmark starts this program and writes the table.
 #include "measure.h"
 
 int main(int argc, char** argv) {

@@ -10,8 +10,8 @@
 
 namespace benchmarks {
 
-// Registers `make`, which prepares on the measuring thread and returns the operation to be repeated, under
-// ROW/PEER. Its allocations per operation are counted.
+// Registers a benchmark under the name ROW/PEER. `make` runs on the measuring thread and returns the
+// operation to repeat. Also counts the allocations per operation.
 template <typename Make>
 benchmark::internal::Benchmark* add(const char* row, const char* peer, Make make) {
     return benchmark::RegisterBenchmark(
@@ -25,7 +25,7 @@ benchmark::internal::Benchmark* add(const char* row, const char* peer, Make make
         });
 }
 
-// Each registers the rows of its file.
+// Each function registers the benchmarks of its file.
 void addSignals();
 void addValues();
 void addGObject();

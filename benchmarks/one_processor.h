@@ -5,7 +5,7 @@
 
 namespace benchmarks {
 
-// While it lives, its thread runs on the first processor that it may use.
+// Pins the current thread to its first allowed processor; the destructor restores the affinity.
 class OneProcessor {
   public:
     OneProcessor() {

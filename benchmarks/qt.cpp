@@ -1,4 +1,4 @@
-// Qt's objects, properties, signals and values.
+// Benchmarks of Qt's objects, properties, signals and values.
 #include <QMetaProperty>
 #include <QObject>
 #include <QVariant>

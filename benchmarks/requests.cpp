@@ -1,5 +1,5 @@
-// Requests that a thread of the model answers, with 1, 8 and 64 callers: all threads on one processor, so
-// that the code is compared and not where the threads happen to run.
+// Requests that a thread of the model answers, with 1, 8 and 64 callers. All threads run on one processor, so
+// that the scheduler's placement does not affect the result.
 #include <unistd.h>
 
 #include <atomic>
@@ -25,7 +25,7 @@ namespace benchmarks {
 
 namespace {
 
-// A thread that answers what it is handed, one after the other.
+// A thread that answers the pushed items, one after the other.
 template <typename Item>
 class AnsweringThread {
   public:
@@ -60,7 +60,7 @@ class AnsweringThread {
     std::deque<Item> m_items;
 };
 
-// Each kind: one request, from one of any number of callers.
+// In each of these classes, request() makes one request. Any number of threads may call it.
 
 class Library {
   public:
@@ -78,8 +78,8 @@ class Library {
         [this](unsigned id) { m_access.onActionResult(static_cast<int>(id), m_result); }};
 };
 
-// The least that does what is promised: every answer is kept until its caller takes it, and wakes all who
-// wait.
+// The minimal implementation of the same behaviour: an answer is kept until its caller takes it, and wakes
+// all waiting threads.
 class Floor {
   public:
     void request() {
@@ -117,15 +117,15 @@ class Promise {
     }
 
   private:
-    // The promise ends with its request, and not before its model is done with it.
+    // Moved, because the request destroys its promise as soon as the value is set.
     AnsweringThread<std::promise<int>*> m_model{[](std::promise<int>* promise) {
         std::promise<int> own = std::move(*promise);
         own.set_value(0);
     }};
 };
 
-// Two threads that wake each other: behind the lock, or while they hold it.
-enum class Wake { BEHIND_THE_LOCK, UNDER_THE_LOCK };
+// Two threads that wake each other, after they release the lock or while they hold it.
+enum class Wake { AFTER_UNLOCKING, UNDER_LOCK };
 
 template <Wake WAKE>
 class PingPong {
@@ -140,7 +140,7 @@ class PingPong {
 
   private:
     static void wake(std::condition_variable& condition, std::unique_lock<std::mutex>& lock) {
-        if (WAKE == Wake::UNDER_THE_LOCK) {
+        if (WAKE == Wake::UNDER_LOCK) {
             condition.notify_one();
         } else {
             lock.unlock();
@@ -167,7 +167,7 @@ class PingPong {
 template <typename Kind>
 void addKind(const char* peer, std::initializer_list<int> callerNumbers) {
     for (const int callers : callerNumbers) {
-        Kind* const kind = new Kind;  // for ever, with its thread
+        Kind* const kind = new Kind;  // never deleted: its thread uses it
         const std::string name = "request_" + std::to_string(callers) + '/' + peer;
         benchmark::RegisterBenchmark(name.c_str(),
                                      [kind](benchmark::State& state) {
@@ -175,7 +175,7 @@ void addKind(const char* peer, std::initializer_list<int> callerNumbers) {
                                          quiet();
                                          const unsigned long before = allocations();
                                          for ([[maybe_unused]] auto unused : state) kind->request();
-                                         // Those of the callers; the model's thread has its own.
+                                         // Only the caller's allocations: the counter is per thread.
                                          state.counters["allocations"] =
                                              benchmark::Counter(static_cast<double>(allocations() - before),
                                                                 benchmark::Counter::kAvgIterations);
@@ -186,7 +186,7 @@ void addKind(const char* peer, std::initializer_list<int> callerNumbers) {
     }
 }
 
-// What a request holds on the heap while it waits for its answer, per caller.
+// Heap memory of a request while it waits for its answer, per caller.
 void addMemory() {
     benchmark::RegisterBenchmark("request_memory/library",
                                  [](benchmark::State& state) {
@@ -244,8 +244,8 @@ void addRequests() {
     addKind<Library>("library", {1, 8, 64});
     addKind<Floor>("floor", {8, 64});
     addKind<Promise>("std::promise", {1, 8, 64});
-    addKind<PingPong<Wake::BEHIND_THE_LOCK>>("ping-pong", {1});
-    addKind<PingPong<Wake::UNDER_THE_LOCK>>("ping-pong under the lock", {1});
+    addKind<PingPong<Wake::AFTER_UNLOCKING>>("ping-pong", {1});
+    addKind<PingPong<Wake::UNDER_LOCK>>("ping-pong under the lock", {1});
     addMemory();
 }
 

@@ -1,4 +1,5 @@
-// A notification, from whoever makes it to the receiver's function; reads and writes; construction.
+// Benchmarks of a notification from its sender to the receiver's function, of reads and writes, and of
+// construction.
 #include <sigc++/sigc++.h>
 
 #include <any>

@@ -21,7 +21,7 @@ namespace {
 std::function<void(unsigned)> invocationListener;
 std::atomic<unsigned> lastInvocation{0};
 
-// The type is part of a key's name.
+// Derives the type from the key's name.
 ObjectTypeSpec typeOf(const std::string& key) {
     static const std::pair<const char*, ObjectTypeSpec> types[] = {
         {".i32.", OBJECT_TYPE_NUMERIC_INTEGER},
@@ -108,7 +108,7 @@ int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, cons
 
 }  // namespace frame
 
-// In the place of the simulated television's: all levels are off.
+// Replaces the debug output of the simulated television; all levels are off.
 
 namespace {
 std::atomic<int> levels{0};

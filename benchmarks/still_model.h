@@ -1,6 +1,5 @@
-// A model that costs next to nothing: its values lie in memory, it has no thread, and it calls its observers
-// only when told to. It takes the place of the simulated television's process framework in a program that
-// links it.
+// A model that takes almost no time: its values are in memory, it has no thread, and it never calls its
+// observers by itself. In a program that links it, it replaces the simulated television's process framework.
 #ifndef BENCHMARKS_STILL_MODEL_H
 #define BENCHMARKS_STILL_MODEL_H
 
@@ -35,10 +34,10 @@ class StillValue final : public BizValue {
     std::string m_text = "tv";
 };
 
-// Called on the invoking thread with the id of each invocation; set before the first.
+// Sets a listener for invocations. It is called on the invoking thread. Set it before the first invocation.
 void onInvocation(std::function<void(unsigned actionId)> listener);
 
-// Keeps the simulated television, whose application manager is used, from showing a picture.
+// Turns off the picture of the simulated television, whose application manager the benchmarks use.
 void quiet();
 
 }  // namespace benchmarks

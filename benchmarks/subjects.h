@@ -1,4 +1,4 @@
-// What of the library is measured, by the benchmarks and by the count of instructions alike.
+// The measured objects of the library, for the benchmarks and for the instruction counts.
 #ifndef BENCHMARKS_SUBJECTS_H
 #define BENCHMARKS_SUBJECTS_H
 
@@ -11,7 +11,7 @@
 
 namespace benchmarks {
 
-// Keeps the compiler from knowing what an object is, or that nobody looks at it.
+// Prevents the compiler from optimising the object away.
 template <typename T>
 inline void escape(T& object) {
     asm volatile("" : : "g"(&object) : "memory");
@@ -37,7 +37,7 @@ class Subjects {
     Owner owner;
     ValueAccessT<lomodelapi::ObserverNumericInteger> integer;
     ValueAccessT<lomodelapi::ObserverString> text;
-    // Through pointers that the compiler knows nothing of, as the model and a client have them.
+    // Pointers with unknown dynamic types, so that the compiler does not devirtualise the calls.
     lomodelapi::ObserverNumericInteger* integerObserver =
         hidden<lomodelapi::ObserverNumericInteger>(&integer);
     lomodelapi::ObserverString* textObserver = hidden<lomodelapi::ObserverString>(&text);
@@ -52,14 +52,14 @@ class Subjects {
     }
 };
 
-// A line of the library's log, offered while its level is off.
+// Logs a line of the library while its level is off.
 void logLine(int value);
 
-// A model's value, whose dynamic type the compiler does not know.
+// A value of the model; asModelValue() hides its dynamic type from the compiler.
 std::unique_ptr<StillValue> makeStillValue();
 BizValue& asModelValue(StillValue& value);
 
-// The direct call: of a function that is somewhere else.
+// The function for the direct call, in another source file.
 using DirectFunction = void (*)(int value, int& last);
 DirectFunction directFunction();
 

@@ -1,4 +1,4 @@
-// ValueObject beside the standard library's.
+// Benchmarks of ValueObject and of the standard library's value types.
 #include <any>
 #include <charconv>
 #include <string>

@@ -3,10 +3,10 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
-# The preset builds with MinSizeRel: with -Os and link-time optimisation the library has two thirds of the size that it
-# has with -O3, and a read or a notification takes more instructions.
+# The preset uses MinSizeRel: with -Os and link-time optimisation, the library has two thirds of its size with -O3, but
+# a read or a notification takes more instructions.
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm;-L;/usr/arm-linux-gnueabihf)
-# Programs and header-only libraries of the building machine serve; its compiled libraries do not.
+# Use the programs and header-only libraries of the building machine, but not its compiled libraries.
 set(CMAKE_FIND_ROOT_PATH /usr/arm-linux-gnueabihf)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)

@@ -1,5 +1,5 @@
-# The library and its headers for whoever builds against it: CMake package and pkg-config file included. The components
-# are the packages of packages.cmake.
+# Installs the library, its headers, the CMake package and the pkg-config file. Each component becomes a package in
+# packages.cmake.
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/platform_adaptation)
 set(PLATFORM_LIBS "")
 set(platform_library "")
@@ -16,7 +16,7 @@ install(TARGETS platform_adaptation platform EXPORT platform_adaptation
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 if(platform_library)
   set(PLATFORM_LIBS " -l${platform_library}")
-  # The two lie side by side, wherever that is.
+  # Both libraries are installed in the same folder, which may be any.
   set_target_properties(platform_adaptation PROPERTIES INSTALL_RPATH $ORIGIN)
   install(TARGETS ${platform_library} EXPORT platform_adaptation
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${platform_component} NAMELINK_COMPONENT dev
@@ -45,8 +45,8 @@ write_basic_package_version_file(platform_adaptation-config-version.cmake COMPAT
 install(FILES ${PROJECT_BINARY_DIR}/platform_adaptation-config.cmake
   ${PROJECT_BINARY_DIR}/platform_adaptation-config-version.cmake DESTINATION ${package_dir} COMPONENT dev)
 
-# Where the prefix is from the place of the pkg-config file: the project is configured for one prefix and packaged for
-# another.
+# The path from the pkg-config file to the prefix is relative, because the packages use another prefix than the
+# configuration.
 file(RELATIVE_PATH PREFIX_FROM_PKGCONFIG
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/platform_adaptation.pc.in platform_adaptation.pc @ONLY)

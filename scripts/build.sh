@@ -1,13 +1,14 @@
-# What ./run and ./test share: Debian packages, and quiet builds of a preset. To be sourced in the project's folder.
+# Functions for ./run, ./test and the scripts: they install Debian packages and build a preset without output. Source this
+# file in the project's folder.
 
-# What builds and runs everything on the building machine.
+# The packages to build and run the project on the building machine.
 BUILD_PACKAGES=(
     g++ cmake ninja-build ccache pkg-config
     libboost-dev                # boost::shared_ptr, which the platform's interfaces take
     libtomlplusplus-dev         # the catalogue of keys, scenarios
     libcli11-dev                # command lines
     nlohmann-json3-dev          # the tools' JSON
-    libsdbus-c++-dev dbus-daemon  # the television as a process of its own
+    libsdbus-c++-dev dbus-daemon  # the television as a separate process
     libutfcpp-dev               # texts that are valid, and safe to print
     libpng-dev                  # saved pictures
     libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev  # the video pipeline's decoder
@@ -26,24 +27,24 @@ TEST_PACKAGES=(
     python3-jsonschema libxml2-utils mandoc  # check the tools' JSON, XML and manual
     gstreamer1.0-tools ffmpeg   # make the films that the tests play
     clang-format clang-tidy     # check the sources
-    systemd                     # busctl, with which people use the television
+    systemd                     # busctl
 )
 
-# Build for the television's processor, and run the result.
+# Packages to build for the television's processor, and to run the result in an emulator.
 ARMHF_PACKAGES=(crossbuild-essential-armhf qemu-user)
 
-# Only for the tests marked slow.
+# Packages only for the tests with the label slow.
 SLOW_TEST_PACKAGES=(
     doxygen                     # the pages of docs/
-    chromium chromium-driver python3-selenium  # looks at the television's page
-    clang dpkg-dev lintian      # consumers of the packages, what the packages depend on, and Debian's rules
+    chromium chromium-driver python3-selenium  # tests of the television's page
+    clang dpkg-dev lintian      # tests of the packages: a second compiler, their dependencies, Debian's policy
     libclang-rt-14-dev          # fuzzing
 )
 
-# What scripts/coverage needs besides.
+# Additional packages for scripts/coverage.
 COVERAGE_PACKAGES=(gcovr)
 
-# What only scripts/benchmark needs: what the library is measured beside.
+# Additional packages for scripts/benchmark, such as the libraries that it compares.
 BENCHMARK_PACKAGES=(
     libbenchmark-dev            # measures
     libboost-dev libsigc++-2.0-dev libglib2.0-dev qt6-base-dev  # the peers: signals, properties, variant values
@@ -67,7 +68,7 @@ install_packages() {
     quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"
 }
 
-# Runs a command and shows what it printed only if it fails.
+# quietly COMMAND...: runs COMMAND, and prints its output only if it fails.
 quietly() {
     local output
     output=$(mktemp)
@@ -82,7 +83,7 @@ quietly() {
     fi
 }
 
-# timed STEP COMMAND...: prints STEP and how long it took the last time, and runs COMMAND.
+# timed STEP COMMAND...: prints STEP and its previous duration, and runs COMMAND.
 timed() {
     local step=$1 times=build/times/${1//[ \/]/_} start=$SECONDS status=0 last=
     shift

@@ -1,5 +1,5 @@
-# The capture block and its queue have one name in an IPC namespace. The command prefix CAPTURE_LAUNCHER gives a test its
-# own namespace. Where the system refuses that, the properties CAPTURE_LOCK run these tests one after the other.
+# The capture block and its queue exist once per IPC namespace. The command prefix CAPTURE_LAUNCHER runs a test in its own
+# namespace. If the system refuses this, the properties CAPTURE_LOCK run these tests one after the other.
 set(CAPTURE_LAUNCHER "")
 set(CAPTURE_LOCK RESOURCE_LOCK capture_block)
 foreach(user IN ITEMS "" "--user;--map-current-user")
@@ -11,9 +11,9 @@ foreach(user IN ITEMS "" "--user;--map-current-user")
   endif()
 endforeach()
 
-# launch_with_captures(TARGET): the tests that are discovered in TARGET run with the prefix.
+# launch_with_captures(TARGET): runs the discovered tests of TARGET with the prefix.
 function(launch_with_captures target)
   set(launcher ${CAPTURE_LAUNCHER} ${CMAKE_CROSSCOMPILING_EMULATOR})
-  # CMake takes this property as the prefix of any executable's tests, not only in a cross build.
+  # CMake uses this property as the prefix of the tests also without cross compiling.
   set_target_properties(${target} PROPERTIES CROSSCOMPILING_EMULATOR "${launcher}")
 endfunction()

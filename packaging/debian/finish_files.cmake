@@ -1,9 +1,9 @@
-# Run by cpack before it makes the packages: does to their files what Debian's own tools do.
+# cpack runs this before it builds the packages. It processes the files like Debian's packaging tools.
 
-# Independent of the umask.
+# Set the permissions of folders independently of the umask.
 execute_process(COMMAND find ${CPACK_TEMPORARY_DIRECTORY} -type d -exec chmod 755 {} + COMMAND_ERROR_IS_FATAL ANY)
 
-# Where Debian's zsh looks for completions.
+# Move the zsh completions to the folder that Debian's zsh uses.
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   set(zsh ${CPACK_TEMPORARY_DIRECTORY}/${component}/usr/share/zsh)
   if(IS_DIRECTORY ${zsh})

@@ -1,5 +1,5 @@
-# Run by cpack after it made the packages: adds the field Multi-Arch, which cpack does not know before CMake 3.31, and
-# removes the scripts that call ldconfig. The triggers of the packages do that.
+# cpack runs this after it has built the packages. It adds the field Multi-Arch, which cpack supports only since CMake 3.31.
+# It removes the scripts that call ldconfig, because the packages' triggers call it.
 foreach(package IN LISTS CPACK_PACKAGE_FILES)
   set(folder ${package}.folder)
   execute_process(COMMAND sh -c "umask 022; dpkg-deb --raw-extract ${package} ${folder}" COMMAND_ERROR_IS_FATAL ANY)

@@ -1,5 +1,5 @@
-# Run by cpack: files in packages are dated like the last commit, or if there is no history like the project's main file,
-# so that the same sources give the same packages.
+# cpack runs this. It dates the files in packages like the last commit, or, without a Git history, like the main
+# CMakeLists.txt. So the same sources produce identical packages.
 if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
   execute_process(
     COMMAND git -C ${CPACK_PLATFORM_ADAPTATION_SOURCE_DIR} log -1 --format=%ct
