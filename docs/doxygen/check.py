@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""check.py PROJECT XML: whether what the public headers say of their operations is in Doxygen's XML, at each of them."""
+"""check.py PROJECT XML: checks that Doxygen's XML has the comment of each operation of the public headers."""
 import collections
 import pathlib
 import re
@@ -15,7 +15,7 @@ def words(text):
 
 
 def comments(path):
-    """Each comment before declarations, its line, and the operations declared there."""
+    """Yields each comment before declarations, its line, and the operations that are declared there."""
     lines = path.read_text(encoding="utf-8").splitlines()
     i = 0
     while i < len(lines):
@@ -37,7 +37,7 @@ def comments(path):
             if re.match(r"\s*(class|struct|enum|public:|protected:|private:)", lines[i]):
                 break
             i += 1
-        # The preprocessor's lines declare nothing.
+        # Preprocessor lines are not declarations.
         following = lines[min(first + len(text), len(lines) - 1)].strip()
         if first == 0 or (following and not following.startswith("#")):
             yield " ".join(text), first + 1, names

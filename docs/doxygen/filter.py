@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Prepares a file for Doxygen, which reads what this prints.
+"""Converts a file for Doxygen and prints the result.
 
-The headers' comments are plain ones. A block of them right before a declaration documents it, and with it the
-declarations that follow without a line between; behind a declaration, in the same line, a comment documents that
-one; the first block of a file documents the file. Any other comment is not about a declaration and left as it is.
+The headers have ordinary comments. A block of comments right before a declaration documents this declaration, and also
+the declarations that follow without an empty line. A comment at the end of a line documents the declaration on this line.
+The first block of a file documents the file. All other comments do not document a declaration and stay unchanged.
 """
 import html
 import os
@@ -12,14 +12,14 @@ import sys
 
 COMMENT = re.compile(r"^(\s*)//(?: (.*)|)$")
 TRAILING = re.compile(r"^(.*?[;,{})\w]\s*)//( .*)$")
-# What ends a run of declarations that share a comment.
+# Ends a run of declarations that share a comment.
 END_OF_RUN = re.compile(r"^\s*(//.*|#.*|\}.*|public:|protected:|private:|)$")
-# Never part of a run: its comment is its own.
+# Never part of a run: these declarations have their own comments.
 SCOPE = re.compile(r"^\s*(class|struct|enum|union|namespace|extern)\b")
 
 
 def markup(lines):
-    """The text of a comment as Doxygen shall take it: diagrams as they are, everything else as plain words."""
+    """Returns the comment's text for Doxygen: diagrams stay unchanged, other text is escaped."""
     drawn = False
     out = []
     for line in lines:
@@ -32,7 +32,7 @@ def markup(lines):
 
 
 def last_text(lines):
-    """Behind the last line that is not empty."""
+    """Returns the index after the last line that is not empty."""
     end = len(lines)
     while end > 0 and lines[end - 1] == "":
         end -= 1
@@ -40,7 +40,7 @@ def last_text(lines):
 
 
 def run_length(lines, start):
-    """How many of the lines from `start` on hold declarations that share the comment before them; 0 for one."""
+    """Returns the number of lines from `start` whose declarations share the preceding comment; 0 for a single declaration."""
     end = start
     while end < len(lines) and not END_OF_RUN.match(lines[end]):
         if SCOPE.match(lines[end]) or lines[end].rstrip().endswith("{"):
@@ -99,14 +99,14 @@ CODE = re.compile(r"`([^`]+)`")
 
 
 def anchor(path, heading):
-    """Of a heading, by the rules of GitHub, and told from those of other pages."""
+    """Returns the anchor of a heading by the rules of GitHub, with the name of the page as prefix."""
     name = re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-")
     return os.path.splitext(os.path.basename(path))[0].lower() + "-" + name
 
 
 def page(lines, path):
-    """Links to pages and headings stay; those to files that have no page become their names. Doxygen reads more into '
-    and % between backticks than Markdown does."""
+    """Keeps links to pages and headings, and replaces links to other files by their text. Converts code with ' or %,
+    which Doxygen interprets between backticks, unlike Markdown."""
     def shown(match):
         text, file, heading = match.groups()
         target = os.path.normpath(os.path.join(os.path.dirname(path), file)) if file else path
