@@ -63,7 +63,7 @@ std::string bars(const std::string& width, const std::string& height, const std:
     for (const char* const colour :
          {"ffffff", "808080", "202020", "c81e1e", "1eb428", "1e28c8", "e0ac8c", "000000"}) {
         inputs += "color=0x" + std::string(colour) + ":size=160x" + height + ":rate=" + rate +
-                  ":duration=0.2,format=rgb24[c" + std::to_string(count) + "];";
+                  ":duration=0.12,format=rgb24[c" + std::to_string(count) + "];";
         pads += "[c" + std::to_string(count++) + "]";
     }
     return inputs + pads + "hstack=inputs=8,scale=" + width + ":" + height + ":flags=neighbor";
@@ -215,7 +215,7 @@ TEST_F(AFilm, HasTheColoursOfItsMatrixAndRange) {
         for (const char* const matrix : {"bt601", "bt709", "bt2020"})
             for (const char* const range : {"limited", "full"})
                 expectDecodersColours(
-                    makeBars(std::to_string(count++) + container, codec, "640x360", {matrix, range}), matrix);
+                    makeBars(std::to_string(count++) + container, codec, "320x180", {matrix, range}), matrix);
 }
 
 TEST_F(AFilm, HasTheColoursOfItsSizeIfItDoesNotName) {
