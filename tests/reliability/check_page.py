@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""check_page.py PAGE TESTS: whether PAGE has each way of failing of each seam, and TESTS each test that PAGE names."""
+"""check_page.py PAGE TESTS: checks that PAGE lists every kind of failure for every interface, and that every test named
+in PAGE exists in TESTS."""
 import pathlib
 import re
 import sys

@@ -1,5 +1,4 @@
-// Faults on the way of the frames: the request queue, the capture block, the video pipeline, and the threads
-// of a capture.
+// Faults of the request queue, the capture block, the video pipeline, and the threads of a capture.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -30,8 +29,8 @@ class FrameFaultTest : public tests::CaptureTest {
   protected:
     std::size_t logged(const std::string& message) const { return log.withMessage(message + "\n").size(); }
 
-    // Requests a frame without waiting for it, and comes back when the request is on the queue and the sender
-    // waits for the next one.
+    // Requests a frame without waiting for it. Returns when the request is on the queue and the sender waits
+    // for the next one.
     void request(PictureData* wanted = nullptr) {
         const std::size_t sent = logged("mq_send with res: 0.");
         EXPECT_TRUE(capture.getPicture(false, wanted));
@@ -39,7 +38,7 @@ class FrameFaultTest : public tests::CaptureTest {
         awaitSleep(SENDER);
     }
 
-    // A frame as asked for.
+    // Requests a frame and expects one with the requested size.
     void expectFrame(unsigned width = 224, unsigned height = 224) {
         awaitSleep(SENDER);
         picture = {nullptr, width, height, korvale::ai::COLOR_MODE_RGB, 0};
@@ -83,7 +82,7 @@ class FrameFaultTest : public tests::CaptureTest {
     }
 };
 
-// As asked for, in one colour.
+// Answers with a frame of the requested size in one colour.
 void answer(unsigned number, CaptureBlock& block) {
     fillFrame(block, block.width, block.height, static_cast<std::uint8_t>(number));
 }
@@ -191,7 +190,7 @@ TEST_F(ThePipelineProcess, AnswersTwice) {
 
 TEST_F(ThePipelineProcess, IsOutOfOrder) {
     start();
-    // The first it leaves unanswered until the second is there.
+    // The pipeline answers the first request only when the second one arrives.
     const ForkedPipeline pipeline([](unsigned number, CaptureBlock& block) {
         if (number == 2) fillFrame(block, 160, 90, 1);
         if (number > 2) answer(number, block);
@@ -258,7 +257,7 @@ TEST_F(TheThreadCreation, NeverAnswers) {
     awaitSleep("create thread check caputre.\n");
     request(&picture);
     EXPECT_TRUE(heard.waitFor("a frame"));
-    capture.stop();  // calls back once more
+    capture.stop();  // calls the callback once more, while `heard` still exists
 }
 
 }  // namespace

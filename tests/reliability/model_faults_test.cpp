@@ -1,5 +1,4 @@
-// Faults of the model and of what leads to it, of the application manager, of threads and of the debug
-// output.
+// Faults of the model, of the access to it, of the application manager, of threads and of the debug output.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -57,8 +56,8 @@ class FaultTest : public tests::TelevisionTest {
         return value;
     }
 
-    // The worker of the brightness has done its work. A change that is announced just between its write and
-    // its wait wakes it with the next announcement only.
+    // Waits until the brightness worker has succeeded. The worker misses a change that is announced between
+    // its write and its wait; therefore the change is announced again.
     void expectWorkerToEnd() {
         const auto end = Clock::now() + LIMIT;
         while (!log.waitFor("set video brightness successed.", 1, 200ms)) {
@@ -68,7 +67,7 @@ class FaultTest : public tests::TelevisionTest {
     }
 };
 
-// Lets nobody pass until it is opened.
+// Blocks threads until it is opened.
 class Gate {
   public:
     ~Gate() { open(); }
@@ -83,7 +82,7 @@ class Gate {
     std::shared_future<void> m_opened = m_promise.get_future().share();
 };
 
-// Asking an object for its type
+// Querying the type of an object
 
 class TheTypeQuery : public FaultTest {};
 
@@ -94,7 +93,8 @@ TEST_F(TheTypeQuery, IsLate) {
     const auto start = Clock::now();
     EXPECT_EQ(access.getType(), OBJECT_TYPE_NUMERIC_INTEGER);
     EXPECT_EQ(read(access), 50);
-    EXPECT_GE(Clock::now() - start, 3 * DELAY);  // the type, and the type and the value
+    EXPECT_GE(Clock::now() - start,
+              3 * DELAY);  // connect() queries the type; getValue() the type and the value
     clearFaults(BRIGHTNESS);
     EXPECT_EQ(access.getType(), OBJECT_TYPE_NUMERIC_INTEGER);
 }
@@ -178,7 +178,7 @@ class TheNotification : public FaultTest {
     const std::shared_ptr<ValueRecorder> recorder = std::make_shared<ValueRecorder>();
 };
 
-// Takes its time with the first value.
+// Blocks in the call with the first value.
 class BusyHandler final : public ValueHandler {
   public:
     void onNewValue(const ValueObject& value) override {
@@ -287,7 +287,7 @@ TEST_F(TheNotification, HasAnotherGeometry) {
             static_cast<Heard*>(heard)->add(std::to_string(mode) + (on ? " on" : " off"));
         },
         &encrypted);
-    info.getTvStreamEncrypted();  // follows the attributes from now on
+    info.getTvStreamEncrypted();  // subscribes to the attributes
     model.set(PLAY_ATTRIBUTES, Lines{});
     EXPECT_TRUE(log.waitFor("MODELAPI::SL2_TVAPI_VSTR_TVSERVICE_PLAY_ATTRIBUTES: 8, vec size: 0."));
     EXPECT_EQ(encrypted.count(), 0U);
@@ -313,7 +313,7 @@ TEST_F(TheAction, IsLate) {
 
 class OnATable : public FaultTest {
   protected:
-    // Ready, with nothing else received from it.
+    // Creates an accessor, waits until its iterator is ready, and discards that notification.
     std::unique_ptr<IteratorAccess> open(const std::vector<int>& columns = {0, 1}) {
         auto iterator = std::make_unique<IteratorAccess>(CHANNELS, recorder, IteratorType{1, 3},
                                                          std::vector<TableSelection>(), columns,
@@ -504,7 +504,7 @@ TEST_F(TheThreadCreation, IsFull) {
     EXPECT_TRUE(eventually([&] { return setting.getVideoColorTunerB() == 10; }));
     EXPECT_EQ(setting.getVideoColorTunerS(), 0);
     EXPECT_EQ(setting.getVideoColorTunerH(), 0);
-    EXPECT_TRUE(log.waitFor("set video color tuner brightness successed."));  // its worker has ended
+    EXPECT_TRUE(log.waitFor("set video color tuner brightness successed."));  // the worker has ended
     EXPECT_EQ(setting.setVideoColorTunerFamily(values), 0);
     EXPECT_EQ(setting.getVideoColorTunerS(), 20);
     EXPECT_EQ(setting.getVideoColorTunerH(), 30);
@@ -548,7 +548,7 @@ TEST_F(TheDebugOutput, IsLate) {
 }
 
 TEST_F(TheDebugOutput, IsFull) {
-    television.debugOutput().setSink(nullptr);  // prints on stderr
+    television.debugOutput().setSink(nullptr);  // without a sink, it prints to stderr
     model.withdraw(BRIGHTNESS);
     const int saved = dup(STDERR_FILENO);
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);

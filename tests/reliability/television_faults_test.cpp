@@ -1,4 +1,4 @@
-// The death of the television, which is a process of its own here, under a client that uses it.
+// A television in another process is killed while a client uses it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -31,7 +31,7 @@ class DeathTest : public tests::RemoteTest {
         switchOn();
     }
 
-    // The client has noticed when nothing is read any more.
+    // Waits until the client has noticed the end of the television: reads then fail.
     void die() {
         String probe(HDR_TYPE);
         std::string text;
@@ -119,7 +119,7 @@ TEST_F(TheWrite, Dies) {
     EXPECT_NE(access.setValue(60), 0);
     log.clear();
     EXPECT_EQ(setting.setVideoBrightness(60), 0);
-    // Of the getter, and of the worker after it.
+    // One line of the getter and one of the worker.
     EXPECT_TRUE(log.waitFor("get video brightness failed.", 2));
     switchOn();
     EXPECT_EQ(access.setValue(60), 0);

@@ -11,7 +11,7 @@ constinit thread_local long blocksInUse = 0;
 
 }  // namespace tests
 
-// Out of line, where the compiler does not hold std::free against them.
+// noinline: otherwise the compiler warns that std::free does not match operator new.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     if (tests::allocationsUntilFailure >= 0 && tests::allocationsUntilFailure-- == 0) throw std::bad_alloc();
     void* const block = std::malloc(size > 0 ? size : 1);

@@ -1,12 +1,12 @@
-// Replaces operator new in a test program by one that can be made to fail.
+// Replaces operator new in a test program with one that fails on request.
 #ifndef TESTS_ALLOCATION_FAULTS_H
 #define TESTS_ALLOCATION_FAULTS_H
 
 namespace tests {
 
-// How many allocations of this thread succeed before one fails; negative for all.
+// The number of allocations of this thread that succeed before one fails. If it is negative, none fails.
 extern constinit thread_local long allocationsUntilFailure;
-// Blocks that this thread allocated, less those that it freed.
+// The number of blocks that this thread allocated, minus the number that it freed.
 extern constinit thread_local long blocksInUse;
 
 }  // namespace tests

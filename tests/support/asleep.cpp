@@ -9,7 +9,7 @@ namespace tests {
 
 namespace {
 
-// How often the thread went to sleep so far, if it sleeps now; else -1.
+// If the thread sleeps now, the number of its voluntary context switches; otherwise -1.
 long sleepCount(pid_t thread) {
     std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
     bool sleeps = false;

@@ -5,8 +5,9 @@
 
 namespace tests {
 
-// Waits until this thread of this process sleeps and goes on sleeping: a condition that takes signals only
-// from those who wait for it can then be signalled. False if it does not fall asleep within half a minute.
+// Waits until the thread, which must belong to this process, sleeps steadily. A condition variable for which
+// the thread waits can then be signalled; an earlier signal would be lost. Returns false if the thread is not
+// asleep after half a minute.
 bool waitUntilAsleep(pid_t thread);
 
 }  // namespace tests

@@ -1,4 +1,4 @@
-// How often accessors try to connect to a key that the model does not offer.
+// The number of attempts that an accessor makes to connect to an unavailable key.
 #ifndef TESTS_ATTEMPTS_H
 #define TESTS_ATTEMPTS_H
 
@@ -27,7 +27,7 @@ inline constexpr Attempts ATTEMPTS[] = {{1000, 10, 10}, {901, 10, 10},  {150, 2,
                                         {100, 1, 1},    {1, 1, 1},      {0, 1, 0},   {-1, 1, 0},
                                         {-1000, 1, 0},  {INT_MIN, 1, 0}};
 
-// Connects an accessor to `key`, which is withdrawn for it.
+// Withdraws `key` and connects an accessor to it.
 template <typename Access>
 void expectAttempts(const std::string& key, const Attempts& row) {
     using namespace std::chrono_literals;

@@ -1,4 +1,5 @@
-// A test of captures, without a picture: the other side of the capture block and the queue is the test's.
+// The fixture of the capture tests. No video pipeline runs: the test itself uses the capture block and the
+// request queue in the place of a pipeline.
 #ifndef TESTS_CAPTURE_TEST_H
 #define TESTS_CAPTURE_TEST_H
 
@@ -29,7 +30,7 @@ inline const Message CAPTURE_REQUEST = [] {
     return message;
 }();
 
-// The other side of the capture block and the queue, played by the test.
+// The pipeline's side of the capture block and of the request queue.
 class Peer {
   public:
     ~Peer() {
@@ -58,7 +59,8 @@ class Peer {
         fillFrame(block(), width, height, fill);
     }
 
-    // The next message on the queue; none if there is no queue, or nothing comes in time.
+    // Returns the next message of the queue, or nullopt if the queue does not exist or no message arrives
+    // within the limit.
     static std::optional<Message> receive(std::chrono::seconds limit = std::chrono::seconds(30)) {
         const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY);
         if (queue == -1) return std::nullopt;
@@ -89,7 +91,8 @@ class CaptureTest : public TelevisionTest {
   protected:
     CaptureTest() { Peer::removeAll(); }
 
-    // Starts and waits until every thread waits for requests: a signal sent earlier would be lost.
+    // Starts the capture and waits until each of its threads waits for requests. A request before that would
+    // be lost.
     void start() {
         const std::size_t threads = television.threads().created().size();
         capture.start();

@@ -55,7 +55,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command,
     m_input = input[1];
     m_output = ::memfd_create("output", MFD_CLOEXEC);
     m_errors = ::memfd_create("errors", MFD_CLOEXEC);
-    // Made here, since a child of a program with threads must not allocate.
+    // Allocated before fork(): the child of a program with threads must not allocate.
     std::vector<std::string> words = command;
     std::vector<std::string> variables = changedEnvironment(environment);
     const std::vector<char*> arguments = pointersTo(words);
@@ -105,7 +105,7 @@ std::optional<int> ChildProcess::wait(std::chrono::milliseconds limit) {
 void ChildProcess::tell(const std::string& line) const {
     const std::string text = line + '\n';
     if (::write(m_input, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
-        throw std::runtime_error("a child that does not listen");
+        throw std::runtime_error("cannot write to the child process");
 }
 
 std::string ChildProcess::output() const { return contentOf(m_output); }

@@ -1,4 +1,4 @@
-// A program that a test starts, and that ends with the test at the latest.
+// A program that a test starts. It is killed at the end of the test at the latest.
 #ifndef TESTS_CHILD_PROCESS_H
 #define TESTS_CHILD_PROCESS_H
 
@@ -12,13 +12,13 @@
 
 namespace tests {
 
-// To be used by the test's main thread: the child is killed when the thread that started it ends.
+// Use it on the test's main thread: the kernel kills the child when the thread that started it ends.
 class ChildProcess {
   public:
-    // `environment` is added to that of the test; an empty text takes a variable away.
+    // `environment` changes the environment of the test: an empty text removes a variable.
     explicit ChildProcess(const std::vector<std::string>& command,
                           const std::map<std::string, std::string>& environment = {});
-    // Kills it.
+    // Kills the program.
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
@@ -26,17 +26,19 @@ class ChildProcess {
     pid_t id() const { return m_process; }
     void signal(int number) const;
 
-    // How it ended: its exit code, or 128 and the signal that killed it. Nothing if it does not in time.
+    // Waits for the program's end. Returns its exit code, or 128 + N if signal N killed it; nullopt after the
+    // limit.
     std::optional<int> wait(std::chrono::milliseconds limit = std::chrono::seconds(30));
     bool isRunning();
 
-    // A line for its standard input.
+    // Writes a line to its standard input.
     void tell(const std::string& line) const;
 
-    // What it printed so far.
+    // Its standard output and standard error so far.
     std::string output() const;
     std::string errors() const;
-    // Whether its standard output has, or gets, this text, before it ends.
+    // Returns true as soon as its standard output contains the text; false after the limit, or if the program
+    // ended without printing it.
     bool waitForOutput(const std::string& text, std::chrono::milliseconds limit = std::chrono::seconds(30));
     bool waitForErrors(const std::string& text, std::chrono::milliseconds limit = std::chrono::seconds(30));
 

@@ -1,4 +1,4 @@
-// Running the doctor's checks in a test, and what becomes of them.
+// Runs the doctor's checks in a test and verifies their results.
 #ifndef TESTS_DOCTOR_RESULTS_H
 #define TESTS_DOCTOR_RESULTS_H
 
@@ -34,7 +34,8 @@ inline std::vector<conformance::Result> examine(const Names& only, const std::at
     return examination.run(stop);
 }
 
-// This one failed and the finding says so; all others passed, or needed one that did not.
+// Expects that `check` failed with this finding. Every other check passed, or was not run because it needs a
+// check that did not pass.
 inline void expectOnlyFailure(const std::vector<conformance::Result>& results, const std::string& check,
                               const std::string& finding) {
     bool seen = false;
@@ -59,7 +60,7 @@ inline void expectAllPassed(const std::vector<conformance::Result>& results) {
         EXPECT_EQ(result.verdict, conformance::Verdict::PASSED) << testing::PrintToString(result);
 }
 
-// Everything of the television that a check may change.
+// The part of the television's state that a check may change.
 struct State {
     std::vector<simulated::Value> values;
     int takenResources;

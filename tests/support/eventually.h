@@ -7,7 +7,7 @@
 
 namespace tests {
 
-// Whether it holds within half a minute: for what announces itself to nobody.
+// Polls a condition that has no notification. Returns true if it holds within half a minute.
 inline bool eventually(const std::function<bool()>& holds) {
     for (const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30); !holds();
          std::this_thread::sleep_for(std::chrono::milliseconds(1)))

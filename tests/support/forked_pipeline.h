@@ -1,4 +1,4 @@
-// A video pipeline that answers in a way of its own.
+// A video pipeline whose answers are defined by the test.
 #ifndef TESTS_FORKED_PIPELINE_H
 #define TESTS_FORKED_PIPELINE_H
 
@@ -18,7 +18,7 @@
 
 namespace tests {
 
-// Tells that the frame in the block is ready: one colour, of this size.
+// Fills the block with one colour and marks it as a ready frame of this size.
 inline void fillFrame(video::CaptureBlock& block, std::uint32_t width, std::uint32_t height,
                       std::uint8_t colour) {
     std::memset(block.pixels, colour, sizeof block.pixels);
@@ -27,12 +27,12 @@ inline void fillFrame(video::CaptureBlock& block, std::uint32_t width, std::uint
     std::atomic_ref(block.state).store(video::FRAME_READY, std::memory_order_release);
 }
 
-// A process of its own, as a pipeline is: it may still fill the block for one capture when the next one
-// clears it. To be used by the test's main thread.
+// It runs in its own process, like a real pipeline, so it may still fill the block for one capture while the
+// next capture clears the block. Use it on the test's main thread.
 class ForkedPipeline {
   public:
-    // Called in the other process with each message of a request's size, counted from 1: it sees the test as
-    // it was when this was made, and must not allocate.
+    // Called in the pipeline's process for each request. `number` counts the requests from 1. The function
+    // sees a copy of the test's memory from the time of the construction, and must not allocate.
     using Answer = std::function<void(unsigned number, video::CaptureBlock& block)>;
 
     explicit ForkedPipeline(const Answer& answer) : m_process(fork()) {

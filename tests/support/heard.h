@@ -1,4 +1,4 @@
-// What reached a test's callbacks, as texts, in order.
+// Records the calls of a test's callbacks as texts, in order.
 #ifndef TESTS_HEARD_H
 #define TESTS_HEARD_H
 
@@ -35,7 +35,7 @@ class Heard {
         m_all.clear();
     }
 
-    // Whether this text was heard, or is within the limit, so many times.
+    // Returns true as soon as the text was recorded `times` times; false after the limit.
     bool waitFor(const std::string& text, std::ptrdiff_t times = 1,
                  std::chrono::milliseconds limit = std::chrono::seconds(30)) {
         std::unique_lock lock(m_mutex);
@@ -43,7 +43,7 @@ class Heard {
                                   [&] { return std::count(m_all.begin(), m_all.end(), text) >= times; });
     }
 
-    // Whether anything that begins so was, or is.
+    // Returns true as soon as a text with this beginning was recorded; false after the limit.
     bool waitForBeginning(const std::string& beginning,
                           std::chrono::milliseconds limit = std::chrono::seconds(30)) {
         std::unique_lock lock(m_mutex);

@@ -1,4 +1,4 @@
-// The television's keys that tests name.
+// The television's keys that the tests use.
 #ifndef TESTS_KEYS_H
 #define TESTS_KEYS_H
 

@@ -8,7 +8,8 @@ namespace tests {
 
 namespace {
 
-// "file.cpp:12:function(): [tag] message"; what has another form is all message.
+// Parses "file.cpp:12:function(): [tag] message". A line of another form becomes a message without the other
+// fields.
 LogLine parse(unsigned level, const std::string& text) {
     const LogLine formless{level, "", "", text, "", 0, gettid()};
     const std::size_t fileEnd = text.find(':');

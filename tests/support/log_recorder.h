@@ -1,4 +1,4 @@
-// What the platform's debug output receives while a test runs.
+// Records the lines that the platform's debug output receives during a test.
 #ifndef TESTS_LOG_RECORDER_H
 #define TESTS_LOG_RECORDER_H
 
@@ -17,7 +17,7 @@ namespace tests {
 
 enum : unsigned { TRACE = 0x01C70001, ERROR = 0x01C703E8, INFO = 0x01C70FA0 };
 
-// A line as the debug output received it: "file:number:function(): tag message", the line end included.
+// A line of the debug output: "file:number:function(): tag message". The message includes the line end.
 struct LogLine {
     unsigned level;
     std::string file;
@@ -25,10 +25,10 @@ struct LogLine {
     std::string message;
     std::string tag = "[Platform Adaptation]";
     int number = 0;
-    pid_t thread = 0;  // that logged it
+    pid_t thread = 0;  // the thread that logged the line
 };
 
-// Equal but for the number and the thread.
+// Compares all fields except the line number and the thread.
 bool operator==(const LogLine& a, const LogLine& b);
 
 std::ostream& operator<<(std::ostream& out, const LogLine& line);
@@ -43,16 +43,17 @@ class LogRecorder {
 
     std::vector<LogLine> lines() const;
 
-    // The lines whose message is exactly this, the line end included.
+    // The lines with exactly this message; `message` includes the line end.
     std::vector<LogLine> withMessage(const std::string& message) const;
 
-    // How many lines equal this one.
+    // The number of lines equal to `line`.
     std::size_t count(const LogLine& line) const;
 
-    // How many ENTER lines this function logged, each naming itself and its own number again.
+    // The number of this function's ENTER lines, whose message repeats the function's name and the line
+    // number.
     std::size_t countEnter(const std::string& file, const std::string& function) const;
 
-    // Whether a line with this text anywhere in its message arrives, or has arrived, `times` times, in time.
+    // Returns true as soon as `times` lines contain the text in their message; false after the limit.
     bool waitFor(const std::string& text, std::size_t times = 1,
                  std::chrono::milliseconds limit = std::chrono::seconds(30));
 

@@ -10,8 +10,8 @@
 
 namespace tests {
 
-// The video pipeline that a process has started, also one that has ended and is not reaped; 0 if there is
-// none.
+// Returns the process id of the video pipeline that `process` has started, also if the pipeline is a zombie.
+// Returns 0 if there is none.
 inline pid_t pipelineOf(const std::string& process = "self") {
     std::error_code ignored;
     for (const auto& thread : std::filesystem::directory_iterator("/proc/" + process + "/task", ignored)) {
@@ -19,13 +19,13 @@ inline pid_t pipelineOf(const std::string& process = "self") {
         for (pid_t child = 0; children >> child;) {
             std::string name;
             std::getline(std::ifstream("/proc/" + std::to_string(child) + "/comm"), name);
-            if (name == "aipq-video-pipe") return child;  // as the kernel cuts it
+            if (name == "aipq-video-pipe") return child;  // the kernel truncates the name to 15 characters
         }
     }
     return 0;
 }
 
-// As a crash does: nobody asked the television for it. Whether there was one.
+// Kills the pipeline like a crash, without the television's knowledge. Returns false if there is no pipeline.
 inline bool crashPipelineOf(const std::string& process = "self") {
     const pid_t pipeline = pipelineOf(process);
     return pipeline != 0 && ::kill(pipeline, SIGKILL) == 0;

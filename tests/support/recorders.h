@@ -1,4 +1,4 @@
-// Handlers that record what a client receives as texts, and short names of the accessors.
+// Handlers that record a client's notifications as texts, and short names for the accessors.
 #ifndef TESTS_RECORDERS_H
 #define TESTS_RECORDERS_H
 
@@ -53,7 +53,7 @@ class ValueRecorder final : public ValueHandler {
     std::vector<ValueObject> m_values;
 };
 
-// Records each notification as a text and then calls a function of the test, if there is one.
+// Records each notification as a text and then calls the test's function, if one is set.
 class Recording {
   public:
     explicit Recording(std::function<void()> then) : m_then(std::move(then)) {}
@@ -90,7 +90,7 @@ class ActionRecorder final : public ActionHandler, public Recording {
         return std::to_string(id) + " failed " + std::to_string(error);
     }
 
-    // The last result, and the capacity of its list. Read them when `heard` has it.
+    // The last result and the capacity of its list. Read them after `heard` has recorded the notification.
     ValueObject result;
     std::size_t capacity = 0;
 };
@@ -114,7 +114,8 @@ class IteratorRecorder final : public IteratorHandler, public Recording {
     void onIteratorReady(int count) override { add("ready", count); }
     void onUpdate(int kind) override { add("update", kind); }
 
-    // The last argument that was a reference; null for a number. Read it when `heard` has the notification.
+    // The address of the last argument, or null if that was a number. Read it after `heard` has recorded the
+    // notification.
     const void* address = nullptr;
 
   private:
@@ -130,7 +131,7 @@ class IteratorRecorder final : public IteratorHandler, public Recording {
     }
 };
 
-// A service that is told what becomes of the television.
+// A service that records the television's power states.
 class Service {
   public:
     explicit Service(const char* name) : m_state(std::make_unique<SystemState>(name)) {
@@ -144,7 +145,7 @@ class Service {
     Heard heard;
 
   private:
-    std::unique_ptr<SystemState> m_state;  // last: it uses what is heard
+    std::unique_ptr<SystemState> m_state;  // declared last and destroyed first: its callback uses `heard`
 };
 
 }  // namespace tests

@@ -43,7 +43,7 @@ const std::string& ownName() {
     return name;
 }
 
-// Before the library decides which television it uses.
+// Initialised before main(): the library reads AIPQ_TV when it first uses the television.
 const bool televisionIsNamed = ::setenv("AIPQ_TV", ownName().c_str(), 1) == 0;
 
 }  // namespace

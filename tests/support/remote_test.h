@@ -1,4 +1,4 @@
-// A test whose library uses a television that is a process of its own, fresh for each test.
+// The fixture of tests whose library uses a television in another process. Each test starts a new one.
 #ifndef TESTS_REMOTE_TEST_H
 #define TESTS_REMOTE_TEST_H
 
@@ -14,26 +14,27 @@
 
 namespace tests {
 
-// Of the tests' own.
+// Keys that only the tests' catalogue has.
 constexpr char WIDE[] = "test.wide";
 constexpr char TEXT[] = "test.text";
 constexpr char TEXTS[] = "test.texts";
 constexpr char NUMBERS[] = "test.numbers";
 
-// The television is off at first, and must end orderly, without a word and a trace.
+// The television is off at first. The destructor expects it to end with exit code 0, without error output,
+// and without files left behind.
 class RemoteTest : public testing::Test {
   protected:
     explicit RemoteTest(const std::string& video = "off");
     ~RemoteTest() override;
 
-    // Until the library has found it.
+    // Starts the television and waits until the library has found it.
     void switchOn();
     void killAndSwitchOnAgain();
 
-    // Whether the library reaches the television, at the latest half a minute from now.
+    // Returns true if the library reaches the television within half a minute.
     static bool isFound();
 
-    // The one that AIPQ_TV names.
+    // The television that AIPQ_TV names.
     TelevisionProcess television;
     LogRecorder log{simulated::DebugOutput::Verbosity::ERROR};
 };

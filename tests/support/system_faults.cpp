@@ -26,8 +26,8 @@ Function* systemFunction(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-// What stands before the functions for threads runs before a sanitizer is ready for it, and in its midst. So
-// it is not instrumented, and calls nothing that is.
+// The replacements of the pthread functions also run before a sanitizer is initialised, and inside the
+// sanitizer. Therefore they are not instrumented and call no instrumented function.
 #define TESTS_NOT_INSTRUMENTED __attribute__((no_sanitize("thread", "address", "undefined")))
 
 constexpr std::size_t THREAD_CALLS = static_cast<std::size_t>(tests::ThreadCall::COND_BROADCAST) + 1;
@@ -55,7 +55,7 @@ TESTS_NOT_INSTRUMENTED bool isWatched(const void* object) {
     return address >= load(watchedBegin) && address < load(watchedEnd);
 }
 
-// Records a call; the error with which it is to fail, or 0.
+// Records a call. Returns the error with which the call must fail, or 0.
 TESTS_NOT_INSTRUMENTED int errorOf(tests::ThreadCall call, const void* object) {
     if (!isWatched(object)) return 0;
     const std::size_t index = __atomic_fetch_add(&threadCallCount, 1, __ATOMIC_SEQ_CST);
@@ -63,7 +63,7 @@ TESTS_NOT_INSTRUMENTED int errorOf(tests::ThreadCall call, const void* object) {
     return __atomic_exchange_n(&threadErrors[static_cast<std::size_t>(call)], 0, __ATOMIC_SEQ_CST);
 }
 
-// As systemFunction(), looked up once.
+// Like systemFunction(), but looks the function up only once.
 template <typename Function>
 TESTS_NOT_INSTRUMENTED Function* cachedFunction(void*& cache, const char* name) {
     void* function = load(cache);

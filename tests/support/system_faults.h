@@ -1,5 +1,5 @@
-// Failures of the system's own calls, which no simulated television can bring about. The functions stand
-// before the C library's in a test program and pass on what is not to fail.
+// Failures of system calls that the simulated television cannot cause. These functions replace those of the C
+// library in a test program, and forward every call that must not fail.
 #ifndef TESTS_SYSTEM_FAULTS_H
 #define TESTS_SYSTEM_FAULTS_H
 
@@ -8,16 +8,16 @@
 
 namespace tests {
 
-// The next shmat fails with this errno; 0 for none.
+// The next shmat fails with this errno; with 0, it does not fail.
 void failNextShmat(int error);
 
 // After `skip` more calls, one mq_open fails with this errno.
 void failMqOpen(int error, int skip = 0);
 
-// Calls of mq_open since the last failMqOpen.
+// The number of calls of mq_open since the last failMqOpen.
 int mqOpenCalls();
 
-// The next initialisation of a thread's attributes by the platform fails with this error; 0 for none.
+// The platform's next initialisation of thread attributes fails with this error; with 0, it does not fail.
 void failNextThreadAttributes(int error);
 
 enum class ThreadCall : unsigned char {
@@ -31,8 +31,9 @@ enum class ThreadCall : unsigned char {
     COND_BROADCAST,
 };
 
-// Calls about the mutexes and condition variables that lie in this memory are recorded while this lives, and
-// can be made to fail. One at a time; the memory need not hold them yet.
+// While an object of this class exists, it records the calls on mutexes and condition variables inside the
+// given memory, and makes them fail on request. Only one object may exist at a time. The mutexes and
+// condition variables may be created after it.
 class WatchedMemory {
   public:
     WatchedMemory(const void* begin, std::size_t size);
@@ -40,11 +41,11 @@ class WatchedMemory {
     WatchedMemory(const WatchedMemory&) = delete;
     WatchedMemory& operator=(const WatchedMemory&) = delete;
 
-    // The next such call answers with this error. It does nothing else, but for an unlock: that is done all
-    // the same. An unlock after a lock that failed so is recorded and not done.
+    // The next call of this kind returns this error and has no effect, except that an unlock still unlocks.
+    // The unlock that follows a failed lock is recorded but has no effect.
     void failNext(ThreadCall call, int error);
 
-    // The first 64, in order.
+    // The first 64 recorded calls, in order.
     std::vector<ThreadCall> calls() const;
 };
 

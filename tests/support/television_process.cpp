@@ -37,7 +37,7 @@ class TemporaryFolder {
     fs::path m_path;
 };
 
-// Before the library decides which television it uses.
+// Initialised before main(): the library reads these variables when it first uses the television.
 const bool runtimeFolderIsSet = [] {
     ::unsetenv(remote::FOLDER_VARIABLE);
     ::setenv("XDG_RUNTIME_DIR", runtimeFolder().c_str(), 1);
@@ -77,7 +77,7 @@ void TelevisionProcess::launch() {
     m_process = std::make_unique<ChildProcess>(command);
 }
 
-// The line on busctl is the last one that it prints before it waits for its end.
+// The line with the busctl command is the last that the program prints before it waits for its end.
 bool TelevisionProcess::waitUntilUp() { return m_process->waitForOutput("busctl "); }
 
 std::optional<int> TelevisionProcess::stop() {

@@ -1,4 +1,4 @@
-// The simulated television as a process of its own, which a test starts, controls over its bus, and kills.
+// The simulated television in its own process, which a test starts, controls over the bus, and kills.
 #ifndef TESTS_TELEVISION_PROCESS_H
 #define TESTS_TELEVISION_PROCESS_H
 
@@ -15,37 +15,38 @@
 
 namespace tests {
 
-// The folder that stands for this program's XDG_RUNTIME_DIR; gone when the program ends.
+// The temporary folder that this program uses as its XDG_RUNTIME_DIR. It is removed when the program ends.
 const std::filesystem::path& runtimeFolder();
 
-// What there is of televisions: sockets, configurations, locks.
+// The names of the files of all televisions in runtimeFolder(): sockets, configurations, locks.
 std::vector<std::string> televisionFiles();
 
-// All operations: the test's main thread.
+// Call all operations on the test's main thread.
 class TelevisionProcess {
   public:
     using Positions = std::vector<sdbus::Struct<std::uint16_t, std::string>>;
     using Rows = std::vector<std::vector<std::string>>;
 
-    // Not started yet. `options` are those of the program, but for its name.
+    // Does not start the program. `options` are the program's options except --name.
     explicit TelevisionProcess(std::string name, std::vector<std::string> options = {"--video", "off"});
 
     const std::string& name() const { return m_name; }
     std::string address() const;
 
-    // Whether it came up.
+    // Starts the program and waits until it is ready. Returns false if it does not become ready.
     bool start();
-    // Does not wait until it is up.
+    // Starts the program without waiting until it is ready.
     void launch();
     bool waitUntilUp();
-    // Ends it; its exit code.
+    // Ends the program and returns its exit code.
     std::optional<int> stop();
-    // As kill -9 does, whatever it is doing.
+    // Sends SIGKILL.
     void kill();
     bool isOn() { return m_process && m_process->isRunning(); }
     ChildProcess& process() { return *m_process; }
 
-    // A property of a key's object, or of the television's own for an empty key. Throw sdbus::Error.
+    // Access a property of a key's object, or of the television's object if the key is empty. Throw
+    // sdbus::Error.
     template <typename T>
     T property(const std::string& key, const std::string& interface, const std::string& name) {
         return proxy(key)->getProperty(name).onInterface(interface);
@@ -66,7 +67,7 @@ class TelevisionProcess {
     }
     void setRows(const std::string& table, const Rows& rows) { setProperty(table, TABLE, "Rows", rows); }
 
-    // Clients that follow a key now, and iterators open on a table.
+    // The current numbers of a key's subscribers and of a table's open iterators.
     unsigned subscribers(const std::string& key) { return property<std::uint32_t>(key, KEY, "Subscribers"); }
     unsigned iterators(const std::string& table) {
         return property<std::uint32_t>(table, TABLE, "Iterators");
@@ -75,7 +76,7 @@ class TelevisionProcess {
         return property<std::vector<std::string>>("", TELEVISION, "Applications");
     }
 
-    // A method of the television's own object.
+    // Calls a method of the television's object.
     template <typename... In>
     void call(const std::string& method, const In&... arguments) {
         const auto television = proxy("");
@@ -91,7 +92,8 @@ class TelevisionProcess {
         call("Tell", application, news, url, text, std::int32_t{number});
     }
 
-    // The object of a key, or of the television for an empty key, on a connection of this television's life.
+    // Returns a proxy of the key's object, or of the television's object if the key is empty. The connection
+    // is replaced when the television is started again.
     std::unique_ptr<sdbus::IProxy> proxy(const std::string& key);
 
     static constexpr char TELEVISION[] = "aipq.Television";
@@ -108,14 +110,15 @@ class TelevisionProcess {
     std::unique_ptr<sdbus::IConnection> m_connection;
 };
 
-// Starts the program, which must fail: with this exit code, and one line that begins so.
+// Starts the program and expects it to fail with this exit code and one line of error output that begins with
+// `line`.
 void expectRefusal(const std::vector<std::string>& options, int exitCode, const std::string& line,
                    const std::map<std::string, std::string>& environment = {});
 
-// A file of this text in runtimeFolder().
+// Writes a file with this text into runtimeFolder() and returns its path.
 std::string fileWith(const std::string& name, const std::string& text);
 
-// The catalogue that a television has without options, with the lines of `keys` added to it.
+// Writes the default catalogue with the lines of `keys` added to it, and returns the file's path.
 std::string catalogueWith(const std::string& keys);
 
 }  // namespace tests

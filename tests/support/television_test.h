@@ -1,4 +1,5 @@
-// A test against the simulated television: freshly switched on, without a picture, its log recorded.
+// The fixture of tests against the simulated television: it is reset, runs no video pipeline, and its log is
+// recorded.
 #ifndef TESTS_TELEVISION_TEST_H
 #define TESTS_TELEVISION_TEST_H
 

@@ -8,8 +8,8 @@
 
 namespace tests {
 
-// Calls a function as a user without rights to what others own. The system's call changes the calling thread
-// only, and the threads that it starts.
+// Calls a function as the user nobody. The system call changes the user of the calling thread and of the
+// threads that it starts, but not of other threads.
 template <typename Function>
 auto withoutRights(Function function) {
     return std::async(std::launch::async,

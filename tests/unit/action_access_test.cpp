@@ -47,7 +47,7 @@ using Arguments = std::vector<Argument>;
 constexpr char FILE_NAME[] = "action_access.cpp";
 constexpr auto LIMIT = 30s;
 
-// The two notifications of the model's.
+// One of the two notifications that the model sends for an action.
 struct Notification {
     const char* function;
     std::function<void(ActionAccess&)> call;
@@ -88,7 +88,7 @@ class ActionTest : public tests::TelevisionTest {
         model.setFaults(KEY, faults);
     }
 
-    // An invocation that is accepted.
+    // Invokes the action, expects success, and returns the id.
     int invoke(ActionAccess& access, const Arguments& arguments = {}) {
         unsigned id = 0;
         EXPECT_EQ(access.invoke(id, arguments), 0);
@@ -117,16 +117,7 @@ TEST_F(AnActionAccessor, DoesNotConnectWhenItIsCreatedOrDestroyed) {
     EXPECT_EQ(model.connectAttempts(KEY), 0U);
 }
 
-TEST_F(AnActionAccessor, HasItsNameAndSharesItsHandler) {
-    {
-        ActionAccess access(KEY, handler);
-        EXPECT_EQ(access.getName(), KEY);
-        EXPECT_EQ(handler.use_count(), 2);
-    }
-    EXPECT_EQ(handler.use_count(), 1);
-}
-
-TEST_F(AnActionAccessor, DisconnectsWhenItIsDestroyedThroughAnyOfItsClasses) {
+TEST_F(AnActionAccessor, DisconnectsWhenDestroyedThroughAnyBaseClass) {
     const std::vector<std::function<void(ActionAccess*)>> ways{
         [](ActionAccess* access) { delete access; },
         [](ActionAccess* access) { delete static_cast<ValueAccessBase*>(access); },
@@ -144,7 +135,7 @@ TEST_F(AnActionAccessor, DisconnectsWhenItIsDestroyedThroughAnyOfItsClasses) {
     }
 }
 
-TEST_F(AnActionAccessor, IsSilentWhenItIsDestroyedWithAnswersStillToCome) {
+TEST_F(AnActionAccessor, DropsPendingAnswersWhenItIsDestroyed) {
     {
         ActionAccess access(KEY, handler);
         ASSERT_EQ(access.connect(0), 0);
@@ -156,7 +147,7 @@ TEST_F(AnActionAccessor, IsSilentWhenItIsDestroyedWithAnswersStillToCome) {
     EXPECT_THAT(handler->heard.all(), IsEmpty());
 }
 
-TEST_F(AnActionAccessor, TakesNoNoticeOfAChangeOfAvailability) {
+TEST_F(AnActionAccessor, IgnoresAChangeOfAvailability) {
     ActionAccess access(KEY, handler);
     ASSERT_EQ(access.connect(0), 0);
     model.withdraw(KEY);
@@ -169,17 +160,17 @@ TEST_F(AnActionAccessor, TakesNoNoticeOfAChangeOfAvailability) {
 
 // Connecting
 
-class AnActionsTimeOut : public ActionTest, public testing::WithParamInterface<tests::Attempts> {};
+class AnActionsTimeout : public ActionTest, public testing::WithParamInterface<tests::Attempts> {};
 
-TEST_P(AnActionsTimeOut, GivesSoManyAttemptsEachFollowedByAPause) {
+TEST_P(AnActionsTimeout, DeterminesTheNumberOfAttempts) {
     tests::expectAttempts<ActionAccess>(KEY, GetParam());
 }
 
-INSTANTIATE_TEST_SUITE_P(, AnActionsTimeOut, testing::ValuesIn(tests::ATTEMPTS));
+INSTANTIATE_TEST_SUITE_P(, AnActionsTimeout, testing::ValuesIn(tests::ATTEMPTS));
 
 using AnActionsConnection = ActionTest;
 
-TEST_F(AnActionsConnection, IsMadeByTheFirstAttemptWithoutALogLine) {
+TEST_F(AnActionsConnection, SucceedsAtTheFirstAttemptWithoutALogLine) {
     ActionAccess access(KEY);
     EXPECT_EQ(access.connect(1000), 0);
     EXPECT_EQ(access.getType(), OBJECT_TYPE_ACTION);
@@ -188,10 +179,10 @@ TEST_F(AnActionsConnection, IsMadeByTheFirstAttemptWithoutALogLine) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(AnActionsConnection, IsRefusedAtOnceWithoutATimeOut) {
+TEST_F(AnActionsConnection, FailsAtOnceWithoutATimeout) {
     model.withdraw(KEY);
     ActionAccess access(KEY);
-    // The quickest of several: a pause would be in every one of them.
+    // Measures the shortest of several calls; a pause would lengthen all of them.
     auto quickest = Clock::duration::max();
     for (int i = 0; i < 10; ++i) {
         const auto start = Clock::now();
@@ -201,7 +192,7 @@ TEST_F(AnActionsConnection, IsRefusedAtOnceWithoutATimeOut) {
     EXPECT_LT(quickest, 100ms);
 }
 
-TEST_F(AnActionsConnection, FailsWithALogLineThatHasTheStatusOfTheModel) {
+TEST_F(AnActionsConnection, LogsTheStatusOfTheModelIfItFails) {
     ActionAccess access(KEY);
     for (const int status : {3, 99, -1}) {
         setFault(&KeyFaults::connectStatus, status);
@@ -213,7 +204,7 @@ TEST_F(AnActionsConnection, FailsWithALogLineThatHasTheStatusOfTheModel) {
     EXPECT_EQ(model.subscribers(KEY), 0U);
 }
 
-TEST_F(AnActionsConnection, FailsWithTheStatusOfTheLastAttempt) {
+TEST_F(AnActionsConnection, LogsTheStatusOfTheLastAttempt) {
     setFault(&KeyFaults::connectStatus, 11);
     ActionAccess access(KEY);
     auto connecting = std::async(std::launch::async, [&] { return access.connect(2000); });
@@ -224,7 +215,7 @@ TEST_F(AnActionsConnection, FailsWithTheStatusOfTheLastAttempt) {
     EXPECT_THAT(log.lines(), ElementsAre(error("connect", "Failed 12\n")));
 }
 
-TEST_F(AnActionsConnection, FailsIfTheModelYieldsNoObject) {
+TEST_F(AnActionsConnection, FailsIfTheModelReturnsNoObject) {
     setFault(&KeyFaults::connectYieldsNothing, true);
     ActionAccess access(KEY);
     EXPECT_EQ(access.connect(150), 5);
@@ -233,7 +224,7 @@ TEST_F(AnActionsConnection, FailsIfTheModelYieldsNoObject) {
     EXPECT_EQ(access.getType(), 0);
 }
 
-TEST_F(AnActionsConnection, IsMadeByALaterAttemptOnceTheActionIsOffered) {
+TEST_F(AnActionsConnection, SucceedsOnceTheActionIsAvailable) {
     model.withdraw(KEY);
     ActionAccess access(KEY, handler);
     auto connecting = std::async(std::launch::async, [&] { return access.connect(60000); });
@@ -248,7 +239,7 @@ TEST_F(AnActionsConnection, IsMadeByALaterAttemptOnceTheActionIsOffered) {
     EXPECT_THAT(handler->heard.all(), ElementsAre(ActionRecorder::resultText(id, ValueObject("[]"))));
 }
 
-TEST_F(AnActionsConnection, IsKeptByFurtherCallsWhateverTheirTimeOut) {
+TEST_F(AnActionsConnection, IsKeptByFurtherCallsWithAnyTimeout) {
     ActionAccess access(KEY);
     ASSERT_EQ(access.connect(0), 0);
     model.withdraw(KEY);
@@ -259,7 +250,7 @@ TEST_F(AnActionsConnection, IsKeptByFurtherCallsWhateverTheirTimeOut) {
     EXPECT_EQ(model.subscribers(KEY), 1U);
 }
 
-TEST_F(AnActionsConnection, KeepsTheTimeOutOfTheLastCallEvenIfConnected) {
+TEST_F(AnActionsConnection, KeepsTheTimeoutOfTheLastCall) {
     ActionAccess access(KEY);
     ASSERT_EQ(access.connect(0), 0);
     ASSERT_EQ(access.connect(250), 0);
@@ -270,7 +261,7 @@ TEST_F(AnActionsConnection, KeepsTheTimeOutOfTheLastCallEvenIfConnected) {
     EXPECT_EQ(model.connectAttempts(KEY) - before, 3U);
 }
 
-TEST_F(AnActionsConnection, IsUndoneForAnObjectThatIsNoAction) {
+TEST_F(AnActionsConnection, IsClosedIfTheObjectIsNoAction) {
     const std::vector<std::pair<ObjectTypeSpec, Value>> otherTypes{
         {OBJECT_TYPE_NONE, {}},
         {OBJECT_TYPE_NUMERIC_INTEGER, 1},
@@ -321,7 +312,7 @@ TEST_F(AnActionsDisconnection, EndsTheSubscriptionAndAllowsAnother) {
     EXPECT_EQ(handler->heard.count(), 1U);
 }
 
-TEST_F(AnActionsDisconnection, IsAskedOfTheModelEvenIfThereIsNoConnection) {
+TEST_F(AnActionsDisconnection, IsRequestedFromTheModelWithoutAConnection) {
     {
         ActionAccess access(KEY);
         for (unsigned lookups = 1; lookups <= 3; ++lookups) {
@@ -336,24 +327,22 @@ TEST_F(AnActionsDisconnection, IsAskedOfTheModelEvenIfThereIsNoConnection) {
 
 using AnActionsHandler = ActionTest;
 
-TEST_F(AnActionsHandler, IsReplacedReleasedAndKeptIfItIsTheSame) {
+TEST_F(AnActionsHandler, IsReleasedWhenItIsReplaced) {
     const auto other = std::make_shared<ActionRecorder>();
     ActionAccess access(KEY, handler);
     EXPECT_EQ(access.setActionResultHandler(handler), 0);
-    EXPECT_EQ(handler.use_count(), 2);
+    access.notifyExecutionError(1, 2);
     EXPECT_EQ(access.setActionResultHandler(other), 0);
     EXPECT_EQ(handler.use_count(), 1);
-    EXPECT_EQ(other.use_count(), 2);
-    access.notifyExecutionError(1, 2);
-    EXPECT_EQ(other.use_count(), 2);
+    access.notifyExecutionError(3, 4);
     EXPECT_EQ(access.setActionResultHandler(nullptr), 0);
     EXPECT_EQ(other.use_count(), 1);
-    access.notifyExecutionError(3, 4);
-    EXPECT_THAT(handler->heard.all(), IsEmpty());
-    EXPECT_THAT(other->heard.all(), ElementsAre("1 failed 2"));
+    access.notifyExecutionError(5, 6);
+    EXPECT_THAT(handler->heard.all(), ElementsAre("1 failed 2"));
+    EXPECT_THAT(other->heard.all(), ElementsAre("3 failed 4"));
 }
 
-TEST_F(AnActionsHandler, HearsTheAnswersAlsoIfItWasSetAfterConnecting) {
+TEST_F(AnActionsHandler, ReceivesAnswersIfItIsSetAfterConnecting) {
     ActionAccess access(KEY);
     ASSERT_EQ(access.connect(0), 0);
     access.setActionResultHandler(handler);
@@ -362,7 +351,7 @@ TEST_F(AnActionsHandler, HearsTheAnswersAlsoIfItWasSetAfterConnecting) {
     EXPECT_EQ(handler->heard.count(), 1U);
 }
 
-TEST_F(AnActionsHandler, IsNotTheHandlerOfValues) {
+TEST_F(AnActionsHandler, IsIndependentOfTheValueHandler) {
     class Values : public ValueHandler {
       public:
         void onNewValue(const ValueObject&) override { ++calls; }
@@ -393,7 +382,7 @@ TEST_F(AnActionsHandler, MayReplaceItself) {
 
 using AnInvocation = ActionTest;
 
-TEST_F(AnInvocation, IsRefusedWithoutAConnectionAndDoesNotMakeOne) {
+TEST_F(AnInvocation, FailsWithoutAConnectionAndDoesNotConnect) {
     ActionAccess access(KEY, handler);
     unsigned id = 4711;
     EXPECT_EQ(access.invoke(id, {{0, 0, "a"}}), -1);
@@ -407,7 +396,7 @@ TEST_F(AnInvocation, IsRefusedWithoutAConnectionAndDoesNotMakeOne) {
     EXPECT_THAT(model.invocations(KEY), IsEmpty());
 }
 
-TEST_F(AnInvocation, HandsOverItsArgumentsAsTheyAreAndTellsItsId) {
+TEST_F(AnInvocation, PassesItsArgumentsUnchangedAndReturnsItsId) {
     const std::vector<Arguments> lists{
         {},
         {{0, 0, "setChannel"}, {0, 1, "12"}, {0, 2, ""}},
@@ -443,7 +432,7 @@ TEST_F(AnInvocation, ReturnsTheStatusOfTheModelWithoutALogLine) {
     EXPECT_THAT(handler->heard.all(), IsEmpty());
 }
 
-TEST_F(AnInvocation, IsAnsweredUnderItsIdWithWhatTheActionGives) {
+TEST_F(AnInvocation, IsAnsweredUnderItsIdWithTheActionsResult) {
     model.setAction(KEY, [](const Arguments& arguments) {
         const std::string& text = arguments.at(0).value;
         return text == "fail" ? Answer{-22, {}} : Answer{0, {{0, 1, text}, {0, 0, "done"}}};
@@ -459,7 +448,7 @@ TEST_F(AnInvocation, IsAnsweredUnderItsIdWithWhatTheActionGives) {
                             std::to_string(down) + " [done,down]"));
 }
 
-TEST_F(AnInvocation, MayBeAnsweredBeforeItReturnsOnAThreadOfTheModel) {
+TEST_F(AnInvocation, MayBeAnsweredOnAModelThreadBeforeItReturns) {
     setFault(&KeyFaults::answerBeforeReturning, true);
     std::atomic<std::thread::id> thread{std::this_thread::get_id()};
     const auto recorder = std::make_shared<ActionRecorder>([&] { thread = std::this_thread::get_id(); });
@@ -470,7 +459,7 @@ TEST_F(AnInvocation, MayBeAnsweredBeforeItReturnsOnAThreadOfTheModel) {
     EXPECT_NE(thread.load(), std::this_thread::get_id());
 }
 
-TEST_F(AnInvocation, IsToldAsOftenAsItIsAnswered) {
+TEST_F(AnInvocation, NotifiesTheHandlerOfEachRepeatedAnswer) {
     ActionAccess access(KEY, handler);
     ASSERT_EQ(access.connect(0), 0);
     setFault(&KeyFaults::repeatAnswers, 2U);
@@ -486,7 +475,7 @@ TEST_F(AnInvocation, IsToldAsOftenAsItIsAnswered) {
     EXPECT_EQ(handler->heard.all().back(), ActionRecorder::failureText(later, 5));
 }
 
-TEST_F(AnInvocation, IsNotNeededForAnAnswer) {
+TEST_F(AnInvocation, IsNotRequiredForAnAnswer) {
     ActionAccess access(KEY, handler);
     ASSERT_EQ(access.connect(0), 0);
     model.answer(KEY, 123456, {0, {{0, 0, "a"}}});
@@ -498,7 +487,7 @@ TEST_F(AnInvocation, IsNotNeededForAnAnswer) {
     EXPECT_THAT(model.invocations(KEY), IsEmpty());
 }
 
-TEST_F(AnInvocation, MayBeMadeInAnAnswer) {
+TEST_F(AnInvocation, MayBeMadeInTheHandlerOfAnAnswer) {
     ActionAccess access(KEY);
     std::atomic<int> more{3};
     const auto repeating = std::make_shared<ActionRecorder>([&] {
@@ -511,7 +500,7 @@ TEST_F(AnInvocation, MayBeMadeInAnAnswer) {
     EXPECT_EQ(repeating->heard.count(), 4U);
 }
 
-TEST_F(AnInvocation, HasAnIdOfItsOwnFromEveryThread) {
+TEST_F(AnInvocation, HasAUniqueIdOnEveryThread) {
     model.setNotificationDelay(0ms);
     ActionAccess access(KEY, handler);
     ASSERT_EQ(access.connect(0), 0);
@@ -544,7 +533,7 @@ TEST_F(AnInvocation, ReachesTheTelevisionsSourceSwitch) {
 
 using AnAnswer = ActionTest;
 
-TEST_F(AnAnswer, IsLoggedBehindTheEntryAndToldToTheHandler) {
+TEST_F(AnAnswer, IsLoggedAndPassedToTheHandler) {
     ActionAccess access(KEY, handler);
     for (const Notification& notification : bothNotifications(KEY)) {
         SCOPED_TRACE(notification.function);
@@ -580,7 +569,7 @@ TEST_F(AnAnswer, IsLoggedWithSignedNumbersAndTheNumberOfArguments) {
     EXPECT_EQ(log.withMessage(std::string("Action Result: ") + KEY + ",  -2147483648,  300\n").size(), 1U);
 }
 
-TEST_F(AnAnswer, IsAListOfTextsInTheOrderOfTheirPositionsWithRoomForThem) {
+TEST_F(AnAnswer, ListsItsTextsInTheOrderOfTheirPositions) {
     ActionAccess access(KEY, handler);
     access.notifyResult(5, {{0, 2, "c"}, {9, 0, "a"}, {65535, 1, "b"}});
     const ValueObject result = handler->result;
@@ -597,7 +586,7 @@ TEST_F(AnAnswer, IsAnEmptyListWithoutArguments) {
     EXPECT_THAT(handler->heard.all(), ElementsAre("5 []"));
 }
 
-TEST_F(AnAnswer, KeepsTextsAsTheyAre) {
+TEST_F(AnAnswer, KeepsItsTextsUnchanged) {
     const std::string text("a\0b%s", 5);
     ActionAccess access(KEY, handler);
     access.notifyResult(5, {{0, 1, std::string(3000, 'x')}, {0, 0, text}});
@@ -607,11 +596,11 @@ TEST_F(AnAnswer, KeepsTextsAsTheyAre) {
 }
 
 struct Placing {
-    std::vector<unsigned> positions;  // of the texts a, b, c, ...
+    std::vector<unsigned> positions;  // the positions of the texts a, b, c, ...
     const char* result;
 };
 
-TEST_F(AnAnswer, LosesWhatHasNoPlaceInTheListAndLeavesOthersEmpty) {
+TEST_F(AnAnswer, DropsTextsBeyondTheListAndLeavesGapsEmpty) {
     const std::vector<Placing> table{
         {{0, 0, 0}, "[c,,]"},
         {{1, 1}, "[,b]"},
@@ -638,7 +627,8 @@ TEST_F(AnAnswer, LosesWhatHasNoPlaceInTheListAndLeavesOthersEmpty) {
     }
 }
 
-// The rule in its own words: the low byte, as a signed number, is the index.
+// The expected list, computed separately: the index of a text is the low byte of its position as a signed
+// number.
 std::vector<std::string> placed(const Arguments& arguments) {
     std::vector<std::string> list(arguments.size());
     for (const Argument& argument : arguments) {
@@ -666,7 +656,7 @@ class AnAnswerOfSize : public ActionTest, public testing::WithParamInterface<std
     ActionAccess access{KEY, handler};
 };
 
-TEST_P(AnAnswerOfSize, WritesNothingOutsideTheListWhateverThePosition) {
+TEST_P(AnAnswerOfSize, NeverWritesOutsideItsList) {
     const std::size_t size = GetParam();
     for (unsigned first = 0; first <= UINT16_MAX;
          first += static_cast<unsigned>(std::max<std::size_t>(size, 1))) {
@@ -678,9 +668,9 @@ TEST_P(AnAnswerOfSize, WritesNothingOutsideTheListWhateverThePosition) {
     }
 }
 
-TEST_P(AnAnswerOfSize, FollowsTheRuleForAnyMixOfPositions) {
+TEST_P(AnAnswerOfSize, PlacesEachTextByItsPosition) {
     std::mt19937 random(static_cast<unsigned>(GetParam()));
-    // Of all positions; and of those about the list, so that they repeat.
+    // First any positions, then positions about as large as the list, which therefore repeat.
     for (const unsigned range : {65536U, static_cast<unsigned>(GetParam()) + 2}) {
         for (int round = 0; round < 30; ++round) {
             Arguments arguments;

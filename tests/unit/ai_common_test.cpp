@@ -17,7 +17,6 @@
 #include <memory>
 #include <string>
 #include <thread>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -46,7 +45,7 @@ std::vector<LogLine> messages(const LogRecorder& log) {
     return found;
 }
 
-// A directory of its own, removed with what is in it.
+// A new directory. The destructor removes it with the files that file() has named.
 class TemporaryDirectory {
   public:
     TemporaryDirectory() {
@@ -101,20 +100,6 @@ class APath : public AFileTest {};
 
 // The frame descriptor.
 
-static_assert(std::is_same_v<decltype(PictureData::data), unsigned char*>);
-static_assert(std::is_unsigned_v<decltype(PictureData::width)> && sizeof(PictureData::width) == 4);
-static_assert(std::is_unsigned_v<decltype(PictureData::height)> && sizeof(PictureData::height) == 4);
-static_assert(std::is_enum_v<ColorMode> && sizeof(ColorMode) == 4);
-static_assert(sizeof(PictureData::option) == 4);
-
-TEST(APictureDescriptor, KeepsItsFieldsInOrderWithoutGaps) {
-    EXPECT_EQ(offsetof(PictureData, data), 0U);
-    EXPECT_EQ(offsetof(PictureData, width), sizeof(void*));
-    EXPECT_EQ(offsetof(PictureData, height), sizeof(void*) + 4);
-    EXPECT_EQ(offsetof(PictureData, colorMode), sizeof(void*) + 8);
-    EXPECT_EQ(offsetof(PictureData, option), sizeof(void*) + 12);
-}
-
 TEST(APictureDescriptor, IsInitialisedToASmallPictureWithoutPixels) {
     unsigned char pixel = 0;
     PictureData picture = {&pixel, 1, 2, static_cast<ColorMode>(1), -1};
@@ -136,9 +121,9 @@ TEST(AColorMode, HasThreeChannelsOtherwise) {
     for (const int mode : modes) EXPECT_EQ(getChannels(static_cast<ColorMode>(mode)), 3) << mode;
 }
 
-// Text to a number.
+// Parsing a number.
 
-TEST(APositiveNumber, IsWhatATextBeginsWith) {
+TEST(APositiveNumber, IsParsedFromTheBeginningOfAText) {
     const std::pair<const char*, int> rows[] = {
         {"12", 12},
         {"1", 1},
@@ -156,14 +141,14 @@ TEST(APositiveNumber, IsWhatATextBeginsWith) {
     EXPECT_THAT(messages(log), IsEmpty());
 }
 
-TEST(ANumberThatIsNotPositive, GivesTheDefaultWithoutAComplaint) {
+TEST(ANumberThatIsNotPositive, YieldsTheDefaultWithoutALogLine) {
     LogRecorder log;
     for (const char* text : {"0", "-0", "-5", "-5abc", "0x10", "0.9", "-2147483648"})
         EXPECT_EQ(str2int(text, 7), 7) << text;
     EXPECT_THAT(messages(log), IsEmpty());
 }
 
-TEST(ATextThatBeginsWithNoNumber, IsReportedAndGivesTheDefault) {
+TEST(ATextWithoutALeadingNumber, IsLoggedAndYieldsTheDefault) {
     for (const char* text : {"abc", "", "   ", "-", "+", "x12", ".5", "--5", "TRUE"}) {
         SCOPED_TRACE(text);
         LogRecorder log;
@@ -172,7 +157,7 @@ TEST(ATextThatBeginsWithNoNumber, IsReportedAndGivesTheDefault) {
     }
 }
 
-TEST(ANumberBeyondTheRange, IsReportedAndGivesTheDefault) {
+TEST(ANumberBeyondTheRange, IsLoggedAndYieldsTheDefault) {
     for (const char* text : {"2147483648", "-2147483649", "4294967297", "9223372036854775808",
                              "99999999999999999999999999", "-99999999999999999999999999"}) {
         SCOPED_TRACE(text);
@@ -182,13 +167,13 @@ TEST(ANumberBeyondTheRange, IsReportedAndGivesTheDefault) {
     }
 }
 
-TEST(AMissingText, IsReportedAndGivesTheDefault) {
+TEST(ANullText, IsLoggedAndYieldsTheDefault) {
     LogRecorder log;
     EXPECT_EQ(str2int(nullptr, 7), 7);
     EXPECT_THAT(messages(log), ElementsAre(line(tests::ERROR, "str2int", "pStr is NULL.\n")));
 }
 
-TEST(ATextForWhoseCopyThereIsNoMemory, IsReportedAndGivesTheDefault) {
+TEST(ATextThatCannotBeCopied, IsLoggedAndYieldsTheDefault) {
     LogRecorder log;
     tests::allocationsUntilFailure = 0;
     const int number = str2int("00000000000000000000000000000012", 7);
@@ -197,7 +182,7 @@ TEST(ATextForWhoseCopyThereIsNoMemory, IsReportedAndGivesTheDefault) {
     EXPECT_THAT(messages(log), ElementsAre(line(tests::ERROR, "str2int", "fail: others.\n")));
 }
 
-TEST(ADefault, IsReturnedAsItIs) {
+TEST(ADefault, IsReturnedUnchanged) {
     const LogRecorder log;
     for (const int value : {0, -1, 7, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()}) {
         for (const char* text : {static_cast<const char*>(nullptr), "abc", "2147483648", "0", "-5"})
@@ -205,7 +190,7 @@ TEST(ADefault, IsReturnedAsItIs) {
     }
 }
 
-// Bytes in the log.
+// Logging bytes.
 
 TEST(ADumpOfBytes, IsOneLineOfDecimalNumbersAfterTheTitle) {
     const char bytes[] = {0, static_cast<char>(255)};
@@ -214,7 +199,7 @@ TEST(ADumpOfBytes, IsOneLineOfDecimalNumbersAfterTheTitle) {
     EXPECT_THAT(messages(log), ElementsAre(line(tests::INFO, "outputCharSerial", "abc0, 255, .\n")));
 }
 
-TEST(ADumpOfBytes, TakesThemAsUnsigned) {
+TEST(ADumpOfBytes, PrintsThemAsUnsignedNumbers) {
     const char bytes[] = {1, 127, static_cast<char>(128), static_cast<char>(254), 10};
     LogRecorder log;
     outputCharSerial("", bytes, 5);
@@ -228,7 +213,7 @@ TEST(ADumpOfBytes, EndsAfterItsLength) {
     EXPECT_THAT(messages(log), ElementsAre(line(tests::INFO, "outputCharSerial", "title 1, 2, .\n")));
 }
 
-TEST(ADumpOfNoBytes, IsTheTitleAlone) {
+TEST(ADumpOfNoBytes, HasOnlyTheTitle) {
     for (const int length : {0, -1, std::numeric_limits<int>::min()}) {
         SCOPED_TRACE(length);
         LogRecorder log;
@@ -237,13 +222,13 @@ TEST(ADumpOfNoBytes, IsTheTitleAlone) {
     }
 }
 
-TEST(ADumpWithoutATitle, IsTheNumbersAlone) {
+TEST(ADumpWithoutATitle, HasOnlyTheNumbers) {
     LogRecorder log;
     outputCharSerial(nullptr, "\1\2", 2);
     EXPECT_THAT(messages(log), ElementsAre(line(tests::INFO, "outputCharSerial", "1, 2, .\n")));
 }
 
-TEST(ADumpOfAMissingBuffer, IsReported) {
+TEST(ADumpOfANullBuffer, LogsAnError) {
     for (const char* title : {"abc", static_cast<const char*>(nullptr)}) {
         for (const int length : {2, 0, -1}) {
             LogRecorder log;
@@ -253,7 +238,7 @@ TEST(ADumpOfAMissingBuffer, IsReported) {
     }
 }
 
-TEST(ADumpWithoutMemory, IsReportedAndNotMade) {
+TEST(ADumpWithoutMemory, LogsAnErrorInsteadOfTheBytes) {
     LogRecorder log;
     tests::allocationsUntilFailure = 0;
     outputCharSerial("a title that is too long for a small string", "\1\2", 2);
@@ -261,19 +246,19 @@ TEST(ADumpWithoutMemory, IsReportedAndNotMade) {
     EXPECT_THAT(messages(log), ElementsAre(line(tests::ERROR, "outputCharSerial", "fail: others.\n")));
 }
 
-TEST(ATitle, IsNoFormat) {
+TEST(ATitle, IsNotUsedAsAFormatString) {
     LogRecorder log;
     outputCharSerial("100%s %n%d%% ", "\1", 1);
     EXPECT_THAT(messages(log), ElementsAre(line(tests::INFO, "outputCharSerial", "100%s %n%d%% 1, .\n")));
 }
 
-TEST(ADumpOfManyBytes, IsStillOneLine) {
+TEST(ADumpOfManyBytes, IsOneLine) {
     constexpr std::size_t COUNT = 100000;
     const std::string bytes(COUNT, static_cast<char>(200));
     std::string numbers;
     for (std::size_t i = 0; i < COUNT; ++i) numbers += "200, ";
 
-    // Not recorded in parts: the line is too long for that.
+    // LogRecorder would parse the line, which is slow for a line of this length.
     std::vector<std::string> lines;
     const LogRecorder restoresTheSink(Verbosity::INFO);
     simulated::Television::instance().debugOutput().setSink(
@@ -296,7 +281,7 @@ TEST(ALogLine, IsPrintedOnlyIfItsLevelIsOn) {
     };
     for (const auto& [verbosity, expected] : rows) {
         LogRecorder log(verbosity);
-        // The debug output itself prints whatever it is given.
+        // The debug output does not check the level; the library must.
         str2int(nullptr, 7);
         outputCharSerial("abc", "\1", 1);
         EXPECT_EQ(log.lines(), expected);
@@ -320,7 +305,7 @@ TEST_F(AFile, ThatMayNotBeWrittenExists) {
     EXPECT_TRUE(fileExist(path.c_str()));
 }
 
-TEST_F(AFile, IsClosedAgain) {
+TEST_F(AFile, IsClosedAfterTheCheck) {
     const auto nextDescriptor = [] {
         const int descriptor = open("/dev/null", O_RDONLY);
         close(descriptor);
@@ -332,7 +317,7 @@ TEST_F(AFile, IsClosedAgain) {
     EXPECT_EQ(nextDescriptor(), before);
 }
 
-TEST_F(APath, ThatLeadsNowhereIsNoFileAndBecomesNone) {
+TEST_F(APath, ThatDoesNotExistIsNoFileAndIsNotCreated) {
     const std::string missing = directory.file("missing");
     EXPECT_FALSE(fileExist(missing.c_str()));
     EXPECT_NE(access(missing.c_str(), F_OK), 0);
@@ -350,7 +335,7 @@ TEST_F(APath, OfADirectoryExistsIfTheSystemOpensDirectories) {
     EXPECT_EQ(fileExist(directory.path().c_str()), opened != nullptr);
 }
 
-// It is there, but nobody can open it.
+// A socket exists as a file but cannot be opened.
 TEST_F(APath, OfASocketIsNoFile) {
     const std::string path = directory.file("socket");
     sockaddr_un address = {};
@@ -368,7 +353,7 @@ TEST_F(APath, OfASocketIsNoFile) {
 
 // Threads.
 
-TEST(TheCurrentThread, IsKnownByTheIdOfTheKernel) {
+TEST(TheCurrentThread, HasTheKernelsThreadId) {
     const auto kernelId = [] { return static_cast<int>(syscall(SYS_gettid)); };
     const int here = currentThread();
     EXPECT_EQ(here, kernelId());

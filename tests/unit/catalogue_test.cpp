@@ -64,7 +64,7 @@ TEST(TheCatalogue, HasEveryKeyThatTheLibraryUses) {
     EXPECT_EQ(keys.size(), std::size(names));
 }
 
-TEST(TheCatalogue, SaysWhatEachKeyMeans) {
+TEST(TheCatalogue, HasAMeaningAndAGroupForEachKey) {
     for (const KeyDefinition& key : catalogue::loadCatalogue()) {
         EXPECT_FALSE(key.meaning.empty()) << key.name;
         EXPECT_FALSE(key.group.empty()) << key.name;
@@ -83,7 +83,7 @@ TEST(TheCatalogue, CanBeReplacedByAFile) {
     EXPECT_EQ(std::get<long long>(keys[0].initial), 5000000000LL);
 }
 
-TEST(TheCatalogue, ThatCannotBeReadIsNamed) {
+TEST(TheCatalogue, ThatCannotBeReadIsNamedInTheError) {
     setenv("AIPQ_TV_CATALOGUE", "/nowhere/catalogue.toml", 1);
     EXPECT_THROW(
         try { catalogue::loadCatalogue(); } catch (const std::runtime_error& error) {

@@ -44,7 +44,7 @@ struct Delivery {
     pid_t thread;
 };
 
-// A client's callback.
+// A client that records the calls of its callback.
 class Client {
   public:
     static void callBack(bool success, PictureData* picture, void* userData) {
@@ -65,7 +65,7 @@ class Client {
         return m_deliveries;
     }
 
-    // Callbacks do not return until this is ready.
+    // Blocks callbacks until `gate` is ready.
     void holdUntil(std::shared_future<void> gate) { m_gate = std::move(gate); }
 
   private:
@@ -77,7 +77,7 @@ class Client {
 
 class PictureCaptureTest : public tests::CaptureTest {
   protected:
-    // Stopping calls back once more.
+    // Stops the capture while `client` still exists: stop() calls the callback once more.
     ~PictureCaptureTest() override { capture.stop(); }
 
     std::size_t logged(unsigned level, const char* function, const std::string& message) const {
@@ -94,14 +94,14 @@ class ARequest : public PictureCaptureTest {};
 class WaitingForAFrame : public PictureCaptureTest {};
 class TheCallback : public PictureCaptureTest {};
 class Stopping : public PictureCaptureTest {};
-// What fails with all levels off fails as it does otherwise, and prints nothing.
-class AQuietLog : public PictureCaptureTest {
+// With all log levels off, failures have the same results, and nothing is printed.
+class ADisabledLog : public PictureCaptureTest {
   protected:
     void SetUp() override { television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF); }
     void TearDown() override { EXPECT_EQ(log.lines().size(), 0U); }
 };
-// As the platform was given them by a capture that is stopped again.
-class TheThreadEntries : public PictureCaptureTest {
+// Uses the thread functions that a capture, now stopped, has passed to the platform.
+class TheThreadFunctions : public PictureCaptureTest {
   protected:
     void SetUp() override {
         capture.registerCallBack(Client::callBack, &client);
@@ -143,7 +143,7 @@ TEST_F(TheCaptureBlock, OfAnEarlierProcessIsReusedAndCleared) {
     EXPECT_EQ(peer.block().pixels[100], 0);
 }
 
-TEST_F(TheCaptureBlock, OfAnotherSizeCannotBeHad) {
+TEST_F(TheCaptureBlock, OfASmallerSizeIsRefused) {
     ASSERT_NE(shmget(72314, 100, IPC_CREAT | 0666), -1);
     EXPECT_FALSE(capture.initShareMemory());
     EXPECT_EQ(logged(ERROR, "initShareMemory", "shmget Error.\n"), 1U);
@@ -155,17 +155,19 @@ TEST_F(TheCaptureBlock, OfAnotherSizeCannotBeHad) {
     expectRequestToArrive();
 }
 
-TEST_F(TheCaptureBlock, ThatCannotBeAttachedIsNotTakenForNone) {
+TEST_F(TheCaptureBlock, ThatCannotBeAttachedCrashesARequest) {
     tests::failNextShmat(ENOMEM);
     EXPECT_FALSE(capture.initShareMemory());
     EXPECT_EQ(logged(ERROR, "initShareMemory", "shmat Error.\n"), 1U);
     EXPECT_EQ(log.withMessage("init share memory.\n").size(), 0U);
-    // The failure value is kept: whoever goes on hits it.
+    // The capture keeps the invalid pointer that shmat returned; the next use crashes.
     EXPECT_DEATH(capture.getPicture(false, nullptr), "");
     EXPECT_DEATH(capture.picutreCaptureFinished(&picture), "");
 }
 
-TEST_F(TheCaptureBlock, IsNotCheckedForByARequest) { EXPECT_DEATH(capture.getPicture(false, nullptr), ""); }
+TEST_F(TheCaptureBlock, ThatDoesNotExistCrashesARequest) {
+    EXPECT_DEATH(capture.getPicture(false, nullptr), "");
+}
 
 // start()
 
@@ -191,7 +193,7 @@ TEST_F(Starting, WithACallbackCreatesBothThreads) {
     EXPECT_EQ(logged(INFO, "threadCheckCaptureProc", "create thread check caputre.\n"), 1U);
 }
 
-TEST_F(Starting, EndsWithAReturnLineAndNoAttributesLeft) {
+TEST_F(Starting, LogsItsReturnAndDestroysItsThreadAttributes) {
     start();
     EXPECT_EQ(television.threads().attributesInUse(), 0);
     const std::vector<LogLine> lines = log.lines();
@@ -208,22 +210,22 @@ TEST_F(Starting, ASecondTimeChangesNothing) {
     capture.start();
     EXPECT_EQ(logged(INFO, "start", "m_loopSendMessageQueue is true, do not need to create thread again.\n"),
               1U);
-    EXPECT_EQ(log.lines().size(), 2U);  // with the ENTER line
+    EXPECT_EQ(log.lines().size(), 2U);  // this line and the ENTER line
     EXPECT_EQ(television.threads().created().size(), 1U);
 }
 
-TEST_F(Starting, WithoutAThreadIsLoggedAndCanBeTriedAgain) {
+TEST_F(Starting, WithoutAThreadIsLoggedAndCanBeRepeated) {
     television.threads().fail(1);
     capture.start();
     EXPECT_EQ(logged(ERROR, "start", "pthread_create() failed.\n"), 1U);
     EXPECT_EQ(television.threads().created().size(), 0U);
-    // Known and kept: the attributes of the failed attempt are not destroyed.
+    // A known leak that is kept: the attributes of the failed attempt are not destroyed.
     EXPECT_EQ(television.threads().attributesInUse(), 1);
     start();
     EXPECT_EQ(television.threads().created().size(), 1U);
 }
 
-TEST_F(Starting, WithoutTheCheckingThreadIsNotNoticedAndCanBeStopped) {
+TEST_F(Starting, WithoutTheCheckingThreadLogsSuccessAndCanBeStopped) {
     capture.registerCallBack(Client::callBack, &client);
     television.threads().fail(1, 1);
     start();
@@ -233,7 +235,7 @@ TEST_F(Starting, WithoutTheCheckingThreadIsNotNoticedAndCanBeStopped) {
     EXPECT_TRUE(client.deliveries().empty());
 }
 
-TEST_F(Starting, WithoutAttributesForAThreadIsLoggedAndCanBeTriedAgain) {
+TEST_F(Starting, WithoutThreadAttributesIsLoggedAndCanBeRepeated) {
     tests::failNextThreadAttributes(ENOMEM);
     capture.start();
     EXPECT_EQ(logged(ERROR, "start", "pthread_create() failed.\n"), 1U);
@@ -274,7 +276,7 @@ TEST_F(TheRequestQueue, HoldsFiveMessagesOfTwentyBytes) {
     mq_close(queue);
 }
 
-TEST_F(TheRequestQueue, KeepsItsAttributesIfItIsThereAlready) {
+TEST_F(TheRequestQueue, KeepsItsAttributesIfItAlreadyExists) {
     mq_attr attributes{};
     attributes.mq_maxmsg = 3;
     attributes.mq_msgsize = 64;
@@ -302,7 +304,7 @@ TEST_F(TheRequestQueue, ThatCannotBeCreatedEndsTheSender) {
     ASSERT_TRUE(log.waitFor("mp_open failed"));
     EXPECT_EQ(logged(ERROR, "handleSendMessageQueue", "mp_open failed, errno: Permission denied(13).\n"), 1U);
     EXPECT_EQ(tests::mqOpenCalls(), 1);
-    // The object still counts as running.
+    // start() still treats the capture as running.
     capture.start();
     EXPECT_EQ(log.withMessage("m_loopSendMessageQueue is true, do not need to create thread again.\n").size(),
               1U);
@@ -331,7 +333,7 @@ std::size_t openDescriptors() {
     return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
 }
 
-TEST_F(TheRequestQueue, IsOpenedTwiceIfAnEarlierCallLeftItsErrorBehind) {
+TEST_F(TheRequestQueue, IsOpenedTwiceIfErrnoIsLeftFromAnEarlierCall) {
     const std::size_t before = openDescriptors();
     tests::failMqOpen(0);
     errno = EEXIST;
@@ -350,7 +352,7 @@ TEST_F(TheRequestQueue, IsOpenedOnceOtherwise) {
     EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_F(TheRequestQueue, ThatTakesNoSuchMessageIsLogged) {
+TEST_F(TheRequestQueue, ThatRefusesTheMessageIsLogged) {
     mq_attr attributes{};
     attributes.mq_maxmsg = 5;
     attributes.mq_msgsize = 10;
@@ -366,7 +368,7 @@ TEST_F(TheRequestQueue, ThatTakesNoSuchMessageIsLogged) {
 
 // Requests
 
-TEST_F(ARequest, IsTheTextFilledUpToTwentyBytes) {
+TEST_F(ARequest, IsATextPaddedToTwentyBytes) {
     start();
     capture.getPicture(false, nullptr);
     EXPECT_EQ(Peer::receive(), CAPTURE_REQUEST);
@@ -376,7 +378,7 @@ TEST_F(ARequest, IsTheTextFilledUpToTwentyBytes) {
     EXPECT_EQ(log.withMessage("ERROR").size(), 0U);
 }
 
-TEST_F(ARequest, HandsItsFieldsToThePipeline) {
+TEST_F(ARequest, PassesItsFieldsToThePipeline) {
     start();
     picture = {nullptr, 100, 50, korvale::ai::COLOR_MODE_BGRA, -9};
     EXPECT_TRUE(capture.getPicture(false, &picture));
@@ -389,11 +391,11 @@ TEST_F(ARequest, HandsItsFieldsToThePipeline) {
     EXPECT_EQ(peer.block().totalSize, 150552U);
 }
 
-TEST_F(ARequest, WithoutAPictureIsTheDefaultOneAndNeverWaits) {
+TEST_F(ARequest, WithoutAPictureUsesTheDefaultAndNeverWaits) {
     start();
     EXPECT_TRUE(capture.getPicture(true, nullptr));
     ASSERT_TRUE(Peer::receive());
-    EXPECT_EQ(peer.state(), 1U);  // nobody has answered
+    EXPECT_EQ(peer.state(), 1U);  // the request is not answered yet
     EXPECT_EQ(peer.block().width, 224U);
     EXPECT_EQ(peer.block().height, 224U);
     EXPECT_EQ(peer.block().colorMode, 4U);
@@ -424,17 +426,17 @@ TEST_F(ARequest, ThatWaitsReturnsTheFrameInPlace) {
     pipeline.join();
     EXPECT_EQ(picture.width, 60U);
     EXPECT_EQ(picture.height, 30U);
-    EXPECT_EQ(picture.colorMode, 4);  // whatever was asked for
+    EXPECT_EQ(picture.colorMode, 4);  // not the requested mode
     EXPECT_EQ(picture.option, 5);
     ASSERT_NE(picture.data, nullptr);
     EXPECT_EQ(picture.data[0], 0xAB);
-    // Not copied: what the pipeline writes shows.
+    // The pixels are not copied: `data` points into the capture block.
     peer.block().pixels[0] = 0x12;
     EXPECT_EQ(picture.data[0], 0x12);
     EXPECT_EQ(log.countEnter(FILE_NAME, "getPicture"), 1U);
 }
 
-TEST_F(ARequest, TakesWhateverSizeThePipelineTells) {
+TEST_F(ARequest, ReturnsAnySizeThatThePipelineReports) {
     start();
     std::thread pipeline([this] {
         Peer::receive();
@@ -446,7 +448,7 @@ TEST_F(ARequest, TakesWhateverSizeThePipelineTells) {
     EXPECT_EQ(picture.height, 0U);
 }
 
-TEST_F(ARequest, WithoutAListenerFindsNobodyToCall) {
+TEST_F(ARequest, WithoutACallbackLogsNoMissingCallback) {
     start();
     EXPECT_TRUE(capture.getPicture(false, &picture));
     ASSERT_TRUE(Peer::receive());
@@ -480,10 +482,10 @@ TEST_F(WaitingForAFrame, EndsAfterTwoSecondsIfThePipelineNeverAnswers) {
     pipeline.join();
 }
 
-TEST_F(WaitingForAFrame, DoesNotLookAtTheStateInTheLastRound) {
+TEST_F(WaitingForAFrame, IgnoresTheStateInTheLastRound) {
     ASSERT_TRUE(capture.initShareMemory());
     std::atomic_ref<std::uint32_t>(peer.block().state).store(video::FRAME_REQUESTED);
-    // Ready only once the last but one round has been logged.
+    // Delivers the frame after the last round but one.
     std::thread pipeline([this] {
         ASSERT_TRUE(log.waitFor("timeSum: 1950."));
         peer.deliver(1, 1, 1);
@@ -493,7 +495,7 @@ TEST_F(WaitingForAFrame, DoesNotLookAtTheStateInTheLastRound) {
     EXPECT_EQ(logged(INFO, "picutreCaptureFinished", "state: 0, timeSum: 2000.\n"), 1U);
 }
 
-TEST_F(WaitingForAFrame, EndsAtOnceIfItIsThere) {
+TEST_F(WaitingForAFrame, EndsAtOnceIfTheFrameIsReady) {
     ASSERT_TRUE(capture.initShareMemory());
     peer.deliver(8, 4, 1);
     EXPECT_TRUE(capture.picutreCaptureFinished(&picture));
@@ -501,13 +503,13 @@ TEST_F(WaitingForAFrame, EndsAtOnceIfItIsThere) {
     EXPECT_EQ(log.withMessage("state: 0, timeSum: 50.\n").size(), 0U);
 }
 
-TEST_F(WaitingForAFrame, IsRefusedWithoutAPicture) {
+TEST_F(WaitingForAFrame, FailsWithoutAPicture) {
     EXPECT_FALSE(capture.picutreCaptureFinished(nullptr));
     EXPECT_EQ(logged(ERROR, "picutreCaptureFinished", "pictureData is NULL.\n"), 1U);
     EXPECT_EQ(log.withMessage("m_pshareMemory is NULL.\n").size(), 0U);
 }
 
-TEST_F(WaitingForAFrame, TakesAnyOtherStateForNotReady) {
+TEST_F(WaitingForAFrame, TreatsAnyOtherStateAsNotReady) {
     ASSERT_TRUE(capture.initShareMemory());
     std::atomic_ref<std::uint32_t>(peer.block().state).store(2);
     EXPECT_FALSE(capture.picutreCaptureFinished(&picture));
@@ -516,7 +518,7 @@ TEST_F(WaitingForAFrame, TakesAnyOtherStateForNotReady) {
 
 // The callback
 
-TEST_F(TheCallback, GetsTheFrameOnTheCheckingThread) {
+TEST_F(TheCallback, ReceivesTheFrameOnTheCheckingThread) {
     capture.registerCallBack(Client::callBack, &client);
     start();
     picture.width = 100;
@@ -532,10 +534,10 @@ TEST_F(TheCallback, GetsTheFrameOnTheCheckingThread) {
     EXPECT_EQ(delivery.picture.option, 0);
     EXPECT_EQ(delivery.picture.data[0], 0x55);
     EXPECT_EQ(delivery.thread, log.withMessage("create thread check caputre.\n")[0].thread);
-    EXPECT_EQ(picture.data, nullptr);  // the request's own picture is left alone
+    EXPECT_EQ(picture.data, nullptr);  // the request's own picture is unchanged
 }
 
-TEST_F(TheCallback, GetsTheDefaultPictureIfTimeIsUp) {
+TEST_F(TheCallback, ReceivesTheDefaultPictureAfterATimeout) {
     capture.registerCallBack(Client::callBack, &client);
     start();
     picture.width = 100;
@@ -547,10 +549,10 @@ TEST_F(TheCallback, GetsTheDefaultPictureIfTimeIsUp) {
     EXPECT_EQ(delivery.picture.width, 224U);
     EXPECT_EQ(delivery.picture.colorMode, 4);
     EXPECT_EQ(logged(ERROR, "picutreCaptureFinished", "time out.\n"), 1U);
-    peer.deliver(1, 1, 1);  // so that stopping does not wait once more
+    peer.deliver(1, 1, 1);  // otherwise stop() would wait for the frame again
 }
 
-TEST_F(TheCallback, IsAlsoCalledForARequestWithoutAPictureThatAsksToWait) {
+TEST_F(TheCallback, IsCalledForAWaitingRequestWithoutAPicture) {
     capture.registerCallBack(Client::callBack, &client);
     start();
     EXPECT_TRUE(capture.getPicture(true, nullptr));
@@ -560,7 +562,7 @@ TEST_F(TheCallback, IsAlsoCalledForARequestWithoutAPictureThatAsksToWait) {
     EXPECT_TRUE(client.deliveries()[0].success);
 }
 
-TEST_F(TheCallback, HoldsUpTheNextRequestWithoutWaiting) {
+TEST_F(TheCallback, DelaysTheNextRequestThatDoesNotWait) {
     std::promise<void> gate;
     client.holdUntil(gate.get_future().share());
     capture.registerCallBack(Client::callBack, &client);
@@ -568,7 +570,7 @@ TEST_F(TheCallback, HoldsUpTheNextRequestWithoutWaiting) {
     capture.getPicture(false, nullptr);
     ASSERT_TRUE(Peer::receive());
     peer.deliver(224, 224, 9);
-    awaitSleep("create thread check caputre.\n");  // in the callback
+    awaitSleep("create thread check caputre.\n");  // the checking thread is blocked in the callback
     auto second = std::async(std::launch::async, [this] { return capture.getPicture(false, nullptr); });
     EXPECT_EQ(second.wait_for(milliseconds(200)), std::future_status::timeout);
     gate.set_value();
@@ -576,7 +578,7 @@ TEST_F(TheCallback, HoldsUpTheNextRequestWithoutWaiting) {
     peer.deliver(224, 224, 9);
 }
 
-TEST_F(TheCallback, ThatIsSwitchedOffLaterIsLogged) {
+TEST_F(TheCallback, ThatIsUnregisteredAfterStartingIsLogged) {
     capture.registerCallBack(Client::callBack, &client);
     start();
     capture.registerCallBack(nullptr, nullptr);
@@ -586,7 +588,7 @@ TEST_F(TheCallback, ThatIsSwitchedOffLaterIsLogged) {
     EXPECT_EQ(log.withMessage("state: 1, timeSum: 0.\n").size(), 0U);
 }
 
-TEST_F(TheCallback, ThatIsSwitchedOffDuringTheWaitIsNotCalled) {
+TEST_F(TheCallback, ThatIsUnregisteredDuringTheWaitIsNotCalled) {
     capture.registerCallBack(Client::callBack, &client);
     start();
     capture.getPicture(false, nullptr);
@@ -597,7 +599,7 @@ TEST_F(TheCallback, ThatIsSwitchedOffDuringTheWaitIsNotCalled) {
     EXPECT_TRUE(client.deliveries().empty());
 }
 
-TEST_F(TheCallback, CanBeReplacedWithItsDatumWhileRunning) {
+TEST_F(TheCallback, CanBeReplacedWithItsUserDataWhileRunning) {
     Client other;
     capture.registerCallBack(Client::callBack, &client);
     start();
@@ -612,14 +614,14 @@ TEST_F(TheCallback, CanBeReplacedWithItsDatumWhileRunning) {
 
 // stop()
 
-TEST_F(Stopping, WithoutHavingStartedOnlyLogs) {
+TEST_F(Stopping, BeforeStartingOnlyLogs) {
     capture.stop();
     EXPECT_EQ(log.countEnter(FILE_NAME, "stop"), 1U);
     EXPECT_EQ(logged(INFO, "stop", "m_loopSendMessageQueue: 0, m_loopCheckCapture: 0.\n"), 1U);
     EXPECT_EQ(log.lines().size(), 2U);
 }
 
-TEST_F(Stopping, SendsTheMessageOneLastTime) {
+TEST_F(Stopping, SendsTheLastMessageOnceMore) {
     start();
     capture.getPicture(false, nullptr);
     ASSERT_EQ(Peer::receive(), CAPTURE_REQUEST);
@@ -635,7 +637,7 @@ TEST_F(Stopping, SendsTheMessageOneLastTime) {
     EXPECT_EQ(log.withMessage("mq_send with res: 0.\n").size(), 2U);
 }
 
-TEST_F(Stopping, SendsZeroesIfNothingWasEverRequested) {
+TEST_F(Stopping, SendsZeroesIfNothingWasRequested) {
     start();
     const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY);
     capture.stop();
@@ -646,16 +648,16 @@ TEST_F(Stopping, SendsZeroesIfNothingWasEverRequested) {
     mq_close(queue);
 }
 
-TEST_F(Stopping, CallsBackOneLastTime) {
+TEST_F(Stopping, CallsTheCallbackOnceMore) {
     capture.registerCallBack(Client::callBack, &client);
     start();
     capture.stop();
     ASSERT_EQ(client.deliveries().size(), 1U);
-    EXPECT_TRUE(client.deliveries()[0].success);  // nothing was requested: the state says ready
+    EXPECT_TRUE(client.deliveries()[0].success);  // without a request, the state is "ready"
     EXPECT_EQ(logged(INFO, "stop", "m_loopSendMessageQueue: 1, m_loopCheckCapture: 1.\n"), 1U);
 }
 
-TEST_F(Stopping, WaitsForTheFrameThatIsStillRequested) {
+TEST_F(Stopping, WaitsForARequestedFrame) {
     capture.registerCallBack(Client::callBack, &client);
     start();
     std::atomic_ref<std::uint32_t>(peer.block().state).store(video::FRAME_REQUESTED);
@@ -692,13 +694,13 @@ TEST_F(Stopping, HappensOnDestruction) {
     }
     EXPECT_EQ(logged(INFO, "stop", "m_loopSendMessageQueue: 1, m_loopCheckCapture: 0.\n"), 1U);
     EXPECT_FALSE(Peer::queueAttributes());
-    // The block stays for those who still hold a frame.
+    // The block is not removed, because clients may still use a frame in it.
     EXPECT_NE(shmget(72314, 0, 0), -1);
 }
 
 // The thread entries
 
-TEST_F(TheThreadEntries, LogAMissingObject) {
+TEST_F(TheThreadFunctions, LogANullArgument) {
     EXPECT_EQ(send(nullptr), nullptr);
     EXPECT_EQ(logged(INFO, "threadSendMessageQueueForPicture", "create thread to send message queue.\n"), 1U);
     EXPECT_EQ(logged(ERROR, "threadSendMessageQueueForPicture", "User data is NULL.\n"), 1U);
@@ -707,7 +709,7 @@ TEST_F(TheThreadEntries, LogAMissingObject) {
     EXPECT_EQ(logged(ERROR, "threadCheckCaptureProc", "User data is NULL.\n"), 1U);
 }
 
-TEST_F(TheThreadEntries, ReturnOnceNothingIsToBeDone) {
+TEST_F(TheThreadFunctions, ReturnAtOnceAfterStopping) {
     EXPECT_EQ(send(&capture), nullptr);
     EXPECT_EQ(check(&capture), nullptr);
     EXPECT_EQ(log.countEnter(FILE_NAME, "handleSendMessageQueue"), 1U);
@@ -715,26 +717,26 @@ TEST_F(TheThreadEntries, ReturnOnceNothingIsToBeDone) {
 
 // With all log levels off
 
-TEST_F(AQuietLog, IsKeptWithoutACaptureBlock) {
+TEST_F(ADisabledLog, PrintsNothingWithoutACaptureBlock) {
     EXPECT_FALSE(capture.picutreCaptureFinished(nullptr));
     EXPECT_FALSE(capture.picutreCaptureFinished(&picture));
     tests::failNextShmat(ENOMEM);
     EXPECT_FALSE(capture.initShareMemory());
 }
 
-TEST_F(AQuietLog, IsKeptWithoutAFrame) {
+TEST_F(ADisabledLog, PrintsNothingWithoutAFrame) {
     ASSERT_TRUE(capture.initShareMemory());
     std::atomic_ref<std::uint32_t>(peer.block().state).store(video::FRAME_REQUESTED);
     EXPECT_FALSE(capture.picutreCaptureFinished(&picture));
 }
 
-TEST_F(AQuietLog, IsKeptWithoutThreads) {
+TEST_F(ADisabledLog, PrintsNothingWithoutThreads) {
     television.threads().fail(1);
     capture.start();
     EXPECT_EQ(television.threads().failures(), 0U);
 }
 
-TEST_F(AQuietLog, IsKeptByTheThreadsWithoutTheirCapture) {
+TEST_F(ADisabledLog, PrintsNothingForThreadsWithoutACapture) {
     capture.registerCallBack(Client::callBack, &client);
     capture.start();
     const auto created = television.threads().created();
@@ -742,7 +744,7 @@ TEST_F(AQuietLog, IsKeptByTheThreadsWithoutTheirCapture) {
     for (const auto& thread : created) EXPECT_EQ(thread.routine(nullptr), nullptr);
 }
 
-TEST_F(AQuietLog, IsKeptWithoutAQueue) {
+TEST_F(ADisabledLog, PrintsNothingWithoutAQueue) {
     tests::failMqOpen(EACCES);
     capture.start();
     EXPECT_TRUE(tests::eventually([] { return tests::mqOpenCalls() == 1; }));
@@ -750,7 +752,7 @@ TEST_F(AQuietLog, IsKeptWithoutAQueue) {
     EXPECT_FALSE(Peer::queueAttributes());
 }
 
-TEST_F(AQuietLog, IsKeptWithAQueueThatCannotBeOpened) {
+TEST_F(ADisabledLog, PrintsNothingForAQueueThatCannotBeOpened) {
     const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDWR | O_CREAT, 0666, nullptr);
     ASSERT_NE(queue, -1);
     mq_close(queue);

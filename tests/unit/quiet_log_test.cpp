@@ -1,4 +1,4 @@
-// What fails with all log levels off fails as it does otherwise, and prints nothing.
+// With all log levels off, failures have the same results, and nothing is printed.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -24,7 +24,7 @@ namespace {
 using IntegerAccess = ValueAccessT<lomodelapi::ObserverNumericInteger>;
 using StringAccess = ValueAccessT<lomodelapi::ObserverString>;
 
-class AQuietLog : public tests::TelevisionTest {
+class ADisabledLog : public tests::TelevisionTest {
   protected:
     void SetUp() override { television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF); }
     void TearDown() override { EXPECT_EQ(log.lines().size(), 0U); }
@@ -36,14 +36,14 @@ class AQuietLog : public tests::TelevisionTest {
     }
 };
 
-TEST_F(AQuietLog, IsKeptByTheCommonHelpers) {
+TEST_F(ADisabledLog, PrintsNothingForTheCommonFunctions) {
     EXPECT_EQ(str2int("a", 7), 7);
     EXPECT_EQ(str2int("99999999999", 7), 7);
     outputCharSerial("title", nullptr, 1);
     outputCharSerial("title", "ab", 2);
 }
 
-TEST_F(AQuietLog, IsKeptByAccessors) {
+TEST_F(ADisabledLog, PrintsNothingForAccessors) {
     EXPECT_EQ(IntegerAccess("missing").connect(0), 8);
     EXPECT_EQ(IntegerAccess(BRIGHTNESS).getType(), 0);
 
@@ -62,13 +62,13 @@ TEST_F(AQuietLog, IsKeptByAccessors) {
     television.framework().failLookups(0);
 }
 
-TEST_F(AQuietLog, IsKeptByRequests) {
+TEST_F(ADisabledLog, PrintsNothingForSourceSwitchRequests) {
     makeUnavailable(SWITCH_ACTION);
     SourceSwitchAccessImpl access;
     EXPECT_FALSE(access.pausePSI());
 }
 
-TEST_F(AQuietLog, IsKeptBySystemInfo) {
+TEST_F(ADisabledLog, PrintsNothingForSystemInfo) {
     model.set(PLAY_ATTRIBUTES, std::vector<std::string>(32, "99999999999"));
     makeUnavailable(GAME_MODE);
     makeUnavailable(AIPQ_USER_SWITCH);
@@ -81,7 +81,7 @@ TEST_F(AQuietLog, IsKeptBySystemInfo) {
     ValueHandlerT<SystemInfo>(nullptr, &SystemInfo::onSourceTypeChanged).onNewValue(ValueObject("HDMI1"));
 }
 
-TEST_F(AQuietLog, IsKeptBySystemSetting) {
+TEST_F(ADisabledLog, PrintsNothingForSystemSetting) {
     makeUnavailable(BRIGHTNESS);
     makeUnavailable(COLOR_TUNER);
     SystemSetting setting;
@@ -89,7 +89,7 @@ TEST_F(AQuietLog, IsKeptBySystemSetting) {
     EXPECT_EQ(setting.setVideoColorTuner(3), 0);
 }
 
-TEST_F(AQuietLog, IsKeptBySystemState) {
+TEST_F(ADisabledLog, PrintsNothingForSystemState) {
     television.applications().setReachable(false);
     SystemState state("quiet");
     EXPECT_FALSE(state.registerApp());

@@ -1,5 +1,5 @@
-// Scenarios of the simulated television: their text form, playing and recording them. What needs a picture is
-// in scenario_video_test.cpp.
+// Scenarios of the simulated television: parsing, formatting, playing and recording. The tests that need a
+// picture are in scenario_video_test.cpp.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -52,7 +52,7 @@ using Outcome = ScenarioPlayer::Outcome;
 
 namespace {
 
-// Every step and every event, as they are written.
+// A scenario with every kind of step and event, in the form that formatScenario() writes.
 constexpr char EVERYTHING[] = R"(title = "Everything"
 video = "off"
 scale_limits = true
@@ -161,7 +161,7 @@ class AScenario : public tests::TelevisionTest {
   protected:
     static Scenario parse(const std::string& text) { return parseScenario(text, "my.toml"); }
 
-    // To its end.
+    // Plays a scenario to its end.
     ScenarioPlayer::Result play(const std::string& text, double speed = 1) {
         ScenarioPlayer player(television, parse(text), {{}, {}}, speed);
         return player.wait();
@@ -192,7 +192,7 @@ std::vector<std::string> actionsOf(const std::vector<Step>& steps) {
 
 std::vector<std::string> actionsOf(const Scenario& scenario) { return actionsOf(scenario.steps); }
 
-// What has happened; not the state that a recording begins with.
+// The recorded steps without the initial ones, which restore the state at the beginning of the recording.
 std::vector<Step> causesOf(const Scenario& scenario) {
     std::vector<Step> causes;
     std::copy_if(scenario.steps.begin(), scenario.steps.end(), std::back_inserter(causes),
@@ -202,9 +202,11 @@ std::vector<Step> causesOf(const Scenario& scenario) {
 
 // The text form
 
-TEST_F(AScenario, IsWrittenAsItIsRead) { EXPECT_EQ(formatScenario(parse(EVERYTHING)), EVERYTHING); }
+TEST_F(AScenario, IsUnchangedByParsingAndFormatting) {
+    EXPECT_EQ(formatScenario(parse(EVERYTHING)), EVERYTHING);
+}
 
-TEST_F(AScenario, KnowsTheLinesOfItsSteps) {
+TEST_F(AScenario, StoresTheLineOfEachStep) {
     const Scenario scenario = parse("title = \"x\"\n\n[[step]]\nchannel = 1\n\n[[step]]\nchannel = 2\n");
     ASSERT_THAT(scenario.steps, SizeIs(2));
     EXPECT_EQ(scenario.name, "my.toml");
@@ -223,14 +225,15 @@ TEST_F(AScenario, MayHaveNoSteps) {
     expectFinished("step = []\n");
 }
 
-TEST_F(AScenario, KnowsTheKeysThatTheTelevisionHas) {
+TEST_F(AScenario, AcceptsOnlyKeysOfTheTelevision) {
     EXPECT_THROW(parseScenario("[[step]]\nsource = \"TV\"\n", "my.toml", {}), std::runtime_error);
     model.define({"", "my.wide", lomodelapi::OBJECT_TYPE_NUMERIC_INT64, 5LL, {}, ""});
     expectFinished("[[step]]\nset = \"my.wide\"\nto = 5000000000\n");
     EXPECT_EQ(valueOf<long long>("my.wide"), 5000000000LL);
 }
 
-// The document about scenarios names every fault, and what it shows can be played.
+// docs/scenarios.md lists every fault and every notification of the application manager, and its example is
+// valid.
 TEST_F(AScenario, IsDocumented) {
     std::ostringstream file;
     file << std::ifstream(SCENARIO_DOCUMENT).rdbuf();
@@ -240,8 +243,8 @@ TEST_F(AScenario, IsDocumented) {
         EXPECT_THAT(document, HasSubstr("| `" + fault.name + "` | " + kinds[static_cast<int>(fault.kind)] +
                                         " | " + fault.meaning + " |\n"));
     }
-    for (const std::string& news : simulated::lifecycleNames())
-        EXPECT_THAT(document, HasSubstr('`' + news + '`'));
+    for (const std::string& name : simulated::lifecycleNames())
+        EXPECT_THAT(document, HasSubstr('`' + name + '`'));
 
     constexpr char FENCE[] = "```toml\n";
     const std::size_t begin = document.find(FENCE) + std::size(FENCE) - 1;
@@ -389,12 +392,12 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{step("after = { key = \"dovra.sl2.i32.video.brightness\", is = 101 }\n" + SET_60),
                   "2:56: 'dovra.sl2.i32.video.brightness' is from 0 to 100"}));
 
-TEST_F(AMalformedScenario, IsNotPlayedInPart) {
+TEST_F(AMalformedScenario, IsNotPlayedPartially) {
     EXPECT_THROW(parse(step(SET_60) + step("channel = 9\n")), std::runtime_error);
     EXPECT_EQ(valueOf<int>(BRIGHTNESS), 50);
 }
 
-TEST_F(AMalformedScenario, MayBeNestedDeeply) {
+TEST_F(AMalformedScenario, IsRefusedIfItIsNestedDeeply) {
     const std::string open(100'000, '[');
     EXPECT_THROW(parse("step = " + open), std::runtime_error);
     std::string tables = "after = ";
@@ -402,8 +405,8 @@ TEST_F(AMalformedScenario, MayBeNestedDeeply) {
     EXPECT_THROW(parse(step(tables)), std::runtime_error);
 }
 
-// Cut off, with bytes replaced: it is refused or accepted, and nothing else.
-TEST_F(AMalformedScenario, HarmsNobody) {
+// Parses texts that are truncated and have random bytes replaced.
+TEST_F(AMalformedScenario, IsRefusedOrAcceptedButNeverCrashes) {
     const std::string whole = EVERYTHING;
     const auto keys = model.keys();
     std::mt19937 random(1);
@@ -447,14 +450,14 @@ TEST_F(AScenario, SwitchesSourceAndChannel) {
     EXPECT_EQ(television.sourceSwitch().channelNumber(), "2");
 }
 
-TEST_F(AScenario, FailsAtAChannelThatIsThereNoMore) {
+TEST_F(AScenario, FailsAtAChannelThatNoLongerExists) {
     const Scenario scenario = parse(step("channel = 3\n"));
     model.setRows("dovra.sl2.table.channel.list", {});
     ScenarioPlayer player(television, scenario, {{}, {}});
     EXPECT_EQ(player.wait().text, "my.toml:1: the television has no channel 3");
 }
 
-TEST_F(AScenario, StopsAndContinuesWhatPlays) {
+TEST_F(AScenario, StopsAndRestartsPlayback) {
     expectFinished(step("playing = false\n"));
     EXPECT_FALSE(television.sourceSwitch().playing());
     EXPECT_EQ(valueOf<std::string>(VIDEO_FORMAT), "");
@@ -474,49 +477,49 @@ TEST_F(AScenario, InvokesActions) {
         "my.toml:5: the television refused the action with status 4");
 }
 
-// What an application is told.
+// An application that records the power states that it receives.
 class Service {
   public:
     Service() { state.registerCallBackTVPowerState(&onState, this); }
 
-    std::vector<int> told() {
+    std::vector<int> received() {
         EXPECT_TRUE(simulated::Television::instance().applications().settle());
         const std::lock_guard lock(m_mutex);
-        return m_told;
+        return m_received;
     }
 
   private:
     static void onState(TVPowerState value, void* self) {
         Service& service = *static_cast<Service*>(self);
         const std::lock_guard lock(service.m_mutex);
-        service.m_told.push_back(value);
+        service.m_received.push_back(value);
     }
 
     std::mutex m_mutex;
-    std::vector<int> m_told;
+    std::vector<int> m_received;
 
   public:
-    SystemState state{"aipq"};  // destroyed first: after that, nothing is called
+    SystemState state{"aipq"};  // declared last and destroyed first: no callback arrives after that
 };
 
-TEST_F(AScenario, TellsOneApplicationOrAll) {
+TEST_F(AScenario, NotifiesOneApplicationOrAll) {
     Service service;
     expectFinished(step("tell = \"running\"\n") + step("tell = \"suspend\"\napplication = \"other\"\n") +
                    step("tell = \"resume\"\napplication = \"aipq\"\n"));
-    EXPECT_THAT(service.told(), ElementsAre(1, 4));
+    EXPECT_THAT(service.received(), ElementsAre(1, 4));
 }
 
-TEST_F(AScenario, SuspendsToRamAndComesBack) {
+TEST_F(AScenario, SuspendsToRamAndResumes) {
     Service service;
     model.set(VIDEO_FORMAT, std::string("3840x2160p@60"));
     expectFinished(step("power = \"suspend\"\n") + step("power = \"suspend\"\n"));
     EXPECT_TRUE(television.suspended());
     EXPECT_EQ(valueOf<std::string>(VIDEO_FORMAT), "");
-    EXPECT_THAT(service.told(), ElementsAre(2, 6, 7));
+    EXPECT_THAT(service.received(), ElementsAre(2, 6, 7));
     expectFinished(step("power = \"resume\"\n") + step("power = \"resume\"\n"));
     EXPECT_FALSE(television.suspended());
     EXPECT_EQ(valueOf<std::string>(VIDEO_FORMAT), "3840x2160p@60");
-    EXPECT_THAT(service.told(), ElementsAre(2, 6, 7, 8, 9, 4));
+    EXPECT_THAT(service.received(), ElementsAre(2, 6, 7, 8, 9, 4));
 }
 
 TEST_F(AScenario, AnnouncesAValueAgain) {
@@ -528,7 +531,7 @@ TEST_F(AScenario, AnnouncesAValueAgain) {
     EXPECT_EQ(announced.get_future().wait_for(0s), std::future_status::ready);
 }
 
-TEST_F(AScenario, WithoutAPipelineCannotBreakThePicture) {
+TEST_F(AScenario, WithoutAPipelineCannotSetAVideoFault) {
     for (const char* const fault : {"video.stalled", "video.killed"})
         expectFailed(step(std::string("fault = \"") + fault + "\"\nto = true\n"),
                      "my.toml:1: the video pipeline does not run");
@@ -541,7 +544,7 @@ class EachFault : public AScenario, public testing::WithParamInterface<FaultDefi
     static std::string keyOf(const FaultDefinition& fault) { return fault.ofKey ? BRIGHTNESS : ""; }
 };
 
-TEST_P(EachFault, IsSetByAScenarioAndClearedByIt) {
+TEST_P(EachFault, IsSetAndClearedByAScenario) {
     const FaultDefinition& fault = GetParam();
     EXPECT_FALSE(fault.meaning.empty());
     EXPECT_EQ(simulated::fault(television, keyOf(fault), fault.name), fault.harmless);
@@ -554,7 +557,7 @@ TEST_P(EachFault, IsSetByAScenarioAndClearedByIt) {
     EXPECT_EQ(simulated::fault(television, keyOf(fault), fault.name), fault.harmless);
 }
 
-TEST_P(EachFault, IsRefusedBeyondItsRangeAndForAnotherOwner) {
+TEST_P(EachFault, IsRefusedOutOfRangeAndForAnotherOwner) {
     const FaultDefinition& fault = GetParam();
     for (const long long value : {fault.lowest - 1, fault.highest + 1})
         EXPECT_THROW(simulated::setFault(television, keyOf(fault), fault.name, value), std::domain_error);
@@ -579,13 +582,13 @@ INSTANTIATE_TEST_SUITE_P(Of, EachFault, testing::ValuesIn(faultsWithoutVideo()),
     return name;
 });
 
-TEST_F(AScenario, KnowsNoOtherFaults) {
+TEST_F(AScenario, RefusesAnUnknownFault) {
     EXPECT_EQ(simulated::findFault("key.nothing"), nullptr);
     EXPECT_THROW(simulated::setFault(television, BRIGHTNESS, "key.nothing", 1), std::out_of_range);
     EXPECT_THROW(simulated::fault(television, BRIGHTNESS, "key.nothing"), std::out_of_range);
 }
 
-TEST_F(AScenario, KeepsTheFaultsThatItDoesNotName) {
+TEST_F(AScenario, KeepsOtherFaultsWhenItSetsOne) {
     simulated::setFault(television, BRIGHTNESS, "key.delay", 20);
     simulated::setFault(television, BRIGHTNESS, "key.repeat", 2);
     EXPECT_EQ(model.faults(BRIGHTNESS).notificationDelay, 20ms);
@@ -593,12 +596,12 @@ TEST_F(AScenario, KeepsTheFaultsThatItDoesNotName) {
     EXPECT_EQ(model.faults(CONTRAST).repeatNotifications, 0U);
 }
 
-// Events. Each scenario waits until its second step sees what the first one, or the test, brings about.
+// Events. The second step of each scenario waits for an event that the first step or the test causes.
 
 class AnEvent : public AScenario {
   protected:
-    // Plays a step after an event, which `cause` brings about once the scenario is under way.
-    void expectHeard(const std::string& event, const std::function<void()>& cause) {
+    // Plays a step that waits for `event`, and calls `cause` after the step before it.
+    void expectOccurs(const std::string& event, const std::function<void()>& cause) {
         std::promise<void> underWay;
         ScenarioPlayer player(
             television, parse(step("tell = \"ui_status\"\n") + step("after = { " + event + " }\n" + SET_60)),
@@ -614,83 +617,83 @@ class AnEvent : public AScenario {
         EXPECT_EQ(valueOf<int>(BRIGHTNESS), 60);
     }
 
-    // Fails if nobody brings it about.
-    void expectMissed(const std::string& event, const std::string& described) {
+    // Expects the scenario to time out when `event` does not occur.
+    void expectTimeout(const std::string& event, const std::string& described) {
         expectFailed(step("after = { " + event + ", within = 0.02 }\n" + SET_60),
                      "my.toml:1: waited 0.02 s in vain for " + described);
     }
 };
 
-TEST_F(AnEvent, IsAKeyThatReachesAValue) {
+TEST_F(AnEvent, OccursWhenAKeyReachesAValue) {
     const std::string event = "key = \"dovra.sl2.i32.video.contrast\", is = 52";
-    expectMissed(event, "key \"dovra.sl2.i32.video.contrast\", is 52");
-    expectHeard(event, [&] {
-        // A value that does not last counts, too.
+    expectTimeout(event, "key \"dovra.sl2.i32.video.contrast\", is 52");
+    expectOccurs(event, [&] {
+        // The event also occurs for a value that the key has only briefly.
         for (const int value : {51, 52, 53}) model.set(CONTRAST, value);
     });
 }
 
-TEST_F(AnEvent, IsAKeyThatHasTheValueAlready) {
+TEST_F(AnEvent, OccursAtOnceIfAKeyAlreadyHasTheValue) {
     expectFinished(
         step("after = { key = \"dovra.sl2.i32.video.contrast\", is = 50, within = 0 }\n" + SET_60));
 }
 
-TEST_F(AnEvent, IsAnyChangeOfAKey) {
+TEST_F(AnEvent, OccursWhenAKeyChanges) {
     const std::string event = "changes = \"dovra.sl2.i32.video.contrast\"";
-    expectMissed(event, "changes \"dovra.sl2.i32.video.contrast\"");
-    expectHeard(event, [&] { model.set(CONTRAST, 1); });
+    expectTimeout(event, "changes \"dovra.sl2.i32.video.contrast\"");
+    expectOccurs(event, [&] { model.set(CONTRAST, 1); });
 }
 
-TEST_F(AnEvent, IsAClientThatSubscribes) {
+TEST_F(AnEvent, OccursWhenAClientSubscribes) {
     struct Client : lomodelapi::ObserverNumericInteger {
         void notifyNewValue(int) override {}
         void notifyAvailability(bool) override {}
     } client;
     BizValue* value = nullptr;
     const std::string event = "client = \"dovra.sl2.i32.video.contrast\"";
-    expectMissed(event, "client \"dovra.sl2.i32.video.contrast\"");
-    expectHeard(event, [&] { model.root()->connectValue(CONTRAST, &client, value); });
+    expectTimeout(event, "client \"dovra.sl2.i32.video.contrast\"");
+    expectOccurs(event, [&] { model.root()->connectValue(CONTRAST, &client, value); });
     expectFinished(step("after = { " + event + ", within = 0 }\n" + SET_60));
     model.root()->disconnectValue(CONTRAST, &client, value);
 }
 
-TEST_F(AnEvent, IsAnApplicationThatRegisters) {
-    expectMissed("registered = \"aipq\"", "registered \"aipq\"");
+TEST_F(AnEvent, OccursWhenAnApplicationRegisters) {
+    expectTimeout("registered = \"aipq\"", "registered \"aipq\"");
     std::optional<Service> service;
-    expectHeard("registered = \"aipq\"", [&] { service.emplace(); });
+    expectOccurs("registered = \"aipq\"", [&] { service.emplace(); });
     expectFinished(step("after = { registered = \"aipq\", within = 0 }\n" + SET_60));
 }
 
-TEST_F(AnEvent, IsAnApplicationsReport) {
+TEST_F(AnEvent, OccursWhenAnApplicationReports) {
     Service service;
-    expectMissed("report = 8", "report 8");
-    expectHeard("report = 8", [&] { television.applications().tell(Lifecycle::STR_SUSPEND, ""); });
+    expectTimeout("report = 8", "report 8");
+    expectOccurs("report = 8", [&] { television.applications().tell(Lifecycle::STR_SUSPEND, ""); });
     model.set(BRIGHTNESS, 50);
-    expectHeard("report = 7, application = \"aipq\"",
-                [&] { television.applications().tell(Lifecycle::STR_SUSPEND, ""); });
-    EXPECT_THAT(service.told(), SizeIs(2));
+    expectOccurs("report = 7, application = \"aipq\"",
+                 [&] { television.applications().tell(Lifecycle::STR_SUSPEND, ""); });
+    EXPECT_THAT(service.received(), SizeIs(2));
 }
 
-TEST_F(AnEvent, IsAChannelChange) {
-    expectMissed("channel = \"any\"", "channel \"any\"");
-    expectMissed("channel = 3", "channel \"3\"");
-    expectHeard("channel = \"any\"", [&] { television.sourceSwitch().selectChannel("2"); });
+TEST_F(AnEvent, OccursWhenTheChannelChanges) {
+    expectTimeout("channel = \"any\"", "channel \"any\"");
+    expectTimeout("channel = 3", "channel \"3\"");
+    expectOccurs("channel = \"any\"", [&] { television.sourceSwitch().selectChannel("2"); });
     model.set(BRIGHTNESS, 50);
-    expectHeard("channel = 3", [&] {
+    expectOccurs("channel = 3", [&] {
         for (const char* const number : {"4", "3", "5"}) television.sourceSwitch().selectChannel(number);
     });
     expectFinished(step("after = { channel = 5, within = 0 }\n" + SET_60));
 }
 
-TEST_F(AnEvent, IsAFrameThatIsDelivered) { expectMissed("frames = 1", "frames 1"); }
+TEST_F(AnEvent, DoesNotOccurWithoutADeliveredFrame) { expectTimeout("frames = 1", "frames 1"); }
 
-TEST_F(AnEvent, MayBeBroughtAboutByTheStepBefore) {
+TEST_F(AnEvent, MayBeCausedByThePrecedingStep) {
     expectFinished(
         step("channel = 2\n") + step("after = { channel = \"any\", within = 0 }\n" + SET_60) +
         step("after = { changes = \"dovra.sl2.i32.video.brightness\", within = 0 }\nchannel = 1\n"));
 }
 
-TEST_F(AnEvent, OfAnEarlierStepDoesNotCount) {
+TEST_F(AnEvent, OfAnEarlierStepIsIgnored) {
     expectFailed(step("channel = 2\n") + step(SET_60) +
                      step("after = { channel = \"any\", within = 0.02 }\nchannel = 1\n"),
                  "my.toml:6: waited 0.02 s in vain for channel \"any\"");
@@ -698,7 +701,7 @@ TEST_F(AnEvent, OfAnEarlierStepDoesNotCount) {
 
 // Expectations
 
-TEST_F(AnEvent, IsExpectedAtOnceOrWithinATime) {
+TEST_F(AScenario, ExpectsAValueAtOnceOrWithinATime) {
     const std::string expect = "expect = \"dovra.sl2.i32.video.contrast\"\n";
     expectFinished(step(expect + "is = 50\n"));
     expectFailed("\n" + step(expect + "is = 51\n"),
@@ -722,37 +725,37 @@ TEST_F(AnEvent, IsExpectedAtOnceOrWithinATime) {
 
 // Playing
 
-TEST_F(AScenario, TellsWhatItDoesAndHowItEnds) {
-    std::vector<std::string> told;
+TEST_F(AScenario, ReportsItsStepsAndItsResult) {
+    std::vector<std::string> reported;
     std::vector<std::size_t> lines;
     ScenarioPlayer player(
         television, parse(step(SET_60) + step("at = 7200\nchannel = 2\n")),
         {[&](const ScenarioPlayer::Progress& progress) {
-             told.push_back(progress.text);
+             reported.push_back(progress.text);
              lines.push_back(progress.line);
              if (progress.line == 4) {
                  EXPECT_GE(progress.time, 7200s);
              }
          },
          [&](const ScenarioPlayer::Result& result) {
-             told.emplace_back(result.outcome == Outcome::FINISHED ? "finished" : "not finished");
+             reported.emplace_back(result.outcome == Outcome::FINISHED ? "finished" : "not finished");
          }},
         100'000);
     EXPECT_EQ(player.wait().outcome, Outcome::FINISHED);
     ASSERT_TRUE(player.result());
     EXPECT_EQ(player.result()->text, "");
-    EXPECT_THAT(told,
+    EXPECT_THAT(reported,
                 ElementsAre("set \"dovra.sl2.i32.video.brightness\", to 60", "channel \"2\"", "finished"));
     EXPECT_THAT(lines, ElementsAre(1, 4));
 }
 
-TEST_F(AScenario, TakesItsTime) {
+TEST_F(AScenario, WaitsForTheTimesOfItsSteps) {
     const auto start = std::chrono::steady_clock::now();
     expectFinished(step("at = 0.05\n" + SET_60) + step("wait = 0.1\nchannel = 1\n"), 2);
     EXPECT_GE(std::chrono::steady_clock::now() - start, 75ms);
 }
 
-TEST_F(AScenario, KeepsItsPatienceHoweverFastItIsPlayed) {
+TEST_F(AScenario, KeepsItsTimeoutsAtAnySpeed) {
     for (const std::string missed : {"after = { channel = \"any\", within = 0.1 }\nchannel = 1\n",
                                      "expect = \"dovra.sl2.i32.video.contrast\"\nis = 51\nwithin = 0.1\n"}) {
         const auto start = std::chrono::steady_clock::now();
@@ -761,8 +764,8 @@ TEST_F(AScenario, KeepsItsPatienceHoweverFastItIsPlayed) {
     }
 }
 
-// An hour at this speed is over at once; an hour of real time is beyond the limit of this test.
-TEST_F(AScenario, LosesItsPatienceEarlierIfItScalesItsLimits) {
+// At this speed, an hour ends at once. If the timeout were not scaled, this test would time out itself.
+TEST_F(AScenario, ShortensItsTimeoutsIfItScalesItsLimits) {
     const std::string head = "scale_limits = true\n";
     expectFailed(head + step("after = { channel = \"any\", within = 3600 }\nchannel = 1\n"),
                  "my.toml:2: waited 3600 s in vain for channel \"any\"", 1'000'000);
@@ -771,7 +774,7 @@ TEST_F(AScenario, LosesItsPatienceEarlierIfItScalesItsLimits) {
                  1'000'000);
 }
 
-TEST_F(AScenario, IsPlayedAtASpeedThatIsOne) {
+TEST_F(AScenario, RefusesAnInvalidSpeed) {
     for (const double speed : {0.0, -1.0, 2e6, std::numeric_limits<double>::quiet_NaN()})
         EXPECT_THROW(play(step(SET_60), speed), std::invalid_argument);
 }
@@ -791,7 +794,7 @@ TEST_F(AScenario, CanBeStoppedInEveryWait) {
     }
 }
 
-TEST_F(AScenario, StopsWhenItsPlayerGoes) {
+TEST_F(AScenario, StopsWhenItsPlayerIsDestroyed) {
     bool ended = false;
     {
         const ScenarioPlayer player(television, parse(step("at = 3600\n" + SET_60)),
@@ -803,7 +806,7 @@ TEST_F(AScenario, StopsWhenItsPlayerGoes) {
 
 // Recording
 
-// A client of the model that writes down what it is told.
+// A client of the model that records its notifications.
 class Client {
   public:
     explicit Client(simulated::Model& model) : m_model(model) {
@@ -823,10 +826,10 @@ class Client {
 
     BizValue& value(const std::string& name) { return *m_subscriptions.at(name).second; }
 
-    std::vector<std::string> told() {
+    std::vector<std::string> received() {
         EXPECT_TRUE(m_model.settle());
         const std::lock_guard lock(m_mutex);
-        return m_told;
+        return m_received;
     }
 
   private:
@@ -834,26 +837,26 @@ class Client {
     struct Follower : Base {
         explicit Follower(Client& owner) : client(owner) {}
         void notifyAvailability(bool available) override {
-            client.tell(name + (available ? " offered" : " withdrawn"));
+            client.record(name + (available ? " offered" : " withdrawn"));
         }
         Client& client;
         std::string name;
     };
     struct Numbers final : Follower<lomodelapi::ObserverNumericInteger> {
         using Follower::Follower;
-        void notifyNewValue(int value) override { client.tell(name + " = " + std::to_string(value)); }
+        void notifyNewValue(int value) override { client.record(name + " = " + std::to_string(value)); }
     };
     struct Texts final : Follower<lomodelapi::ObserverString> {
         using Follower::Follower;
-        void notifyNewValue(const std::string& value) override { client.tell(name + " = " + value); }
+        void notifyNewValue(const std::string& value) override { client.record(name + " = " + value); }
     };
     struct Results final : Follower<lomodelapi::ObserverAction> {
         using Follower::Follower;
         void notifyResult(unsigned, const std::vector<lomodelapi::Argument>& result) override {
-            client.tell("result of " + std::to_string(result.size()));
+            client.record("result of " + std::to_string(result.size()));
         }
         void notifyExecutionError(unsigned, int error) override {
-            client.tell("error " + std::to_string(error));
+            client.record("error " + std::to_string(error));
         }
     };
 
@@ -865,15 +868,15 @@ class Client {
         m_subscriptions[name] = {&follower, value};
     }
 
-    void tell(const std::string& what) {
+    void record(const std::string& what) {
         const std::lock_guard lock(m_mutex);
-        m_told.push_back(what);
+        m_received.push_back(what);
     }
 
     simulated::Model& m_model;
     std::map<std::string, std::pair<lomodelapi::Observer*, BizValue*>> m_subscriptions;
     std::mutex m_mutex;
-    std::vector<std::string> m_told;
+    std::vector<std::string> m_received;
     Numbers m_brightness{*this};
     Numbers m_contrast{*this};
     Texts m_source{*this};
@@ -884,8 +887,8 @@ class Client {
 
 class ARecording : public AScenario {
   protected:
-    // What clients, people and tools do to a television.
-    void live(Client& client) {
+    // Performs operations of clients, users and tools.
+    void performOperations(Client& client) {
         client.value(BRIGHTNESS).setInteger(52);
         client.value(BRIGHTNESS).setInteger(54);
         client.value(BRIGHTNESS).setInteger(101);  // refused
@@ -893,7 +896,7 @@ class ARecording : public AScenario {
         simulated::setFault(television, CONTRAST, "key.drop", 2);
         for (const int value : {51, 52, 53}) model.set(CONTRAST, value);
         simulated::setFault(television, BRIGHTNESS, "key.keep_value", 1);
-        client.value(BRIGHTNESS).setInteger(70);  // announces what there is
+        client.value(BRIGHTNESS).setInteger(70);  // the television announces the old value
         simulated::setFault(television, CONTRAST, "key.withdrawn", 1);
         unsigned id = 0;
         client.value(SWITCH_ACTION).invoke(id, {{0, 1, "8"}, {0, 3, "+1"}, {0, 5, "0"}, {0, 5, "1"}});
@@ -910,11 +913,11 @@ class ARecording : public AScenario {
     }
 };
 
-TEST_F(ARecording, HasTheCausesAndNotWhatFollowsFromThem) {
+TEST_F(ARecording, HasCausesWithoutTheirEffects) {
     Service service;
     Client client(model);
     const ScenarioRecorder recorder(television, "A day");
-    live(client);
+    performOperations(client);
     const Scenario recorded = recorder.scenario();
     EXPECT_EQ(recorded.title, "A day");
     EXPECT_EQ(recorded.video, "off");
@@ -949,21 +952,21 @@ TEST_F(ARecording, HasTheCausesAndNotWhatFollowsFromThem) {
                 }));
 }
 
-TEST_F(ARecording, IsPlayedAgainToTheSameSequence) {
+TEST_F(ARecording, ReplaysTheSameSequence) {
     Scenario first;
-    std::vector<std::string> firstTold;
-    std::vector<int> firstNews;
+    std::vector<std::string> firstReceived;
+    std::vector<int> firstStates;
     {
         Service service;
         Client client(model);
         const ScenarioRecorder recorder(television);
-        live(client);
+        performOperations(client);
         first = recorder.scenario();
-        firstTold = client.told();
-        firstNews = service.told();
+        firstReceived = client.received();
+        firstStates = service.received();
     }
-    EXPECT_THAT(firstTold, SizeIs(15));
-    EXPECT_THAT(firstNews, SizeIs(8));
+    EXPECT_THAT(firstReceived, SizeIs(15));
+    EXPECT_THAT(firstStates, SizeIs(8));
 
     television.reset();
     Service service;
@@ -972,7 +975,7 @@ TEST_F(ARecording, IsPlayedAgainToTheSameSequence) {
     expectFinished(formatScenario(first));
     const std::vector<Step> causes = causesOf(first);
     std::vector<Step> again = causesOf(recorder.scenario());
-    // Before them, it reached the state in which the first recording began.
+    // The steps before them restored the state at the beginning of the first recording.
     ASSERT_GE(again.size(), causes.size());
     again.erase(again.begin(), again.end() - static_cast<std::ptrdiff_t>(causes.size()));
     EXPECT_EQ(actionsOf(again), actionsOf(causes));
@@ -980,11 +983,11 @@ TEST_F(ARecording, IsPlayedAgainToTheSameSequence) {
         EXPECT_GE(*again[i].at, *causes[i].at);
         EXPECT_LT(*again[i].at, *causes[i].at + 20s);
     }
-    EXPECT_EQ(client.told(), firstTold);
-    EXPECT_EQ(service.told(), firstNews);
+    EXPECT_EQ(client.received(), firstReceived);
+    EXPECT_EQ(service.received(), firstStates);
 }
 
-// What people can see of a television.
+// The state of a television that a user can observe.
 struct TelevisionState {
     explicit TelevisionState(simulated::Television& television)
         : channel(television.sourceSwitch().channelNumber()),
@@ -1013,7 +1016,7 @@ void PrintTo(const TelevisionState& state, std::ostream* out) {
     for (const std::string& fault : state.faults) *out << fault << '\n';
 }
 
-TEST_F(ARecording, EndsWhereWhatWasRecordedEndedWhateverWasThereBefore) {
+TEST_F(ARecording, ReachesTheRecordedFinalStateFromAnyState) {
     television.sourceSwitch().selectChannel("4");
     television.video().showProgramme("snow");
     television.sourceSwitch().setPlaying(false);
@@ -1043,7 +1046,7 @@ TEST_F(ARecording, EndsWhereWhatWasRecordedEndedWhateverWasThereBefore) {
     }
 }
 
-TEST_F(ARecording, EndsInTheStateAfterAReset) {
+TEST_F(ARecording, ReachesTheStateAfterARecordedReset) {
     television.sourceSwitch().selectChannel("3");
     television.sourceSwitch().setPlaying(false);
     model.set(BRIGHTNESS, 60);
@@ -1058,7 +1061,7 @@ TEST_F(ARecording, EndsInTheStateAfterAReset) {
     EXPECT_EQ(TelevisionState(television), there);
 }
 
-TEST_F(ARecording, GivesItsTextAsItGrows) {
+TEST_F(ARecording, ReturnsItsTextWhileItGrows) {
     std::string text;
     const std::vector<simulated::KeyDefinition> keys = model.keys();
     const ScenarioRecorder recorder(television, "A day", [&](const std::string& part) {
@@ -1073,7 +1076,7 @@ TEST_F(ARecording, GivesItsTextAsItGrows) {
     EXPECT_THAT(text, EndsWith("channel = \"2\"\n"));
 }
 
-TEST_F(ARecording, GoesOnWhileThreadsDoManyThings) {
+TEST_F(ARecording, ContinuesDuringConcurrentOperations) {
     const ScenarioRecorder recorder(television);
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)

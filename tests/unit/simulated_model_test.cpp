@@ -1,4 +1,4 @@
-// The simulated television keeps what its interfaces promise to clients.
+// The simulated television fulfils the contract of the platform's interfaces.
 #include <atomic>
 #include <future>
 #include <thread>
@@ -40,7 +40,7 @@ class TheSimulatedModel : public tests::TelevisionTest {
     }
 };
 
-TEST_F(TheSimulatedModel, AnnouncesChangesInOrderOnAThreadOfItsOwn) {
+TEST_F(TheSimulatedModel, AnnouncesChangesInOrderOnItsOwnThread) {
     Listener listener;
     BizValue* const value = connect(BRIGHTNESS, &listener);
     for (int i = 1; i <= 20; ++i) EXPECT_EQ(value->setInteger(i), 0);
@@ -61,7 +61,7 @@ TEST_F(TheSimulatedModel, TakesARealisticTimeToAnnounceAChange) {
     model.root()->disconnectValue(BRIGHTNESS, &listener, value);
 }
 
-TEST_F(TheSimulatedModel, DoesNotAnnounceAValueThatStaysTheSame) {
+TEST_F(TheSimulatedModel, DoesNotAnnounceAnUnchangedValue) {
     Listener listener;
     BizValue* const value = connect(BRIGHTNESS, &listener);
     value->setInteger(50);
@@ -71,7 +71,7 @@ TEST_F(TheSimulatedModel, DoesNotAnnounceAValueThatStaysTheSame) {
     model.root()->disconnectValue(BRIGHTNESS, &listener, value);
 }
 
-TEST_F(TheSimulatedModel, RefusesAWriteOutOfRangeButLetsTheTelevisionItselfDoIt) {
+TEST_F(TheSimulatedModel, AppliesTheRangeOfAKeyToClientsOnly) {
     BizValue* const value = connect(BRIGHTNESS, nullptr);
     EXPECT_EQ(value->setInteger(101), simulated::STATUS_OUT_OF_RANGE);
     EXPECT_EQ(std::get<int>(model.value(BRIGHTNESS)), 50);
@@ -79,7 +79,7 @@ TEST_F(TheSimulatedModel, RefusesAWriteOutOfRangeButLetsTheTelevisionItselfDoIt)
     EXPECT_EQ(value->getInteger(), 101);
 }
 
-TEST_F(TheSimulatedModel, RefusesASourceThatItDoesNotHaveAndAListOfAnotherLength) {
+TEST_F(TheSimulatedModel, RefusesAnUnknownSourceAndAListOfAnotherLength) {
     Listener listener;
     BizValue* const source = connect(SOURCE, &listener);
     for (const char* const unknown : {"HDMI7", "hdmi1", ""}) {
@@ -94,7 +94,7 @@ TEST_F(TheSimulatedModel, RefusesASourceThatItDoesNotHaveAndAListOfAnotherLength
         numbers[position] = -position;
     }
     EXPECT_EQ(std::get<std::vector<int>>(model.value(PQ_SETTING)).size(), 27U);
-    // The television itself may.
+    // The television itself may set any value.
     model.set(SOURCE, std::string("HDMI7"));
     model.set(PQ_SETTING, std::vector<int>{1});
     EXPECT_EQ(std::get<std::string>(model.value(SOURCE)), "HDMI7");
@@ -110,14 +110,14 @@ TEST_F(TheSimulatedModel, RefusesAnOperationOfAnotherType) {
     EXPECT_TRUE(model.writes(SOURCE).empty());
 }
 
-TEST_F(TheSimulatedModel, DoesNotKnowOtherKeys) {
+TEST_F(TheSimulatedModel, RefusesAnUnknownKey) {
     BizValue* value = nullptr;
     EXPECT_EQ(model.root()->connectValue("no.such.key", nullptr, value), simulated::STATUS_UNKNOWN_KEY);
     EXPECT_EQ(model.root()->disconnectValue("no.such.key", nullptr, nullptr), simulated::STATUS_UNKNOWN_KEY);
     EXPECT_THROW(model.value("no.such.key"), std::out_of_range);
 }
 
-TEST_F(TheSimulatedModel, TellsObserversThatAKeyIsWithdrawnAndOffered) {
+TEST_F(TheSimulatedModel, NotifiesObserversOfChangesOfAvailability) {
     Listener listener;
     BizValue* const value = connect(BRIGHTNESS, &listener);
     model.withdraw(BRIGHTNESS);
@@ -133,7 +133,7 @@ TEST_F(TheSimulatedModel, TellsObserversThatAKeyIsWithdrawnAndOffered) {
     EXPECT_NE(model.root()->disconnectValue(BRIGHTNESS, &listener, value), 0);
 }
 
-TEST_F(TheSimulatedModel, DropsRepeatsAndReordersNotificationsWhenTold) {
+TEST_F(TheSimulatedModel, DropsRepeatsAndReordersNotificationsOnRequest) {
     Listener listener;
     BizValue* const value = connect(BRIGHTNESS, &listener);
     KeyFaults faults;
@@ -157,7 +157,7 @@ TEST_F(TheSimulatedModel, DropsRepeatsAndReordersNotificationsWhenTold) {
     model.root()->disconnectValue(BRIGHTNESS, &listener, value);
 }
 
-TEST_F(TheSimulatedModel, DelaysOneKeyWithoutHoldingUpTheOthers) {
+TEST_F(TheSimulatedModel, DelaysOneKeyWithoutDelayingOthers) {
     Listener late;
     Listener prompt;
     BizValue* const lateValue = connect(BRIGHTNESS, &late);
@@ -194,7 +194,7 @@ TEST_F(TheSimulatedModel, AnnouncesTheOldValueAfterAWriteThatItDoesNotKeep) {
     model.root()->disconnectValue(BRIGHTNESS, &listener, value);
 }
 
-TEST_F(TheSimulatedModel, WaitsInDisconnectUntilTheObserverIsLeft) {
+TEST_F(TheSimulatedModel, WaitsInDisconnectUntilTheObserverReturns) {
     struct Slow : lomodelapi::ObserverNumericInteger {
         void notifyNewValue(int) override {
             entered.set_value();
@@ -233,8 +233,8 @@ TEST_F(TheSimulatedModel, AnswersAnActionToTheClientThatInvokedIt) {
     model.root()->disconnectValue(SWITCH_ACTION, &bystander, other);
 }
 
-// A television may be on for months.
-TEST_F(TheSimulatedModel, KeepsTheNewestOfWhatClientsDid) {
+// A television may run for months, so the record of client operations must be bounded.
+TEST_F(TheSimulatedModel, KeepsTheNewestClientOperations) {
     constexpr int more = static_cast<int>(simulated::RECORDED) + 10;
     const auto write = [&](int i) { return i % 100; };
     BizValue* const value = connect(BRIGHTNESS, nullptr);
@@ -261,7 +261,7 @@ TEST_F(TheSimulatedModel, KeepsTheNewestOfWhatClientsDid) {
     EXPECT_EQ(reports.back().status, more);
 }
 
-TEST_F(TheSimulatedModel, IsAsNewAfterAReset) {
+TEST_F(TheSimulatedModel, HasItsInitialStateAfterAReset) {
     model.set(BRIGHTNESS, 1);
     model.withdraw(SOURCE);
     model.reset();

@@ -1,4 +1,4 @@
-// What only the first requests of a process show; so these tests have a program of their own.
+// Tests of the first requests of a process. CTest runs each of them in a new process of this program.
 #include <gmock/gmock.h>
 
 #include <thread>
@@ -16,10 +16,10 @@ namespace {
 
 class TheFirstRequests : public tests::TelevisionTest {};
 
-TEST_F(TheFirstRequests, AreNumberedOneAndTwoOnWhateverThread) {
+TEST_F(TheFirstRequests, AreNumberedOneAndTwoOnAnyThread) {
     SourceSwitchAccessImpl access;
     model.withdraw(SWITCH_ACTION);
-    EXPECT_FALSE(access.setChannelNext());  // gets no number: the action cannot be reached
+    EXPECT_FALSE(access.setChannelNext());  // uses no number, because the action is unavailable
     model.offer(SWITCH_ACTION);
     std::thread([&] { EXPECT_TRUE(access.setChannelNext()); }).join();
     EXPECT_TRUE(access.setChannelNext());
@@ -31,7 +31,7 @@ TEST_F(TheFirstRequests, AreNumberedOneAndTwoOnWhateverThread) {
     EXPECT_EQ(invocations[1].arguments.at(0).value, "ss_access_" + std::to_string(currentThread()) + "_2");
 }
 
-TEST_F(TheFirstRequests, ShareTheInstanceThatTheFirstCallMakes) {
+TEST_F(TheFirstRequests, ShareTheInstanceOfTheFirstCall) {
     SourceSwitchAccessImpl* const first = SourceSwitchAccessImpl::GetInstance();
     ASSERT_NE(first, nullptr);
     EXPECT_EQ(SourceSwitchAccessImpl::GetInstance(), first);

@@ -74,13 +74,13 @@ Arguments wire(const Invocation& invocation) {
 
 std::string tagOf(const Invocation& invocation) { return invocation.arguments.at(0).value; }
 
-// The number in which a request's tag ends.
+// The number at the end of a request's tag.
 int sequenceNumber(const Invocation& invocation) {
     const std::string tag = tagOf(invocation);
     return std::stoi(tag.substr(tag.rfind('_') + 1));
 }
 
-// A request on a thread of its own. One that is still blocked at the end is released again and again.
+// Runs a request on another thread. The destructor calls `release` until the request has ended.
 class BackgroundRequest {
   public:
     BackgroundRequest(std::function<bool()> request, std::function<void()> release)
@@ -93,7 +93,7 @@ class BackgroundRequest {
 
     bool isDone() const { return m_result.wait_for(0s) == std::future_status::ready; }
 
-    // Nothing if it does not end in time.
+    // Returns nullopt if the request does not end within the limit.
     std::optional<bool> result() {
         if (m_result.wait_for(LIMIT) != std::future_status::ready) return std::nullopt;
         return m_result.get();
@@ -124,7 +124,7 @@ class ASourceSwitch : public tests::TelevisionTest {
 
     std::vector<Invocation> invocations() const { return model.invocations(SWITCH_ACTION); }
 
-    // The position 3 that a pauseVideo() sends now.
+    // The set of running resources, which pauseVideo() sends as its argument 3.
     std::string runningSet() {
         access.pauseVideo();
         return invocations().back().arguments.at(3).value;
@@ -143,7 +143,8 @@ class ASourceSwitch : public tests::TelevisionTest {
         return log.count({level, FILE_NAME, function, message});
     }
 
-    // What the object itself logged: level, function and message, an ENTER line shortened to that word.
+    // The lines that the object logged: level, function and message. The message of an ENTER line is
+    // shortened to ENTER.
     Texts transcript() const {
         Texts texts;
         for (const LogLine& line : log.lines()) {
@@ -164,9 +165,9 @@ class ASourceSwitch : public tests::TelevisionTest {
 struct Operation {
     std::string name;
     std::function<bool(SourceSwitchAccessImpl&)> call;
-    Texts entered;  // functions with an ENTER line, outermost first; the innermost names errors
+    Texts entered;  // the functions that log ENTER, outermost first; the innermost one also logs the errors
     Arguments arguments;
-    std::string announced = "";  // logged once the action is connected
+    std::string announced = "";  // the message that is logged after connecting
 };
 
 std::ostream& operator<<(std::ostream& out, const Operation& operation) { return out << operation.name; }
@@ -253,7 +254,7 @@ class ARequest : public ASourceSwitch, public testing::WithParamInterface<Operat
 
     std::string innermost() const { return GetParam().entered.back(); }
 
-    // What is logged until the action is connected.
+    // The expected lines until the action is connected.
     Texts beginning() const {
         Texts texts;
         for (const std::string& function : GetParam().entered)
@@ -265,7 +266,7 @@ class ARequest : public ASourceSwitch, public testing::WithParamInterface<Operat
         return texts;
     }
 
-    Texts wholeStory(int error) const {
+    Texts completeTranscript(int error) const {
         const std::string id = std::to_string(static_cast<int>(invocations().back().id));
         Texts texts = beginning();
         texts.push_back("TRACE waitForResult: ENTER");
@@ -276,7 +277,7 @@ class ARequest : public ASourceSwitch, public testing::WithParamInterface<Operat
         return texts;
     }
 
-    // The transcript on this thread; the notifications' lines come from the model's.
+    // The transcript without the lines of the notifications, which the model's thread logs.
     Texts ownTranscript() const {
         Texts texts = transcript();
         std::erase_if(texts, [](const std::string& text) {
@@ -308,23 +309,23 @@ TEST_P(ARequest, SendsItsTagAndItsOwnArgumentsInOrder) {
     EXPECT_THAT(tagOf(invocation), MatchesRegex("ss_access_" + std::to_string(currentThread()) + "_[0-9]+"));
 }
 
-TEST_P(ARequest, ThatSucceedsIsTrueAndTellsItsStory) {
+TEST_P(ARequest, ThatSucceedsReturnsTrueAndLogsItsSteps) {
     answerAllWith(0);
     answerBeforeReturning();
     EXPECT_TRUE(perform());
-    EXPECT_THAT(ownTranscript(), ElementsAreArray(wholeStory(0)));
+    EXPECT_THAT(ownTranscript(), ElementsAreArray(completeTranscript(0)));
     EXPECT_EQ(log.countEnter(FILE_NAME, "onActionResult"), 1U);
 }
 
-TEST_P(ARequest, ThatFailsIsFalseAndTellsTheError) {
+TEST_P(ARequest, ThatFailsReturnsFalseAndLogsTheError) {
     answerAllWith(-7);
     answerBeforeReturning();
     EXPECT_FALSE(perform());
-    EXPECT_THAT(ownTranscript(), ElementsAreArray(wholeStory(-7)));
+    EXPECT_THAT(ownTranscript(), ElementsAreArray(completeTranscript(-7)));
     EXPECT_EQ(log.countEnter(FILE_NAME, "onActionFailed"), 1U);
 }
 
-TEST_P(ARequest, ThatIsRefusedIsFalseAndDoesNotWait) {
+TEST_P(ARequest, ThatIsRefusedReturnsFalseWithoutWaiting) {
     setFault([](KeyFaults& faults) { faults.invokeStatus = 31; });
     log.clear();
     EXPECT_FALSE(perform());
@@ -343,7 +344,7 @@ TEST_F(ASourceSwitch, LogsItsConstructionAndDestruction) {
                 ElementsAre("TRACE SourceSwitchAccessImpl: ENTER", "TRACE ~SourceSwitchAccessImpl: ENTER"));
 }
 
-TEST_F(ASourceSwitch, ConnectsNothingUntilItIsAsked) {
+TEST_F(ASourceSwitch, DoesNotConnectBeforeTheFirstRequest) {
     EXPECT_EQ(model.connectAttempts(SWITCH_ACTION), 0U);
     EXPECT_EQ(model.connectAttempts(NO_BANNER), 0U);
 }
@@ -364,7 +365,7 @@ TEST_F(ASourceSwitch, DisconnectsFromTheActionWhenItIsDestroyed) {
     EXPECT_EQ(model.subscribers(SWITCH_ACTION), 0U);
 }
 
-TEST_F(ASourceSwitch, GivesItsConnectionWhateverTheNameAndState) {
+TEST_F(ASourceSwitch, ReturnsItsOneConnectionForAnyName) {
     ActionAccess* const connected = access.connectToValue(SWITCH_ACTION);
     ASSERT_NE(connected, nullptr);
     connected->disconnect();
@@ -377,7 +378,7 @@ TEST_F(ASourceSwitch, GivesItsConnectionWhateverTheNameAndState) {
     EXPECT_THAT(invocations(), IsEmpty());
 }
 
-TEST_F(ASourceSwitch, DoesNotConnectToAPlainValueAndForgetsTheAttempt) {
+TEST_F(ASourceSwitch, RefusesToConnectToAValueAndMayConnectLater) {
     log.clear();
     EXPECT_EQ(access.connectToValue(BRIGHTNESS), nullptr);
     EXPECT_THAT(transcript(),
@@ -390,7 +391,7 @@ TEST_F(ASourceSwitch, DoesNotConnectToAPlainValueAndForgetsTheAttempt) {
     EXPECT_TRUE(access.setChannelNext());
 }
 
-TEST_F(ASourceSwitch, ConnectsNothingWithoutMemory) {
+TEST_F(ASourceSwitch, DoesNotConnectWithoutMemory) {
     television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
     std::string name = SWITCH_ACTION;
     tests::allocationsUntilFailure = 0;
@@ -399,7 +400,7 @@ TEST_F(ASourceSwitch, ConnectsNothingWithoutMemory) {
     EXPECT_NE(access.connectToValue(SWITCH_ACTION), nullptr);
 }
 
-TEST_F(ASourceSwitch, TriesTenTimesToConnectAndAgainWithTheNextRequest) {
+TEST_F(ASourceSwitch, TriesTenTimesToConnectForEachRequest) {
     model.withdraw(SWITCH_ACTION);
     log.clear();
     const auto begin = std::chrono::steady_clock::now();
@@ -418,7 +419,7 @@ TEST_F(ASourceSwitch, TriesTenTimesToConnectAndAgainWithTheNextRequest) {
     EXPECT_EQ(model.subscribers(SWITCH_ACTION), 1U);
 }
 
-TEST_F(ASourceSwitch, InvokesNothingWhenTheActionIsOutOfReach) {
+TEST_F(ASourceSwitch, InvokesNothingIfTheActionIsUnavailable) {
     model.withdraw(SWITCH_ACTION);
     std::vector<std::future<bool>> results;
     for (const Operation& operation : operations())
@@ -438,13 +439,13 @@ TEST_F(ASourceSwitch, InvokesNothingWhenTheActionIsOutOfReach) {
     EXPECT_THAT(invocations(), IsEmpty());
 }
 
-TEST_F(ASourceSwitch, NumbersRequestsThatGetAsFarAsTheirArguments) {
+TEST_F(ASourceSwitch, NumbersTheRequestsThatItInvokes) {
     answerAllWith(0);
     access.setChannelNext();
-    access.pausePSIAV();  // sends nothing
+    access.pausePSIAV();  // invokes nothing
     access.setQuietFlag(1);
     setFault([](KeyFaults& faults) { faults.invokeStatus = 31; });
-    access.setChannelNext();  // counts although it is refused
+    access.setChannelNext();  // uses a number although the model refuses it
     setFault([](KeyFaults&) {});
     inBackground([this] { return access.pauseAV(); }).result();
     ASSERT_GE(invocations().size(), 2U);
@@ -453,7 +454,7 @@ TEST_F(ASourceSwitch, NumbersRequestsThatGetAsFarAsTheirArguments) {
               std::string::npos);
 }
 
-TEST_F(ASourceSwitch, SharesItsNumbersWithEveryOther) {
+TEST_F(ASourceSwitch, SharesItsNumbersWithOtherInstances) {
     answerAllWith(0);
     SourceSwitchAccessImpl other;
     access.setChannelNext();
@@ -465,8 +466,8 @@ TEST_F(ASourceSwitch, SharesItsNumbersWithEveryOther) {
 struct FlagChange {
     const char* name;
     bool (SourceSwitchAccessImpl::*operation)();
-    const char* fromNothing;     // the set that is running afterwards
-    const char* fromEverything;  // likewise
+    const char* fromNothing;     // the running set afterwards, if it was empty
+    const char* fromEverything;  // the running set afterwards, if it was complete
 };
 
 const FlagChange FLAG_CHANGES[] = {
@@ -489,7 +490,7 @@ class TheRunningSet : public ASourceSwitch {
     }
 };
 
-TEST_F(TheRunningSet, FollowsWhatSucceeded) {
+TEST_F(TheRunningSet, FollowsSuccessfulRequests) {
     for (const FlagChange& change : FLAG_CHANGES) {
         for (const bool withEverything : {false, true}) {
             SCOPED_TRACE(std::string(change.name) + (withEverything ? " from everything" : " from nothing"));
@@ -500,7 +501,7 @@ TEST_F(TheRunningSet, FollowsWhatSucceeded) {
     }
 }
 
-TEST_F(TheRunningSet, StaysAsItWasWhenARequestFailsOrIsRefused) {
+TEST_F(TheRunningSet, IsUnchangedByAFailedOrRefusedRequest) {
     for (const FlagChange& change : FLAG_CHANGES) {
         if (change.operation == &SourceSwitchAccessImpl::pausePSIAV) continue;
         for (const bool withEverything : {false, true}) {
@@ -517,7 +518,7 @@ TEST_F(TheRunningSet, StaysAsItWasWhenARequestFailsOrIsRefused) {
     }
 }
 
-TEST_F(TheRunningSet, StaysAsItWasWhenThePrimitivesAreUsed) {
+TEST_F(TheRunningSet, IsUnchangedByThePrimitives) {
     for (const bool withEverything : {false, true}) {
         begin(withEverything);
         EXPECT_TRUE(access.requestResourceFromSystem(SourceSwitchAccess::RESOURCE_PSI_AV));
@@ -528,7 +529,7 @@ TEST_F(TheRunningSet, StaysAsItWasWhenThePrimitivesAreUsed) {
     }
 }
 
-TEST_F(TheRunningSet, IsSentAlikeByPausingAndResumingTheVideo) {
+TEST_F(TheRunningSet, IsSentByPausingAndResumingTheVideo) {
     for (const bool withEverything : {false, true}) {
         begin(withEverything);
         access.pauseVideo();
@@ -549,7 +550,7 @@ TEST_F(ASourceSwitch, PausesPsiAndAvWithoutTheTelevision) {
     EXPECT_EQ(model.connectAttempts(SWITCH_ACTION), 0U);
 }
 
-// Takes the place of the television.
+// Overrides the two operations that invoke the television's action.
 class OverriddenPrimitives final : public SourceSwitchAccessImpl {
   public:
     bool requestResourceFromSystem(Type type) override {
@@ -565,7 +566,7 @@ class OverriddenPrimitives final : public SourceSwitchAccessImpl {
     bool answer = true;
 };
 
-TEST_F(ASourceSwitch, HonoursOverriddenPrimitives) {
+TEST_F(ASourceSwitch, CallsOverriddenPrimitives) {
     OverriddenPrimitives overridden;
     for (const bool answer : {true, false}) {
         overridden.answer = answer;
@@ -584,7 +585,7 @@ TEST_F(ASourceSwitch, HonoursOverriddenPrimitives) {
 
 class AnAnswer : public ASourceSwitch {
   protected:
-    void expectStory(unsigned id, int error) {
+    void expectTranscript(unsigned id, int error) {
         const std::string text = std::to_string(static_cast<int>(id));
         EXPECT_THAT(transcript(),
                     ElementsAre("TRACE waitForResult: ENTER",
@@ -594,27 +595,27 @@ class AnAnswer : public ASourceSwitch {
                                     "  : err : " + std::to_string(error) + "\n"));
     }
 
-    // Waits for an answer that is there already.
+    // Waits for an answer that has already arrived.
     std::optional<bool> waited(unsigned id) {
         log.clear();
         return inBackground([this, id] { return access.waitForResult(id); }).result();
     }
 };
 
-TEST_F(AnAnswer, IsLoggedAsItComes) {
+TEST_F(AnAnswer, IsLoggedOnArrival) {
     log.clear();
     access.onActionResult(3, ValueObject(5));
     access.onActionFailed(4, 5);
     EXPECT_THAT(transcript(), ElementsAre("TRACE onActionResult: ENTER", "TRACE onActionFailed: ENTER"));
 }
 
-TEST_F(AnAnswer, StaysUntilSomebodyWaitsForIt) {
+TEST_F(AnAnswer, IsStoredUntilARequestWaitsForIt) {
     access.onActionFailed(8, INT_MIN);
     access.onActionResult(7, ValueObject());
     EXPECT_EQ(waited(7), true);
-    expectStory(7, 0);
+    expectTranscript(7, 0);
     EXPECT_EQ(waited(8), false);
-    expectStory(8, INT_MIN);
+    expectTranscript(8, INT_MIN);
 }
 
 TEST_F(AnAnswer, IsConsumedByItsWaiter) {
@@ -627,10 +628,10 @@ TEST_F(AnAnswer, IsConsumedByItsWaiter) {
 TEST_F(AnAnswer, SucceedsWithTheErrorZero) {
     access.onActionFailed(7, 0);
     EXPECT_EQ(waited(7), true);
-    expectStory(7, 0);
+    expectTranscript(7, 0);
 }
 
-TEST_F(AnAnswer, OfAnIdKeepsItsPlaceAgainstALaterOne) {
+TEST_F(AnAnswer, IsNotReplacedByALaterOneWithItsId) {
     access.onActionFailed(7, 44);
     access.onActionResult(7, ValueObject());
     access.onActionResult(8, ValueObject());
@@ -642,7 +643,7 @@ TEST_F(AnAnswer, OfAnIdKeepsItsPlaceAgainstALaterOne) {
 TEST_F(AnAnswer, MayCarryTheLargestId) {
     access.onActionResult(-1, ValueObject());
     EXPECT_EQ(waited(UINT_MAX), true);
-    expectStory(UINT_MAX, 0);
+    expectTranscript(UINT_MAX, 0);
 }
 
 TEST_F(AnAnswer, ReachesItsOwnerThroughTheHandler) {
@@ -656,10 +657,10 @@ TEST_F(AnAnswer, ReachesItsOwnerThroughTheHandler) {
     EXPECT_EQ(waited(8), false);
 }
 
-TEST_F(AnAnswer, ForWhichThereIsNoMemoryIsLoggedAndLost) {
+TEST_F(AnAnswer, IsLoggedAndLostWithoutMemory) {
     ActionAccess* const action = access.connectToValue(SWITCH_ACTION);
     ASSERT_NE(action, nullptr);
-    // Recording a line allocates: only the error line is on.
+    // Recording a line allocates memory, so only the error level is on.
     television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::ERROR);
     log.clear();
     tests::allocationsUntilFailure = 0;
@@ -671,14 +672,14 @@ TEST_F(AnAnswer, ForWhichThereIsNoMemoryIsLoggedAndLost) {
     tests::allocationsUntilFailure = 0;
     action->notifyExecutionError(8, 9);
     EXPECT_EQ(std::exchange(tests::allocationsUntilFailure, -1), -1);
-    // Later answers of the same ids are the first.
+    // The lost answers were not stored: later answers with the same ids count as the first.
     access.onActionFailed(7, 1);
     access.onActionResult(8, ValueObject());
     EXPECT_EQ(waited(7), false);
     EXPECT_EQ(waited(8), true);
 }
 
-TEST_F(AnAnswer, WakesTheOtherWaiterForASecondPass) {
+TEST_F(AnAnswer, WakesOtherWaitersToCheckAgain) {
     BackgroundRequest seven = inBackground([this] { return access.waitForResult(7); });
     BackgroundRequest eight = inBackground([this] { return access.waitForResult(8); });
     ASSERT_TRUE(log.waitFor("waiting result ...  001   actionid: 7\n"));
@@ -693,7 +694,7 @@ TEST_F(AnAnswer, WakesTheOtherWaiterForASecondPass) {
     EXPECT_EQ(countOwn(INFO, "waitForResult", "waiting done. 7  : err : 3\n"), 1U);
 }
 
-TEST_F(AnAnswer, IsWaitedForUntilTheTelevisionGivesIt) {
+TEST_F(AnAnswer, IsAwaitedUntilTheTelevisionSendsIt) {
     setFault([](KeyFaults& faults) { faults.neverAnswer = true; });
     BackgroundRequest request = inBackground([this] { return access.setChannelNext(); });
     ASSERT_TRUE(log.waitFor("waiting result ...  001   actionid: "));
@@ -707,7 +708,7 @@ TEST_F(AnAnswer, IsWaitedForUntilTheTelevisionGivesIt) {
     EXPECT_EQ(waited(id + 1), true);
 }
 
-TEST_F(AnAnswer, GivenThriceHarmsNobody) {
+TEST_F(AnAnswer, SentThreeTimesDoesNotAffectLaterRequests) {
     setFault([](KeyFaults& faults) { faults.repeatAnswers = 2; });
     for (int i = 0; i < 20; ++i) {
         answerAllWith(i % 2);
@@ -715,7 +716,7 @@ TEST_F(AnAnswer, GivenThriceHarmsNobody) {
     }
 }
 
-TEST_F(AnAnswer, GivenOnceMoreStays) {
+TEST_F(AnAnswer, RepeatedAfterItsRequestIsStored) {
     answerAllWith(0);
     EXPECT_TRUE(access.setChannelNext());
     const unsigned id = invocations().front().id;
@@ -723,10 +724,10 @@ TEST_F(AnAnswer, GivenOnceMoreStays) {
     ASSERT_TRUE(model.settle());
     EXPECT_TRUE(access.setChannelNext());
     EXPECT_EQ(waited(id), false);
-    expectStory(id, 9);
+    expectTranscript(id, 9);
 }
 
-TEST_F(AnAnswer, MayBeHostile) {
+TEST_F(AnAnswer, MayHaveAnyIdAndAnyPositions) {
     answerAllWith(0);
     ASSERT_TRUE(access.setChannelNext());
     const unsigned next = invocations().back().id + 1000;
@@ -745,7 +746,7 @@ TEST_F(AnAnswer, MayBeHostile) {
     EXPECT_EQ(waited(UINT_MAX), false);
 }
 
-TEST_F(AnAnswer, ReachesTheRequestThatAskedAmongMany) {
+TEST_F(AnAnswer, ReachesItsRequestAmongMany) {
 #if defined(__SANITIZE_THREAD__) || defined(__arm__)
     constexpr unsigned ROUNDS = 100;
 #else
@@ -806,7 +807,7 @@ TEST_F(AnAnswer, ReachesTheRequestThatAskedAmongMany) {
 
 class TheQuietFlag : public ASourceSwitch {};
 
-TEST_F(TheQuietFlag, IsWrittenAsItIs) {
+TEST_F(TheQuietFlag, IsWrittenUnchanged) {
     for (const int flag : {1, 0, -5, INT_MAX, INT_MIN}) EXPECT_EQ(access.setQuietFlag(flag), 0);
     EXPECT_THAT(model.writes(NO_BANNER),
                 ElementsAre(Written(1), Written(0), Written(-5), Written(INT_MAX), Written(INT_MIN)));
@@ -814,13 +815,13 @@ TEST_F(TheQuietFlag, IsWrittenAsItIs) {
     EXPECT_EQ(model.connectAttempts(SWITCH_ACTION), 0U);
 }
 
-TEST_F(TheQuietFlag, IsWrittenWithoutALineOfItsOwn) {
+TEST_F(TheQuietFlag, IsWrittenWithoutALogLine) {
     log.clear();
     access.setQuietFlag(1);
     EXPECT_THAT(transcript(), IsEmpty());
 }
 
-TEST_F(TheQuietFlag, OutOfReachIsFiveAndIsTriedAgain) {
+TEST_F(TheQuietFlag, ThatIsUnavailableReturns5AndIsTriedAgain) {
     model.withdraw(NO_BANNER);
     EXPECT_EQ(access.setQuietFlag(1), 5);
     EXPECT_EQ(model.connectAttempts(NO_BANNER), 10U);
@@ -829,7 +830,7 @@ TEST_F(TheQuietFlag, OutOfReachIsFiveAndIsTriedAgain) {
     EXPECT_THAT(model.writes(NO_BANNER), ElementsAre(Written(1)));
 }
 
-TEST_F(TheQuietFlag, OfAnotherTypeIsSix) {
+TEST_F(TheQuietFlag, OfAnotherTypeReturns6) {
     const std::vector<simulated::KeyDefinition> keys = model.keys();
     const auto original = std::find_if(
         keys.begin(), keys.end(), [](const simulated::KeyDefinition& key) { return key.name == NO_BANNER; });
@@ -844,7 +845,7 @@ TEST_F(TheQuietFlag, OfAnotherTypeIsSix) {
     model.define(*original);
 }
 
-// What a call threw; nothing for no std::runtime_error.
+// The message of the std::runtime_error that `call` throws, or an empty text if it throws none.
 std::string messageOf(const std::function<void()>& call) {
     try {
         call();
@@ -860,7 +861,7 @@ class ASystemFault : public ASourceSwitch {
   protected:
     WatchedMemory watched{&access, sizeof access};
 
-    // How many lines a failed lock, or unlock, left.
+    // The number of lines that report a caught exception with this message.
     std::size_t countCaught(const std::string& function, const std::string& message) const {
         std::size_t found = 0;
         for (const LogLine& line : log.withMessage("An runtime_error has been caught:" + message + "\n"))
@@ -877,24 +878,24 @@ class ASystemFault : public ASourceSwitch {
     }
 };
 
-class AnUnmadeSourceSwitch : public tests::TelevisionTest {
+class ASourceSwitchConstruction : public tests::TelevisionTest {
   protected:
-    alignas(SourceSwitchAccessImpl) std::byte place[sizeof(SourceSwitchAccessImpl)]{};
-    WatchedMemory watched{place, sizeof place};
+    alignas(SourceSwitchAccessImpl) std::byte storage[sizeof(SourceSwitchAccessImpl)]{};
+    WatchedMemory watched{storage, sizeof storage};
 
     std::string make() {
-        return messageOf([this] { new (place) SourceSwitchAccessImpl; });
+        return messageOf([this] { new (storage) SourceSwitchAccessImpl; });
     }
 };
 
-TEST_F(AnUnmadeSourceSwitch, StaysUnmadeWithoutACondition) {
+TEST_F(ASourceSwitchConstruction, FailsWithoutAConditionVariable) {
     watched.failNext(ThreadCall::COND_INIT, EAGAIN);
     EXPECT_EQ(make(), withNumber("ConditionVariable init error: ", EAGAIN));
     EXPECT_THAT(watched.calls(), ElementsAre(ThreadCall::COND_INIT));
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(AnUnmadeSourceSwitch, StaysUnmadeWithoutAMutexAndReturnsItsCondition) {
+TEST_F(ASourceSwitchConstruction, FailsWithoutAMutexAndDestroysItsCondition) {
     watched.failNext(ThreadCall::MUTEX_INIT, ENOMEM);
     EXPECT_EQ(make(), withNumber("Mutex init error: ", ENOMEM));
     EXPECT_THAT(watched.calls(),
@@ -902,20 +903,20 @@ TEST_F(AnUnmadeSourceSwitch, StaysUnmadeWithoutAMutexAndReturnsItsCondition) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(AnUnmadeSourceSwitch, OnceMadeDestroysItsMutexBeforeItsCondition) {
-    (new (place) SourceSwitchAccessImpl)->~SourceSwitchAccessImpl();
+TEST_F(ASourceSwitchConstruction, IsUndoneInReverseOrderByTheDestructor) {
+    (new (storage) SourceSwitchAccessImpl)->~SourceSwitchAccessImpl();
     EXPECT_THAT(watched.calls(), ElementsAre(ThreadCall::COND_INIT, ThreadCall::MUTEX_INIT,
                                              ThreadCall::MUTEX_DESTROY, ThreadCall::COND_DESTROY));
 }
 
-TEST_F(AnAnswer, IsAnnouncedUnderTheLock) {
+TEST_F(AnAnswer, IsSignalledWhileTheMutexIsLocked) {
     const WatchedMemory watched(&access, sizeof access);
     access.onActionResult(7, ValueObject());
     EXPECT_THAT(watched.calls(),
                 ElementsAre(ThreadCall::MUTEX_LOCK, ThreadCall::COND_BROADCAST, ThreadCall::MUTEX_UNLOCK));
 }
 
-TEST_F(ASystemFault, InTheLockOfAnAnswerIsLoggedAndTheAnswerStored) {
+TEST_F(ASystemFault, InTheLockOfAnAnswerIsLoggedAndTheAnswerIsStored) {
     watched.failNext(ThreadCall::MUTEX_LOCK, EDEADLK);
     access.onActionFailed(7, 0);
     EXPECT_EQ(countCaughtLock(EDEADLK), 1U);
@@ -923,7 +924,7 @@ TEST_F(ASystemFault, InTheLockOfAnAnswerIsLoggedAndTheAnswerStored) {
     EXPECT_TRUE(access.waitForResult(7));
 }
 
-TEST_F(ASystemFault, InTheLockAndUnlockOfAWaiterIsLoggedAndTheAnswerFound) {
+TEST_F(ASystemFault, InTheLocksOfAWaiterIsLoggedAndTheAnswerIsFound) {
     access.onActionResult(7, ValueObject());
     watched.failNext(ThreadCall::MUTEX_LOCK, EINVAL);
     watched.failNext(ThreadCall::MUTEX_UNLOCK, EPERM);
@@ -932,7 +933,7 @@ TEST_F(ASystemFault, InTheLockAndUnlockOfAWaiterIsLoggedAndTheAnswerFound) {
     EXPECT_EQ(countCaughtUnlock(EPERM), 1U);
 }
 
-TEST_F(ASystemFault, InTheUnlockOfAnAnswerIsLoggedOnly) {
+TEST_F(ASystemFault, InTheUnlockOfAnAnswerIsOnlyLogged) {
     watched.failNext(ThreadCall::MUTEX_UNLOCK, EPERM);
     access.onActionResult(7, ValueObject());
     EXPECT_EQ(countCaughtUnlock(EPERM), 1U);
@@ -940,7 +941,7 @@ TEST_F(ASystemFault, InTheUnlockOfAnAnswerIsLoggedOnly) {
     EXPECT_TRUE(access.waitForResult(7));
 }
 
-TEST_F(ASystemFault, InTheBroadcastReachesWhoAnswersAndTheAnswerIsStored) {
+TEST_F(ASystemFault, InTheBroadcastIsThrownAndTheAnswerIsStored) {
     watched.failNext(ThreadCall::COND_BROADCAST, EINVAL);
     EXPECT_EQ(messageOf([this] { access.onActionResult(7, ValueObject()); }),
               withNumber("ConditionVariable notify_all error: ", EINVAL));
@@ -959,7 +960,7 @@ TEST_F(ASystemFault, InTheBroadcastDoesNotEndTheModelsThread) {
     watched.failNext(ThreadCall::COND_BROADCAST, EINVAL);
     model.answer(SWITCH_ACTION, id, {});
     ASSERT_TRUE(model.settle());
-    model.answer(SWITCH_ACTION, id + 1, {});  // wakes it
+    model.answer(SWITCH_ACTION, id + 1, {});  // wakes the request
     EXPECT_EQ(request.result(), true);
 }
 
@@ -971,11 +972,11 @@ TEST_F(ASystemFault, InTheBroadcastOfAFailureDoesNotEndTheModelsThread) {
     watched.failNext(ThreadCall::COND_BROADCAST, EINVAL);
     model.answer(SWITCH_ACTION, id, {44, {}});
     ASSERT_TRUE(model.settle());
-    model.answer(SWITCH_ACTION, id + 1, {});  // wakes it
+    model.answer(SWITCH_ACTION, id + 1, {});  // wakes the request
     EXPECT_EQ(request.result(), false);
 }
 
-TEST_F(ASystemFault, InTheWaitReachesTheWaiterOnly) {
+TEST_F(ASystemFault, InTheWaitIsThrownToTheWaiter) {
     watched.failNext(ThreadCall::COND_WAIT, EINVAL);
     EXPECT_EQ(messageOf([this] { access.waitForResult(7); }),
               withNumber("ConditionVariable cond_wait error: ", EINVAL));
@@ -983,14 +984,14 @@ TEST_F(ASystemFault, InTheWaitReachesTheWaiterOnly) {
     EXPECT_TRUE(access.waitForResult(7));
 }
 
-TEST_F(ASystemFault, InTheLockKeepsAWaiterFromWaiting) {
+TEST_F(ASystemFault, InTheLockIsThrownInsteadOfWaiting) {
     watched.failNext(ThreadCall::MUTEX_LOCK, EINVAL);
     EXPECT_THAT(messageOf([this] { access.waitForResult(7); }),
                 MatchesRegex("ConditionVariable wait error: [0-9]+"));
     EXPECT_THAT(watched.calls(), testing::Not(testing::Contains(ThreadCall::COND_WAIT)));
 }
 
-TEST_F(ASystemFault, NeverLeavesARequestAsAnException) {
+TEST_F(ASystemFault, IsNeverThrownByARequest) {
     setFault([](KeyFaults& faults) { faults.neverAnswer = true; });
     for (const ThreadCall call : {ThreadCall::COND_WAIT, ThreadCall::MUTEX_LOCK}) {
         for (const Operation& operation : operations()) {
@@ -1002,12 +1003,12 @@ TEST_F(ASystemFault, NeverLeavesARequestAsAnException) {
     EXPECT_EQ(invocations().size(), 2 * operations().size());
 }
 
-TEST(AMutex, ThrowsWhatTheSystemReports) {
-    alignas(Mutex) std::byte place[sizeof(Mutex)]{};
-    WatchedMemory memory(place, sizeof place);
+TEST(AMutex, ThrowsTheErrorOfTheSystem) {
+    alignas(Mutex) std::byte storage[sizeof(Mutex)]{};
+    WatchedMemory memory(storage, sizeof storage);
     memory.failNext(ThreadCall::MUTEX_INIT, EAGAIN);
-    EXPECT_EQ(messageOf([&] { new (place) Mutex; }), withNumber("Mutex init error: ", EAGAIN));
-    Mutex& mutex = *new (place) Mutex;
+    EXPECT_EQ(messageOf([&] { new (storage) Mutex; }), withNumber("Mutex init error: ", EAGAIN));
+    Mutex& mutex = *new (storage) Mutex;
     memory.failNext(ThreadCall::MUTEX_LOCK, EINVAL);
     EXPECT_EQ(messageOf([&] { mutex.lock(); }), withNumber("Mutex lock error: ", EINVAL));
     memory.failNext(ThreadCall::MUTEX_UNLOCK, EPERM);
@@ -1015,7 +1016,7 @@ TEST(AMutex, ThrowsWhatTheSystemReports) {
     mutex.~Mutex();
 }
 
-TEST(AMutex, KeepsOthersOut) {
+TEST(AMutex, ExcludesOtherThreads) {
     Mutex mutex;
     int count = 0;
     std::vector<std::thread> threads;
@@ -1040,13 +1041,13 @@ TEST(AUniqueLock, KnowsWhetherItHoldsItsMutex) {
                                             ThreadCall::MUTEX_LOCK, ThreadCall::MUTEX_UNLOCK));
 }
 
-TEST(AConditionVariable, ThrowsWhatTheSystemReports) {
-    alignas(ConditionVariable) std::byte place[sizeof(ConditionVariable)]{};
-    WatchedMemory memory(place, sizeof place);
+TEST(AConditionVariable, ThrowsTheErrorOfTheSystem) {
+    alignas(ConditionVariable) std::byte storage[sizeof(ConditionVariable)]{};
+    WatchedMemory memory(storage, sizeof storage);
     memory.failNext(ThreadCall::COND_INIT, ENOMEM);
-    EXPECT_EQ(messageOf([&] { new (place) ConditionVariable; }),
+    EXPECT_EQ(messageOf([&] { new (storage) ConditionVariable; }),
               withNumber("ConditionVariable init error: ", ENOMEM));
-    ConditionVariable& condition = *new (place) ConditionVariable;
+    ConditionVariable& condition = *new (storage) ConditionVariable;
     Mutex mutex;
     {
         UniqueLock lock(mutex);
@@ -1060,13 +1061,13 @@ TEST(AConditionVariable, ThrowsWhatTheSystemReports) {
     condition.~ConditionVariable();
 }
 
-// The source-switch action as the television itself performs it.
+// The effects of the source-switch action on the television.
 class TheTelevision : public ASourceSwitch {
   protected:
     ~TheTelevision() override { model.setAction(SWITCH_ACTION, {}); }
 
-    SourceSwitch sourceSwitch{model, television.video(),
-                              television.events()};  // other tests have replaced the television's own
+    // A new source switch, because other tests have replaced the action of the television's own one.
+    SourceSwitch sourceSwitch{model, television.video(), television.events()};
     const simulated::Rows rows = model.rows(CHANNELS);
 
     void expectChannel(std::size_t row) {
@@ -1108,7 +1109,7 @@ TEST_F(TheTelevision, TunesToEachChannelByItsUuids) {
     }
 }
 
-TEST_F(TheTelevision, StaysWhereItIsForAnUnknownChannel) {
+TEST_F(TheTelevision, KeepsItsChannelForAnUnknownOne) {
     ASSERT_TRUE(access.setChannelByURI(rows.at(3).at(2), false));
     for (const auto& attempt : {tuneByUri("dvb://0.0.0", false), tuneByUri("", true),
                                 tuneByUuids("nobody", rows.at(1).at(4), false)}) {
@@ -1119,7 +1120,7 @@ TEST_F(TheTelevision, StaysWhereItIsForAnUnknownChannel) {
     }
 }
 
-TEST_F(TheTelevision, HandsOutAndTakesBackItsResources) {
+TEST_F(TheTelevision, GrantsAndReclaimsItsResources) {
     const auto taken = [this] { return sourceSwitch.takenResources(); };
     EXPECT_TRUE(access.pauseAV());
     EXPECT_EQ(taken(), 3);

@@ -43,7 +43,7 @@ const Texts CONNECTED_AT_ONCE{SOURCE,   VIDEO_FORMAT, MEDIA_STREAM_ENCRYPTED,
                               HDR_TYPE, GAME_MODE,    AIPQ_SUPPORTED};
 const Texts CONNECTED_LATER{AIPQ_SWITCH, AIPQ_USER_SWITCH, AIPQ_AVAILABLE, PLAY_ATTRIBUTES};
 
-// Play attributes with this encryption flag, which nothing else in them resembles.
+// Play attributes with this encryption flag; all other elements are "x".
 Texts attributes(const std::string& flag) { return {"x", "x", "x", "x", "x", "x", "x", "x", flag, "x"}; }
 
 ValueObject listOf(const Texts& texts) {
@@ -53,7 +53,7 @@ ValueObject listOf(const Texts& texts) {
     return list;
 }
 
-// The service: what it is told, as it is told it. It is its own user datum.
+// A service that records the calls of its callbacks as texts. It passes itself as the user data.
 class Service {
   public:
     void registerAt(SystemInfoInterface& info) {
@@ -65,7 +65,7 @@ class Service {
         info.registerCallBackVideoGameMode(onGameMode, this);
     }
 
-    // Nothing more is told, though the datum is still given.
+    // Replaces the callbacks with null; the user data stays.
     void unregisterFrom(SystemInfoInterface& info) {
         info.registerCallBackAIPQ(nullptr, this);
         info.registerCallBackSourceType(nullptr, this);
@@ -75,9 +75,9 @@ class Service {
         info.registerCallBackVideoGameMode(nullptr, this);
     }
 
-    Texts told() const {
+    Texts received() const {
         const std::lock_guard lock(m_mutex);
-        return m_told;
+        return m_received;
     }
 
     pid_t thread() const {
@@ -99,18 +99,18 @@ class Service {
         Service& service = *static_cast<Service*>(self);
         for (const int number : numbers) what += ' ' + std::to_string(number);
         const std::lock_guard lock(service.m_mutex);
-        service.m_told.push_back(std::move(what));
+        service.m_received.push_back(std::move(what));
         service.m_thread = gettid();
     }
 
     mutable std::mutex m_mutex;
-    Texts m_told;
+    Texts m_received;
     pid_t m_thread = 0;
 };
 
 using Journal = std::shared_ptr<Texts>;
 
-// An accessor that writes down what is done with it, and reads what it is told to.
+// An accessor that records its calls, and whose reads return a given value and status.
 template <typename Access, typename T>
 class Scripted : public Access {
   public:
@@ -169,8 +169,8 @@ struct Accessors {
     std::unique_ptr<SystemInfo> makeInfo() const { return makeInfo(sourcePath); }
 };
 
-// What is said on a line, when its level is not laid down; traces excepted.
-MATCHER_P(Says, message, "says " + testing::PrintToString(message)) {
+// Matches a line with this message on any level except trace.
+MATCHER_P(IsLogLine, message, "is the log line " + testing::PrintToString(message)) {
     return arg.level != tests::TRACE && arg.file == FILE_NAME && arg.tag == "[Platform Adaptation]" &&
            arg.message == message;
 }
@@ -187,8 +187,8 @@ class InfoTest : public tests::TelevisionTest {
         return {tests::ERROR, FILE_NAME, function, message};
     }
 
-    // What this function logged, but for traces.
-    std::vector<LogLine> said(const std::string& function) const {
+    // The lines of this function, without traces.
+    std::vector<LogLine> logged(const std::string& function) const {
         std::vector<LogLine> found;
         for (const LogLine& line : log.lines())
             if (line.file == FILE_NAME && line.function == function && line.level != tests::TRACE)
@@ -196,18 +196,19 @@ class InfoTest : public tests::TelevisionTest {
         return found;
     }
 
-    // The same of a function that has run once, and said first that it was entered.
-    std::vector<LogLine> saidAfterEnter(const std::string& function) const {
+    // The lines of this function, without traces. Expects that the function has run once and logged ENTER
+    // first.
+    std::vector<LogLine> loggedAfterEnter(const std::string& function) const {
         EXPECT_EQ(log.countEnter(FILE_NAME, function), 1U) << function;
         for (const LogLine& line : log.lines()) {
             if (line.file != FILE_NAME || line.function != function) continue;
             EXPECT_EQ(line.message, "[" + function + "][" + std::to_string(line.number) + "] ENTER\n");
             break;
         }
-        return said(function);
+        return logged(function);
     }
 
-    // Each of these texts means this number, and says so.
+    // Expects that `mapping` returns the given number for each text and logs both.
     template <typename Meaning>
     void expectMeanings(const std::string& function, Meaning (SystemInfo::*mapping)(std::string),
                         const std::vector<std::pair<std::string, int>>& meanings) {
@@ -215,12 +216,13 @@ class InfoTest : public tests::TelevisionTest {
         for (const auto& [text, number] : meanings) {
             log.clear();
             EXPECT_EQ((systemInfo.*mapping)(text), number) << text;
-            EXPECT_THAT(said(function), ElementsAre(info(function, function + ": " + text + " -> " +
-                                                                       std::to_string(number) + ".\n")));
+            EXPECT_THAT(logged(function), ElementsAre(info(function, function + ": " + text + " -> " +
+                                                                         std::to_string(number) + ".\n")));
         }
     }
 
-    // These attributes give this flag, or none and leave it alone.
+    // Expects that the parser finds this flag in the attributes; with nullopt, that it fails and does not
+    // change its output.
     template <typename Lines>
     void expectFlag(const Texts& given, std::optional<bool> flag, const Lines& lines) {
         SystemInfo systemInfo;
@@ -232,7 +234,7 @@ class InfoTest : public tests::TelevisionTest {
             EXPECT_EQ(systemInfo.parserTvStreamEncrypte(encrypted, parsed), flag.has_value());
             EXPECT_EQ(encrypted, flag.value_or(before));
             EXPECT_EQ(parsed, given);
-            EXPECT_THAT(saidAfterEnter("parserTvStreamEncrypte"), lines);
+            EXPECT_THAT(loggedAfterEnter("parserTvStreamEncrypte"), lines);
         }
     }
 
@@ -245,7 +247,7 @@ class InfoTest : public tests::TelevisionTest {
 
 using ASystemInfo = InfoTest;
 
-TEST_F(ASystemInfo, LogsThatThereIsNoMemoryToReadTheEncryptionFlag) {
+TEST_F(ASystemInfo, LogsMissingMemoryForTheEncryptionFlag) {
     SystemInfo systemInfo;
     Texts attributes(9, std::string(100, '1'));
     bool encrypted = true;
@@ -272,7 +274,7 @@ using ACallback = InfoTest;
 
 // Construction and destruction
 
-TEST_F(ASystemInfo, SubscribesToSixOfItsKeysAtOnceWithOneAttemptEach) {
+TEST_F(ASystemInfo, SubscribesToSixKeysAtOnceWithOneAttemptEach) {
     const SystemInfo info;
     for (const std::string& key : CONNECTED_AT_ONCE) {
         EXPECT_EQ(model.connectAttempts(key), 1U) << key;
@@ -293,7 +295,7 @@ TEST_F(ASystemInfo, SubscribesToTheOtherFourWhenTheyAreFirstRead) {
     }
 }
 
-TEST_F(ASystemInfo, AsksOnceForARefusedKeyAndSubscribesToTheOthersAllTheSame) {
+TEST_F(ASystemInfo, SubscribesToTheOtherKeysIfOneIsRefused) {
     KeyFaults faults;
     faults.connectStatus = simulated::STATUS_UNAVAILABLE;
     model.setFaults(SOURCE, faults);
@@ -317,7 +319,7 @@ TEST_F(ASystemInfo, SubscribesToARefusedKeyWhenItIsReadLater) {
     EXPECT_EQ(model.subscribers(SOURCE), 1U);
 }
 
-TEST_F(ASystemInfo, LeavesNoSubscriptionBehindAndTellsNothingMore) {
+TEST_F(ASystemInfo, UnsubscribesWhenItIsDestroyed) {
     {
         SystemInfo info;
         service.registerAt(info);
@@ -329,10 +331,10 @@ TEST_F(ASystemInfo, LeavesNoSubscriptionBehindAndTellsNothingMore) {
     model.set(SOURCE, "HDMI1");
     model.set(AIPQ_SWITCH, 0);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(service.told(), IsEmpty());
+    EXPECT_THAT(service.received(), IsEmpty());
 }
 
-TEST_F(ASystemInfo, ConnectsAndDisconnectsTheSixAtAnyTime) {
+TEST_F(ASystemInfo, ConnectsAndDisconnectsSixKeysAtAnyTime) {
     SystemInfo info;
     info.getAIPQAvailable();
     info.disconnect();
@@ -343,7 +345,7 @@ TEST_F(ASystemInfo, ConnectsAndDisconnectsTheSixAtAnyTime) {
     EXPECT_EQ(model.connectAttempts(AIPQ_SWITCH), 0U);
 }
 
-TEST_F(AnInjectedSystemInfo, ConnectsSixAccessorsInOrderForAHundredMilliseconds) {
+TEST_F(AnInjectedSystemInfo, ConnectsSixAccessorsInOrderFor100Ms) {
     const Accessors a;
     const std::unique_ptr<SystemInfo> info = a.makeInfo();
     EXPECT_THAT(*a.journal,
@@ -351,7 +353,7 @@ TEST_F(AnInjectedSystemInfo, ConnectsSixAccessorsInOrderForAHundredMilliseconds)
                             "connect HDR type 100", "connect game mode 100", "connect supported 100"));
 }
 
-TEST_F(AnInjectedSystemInfo, DisconnectsTheSixInOrderBeforeItReleasesAll) {
+TEST_F(AnInjectedSystemInfo, DisconnectsSixAccessorsBeforeItReleasesAll) {
     Journal journal;
     std::unique_ptr<SystemInfo> info;
     {
@@ -369,7 +371,7 @@ TEST_F(AnInjectedSystemInfo, DisconnectsTheSixInOrderBeforeItReleasesAll) {
     for (std::size_t i = 6; i < 16; ++i) EXPECT_EQ((*journal)[i].find("release "), 0U) << (*journal)[i];
 }
 
-TEST_F(AnInjectedSystemInfo, LeavesTheAccessorsTheHandlersThatTheyHave) {
+TEST_F(AnInjectedSystemInfo, DoesNotReplaceTheHandlersOfItsAccessors) {
     struct Handler : ValueHandler {
         void onNewValue(const ValueObject& value) override {
             const std::lock_guard lock(mutex);
@@ -387,7 +389,7 @@ TEST_F(AnInjectedSystemInfo, LeavesTheAccessorsTheHandlersThatTheyHave) {
     ASSERT_TRUE(model.settle());
     const std::lock_guard lock(handler->mutex);
     EXPECT_THAT(handler->texts, ElementsAre("AVS"));
-    EXPECT_THAT(service.told(), IsEmpty());
+    EXPECT_THAT(service.received(), IsEmpty());
 }
 
 // Getters
@@ -423,14 +425,14 @@ TEST_F(ABoolGetter, ReadsItsOwnKeyAndLogsTheNumber) {
             model.set(getter.key, number);
             log.clear();
             EXPECT_EQ((systemInfo.*getter.get)(), number != 0);
-            EXPECT_THAT(saidAfterEnter(getter.function),
+            EXPECT_THAT(loggedAfterEnter(getter.function),
                         ElementsAre(info(getter.function,
                                          std::string(getter.label) + ": " + std::to_string(number) + ".\n")));
         }
     }
 }
 
-TEST_F(ABoolGetter, LogsAFailureWithItsStatusAndGivesWhatIsLeftOfAZero) {
+TEST_F(ABoolGetter, LogsAFailureWithItsStatusAndReturnsTheOutput) {
     const Accessors a;
     const std::unique_ptr<SystemInfo> systemInfo = a.makeInfo();
     for (const int left : {0, 7}) {
@@ -443,7 +445,7 @@ TEST_F(ABoolGetter, LogsAFailureWithItsStatusAndGivesWhatIsLeftOfAZero) {
             log.clear();
             EXPECT_EQ((systemInfo.get()->*getter.get)(), left != 0);
             EXPECT_EQ(access.found, 0);
-            EXPECT_THAT(saidAfterEnter(getter.function),
+            EXPECT_THAT(loggedAfterEnter(getter.function),
                         ElementsAre(error(getter.function, std::string(getter.failure) + ", ret: 9.\n"),
                                     info(getter.function,
                                          std::string(getter.label) + ": " + std::to_string(left) + ".\n")));
@@ -461,7 +463,7 @@ TEST_F(ABoolGetter, FailsWith6OnAKeyOfAnotherType) {
     }
 }
 
-TEST_F(ABoolGetter, FailsWith5AfterOneAttemptOrTenAsTheKeyWasConnectedBeforeOrNot) {
+TEST_F(ABoolGetter, FailsWith5AfterOneOrTenAttempts) {
     KeyFaults faults;
     faults.connectStatus = simulated::STATUS_UNAVAILABLE;
     SystemInfo systemInfo;
@@ -483,8 +485,8 @@ struct TextGetter {
     int (*get)(SystemInfo&);
     const char* key;
     std::shared_ptr<ScriptedString> Accessors::*accessor;
-    const char* text;  // of the television, and what it means
-    int meaning;
+    const char* text;  // the television's text
+    int meaning;       // the result of the getter for this text
     const char* label;
     const char* failure;
     const char* mapping;
@@ -501,20 +503,20 @@ const TextGetter TEXT_GETTERS[]{
      "str2VideoInfoHDRType"},
 };
 
-TEST_F(ATextGetter, ReadsItsOwnKeyLogsTheTextAndGivesWhatItMeans) {
+TEST_F(ATextGetter, ReadsItsOwnKeyLogsTheTextAndReturnsItsMeaning) {
     SystemInfo systemInfo;
     for (const TextGetter& getter : TEXT_GETTERS) {
         SCOPED_TRACE(getter.function);
         model.set(getter.key, getter.text);
         log.clear();
         EXPECT_EQ(getter.get(systemInfo), getter.meaning);
-        EXPECT_THAT(saidAfterEnter(getter.function),
+        EXPECT_THAT(loggedAfterEnter(getter.function),
                     ElementsAre(info(getter.function, getter.label + std::string(getter.text) + ".\n")));
-        EXPECT_EQ(said(getter.mapping).size(), 1U);
+        EXPECT_EQ(logged(getter.mapping).size(), 1U);
     }
 }
 
-TEST_F(ATextGetter, LogsTheTextBeforeAFailureAndGivesNothingWhateverTheTextMeans) {
+TEST_F(ATextGetter, LogsTheTextBeforeAFailureAndReturnsUnknown) {
     const Accessors a;
     const std::unique_ptr<SystemInfo> systemInfo = a.makeInfo();
     for (const TextGetter& getter : TEXT_GETTERS) {
@@ -523,14 +525,14 @@ TEST_F(ATextGetter, LogsTheTextBeforeAFailureAndGivesNothingWhateverTheTextMeans
         (a.*getter.accessor)->left = getter.text;
         log.clear();
         EXPECT_EQ(getter.get(*systemInfo), 0);
-        EXPECT_THAT(saidAfterEnter(getter.function),
+        EXPECT_THAT(loggedAfterEnter(getter.function),
                     ElementsAre(info(getter.function, getter.label + std::string(getter.text) + ".\n"),
                                 error(getter.function, getter.failure)));
-        EXPECT_THAT(said(getter.mapping), IsEmpty());
+        EXPECT_THAT(logged(getter.mapping), IsEmpty());
     }
 }
 
-TEST_F(ATextGetter, GivesNothingIfTheTelevisionCannotReadTheKey) {
+TEST_F(ATextGetter, ReturnsUnknownIfTheTelevisionCannotReadTheKey) {
     SystemInfo systemInfo;
     KeyFaults faults;
     faults.readStatus = simulated::STATUS_UNAVAILABLE;
@@ -543,25 +545,25 @@ TEST_F(ATextGetter, GivesNothingIfTheTelevisionCannotReadTheKey) {
     }
 }
 
-TEST_F(ATextGetter, FindsNothingPlayingInAnEmptyVideoFormat) {
+TEST_F(ATextGetter, ReturnsStoppedForAnEmptyVideoFormat) {
     SystemInfo systemInfo;
     model.set(VIDEO_FORMAT, "");
     EXPECT_EQ(systemInfo.getPlayerState(), 3);
 }
 
-TEST_F(TheGameModeGetter, LogsTheNumberAsItIsAndGives0ForAnUnknownOne) {
+TEST_F(TheGameModeGetter, LogsTheNumberAndReturns0ForAnUnknownOne) {
     SystemInfo systemInfo;
     for (const auto& [number, mode] : {std::pair(0, 0), {1, 1}, {2, 2}, {3, 0}, {-1, 0}}) {
         model.set(GAME_MODE, number);
         log.clear();
         EXPECT_EQ(systemInfo.getVideoGameMode(), mode);
         EXPECT_THAT(
-            saidAfterEnter("getVideoGameMode"),
+            loggedAfterEnter("getVideoGameMode"),
             ElementsAre(info("getVideoGameMode", "videoGameMode: " + std::to_string(number) + ".\n")));
     }
 }
 
-TEST_F(TheGameModeGetter, LogsTheNumberBeforeAFailureAndGives0) {
+TEST_F(TheGameModeGetter, LogsTheNumberBeforeAFailureAndReturns0) {
     const Accessors a;
     const std::unique_ptr<SystemInfo> systemInfo = a.makeInfo();
     a.gameMode->status = 6;
@@ -569,10 +571,10 @@ TEST_F(TheGameModeGetter, LogsTheNumberBeforeAFailureAndGives0) {
     a.gameMode->found = -1;
     EXPECT_EQ(systemInfo->getVideoGameMode(), 0);
     EXPECT_EQ(a.gameMode->found, 0);
-    EXPECT_THAT(saidAfterEnter("getVideoGameMode"),
+    EXPECT_THAT(loggedAfterEnter("getVideoGameMode"),
                 ElementsAre(info("getVideoGameMode", "videoGameMode: 2.\n"),
                             error("getVideoGameMode", "get video game mode failed.\n")));
-    EXPECT_THAT(said("int2VideoGameMode"), IsEmpty());
+    EXPECT_THAT(logged("int2VideoGameMode"), IsEmpty());
 }
 
 TEST_F(TheTvStreamGetter, ReadsTheFlagInTheTelevisionsPlayAttributes) {
@@ -581,22 +583,23 @@ TEST_F(TheTvStreamGetter, ReadsTheFlagInTheTelevisionsPlayAttributes) {
         model.set(PLAY_ATTRIBUTES, attributes(flag));
         log.clear();
         EXPECT_EQ(systemInfo.getTvStreamEncrypted(), encrypted) << flag;
-        saidAfterEnter("getTvStreamEncrypted");
+        loggedAfterEnter("getTvStreamEncrypted");
         EXPECT_EQ(log.countEnter(FILE_NAME, "parserTvStreamEncrypte"), 1U);
     }
 }
 
-TEST_F(TheTvStreamGetter, GivesFalseForEightElements) {
+TEST_F(TheTvStreamGetter, ReturnsFalseForEightElements) {
     SystemInfo systemInfo;
     model.set(PLAY_ATTRIBUTES, Texts(8, "1"));
     EXPECT_FALSE(systemInfo.getTvStreamEncrypted());
-    EXPECT_THAT(saidAfterEnter("parserTvStreamEncrypte"),
-                ElementsAre(Says("MODELAPI::SL2_TVAPI_VSTR_TVSERVICE_PLAY_ATTRIBUTES: 8, vec size: 8.\n")));
+    EXPECT_THAT(
+        loggedAfterEnter("parserTvStreamEncrypte"),
+        ElementsAre(IsLogLine("MODELAPI::SL2_TVAPI_VSTR_TVSERVICE_PLAY_ATTRIBUTES: 8, vec size: 8.\n")));
     model.set(PLAY_ATTRIBUTES, attributes("1"));
     EXPECT_TRUE(systemInfo.getTvStreamEncrypted());
 }
 
-TEST_F(TheTvStreamGetter, DoesNotLookAtTheStatusOfTheRead) {
+TEST_F(TheTvStreamGetter, IgnoresTheStatusOfTheRead) {
     const Accessors a;
     const std::unique_ptr<SystemInfo> systemInfo = a.makeInfo();
     a.play->status = 7;
@@ -606,9 +609,9 @@ TEST_F(TheTvStreamGetter, DoesNotLookAtTheStatusOfTheRead) {
     EXPECT_FALSE(systemInfo->getTvStreamEncrypted());
 }
 
-// What texts and numbers mean
+// Mapping texts and numbers
 
-TEST_F(ASourceText, MeansASourceTypeIfItIsExactlyTheNameOfOne) {
+TEST_F(ASourceText, MapsToASourceTypeOnlyIfItIsExactlyItsName) {
     expectMeanings(
         "str2SourceType", &SystemInfo::str2SourceType,
         {{"TV", 1},      {"HDMI1", 2},    {"HDMI2", 2},   {"HDMI3", 2},   {"HDMI4", 2},    {"HDMI5", 2},
@@ -619,7 +622,7 @@ TEST_F(ASourceText, MeansASourceTypeIfItIsExactlyTheNameOfOne) {
          {"%s%d", 0}});
 }
 
-TEST_F(AnHDRText, MeansAnHDRTypeIfItIsExactlyTheNameOfOne) {
+TEST_F(AnHDRText, MapsToAnHDRTypeOnlyIfItIsExactlyItsName) {
     expectMeanings("str2VideoInfoHDRType", &SystemInfo::str2VideoInfoHDRType,
                    {{"sdr", 1},
                     {"hdr_10", 2},
@@ -634,23 +637,23 @@ TEST_F(AnHDRText, MeansAnHDRTypeIfItIsExactlyTheNameOfOne) {
                     {"hdr_10plus ", 0}});
 }
 
-TEST_F(AVideoFormat, MeansPlayingUnlessItIsEmpty) {
+TEST_F(AVideoFormat, MapsToPlayingUnlessItIsEmpty) {
     expectMeanings("str2PlayerState", &SystemInfo::str2PlayerState,
                    {{"x", 1}, {"1920x1080p@50", 1}, {" ", 1}, {"0", 1}, {"stopped", 1}, {"", 3}});
 }
 
-TEST_F(AGameModeNumber, MeansItselfFrom0To2And0Otherwise) {
+TEST_F(AGameModeNumber, MapsToItselfFrom0To2AndTo0Otherwise) {
     SystemInfo systemInfo;
     for (const auto& [number, mode] :
          {std::pair(0, 0), {1, 1}, {2, 2}, {3, 0}, {-1, 0}, {257, 0}, {INT32_MAX, 0}, {INT32_MIN, 0}}) {
         log.clear();
         EXPECT_EQ(systemInfo.int2VideoGameMode(number), mode) << number;
-        EXPECT_THAT(said("int2VideoGameMode"),
+        EXPECT_THAT(logged("int2VideoGameMode"),
                     ElementsAre(info("int2VideoGameMode", "videoGameMode: " + std::to_string(mode) + ".\n")));
     }
 }
 
-TEST_F(ThePlayAttributes, HoldTheFlagInTheLowestBitOfElement8) {
+TEST_F(ThePlayAttributes, HaveTheFlagInTheLowestBitOfElement8) {
     for (const char* flag :
          {"1", "3", "-1", " 1", "+3", "1abc", "2147483647", "-2147483647", "0000000000001"})
         expectFlag(attributes(flag), true, ElementsAre(flagLine(flag)));
@@ -658,27 +661,27 @@ TEST_F(ThePlayAttributes, HoldTheFlagInTheLowestBitOfElement8) {
         expectFlag(attributes(flag), false, ElementsAre(flagLine(flag)));
 }
 
-TEST_F(ThePlayAttributes, GiveNoFlagWithoutANumber) {
+TEST_F(ThePlayAttributes, HaveNoFlagWithoutANumber) {
     for (const char* flag : {"", "abc", "-", "x1"})
         expectFlag(attributes(flag), std::nullopt,
                    ElementsAre(flagLine(flag), error("parserTvStreamEncrypte", "fail: invalid argument.\n")));
 }
 
-TEST_F(ThePlayAttributes, GiveNoFlagIfTheNumberIsBeyond32Bits) {
+TEST_F(ThePlayAttributes, HaveNoFlagIfTheNumberExceeds32Bits) {
     for (const char* flag :
          {"2147483648", "-2147483649", "4294967297", "99999999999999999999999", "-99999999999999999999999"})
         expectFlag(attributes(flag), std::nullopt,
                    ElementsAre(flagLine(flag), error("parserTvStreamEncrypte", "fail: out of range.\n")));
 }
 
-TEST_F(ThePlayAttributes, GiveNoFlagIfTheyAreEightOrFewer) {
+TEST_F(ThePlayAttributes, HaveNoFlagIfTheyAreEightOrFewer) {
     for (const std::size_t size : {0U, 1U, 8U})
         expectFlag(Texts(size, "1"), std::nullopt,
-                   ElementsAre(Says("MODELAPI::SL2_TVAPI_VSTR_TVSERVICE_PLAY_ATTRIBUTES: 8, vec size: " +
-                                    std::to_string(size) + ".\n")));
+                   ElementsAre(IsLogLine("MODELAPI::SL2_TVAPI_VSTR_TVSERVICE_PLAY_ATTRIBUTES: 8, vec size: " +
+                                         std::to_string(size) + ".\n")));
 }
 
-TEST_F(ThePlayAttributes, AreEnoughIfTheyAreNine) {
+TEST_F(ThePlayAttributes, HaveTheFlagIfTheyAreNine) {
     expectFlag(Texts(9, "1"), true, ElementsAre(flagLine("1")));
 }
 
@@ -688,8 +691,8 @@ struct Change {
     const char* function;
     void (SystemInfo::*handler)(const ValueObject&);
     ValueObject value;
-    std::string message;  // empty if the mapping alone logs
-    std::string told;     // empty for nothing
+    std::string message;   // empty if only the mapping logs
+    std::string received;  // by the callback; empty if it is not called
 };
 
 std::vector<Change> changes() {
@@ -735,7 +738,7 @@ std::vector<Change> changes() {
     };
 }
 
-TEST_F(AChange, IsLoggedAndTellsTheCallbackWhatItMeans) {
+TEST_F(AChange, IsLoggedAndPassedToTheCallback) {
     SystemInfo systemInfo;
     for (const Change& change : changes()) {
         SCOPED_TRACE(change.function + (": " + change.value.convertToStringType()));
@@ -743,15 +746,15 @@ TEST_F(AChange, IsLoggedAndTellsTheCallbackWhatItMeans) {
         listener.registerAt(systemInfo);
         log.clear();
         (systemInfo.*change.handler)(change.value);
-        EXPECT_EQ(listener.told(), change.told.empty() ? Texts() : Texts{change.told});
+        EXPECT_EQ(listener.received(), change.received.empty() ? Texts() : Texts{change.received});
         std::vector<LogLine> expected;
         if (!change.message.empty()) expected.push_back(info(change.function, change.message));
-        EXPECT_EQ(saidAfterEnter(change.function), expected);
+        EXPECT_EQ(loggedAfterEnter(change.function), expected);
         EXPECT_EQ(log.countEnter(FILE_NAME, "parserTvStreamEncrypte"), change.message.empty() ? 1U : 0U);
     }
 }
 
-TEST_F(AChange, IsLoggedWithoutACallbackToo) {
+TEST_F(AChange, IsAlsoLoggedWithoutACallback) {
     SystemInfo systemInfo;
     for (const Change& change : changes()) {
         SCOPED_TRACE(change.function);
@@ -759,7 +762,7 @@ TEST_F(AChange, IsLoggedWithoutACallbackToo) {
         (systemInfo.*change.handler)(change.value);
         std::vector<LogLine> expected;
         if (!change.message.empty()) expected.push_back(info(change.function, change.message));
-        EXPECT_EQ(saidAfterEnter(change.function), expected);
+        EXPECT_EQ(loggedAfterEnter(change.function), expected);
     }
 }
 
@@ -783,7 +786,7 @@ TEST_F(AChange, OfEachKeyReachesItsCallbackOnTheModelsThread) {
         const char* key;
         Value value;
         const char* handler;
-        const char* told;
+        const char* received;
     };
     const Route routes[]{
         {AIPQ_SWITCH, 0, "onAIPQSwitchAvailableChanged", "AIPQ 1 0"},
@@ -801,15 +804,15 @@ TEST_F(AChange, OfEachKeyReachesItsCallbackOnTheModelsThread) {
         SCOPED_TRACE(route.key);
         model.set(route.key, route.value);
         ASSERT_TRUE(model.settle());
-        expected.emplace_back(route.told);
-        EXPECT_EQ(service.told(), expected);
+        expected.emplace_back(route.received);
+        EXPECT_EQ(service.received(), expected);
         EXPECT_NE(service.thread(), gettid());
         EXPECT_EQ(log.countEnter(FILE_NAME, route.handler), 1U);
-        for (const LogLine& line : said(route.handler)) EXPECT_EQ(line.thread, service.thread());
+        for (const LogLine& line : logged(route.handler)) EXPECT_EQ(line.thread, service.thread());
     }
     model.set(AIPQ_SUPPORTED, 0);
     ASSERT_TRUE(model.settle());
-    EXPECT_EQ(service.told(), expected);
+    EXPECT_EQ(service.received(), expected);
 }
 
 // Callbacks
@@ -820,10 +823,10 @@ TEST_F(ACallback, IsRegisteredWithALogLine) {
     for (const char* function : {"registerCallBackAIPQ", "registerCallBackSourceType",
                                  "registerCallBackPlayerState", "registerCallBackStreamEncrypted",
                                  "registerCallBackVideoInfoHDRType", "registerCallBackVideoGameMode"})
-        EXPECT_THAT(saidAfterEnter(function), IsEmpty());
+        EXPECT_THAT(loggedAfterEnter(function), IsEmpty());
 }
 
-TEST_F(ACallback, IsReplacedWithItsDatumByTheNext) {
+TEST_F(ACallback, IsReplacedWithItsUserDataByTheNext) {
     SystemInfo systemInfo;
     service.registerAt(systemInfo);
     Service next;
@@ -831,57 +834,57 @@ TEST_F(ACallback, IsReplacedWithItsDatumByTheNext) {
     Texts expected;
     for (const Change& change : changes()) {
         (systemInfo.*change.handler)(change.value);
-        if (!change.told.empty()) expected.push_back(change.told);
+        if (!change.received.empty()) expected.push_back(change.received);
     }
-    EXPECT_THAT(service.told(), IsEmpty());
-    EXPECT_EQ(next.told(), expected);
+    EXPECT_THAT(service.received(), IsEmpty());
+    EXPECT_EQ(next.received(), expected);
 }
 
-TEST_F(ACallback, IsSwitchedOffByANullFunction) {
+TEST_F(ACallback, IsUnregisteredByANullFunction) {
     SystemInfo systemInfo;
     service.registerAt(systemInfo);
     service.unregisterFrom(systemInfo);
     for (const Change& change : changes()) (systemInfo.*change.handler)(change.value);
-    EXPECT_THAT(service.told(), IsEmpty());
+    EXPECT_THAT(service.received(), IsEmpty());
 }
 
-TEST_F(ACallback, GetsANullDatumAsItIs) {
+TEST_F(ACallback, ReceivesNullUserDataUnchanged) {
     SystemInfo systemInfo;
     static std::atomic<int> calls;
     calls = 0;
     systemInfo.registerCallBackSourceType(
-        [](SourceType, void* datum) { calls += datum == nullptr ? 1 : 100; }, nullptr);
+        [](SourceType, void* userData) { calls += userData == nullptr ? 1 : 100; }, nullptr);
     systemInfo.onSourceTypeChanged(ValueObject("TV"));
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(ACallback, IsForgottenOnRequestUnlessItIsTheGameModes) {
+TEST_F(ACallback, IsClearedBySetNotifyValueExceptForTheGameMode) {
     SystemInfo systemInfo;
     service.registerAt(systemInfo);
     systemInfo.setNotifyValue();
     for (const Change& change : changes()) (systemInfo.*change.handler)(change.value);
-    EXPECT_THAT(service.told(), ElementsAre("game 2", "game 0", "game 0"));
+    EXPECT_THAT(service.received(), ElementsAre("game 2", "game 0", "game 0"));
 }
 
 TEST_F(ACallback, MayReplaceItselfForTheNextChange) {
     SystemInfo systemInfo;
-    struct Datum {
+    struct UserData {
         SystemInfo& info;
         Service& next;
-    } datum{systemInfo, service};
+    } userData{systemInfo, service};
     systemInfo.registerCallBackSourceType(
         [](SourceType, void* self) {
-            Datum& mine = *static_cast<Datum*>(self);
+            UserData& mine = *static_cast<UserData*>(self);
             mine.info.registerCallBackSourceType(Service::onSourceType, &mine.next);
         },
-        &datum);
+        &userData);
     model.set(SOURCE, "AVS");
     model.set(SOURCE, "amazon");
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(service.told(), ElementsAre("source 8"));
+    EXPECT_THAT(service.received(), ElementsAre("source 8"));
 }
 
-TEST_F(ACallback, IsReplacedWhileChangesAreToldAndNoneIsLost) {
+TEST_F(ACallback, IsReplacedDuringNotificationsWithoutLosingOne) {
     SystemInfo systemInfo;
     systemInfo.getAIPQSwitchAvailable();
     Service other;
@@ -907,7 +910,7 @@ TEST_F(ACallback, IsReplacedWhileChangesAreToldAndNoneIsLost) {
     ending = true;
     registering.join();
     ASSERT_TRUE(settled);
-    EXPECT_EQ(service.told().size() + other.told().size(), 6 * ROUNDS);
+    EXPECT_EQ(service.received().size() + other.received().size(), 6 * ROUNDS);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// A television that never announces a change: every wait for one lasts its full minute.
+// The television announces no change, so every wait for a change times out after a minute.
 #include <unistd.h>
 
 #include <chrono>
@@ -27,16 +27,16 @@ LogLine line(unsigned level, const std::string& function, const std::string& mes
     return {level, "system_setting.cpp", function, message + "\n"};
 }
 
-class AMuteTelevision : public tests::TelevisionTest {
+class ASilentTelevision : public tests::TelevisionTest {
   protected:
-    Lines said(const std::string& function) const {
+    Lines logged(const std::string& function) const {
         Lines found;
         for (const LogLine& each : log.lines())
             if (each.function == function && each.level != tests::TRACE) found.push_back(each);
         return found;
     }
 
-    // What a wait logs that sees no change.
+    // The lines of a wait that times out.
     static Lines minute(const std::string& name, const std::string& word) {
         Lines lines;
         for (int attempt = 0; attempt < 60; ++attempt)
@@ -59,8 +59,8 @@ class AMuteTelevision : public tests::TelevisionTest {
     }
 };
 
-// All ten at once: one minute in all.
-TEST_F(AMuteTelevision, IsAwaitedForAMinuteAndThenGivenUp) {
+// All ten waits run at the same time, so the test takes one minute.
+TEST_F(ASilentTelevision, MakesEveryWaitTimeOutAfterAMinute) {
     struct Change {
         std::string name;
         std::string word;
@@ -99,19 +99,19 @@ TEST_F(AMuteTelevision, IsAwaitedForAMinuteAndThenGivenUp) {
 
     for (const Change& each : changes) {
         const std::string failure = "wait for video " + each.word + " changed failed.";
-        // Without its end there is no safe way to destroy the object, nor to go on.
+        // A worker that does not end still uses the object, which therefore cannot be destroyed.
         if (!log.waitFor(failure, 1, 110s)) std::abort();
         const std::string worker = "setVideo" + each.name + "Run";
-        const Lines lines = said(worker);
+        const Lines lines = logged(worker);
         ASSERT_EQ(lines.size(), 3U) << each.name;
         EXPECT_EQ(lines.back(), line(tests::ERROR, worker, failure));
-        EXPECT_EQ(said("waitForVideo" + each.name + "Changed"), minute(each.name, each.word));
+        EXPECT_EQ(logged("waitForVideo" + each.name + "Changed"), minute(each.name, each.word));
         EXPECT_EQ(model.writes(each.key), std::vector<simulated::Written>{each.value});
         EXPECT_TRUE(ends(lines.back().thread));
     }
     for (std::future<int>& result : results) EXPECT_EQ(result.get(), -1);
     for (const Wait& each : waits)
-        EXPECT_EQ(said("waitForVideo" + each.name + "Changed"), minute(each.name, each.word));
+        EXPECT_EQ(logged("waitForVideo" + each.name + "Changed"), minute(each.name, each.word));
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 59s);
 }
 

@@ -1,4 +1,4 @@
-// The picture settings: reading, checking, changing, confirming.
+// The picture settings: reading, validating, changing and confirming a value.
 #include "platform_adaptation/system_setting.h"
 #include "keys.h"
 
@@ -50,7 +50,7 @@ enum class Kind { STEPPED, ONCE, UNCONFIRMED };
 struct Setting {
     std::size_t index;
     Kind kind;
-    const char* name;  // as it is in the names of functions
+    const char* name;  // the part of the function names
     const char* key;
     int low;
     int high;
@@ -60,7 +60,7 @@ struct Setting {
     void (SystemSetting::*onChanged)(const ValueObject&);
     int (SystemSetting::*wait)();
     void* (*run)(void*);
-    int (SystemSetting::*set)(int);  // null: with its family only
+    int (SystemSetting::*set)(int);  // null if it can only be set with its family
     const char* getterWord = word;
     const char* failureWord = word;
 
@@ -164,7 +164,7 @@ LogLine error(const std::string& function, const std::string& message) {
     return {tests::ERROR, "system_setting.cpp", function, message + "\n"};
 }
 
-// What a wait logs that times out so often and then sees the change.
+// The lines of a wait that times out `timeouts` times and then receives the change.
 Lines waitLines(const Setting& setting, int timeouts) {
     Lines lines;
     for (int attempt = 0; attempt <= timeouts; ++attempt) {
@@ -175,7 +175,8 @@ Lines waitLines(const Setting& setting, int timeouts) {
     return lines;
 }
 
-// Opens the inherited state, and answers a worker's reads with `answers`, as long as there are any.
+// Makes the protected state public. Getters return `answers` first, and the television's value when none is
+// left.
 class OpenSetting : public SystemSetting {
   public:
     using SystemSetting::m_changeCond;
@@ -213,7 +214,7 @@ class OpenSetting : public SystemSetting {
     }
 };
 
-// A call on a thread of its own.
+// Calls a function on another thread.
 class Call {
   public:
     explicit Call(std::function<int()> function) {
@@ -240,7 +241,7 @@ class Call {
 
 class SystemSettingTest : public tests::TelevisionTest {
   protected:
-    // Workers use the object until their very end.
+    // Waits for the workers, which use the object until they end.
     void TearDown() override {
         for (int second = 0; second < 90; ++second) {
             for (int poll = 0; poll < 500; ++poll) {
@@ -257,8 +258,8 @@ class SystemSettingTest : public tests::TelevisionTest {
         FAIL() << "a worker does not end";
     }
 
-    // Whether the text is logged. A confirmation that came while the worker was not waiting yet is lost; the
-    // television therefore repeats itself.
+    // Waits until the text is logged. A worker misses a confirmation that arrives before it waits; therefore
+    // the television announces the value again every second.
     bool await(const Setting& which, const std::string& text, std::size_t times = 1) {
         for (int second = 0; second < 60; ++second) {
             if (log.waitFor(text, times, 1s)) return true;
@@ -272,7 +273,7 @@ class SystemSettingTest : public tests::TelevisionTest {
         return await(which, text, times);
     }
 
-    // A worker that has written its first step and waits while notifications are held.
+    // Holds notifications and starts a worker. Returns when the worker has written its first step and waits.
     void startAndHold(const Setting& which, int value) {
         model.holdNotifications();
         ASSERT_EQ((setting.*which.set)(value), 0);
@@ -291,7 +292,7 @@ class SystemSettingTest : public tests::TelevisionTest {
         return Call([this, &which] { return (setting.*which.wait)(); });
     }
 
-    // From now on reads and writes of the key fail.
+    // Changes the type of the key, so that reads and writes of it fail.
     void breakKey(const std::string& key) {
         simulated::KeyDefinition text;
         text.name = key;
@@ -300,8 +301,8 @@ class SystemSettingTest : public tests::TelevisionTest {
         model.define(text);
     }
 
-    // What the function logged of errors and information.
-    Lines said(const std::string& function) const {
+    // The function's error and information lines.
+    Lines logged(const std::string& function) const {
         Lines found;
         for (const LogLine& line : log.lines())
             if (line.function == function && line.file == "system_setting.cpp" && line.level != tests::TRACE)
@@ -322,7 +323,7 @@ class SystemSettingTest : public tests::TelevisionTest {
         return {std::begin(setting.m_setValue), std::end(setting.m_setValue)};
     }
 
-    // Whose worker's handle is known.
+    // The names of the settings whose thread handle is set.
     std::vector<std::string> withThread() const {
         std::vector<std::string> names;
         for (const Setting& each : SETTINGS)
@@ -330,9 +331,10 @@ class SystemSettingTest : public tests::TelevisionTest {
         return names;
     }
 
-    // The wait's lines are numbered without a gap and end with the change; says how often it timed out.
+    // Expects the lines of one wait, numbered without a gap, that ends with a change. Returns the number of
+    // timeouts.
     int checkSingleWait(const Setting& which) const {
-        const Lines lines = said(which.waiter());
+        const Lines lines = logged(which.waiter());
         const int timeouts = static_cast<int>(lines.size()) / 2 - 1;
         EXPECT_EQ(lines, waitLines(which, timeouts));
         return timeouts;
@@ -368,7 +370,7 @@ class OfEach : public SystemSettingTest, public testing::WithParamInterface<Sett
     bool isValid(int value) { return (setting.*it.isValid)(value); }
     void change(const ValueObject& value) { std::invoke(it.onChanged, setting, value); }
 
-    // On this thread.
+    // Runs the worker function on this thread.
     void run(int value) {
         setting.m_setValue[it.index] = value;
         EXPECT_EQ(it.run(&setting), nullptr);
@@ -464,7 +466,7 @@ TEST_F(TheAccessors, KeepTheirHandlersWhenInjected) {
     EXPECT_EQ(entered("onVideoBrightnessChanged") + entered("onVideoContrastChanged"), 0U);
 }
 
-TEST_F(TheAccessors, AreTriedOnceAtConstructionAndAgainAtTheFirstUse) {
+TEST_F(TheAccessors, TryToConnectAtConstructionAndAtTheFirstUse) {
     std::vector<std::string> keys{PQ_SETTING};
     for (const Setting& each : SETTINGS) keys.emplace_back(each.key);
     owner.reset();
@@ -481,7 +483,7 @@ TEST_F(TheAccessors, AreTriedOnceAtConstructionAndAgainAtTheFirstUse) {
     EXPECT_EQ(model.subscribers(BRIGHTNESS), 1U);
 }
 
-TEST_F(TheAccessors, FollowEveryKeyOnceWhileTheObjectLives) {
+TEST_F(TheAccessors, SubscribeOnceToEveryKeyWhileTheObjectExists) {
     EXPECT_EQ(model.subscribers(PQ_SETTING), 1U);
     for (const Setting& each : SETTINGS) EXPECT_EQ(model.subscribers(each.key), 1U) << each.name;
     owner.reset();
@@ -496,7 +498,7 @@ TEST_F(TheState, IsEmptyAfterConstruction) {
     EXPECT_EQ(withThread(), std::vector<std::string>());
 }
 
-TEST_F(TheState, IsForgottenButForTheHandlesOfTheTunersThreeValues) {
+TEST_F(TheState, IsResetExceptForThreeThreadsOfTheTuner) {
     std::fill(std::begin(setting.m_setValue), std::end(setting.m_setValue), 3);
     std::fill(std::begin(setting.m_setThread), std::end(setting.m_setThread), pthread_self());
     setting.initValue();
@@ -504,7 +506,7 @@ TEST_F(TheState, IsForgottenButForTheHandlesOfTheTunersThreeValues) {
     EXPECT_EQ(withThread(), (std::vector<std::string>{TUNER_B.name, TUNER_S.name, TUNER_H.name}));
 }
 
-TEST_F(TheState, IsReachedThroughTheInterface) {
+TEST_F(TheState, IsReadThroughTheInterface) {
     static_assert(std::has_virtual_destructor_v<SystemSettingInterface>);
     static_assert(std::is_abstract_v<SystemSettingInterface>);
     SystemSettingInterface& interface = setting;
@@ -512,7 +514,7 @@ TEST_F(TheState, IsReachedThroughTheInterface) {
     EXPECT_EQ(interface.getVideoBrightness(), 77);
 }
 
-// All ten
+// All ten settings
 
 using ASetting = OfEach;
 INSTANTIATE_TEST_SUITE_P(Video, ASetting, testing::ValuesIn(SETTINGS), nameOf);
@@ -523,42 +525,42 @@ TEST_P(ASetting, IsValidWithinItsRangeOnly) {
     for (const int value : refused()) EXPECT_FALSE(isValid(value)) << value;
 }
 
-TEST_P(ASetting, IsReadFromItsKeyWhateverItsValue) {
+TEST_P(ASetting, IsReadFromItsKeyWithAnyValue) {
     Lines expected;
     for (const int value : {it.low, it.high, -1, 1000}) {
         model.set(it.key, value);
         EXPECT_EQ(get(), value);
         expected.push_back(info(it.getter(), it.got(value)));
     }
-    EXPECT_EQ(said(it.getter()), expected);
+    EXPECT_EQ(logged(it.getter()), expected);
     EXPECT_EQ(entered(it.getter()), 4U);
 }
 
-TEST_P(ASetting, IsMinusOneAndAnErrorIfItCannotBeRead) {
+TEST_P(ASetting, IsMinusOneWithAnErrorIfItCannotBeRead) {
     breakKey(it.key);
     EXPECT_EQ(get(), -1);
-    EXPECT_EQ(said(it.getter()), Lines{error(it.getter(), it.getFailure())});
+    EXPECT_EQ(logged(it.getter()), Lines{error(it.getter(), it.getFailure())});
     EXPECT_EQ(entered(it.getter()), 1U);
 }
 
-TEST_P(ASetting, IsLoggedOnTheModelsThreadWhenItChangesAndNotStored) {
+TEST_P(ASetting, IsLoggedButNotStoredWhenItChanges) {
     model.set(it.key, it.high);
     ASSERT_TRUE(model.settle());
     const std::string text = std::string("video ") + it.word + " changed: " + std::to_string(it.high) + ".";
-    const Lines lines = said(it.handler());
+    const Lines lines = logged(it.handler());
     ASSERT_EQ(lines, Lines{info(it.handler(), text)});
     EXPECT_NE(lines[0].thread, gettid());
     EXPECT_EQ(entered(it.handler()), 1U);
     EXPECT_EQ(pending(), NOTHING_PENDING);
 }
 
-TEST_P(ASetting, IsConvertedForTheLogWhenItChanges) {
+TEST_P(ASetting, IsLoggedAsAnIntegerWhenItChanges) {
     change(2.75);
-    EXPECT_EQ(said(it.handler()),
+    EXPECT_EQ(logged(it.handler()),
               Lines{info(it.handler(), std::string("video ") + it.word + " changed: 2.")});
 }
 
-TEST_P(ASetting, LocksItsMutexToAnnounceAChange) {
+TEST_P(ASetting, LocksItsMutexToSignalAChange) {
     std::unique_lock lock(setting.m_changeMutex[it.index]);
     Call call([this] {
         change(1);
@@ -576,15 +578,15 @@ TEST_P(ASetting, IsAwaitedUnderItsMutex) {
     Call wait = startWait(it);
     ASSERT_TRUE(wait.fallsAsleep());
     EXPECT_EQ(entered(it.waiter()), 1U);
-    EXPECT_TRUE(said(it.waiter()).empty());
+    EXPECT_TRUE(logged(it.waiter()).empty());
     lock.unlock();
     awaitSleeper(it, 1);
     EXPECT_TRUE(announceUntil(it, std::string("wait video ") + it.word + " changed done. ["));
     EXPECT_EQ(wait.result(), 0);
 }
 
-TEST_P(ASetting, IsAwaitedUntilItIsAnnouncedItselfWhateverTheValue) {
-    // What the other nine do neither ends the wait nor holds it up.
+TEST_P(ASetting, IsAwaitedUntilAnyChangeOfItsOwn) {
+    // Changes of the other nine settings neither end nor delay the wait.
     Call wait = startWait(it);
     awaitSleeper(it, 1);
     for (const Setting& other : SETTINGS)
@@ -601,7 +603,7 @@ TEST_P(ASetting, IsAwaitedUntilItIsAnnouncedItselfWhateverTheValue) {
     EXPECT_EQ(entered(it.waiter()), 1U);
 }
 
-TEST_P(ASetting, IsAwaitedUntilAnyWakeUp) {
+TEST_P(ASetting, EndsItsWaitAtAnyWakeUp) {
     Call wait = startWait(it);
     awaitSleeper(it, 1);
     for (int second = 0; second < 30 && wait.runs(); ++second) {
@@ -610,7 +612,7 @@ TEST_P(ASetting, IsAwaitedUntilAnyWakeUp) {
     }
     EXPECT_EQ(wait.result(), 0);
     checkSingleWait(it);
-    EXPECT_TRUE(said(it.handler()).empty());
+    EXPECT_TRUE(logged(it.handler()).empty());
 }
 
 TEST_P(ASetting, CannotBeAwaitedIfItsMutexCannotBeLocked) {
@@ -618,13 +620,13 @@ TEST_P(ASetting, CannotBeAwaitedIfItsMutexCannotBeLocked) {
     watched.failNext(ThreadCall::MUTEX_LOCK, EINVAL);
     EXPECT_EQ(startWait(it).result(), -1);
     const std::string reason = std::generic_category().message(EINVAL);
-    EXPECT_EQ(said(it.waiter()), Lines{error(it.waiter(), std::string("wait video ") + it.word +
-                                                              " changed failed: " + reason + ".")});
+    EXPECT_EQ(logged(it.waiter()), Lines{error(it.waiter(), std::string("wait video ") + it.word +
+                                                                " changed failed: " + reason + ".")});
 }
 
-TEST_P(ASetting, IsNotChangedByAWorkerWithoutAnObject) {
+TEST_P(ASetting, HasAWorkerThatRefusesANullObject) {
     EXPECT_EQ(it.run(nullptr), nullptr);
-    EXPECT_EQ(said(it.worker()), Lines{error(it.worker(), "invalid parameter.")});
+    EXPECT_EQ(logged(it.worker()), Lines{error(it.worker(), "invalid parameter.")});
     EXPECT_EQ(entered(it.worker()), 1U);
 }
 
@@ -635,12 +637,12 @@ TEST_P(ASetting, IsCheckedAgainByTheWorker) {
         expected.push_back(info(it.worker(), it.valueText(value)));
         expected.push_back(error(it.worker(), it.invalidText(value)));
     }
-    EXPECT_EQ(said(it.worker()), expected);
+    EXPECT_EQ(logged(it.worker()), expected);
     EXPECT_TRUE(model.writes(it.key).empty());
-    EXPECT_TRUE(said(it.getter()).empty());
+    EXPECT_TRUE(logged(it.getter()).empty());
 }
 
-TEST_P(ASetting, IsReportedIfItCannotBeWritten) {
+TEST_P(ASetting, LogsAnErrorIfItCannotBeWritten) {
     const int current = it.low;
     setting.answers[it.index] = {current};
     breakKey(it.key);
@@ -648,16 +650,16 @@ TEST_P(ASetting, IsReportedIfItCannotBeWritten) {
     Lines expected{info(it.worker(), it.valueText(it.high))};
     if (it.isConfirmed()) expected.push_back(info(it.worker(), it.currentText(current, it.high)));
     expected.push_back(error(it.worker(), it.writeFailure()));
-    EXPECT_EQ(said(it.worker()), expected);
-    EXPECT_TRUE(said(it.waiter()).empty());
+    EXPECT_EQ(logged(it.worker()), expected);
+    EXPECT_TRUE(logged(it.waiter()).empty());
 }
 
-// Those that have a setter
+// The settings with a setter
 
 using ASettableSetting = OfEach;
 INSTANTIATE_TEST_SUITE_P(Video, ASettableSetting, testing::ValuesIn(those(&Setting::isSettable)), nameOf);
 
-TEST_P(ASettableSetting, TakesBothEndsOfItsRange) {
+TEST_P(ASettableSetting, AcceptsBothEndsOfItsRange) {
     Lines expected;
     for (const int value : {it.low, it.high}) {
         model.set(it.key, value);
@@ -667,22 +669,22 @@ TEST_P(ASettableSetting, TakesBothEndsOfItsRange) {
         EXPECT_TRUE(log.waitFor(it.success(), expected.size()));
         EXPECT_EQ(setting.m_setValue[it.index], value);
     }
-    EXPECT_EQ(said(it.setter()), expected);
+    EXPECT_EQ(logged(it.setter()), expected);
 }
 
-TEST_P(ASettableSetting, RefusesWhatIsOutOfItsRange) {
+TEST_P(ASettableSetting, RefusesAValueOutOfItsRange) {
     Lines expected;
     for (const int value : refused()) {
         EXPECT_EQ(set(value), -1);
         expected.push_back(info(it.setter(), it.valueText(value)));
         expected.push_back(error(it.setter(), it.invalidText(value)));
     }
-    EXPECT_EQ(said(it.setter()), expected);
+    EXPECT_EQ(logged(it.setter()), expected);
     EXPECT_TRUE(television.threads().created().empty());
     EXPECT_EQ(pending(), NOTHING_PENDING);
 }
 
-TEST_P(ASettableSetting, IsChangedByOneThreadOfThisSourceFile) {
+TEST_P(ASettableSetting, IsChangedByOneWorkerThread) {
     EXPECT_EQ(set(std::get<int>(model.value(it.key))), 0);
     const auto created = television.threads().created();
     ASSERT_EQ(created.size(), 1U);
@@ -691,7 +693,7 @@ TEST_P(ASettableSetting, IsChangedByOneThreadOfThisSourceFile) {
     EXPECT_EQ(television.threads().attributesInUse(), 0);
     EXPECT_EQ(withThread(), std::vector<std::string>{it.name});
     ASSERT_TRUE(log.waitFor(it.success()));
-    EXPECT_NE(said(it.worker()).at(0).thread, gettid());
+    EXPECT_NE(logged(it.worker()).at(0).thread, gettid());
     EXPECT_EQ(entered(it.worker()), 1U);
 }
 
@@ -706,33 +708,33 @@ TEST_P(ASettableSetting, KeepsItsPendingValueIfNoThreadCanBeCreated) {
         EXPECT_EQ(setting.m_setValue[it.index], it.high);
         EXPECT_EQ(television.threads().attributesInUse(), 0);
         EXPECT_TRUE(television.threads().created().empty());
-        EXPECT_EQ(said(it.setter()), Lines{info(it.setter(), it.valueText(it.high))});
+        EXPECT_EQ(logged(it.setter()), Lines{info(it.setter(), it.valueText(it.high))});
         EXPECT_TRUE(model.writes(it.key).empty());
     }
 }
 
-// Those whose change is confirmed
+// The settings whose change is confirmed
 
 using AConfirmedSetting = OfEach;
 INSTANTIATE_TEST_SUITE_P(Video, AConfirmedSetting, testing::ValuesIn(those(&Setting::isConfirmed)), nameOf);
 
-TEST_P(AConfirmedSetting, NeedsNoWriteIfItHasTheValueAlready) {
+TEST_P(AConfirmedSetting, IsNotWrittenIfItAlreadyHasTheValue) {
     const int value = std::get<int>(model.value(it.key));
     run(value);
-    EXPECT_EQ(said(it.worker()),
+    EXPECT_EQ(logged(it.worker()),
               (Lines{info(it.worker(), it.valueText(value)), info(it.worker(), it.currentText(value, value)),
                      info(it.worker(), it.success())}));
     EXPECT_TRUE(model.writes(it.key).empty());
     EXPECT_EQ(entered(it.waiter()), 0U);
 }
 
-TEST_P(AConfirmedSetting, IsLeftAloneIfTheValueNowIsNotValid) {
+TEST_P(AConfirmedSetting, IsNotWrittenIfItsCurrentValueIsInvalid) {
     for (const int value : {-1, it.high + 1}) {
         model.set(it.key, value);
         run(it.high);
     }
     const Lines once{info(it.worker(), it.valueText(it.high)), error(it.worker(), it.getFailure())};
-    EXPECT_EQ(said(it.worker()), (Lines{once[0], once[1], once[0], once[1]}));
+    EXPECT_EQ(logged(it.worker()), (Lines{once[0], once[1], once[0], once[1]}));
     EXPECT_TRUE(model.writes(it.key).empty());
 }
 
@@ -745,7 +747,7 @@ TEST_P(AConfirmedSetting, IsReadThroughTheVirtualGetter) {
     EXPECT_TRUE(model.writes(it.key).empty());
 }
 
-TEST_P(AConfirmedSetting, IsWrittenByADetachedThreadThatWaitsForTheTelevision) {
+TEST_P(AConfirmedSetting, IsWrittenByADetachedWorkerThread) {
     const int before = std::get<int>(model.value(it.key));
     startAndHold(it, before + 2);
     pthread_attr_t attributes;
@@ -759,9 +761,9 @@ TEST_P(AConfirmedSetting, IsWrittenByADetachedThreadThatWaitsForTheTelevision) {
 
     release();
     ASSERT_TRUE(await(it, it.success()));
-    EXPECT_EQ(said(it.worker()), (Lines{info(it.worker(), it.valueText(before + 2)),
-                                        info(it.worker(), it.currentText(before, before + 2)),
-                                        info(it.worker(), it.success())}));
+    EXPECT_EQ(logged(it.worker()), (Lines{info(it.worker(), it.valueText(before + 2)),
+                                          info(it.worker(), it.currentText(before, before + 2)),
+                                          info(it.worker(), it.success())}));
     EXPECT_EQ(entered(it.worker()), 1U);
     EXPECT_EQ(model.writes(it.key), integers({before + 2}));
     checkSingleWait(it);
@@ -776,14 +778,14 @@ TEST_P(AConfirmedSetting, EndsItsChangeIfItsMutexCannotBeLocked) {
         run(before + 2);
     }
     release();
-    EXPECT_EQ(said(it.worker()),
+    EXPECT_EQ(logged(it.worker()),
               (Lines{info(it.worker(), it.valueText(before + 2)),
                      info(it.worker(), it.currentText(before, before + 2)),
                      error(it.worker(), std::string("wait for video ") + it.word + " changed failed.")}));
     EXPECT_EQ(model.writes(it.key), integers({before + 2}));
 }
 
-// Those that move in steps; all are at 50
+// The settings that change in steps; the value of each is 50
 
 using ASteppedSetting = OfEach;
 INSTANTIATE_TEST_SUITE_P(Video, ASteppedSetting, testing::ValuesIn(those(&Setting::isStepped)), nameOf);
@@ -800,26 +802,26 @@ TEST_P(ASteppedSetting, MovesInStepsOfTwoAndThenToTheTarget) {
     }
     EXPECT_EQ(model.writes(it.key), integers(expected));
     EXPECT_EQ(entered(it.waiter()), expected.size());
-    // Read at the beginning and after each step.
-    EXPECT_EQ(said(it.getter()).size(), expected.size() + ends);
+    // The worker reads the value at the beginning and after each step.
+    EXPECT_EQ(logged(it.getter()).size(), expected.size() + ends);
 }
 
 TEST_P(ASteppedSetting, StopsIfItCannotBeReadAgain) {
     setting.answers[it.index] = {50, -1};
     ASSERT_EQ(set(60), 0);
     ASSERT_TRUE(await(it, it.getFailure()));
-    EXPECT_EQ(said(it.worker()),
+    EXPECT_EQ(logged(it.worker()),
               (Lines{info(it.worker(), it.valueText(60)), info(it.worker(), it.currentText(50, 60)),
                      error(it.worker(), it.getFailure())}));
     EXPECT_EQ(model.writes(it.key), integers({52}));
 }
 
-// Those that are written at once
+// The settings that are written in one step
 
 using ASettingInOneStep = OfEach;
 INSTANTIATE_TEST_SUITE_P(Video, ASettingInOneStep, testing::ValuesIn(those(&Setting::isWrittenOnce)), nameOf);
 
-TEST_P(ASettingInOneStep, IsNotReadBackEvenIfTheTelevisionKeepsTheOldValue) {
+TEST_P(ASettingInOneStep, IsNotReadAgainAfterTheWrite) {
     KeyFaults stubborn;
     stubborn.keepValue = true;
     model.set(it.key, 0);
@@ -828,11 +830,11 @@ TEST_P(ASettingInOneStep, IsNotReadBackEvenIfTheTelevisionKeepsTheOldValue) {
     ASSERT_EQ(set(it.high), 0);
     ASSERT_TRUE(await(it, it.success()));
     EXPECT_EQ(model.writes(it.key), integers({it.high}));
-    EXPECT_EQ(said(it.getter()), Lines{info(it.getter(), it.got(0))});
+    EXPECT_EQ(logged(it.getter()), Lines{info(it.getter(), it.got(0))});
     EXPECT_EQ(entered(it.waiter()), 1U);
 }
 
-// How the television confirms
+// Confirmations of the television
 
 class ABrightnessChange : public SystemSettingTest {
   protected:
@@ -858,7 +860,7 @@ TEST_F(ABrightnessChange, TakesFiftyStepsFromOneEndToTheOther) {
     EXPECT_EQ(entered(it.waiter()), 50U);
 }
 
-TEST_F(ABrightnessChange, WaitsFurtherPeriodsForALateConfirmation) {
+TEST_F(ABrightnessChange, WaitsLongerForALateConfirmation) {
     setFault([](KeyFaults& faults) { faults.notificationDelay = 1400ms; });
     ASSERT_EQ(setting.setVideoBrightness(52), 0);
     ASSERT_TRUE(log.waitFor(it.waitText("timeout.", 0)));
@@ -888,7 +890,7 @@ TEST_F(ABrightnessChange, RepeatsItsStepAsLongAsTheTelevisionKeepsTheOldValue) {
     EXPECT_EQ(entered(it.waiter()), steps.size());
 }
 
-TEST_F(ABrightnessChange, GoesOnFromWhereThePersonAtTheRemoteControlPutIt) {
+TEST_F(ABrightnessChange, ContinuesFromAValueSetByTheRemoteControl) {
     startAndHold(it, 60);
     model.set(BRIGHTNESS, 67);
     release();
@@ -896,7 +898,7 @@ TEST_F(ABrightnessChange, GoesOnFromWhereThePersonAtTheRemoteControlPutIt) {
     EXPECT_EQ(writes(), integers({52, 65, 63, 61, 60}));
 }
 
-TEST_F(ABrightnessChange, EndsIfThePersonAtTheRemoteControlReachesTheTarget) {
+TEST_F(ABrightnessChange, EndsIfTheRemoteControlReachesTheTarget) {
     startAndHold(it, 60);
     model.set(BRIGHTNESS, 60);
     release();
@@ -904,16 +906,16 @@ TEST_F(ABrightnessChange, EndsIfThePersonAtTheRemoteControlReachesTheTarget) {
     EXPECT_EQ(writes(), integers({52}));
 }
 
-TEST_F(ABrightnessChange, StopsIfThePersonAtTheRemoteControlLeavesTheRange) {
+TEST_F(ABrightnessChange, StopsIfTheRemoteControlLeavesTheRange) {
     startAndHold(it, 60);
     model.set(BRIGHTNESS, 101);
     release();
     ASSERT_TRUE(await(it, it.getFailure()));
-    EXPECT_EQ(said(it.worker()).back(), error(it.worker(), it.getFailure()));
+    EXPECT_EQ(logged(it.worker()).back(), error(it.worker(), it.getFailure()));
     EXPECT_EQ(writes(), integers({52}));
 }
 
-TEST_F(ABrightnessChange, RunsBesideAnEarlierOneThatKeepsItsTarget) {
+TEST_F(ABrightnessChange, RunsConcurrentlyWithAnEarlierOne) {
     startAndHold(it, 60);
     const pthread_t first = setting.m_setThread[it.index];
     ASSERT_EQ(setting.setVideoBrightness(45), 0);
@@ -922,8 +924,8 @@ TEST_F(ABrightnessChange, RunsBesideAnEarlierOneThatKeepsItsTarget) {
     awaitSleeper(it, 2);
     EXPECT_EQ(writes(), integers({52, 50}));
     EXPECT_EQ(log.count(info(it.worker(), it.currentText(52, 45))), 1U);
-    // The earlier one has arrived, the later one has a way to go. It does not get ahead until the earlier one
-    // has seen that, and may try so often.
+    // The value is the first worker's target. Writes are refused, so that the second worker, which repeats
+    // its step, cannot change the value before the first worker has read it.
     setFault([](KeyFaults& faults) { faults.refuseWrites = true; });
     model.set(BRIGHTNESS, 60);
     release();
@@ -936,7 +938,7 @@ TEST_F(ABrightnessChange, RunsBesideAnEarlierOneThatKeepsItsTarget) {
     EXPECT_EQ(television.threads().created().size(), 2U);
 }
 
-TEST_F(ABrightnessChange, DoesNotKeepOtherSettingsWaiting) {
+TEST_F(ABrightnessChange, DoesNotDelayOtherSettings) {
     startAndHold(it, 60);
     ASSERT_EQ(setting.setVideoContrast(52), 0);
     awaitSleeper(CONTRAST, 1);
@@ -953,10 +955,10 @@ TEST_F(ABrightnessChange, DoesNotKeepOtherSettingsWaiting) {
 
 class AWait : public ABrightnessChange {};
 
-TEST_F(AWait, DoesNotCountAChangeAnnouncedBeforeIt) {
+TEST_F(AWait, IgnoresAnEarlierChange) {
     model.announce(BRIGHTNESS);
     ASSERT_TRUE(model.settle());
-    ASSERT_EQ(said(it.handler()).size(), 1U);
+    ASSERT_EQ(logged(it.handler()).size(), 1U);
     const auto begin = std::chrono::steady_clock::now();
     Call wait = startWait(it);
     ASSERT_TRUE(log.waitFor(it.waitText("timeout.", 0)));
@@ -977,11 +979,11 @@ TEST_F(AWait, EndsInTheAttemptInWhichTheChangeArrives) {
     EXPECT_TRUE(wait.fallsAsleep());
     EXPECT_TRUE(announceUntil(it, "wait video brightness changed done."));
     EXPECT_EQ(wait.result(), 0);
-    // On a busy machine the change may arrive in a later one.
+    // On a busy machine, the change may arrive in a later attempt.
     EXPECT_GE(checkSingleWait(it), 7);
 }
 
-TEST_F(AWait, IsNotEndedByAChangeThatWokeAnother) {
+TEST_F(AWait, IsNotEndedByAChangeThatEndedAnother) {
     Call one = startWait(it);
     Call two = startWait(it);
     awaitSleeper(it, 1);
@@ -1003,11 +1005,11 @@ using AColourTunerSetting = OfEach;
 INSTANTIATE_TEST_SUITE_P(Video, AColourTunerSetting, testing::ValuesIn(those(&Setting::isUnconfirmed)),
                          nameOf);
 
-TEST_P(AColourTunerSetting, IsWrittenUnreadAndUnconfirmedEvenIfItHasTheValue) {
+TEST_P(AColourTunerSetting, IsWrittenWithoutReadingOrWaiting) {
     run(0);
     run(it.high);
     EXPECT_EQ(model.writes(it.key), integers({0, it.high}));
-    EXPECT_EQ(said(it.worker()),
+    EXPECT_EQ(logged(it.worker()),
               (Lines{info(it.worker(), it.valueText(0)), info(it.worker(), it.success()),
                      info(it.worker(), it.valueText(it.high)), info(it.worker(), it.success())}));
     EXPECT_EQ(entered(it.worker()), 2U);
@@ -1078,14 +1080,14 @@ TEST_F(TheColourTuner, IsSetEvenIfTheWriteFails) {
         EXPECT_EQ(log.count(error(each.worker(), each.writeFailure())), 1U);
 }
 
-TEST_F(TheColourTuner, IsSetAsAFamilyTheModeFirst) {
+TEST_F(TheColourTuner, IsSetAsAFamilyWithTheModeFirst) {
     std::vector<int> ivec{6, -50, 50, 0};
     EXPECT_EQ(setting.setVideoColorTunerFamily(ivec), 0);
     EXPECT_EQ(written(), integers(ivec));
     EXPECT_EQ(pendingFamily(), ivec);
     Lines expected = elementLines(SET_FAMILY, ivec);
     for (const std::string& text : CREATE_TEXTS) expected.push_back(info(SET_FAMILY, text));
-    EXPECT_EQ(said(SET_FAMILY), expected);
+    EXPECT_EQ(logged(SET_FAMILY), expected);
     EXPECT_GT(position(info(TUNER.worker(), TUNER.success())), position(expected[4]));
     EXPECT_LT(position(info(TUNER.worker(), TUNER.success())), position(expected[5]));
     const auto created = television.threads().created();
@@ -1113,9 +1115,9 @@ TEST_F(TheColourTuner, IsNotSetWithTooFewOrTooManyElements) {
         std::vector<int> ivec(size, 1);
         log.clear();
         EXPECT_EQ(setting.setVideoColorTunerFamily(ivec), -1);
-        EXPECT_EQ(said(SET_FAMILY), Lines{sizeLine(SET_FAMILY, size)});
+        EXPECT_EQ(logged(SET_FAMILY), Lines{sizeLine(SET_FAMILY, size)});
         EXPECT_EQ(setting.getVideoColorTunerFamily(ivec), -1);
-        EXPECT_EQ(said(GET_FAMILY), Lines{sizeLine(GET_FAMILY, size)});
+        EXPECT_EQ(logged(GET_FAMILY), Lines{sizeLine(GET_FAMILY, size)});
         EXPECT_EQ(ivec, std::vector<int>(size, 1));
     }
     EXPECT_TRUE(television.threads().created().empty());
@@ -1123,7 +1125,7 @@ TEST_F(TheColourTuner, IsNotSetWithTooFewOrTooManyElements) {
 }
 
 TEST_F(TheColourTuner, IsNotSetIfAnElementIsOutOfRange) {
-    // The first such element is the one that is told.
+    // The log names the first element that is out of range.
     const std::vector<std::pair<std::vector<int>, std::size_t>> cases{
         {{7, 0, 0, 0}, 0},  {{-1, 51, 51, 51}, 0}, {{0, 51, 51, 51}, 1}, {{0, -51, 0, 0}, 1},
         {{3, 0, 51, 0}, 2}, {{3, 0, -51, 51}, 2},  {{3, 0, 0, 51}, 3},   {{3, 0, 0, -51}, 3},
@@ -1133,14 +1135,14 @@ TEST_F(TheColourTuner, IsNotSetIfAnElementIsOutOfRange) {
         EXPECT_EQ(setting.setVideoColorTunerFamily(ivec), -1);
         Lines expected = elementLines(SET_FAMILY, ivec);
         expected.push_back(error(SET_FAMILY, TUNER_FAMILY[first].invalidText(ivec[first])));
-        EXPECT_EQ(said(SET_FAMILY), expected);
+        EXPECT_EQ(logged(SET_FAMILY), expected);
     }
     EXPECT_EQ(pending(), NOTHING_PENDING);
     EXPECT_TRUE(television.threads().created().empty());
     EXPECT_TRUE(written().empty());
 }
 
-TEST_F(TheColourTuner, IsSetInPartIfNotAllThreadsCanBeHad) {
+TEST_F(TheColourTuner, IsSetPartiallyIfAThreadCannotBeCreated) {
     std::vector<int> ivec{1, 2, 3, 4};
     for (std::size_t had = 0; had < 4; ++had) {
         television.threads().reset();
@@ -1154,7 +1156,7 @@ TEST_F(TheColourTuner, IsSetInPartIfNotAllThreadsCanBeHad) {
         EXPECT_EQ(television.threads().attributesInUse(), 0);
         Lines expected = elementLines(SET_FAMILY, ivec);
         for (std::size_t i = 0; i <= had; ++i) expected.push_back(info(SET_FAMILY, CREATE_TEXTS[i]));
-        EXPECT_EQ(said(SET_FAMILY), expected);
+        EXPECT_EQ(logged(SET_FAMILY), expected);
         for (std::size_t i = 0; i < had; ++i) EXPECT_TRUE(log.waitFor(TUNER_FAMILY[i].success()));
         EXPECT_EQ(written(), integers({ivec.begin(), ivec.begin() + static_cast<std::ptrdiff_t>(had)}));
     }
@@ -1178,9 +1180,9 @@ TEST_F(TheColourTuner, HasItsModeSetWhenTheFamilyIsRead) {
     EXPECT_EQ(setting.getVideoColorTunerFamily(ivec), 0);
     EXPECT_EQ(ivec, (std::vector<int>{2, -5, -6, -7}));
     EXPECT_EQ(written(), integers({2}));
-    EXPECT_EQ(said(GET_FAMILY), elementLines(GET_FAMILY, ivec));
+    EXPECT_EQ(logged(GET_FAMILY), elementLines(GET_FAMILY, ivec));
     EXPECT_EQ(entered(GET_FAMILY), 1U);
-    EXPECT_EQ(said(TUNER.setter()), Lines{info(TUNER.setter(), TUNER.valueText(2))});
+    EXPECT_EQ(logged(TUNER.setter()), Lines{info(TUNER.setter(), TUNER.valueText(2))});
     EXPECT_EQ(entered(TUNER.getter()), 0U);
 }
 
@@ -1198,14 +1200,14 @@ TEST_F(TheColourTuner, IsReadAsAFamilyEvenIfItsModeIsRefused) {
     EXPECT_EQ(setting.getVideoColorTunerFamily(ivec), 0);
 }
 
-TEST_F(TheColourTuner, IsReadAsMinusOneWhereItCannotBeRead) {
+TEST_F(TheColourTuner, IsReadAsMinusOneIfItCannotBeRead) {
     model.set(TUNER_S.key, 8);
     breakKey(TUNER_B.key);
     breakKey(TUNER_H.key);
     std::vector<int> ivec{0, 1, 1, 1};
     EXPECT_EQ(setting.getVideoColorTunerFamily(ivec), 0);
     EXPECT_EQ(ivec, (std::vector<int>{0, -1, 8, -1}));
-    EXPECT_EQ(said(GET_FAMILY), elementLines(GET_FAMILY, ivec));
+    EXPECT_EQ(logged(GET_FAMILY), elementLines(GET_FAMILY, ivec));
 }
 
 // The PQ parameters
@@ -1215,7 +1217,7 @@ class ThePQParameters : public TheColourTuner {
     const std::string SET = "setVideoPQParameters";
 };
 
-TEST_F(ThePQParameters, AreReorderedAndWrittenInOnePiece) {
+TEST_F(ThePQParameters, AreReorderedAndWrittenTogether) {
     std::vector<int> ivec(34);
     std::iota(ivec.begin(), ivec.end(), 0);
     const std::vector<int> input = ivec;
@@ -1226,8 +1228,8 @@ TEST_F(ThePQParameters, AreReorderedAndWrittenInOnePiece) {
     for (std::size_t i = 0; i < order.size(); ++i) positions[static_cast<int>(i)] = order[i];
     EXPECT_EQ(model.writes(PQ_SETTING), std::vector<Written>{positions});
     EXPECT_EQ(ivec, input);
-    EXPECT_EQ(said(SET), elementLines(SET, input));
-    for (const LogLine& line : said(SET)) EXPECT_EQ(line.thread, gettid());
+    EXPECT_EQ(logged(SET), elementLines(SET, input));
+    for (const LogLine& line : logged(SET)) EXPECT_EQ(line.thread, gettid());
     EXPECT_TRUE(television.threads().created().empty());
 }
 
@@ -1239,12 +1241,12 @@ TEST_F(ThePQParameters, MayHaveAnyValues) {
     }
 }
 
-TEST_F(ThePQParameters, AreThirtyFour) {
+TEST_F(ThePQParameters, MustBeThirtyFour) {
     for (const std::size_t size : {0U, 27U, 33U, 35U}) {
         std::vector<int> ivec(size, 1);
         log.clear();
         EXPECT_EQ(setting.setVideoPQParameters(ivec), -1);
-        EXPECT_EQ(said(SET), Lines{sizeLine(SET, size)});
+        EXPECT_EQ(logged(SET), Lines{sizeLine(SET, size)});
     }
     EXPECT_TRUE(model.writes(PQ_SETTING).empty());
 }
@@ -1253,7 +1255,7 @@ TEST_F(ThePQParameters, AreNotLoggedAsAnErrorIfTheyCannotBeWritten) {
     breakKey(PQ_SETTING);
     std::vector<int> ivec(34, 1);
     EXPECT_EQ(setting.setVideoPQParameters(ivec), -1);
-    EXPECT_EQ(said(SET), elementLines(SET, ivec));
+    EXPECT_EQ(logged(SET), elementLines(SET, ivec));
 }
 
 TEST_F(ThePQParameters, AreNotWrittenWithoutMemory) {
@@ -1265,13 +1267,13 @@ TEST_F(ThePQParameters, AreNotWrittenWithoutMemory) {
     EXPECT_TRUE(model.writes(PQ_SETTING).empty());
 }
 
-TEST_F(ThePQParameters, AreNotFollowedByAHandler) {
+TEST_F(ThePQParameters, HaveNoHandler) {
     model.set(PQ_SETTING, std::vector<int>(27, 1));
     ASSERT_TRUE(model.settle());
     for (const LogLine& line : log.lines()) EXPECT_NE(line.file, "system_setting.cpp") << line;
 }
 
-// All at once
+// Concurrency
 
 using ManyThreads = SystemSettingTest;
 

@@ -36,14 +36,15 @@ constexpr char FILE_NAME[] = "system_state.cpp";
 constexpr char NAME[] = "aipq";
 constexpr char URL[] = "app://aipq/%s";
 
-// The service: what it is told, on which thread. It is its own user datum.
+// A service that records the power states that it receives, and their thread. It passes itself as the user
+// data.
 class Service {
   public:
     void registerAt(SystemStateInterface& state) { state.registerCallBackTVPowerState(onState, this); }
 
-    std::vector<int> told() const {
+    std::vector<int> received() const {
         const std::lock_guard lock(m_mutex);
-        return m_told;
+        return m_received;
     }
 
     pid_t thread() const {
@@ -54,13 +55,13 @@ class Service {
     static void onState(TVPowerState state, void* self) {
         Service& service = *static_cast<Service*>(self);
         const std::lock_guard lock(service.m_mutex);
-        service.m_told.push_back(state);
+        service.m_received.push_back(state);
         service.m_thread = gettid();
     }
 
   private:
     mutable std::mutex m_mutex;
-    std::vector<int> m_told;
+    std::vector<int> m_received;
     pid_t m_thread = 0;
 };
 
@@ -76,8 +77,8 @@ class StateTest : public tests::TelevisionTest {
         return {tests::ERROR, FILE_NAME, function, message};
     }
 
-    // What the service's side of the application manager logged, but for traces.
-    std::vector<LogLine> said() const {
+    // The lines of SystemState, without traces.
+    std::vector<LogLine> logged() const {
         std::vector<LogLine> found;
         for (const LogLine& line : log.lines())
             if (line.file == FILE_NAME && line.level != tests::TRACE) found.push_back(line);
@@ -91,10 +92,9 @@ class StateTest : public tests::TelevisionTest {
         return all;
     }
 
-    // Lets `create` bring a service to life and `destroy` end it, and the manager tell it something in
-    // between and afterwards.
-    void expectToBeToldUntilDestroyed(const std::function<SystemState&()>& create,
-                                      const std::function<void()>& destroy) {
+    // Expects a notification between `create` and `destroy`, and none after `destroy`.
+    void expectNotificationsUntilDestroyed(const std::function<SystemState&()>& create,
+                                           const std::function<void()>& destroy) {
         Service listener;
         listener.registerAt(create());
         EXPECT_THAT(manager.applications(), ElementsAre(NAME));
@@ -104,7 +104,7 @@ class StateTest : public tests::TelevisionTest {
         EXPECT_THAT(manager.applications(), IsEmpty());
         manager.tellOne(NAME, Lifecycle::SUSPEND, URL);
         ASSERT_TRUE(manager.settle());
-        EXPECT_THAT(listener.told(), ElementsAre(1));
+        EXPECT_THAT(listener.received(), ElementsAre(1));
         EXPECT_THAT(manager.answers(), ElementsAre(0));
     }
 
@@ -129,7 +129,7 @@ TEST_F(ASystemState, RegistersUnderACopyOfItsName) {
     EXPECT_EQ(state.getName(), "first");
     EXPECT_EQ(log.countEnter(FILE_NAME, "registerApp"), 1U);
     EXPECT_EQ(log.countEnter(FILE_NAME, "unRegisterApp"), 0U);
-    EXPECT_THAT(said(), IsEmpty());
+    EXPECT_THAT(logged(), IsEmpty());
 }
 
 TEST_F(ASystemState, UnregistersOnceWhenItIsDestroyed) {
@@ -137,7 +137,7 @@ TEST_F(ASystemState, UnregistersOnceWhenItIsDestroyed) {
     EXPECT_THAT(manager.applications(), IsEmpty());
     EXPECT_EQ(log.countEnter(FILE_NAME, "registerApp"), 1U);
     EXPECT_EQ(log.countEnter(FILE_NAME, "unRegisterApp"), 1U);
-    EXPECT_THAT(said(), IsEmpty());
+    EXPECT_THAT(logged(), IsEmpty());
 }
 
 TEST_F(ASystemState, ThrowsForANullName) {
@@ -145,7 +145,7 @@ TEST_F(ASystemState, ThrowsForANullName) {
     EXPECT_THAT(manager.applications(), IsEmpty());
 }
 
-TEST_F(ASystemState, IsToldOnlyUnderItsOwnName) {
+TEST_F(ASystemState, IsNotifiedOnlyUnderItsOwnName) {
     SystemState one("one");
     const SystemState two("two");
     EXPECT_THAT(manager.applications(), ElementsAre("one", "two"));
@@ -153,7 +153,7 @@ TEST_F(ASystemState, IsToldOnlyUnderItsOwnName) {
     manager.tellOne("two", Lifecycle::RUNNING, URL);
     manager.tellOne("one", Lifecycle::RESUME, URL);
     ASSERT_TRUE(manager.settle());
-    EXPECT_THAT(service.told(), ElementsAre(4));
+    EXPECT_THAT(service.received(), ElementsAre(4));
 }
 
 TEST_F(ASystemState, RegistersAgainOnRequest) {
@@ -166,13 +166,13 @@ TEST_F(ASystemState, RegistersAgainOnRequest) {
     EXPECT_EQ(log.countEnter(FILE_NAME, "unRegisterApp"), 1U);
 }
 
-TEST_F(ASystemState, DoesNotLookAtTheManagersRefusal) {
+TEST_F(ASystemState, IgnoresARefusalOfTheManager) {
     manager.refuseRegistrations(5);
     SystemState state(NAME);
     EXPECT_THAT(manager.applications(), IsEmpty());
     EXPECT_TRUE(state.registerApp());
     EXPECT_TRUE(state.unRegisterApp());
-    EXPECT_THAT(said(), IsEmpty());
+    EXPECT_THAT(logged(), IsEmpty());
     manager.refuseRegistrations(0);
     EXPECT_TRUE(state.registerApp());
     EXPECT_THAT(manager.applications(), ElementsAre(NAME));
@@ -180,19 +180,19 @@ TEST_F(ASystemState, DoesNotLookAtTheManagersRefusal) {
 
 TEST_F(ASystemState, MayLiveOnTheStack) {
     std::optional<SystemState> state;
-    expectToBeToldUntilDestroyed([&]() -> SystemState& { return state.emplace(NAME); },
-                                 [&] { state.reset(); });
+    expectNotificationsUntilDestroyed([&]() -> SystemState& { return state.emplace(NAME); },
+                                      [&] { state.reset(); });
 }
 
 TEST_F(ASystemState, MayLiveOnTheHeap) {
     SystemState* state = nullptr;
-    expectToBeToldUntilDestroyed([&]() -> SystemState& { return *(state = new SystemState(NAME)); },
-                                 [&] { delete state; });
+    expectNotificationsUntilDestroyed([&]() -> SystemState& { return *(state = new SystemState(NAME)); },
+                                      [&] { delete state; });
 }
 
 TEST_F(ASystemState, MayBeDeletedThroughEitherInterface) {
     AppInterface* app = nullptr;
-    expectToBeToldUntilDestroyed(
+    expectNotificationsUntilDestroyed(
         [&]() -> SystemState& {
             auto* state = new SystemState(NAME);
             app = state;
@@ -201,7 +201,7 @@ TEST_F(ASystemState, MayBeDeletedThroughEitherInterface) {
         [&] { delete app; });
     manager.reset();
     SystemStateInterface* interface = nullptr;
-    expectToBeToldUntilDestroyed(
+    expectNotificationsUntilDestroyed(
         [&]() -> SystemState& {
             auto* state = new SystemState(NAME);
             interface = state;
@@ -212,11 +212,11 @@ TEST_F(ASystemState, MayBeDeletedThroughEitherInterface) {
 
 TEST_F(ASystemState, MayLiveInASharedPointer) {
     std::shared_ptr<SystemState> state;
-    expectToBeToldUntilDestroyed(
+    expectNotificationsUntilDestroyed(
         [&]() -> SystemState& { return *(state = std::make_shared<SystemState>(NAME)); },
         [&] { state.reset(); });
     manager.reset();
-    expectToBeToldUntilDestroyed(
+    expectNotificationsUntilDestroyed(
         [&]() -> SystemState& {
             state.reset(new SystemState(NAME));
             return *state;
@@ -226,7 +226,7 @@ TEST_F(ASystemState, MayLiveInASharedPointer) {
 
 TEST_F(ASystemState, MayLiveInABoostSharedPointer) {
     boost::shared_ptr<AppInterface> app;
-    expectToBeToldUntilDestroyed(
+    expectNotificationsUntilDestroyed(
         [&]() -> SystemState& {
             auto* state = new SystemState(NAME);
             app.reset(state);
@@ -235,12 +235,12 @@ TEST_F(ASystemState, MayLiveInABoostSharedPointer) {
         [&] { app.reset(); });
     manager.reset();
     boost::shared_ptr<SystemState> state;
-    expectToBeToldUntilDestroyed(
+    expectNotificationsUntilDestroyed(
         [&]() -> SystemState& { return *(state = boost::make_shared<SystemState>(NAME)); },
         [&] { state.reset(); });
 }
 
-TEST_F(ASystemState, IsDestroyedOnlyAfterTheCallThatItIsIn) {
+TEST_F(ASystemState, IsDestroyedOnlyAfterItsCurrentCallback) {
     struct Stay {
         std::promise<void> entered;
         std::promise<void> mayLeave;
@@ -248,8 +248,8 @@ TEST_F(ASystemState, IsDestroyedOnlyAfterTheCallThatItIsIn) {
     } stay;
     auto state = std::make_unique<SystemState>(NAME);
     state->registerCallBackTVPowerState(
-        [](TVPowerState, void* datum) {
-            Stay& mine = *static_cast<Stay*>(datum);
+        [](TVPowerState, void* userData) {
+            Stay& mine = *static_cast<Stay*>(userData);
             mine.entered.set_value();
             mine.mayLeave.get_future().wait_for(30s);
             mine.left = true;
@@ -272,10 +272,10 @@ TEST_F(ASystemState, IsDestroyedOnlyAfterTheCallThatItIsIn) {
 // Notifications
 
 struct Row {
-    Lifecycle news;
+    Lifecycle lifecycle;
     const char* function;
     int (*call)(SystemState&);  // as the manager calls it
-    const char* rest;           // of its line, after the URL
+    const char* rest;           // the end of its log line, after the URL
     int state;
 };
 
@@ -301,7 +301,7 @@ std::string urlLine(const Row& row) { return std::string("app_url: ") + URL + ",
 
 std::string stateLine(int state) { return "tvPowerState: " + std::to_string(state) + ".\n"; }
 
-TEST_F(ALifecycleNotification, IsLoggedAnsweredWith0AndToldAsItsPowerState) {
+TEST_F(ALifecycleNotification, IsLoggedAndPassedAsItsPowerState) {
     SystemState state(NAME);
     for (const Row& row : ROWS) {
         SCOPED_TRACE(row.function);
@@ -309,27 +309,27 @@ TEST_F(ALifecycleNotification, IsLoggedAnsweredWith0AndToldAsItsPowerState) {
         listener.registerAt(state);
         log.clear();
         EXPECT_EQ(row.call(state), 0);
-        EXPECT_THAT(listener.told(), ElementsAre(row.state));
-        // Those of the suspension to RAM do not log that they were entered; the others do so first.
+        EXPECT_THAT(listener.received(), ElementsAre(row.state));
+        // The notifications of the suspension to RAM log no ENTER line; the others log it first.
         const bool enters = row.state < TV_POWER_STATE_STR_SUSPENDING;
         EXPECT_EQ(log.countEnter(FILE_NAME, row.function), enters ? 1U : 0U);
         EXPECT_EQ(log.lines().front().level, enters ? unsigned{tests::TRACE} : unsigned{tests::INFO});
-        EXPECT_THAT(said(), ElementsAre(info(row.function, urlLine(row)),
-                                        info("notifyTVPowerState", stateLine(row.state))));
+        EXPECT_THAT(logged(), ElementsAre(info(row.function, urlLine(row)),
+                                          info("notifyTVPowerState", stateLine(row.state))));
     }
 }
 
-TEST_F(ALifecycleNotification, ArrivesOnTheManagersOneThread) {
+TEST_F(ALifecycleNotification, ArrivesOnTheManagersThread) {
     SystemState state(NAME);
     service.registerAt(state);
     std::vector<int> expected;
     pid_t thread = 0;
     for (const Row& row : ROWS) {
         SCOPED_TRACE(row.function);
-        manager.tell(row.news, URL, "p", -3);
+        manager.tell(row.lifecycle, URL, "p", -3);
         ASSERT_TRUE(manager.settle());
         expected.push_back(row.state);
-        EXPECT_EQ(service.told(), expected);
+        EXPECT_EQ(service.received(), expected);
         EXPECT_EQ(log.count(info(row.function, urlLine(row))), 1U);
         if (thread == 0) thread = service.thread();
         EXPECT_EQ(service.thread(), thread);
@@ -338,12 +338,13 @@ TEST_F(ALifecycleNotification, ArrivesOnTheManagersOneThread) {
     EXPECT_EQ(manager.answers(), std::vector<int>(std::size(ROWS), 0));
 }
 
-TEST_F(ALifecycleNotification, IsReportedToTheManagerOnlyIfItIsTheSuspensionToRAM) {
+TEST_F(ALifecycleNotification, IsReportedBackOnlyIfItIsTheSuspensionToRAM) {
     SystemState state(NAME);
     for (const Row& row : ROWS) {
         manager.reset();
         row.call(state);
-        EXPECT_EQ(reports(), row.news == Lifecycle::STR_SUSPEND ? (Reports{{NAME, 7}, {NAME, 8}}) : Reports())
+        EXPECT_EQ(reports(),
+                  row.lifecycle == Lifecycle::STR_SUSPEND ? (Reports{{NAME, 7}, {NAME, 8}}) : Reports())
             << row.function;
     }
 }
@@ -353,7 +354,7 @@ TEST_F(ASuspensionToRAM, IsReportedOnceBeforeTheCallbackAndOnceAfterIt) {
     static std::vector<ApplicationManager::Report> before;
     before.clear();
     state.registerCallBackTVPowerState(
-        [](TVPowerState, void* datum) { before = static_cast<ApplicationManager*>(datum)->reports(); },
+        [](TVPowerState, void* userData) { before = static_cast<ApplicationManager*>(userData)->reports(); },
         &manager);
     manager.tell(Lifecycle::STR_SUSPEND, URL);
     ASSERT_TRUE(manager.settle());
@@ -363,35 +364,35 @@ TEST_F(ASuspensionToRAM, IsReportedOnceBeforeTheCallbackAndOnceAfterIt) {
     EXPECT_THAT(reports(), ElementsAre(Pair(NAME, 7), Pair(NAME, 8)));
 }
 
-TEST_F(AnIgnoredNotification, IsAnsweredWith0AndNothingElse) {
+TEST_F(AnIgnoredNotification, Returns0AndHasNoOtherEffect) {
     SystemState state(NAME);
     service.registerAt(state);
     log.clear();
     const Lifecycle ignored[]{Lifecycle::DESTROY,          Lifecycle::GET_FOCUS, Lifecycle::LOST_FOCUS,
                               Lifecycle::RESOURCE_READY,   Lifecycle::UI_STATUS, Lifecycle::EVENT_MESSAGE,
                               Lifecycle::RELEASE_RESOURCE, Lifecycle::KEY_EVENT};
-    for (const Lifecycle news : ignored) manager.tell(news, URL, "text", 3);
+    for (const Lifecycle lifecycle : ignored) manager.tell(lifecycle, URL, "text", 3);
     ASSERT_TRUE(manager.settle());
     EXPECT_EQ(manager.answers(), std::vector<int>(std::size(ignored), 0));
-    EXPECT_THAT(service.told(), IsEmpty());
+    EXPECT_THAT(service.received(), IsEmpty());
     EXPECT_THAT(reports(), IsEmpty());
-    EXPECT_THAT(said(), IsEmpty());
+    EXPECT_THAT(logged(), IsEmpty());
     EXPECT_THAT(manager.applications(), ElementsAre(NAME));
 }
 
 // The callback
 
-TEST_F(APowerState, IsLoggedAndHandedOverWithTheDatumOnTheCallersThread) {
+TEST_F(APowerState, IsPassedWithTheUserDataOnTheCallersThread) {
     SystemState state(NAME);
     service.registerAt(state);
     log.clear();
     state.notifyTVPowerState(TV_POWER_STATE_STR_RESUMING);
-    EXPECT_THAT(service.told(), ElementsAre(9));
+    EXPECT_THAT(service.received(), ElementsAre(9));
     EXPECT_EQ(service.thread(), gettid());
-    EXPECT_THAT(said(), ElementsAre(info("notifyTVPowerState", stateLine(9))));
+    EXPECT_THAT(logged(), ElementsAre(info("notifyTVPowerState", stateLine(9))));
 }
 
-TEST_F(APowerState, IsLoggedWithoutACallbackTooAndThatThereIsNone) {
+TEST_F(APowerState, IsLoggedWithAnErrorWithoutACallback) {
     SystemState state(NAME);
     service.registerAt(state);
     state.registerCallBackTVPowerState(nullptr, &service);
@@ -399,15 +400,15 @@ TEST_F(APowerState, IsLoggedWithoutACallbackTooAndThatThereIsNone) {
         SystemState other("other");
         log.clear();
         (fresh ? other : state).notifyTVPowerState(TV_POWER_STATE_RUNNING);
-        const std::vector<LogLine> lines = said();
+        const std::vector<LogLine> lines = logged();
         ASSERT_EQ(lines.size(), 2U);
         EXPECT_EQ(lines[0], info("notifyTVPowerState", stateLine(1)));
-        // Whether this is an error is open.
+        // The level of this line is not checked.
         LogLine none = info("notifyTVPowerState", "m_notifyTVPowerState is NULL.\n");
         none.level = lines[1].level;
         EXPECT_EQ(lines[1], none);
     }
-    EXPECT_THAT(service.told(), IsEmpty());
+    EXPECT_THAT(service.received(), IsEmpty());
 }
 
 TEST_F(APowerState, IsStillReportedToTheManagerWithoutACallback) {
@@ -416,19 +417,19 @@ TEST_F(APowerState, IsStillReportedToTheManagerWithoutACallback) {
     EXPECT_THAT(reports(), ElementsAre(Pair(NAME, 7), Pair(NAME, 8)));
 }
 
-TEST_F(APowerState, GoesToTheCallbackRegisteredLast) {
+TEST_F(APowerState, ReachesTheCallbackRegisteredLast) {
     SystemState state(NAME);
     Service next;
     service.registerAt(state);
     next.registerAt(state);
     EXPECT_EQ(log.countEnter(FILE_NAME, "registerCallBackTVPowerState"), 2U);
-    EXPECT_THAT(said(), IsEmpty());
+    EXPECT_THAT(logged(), IsEmpty());
     state.notifyTVPowerState(TV_POWER_STATE_SUSPEND);
-    EXPECT_THAT(service.told(), IsEmpty());
-    EXPECT_THAT(next.told(), ElementsAre(2));
+    EXPECT_THAT(service.received(), IsEmpty());
+    EXPECT_THAT(next.received(), ElementsAre(2));
 }
 
-TEST_F(APowerState, IsToldWhileCallbacksAreReplaced) {
+TEST_F(APowerState, IsPassedWhileCallbacksAreReplaced) {
     SystemState state(NAME);
     Service other;
     service.registerAt(state);
@@ -441,12 +442,12 @@ TEST_F(APowerState, IsToldWhileCallbacksAreReplaced) {
     });
     constexpr std::size_t ROUNDS = 30;
     for (std::size_t i = 0; i < ROUNDS; ++i)
-        for (const Row& row : ROWS) manager.tell(row.news, URL);
+        for (const Row& row : ROWS) manager.tell(row.lifecycle, URL);
     const bool settled = manager.settle();
     ending = true;
     registering.join();
     ASSERT_TRUE(settled);
-    EXPECT_EQ(service.told().size() + other.told().size(), ROUNDS * std::size(ROWS));
+    EXPECT_EQ(service.received().size() + other.received().size(), ROUNDS * std::size(ROWS));
 }
 
 // Without an application manager
@@ -461,7 +462,7 @@ TEST_F(AnUnreachableManager, IsLoggedAtEachRegistration) {
     state.reset();
     const LogLine registering = error("registerApp", message);
     const LogLine unregistering = error("unRegisterApp", message);
-    EXPECT_THAT(said(), ElementsAre(registering, registering, unregistering, unregistering));
+    EXPECT_THAT(logged(), ElementsAre(registering, registering, unregistering, unregistering));
     EXPECT_EQ(log.countEnter(FILE_NAME, "registerApp"), 2U);
     EXPECT_EQ(log.countEnter(FILE_NAME, "unRegisterApp"), 2U);
     manager.setReachable(true);
@@ -469,7 +470,7 @@ TEST_F(AnUnreachableManager, IsLoggedAtEachRegistration) {
     EXPECT_THAT(manager.applications(), ElementsAre(NAME));
 }
 
-TEST_F(AnUnreachableManager, IsNotSoughtAgain) {
+TEST_F(AnUnreachableManager, IsNotContactedAgain) {
     manager.setReachable(false);
     SystemState state(NAME);
     manager.setReachable(true);
@@ -477,12 +478,12 @@ TEST_F(AnUnreachableManager, IsNotSoughtAgain) {
     EXPECT_THAT(manager.applications(), IsEmpty());
 }
 
-TEST_F(AnUnreachableManager, DoesNotKeepTheCallbackFromBeingCalled) {
+TEST_F(AnUnreachableManager, DoesNotPreventCallbacks) {
     manager.setReachable(false);
     SystemState state(NAME);
     service.registerAt(state);
     for (const Row& row : ROWS) EXPECT_EQ(row.call(state), 0) << row.function;
-    EXPECT_THAT(service.told(), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9));
+    EXPECT_THAT(service.received(), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9));
     EXPECT_THAT(reports(), IsEmpty());
 }
 

@@ -90,14 +90,13 @@ TEST_F(ATableAccessor, DoesNotConnectWhenItIsCreatedOrDestroyed) {
         const TableAccess without(KEY);
         const TableAccess with(KEY, handler);
         EXPECT_EQ(without.getAccess(), nullptr);
-        EXPECT_EQ(handler.use_count(), 2);
     }
     EXPECT_EQ(handler.use_count(), 1);
     EXPECT_EQ(television.framework().lookups(), 0U);
     EXPECT_EQ(model.connectAttempts(KEY), 0U);
 }
 
-TEST_F(ATableAccessor, HandsOutTheTableWhileItIsConnected) {
+TEST_F(ATableAccessor, ReturnsTheTableWhileItIsConnected) {
     TableAccess access(KEY);
     EXPECT_EQ(access.getName(), KEY);
     EXPECT_EQ(access.connect(1000), 0);
@@ -115,7 +114,7 @@ TEST_F(ATableAccessor, HandsOutTheTableWhileItIsConnected) {
     EXPECT_NE(access.getAccess(), nullptr);
 }
 
-TEST_F(ATableAccessor, IsAskedToDisconnectEvenWithoutAConnectionButNotByItsDestruction) {
+TEST_F(ATableAccessor, DisconnectsFromTheModelWithoutAConnection) {
     {
         TableAccess access(KEY);
         EXPECT_EQ(access.disconnect(), 0);
@@ -140,7 +139,7 @@ TEST_F(ATableAccessor, ConnectsToAnObjectOfAnyType) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(ATableAccessor, KeepsItsConnectionAndTheTimeOutOfAFurtherCall) {
+TEST_F(ATableAccessor, KeepsItsConnectionAndTheTimeoutOfTheLastCall) {
     TableAccess access(KEY);
     ASSERT_EQ(access.connect(0), 0);
     const BizValue* const table = access.getAccess();
@@ -172,7 +171,7 @@ TEST_F(ATableAccessor, LogsTheStatusOfTheModelIfItCannotConnect) {
     EXPECT_EQ(access.connect(0), 0);
 }
 
-TEST_F(ATableAccessor, DisconnectsWhenItIsDestroyedThroughAnyOfItsClasses) {
+TEST_F(ATableAccessor, DisconnectsWhenDestroyedThroughAnyBaseClass) {
     const std::vector<std::function<void(TableAccess*)>> ways{
         [](TableAccess* access) { delete access; },
         [](TableAccess* access) { delete static_cast<ValueAccessBase*>(access); },
@@ -187,15 +186,14 @@ TEST_F(ATableAccessor, DisconnectsWhenItIsDestroyedThroughAnyOfItsClasses) {
     }
 }
 
-TEST_F(ATableAccessor, ReplacesItsHandler) {
+TEST_F(ATableAccessor, ReleasesAReplacedHandler) {
     TableAccess access(KEY);
     EXPECT_EQ(access.setActionResultHandler(handler), 0);
-    EXPECT_EQ(handler.use_count(), 2);
     EXPECT_EQ(access.setActionResultHandler(nullptr), 0);
     EXPECT_EQ(handler.use_count(), 1);
 }
 
-TEST_F(ATableAccessor, LogsAnUpdateAndTellsNobody) {
+TEST_F(ATableAccessor, LogsAnUpdateWithoutCallingItsHandler) {
     TableAccess access(KEY, handler);
     for (const int kind : {0, 1, -1}) access.notifyUpdate(kind);
     EXPECT_EQ(log.countEnter(TABLE_FILE, "notifyUpdate"), 3U);
@@ -205,16 +203,13 @@ TEST_F(ATableAccessor, LogsAnUpdateAndTellsNobody) {
     EXPECT_EQ(log.countEnter(TABLE_FILE, "notifyUpdate"), 4U);
     EXPECT_EQ(log.lines().size(), 4U);
     EXPECT_EQ(handler->calls, 0);
-    EXPECT_EQ(handler.use_count(), 2);
 }
 
-class ATablesTimeOut : public TableTest, public testing::WithParamInterface<tests::Attempts> {};
+class ATablesTimeout : public TableTest, public testing::WithParamInterface<tests::Attempts> {};
 
-TEST_P(ATablesTimeOut, GivesSoManyAttemptsEachFollowedByAPause) {
-    tests::expectAttempts<TableAccess>(KEY, GetParam());
-}
+TEST_P(ATablesTimeout, DeterminesTheNumberOfAttempts) { tests::expectAttempts<TableAccess>(KEY, GetParam()); }
 
-INSTANTIATE_TEST_SUITE_P(, ATablesTimeOut, testing::ValuesIn(tests::ATTEMPTS));
+INSTANTIATE_TEST_SUITE_P(, ATablesTimeout, testing::ValuesIn(tests::ATTEMPTS));
 
 // Accessors to iterators
 
@@ -223,7 +218,7 @@ constexpr IteratorType FOLLOWING{1, 100};
 
 class IteratorTest : public TableTest {
   protected:
-    // Of the numbers and names, unless told.
+    // By default, the iterator has the columns of the numbers and the names.
     std::unique_ptr<IteratorAccess> make(const IteratorType& type = AS_NOW,
                                          const std::vector<TableSelection>& selection = {},
                                          const std::vector<int>& columns = {0, 1},
@@ -231,7 +226,7 @@ class IteratorTest : public TableTest {
         return std::make_unique<IteratorAccess>(KEY, handler, type, selection, columns, order);
     }
 
-    // Open and ready; what it said about that is forgotten.
+    // Returns an accessor with an open iterator, whose first notification has been discarded.
     template <typename... Arguments>
     std::unique_ptr<IteratorAccess> open(const Arguments&... arguments) {
         auto access = make(arguments...);
@@ -241,22 +236,22 @@ class IteratorTest : public TableTest {
         return access;
     }
 
-    // The news since the last call.
+    // Returns the notifications since the last call.
     std::vector<std::string> answers() {
         EXPECT_TRUE(model.settle());
-        const std::vector<std::string> news = handler->heard.all();
+        const std::vector<std::string> notifications = handler->heard.all();
         handler->heard.forget();
-        return news;
+        return notifications;
     }
 
-    // What it answers to that.
+    // Returns the notifications that answer the request.
     std::vector<std::string> answersTo(const std::function<int(TableIterator&)>& request,
                                        const IteratorAccess& access) {
         EXPECT_EQ(request(*access.getIterator()), 0);
         return answers();
     }
 
-    // All the rows from the first on, in one chunk.
+    // Reads all rows in one chunk.
     std::string contents(const IteratorAccess& access) {
         EXPECT_EQ(access.getIterator()->seekToRow(0), 0);
         EXPECT_EQ(access.getIterator()->readRowChunk(100), 0);
@@ -273,10 +268,9 @@ class IteratorTest : public TableTest {
 
 using AnIteratorAccessor = IteratorTest;
 
-TEST_F(AnIteratorAccessor, IsNotBroughtUpByConnecting) {
+TEST_F(AnIteratorAccessor, DoesNotOpenItsIteratorWhenItConnects) {
     const auto access = make();
     EXPECT_EQ(access->getName(), KEY);
-    EXPECT_EQ(handler.use_count(), 2);
     EXPECT_EQ(access->connect(5000), 0);
     EXPECT_EQ(access->disconnect(), 0);
     EXPECT_EQ(access->getIterator(), nullptr);
@@ -285,14 +279,14 @@ TEST_F(AnIteratorAccessor, IsNotBroughtUpByConnecting) {
     EXPECT_EQ(model.connectAttempts(KEY), 0U);
 }
 
-TEST_F(AnIteratorAccessor, ConnectsAtOnceEvenIfThereIsNoTable) {
+TEST_F(AnIteratorAccessor, ConnectsAtOnceWithoutATable) {
     model.withdraw(KEY);
     const auto access = make();
     EXPECT_EQ(access->connect(5000), 0);
     EXPECT_EQ(model.connectAttempts(KEY), 0U);
 }
 
-TEST_F(AnIteratorAccessor, StaysOpenIfItIsDisconnected) {
+TEST_F(AnIteratorAccessor, KeepsItsIteratorWhenItDisconnects) {
     const auto access = open();
     EXPECT_EQ(access->disconnect(), 0);
     EXPECT_EQ(model.subscribers(KEY), 1U);
@@ -310,7 +304,7 @@ TEST_F(AnIteratorAccessor, OpensItsIteratorWhenItIsCreated) {
     EXPECT_THAT(answers(), ElementsAre("ready 4"));
 }
 
-TEST_F(AnIteratorAccessor, KeepsCopiesOfWhatItWasMadeWith) {
+TEST_F(AnIteratorAccessor, CopiesItsConstructorArguments) {
     IteratorType type{0, 2};
     std::vector<TableSelection> selection{{2, "x"}};
     std::vector<int> columns{1};
@@ -325,7 +319,7 @@ TEST_F(AnIteratorAccessor, KeepsCopiesOfWhatItWasMadeWith) {
     EXPECT_THAT(answers(), ElementsAre("ready 3", "chunk bravo charlie"));
 }
 
-TEST_F(AnIteratorAccessor, TriesForASecondToConnectItsTable) {
+TEST_F(AnIteratorAccessor, TriesForOneSecondToConnectToItsTable) {
     model.withdraw(KEY);
     const auto access = make();
     const auto start = Clock::now();
@@ -366,7 +360,7 @@ TEST_F(AnIteratorAccessor, KeepsItsIteratorIfItCannotBeCreatedAgain) {
                 ElementsAre("total 4"));
 }
 
-TEST_F(AnIteratorAccessor, HasNoIteratorOfAnObjectThatIsNoTable) {
+TEST_F(AnIteratorAccessor, HasNoIteratorForAnObjectThatIsNoTable) {
     define(OBJECT_TYPE_NUMERIC_INTEGER, 1);
     {
         const auto access = make();
@@ -400,9 +394,9 @@ TEST_F(AnIteratorAccessor, DoesNothingIfItIsDestroyedBeforeItIsCreated) {
     EXPECT_EQ(television.framework().lookups(), 0U);
 }
 
-TEST_F(AnIteratorAccessor, GivesItsIteratorBackOnceAndKeepsTheTable) {
+TEST_F(AnIteratorAccessor, ReleasesItsIteratorOnceAndKeepsTheTable) {
     const auto access = open(FOLLOWING);
-    // Another iterator of the table is none of its business.
+    // Another iterator of the same table must not be affected.
     const auto other = std::make_shared<IteratorRecorder>();
     IteratorAccess neighbour(KEY, other, AS_NOW, {}, {0}, {});
     ASSERT_EQ(neighbour.create(), 0);
@@ -420,7 +414,7 @@ TEST_F(AnIteratorAccessor, GivesItsIteratorBackOnceAndKeepsTheTable) {
     EXPECT_EQ(other->heard.all().back(), "total 4");
 }
 
-TEST_F(AnIteratorAccessor, HearsNothingAnyMoreOnceItHasGivenItsIteratorBack) {
+TEST_F(AnIteratorAccessor, ReceivesNothingAfterItReleasesItsIterator) {
     const auto access = open(FOLLOWING);
     model.holdNotifications();
     EXPECT_EQ(access->getIterator()->requestTotalCount(), 0);
@@ -430,7 +424,7 @@ TEST_F(AnIteratorAccessor, HearsNothingAnyMoreOnceItHasGivenItsIteratorBack) {
     EXPECT_THAT(answers(), IsEmpty());
 }
 
-TEST_F(AnIteratorAccessor, MayBeCreatedAgainAfterItHasGivenItsIteratorBack) {
+TEST_F(AnIteratorAccessor, MayBeCreatedAgainAfterItReleasesItsIterator) {
     const auto access = open();
     EXPECT_EQ(access->destroy(), 0);
     EXPECT_EQ(access->create(), 0);
@@ -439,14 +433,14 @@ TEST_F(AnIteratorAccessor, MayBeCreatedAgainAfterItHasGivenItsIteratorBack) {
     EXPECT_THAT(answers(), ElementsAre("ready 4"));
 }
 
-TEST_F(AnIteratorAccessor, LogsTheEntryOfItsDestructorAndContactsNothingIfItWasNotCreated) {
+TEST_F(AnIteratorAccessor, LogsItsDestructorAndDoesNotDisconnectUncreated) {
     make().reset();
     EXPECT_EQ(log.countEnter(ITERATOR_FILE, "~IteratorAccess"), 1U);
     EXPECT_EQ(television.framework().lookups(), 0U);
     EXPECT_EQ(handler.use_count(), 1);
 }
 
-TEST_F(AnIteratorAccessor, DisconnectsItsTableWhenItIsDestroyedThroughAnyOfItsClasses) {
+TEST_F(AnIteratorAccessor, DisconnectsWhenDestroyedThroughAnyBaseClass) {
     const std::vector<std::function<void(IteratorAccess*)>> ways{
         [](IteratorAccess* access) { delete access; },
         [](IteratorAccess* access) { delete static_cast<ValueAccessBase*>(access); },
@@ -469,28 +463,28 @@ TEST_F(AnIteratorAccessor, DisconnectsItsTableWhenItIsDestroyedThroughAnyOfItsCl
     }
 }
 
-TEST_F(AnIteratorAccessor, DisconnectsItsTableAlsoAfterItHasGivenItsIteratorBack) {
+TEST_F(AnIteratorAccessor, DisconnectsItsTableAfterItReleasesItsIterator) {
     auto access = open();
     access->destroy();
     access.reset();
     EXPECT_EQ(model.subscribers(KEY), 0U);
 }
 
-TEST_F(AnIteratorAccessor, IsNotToldAnythingAfterItsDestructionWhileOthersUseTheTable) {
+TEST_F(AnIteratorAccessor, ReceivesNothingAfterItsDestruction) {
     auto access = open(FOLLOWING);
     const auto other = std::make_shared<IteratorRecorder>();
     IteratorAccess neighbour(KEY, other, FOLLOWING, {}, {0}, {});
     ASSERT_EQ(neighbour.create(), 0);
     access.reset();
     EXPECT_EQ(model.subscribers(KEY), 1U);
-    // With more, the model would go on to call what is gone.
+    // If the destroyed accessor's iterator still existed, the model would call a destroyed object.
     ASSERT_EQ(model.iterators(KEY), 1U);
     model.setRows(KEY, {});
     EXPECT_THAT(answers(), IsEmpty());
     EXPECT_EQ(other->heard.all().back(), "update 0");
 }
 
-TEST_F(AnIteratorAccessor, WaitsInItsDestructorForTheNewsThatIsBeingDelivered) {
+TEST_F(AnIteratorAccessor, WaitsInItsDestructorForACurrentNotification) {
     std::promise<void> entered;
     std::promise<void> mayLeave;
     std::atomic<bool> left{false};
@@ -506,7 +500,7 @@ TEST_F(AnIteratorAccessor, WaitsInItsDestructorForTheNewsThatIsBeingDelivered) {
         access.reset();
         return left.load();
     });
-    // Gives one that does not wait the time to end too early.
+    // A destructor that does not wait would end within this time.
     EXPECT_EQ(destroying.wait_for(50ms), std::future_status::timeout);
     mayLeave.set_value();
     EXPECT_TRUE(destroying.get());
@@ -518,15 +512,15 @@ const Row ROW{"7", "seven"};
 const Row OTHER_ROW{"8"};
 const Chunk CHUNK{&ROW, &OTHER_ROW, &ROW};
 
-struct News {
+struct Notification {
     const char* name;
     std::function<void(IteratorAccess&)> call;
     std::string text;
     const void* address;
 };
 
-std::vector<News> allNews() {
-    std::vector<News> all{
+std::vector<Notification> allNotifications() {
+    std::vector<Notification> all{
         {"row", [](IteratorAccess& access) { access.notifyReadRow(ROW); }, "row 7,seven", &ROW},
         {"chunk", [](IteratorAccess& access) { access.notifyReadRowChunk(CHUNK); }, "chunk 7,seven 8 7,seven",
          &CHUNK},
@@ -547,43 +541,42 @@ std::vector<News> allNews() {
     return all;
 }
 
-using AnIteratorsNews = IteratorTest;
+using AnIteratorsNotification = IteratorTest;
 
-TEST_F(AnIteratorsNews, GoesUnchangedToTheOperationOfItsNameWithoutALogLine) {
+TEST_F(AnIteratorsNotification, IsPassedUnchangedWithoutALogLine) {
     const auto access = make();
-    for (const News& news : allNews()) {
-        SCOPED_TRACE(news.text);
+    for (const Notification& notification : allNotifications()) {
+        SCOPED_TRACE(notification.text);
         handler->heard.forget();
-        news.call(*access);
-        EXPECT_THAT(handler->heard.all(), ElementsAre(news.text));
-        EXPECT_EQ(handler->address, news.address);
-        EXPECT_EQ(handler.use_count(), 2);
+        notification.call(*access);
+        EXPECT_THAT(handler->heard.all(), ElementsAre(notification.text));
+        EXPECT_EQ(handler->address, notification.address);
     }
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(AnIteratorsNews, IsDroppedWithoutAHandler) {
+TEST_F(AnIteratorsNotification, IsDroppedWithoutAHandler) {
     const auto access = make();
     EXPECT_EQ(access->setActionResultHandler(nullptr), 0);
     EXPECT_EQ(handler.use_count(), 1);
-    for (const News& news : allNews()) news.call(*access);
+    for (const Notification& notification : allNotifications()) notification.call(*access);
     EXPECT_THAT(handler->heard.all(), IsEmpty());
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(AnIteratorsNews, MayMakeTheHandlerReplaceItself) {
+TEST_F(AnIteratorsNotification, MayReplaceItsOwnHandler) {
     const auto access = make();
-    for (const News& news : allNews()) {
-        SCOPED_TRACE(news.text);
+    for (const Notification& notification : allNotifications()) {
+        SCOPED_TRACE(notification.text);
         handler->heard.forget();
         auto leaving = std::make_shared<IteratorRecorder>([&] { access->setActionResultHandler(handler); });
         const std::weak_ptr<IteratorRecorder> watched = leaving;
         EXPECT_EQ(access->setActionResultHandler(std::move(leaving)), 0);
-        news.call(*access);
+        notification.call(*access);
         EXPECT_TRUE(watched.expired());
         EXPECT_THAT(handler->heard.all(), IsEmpty());
-        news.call(*access);
-        EXPECT_THAT(handler->heard.all(), ElementsAre(news.text));
+        notification.call(*access);
+        EXPECT_THAT(handler->heard.all(), ElementsAre(notification.text));
     }
 }
 
@@ -591,7 +584,7 @@ TEST_F(AnIteratorsNews, MayMakeTheHandlerReplaceItself) {
 
 using ATelevisionsTable = IteratorTest;
 
-TEST_F(ATelevisionsTable, AnswersEveryRequestOnAThreadOfItsOwn) {
+TEST_F(ATelevisionsTable, AnswersOnAnotherThread) {
     std::atomic<std::thread::id> thread{std::this_thread::get_id()};
     const auto recorder = std::make_shared<IteratorRecorder>([&] { thread = std::this_thread::get_id(); });
     IteratorAccess access(KEY, recorder, AS_NOW, {}, {0}, {});
@@ -600,14 +593,14 @@ TEST_F(ATelevisionsTable, AnswersEveryRequestOnAThreadOfItsOwn) {
     EXPECT_NE(thread.load(), std::this_thread::get_id());
 }
 
-TEST_F(ATelevisionsTable, TellsItsRowsOnRequestAndTakesACommit) {
+TEST_F(ATelevisionsTable, ReturnsItsNumberOfRowsAndAcceptsACommit) {
     const auto access = open();
     EXPECT_THAT(answersTo([](TableIterator& it) { return it.requestTotalCount(); }, *access),
                 ElementsAre("total 4"));
     EXPECT_THAT(answersTo([](TableIterator& it) { return it.commit(); }, *access), ElementsAre("commit 0"));
 }
 
-TEST_F(ATelevisionsTable, SeeksRowsThatItHas) {
+TEST_F(ATelevisionsTable, SeeksOnlyExistingRows) {
     const auto access = open();
     EXPECT_THAT(answersTo([](TableIterator& it) { return it.requestCursorPosition(); }, *access),
                 ElementsAre("cursor 0"));
@@ -640,7 +633,7 @@ TEST_F(ATelevisionsTable, SeeksContent) {
     EXPECT_THAT(seek(INT_MAX, ""), ElementsAre("content -1"));
 }
 
-TEST_F(ATelevisionsTable, GivesChunksOfAtMostTheAgreedSizeAndTheRowsThatAreLeft) {
+TEST_F(ATelevisionsTable, ReturnsChunksOfAtMostTheAgreedSize) {
     const auto access = open(IteratorType{0, 3}, std::vector<TableSelection>{}, std::vector<int>{0});
     const std::vector<std::tuple<int, int, std::string>> table{
         {0, 2, "chunk 1 2"}, {0, 3, "chunk 1 2 3"}, {0, 100, "chunk 1 2 3"}, {2, 3, "chunk 3 4"},
@@ -661,7 +654,7 @@ struct View {
     const char* contents;
 };
 
-TEST_F(ATelevisionsTable, IsSeenAsTheIteratorWants) {
+TEST_F(ATelevisionsTable, IsFilteredAndSortedForTheIterator) {
     const std::vector<View> table{
         {{}, {0, 1, 2}, {}, "ready 4", "chunk 1,delta,x 2,alpha,y 3,charlie,x 4,bravo,x"},
         {{}, {2, 0, 2}, {}, "ready 4", "chunk x,1,x y,2,y x,3,x x,4,x"},
@@ -682,7 +675,7 @@ TEST_F(ATelevisionsTable, IsSeenAsTheIteratorWants) {
     }
 }
 
-TEST_F(ATelevisionsTable, GivesAnEmptyRowWhereThereIsNone) {
+TEST_F(ATelevisionsTable, ReturnsAnEmptyRowIfItIsEmpty) {
     model.setRows(KEY, {});
     const auto access = open();
     EXPECT_THAT(answersTo([](TableIterator& it) { return it.readRow(); }, *access), ElementsAre("row "));
@@ -690,7 +683,7 @@ TEST_F(ATelevisionsTable, GivesAnEmptyRowWhereThereIsNone) {
                 ElementsAre("cursor -1"));
 }
 
-TEST_F(ATelevisionsTable, TellsItsUpdatesToIteratorsThatFollowIt) {
+TEST_F(ATelevisionsTable, NotifiesOnlyFollowingIteratorsOfUpdates) {
     const std::vector<TableSelection> selection{{2, "x"}};
     const auto following = open(FOLLOWING, selection);
     const auto other = std::make_shared<IteratorRecorder>();
@@ -707,7 +700,7 @@ TEST_F(ATelevisionsTable, TellsItsUpdatesToIteratorsThatFollowIt) {
     EXPECT_EQ(model.rows(KEY), changed);
 }
 
-TEST_F(ATelevisionsTable, RefusesRequestsWithoutAnAnswerWhileItIsWithdrawn) {
+TEST_F(ATelevisionsTable, RefusesRequestsWhileItIsWithdrawn) {
     const auto access = open();
     model.withdraw(KEY);
     TableIterator& iterator = *access->getIterator();

@@ -1,4 +1,4 @@
-// What the programs share: files that are written whole, texts that are safe to print, checks of numbers.
+// The common code of the tools: writing files atomically, making texts safe to print, and parsing numbers.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
@@ -44,7 +44,7 @@ class AnOutputFile : public testing::Test {
         return all;
     }
 
-    // What writing it fails with.
+    // The error message of writing the file, or an empty text.
     static std::string failure(const std::string& file, const std::string& content) {
         try {
             writeFile(file, content);
@@ -58,7 +58,7 @@ class AnOutputFile : public testing::Test {
     fs::path m_folder;
 };
 
-TEST_F(AnOutputFile, IsWholeOnceItIsCommitted) {
+TEST_F(AnOutputFile, IsCompleteOnceItIsCommitted) {
     OutputFile file(path("a"));
     file.write("one ");
     file.write("two");
@@ -68,14 +68,14 @@ TEST_F(AnOutputFile, IsWholeOnceItIsCommitted) {
     EXPECT_THAT(names(), ElementsAre("a"));
 }
 
-TEST_F(AnOutputFile, ThatIsNotCommittedKeepsWhatWasThere) {
+TEST_F(AnOutputFile, ThatIsNotCommittedKeepsTheOldContents) {
     std::ofstream(path("a")) << "before";
     OutputFile(path("a")).write("after");
     EXPECT_EQ(contentOf(path("a")), "before");
     EXPECT_THAT(names(), ElementsAre("a"));
 }
 
-TEST_F(AnOutputFile, ThatCannotBeWrittenKeepsWhatWasThere) {
+TEST_F(AnOutputFile, ThatCannotBeWrittenKeepsTheOldContents) {
     std::ofstream(path("a")) << "before";
     const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
     rlimit few = unlimited;
@@ -89,8 +89,9 @@ TEST_F(AnOutputFile, ThatCannotBeWrittenKeepsWhatWasThere) {
     EXPECT_THAT(names(), ElementsAre("a"));
 }
 
-TEST_F(AnOutputFile, LeavesADeviceThatFails) {
-    // A device like /dev/full, in the folder of the test, so that a mistake does not remove the system's.
+TEST_F(AnOutputFile, DoesNotRemoveADeviceThatFails) {
+    // Creates a device like /dev/full in the test's folder, so that a defect cannot remove the system's
+    // device.
     struct stat full {};
     ASSERT_EQ(stat("/dev/full", &full), 0);
     if (mknod(path("full").c_str(), S_IFCHR | 0666, full.st_rdev) != 0)
@@ -114,7 +115,7 @@ TEST_F(AnOutputFile, WritesIntoAFifo) {
     EXPECT_TRUE(fs::is_fifo(path("fifo")));
 }
 
-TEST_F(AnOutputFile, KeepsALinkAndReplacesTheFileBehindIt) {
+TEST_F(AnOutputFile, KeepsALinkAndReplacesItsTarget) {
     fs::create_directory(path("below"));
     std::ofstream(path("below/a")) << "before";
     fs::create_symlink("below/a", path("link"));
@@ -138,7 +139,7 @@ TEST_F(AnOutputFile, KeepsThePermissions) {
     EXPECT_EQ(fs::status(path("b")).permissions(), fs::perms(0644));
 }
 
-TEST_F(AnOutputFile, NamesTheFileThatCannotBeOpened) {
+TEST_F(AnOutputFile, NamesAFileThatCannotBeOpened) {
     EXPECT_EQ(failure(path("no/a"), ""), "cannot write '" + path("no/a") + "': No such file or directory");
     EXPECT_EQ(failure(path(""), ""), "cannot write '" + path("") + "': Is a directory");
     fs::create_symlink("loop", path("loop"));
@@ -152,7 +153,7 @@ TEST_F(AnOutputFile, CanBeStandardOutput) {
     EXPECT_EQ(fcntl(STDOUT_FILENO, F_GETFD), 0) << "it is still open";
 }
 
-TEST(SafeText, EscapesWhatATerminalWouldNotShow) {
+TEST(SafeText, EscapesUnprintableCharacters) {
     EXPECT_EQ(safeText("plain, Öst, 日本"), "plain, Öst, 日本");
     EXPECT_EQ(safeText("a\nb\tc\rd"), R"(a\nb\tc\rd)");
     EXPECT_EQ(safeText("\x1b[31mred\x7f"), R"(\x1b[31mred\x7f)");
@@ -167,11 +168,11 @@ TEST(SafeText, EscapesWhatATerminalWouldNotShow) {
     EXPECT_EQ(safeText("\xed\xa0\x80"), R"(\xed\xa0\x80)") << "half of a pair";
 }
 
-TEST(SafeText, StaysValidJson) {
+TEST(SafeText, IsValidJson) {
     EXPECT_EQ(safeJson("[\"\xe2\x80\xae\xc2\x9b\x7f Öst\"]"), R"(["\u202e\u009b\u007f Öst"])");
 }
 
-TEST(SafeText, LosesItsMiddleIfItIsLong) {
+TEST(SafeText, IsShortenedInTheMiddleIfItIsLong) {
     EXPECT_EQ(shortened("abcdef", 6), "abcdef");
     EXPECT_EQ(shortened("abcdefgh", 4), "ab...gh");
     EXPECT_EQ(shortened("aÖÖÖÖa", 4), "a...a") << "whole characters";
@@ -179,7 +180,7 @@ TEST(SafeText, LosesItsMiddleIfItIsLong) {
 
 bool accepts(const CLI::Validator& validator, std::string text) { return validator(text).empty(); }
 
-TEST(ANumberOfTheCommandLine, IsANumberWithinItsLimits) {
+TEST(ANumberOfTheCommandLine, MustBeWithinItsLimits) {
     for (const char* const good : {"0.001", "1", "2.5", "1e3", "10000000"})
         EXPECT_TRUE(accepts(isDuration(), good)) << good;
     for (const char* const bad : {"nan", "NaN", "-nan", "inf", "-inf", "infinity", "0", "-1", "1e8", "1e999",

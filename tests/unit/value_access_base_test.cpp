@@ -39,7 +39,7 @@ struct TypeAndValue {
     Value value;
 };
 
-// Every type of object, with a value that such an object may have.
+// Every type of object with a valid value.
 std::vector<TypeAndValue> everyType() {
     return {
         {OBJECT_TYPE_NONE, {}},
@@ -54,8 +54,8 @@ std::vector<TypeAndValue> everyType() {
     };
 }
 
-// An accessor whose connecting is up to the test: it fails with `status`, or takes the object of the key,
-// whatever its type.
+// An accessor whose connect() returns `status` if that is not 0, and otherwise connects to an object of any
+// type.
 class BareAccess : public ValueAccessBase {
   public:
     using ValueAccessBase::ValueAccessBase;
@@ -71,7 +71,7 @@ class BareAccess : public ValueAccessBase {
     }
 
     int status = 0;
-    std::vector<int> timeouts;  // of each call of connect
+    std::vector<int> timeouts;  // the argument of each call of connect()
 };
 
 class BaseTest : public tests::TelevisionTest {
@@ -93,12 +93,6 @@ class BaseTest : public tests::TelevisionTest {
 
     BareAccess access{KEY};
 };
-
-TEST(ASystemAccess, IsEmpty) {
-    const SystemAccess access;
-    static_cast<void>(access);
-    EXPECT_TRUE(std::is_empty_v<SystemAccess>);
-}
 
 // The texts of the object types
 
@@ -134,18 +128,18 @@ class TheRootInterface : public BaseTest {
         line(tests::ERROR, "getRootInterface", "get interface Reference failed.\n\n");
 };
 
-TEST_F(TheRootInterface, IsThatOfTheModel) {
+TEST_F(TheRootInterface, IsTheRootOfTheModel) {
     EXPECT_EQ(ValueAccessBase::getRootInterface(), model.root());
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(TheRootInterface, IsAskedForTwicePerLookup) {
+TEST_F(TheRootInterface, IsRequestedTwicePerLookup) {
     ValueAccessBase::getRootInterface();
     EXPECT_EQ(television.framework().lookups(), 1U);
     EXPECT_EQ(television.framework().rootQuestions(), 2U);
 }
 
-TEST_F(TheRootInterface, IsLookedUpAnewAtEachCall) {
+TEST_F(TheRootInterface, IsLookedUpAgainAtEachCall) {
     ValueAccessBase::getRootInterface();
     ValueAccessBase::getRootInterface();
     EXPECT_EQ(television.framework().lookups(), 2U);
@@ -184,7 +178,7 @@ TEST_F(TheRootInterface, IsNullIfTheInterfaceHasNone) {
 
 using AnAccessor = BaseTest;
 
-TEST_F(AnAccessor, HasTheNameThatItWasGiven) {
+TEST_F(AnAccessor, HasTheNameOfItsConstructor) {
     EXPECT_EQ(access.getName(), KEY);
     EXPECT_EQ(BareAccess("").getName(), "");
 }
@@ -219,12 +213,12 @@ class AConnectionOnDemand : public BaseTest {
     void SetUp() override { define(OBJECT_TYPE_NUMERIC_INTEGER, 1); }
 };
 
-TEST_F(AConnectionOnDemand, HasATimeOutOfOneSecondUnlessTold) {
+TEST_F(AConnectionOnDemand, HasATimeoutOfOneSecondByDefault) {
     EXPECT_EQ(access.tryConnectIfNeeded(), 0);
     EXPECT_THAT(access.timeouts, ElementsAre(1000));
 }
 
-TEST_F(AConnectionOnDemand, IsMadeOnlyIfThereIsNone) {
+TEST_F(AConnectionOnDemand, IsMadeOnlyIfNoneExists) {
     access.tryConnectIfNeeded();
     log.clear();
     EXPECT_EQ(access.tryConnectIfNeeded(), 0);
@@ -250,7 +244,7 @@ TEST_F(AConnectionOnDemand, IsLoggedWithItsStatusIfItFails) {
     }
 }
 
-TEST_F(AConnectionOnDemand, IsTriedOnceByEachAccess) {
+TEST_F(AConnectionOnDemand, IsTriedOnceForEachAccess) {
     access.status = 5;
     int number = 0;
     EXPECT_EQ(access.getValue(number), 5);
@@ -264,7 +258,7 @@ TEST_F(AConnectionOnDemand, IsTriedOnceByEachAccess) {
 
 // Typed reads and writes
 
-// The type of object that a C++ type is read from and written to, and two of its values.
+// The type of object that a C++ type belongs to, and two values of it.
 template <typename T>
 struct Typed;
 
@@ -303,7 +297,7 @@ struct Typed<std::vector<int>> {
     static std::vector<int> other() { return {5, 7}; }
 };
 
-// What the model receives for a written value.
+// The form in which the model receives a written value.
 template <typename T>
 Written asWritten(const T& value) {
     return value;
@@ -326,7 +320,7 @@ class ARead : public BaseTest {
 
 TYPED_TEST_SUITE(ARead, AllTypes);
 
-TYPED_TEST(ARead, YieldsTheValueOfTheModel) {
+TYPED_TEST(ARead, ReturnsTheValueOfTheModel) {
     TypeParam value = Typed<TypeParam>::other();
     EXPECT_EQ(this->access.getValue(value), 0);
     EXPECT_EQ(value, Typed<TypeParam>::initial());
@@ -335,7 +329,7 @@ TYPED_TEST(ARead, YieldsTheValueOfTheModel) {
     EXPECT_EQ(value, Typed<TypeParam>::other());
 }
 
-TYPED_TEST(ARead, ConnectsIfNeedBe) {
+TYPED_TEST(ARead, ConnectsIfNecessary) {
     TypeParam value{};
     this->access.getValue(value);
     EXPECT_THAT(this->access.timeouts, ElementsAre(1000));
@@ -370,7 +364,7 @@ TYPED_TEST(ARead, IsRefusedForEveryOtherType) {
     EXPECT_EQ(value, Typed<TypeParam>::initial());
 }
 
-// The model answers these with a status of its own.
+// The types whose reads return a status of the model.
 template <typename T>
 class AReadWithAnAnswer : public ARead<T> {};
 
@@ -403,14 +397,14 @@ class AWrite : public BaseTest {
 
 TYPED_TEST_SUITE(AWrite, AllTypes);
 
-TYPED_TEST(AWrite, HandsTheValueToTheModel) {
+TYPED_TEST(AWrite, PassesTheValueToTheModel) {
     EXPECT_EQ(this->access.setValue(Typed<TypeParam>::other()), 0);
     EXPECT_THAT(this->model.writes(this->KEY), ElementsAre(asWritten(Typed<TypeParam>::other())));
     EXPECT_EQ(this->model.value(this->KEY), Value(Typed<TypeParam>::other()));
     EXPECT_EQ(this->errorsLogged(), 0U);
 }
 
-TYPED_TEST(AWrite, IsHandedOverEvenIfItChangesNothing) {
+TYPED_TEST(AWrite, IsPassedEvenIfItChangesNothing) {
     EXPECT_EQ(this->access.setValue(Typed<TypeParam>::initial()), 0);
     EXPECT_THAT(this->model.writes(this->KEY), ElementsAre(asWritten(Typed<TypeParam>::initial())));
 }
@@ -433,7 +427,7 @@ TYPED_TEST(AWrite, LogsItsEntryBeforeItConnects) {
     EXPECT_EQ(lines.back().level, unsigned{tests::INFO});
 }
 
-TYPED_TEST(AWrite, ConnectsIfNeedBe) {
+TYPED_TEST(AWrite, ConnectsIfNecessary) {
     this->access.setValue(Typed<TypeParam>::other());
     EXPECT_THAT(this->access.timeouts, ElementsAre(1000));
     this->access.setValue(Typed<TypeParam>::initial());
@@ -482,20 +476,20 @@ TYPED_TEST(AnEmptyList, IsWrittenAsAnEmptyMap) {
     EXPECT_THAT(this->model.writes(this->KEY), ElementsAre(asWritten(TypeParam())));
 }
 
-TYPED_TEST(AnEmptyList, IsReadAsSuch) {
+TYPED_TEST(AnEmptyList, IsReadAsAnEmptyList) {
     this->model.set(this->KEY, TypeParam());
     TypeParam value = Typed<TypeParam>::other();
     EXPECT_EQ(this->access.getValue(value), 0);
     EXPECT_THAT(value, IsEmpty());
 }
 
-TEST_F(AnAccessor, WritesAListInItsOrderByPosition) {
+TEST_F(AnAccessor, WritesEachItemOfAListAtItsPosition) {
     define(OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, std::vector<int>{});
     EXPECT_EQ(access.setValue(std::vector<int>{5, 7}), 0);
     EXPECT_THAT(model.writes(KEY), ElementsAre(Written(std::map<int, int>{{0, 5}, {1, 7}})));
 }
 
-TEST_F(AnAccessor, AsksItsObjectForTheTypeAtEachAccess) {
+TEST_F(AnAccessor, QueriesTheTypeOfItsObjectAtEachAccess) {
     define(OBJECT_TYPE_NUMERIC_INTEGER, 1);
     ASSERT_EQ(access.setValue(2), 0);
     define(OBJECT_TYPE_NUMERIC_INT64, 1LL);
@@ -511,7 +505,7 @@ TEST_F(AnAccessor, AsksItsObjectForTheTypeAtEachAccess) {
 
 // Integers of either width
 
-TEST_F(AnAccessor, WidensAnIntegerWithItsSignForA64BitKey) {
+TEST_F(AnAccessor, SignExtendsAnIntegerForA64BitKey) {
     define(OBJECT_TYPE_NUMERIC_INT64, 0LL);
     for (const int value : {-1, INT_MIN, INT_MAX, 0}) EXPECT_EQ(access.setValue(value), 0);
     EXPECT_THAT(model.writes(KEY),
@@ -559,7 +553,7 @@ TEST_F(AnAccessor, LogsOnlyTheLevelsThatAreOn) {
     for (const auto& [verbosity, levels] : table) {
         television.debugOutput().setVerbosity(verbosity);
         log.clear();
-        // An entry, a connection and a mismatch: one line of each level.
+        // This read logs one line of each level: its entry, the connection and the type mismatch.
         EXPECT_EQ(access.setValue(std::string("text")), 6);
         access.disconnect();
         std::set<unsigned> logged;
@@ -594,7 +588,7 @@ TEST_F(AHandler, IsReleasedWhenItIsReplaced) {
     EXPECT_EQ(second->heard.count(), 1U);
 }
 
-TEST_F(AHandler, IsGoneWhenItIsReplacedByNone) {
+TEST_F(AHandler, IsReleasedWhenItIsReplacedByNull) {
     const auto handler = std::make_shared<ValueRecorder>();
     access.setNewValueHandler(handler);
     access.setNewValueHandler(nullptr);
@@ -613,13 +607,13 @@ TEST_F(AHandler, IsReleasedWithTheAccessor) {
     EXPECT_EQ(handler.use_count(), 1);
 }
 
-TEST_F(AHandler, IsReplacedWithALogLine) {
+TEST_F(AHandler, LogsItsReplacement) {
     access.setNewValueHandler(std::make_shared<ValueRecorder>());
     EXPECT_EQ(log.lines().size(), 1U);
     EXPECT_EQ(log.countEnter(FILE_NAME, "setNewValueHandler"), 1U);
 }
 
-TEST_F(AHandler, IsNotNeededForANewValue) {
+TEST_F(AHandler, IsNotRequiredForANewValue) {
     access.onNewValue(ValueObject(7));
     EXPECT_EQ(log.lines().size(), 1U);
     EXPECT_EQ(log.countEnter(FILE_NAME, "onNewValue"), 1U);

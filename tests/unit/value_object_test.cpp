@@ -43,7 +43,7 @@ const char LONG_TEXT[] = "a text that is too long to be kept within the string o
 // Kinds that no operation produces.
 const int UNKNOWN_KINDS[] = {11, 12, 100, 254, 256, 257, 264, 266, -1, -246, INT_LOW, INT_HIGH};
 
-// The conversion that an initialisation picks.
+// Converts like an initialisation of a T.
 template <typename T>
 T as(const ValueObject& value) {
     return value;
@@ -61,7 +61,7 @@ ValueObject list(std::vector<ValueObject> items) {
     return value;
 }
 
-// A value of this kind, with something in every field.
+// A value of this kind with all fields set.
 ValueObject filled(int kind) {
     ValueObject value;
     value.kind = kind;
@@ -87,14 +87,14 @@ void expectReserved(const ValueObject& value, long long first, long long second)
     EXPECT_EQ(value.reserved[1], second);
 }
 
-// Equal, the sign of a zero included; one NaN is as good as another.
+// Compares numbers including the sign of zero; all NaNs are equal.
 template <typename T>
 bool same(T a, T b) {
     if (std::isnan(a) || std::isnan(b)) return std::isnan(a) && std::isnan(b);
     return a == b && std::signbit(a) == std::signbit(b);
 }
 
-// A value as each of the numeric types.
+// A value converted to each numeric type.
 struct Numbers {
     bool asBool;
     int asInt;
@@ -131,7 +131,7 @@ void expectConversions(const std::vector<Conversion<T>>& conversions) {
     }
 }
 
-// What a stream with default formatting makes of a number.
+// The output of a stream with default formatting for a number.
 template <typename T>
 std::string streamed(T number) {
     std::ostringstream out;
@@ -140,14 +140,14 @@ std::string streamed(T number) {
     return out.str();
 }
 
-// A value and what the comparisons call it.
+// A value and its name in the comparison tests.
 struct Named {
     std::string name;
     ValueObject value;
 };
 
-// Runs `operation` again and again, failing its first allocation, then its second, and so on, until it
-// succeeds.
+// Repeats `operation` until it succeeds. The first allocation fails in the first run, the second one in the
+// next run, and so on.
 template <typename Operation>
 void failEachAllocationOf(const Operation& operation) {
     for (long skip = 0;; ++skip) {
@@ -163,7 +163,7 @@ void failEachAllocationOf(const Operation& operation) {
         const bool reached = allocationsUntilFailure < 0;
         allocationsUntilFailure = -1;
         ASSERT_EQ(blocksInUse, before) << "after allocation " << skip << " failed";
-        ASSERT_EQ(failed, reached) << "allocation " << skip << " failed, but nobody was told";
+        ASSERT_EQ(failed, reached) << "allocation " << skip << " failed, but no exception reached the caller";
         if (!failed) {
             EXPECT_GT(skip, 0) << "it allocates nothing";
             return;
@@ -210,23 +210,7 @@ TEST(TheKinds, HaveFixedNumbers) {
     EXPECT_EQ(ValueObject::TYPE_UNDEFINED, 255);
 }
 
-TEST(AValue, KeepsItsFieldsInOrder) {
-    const ValueObject value;
-    const auto at = [](const void* field) { return reinterpret_cast<std::uintptr_t>(field); };
-    EXPECT_EQ(at(&value.kind), at(&value));
-    EXPECT_LT(at(&value.kind), at(&value.scalar));
-    EXPECT_LT(at(&value.scalar), at(&value.reserved));
-    EXPECT_LT(at(&value.reserved), at(&value.point));
-    EXPECT_LT(at(&value.point), at(&value.text));
-    EXPECT_LT(at(&value.text), at(&value.items));
-    static_assert(sizeof value.kind == 4 && std::is_signed_v<decltype(value.kind)>);
-    static_assert(sizeof value.scalar == 8);
-    static_assert(sizeof value.reserved == 16);
-    static_assert(sizeof(Point) == 8 && std::is_signed_v<decltype(Point::first)>);
-    static_assert(std::is_same_v<decltype(value.type()), int>);
-}
-
-TEST(AScalarOf32Bits, LiesInTheLowHalfOfTheCell) {
+TEST(AScalarOf32Bits, IsStoredInTheLowHalfOfTheCell) {
     ValueObject value(0LL);
     value = 0x12345678;
     EXPECT_EQ(value.scalar.u64 & 0xFFFFFFFFU, 0x12345678U);
@@ -236,7 +220,7 @@ TEST(AScalarOf32Bits, LiesInTheLowHalfOfTheCell) {
     EXPECT_EQ(value.scalar.u64 & 0xFFFFFFFFU, 0x3F800000U);
 }
 
-TEST(ABool, LiesInTheFirstByteOfTheCell) {
+TEST(ABool, IsStoredInTheFirstByteOfTheCell) {
     ValueObject value(0LL);
     value = true;
     unsigned char first = 0;
@@ -297,7 +281,7 @@ TEST(AConstructedValue, HasTheKindAndThePayloadOfItsArgument) {
     EXPECT_EQ(ValueObject(Point{3, -4}).point, (Point{3, -4}));
 }
 
-TEST(AConstructedValue, LeavesItsOtherFieldsAsInADefaultValue) {
+TEST(AConstructedValue, HasDefaultsInItsOtherFields) {
     for (const ValueObject& value :
          {ValueObject(true), ValueObject(1), ValueObject(1U), ValueObject(1LL), ValueObject(1ULL),
           ValueObject(1.0F), ValueObject(1.0), ValueObject("x"), ValueObject(Point{1, 2})}) {
@@ -309,12 +293,12 @@ TEST(AConstructedValue, LeavesItsOtherFieldsAsInADefaultValue) {
     }
 }
 
-// There is no construction from a list of anything.
+// A value cannot be constructed from a list.
 static_assert(!std::is_constructible_v<ValueObject, std::vector<int>>);
 static_assert(!std::is_constructible_v<ValueObject, std::vector<std::string>>);
 static_assert(!std::is_constructible_v<ValueObject, std::vector<ValueObject>>);
 
-// Text, and no other pointer, which would be a boolean.
+// Of all pointers, only pointers to text are accepted; another one would convert to a boolean.
 template <typename T>
 constexpr bool isAccepted = std::is_constructible_v<ValueObject, T> || std::is_assignable_v<ValueObject&, T>;
 static_assert(std::is_constructible_v<ValueObject, const char*> &&
@@ -327,7 +311,7 @@ static_assert(!isAccepted<const char8_t*> && !isAccepted<const char16_t (&)[2]> 
 static_assert(!isAccepted<std::string*> && !isAccepted<const Point*> && !isAccepted<ValueObject*>);
 static_assert(!isAccepted<void (*)()> && !isAccepted<void (&)()> && !isAccepted<std::nullptr_t>);
 
-TEST(ATextLiteral, GivesAString) {
+TEST(ATextLiteral, ConvertsToAString) {
     const ValueObject constructed("x");
     EXPECT_EQ(constructed.type(), 8);
     EXPECT_EQ(constructed.text, "x");
@@ -338,7 +322,7 @@ TEST(ATextLiteral, GivesAString) {
     EXPECT_EQ(assigned.text, "x");
 }
 
-TEST(ATextInABuffer, GivesAString) {
+TEST(ATextInABuffer, ConvertsToAString) {
     char buffer[] = "buffer";
     ValueObject value(buffer);
     EXPECT_EQ(value.type(), 8);
@@ -407,7 +391,7 @@ TEST(AnAssignment, KeepsTheFieldsThatTheKindDoesNotSelect) {
     EXPECT_PRED1(holdsFilledItems, value);
 }
 
-TEST(AValue, TakesItsOwnTextAndPoint) {
+TEST(AValue, CanBeAssignedItsOwnTextAndPoint) {
     ValueObject value = filled(ValueObject::TYPE_INT);
     value = value.text;
     EXPECT_EQ(value.type(), 8);
@@ -423,7 +407,7 @@ TEST(AValue, TakesItsOwnTextAndPoint) {
 
 // Copies.
 
-TEST(ACopyConstruction, TakesThePayloadThatTheKindSelectsAndNothingElse) {
+TEST(ACopyConstruction, CopiesOnlyThePayloadThatTheKindSelects) {
     for (int kind = ValueObject::TYPE_INT; kind <= ValueObject::TYPE_VECTOR; ++kind) {
         SCOPED_TRACE(kind);
         const ValueObject source = filled(kind);
@@ -454,7 +438,7 @@ TEST(ACopyConstruction, TakesThePayloadThatTheKindSelectsAndNothingElse) {
     }
 }
 
-TEST(AConstructionFromAValueWithoutAPayload, TakesItsKindOnly) {
+TEST(ACopyOfAValueWithoutAPayload, HasOnlyItsKind) {
     std::vector<int> kinds(std::begin(UNKNOWN_KINDS), std::end(UNKNOWN_KINDS));
     kinds.insert(kinds.end(), {ValueObject::TYPE_NULL, ValueObject::TYPE_UNDEFINED});
     for (const int kind : kinds) {
@@ -472,7 +456,7 @@ TEST(AConstructionFromAValueWithoutAPayload, TakesItsKindOnly) {
     }
 }
 
-TEST(ACopyConstruction, LeavesTheSourceAsItIs) {
+TEST(ACopyConstruction, DoesNotChangeTheSource) {
     for (int kind = ValueObject::TYPE_NULL; kind <= ValueObject::TYPE_VECTOR; ++kind) {
         SCOPED_TRACE(kind);
         const ValueObject source = filled(kind);
@@ -501,7 +485,7 @@ TEST(ACopyOfAList, SharesNothingWithIt) {
         EXPECT_EQ(as<std::string>(*copy), std::string("[1,[") + LONG_TEXT + "]]");
 }
 
-TEST(ACopyAssignment, TakesEveryFieldWhateverTheKind) {
+TEST(ACopyAssignment, CopiesEveryFieldOfAnyKind) {
     std::vector<int> kinds(std::begin(UNKNOWN_KINDS), std::end(UNKNOWN_KINDS));
     kinds.push_back(ValueObject::TYPE_UNDEFINED);
     for (int kind = ValueObject::TYPE_NULL; kind <= ValueObject::TYPE_VECTOR; ++kind) kinds.push_back(kind);
@@ -524,7 +508,7 @@ TEST(ACopyAssignment, TakesEveryFieldWhateverTheKind) {
 
 TEST(ACopyAssignment, AssignsTheItemsOneByOne) {
     ValueObject source = list({ValueObject()});
-    // By assignment, as a construction takes one payload only.
+    // Assigned, because a copy construction copies only one payload.
     source.items[0] = filled(ValueObject::TYPE_INT);
     ValueObject target = list({ValueObject("old")});
     target = source;
@@ -534,7 +518,7 @@ TEST(ACopyAssignment, AssignsTheItemsOneByOne) {
     expectReserved(target.items[0], 11, 12);
 }
 
-TEST(ACopyAssignment, LeavesAValueAssignedToItselfAsItIs) {
+TEST(ACopyAssignment, OfAValueToItselfChangesNothing) {
     for (int kind = ValueObject::TYPE_NULL; kind <= ValueObject::TYPE_VECTOR; ++kind) {
         SCOPED_TRACE(kind);
         ValueObject value = filled(kind);
@@ -551,7 +535,7 @@ TEST(ACopyAssignment, LeavesAValueAssignedToItselfAsItIs) {
 
 // Moves.
 
-TEST(AMoveConstruction, TakesThePayloadThatTheKindSelectsAndNothingElse) {
+TEST(AMoveConstruction, MovesOnlyThePayloadThatTheKindSelects) {
     for (int kind = ValueObject::TYPE_INT; kind <= ValueObject::TYPE_VECTOR; ++kind) {
         SCOPED_TRACE(kind);
         ValueObject source = filled(kind);
@@ -572,7 +556,7 @@ TEST(AMoveConstruction, TakesThePayloadThatTheKindSelectsAndNothingElse) {
     }
 }
 
-TEST(AMoveConstruction, EmptiesOnlyTheTextOrListThatItTook) {
+TEST(AMoveConstruction, EmptiesOnlyTheMovedTextOrList) {
     for (int kind = ValueObject::TYPE_NULL; kind <= ValueObject::TYPE_VECTOR; ++kind) {
         SCOPED_TRACE(kind);
         ValueObject source = filled(kind);
@@ -595,7 +579,7 @@ TEST(AMoveConstruction, EmptiesAShortTextToo) {
     EXPECT_EQ(source.type(), 8);
 }
 
-TEST(AMove, TakesTheStorageOfATextAndAListOver) {
+TEST(AMove, ReusesTheStorageOfATextAndAList) {
     ValueObject text(LONG_TEXT);
     const char* const characters = text.text.data();
     ValueObject movedText(std::move(text));
@@ -610,7 +594,7 @@ TEST(AMove, TakesTheStorageOfATextAndAListOver) {
     EXPECT_EQ(assigned.items.data(), first);
 }
 
-TEST(AMoveAssignment, TakesEveryFieldAndEmptiesTextAndListWhateverTheKind) {
+TEST(AMoveAssignment, MovesEveryFieldAndEmptiesTextAndList) {
     std::vector<int> kinds(std::begin(UNKNOWN_KINDS), std::end(UNKNOWN_KINDS));
     kinds.push_back(ValueObject::TYPE_UNDEFINED);
     for (int kind = ValueObject::TYPE_NULL; kind <= ValueObject::TYPE_VECTOR; ++kind) kinds.push_back(kind);
@@ -635,7 +619,7 @@ TEST(AMoveAssignment, TakesEveryFieldAndEmptiesTextAndListWhateverTheKind) {
     }
 }
 
-TEST(AMoveAssignment, LeavesAValueMovedToItselfUsable) {
+TEST(AMoveAssignment, OfAValueToItselfKeepsItUsable) {
     ValueObject value = filled(ValueObject::TYPE_VECTOR);
     ValueObject& itself = value;
     value = std::move(itself);
@@ -662,7 +646,7 @@ class AnItem : public testing::Test {
   protected:
     AnItem() {
         value = list({ValueObject(), list({ValueObject(1), ValueObject(LONG_TEXT)})});
-        // By assignment, as a construction takes one payload only.
+        // Assigned, because a copy construction copies only one payload.
         value.items[0] = filled(ValueObject::TYPE_STRING);
     }
 
@@ -680,41 +664,41 @@ class AnItem : public testing::Test {
     ValueObject value;
 };
 
-TEST_F(AnItem, IsCopiedToTheListThatHoldsIt) {
+TEST_F(AnItem, CanBeCopiedToItsOwnList) {
     value = value.items[0];
     expectFirstItem();
 }
 
-TEST_F(AnItem, IsMovedToTheListThatHoldsIt) {
+TEST_F(AnItem, CanBeMovedToItsOwnList) {
     value = std::move(value.items[0]);
     expectFirstItem();
 }
 
-TEST_F(AnItem, ThatIsAListIsCopiedToTheListThatHoldsIt) {
+TEST_F(AnItem, ThatIsAListCanBeCopiedToItsOwnList) {
     value = value.items[1];
     expectSecondItem();
 }
 
-TEST_F(AnItem, ThatIsAListIsMovedToTheListThatHoldsIt) {
+TEST_F(AnItem, ThatIsAListCanBeMovedToItsOwnList) {
     value = std::move(value.items[1]);
     expectSecondItem();
 }
 
-TEST_F(AnItem, OfAnItemIsCopiedToTheOutermostList) {
+TEST_F(AnItem, OfAnItemCanBeCopiedToTheOutermostList) {
     value = value.items[1].items[1];
     EXPECT_EQ(value.type(), 8);
     EXPECT_EQ(as<std::string>(value), LONG_TEXT);
     EXPECT_THAT(value.items, IsEmpty());
 }
 
-TEST_F(AnItem, OfAnItemIsMovedToTheOutermostList) {
+TEST_F(AnItem, OfAnItemCanBeMovedToTheOutermostList) {
     value = std::move(value.items[1].items[1]);
     EXPECT_EQ(value.type(), 8);
     EXPECT_EQ(as<std::string>(value), LONG_TEXT);
     EXPECT_THAT(value.items, IsEmpty());
 }
 
-TEST_F(AnItem, TakesACopyOfTheListThatHoldsIt) {
+TEST_F(AnItem, CanBeAssignedTheListThatContainsIt) {
     const std::string before = value;
     value.items[0] = value;
     EXPECT_EQ(as<std::string>(value.items[0]), before);
@@ -755,7 +739,7 @@ TEST(ALongLong, ConvertsToEveryNumber) {
         {4294967297, {true, 1, 1, 4294967297, 4294967297, 4294967296.0F, 4294967297.0}},
         {9007199254740993,
          {true, 1, 1, 9007199254740993, 9007199254740993, 9007199254740992.0F, 9007199254740992.0}},
-        // Rounded once, not by way of the double.
+        // The conversion to float rounds once, without an intermediate double.
         {9007199791611905,
          {true, 536870913, 536870913, 9007199791611905, 9007199791611905, 9007200328482816.0F,
           9007199791611904.0}},
@@ -906,7 +890,7 @@ TEST(OnlyAPoint, ConvertsToAPoint) {
     }
 }
 
-TEST(ABoolByteBesidesZeroAndOne, CountsAsOneOfTheTwo) {
+TEST(ABoolByteBesidesZeroAndOne, ConvertsToZeroOrOne) {
     for (const int number : {2, 3, 127, 128, 255}) {
         SCOPED_TRACE(number);
         const auto byte = static_cast<unsigned char>(number);
@@ -948,7 +932,7 @@ TEST(AScalar, ConvertsToAListOfItself) {
     EXPECT_THAT(as<std::vector<unsigned int>>(ValueObject(4294967303LL)), ElementsAre(7U));
 }
 
-TEST(AValueThatIsNoList, ConvertsToOneElement) {
+TEST(AValueThatIsNoList, ConvertsToOneItem) {
     struct Row {
         ValueObject value;
         int number;
@@ -982,7 +966,7 @@ TEST(AList, ConvertsItemByItem) {
                                                                  "5", "(1,2)", "[6,7]", "Undefined", ""));
 }
 
-TEST(AnEmptyList, ConvertsToNoElements) {
+TEST(AnEmptyList, ConvertsToNoItems) {
     const ValueObject value = list({});
     EXPECT_THAT(as<std::vector<int>>(value), IsEmpty());
     EXPECT_THAT(as<std::vector<unsigned int>>(value), IsEmpty());
@@ -991,7 +975,7 @@ TEST(AnEmptyList, ConvertsToNoElements) {
 
 // The text form.
 
-TEST(ATextForm, IsThatOfTheKind) {
+TEST(ATextForm, DependsOnTheKind) {
     const std::pair<ValueObject, const char*> rows[] = {
         {ValueObject(0), "0"},
         {ValueObject(INT_LOW), "-2147483648"},
@@ -1047,7 +1031,7 @@ TEST(ATextForm, OfAnUnknownKindIsEmpty) {
     for (int kind = 11; kind <= 254; ++kind) EXPECT_EQ(as<std::string>(filled(kind)), "") << kind;
 }
 
-TEST(ATextForm, OfADoubleIsThatOfAStream) {
+TEST(ATextForm, OfADoubleEqualsStreamOutput) {
     std::vector<double> numbers = {0.0,
                                    -0.0,
                                    DOUBLE_NAN,
@@ -1083,8 +1067,9 @@ TEST(ATextForm, OfADoubleIsThatOfAStream) {
     for (const double number : numbers) ASSERT_EQ(as<std::string>(ValueObject(number)), streamed(number));
 }
 
-// Six digits and one half, and the numbers next to it on both sides: where rounding is decided.
-TEST(ATextForm, OfADoubleIsRoundedAsByAStream) {
+// Tests numbers at the rounding boundary, which is half of the sixth digit, and their neighbours on both
+// sides.
+TEST(ATextForm, OfADoubleIsRoundedLikeStreamOutput) {
     std::mt19937_64 random(20240229);
     for (int i = 0; i < 20000; ++i) {
         const double digits = static_cast<double>(100000 + random() % 900000) + (i % 4 == 0 ? 0.0 : 0.5);
@@ -1095,7 +1080,7 @@ TEST(ATextForm, OfADoubleIsRoundedAsByAStream) {
     }
 }
 
-TEST(ATextForm, OfAFloatIsThatOfAStream) {
+TEST(ATextForm, OfAFloatEqualsStreamOutput) {
     std::vector<float> numbers = {0.0F,
                                   -0.0F,
                                   FLOAT_NAN,
@@ -1130,7 +1115,7 @@ TEST(ATextForm, OfAFloatIsThatOfAStream) {
         ASSERT_EQ(as<std::string>(ValueObject(number)), streamed(static_cast<double>(number)));
 }
 
-TEST(ATextForm, OfAnIntegerIsThatOfAStream) {
+TEST(ATextForm, OfAnIntegerEqualsStreamOutput) {
     std::mt19937_64 random(20240229);
     for (int i = 0; i < 1000; ++i) {
         const unsigned long long bits = random() >> (i % 64);
@@ -1161,7 +1146,7 @@ TEST_F(AContinentalLocale, DoesNotChangeATextForm) {
                             "1234.5", "123456", "0.5", "1.5e+21", "(1000000,-1000000)"));
 }
 
-TEST(AValueThatNobodyWrites, IsReadByManyThreads) {
+TEST(AnUnmodifiedValue, CanBeReadByManyThreads) {
     const ValueObject value = list({ValueObject(1.5), ValueObject("a"), list({ValueObject(Point{1, 2})})});
     std::vector<std::thread> threads;
     std::vector<int> right(4, 0);
@@ -1212,7 +1197,7 @@ TEST(AComparison, FollowsTheKindOfTheLeftOperand) {
         {"list double 5.7", list({ValueObject(5.7)})},
     };
     using Names = std::set<std::string>;
-    // What converts to zero whatever the type: it has no number at all, or is zero.
+    // The values that convert to zero in every numeric type: they are zero or have no number.
     const Names zeros = {"null",      "undefined",  "unknown",    "int 0",          "uint64 0",
                          "false",     "double 0",   "string 5",   "string empty",   "point 0 0",
                          "point 5 0", "list empty", "list int 5", "list double 5.7"};
@@ -1261,19 +1246,19 @@ TEST(AComparison, FollowsTheKindOfTheLeftOperand) {
     }
 }
 
-TEST(AnInt, EqualsADoubleThatConvertsToItButNotTheOtherWayRound) {
+TEST(AnInt, EqualsADoubleThatConvertsToItButNotViceVersa) {
     EXPECT_TRUE(ValueObject(5) == ValueObject(5.0));
     EXPECT_TRUE(ValueObject(5) == ValueObject(5.7));
     EXPECT_FALSE(ValueObject(5.7) == ValueObject(5));
 }
 
-TEST(AnInt, ThatIsZeroEqualsAnyStringButNotTheOtherWayRound) {
+TEST(AnInt, ThatIsZeroEqualsAnyStringButNotViceVersa) {
     EXPECT_TRUE(ValueObject(0) == ValueObject("x"));
     EXPECT_FALSE(ValueObject("x") == ValueObject(0));
     EXPECT_FALSE(ValueObject("5") == ValueObject(5));
 }
 
-TEST(AnUnknownKind, IsNeverEqualToAnything) {
+TEST(AnUnknownKind, EqualsNothing) {
     for (const int kind : UNKNOWN_KINDS) {
         SCOPED_TRACE(kind);
         const ValueObject unknown = filled(kind);
@@ -1326,7 +1311,7 @@ TEST(AComparison, IgnoresTheFieldsThatTheKindDoesNotSelect) {
 
 // Allocations that fail.
 
-TEST(AnAllocationFailure, LeavesConstructionsWithoutALeak) {
+TEST(AnAllocationFailure, InAConstructionLeaksNothing) {
     const std::string text = LONG_TEXT;
     failEachAllocationOf([&] { const ValueObject value(text); });
     failEachAllocationOf([] { const ValueObject value(LONG_TEXT); });
@@ -1334,7 +1319,7 @@ TEST(AnAllocationFailure, LeavesConstructionsWithoutALeak) {
     failEachAllocationOf([&] { const ValueObject copy(source); });
 }
 
-TEST(AnAllocationFailure, LeavesAssignmentsWithoutALeak) {
+TEST(AnAllocationFailure, InAnAssignmentLeaksNothing) {
     const std::string text = LONG_TEXT;
     failEachAllocationOf([&] {
         ValueObject target;
@@ -1348,7 +1333,7 @@ TEST(AnAllocationFailure, LeavesAssignmentsWithoutALeak) {
     });
 }
 
-TEST(AnAllocationFailure, ReachesTheCallerOfAConversion) {
+TEST(AnAllocationFailure, IsThrownToTheCallerOfAConversion) {
     const ValueObject value = list(
         {ValueObject(LONG_TEXT), ValueObject(1234567.5), ValueObject(LONG_TEXT), ValueObject(Point{1, 2})});
     failEachAllocationOf([&] { const std::string text = value; });
