@@ -3,10 +3,13 @@
 #include <gmock/gmock.h>
 #include <mqueue.h>
 #include <sys/shm.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <thread>
 
@@ -79,6 +82,24 @@ TEST_F(TheTelevisionsPicture, IsCapturedAndFollowsTheSettings) {
     EXPECT_TRUE(captureUntil([&] { return mean > 180; }));
     EXPECT_GT(television.property<unsigned>("", TelevisionProcess::TELEVISION, "FramesDelivered"), 0U);
     capture.stop();
+}
+
+TEST_F(TheTelevisionsPicture, IsAFilmWhoseFormatAndHdrTypeTheTelevisionHas) {
+    const std::string film =
+        std::filesystem::temp_directory_path() / ("remote_picture_test." + std::to_string(getpid()) + ".ts");
+    const std::string make =
+        "ffmpeg -loglevel error -nostdin -y -f lavfi -i color=gray:size=720x576:rate=25:duration=0.4 -c:v "
+        "libx265 "
+        "-preset ultrafast -pix_fmt yuv420p10le -x265-params log-level=none:colorprim=bt2020:"
+        "transfer=arib-std-b67:colormatrix=bt2020nc ";
+    ASSERT_EQ(std::system((make + film).c_str()), 0);
+    television.call("ShowVideo", film);
+    EXPECT_EQ(television.get<std::string>(VIDEO_FORMAT), "720x576p@25");
+    EXPECT_EQ(television.get<std::string>(HDR_TYPE), "hdr_hlg");
+    television.call("ShowVideo", std::string("scenes"));
+    EXPECT_EQ(television.get<std::string>(VIDEO_FORMAT), "1920x1080p@50");
+    EXPECT_EQ(television.get<std::string>(HDR_TYPE), "sdr");
+    std::filesystem::remove(film);
 }
 
 TEST_F(TheTelevisionsPicture, IsBackWithATelevisionThatWasKilled) {
