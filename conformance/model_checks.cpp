@@ -396,7 +396,7 @@ Passed checkSilence(Visit& visit, const KeyDefinition& key) {
 
 // What clients of the library write; the other values are the television's own.
 bool isSetting(const KeyDefinition& key) {
-    return key.group == "Picture settings" || (key.group == "Source switching" && !key.initial.index() == 0);
+    return key.group == "Picture settings" || (key.group == "Source switching" && key.initial.index() != 0);
 }
 
 }  // namespace
