@@ -1,15 +1,15 @@
-# The library for a television's image. In conf/local.conf (or a layer's):
+# Builds the library for a television's image. Set in conf/local.conf, or in the configuration of a layer:
 #   BBFILES += "PROJECT/packaging/yocto/*.bb"
 #   PLATFORM_SDK = "the folder of the platform's headers (include) and libraries (lib)"
 #   PLATFORM_ADAPTER = "the adapter's folder, if there is one"
-# docs/porting.md tells what these are.
+# docs/porting.md describes both folders.
 SUMMARY = "Platform adaptation layer of a television's AI picture-quality service"
 SECTION = "libs"
 LICENSE = "CLOSED"
 
 inherit cmake externalsrc
 
-# The recipe comes with the sources.
+# The recipe is part of the source tree.
 EXTERNALSRC = "${THISDIR}/../.."
 
 PLATFORM_SDK ?= ""
@@ -32,7 +32,7 @@ EXTRA_OECMAKE = " \
 
 PACKAGES = "${PN}-dbg ${PN}-dev ${PN}"
 
-# The adapter has no version: it belongs to this very build of the library.
+# The adapter has no version, because it belongs to this build of the library.
 FILES:${PN} = " \
     ${libdir}/libplatform_adaptation.so.* \
     ${libdir}/libplatform_adapter.so \

@@ -4,7 +4,7 @@
 #
 ################################################################################
 
-# The package comes with the sources: nothing is downloaded, and there is no hash to compare.
+# The package is part of the source tree, so Buildroot downloads nothing and checks no hash.
 # Usage: make BR2_EXTERNAL=PROJECT/packaging/buildroot menuconfig
 PLATFORM_ADAPTATION_VERSION = 1.0.0
 PLATFORM_ADAPTATION_SITE = $(BR2_EXTERNAL_PLATFORM_ADAPTATION_PATH)/../..
