@@ -1,5 +1,5 @@
-// What a model may answer to an action: any number of elements, at any positions, of any types, in answers
-// that nobody asked for, too; and what becomes of it at the source switch.
+// Fuzzes the model's answers to an action: any number of elements, at any positions, of any types, also in
+// answers to no request. Checks the result of the action accessor and of the source switch.
 #include <memory>
 #include <vector>
 
@@ -16,9 +16,9 @@ using lomodelapi::Argument;
 constexpr char ACTION[] = "fuzz.action";
 constexpr char SWITCH_ACTION[] = "dovra.sl2.action.source.switch";
 
-// The low 8 bits of a position are a signed index; the last of several elements at one place counts, and one
-// that has no place in the list is lost.
-std::vector<std::string> inPlace(const std::vector<Argument>& arguments) {
+// The expected list: the low 8 bits of a position are a signed index. If several elements have the same
+// index, the last one counts. An element whose index is outside the list is dropped.
+std::vector<std::string> expectedList(const std::vector<Argument>& arguments) {
     std::vector<std::string> texts(arguments.size());
     for (const Argument& argument : arguments) {
         const unsigned low = argument.position % 256U;
@@ -55,9 +55,9 @@ class Handler final : public ActionHandler {
 
 simulated::Answer takeAnswer(Input& input) {
     simulated::Answer answer;
-    // As often as not a result; a failure has any number.
+    // Half of the answers are results; a failure has any error number.
     if (input.flag()) answer.error = input.number<std::int8_t>();
-    // Few of any kind, or many at places that follow from one byte each.
+    // A few elements of any type at any position, then many elements at regular positions.
     const unsigned few = input.choice(12);
     for (unsigned i = 0; i < few; ++i) {
         const auto type = input.number<std::uint16_t>();
@@ -71,7 +71,7 @@ simulated::Answer takeAnswer(Input& input) {
     return answer;
 }
 
-// Nothing recorded of the inputs before, and no waiting for what is told.
+// Clears the records of earlier inputs and disables the delays.
 void prepare(simulated::Model& model) {
     model.reset();
     model.setNotificationDelay(std::chrono::milliseconds(0));
@@ -80,11 +80,12 @@ void prepare(simulated::Model& model) {
     model.setFaults(ACTION, faults);
 }
 
-void checkHeard(Handler& handler, unsigned id, const simulated::Answer& answer) {
+void checkAnswer(Handler& handler, unsigned id, const simulated::Answer& answer) {
     FUZZ_CHECK(handler.calls == 1);
     FUZZ_CHECK(handler.id == static_cast<int>(id));
     FUZZ_CHECK(handler.error == answer.error);
-    FUZZ_CHECK(handler.texts == (answer.error == 0 ? inPlace(answer.result) : std::vector<std::string>()));
+    FUZZ_CHECK(handler.texts ==
+               (answer.error == 0 ? expectedList(answer.result) : std::vector<std::string>()));
     handler.calls = 0;
 }
 
@@ -116,20 +117,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const unsigned way = input.choice(4);
     const simulated::Answer answer = takeAnswer(input);
     if (way == 0) {
-        // The observer alone, without the model in between.
+        // Calls the observer directly, without the model.
         const auto id = input.number<unsigned>();
         if (answer.error == 0) {
             action.notifyResult(id, answer.result);
         } else {
             action.notifyExecutionError(id, answer.error);
         }
-        checkHeard(*handler, id, answer);
+        checkAnswer(*handler, id, answer);
     } else if (way == 1) {
-        // An answer that nobody asked for.
+        // The model sends an answer to no request.
         const auto id = input.number<unsigned>();
         model.answer(ACTION, id, answer);
         FUZZ_CHECK(model.settle());
-        checkHeard(*handler, id, answer);
+        checkAnswer(*handler, id, answer);
     } else if (way == 2) {
         std::vector<Argument> arguments;
         model.setAction(ACTION, [&](const std::vector<Argument>& received) {
@@ -140,7 +141,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const std::string text = input.rest();
         FUZZ_CHECK(action.invoke(id, {{0, 0, text}}) == 0);
         FUZZ_CHECK(arguments.size() == 1 && arguments[0].position == 0 && arguments[0].value == text);
-        checkHeard(*handler, id, answer);
+        checkAnswer(*handler, id, answer);
         model.setAction(ACTION, nullptr);
     } else {
         static SourceSwitchAccess& sourceSwitch = *SourceSwitchAccessImpl::GetInstance();

@@ -1,6 +1,6 @@
-// A video pipeline that writes whatever it likes into the capture block while the library waits for a frame,
-// and leaves a segment of another size behind. It acts at fixed moments: where the library sleeps between two
-// looks at the state, and where it has looked and not read the frame's size yet.
+// Fuzzes the capture block: a video pipeline writes anything into the block while the library waits for a
+// frame, and may leave a segment of another size. The pipeline writes at fixed points: when the library
+// sleeps between two reads of the state, and after it has read the state but not yet the frame's size.
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <unistd.h>
@@ -23,7 +23,7 @@ constexpr int LOOKS = 41;
 
 std::function<void()> onSleep;
 
-// The segment as the pipeline sees it: attached where the library's own attachment is not.
+// The pipeline's attachment of the segment, at another address than the library's attachment.
 class Segment {
   public:
     explicit Segment(std::size_t size) {
@@ -53,7 +53,7 @@ class Segment {
     void* m_address;
 };
 
-// What the pipeline does at one of its moments.
+// Performs one write of the pipeline.
 void act(Input& input, CaptureBlock& block) {
     switch (input.choice(8)) {
         case 0:
@@ -88,7 +88,7 @@ void act(Input& input, CaptureBlock& block) {
     }
 }
 
-// The library's own attachment, which it never gives back.
+// The address of the library's attachment, which the library never detaches.
 void* attachmentOf(PictureCapture& capture, CaptureBlock& block) {
     onSleep = [&block] { block.state = video::FRAME_READY; };
     PictureData picture{};
@@ -134,7 +134,7 @@ void requestFrame(PictureCapture& capture, CaptureBlock& block, const void* atta
                    static_cast<const std::uint8_t*>(attachment) + offsetof(CaptureBlock, pixels));
         FUZZ_CHECK(picture.width == block.width && picture.height == block.height);
         FUZZ_CHECK(picture.colorMode == korvale::ai::COLOR_MODE_RGB);
-        // All of the pixels can be read, whatever size the pipeline tells.
+        // All pixels can be read, even if the pipeline reports another size.
         FUZZ_CHECK(std::memcmp(picture.data, block.pixels, video::CAPTURE_PIXEL_BYTES) == 0);
     } else {
         FUZZ_CHECK(picture.data == nullptr && picture.width == wish.width && picture.height == wish.height);
@@ -144,7 +144,7 @@ void requestFrame(PictureCapture& capture, CaptureBlock& block, const void* atta
 
 }  // namespace
 
-// Stands before the C library's: the library's looks follow each other at once.
+// Replaces usleep() of the C library, so that the library reads the state again without a pause.
 extern "C" int usleep(useconds_t) {
     if (onSleep) onSleep();
     return 0;
@@ -159,8 +159,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Input input(data, size);
-    // A segment of another size may be there already: a smaller one is refused, of a larger one the library
-    // uses what it needs.
+    // A segment of another size may already exist. The library refuses a smaller one, and uses the beginning
+    // of a larger one.
     std::size_t bytes = sizeof(CaptureBlock);
     if (input.choice(4) == 0) bytes = 1 + input.number<std::uint32_t>() % (sizeof(CaptureBlock) + 2 * PAGE);
     const Segment segment(bytes);

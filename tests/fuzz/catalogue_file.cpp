@@ -1,4 +1,5 @@
-// Any text as a catalogue of keys: it is refused with a place in it, or a model can be made of what was read.
+// Fuzzes the catalogue of keys: the parser either refuses a text with line and column, or a model can be
+// created from the result.
 #include <set>
 #include <stdexcept>
 
@@ -40,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         keys = catalogue::parseCatalogue(input.rest(), "fuzz");
     } catch (const std::runtime_error& error) {
-        FUZZ_CHECK(fuzzing::hasPlace(error.what()));
+        FUZZ_CHECK(fuzzing::hasLocation(error.what()));
         return 0;
     }
     std::set<std::string> names;

@@ -13,7 +13,7 @@ inline simulated::Television& switchedOn() {
     setenv("AIPQ_TV_VIDEO", "off", 1);
     setenv("AIPQ_TV", "embedded", 1);
     simulated::Television& television = simulated::Television::instance();
-    // An input is over only when everything has been told.
+    // Notifications are sent without delay, so that settle() returns quickly.
     television.model().setNotificationDelay(std::chrono::milliseconds(0));
     return television;
 }

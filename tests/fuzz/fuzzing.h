@@ -1,4 +1,5 @@
-// What the fuzz targets share: how they take values from an input's bytes, and what they do about a finding.
+// The common code of the fuzz targets: reading values from the bytes of an input, and reporting a failed
+// check.
 #ifndef TESTS_FUZZING_H
 #define TESTS_FUZZING_H
 
@@ -11,23 +12,23 @@
 #include <string>
 #include <type_traits>
 
-// Called once, before the first input; and with each input. libFuzzer has a main that calls them, replay.cpp
-// has the other one.
+// LLVMFuzzerInitialize() is called once before the first input, LLVMFuzzerTestOneInput() for each input. The
+// caller is the main function of libFuzzer or of replay.cpp.
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-// Ends the process with the place if something does not hold; libFuzzer then keeps the input.
+// If the condition is false, prints the location and aborts the process; libFuzzer then saves the input.
 #define FUZZ_CHECK(condition)                                                            \
     do {                                                                                 \
         if (!(condition)) {                                                              \
-            std::fprintf(stderr, "%s:%d: not so: %s\n", __FILE__, __LINE__, #condition); \
+            std::fprintf(stderr, "%s:%d: failed: %s\n", __FILE__, __LINE__, #condition); \
             std::abort();                                                                \
         }                                                                                \
     } while (false)
 
 namespace fuzzing {
 
-// An input's bytes, taken one value after the other. When they are used up, what comes is 0 or empty.
+// Reads values from the bytes of an input. After the last byte, all values are 0 or empty.
 class Input {
   public:
     Input(const std::uint8_t* data, std::size_t size) : m_next(data), m_end(data + size) {}
@@ -35,7 +36,7 @@ class Input {
     bool empty() const { return m_next == m_end; }
     std::size_t size() const { return static_cast<std::size_t>(m_end - m_next); }
 
-    // Little-endian, on every processor.
+    // The bytes are little-endian on every processor.
     template <typename T>
     T number() {
         std::uint64_t bits = 0;
@@ -48,7 +49,7 @@ class Input {
 
     std::uint8_t byte() { return number<std::uint8_t>(); }
     bool flag() { return (byte() & 1U) != 0; }
-    // Below `end`.
+    // Returns a number from 0 to end - 1.
     unsigned choice(unsigned end) { return byte() % end; }
 
     std::string text(std::size_t length) {
@@ -57,7 +58,7 @@ class Input {
         m_next += taken;
         return value;
     }
-    // Its length comes first, in a byte.
+    // The first byte is the length of the text.
     std::string text() { return text(byte()); }
     std::string rest() { return text(size()); }
 
@@ -66,14 +67,14 @@ class Input {
     const std::uint8_t* m_end;
 };
 
-// A whole number as std::stol and std::stoi read it, written down once more: white space, a sign, digits;
-// what follows does not matter, a NUL ends the text.
+// Parses an integer like std::stol and std::stoi, as a separate implementation for comparison: white space, a
+// sign and digits. The rest of the text is ignored; a NUL ends the text.
 enum class Reading { NUMBER, NO_NUMBER, OUT_OF_RANGE };
 
 inline Reading readNumber(const std::string& text, std::int64_t lowest, std::int64_t highest,
                           std::int64_t& number) {
     std::size_t i = 0;
-    const auto at = [&](std::size_t place) { return place < text.size() ? text[place] : '\0'; };
+    const auto at = [&](std::size_t index) { return index < text.size() ? text[index] : '\0'; };
     while (at(i) == ' ' || (at(i) >= '\t' && at(i) <= '\r')) ++i;
     const bool negative = at(i) == '-';
     if (negative || at(i) == '+') ++i;
@@ -87,8 +88,8 @@ inline Reading readNumber(const std::string& text, std::int64_t lowest, std::int
     return Reading::NUMBER;
 }
 
-// A complaint about a file that was called "fuzz": fuzz:LINE:COLUMN: what is wrong.
-inline bool hasPlace(const std::string& complaint) {
+// Returns true if an error message about the file "fuzz" has the form "fuzz:LINE:COLUMN: REASON".
+inline bool hasLocation(const std::string& complaint) {
     unsigned line = 0;
     unsigned column = 0;
     char blank = 0;

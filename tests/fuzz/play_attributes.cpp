@@ -1,4 +1,4 @@
-// The TV service's play attributes, as the television may give them: parsed, read and announced.
+// Fuzzes the TV service's play attributes: parses, reads and announces them.
 #include <optional>
 #include <vector>
 
@@ -16,7 +16,7 @@ using simulated::Value;
 constexpr char PLAY_ATTRIBUTES[] = "dovra.sl2.vstr.tvservice.play.main";
 constexpr std::size_t FLAG = 8;
 
-// What the library is to make of the attributes: encrypted or not, or why it cannot tell.
+// The expected result: the encryption flag, or the error message if the attributes have no flag.
 struct Expected {
     std::optional<bool> encrypted;
     std::string complaint;
@@ -51,7 +51,7 @@ void onStreamEncrypted(StreamMode mode, bool encrypted, void* userData) {
     heard.encrypted = encrypted;
 }
 
-// The complaint is the one error line of an operation, or there is none.
+// Expects that `complaint` is the only error line, or that there is no error line if it is empty.
 void checkComplaint(const tests::LogRecorder& log, const std::string& complaint) {
     std::string errors;
     for (const tests::LogLine& line : log.lines())
@@ -74,7 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Input input(data, size);
     const bool before = input.flag();
     std::vector<std::string> attributes(input.choice(12));
-    // The one that counts gets the most of the input.
+    // The element with the flag receives most of the input.
     for (std::size_t i = 0; i < attributes.size(); ++i)
         if (i != FLAG) attributes[i] = input.text(input.choice(8));
     if (attributes.size() > FLAG) attributes[FLAG] = input.rest();
@@ -88,7 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_CHECK(given == attributes);
     checkComplaint(log, expected.complaint);
 
-    info.getTvStreamEncrypted();  // the first one subscribes
+    info.getTvStreamEncrypted();  // the first read subscribes to the key
     Heard heard;
     info.registerCallBackStreamEncrypted(onStreamEncrypted, &heard);
     const bool changes = model.value(PLAY_ATTRIBUTES) != Value(attributes);

@@ -1,6 +1,5 @@
-// What clients may put on the request queue and into the capture block, and how the simulated television's
-// pipeline takes it: any message, a queue of another make, a block of another size, and a block that changes
-// while the frame is made.
+// Fuzzes the simulated television's pipeline with any message on the request queue, a queue with another
+// message size, a capture block of another size, and a block that changes while the frame is rendered.
 #include <fcntl.h>
 #include <mqueue.h>
 #include <sys/ipc.h>
@@ -72,10 +71,10 @@ std::string request() {
 std::string takeMessage(Input& input, std::size_t longest) {
     std::string message = request();
     switch (input.choice(4)) {
-        case 0:  // one byte of it is another
+        case 0:  // one byte is changed
             message[input.choice(video::REQUEST_SIZE)] = input.number<char>();
             break;
-        case 1:  // shorter or longer
+        case 1:  // the length is changed
             message.resize(input.byte());
             break;
         case 2:
@@ -88,7 +87,7 @@ std::string takeMessage(Input& input, std::size_t longest) {
     return message;
 }
 
-// The bytes of a pixel in the order that a colour mode has them.
+// The indices of the RGBA channels in the order of a colour mode.
 std::vector<std::size_t> channelsOf(std::uint32_t colorMode) {
     switch (colorMode) {
         case 1:
@@ -104,7 +103,7 @@ std::vector<std::size_t> channelsOf(std::uint32_t colorMode) {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// What every frame begins with; and the same as a colour mode has it. Made once: they are large.
+// The beginning of every rendered frame, as RGBA and in a colour mode. Both are large and computed only once.
 const Bytes& pattern() {
     static const Bytes bytes = [] {
         Bytes made(video::CAPTURE_PIXEL_BYTES / 3 * 4);
@@ -135,7 +134,7 @@ void serveOne(pipeline::RequestServer& server, Client& client, std::size_t block
     const bool usable = blockSize >= sizeof(CaptureBlock);
     if (usable) {
         block->state = input.choice(8) == 0 ? input.number<std::uint32_t>() : video::FRAME_REQUESTED;
-        // Sizes that fit and ones that do not.
+        // Sizes that fit into the block, and sizes that may not fit.
         const bool small = input.flag();
         block->width = small ? input.byte() : input.number<std::uint32_t>();
         block->height = small ? input.byte() : input.number<std::uint32_t>();
@@ -171,16 +170,16 @@ void serveOne(pipeline::RequestServer& server, Client& client, std::size_t block
         return;
     }
     const std::size_t channels = channelsOf(before.colorMode).size();
-    const std::uint64_t room = video::CAPTURE_PIXEL_BYTES / channels;
+    const std::uint64_t capacity = video::CAPTURE_PIXEL_BYTES / channels;
     const std::uint64_t width = before.width == 0 ? 224 : before.width;
     const std::uint64_t height = before.height == 0 ? 224 : before.height;
-    if (width * height <= room) {
+    if (width * height <= capacity) {
         FUZZ_CHECK(size->width == width && size->height == height);
     } else {
         FUZZ_CHECK(size->width >= 1 && size->width <= width && size->height >= 1 && size->height <= height);
     }
     const std::uint64_t pixels = std::uint64_t{size->width} * size->height;
-    FUZZ_CHECK(pixels <= room);
+    FUZZ_CHECK(pixels <= capacity);
     FUZZ_CHECK(block->width == size->width && block->height == size->height);
     FUZZ_CHECK(block->state == video::FRAME_READY);
     const std::size_t bytes = static_cast<std::size_t>(pixels) * channels;
@@ -215,7 +214,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     do {
         serveOne(server, client, blockSize, takeMessage(input, static_cast<std::size_t>(messageSize)), input);
     } while (!input.empty());
-    // Nothing is left of what was sent.
+    // No message is left on the queue.
     FUZZ_CHECK(!server.serve([](pipeline::Image&) { return true; }));
     return 0;
 }

@@ -1,4 +1,4 @@
-// Gives a target the inputs of a corpus, without libFuzzer: replay FILE_OR_FOLDER...
+// Runs a target with the inputs of a corpus, without libFuzzer: replay FILE_OR_FOLDER...
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -31,7 +31,7 @@ int main(int argc, char** argv) {
                 std::cerr << path << " cannot be read\n";
                 return 1;
             }
-            // Said before it is tried: it may end the process.
+            // Printed before the run, because the input may end the process.
             std::cout << path.filename().string() << ' ' << bytes.size() << std::endl;
             const std::vector<std::uint8_t> input(bytes.begin(), bytes.end());
             LLVMFuzzerTestOneInput(input.data(), input.size());
@@ -39,6 +39,6 @@ int main(int argc, char** argv) {
         }
     }
     std::cout << inputs << " inputs\n";
-    // A corpus that is not there proves nothing.
+    // An empty corpus is an error.
     return inputs > 0 ? 0 : 1;
 }

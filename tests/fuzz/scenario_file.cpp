@@ -1,5 +1,5 @@
-// Any text as a scenario: it is refused with a place in it, or what was read is the same when written and
-// read again.
+// Fuzzes scenarios: the parser either refuses a text with line and column, or the scenario is unchanged after
+// formatting and parsing it again.
 #include <stdexcept>
 
 #include "catalogue/catalogue.h"
@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         scenario = parse(input.rest());
     } catch (const std::runtime_error& error) {
-        FUZZ_CHECK(fuzzing::hasPlace(error.what()));
+        FUZZ_CHECK(fuzzing::hasLocation(error.what()));
         return 0;
     }
     const std::string written = simulated::formatScenario(scenario);

@@ -1,4 +1,4 @@
-// Texts that come from anywhere: as a number, and as bytes in the log.
+// Fuzzes str2int() and outputCharSerial() with any text.
 #include <memory>
 
 #include "embedded_television.h"
@@ -10,7 +10,7 @@ namespace {
 
 using fuzzing::Reading;
 
-// The one line that was logged, entry and exit traces left out; empty if there is none.
+// Returns the message of the only logged line, or an empty text if there is none.
 std::string onlyLine(const tests::LogRecorder& log) {
     std::string found;
     for (const tests::LogLine& line : log.lines()) {
@@ -44,7 +44,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                                                      : "";
     FUZZ_CHECK(onlyLine(log) == complaint);
 
-    // In a block of exactly this size, so that a byte too many is noticed.
+    // Allocated with exactly this size, so that the address sanitizer detects a read beyond the end.
     const std::unique_ptr<char[]> bytes(new char[text.size()]);
     std::copy(text.begin(), text.end(), bytes.get());
     std::string dump = "fuzz";

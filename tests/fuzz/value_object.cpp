@@ -1,5 +1,5 @@
-// A program of constructions, assignments, conversions and comparisons of ValueObject, each held against a
-// model that is written here from what they are to do.
+// Fuzzes ValueObject with a sequence of constructions, assignments, conversions and comparisons. Each result
+// is compared with that of a separate model.
 #include "platform_adaptation/system_access/value_object.h"
 
 #include <array>
@@ -15,7 +15,7 @@ namespace {
 
 using fuzzing::Input;
 
-// The kinds by number: they are part of the agreement.
+// The kinds, with numbers of their own because the numbers are part of the interface.
 enum Kind : int {
     NOTHING = 0,
     INT = 1,
@@ -33,7 +33,7 @@ enum Kind : int {
 
 struct ReferenceValue {
     int kind = UNDEFINED;
-    std::uint64_t cell = 0;  // of which a kind uses its low bytes
+    std::uint64_t cell = 0;  // a kind uses the low bytes that it needs
     long long reserved[2] = {0, -1};
     Point point{0, 0};
     std::string text;
@@ -54,9 +54,9 @@ double floatingOf(const ReferenceValue& m) {
     return m.kind == FLOAT ? static_cast<double>(cellAs<float>(m)) : cellAs<double>(m);
 }
 
-// Digit by digit from the representation: cut off towards zero, and held at the ends of the range.
+// Converts using the binary representation: truncates towards zero and saturates at the ends of the range.
 template <typename To>
-To cutOff(double value) {
+To truncated(double value) {
     std::uint64_t bits = 0;
     std::memcpy(&bits, &value, sizeof bits);
     const bool negative = (bits >> 63) != 0;
@@ -76,7 +76,7 @@ To cutOff(double value) {
     return whole >= lowest ? nearest : static_cast<To>(-static_cast<std::int64_t>(whole));
 }
 
-// The 64 bits of a whole number or a truth value, its sign extended.
+// The value of an integer or a boolean, sign-extended to 64 bits.
 std::uint64_t wholeOf(const ReferenceValue& m) {
     switch (m.kind) {
         case INT:
@@ -93,7 +93,7 @@ std::uint64_t wholeOf(const ReferenceValue& m) {
 template <typename To>
 To toWhole(const ReferenceValue& m) {
     if (!isNumber(m)) return 0;
-    return isFloating(m) ? cutOff<To>(floatingOf(m)) : static_cast<To>(wholeOf(m));
+    return isFloating(m) ? truncated<To>(floatingOf(m)) : static_cast<To>(wholeOf(m));
 }
 
 template <typename To>
@@ -189,7 +189,7 @@ bool equal(const ReferenceValue& a, const ReferenceValue& b) {
     }
 }
 
-// What construction takes over of another value: the kind and the one payload that it selects.
+// The expected result of a copy construction: the kind and the payload that it selects.
 ReferenceValue payloadOf(const ReferenceValue& m) {
     ReferenceValue copy;
     copy.kind = m.kind;
@@ -201,7 +201,7 @@ ReferenceValue payloadOf(const ReferenceValue& m) {
     return copy;
 }
 
-// The same number; or neither is one.
+// Compares numbers including the sign of zero; all NaNs are equal.
 template <typename T>
 bool same(T a, T b) {
     return (std::isnan(a) && std::isnan(b)) || (a == b && std::signbit(a) == std::signbit(b));
@@ -258,7 +258,7 @@ std::size_t depth(const ReferenceValue& m) {
     return deepest + 1;
 }
 
-// A value beside its model. Every cell is set, so that whatever kind is written into the tag finds one.
+// A value and its model. The cell is always initialised, because any kind may be written to the tag later.
 struct Pair {
     ValueObject value;
     ReferenceValue model;
@@ -335,11 +335,11 @@ void fill(Pair& pair, Input& input) {
             pair.model.point = point;
             break;
         }
-        case 10:  // a list, or what is in it, as the accessors build it
+        case 10:  // a list that is built by setting the kind, as the accessors do
             pair.value.kind = ValueObject::TYPE_VECTOR;
             pair.model.kind = LIST;
             break;
-        default:  // any tag, and any bits under it
+        default:  // any tag with any payload bits
             pair.value.kind = pair.model.kind = input.number<int>();
             pair.value.scalar.u64 = pair.model.cell = input.number<std::uint64_t>();
             pair.value.reserved[0] = pair.model.reserved[0] = input.number<long long>();
@@ -365,7 +365,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             case 1:
                 fill(a, input);
                 break;
-            case 2: {  // a is built as a copy of b
+            case 2: {  // copy-constructs a value from b and moves it to a
                 ValueObject copy(b.value);
                 const ReferenceValue model = payloadOf(b.model);
                 checkFields(copy, model);
@@ -375,7 +375,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 if (!isNumber(model)) a.value.scalar.u64 = 0;
                 break;
             }
-            case 3: {  // b is taken over into a new value, which goes to a
+            case 3: {  // move-constructs a value from b and moves it to a
                 ValueObject taken(std::move(b.value));
                 const ReferenceValue model = payloadOf(b.model);
                 if (b.model.kind == TEXT) b.model.text.clear();
@@ -401,7 +401,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 b.model.items.clear();
                 checkFields(b.value, b.model);
                 break;
-            case 6: {  // b becomes an item of a
+            case 6: {  // appends b to the items of a
                 if (weight(a.model) + weight(b.model) > heaviest || depth(b.model) >= deepest) break;
                 const ValueObject item(b.value);
                 a.value.items.push_back(item);
@@ -409,7 +409,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 a.model.items.push_back(model);
                 break;
             }
-            case 7: {  // a becomes one of its own items
+            case 7: {  // assigns one of a's items to a
                 if (a.model.items.empty()) break;
                 const std::size_t index = input.choice(static_cast<unsigned>(a.model.items.size()));
                 if (input.flag()) {
@@ -422,7 +422,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 if (!isNumber(model)) a.value.scalar.u64 = a.model.cell = 0;
                 break;
             }
-            default: {  // what has been assigned of a whole value can be compared with each of the others
+            default: {  // compares a and b in both directions
                 FUZZ_CHECK((a.value == b.value) == equal(a.model, b.model));
                 FUZZ_CHECK((b.value == a.value) == equal(b.model, a.model));
                 break;

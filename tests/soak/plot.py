@@ -1,11 +1,11 @@
-"""The run as a picture: what each process held over the day, and when something was killed."""
+"""Plots a run: the resources of each process over the day, and the times of the kills."""
 from html import escape
 
 WIDTH, PANEL, LEFT, RIGHT, GAP, TOP = 960, 140, 60, 10, 32, 40
 PLOT = WIDTH - LEFT - RIGHT
 COLOURS = {"service": "#1f77b4", "embedded": "#9467bd", "television": "#d62728", "pipeline": "#2ca02c",
            "bus": "#8c8c8c", "segments": "#333333", "queues": "#ff7f0e"}
-# What is drawn: (title, quantities, scale); a quantity of the machine has its own colour.
+# The panels of the plot: (title, quantities, scale). Each quantity of the machine has its own colour.
 PANELS = (("memory, MiB", ("memory",), 1 / 1024), ("descriptors", ("descriptors",), 1), ("threads", ("threads",), 1),
           ("segments and queues of the machine", ("segments", "queues"), 1))
 
@@ -28,7 +28,7 @@ def legend(names, right, y):
 
 
 def curves(samples, quantities):
-    """(process or quantity, life): (time, value) in their order."""
+    """The points (time, value) of each curve, by (process or quantity, life)."""
     found = {}
     for sample in samples:
         for quantity in quantities:
@@ -39,14 +39,14 @@ def curves(samples, quantities):
 
 
 def thinned(points):
-    """As many as can be told apart, and of a level stretch the ends."""
+    """Removes points that are too close to be distinguished, and all but the ends of a constant stretch."""
     points = points[::max(1, 2 * len(points) // PLOT)]
     return [point for i, point in enumerate(points)
             if i in (0, len(points) - 1) or not points[i - 1][1] == point[1] == points[i + 1][1]]
 
 
 def write(path, samples, kills, title, clock):
-    """`kills`: (time, who). `clock` gives the television's time of day."""
+    """Writes the plot. `kills` has pairs (time, victim); `clock` returns the television's time of day."""
     duration = max(sample.time for sample in samples)
 
     def across(seconds):
@@ -65,8 +65,8 @@ def write(path, samples, kills, title, clock):
                 label(LEFT, top - 6, name), label(LEFT - 6, bottom, "0", "end"),
                 label(LEFT - 6, top + 10, f"{highest:.3g}", "end")]
         out += legend(sorted({process for process, _ in shown}), WIDTH - RIGHT, top - 6)
-        for when, who in kills:
-            of_television = who == "television"
+        for when, victim in kills:
+            of_television = victim == "television"
             out.append(line([(across(when), top if of_television else bottom - 8), (across(when), bottom)],
                             "#f0b0b0" if of_television else "#2ca02c"))
         for (process, _), points in shown.items():

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""A service lives through an accelerated day of television, in which the television and its video pipeline are killed
-at random. Ends with 1 if anything grows or fails. scripts/soak builds what this needs and runs it."""
+"""Runs a service for an accelerated day of television, in which the television and its video pipeline are killed at
+random. Ends with 1 if the use of a resource grows or an operation fails. scripts/soak builds the programs and runs
+this."""
 import argparse
 import csv
 import ctypes
@@ -15,7 +16,7 @@ import tempfile
 import time
 from pathlib import Path
 
-sys.dont_write_bytecode = True  # in the source tree
+sys.dont_write_bytecode = True  # keeps the source tree clean
 import plot
 import verdict
 from verdict import DAY_S, Sample
@@ -25,19 +26,19 @@ NAME = "soak"
 DAY_BEGINS_H = 6
 SAMPLE_PERIOD_S = 0.25
 START_LIMIT_S = 30
-# The last deeds of the service may wait for a worker of the library, which waits for up to a minute.
+# The last operations of the service may wait for a worker of the library, which waits for up to a minute.
 FINISH_LIMIT_S = 200
 CAPTURE_BLOCK_KEY = 72314
 REQUEST_QUEUE = "/picture_capture_message_queue"
-CHILDREN = {"aipq-video-pipe": "pipeline", "dbus-daemon": "bus"}  # by the name that the kernel keeps of them
+CHILDREN = {"aipq-video-pipe": "pipeline", "dbus-daemon": "bus"}  # by the process name, which the kernel truncates
 
 
 class Failure(Exception):
-    """The run cannot go on, or was for nothing."""
+    """The run cannot continue."""
 
 
 def clock(seconds):
-    """The television's time of day: an hour of it takes a minute."""
+    """The television's time of day; one hour of it takes one minute."""
     minutes = int(DAY_BEGINS_H * 60 + seconds)
     return f"{minutes // 60 % 24:02}:{minutes % 60:02}"
 
@@ -50,7 +51,7 @@ def read(path):
 
 
 def children(parent):
-    """The processes that this one started, by what they are here."""
+    """The process ids of the known children of `parent`, by their roles."""
     found = {}
     for entry in os.listdir("/proc"):
         if entry.isdigit() and (stat := read(f"/proc/{entry}/stat")):
@@ -61,18 +62,18 @@ def children(parent):
 
 
 def held_by(process):
-    """What a process holds now, and the inodes of its queues. None if it is gone."""
+    """The resources that a process uses now, and the inodes of its queues. None if the process has ended."""
     try:
         memory = dict(re.findall(r"^(\w+): +(\d+) kB", read(f"/proc/{process}/smaps_rollup"), re.M))
         descriptors = os.listdir(f"/proc/{process}/fd")
         queues = set()
         for descriptor in descriptors:
-            place = f"/proc/{process}/fd/{descriptor}"
+            link = f"/proc/{process}/fd/{descriptor}"
             try:
-                if os.readlink(place).startswith(REQUEST_QUEUE):
-                    queues.add(os.stat(place).st_ino)
+                if os.readlink(link).startswith(REQUEST_QUEUE):
+                    queues.add(os.stat(link).st_ino)
             except OSError:
-                continue  # closed meanwhile
+                continue  # the process has closed it since then
         values = {"memory": int(memory["Anonymous"]), "resident": int(memory["Rss"]), "descriptors": len(descriptors),
                   "threads": len(os.listdir(f"/proc/{process}/task")),
                   "attachments": read(f"/proc/{process}/maps").count("/SYSV")}
@@ -82,7 +83,7 @@ def held_by(process):
 
 
 def segments(processes):
-    """System V segments that were made by one of these processes, or are the capture block."""
+    """The number of System V segments that one of these processes created or that are the capture block."""
     rows = [line.split() for line in read("/proc/sysvipc/shm").splitlines()[1:]]
     return sum(int(row[0]) == CAPTURE_BLOCK_KEY or int(row[4]) in processes for row in rows)
 
@@ -104,7 +105,7 @@ def toml(steps):
 
 
 def programmes(dice):
-    """What can be on, each a few seconds long, in the words of docs/scenarios.md."""
+    """The steps of all programmes, each a few seconds long, in the format of docs/scenarios.md."""
     def set_key(key, value):
         return f'set = "dovra.sl2.{key}"\nto = {value}'
 
@@ -131,7 +132,7 @@ def programmes(dice):
 
 
 def night():
-    """Standby, from which it wakes up once an hour."""
+    """The steps of a standby that ends after 25 s."""
     return ['power = "suspend"', 'wait = 25\npower = "resume"']
 
 
@@ -149,13 +150,13 @@ class Run:
         self.player = None
         self.to_play = []
         self.services = {}
-        self.deeds = {}
+        self.operations = {}
         self.samples = []
         self.kills = []
         self.problems = []
         self.known = {}
         self.killed = set()
-        self.ever = set()
+        self.all_processes = set()
         self.line_shown = 0
 
     def now(self):
@@ -166,7 +167,7 @@ class Run:
 
     def start(self, command, log, **more):
         with open(self.folder / log, "ab") as file:
-            # In sessions of their own, so that Ctrl-C is for this program alone.
+            # Each process starts its own session, so that Ctrl-C reaches only this program.
             how = {"env": self.environment, "stdin": subprocess.DEVNULL, "stdout": file, "stderr": file, **more}
             return subprocess.Popen([str(self.programs / command[0]), *command[1:]], preexec_fn=die_with_parent,
                                     start_new_session=True, **how)
@@ -182,10 +183,10 @@ class Run:
             if self.television.poll() is not None or time.monotonic() > limit:
                 raise Failure(f"the television does not start: {read(log)}")
             time.sleep(0.02)
-        # Later, it may be that of the television before, which is still ending.
+        # After a restart, the other pipeline may belong to the previous television and still be ending.
         if "another video pipeline" in read(log) and not self.services:
             raise Failure(read(log).splitlines()[0])
-        # The service that slept when the television died hears that this one is awake.
+        # A service that was suspended when the television was killed must be notified that the new one is running.
         self.to_play = [[f'after = {{ registered = "{NAME}" }}\ntell = "running"']]
 
     def kill_television(self):
@@ -202,13 +203,13 @@ class Run:
             os.kill(process, signal.SIGKILL)
 
     def family(self):
-        """The television and what it started."""
+        """The process ids of the television and of its children."""
         if self.television is None or self.television.poll() is not None:
             return {}
         return {"television": self.television.pid, **children(self.television.pid)}
 
     def play(self):
-        """The next programme, if none is on."""
+        """Plays the next programme if none is playing."""
         if self.television is None or (self.player and self.player.poll() is None):
             return
         if not self.to_play:
@@ -227,17 +228,17 @@ class Run:
         embedded = {**self.environment, "AIPQ_TV": "embedded", "AIPQ_TV_VIDEO": "off"}
         for name, more, environment in (("service", [], self.environment),
                                         ("embedded", ["--without-pictures"], embedded)):
-            with open(self.folder / f"{name}.deeds", "wb") as deeds:
-                self.services[name] = self.start(words + more, f"{name}.log", stdin=subprocess.PIPE, stdout=deeds,
+            with open(self.folder / f"{name}.operations", "wb") as operations:
+                self.services[name] = self.start(words + more, f"{name}.log", stdin=subprocess.PIPE, stdout=operations,
                                                  env={**environment, "AIPQ_TV_LOG": "off"})
 
-    def read_deeds(self):
+    def read_operations(self):
         for name in self.services:
-            lines = read(self.folder / f"{name}.deeds").split("\n")[:-1]
+            lines = read(self.folder / f"{name}.operations").split("\n")[:-1]
             if lines:
                 words = lines[-1].split()
                 counts = (tuple(map(int, count.split("/"))) for count in words[1::2])
-                self.deeds[name] = dict(zip(words[::2], counts))
+                self.operations[name] = dict(zip(words[::2], counts))
 
     def finish_services(self):
         limit = time.monotonic() + FINISH_LIMIT_S
@@ -255,26 +256,26 @@ class Run:
                 service.wait()
             elif service.returncode != 0:
                 self.problems.append(f"the {name} ended with {service.returncode}: {self.log(name)}")
-        self.read_deeds()
+        self.read_operations()
 
-    # What goes on all the time
+    # Throughout the run
 
     def sample(self):
         family = self.family()
         processes = {**{name: service.pid for name, service in self.services.items()}, **family}
-        self.ever |= set(processes.values())
+        self.all_processes |= set(processes.values())
         now, queues, held = self.now(), set(), {}
         for name, process in processes.items():
             if found := held_by(process):
                 held[name] = found[0]
                 queues |= found[1]
                 self.samples.append(Sample(now, name, process, found[0]))
-        held["machine"] = {"segments": segments(self.ever), "queues": len(queues)}
+        held["machine"] = {"segments": segments(self.all_processes), "queues": len(queues)}
         self.samples.append(Sample(now, "machine", 0, held["machine"]))
         return held
 
     def keep_picture(self):
-        """Starts the pipeline again that was killed; a programme that is on is played to its end before."""
+        """Starts a killed pipeline again when the current programme has ended."""
         if self.television and self.to_play[:1] != [["video = \"scenes\""]] and "pipeline" not in self.family():
             self.to_play.insert(0, ["video = \"scenes\""])
 
@@ -292,10 +293,10 @@ class Run:
         self.known = family
 
     def progress(self, held, at_end=False):
-        counts = [count for deeds in self.deeds.values() for count in deeds.values()]
+        counts = [count for operations in self.operations.values() for count in operations.values()]
         done, failed = sum(count[0] for count in counts), sum(count[1] for count in counts)
-        killed = [sum(who == victim for _, who in self.kills) for victim in ("television", "pipeline")]
-        parts = [f"{clock(self.now())}  {done} deeds, {failed} failed  killed {killed[0]}+{killed[1]}"]
+        killed = [sum(victim == process for _, victim in self.kills) for process in ("television", "pipeline")]
+        parts = [f"{clock(self.now())}  {done} operations, {failed} failed  killed {killed[0]}+{killed[1]}"]
         parts += [f"{name} {values['memory'] / 1024:.1f} MiB {values['descriptors']} fd {values['threads']} thr"
                   for name, values in held.items() if "memory" in values and name != "bus"]
         line = " | ".join(parts + [f"{held['machine']['segments']} shm {held['machine']['queues']} mq"])
@@ -308,8 +309,8 @@ class Run:
 
     def live(self):
         every = {"television": min(200.0, self.duration * 0.45), "pipeline": min(60.0, max(5.0, self.duration * 0.25))}
-        due = {who: self.now() + period * self.dice.uniform(0.6, 1.4) for who, period in every.items()}
-        # The end of the day is quiet, so that it is not judged in the middle of a restart.
+        due = {victim: self.now() + period * self.dice.uniform(0.6, 1.4) for victim, period in every.items()}
+        # No process is killed at the end of the day, so that no restart affects the last samples.
         last_kill = self.duration * 0.9
         switch_on_at, next_second = 0.0, 0.0
         while self.now() < self.duration:
@@ -317,14 +318,14 @@ class Run:
             self.watch()
             if self.now() >= next_second:
                 next_second = self.now() + 1
-                self.read_deeds()
+                self.read_operations()
                 self.progress(held)
                 self.keep_picture()
-            for who, when in due.items():
+            for victim, when in due.items():
                 if self.now() < when or self.now() > last_kill or self.television is None:
                     continue
-                due[who] = self.now() + every[who] * self.dice.uniform(0.6, 1.4)
-                if who == "television":
+                due[victim] = self.now() + every[victim] * self.dice.uniform(0.6, 1.4)
+                if victim == "television":
                     self.kill_television()
                     switch_on_at = self.now() + self.dice.uniform(0.1, 2)
                 else:
@@ -344,7 +345,7 @@ class Run:
             status = self.television.wait(60)
             if status != 0:
                 self.problems.append(f"the television ended with {status}: {self.log('television')}")
-        if left := segments(self.ever):
+        if left := segments(self.all_processes):
             self.problems.append(f"left behind: {left} System V segments")
         if queue_exists():
             self.problems.append(f"left behind: the queue {REQUEST_QUEUE}")
@@ -353,7 +354,7 @@ class Run:
 
     def run(self):
         if queue_exists() or segments(set()):
-            print("A capture block or its queue is there already: what is found at the end may be somebody else's.")
+            print("A capture block or a request queue already exists, and may belong to another program.")
         try:
             self.switch_on()
             self.start_services()
@@ -387,13 +388,13 @@ class Run:
         self.write_csv()
         title = f"{clock(0)} to {clock(self.duration)} in {self.duration / 60:.3g} minutes, seed {self.options.seed}"
         plot.write(self.output / "soak.svg", self.samples, self.kills, title, clock)
-        for name, deeds in self.deeds.items():
+        for name, operations in self.operations.items():
             print(f"{name} did (and failed to): "
-                  + ", ".join(f"{kind} {done} ({failed})" for kind, (done, failed) in deeds.items()))
-            # Nobody switches the power of the embedded television.
-            self.problems += [f"the {name} never did: {kind}" for kind, (done, _) in deeds.items()
+                  + ", ".join(f"{kind} {done} ({failed})" for kind, (done, failed) in operations.items()))
+            # The power state of the embedded television does not change.
+            self.problems += [f"the {name} never did: {kind}" for kind, (done, _) in operations.items()
                               if done == 0 and (name, kind) != ("embedded", "power")]
-        findings, untold = verdict.judge(self.samples, self.duration)
+        findings, not_judged = verdict.judge(self.samples, self.duration)
         print(f"{'':12}{'':14}{'first':>10}{'last':>10}{'a day':>10}{'limit':>8}")
         for finding in findings:
             unit = " KiB" if finding.quantity == "memory" else ""
@@ -401,8 +402,8 @@ class Run:
             print(f"{finding.process:12}{finding.quantity + unit:14}{finding.first:10.0f}{finding.last:10.0f}"
                   f"{finding.per_day:+10.1f}{limit:8}{'  GROWING' if finding.growing else ''}")
         self.problems += [f"{finding.process}: {finding.quantity} growing" for finding in findings if finding.growing]
-        self.problems += [f"{what} not judged: it never lived long enough" for what in untold]
-        print(f"{self.output}/soak.csv and soak.svg show the run, the logs there what was said.")
+        self.problems += [f"{what} not judged: it never lived long enough" for what in not_judged]
+        print(f"{self.output} has the samples (soak.csv), their plot (soak.svg) and the logs.")
         return self.say_verdict()
 
     def say_verdict(self):
@@ -416,8 +417,8 @@ class Run:
         with open(self.output / "soak.csv", "w", newline="", encoding="utf-8") as file:
             writer = csv.writer(file)
             writer.writerow(["seconds", "time of day", "process", "pid", *columns])
-            for when, who in self.kills:
-                writer.writerow([f"{when:.2f}", clock(when), f"{who} killed"])
+            for when, victim in self.kills:
+                writer.writerow([f"{when:.2f}", clock(when), f"{victim} killed"])
             for sample in self.samples:
                 writer.writerow([f"{sample.time:.2f}", clock(sample.time), sample.process, sample.life,
                                  *(sample.values.get(column, "") for column in columns)])
@@ -427,12 +428,12 @@ def main():
     parser = argparse.ArgumentParser(prog="scripts/soak", description=__doc__)
     length = parser.add_mutually_exclusive_group()
     length.add_argument("--day", dest="minutes", action="store_const", const=DAY_S / 60, help="24 minutes; the default")
-    length.add_argument("--minutes", type=float, default=DAY_S / 60, help="so many hours of television")
+    length.add_argument("--minutes", type=float, default=DAY_S / 60, help="the number of hours of television")
     parser.add_argument("--seed", type=int, default=random.randrange(1 << 31),
-                        help="of what is on, what is done, and what is killed when")
+                        help="determines the programmes, the operations and the kills")
     parser.add_argument("--output", default=PROJECT / "out/soak", help=argparse.SUPPRESS)
     parser.add_argument("--programs", default=PROJECT / "build/release/bin", help=argparse.SUPPRESS)
-    # What the verdict must notice.
+    # For the test of the verdict.
     parser.add_argument("--leak", action="store_true", help=argparse.SUPPRESS)
     options = parser.parse_args()
     if options.minutes <= 0:

@@ -1,10 +1,10 @@
-// A picture-quality service that lives through long days of a television: it reads, sets, follows, captures,
-// switches, makes and destroys, on several threads, while the television comes and goes.
+// A picture-quality service that runs for long days of a television. Several threads perform all kinds of
+// operations of the library, while the television is killed and started again.
 //
 //   soak_service SEED [--without-pictures] [--leak]
 //
-// It prints a line a second: "KIND DONE/FAILED" for each kind of deed. At the line "finish" on its standard
-// input it does each kind once more, which must succeed now, and ends: with 0 if all did.
+// It prints a line every second: "NAME DONE/FAILED" for each operation. After a line on its standard input,
+// it performs each operation until it succeeds once more, and ends with 0 if all succeeded.
 #include <poll.h>
 #include <unistd.h>
 
@@ -55,7 +55,7 @@ constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
 constexpr char SWITCH_ACTION[] = "dovra.sl2.action.source.switch";
 
 constexpr auto ANSWER_LIMIT = 5s;
-// Longer than a worker of a picture setting waits for the television.
+// Longer than the time for which a worker of a picture setting waits for the television.
 constexpr auto WORKER_LIMIT = 62s;
 constexpr auto LAST_LIMIT = 75s;
 
@@ -69,9 +69,9 @@ class Dice {
     std::mt19937 m_engine;
 };
 
-// One kind of thing that the service does. Nothing if it was not the time for it.
-struct Deed {
-    Deed(std::string what, std::function<std::optional<bool>(Dice&)> how)
+// An operation of the service. `perform` returns nullopt if the operation is not possible now.
+struct Operation {
+    Operation(std::string what, std::function<std::optional<bool>(Dice&)> how)
         : name(std::move(what)), perform(std::move(how)) {}
 
     std::optional<bool> attempt(Dice& dice) {
@@ -86,11 +86,11 @@ struct Deed {
     std::atomic<unsigned> failed{0};
 };
 
-// News from a thread of the television's, for one who waits for it.
+// The last value of a notification. Another thread can wait for it.
 template <typename T>
 class Awaited {
   public:
-    void tell(const T& value) {
+    void set(const T& value) {
         const std::lock_guard lock(m_mutex);
         m_value = value;
         m_changed.notify_all();
@@ -113,18 +113,18 @@ class Awaited {
 
 bool anything(int) { return true; }
 
-// The power state, as the application manager tells it.
+// Follows the power state that the application manager announces.
 class Power {
   public:
     Power() : m_state(SERVICE_NAME) { m_state.registerCallBackTVPowerState(onChanged, this); }
 
     bool isAwake() const { return m_awake; }
-    Deed deed{"power", [](Dice&) { return std::optional<bool>(); }};
+    Operation operation{"power", [](Dice&) { return std::optional<bool>(); }};
 
   private:
     static void onChanged(TVPowerState state, void* self) {
         Power& power = *static_cast<Power*>(self);
-        ++power.deed.done;
+        ++power.operation.done;
         switch (state) {
             case TV_POWER_STATE_RUNNING:
             case TV_POWER_STATE_RESUME:
@@ -153,19 +153,20 @@ class Pictures {
         if (!m_running) return std::nullopt;
         PictureData picture = anySize(dice);
         if (wait) return m_capture.getPicture(true, &picture) && isComplete(picture);
-        m_told.forget();
+        m_frame.forget();
         m_capture.getPicture(false, &picture);
-        return m_told.waitUntil([](bool success) { return success; });
+        return m_frame.waitUntil([](bool success) { return success; });
     }
 
   private:
-    // No captures while the television sleeps.
+    // Stops capturing while the television is suspended.
     void followPower() {
         if (m_running == m_power.isAwake()) return;
         m_running = !m_running;
         if (m_running) {
             m_capture.start();
-            // A request is lost while the sender thread is not yet waiting for one, and nothing tells that.
+            // A request is lost if the sender thread does not wait for one yet, and no notification reports
+            // when it does.
             std::this_thread::sleep_for(100ms);
         } else {
             m_capture.stop();
@@ -189,16 +190,17 @@ class Pictures {
     }
 
     static void onFrame(bool success, PictureData* picture, void* self) {
-        static_cast<Pictures*>(self)->m_told.tell(success && isComplete(*picture));
+        static_cast<Pictures*>(self)->m_frame.set(success && isComplete(*picture));
     }
 
     const Power& m_power;
     bool m_running = false;
-    Awaited<bool> m_told;
-    PictureCapture m_capture;  // last, so that it goes first: its callback uses the others
+    Awaited<bool> m_frame;
+    PictureCapture m_capture;  // declared last and destroyed first: its callback uses the other members
 };
 
-// The picture settings. One change of a setting at a time: two would pull it to and fro.
+// The picture settings. Only one worker changes a setting at a time: two would move its value in opposite
+// directions.
 class Settings {
   public:
     std::optional<bool> change(Dice& dice) {
@@ -210,7 +212,7 @@ class Settings {
         if ((m_television.*setting.set)(target) != 0) return false;
         for (const auto limit = Clock::now() + ANSWER_LIMIT; Clock::now() < limit;) {
             if ((m_television.*setting.get)() == target) {
-                // Its worker ends when it has heard of the last step, too.
+                // The worker ends after the notification of the last step.
                 std::this_thread::sleep_for(200ms);
                 return true;
             }
@@ -267,29 +269,29 @@ bool readState(SystemInfo& info) {
 
 class Follower final : public ValueHandler {
   public:
-    void onNewValue(const ValueObject& value) override { heard.tell(static_cast<int>(value)); }
-    Awaited<int> heard;
+    void onNewValue(const ValueObject& value) override { received.set(static_cast<int>(value)); }
+    Awaited<int> received;
 };
 
-// Writes a value, hears of it, and reads one of each type.
+// Writes a value, waits for its notification, and reads a value of each type.
 bool useValues(Dice& dice) {
     const auto follower = std::make_shared<Follower>();
     Integer gameMode(GAME_MODE, follower);
     const int value = dice.between(1000, 1'000'000);
     if (gameMode.connect(1000) != 0 || gameMode.setValue(value) != 0) return false;
-    const bool heard = follower->heard.waitUntil([&](int told) { return told == value; });
+    const bool notified = follower->received.waitUntil([&](int latest) { return latest == value; });
     std::string text;
     std::vector<std::string> texts;
     std::vector<int> numbers;
-    return heard && String(HDR_TYPE).getValue(text) == 0 && Strings(PLAY_ATTRIBUTES).getValue(texts) == 0 &&
-           Integers(PQ_SETTING).getValue(numbers) == 0;
+    return notified && String(HDR_TYPE).getValue(text) == 0 &&
+           Strings(PLAY_ATTRIBUTES).getValue(texts) == 0 && Integers(PQ_SETTING).getValue(numbers) == 0;
 }
 
 class Rows final : public IteratorHandler {
   public:
-    void onIteratorReady(int count) override { ready.tell(count); }
+    void onIteratorReady(int count) override { ready.set(count); }
     void onReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) override {
-        read.tell(static_cast<int>(rows.size()));
+        read.set(static_cast<int>(rows.size()));
     }
     void onCommit(int) override {}
     void onTotalCount(int) override {}
@@ -309,15 +311,15 @@ bool readList(Dice& dice) {
     if (list.create() != 0 || list.getIterator() == nullptr) return false;
     const bool read = rows->ready.waitUntil(anything) && list.getIterator()->readRowChunk(10) == 0 &&
                       rows->read.waitUntil([](int count) { return count > 0; });
-    // Half of them are ended by their accessor.
+    // In half of the runs, the destructor of the accessor releases the iterator.
     if (dice.toss()) list.destroy();
     return read;
 }
 
 class Answers final : public ActionHandler {
   public:
-    void onActionResult(int, const ValueObject&) override { result.tell(0); }
-    void onActionFailed(int, int error) override { result.tell(error); }
+    void onActionResult(int, const ValueObject&) override { result.set(0); }
+    void onActionFailed(int, int error) override { result.set(error); }
     Awaited<int> result;
 };
 
@@ -330,7 +332,7 @@ bool invokeAction(Dice&) {
            answers->result.waitUntil([](int error) { return error == 0; });
 }
 
-// One of each, used for a moment.
+// Creates one object of each facade, uses it and destroys it.
 bool makeFacades(Dice&) {
     SystemInfo info;
     info.registerCallBackSourceType([](SourceType, void*) {}, nullptr);
@@ -373,46 +375,46 @@ bool takeResources(Dice&) {
            television.releaseResourceToSystem(SourceSwitchAccess::RESOURCE_AV);
 }
 
-// A thread of the service with the deeds that it does, one after the other.
-class Doer {
+// A thread of the service that performs its operations in random order.
+class Worker {
   public:
-    Doer(unsigned seed, int longestPauseMs) : m_dice(seed), m_longestPauseMs(longestPauseMs) {}
+    Worker(unsigned seed, int longestPauseMs) : m_dice(seed), m_longestPauseMs(longestPauseMs) {}
 
     void add(const char* name, std::function<std::optional<bool>(Dice&)> perform) {
-        m_deeds.emplace_back(name, std::move(perform));
+        m_operations.emplace_back(name, std::move(perform));
     }
     void start() {
         m_thread = std::thread([this] { run(); });
     }
-    // The names of the deeds that cannot be done any more.
+    // Ends the thread. Returns the names of the operations that no longer succeed.
     std::string finish() {
         m_ending = true;
         m_thread.join();
         return m_missing;
     }
-    std::list<Deed>& deeds() { return m_deeds; }
+    std::list<Operation>& operations() { return m_operations; }
 
   private:
     void run() {
         while (!m_ending) {
-            auto deed = m_deeds.begin();
-            std::advance(deed, m_dice.between(0, static_cast<int>(m_deeds.size()) - 1));
-            pauseAfter(deed->attempt(m_dice));
+            auto operation = m_operations.begin();
+            std::advance(operation, m_dice.between(0, static_cast<int>(m_operations.size()) - 1));
+            pauseAfter(operation->attempt(m_dice));
         }
-        for (Deed& deed : m_deeds)
-            if (!succeeds(deed)) m_missing += ' ' + deed.name;
+        for (Operation& operation : m_operations)
+            if (!succeeds(operation)) m_missing += ' ' + operation.name;
     }
 
-    bool succeeds(Deed& deed) {
+    bool succeeds(Operation& operation) {
         for (const auto limit = Clock::now() + LAST_LIMIT; Clock::now() < limit;) {
-            const std::optional<bool> result = deed.attempt(m_dice);
+            const std::optional<bool> result = operation.attempt(m_dice);
             if (result.value_or(false)) return true;
             pauseAfter(result);
         }
         return false;
     }
 
-    // Longer if the television does not seem to be there.
+    // Pauses longer after a failure, because the television may be off.
     void pauseAfter(std::optional<bool> result) {
         const int longest = result.value_or(true) ? m_longestPauseMs : 500;
         std::this_thread::sleep_for(std::chrono::milliseconds(m_dice.between(1, longest)));
@@ -420,13 +422,13 @@ class Doer {
 
     Dice m_dice;
     const int m_longestPauseMs;
-    std::list<Deed> m_deeds;
+    std::list<Operation> m_operations;
     std::atomic<bool> m_ending{false};
     std::string m_missing;
     std::thread m_thread;
 };
 
-// What the verdict must notice.
+// Leaks memory, descriptors and threads, which the verdict must detect.
 void leak() {
     constexpr std::size_t SIZE = 256 * 1024;
     static std::vector<void*> lost;
@@ -439,8 +441,8 @@ void leak() {
     }
 }
 
-// Whether the line is there within the time, or nobody is there to write it.
-bool isToldToFinish(std::chrono::milliseconds limit) {
+// Returns true if a line arrives on standard input within the limit, or if standard input is closed.
+bool mustFinish(std::chrono::milliseconds limit) {
     pollfd input{STDIN_FILENO, POLLIN, 0};
     return ::poll(&input, 1, static_cast<int>(limit.count())) > 0;
 }
@@ -460,13 +462,14 @@ int main(int argc, char** argv) {
 
     Power power;
     SystemInfo info;
-    // Never destroyed: a worker that still waits for the television uses it, and nothing can wait for that.
+    // Never destroyed: a worker may still wait for the television and use the object, and no operation waits
+    // for workers.
     Settings& settings = *new Settings;
     SourceSwitchAccessImpl::GetInstance();
     Pictures pictures(power);
 
-    std::list<Doer> doers;
-    Doer& housekeeper = doers.emplace_back(seed, 60);
+    std::list<Worker> workers;
+    Worker& housekeeper = workers.emplace_back(seed, 60);
     housekeeper.add("state", [&](Dice&) { return readState(info); });
     housekeeper.add("tuner", [&](Dice& dice) { return settings.tune(dice); });
     housekeeper.add("pq", [&](Dice& dice) { return settings.writePQ(dice); });
@@ -474,32 +477,32 @@ int main(int argc, char** argv) {
     housekeeper.add("list", readList);
     housekeeper.add("action", invokeAction);
     housekeeper.add("facades", makeFacades);
-    doers.emplace_back(seed + 1, 60).add("setting", [&](Dice& dice) { return settings.change(dice); });
-    Doer& zapper = doers.emplace_back(seed + 2, 200);
+    workers.emplace_back(seed + 1, 60).add("setting", [&](Dice& dice) { return settings.change(dice); });
+    Worker& zapper = workers.emplace_back(seed + 2, 200);
     zapper.add("channel", changeChannel);
     zapper.add("playback", changePlayback);
     zapper.add("resources", takeResources);
     if (!given("--without-pictures")) {
-        Doer& looker = doers.emplace_back(seed + 3, 200);
+        Worker& looker = workers.emplace_back(seed + 3, 200);
         looker.add("capture", [&](Dice& dice) { return pictures.capture(dice, true); });
         looker.add("callback", [&](Dice& dice) { return pictures.capture(dice, false); });
     }
-    for (Doer& doer : doers) doer.start();
+    for (Worker& worker : workers) worker.start();
 
     const auto print = [&] {
-        std::cout << power.deed.name << ' ' << power.deed.done << "/0";
-        for (Doer& doer : doers)
-            for (const Deed& deed : doer.deeds())
-                std::cout << ' ' << deed.name << ' ' << deed.done << '/' << deed.failed;
+        std::cout << power.operation.name << ' ' << power.operation.done << "/0";
+        for (Worker& worker : workers)
+            for (const Operation& operation : worker.operations())
+                std::cout << ' ' << operation.name << ' ' << operation.done << '/' << operation.failed;
         std::cout << std::endl;
     };
-    while (!isToldToFinish(1s)) {
+    while (!mustFinish(1s)) {
         if (given("--leak")) leak();
         print();
     }
     std::string missing;
-    for (Doer& doer : doers) missing += doer.finish();
+    for (Worker& worker : workers) missing += worker.finish();
     print();
-    if (!missing.empty()) std::cerr << "soak_service: at the end there is no more" << missing << '\n';
+    if (!missing.empty()) std::cerr << "soak_service: at the end, these operations fail:" << missing << '\n';
     return missing.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

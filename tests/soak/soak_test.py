@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""soak_test.py PROGRAMS: the soak's verdict on what does not grow, on what does, and on a service that leaks."""
+"""soak_test.py PROGRAMS: tests the soak's verdict on constant and growing resources, and on a service that leaks."""
 import random
 import subprocess
 import sys
@@ -15,7 +15,7 @@ PROGRAMS = sys.argv.pop()
 
 
 def day(value, quantity="descriptors", length=DAY_S, life_length=None):
-    """Samples of a process whose quantity at a time is value(time), or value(time, age) of its life."""
+    """Samples of a process whose quantity is value(time, age), where `age` is the age of the process."""
     samples = []
     for i in range(int(length * 4)):
         time = i / 4
@@ -26,52 +26,52 @@ def day(value, quantity="descriptors", length=DAY_S, life_length=None):
 
 
 def grows(samples, length=DAY_S):
-    findings, untold = verdict.judge(samples, length)
-    assert not untold and len(findings) == 1, (findings, untold)
+    findings, not_judged = verdict.judge(samples, length)
+    assert not not_judged and len(findings) == 1, (findings, not_judged)
     return findings[0].growing
 
 
 class TheVerdict(unittest.TestCase):
-    def test_is_flat_for_what_does_not_change(self):
+    def test_is_flat_for_a_constant_value(self):
         self.assertFalse(grows(day(lambda time, age: 8)))
 
-    def test_is_flat_for_what_comes_and_goes(self):
+    def test_is_flat_for_a_varying_value(self):
         dice = random.Random(1)
         self.assertFalse(grows(day(lambda time, age: dice.randint(8, 40))))
 
-    def test_is_flat_for_what_warms_up(self):
+    def test_is_flat_for_growth_at_the_beginning(self):
         self.assertFalse(grows(day(lambda time, age: 1000 + 3000 * min(1.0, time / (DAY_S / 5)), "memory")))
 
-    def test_is_flat_for_what_begins_anew_with_each_life(self):
+    def test_is_flat_for_a_different_value_in_each_life(self):
         self.assertFalse(grows(day(lambda time, age: 2000 + 100 * random.Random(int(time // 200)).random(), "memory",
                                    life_length=200)))
 
-    def test_notices_a_descriptor_an_hour(self):
+    def test_detects_a_leak_of_one_descriptor_per_hour(self):
         self.assertTrue(grows(day(lambda time, age: 8 + time // 60)))
 
-    def test_notices_a_slow_leak_of_memory_under_much_that_comes_and_goes(self):
+    def test_detects_a_slow_leak_of_memory_in_a_varying_value(self):
         dice = random.Random(1)
         self.assertTrue(grows(day(lambda time, age: 1000 + time * 4096 / DAY_S + dice.choice((0, 0, 2000)), "memory")))
 
-    def test_is_flat_for_what_warms_up_with_each_life(self):
+    def test_is_flat_for_growth_at_the_beginning_of_each_life(self):
         self.assertFalse(grows(day(lambda time, age: 9 + min(age // 20, 3), "threads", life_length=200)))
 
-    def test_notices_a_leak_of_what_is_killed_again_and_again(self):
+    def test_detects_a_leak_of_a_process_that_is_killed_repeatedly(self):
         self.assertTrue(grows(day(lambda time, age: 5 + age // 10, "threads", life_length=200)))
 
-    def test_notices_a_leak_in_a_short_run(self):
+    def test_detects_a_leak_in_a_short_run(self):
         self.assertTrue(grows(day(lambda time, age: 8 + time, length=30), 30))
 
-    def test_does_not_take_a_little_in_a_short_run_for_a_leak(self):
+    def test_is_flat_for_little_growth_in_a_short_run(self):
         self.assertFalse(grows(day(lambda time, age: 8 + time // 4, length=30), 30))
 
-    def test_is_not_flat_for_what_cannot_be_judged(self):
-        findings, untold = verdict.judge(day(lambda time, age: 8, length=0.5), DAY_S)
-        self.assertEqual((findings, untold), ([], ["service: descriptors"]))
+    def test_names_a_quantity_that_cannot_be_judged(self):
+        findings, not_judged = verdict.judge(day(lambda time, age: 8, length=0.5), DAY_S)
+        self.assertEqual((findings, not_judged), ([], ["service: descriptors"]))
 
 
 class ASoakOfALeakingService(unittest.TestCase):
-    def test_says_what_grows_and_fails(self):
+    def test_names_the_growing_resources_and_fails(self):
         with tempfile.TemporaryDirectory() as folder:
             command = [sys.executable, str(Path(__file__).with_name("soak.py")), "--programs", PROGRAMS,
                        "--output", folder, "--minutes", "0.3", "--seed", "3", "--leak"]

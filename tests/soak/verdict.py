@@ -1,15 +1,15 @@
-"""Whether what a process holds grows."""
+"""Judges whether a process uses more and more of a resource."""
 from dataclasses import dataclass
 
 DAY_S = 24 * 60  # a television's day
 
-# In less than this, a life never quite stops to warm up.
+# The resources of a shorter life are not stable yet, so more noise is allowed.
 SHORT_LIFE_S = 5 * 60
-SHORT_LIFE_NOISE = 3  # times as much
+SHORT_LIFE_NOISE = 3  # factor
 
-# quantity: (what a run may seem to have grown by without it meaning anything, what a day may add)
+# quantity: (growth of a run that counts as noise, permitted growth per day)
 LIMITS = {
-    "memory": (1024, 2048),  # KiB, anonymous
+    "memory": (1024, 2048),  # KiB of anonymous memory
     "descriptors": (3, 4),
     "threads": (6, 4),
     "segments": (1, 1),
@@ -21,7 +21,7 @@ LIMITS = {
 class Sample:
     time: float  # s since the start
     process: str
-    life: int  # the process id: memory begins anew with each life
+    life: int  # the process id: each process starts with fresh resources
     values: dict  # by quantity
 
 
@@ -29,15 +29,16 @@ class Sample:
 class Finding:
     process: str
     quantity: str
-    first: float  # the least in the first and in the last window that count
-    last: float
-    growth: float  # over what was looked at
+    first: float  # the least value of the first window that was judged
+    last: float  # the least value of the last window
+    growth: float  # over the judged time
     per_day: float
     growing: bool
 
 
 def floors(samples, quantity, window):
-    """(time, least value) of each window: what is held for a moment only, a frame, a worker, does not count."""
+    """The pairs (time, least value) of all windows. The least value excludes resources that are used only briefly, such
+    as those of a frame or a worker."""
     least = {}
     for sample in samples:
         index = int(sample.time // window)
@@ -47,7 +48,7 @@ def floors(samples, quantity, window):
 
 
 def settled(lives):
-    """The samples of each life without its first half, in which it warms up."""
+    """The samples of each life without its first half, in which the resources are not stable yet."""
     for samples in lives:
         begin, end = samples[0].time, samples[-1].time
         rest = [sample for sample in samples if sample.time >= begin + (end - begin) / 2]
@@ -56,7 +57,8 @@ def settled(lives):
 
 
 def judge_one(process, quantity, lives, duration):
-    """One line of least squares through all lives, each at its own height. None if there is too little to tell."""
+    """Fits one slope to all lives by least squares, with a separate offset for each life. Returns None if there are too
+    few samples."""
     window = max(1.0, duration / 120)
     across = along = length = 0.0
     points = []
@@ -79,11 +81,11 @@ def judge_one(process, quantity, lives, duration):
 
 
 def judge(samples, duration):
-    """The findings, and the processes that did not live long enough to be judged."""
+    """The findings, and the quantities of processes that did not live long enough to be judged."""
     lives = {}
     for sample in samples:
         lives.setdefault(sample.process, {}).setdefault(sample.life, []).append(sample)
-    findings, untold = [], []
+    findings, not_judged = [], []
     for process, by_life in lives.items():
         quantities = next(iter(by_life.values()))[0].values
         for quantity in (quantity for quantity in LIMITS if quantity in quantities):
@@ -91,5 +93,5 @@ def judge(samples, duration):
             if finding:
                 findings.append(finding)
             else:
-                untold.append(f"{process}: {quantity}")
-    return findings, untold
+                not_judged.append(f"{process}: {quantity}")
+    return findings, not_judged

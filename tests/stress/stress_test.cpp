@@ -1,9 +1,9 @@
-// Every public operation, from several threads and from inside every callback, while the television changes,
-// fails and recovers at random. What a thread does follows from the seed alone; how the threads meet is
-// chance.
+// Calls every public operation from several threads and inside every callback, while the television changes,
+// fails and recovers at random. The seed determines the operations of each thread, but not how the threads
+// interleave.
 //
-//   AIPQ_STRESS_SECONDS  how long, 8 unless told
-//   AIPQ_STRESS_SEED     the first round's seed, random unless told; each round prints its own
+//   AIPQ_STRESS_SECONDS  the duration, 8 by default
+//   AIPQ_STRESS_SEED     the seed of the first round, 1 by default; each round prints its seed
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -66,7 +66,7 @@ constexpr auto LONGEST_ROUND = 150s;
 
 constexpr char WIDE[] = "test.stress.wide";
 constexpr char CHANGING[] = "test.stress.changing";  // its type changes
-constexpr char OWN[] = "test.stress.own";            // without faults
+constexpr char OWN[] = "test.stress.own";            // has no faults
 constexpr char ACTION[] = "test.stress.action";
 
 const Texts SETTING_KEYS{"dovra.sl2.i32.video.brightness",       "dovra.sl2.i32.video.contrast",
@@ -80,10 +80,11 @@ const Texts SWITCH_KEYS{"dovra.sl2.i32.video.ai.pq.switch", "dovra.sl2.i32.video
 class Random {
   public:
     Random(unsigned seed, unsigned thread) : m_engine(seed * 2654435761U + thread * 40503U + 1) {}
-    // 0 to limit - 1, the same on every machine.
+    // Returns a number from 0 to limit - 1; the sequence is the same on every machine.
     int below(int limit) { return static_cast<int>(m_engine() / 128 % static_cast<unsigned>(limit)); }
     bool oneIn(int chances) { return below(chances) == 0; }
-    // For one operation: how often it asks depends on what it meets.
+    // Returns a generator for one operation. Operations use varying numbers of random values, which must not
+    // change the thread's sequence.
     Random another() { return {static_cast<unsigned>(m_engine()), 0}; }
     template <typename Container>
     const auto& of(const Container& choices) {
@@ -94,10 +95,9 @@ class Random {
     std::minstd_rand m_engine;
 };
 
-// The threads on which callbacks run. An operation may wait until one of them is done with what it does; so
-// that they do not wait for each other, only one that comes later in a round's order may wait for one before
-// it.
-// Who unsubscribes or unregisters waits until the thread has left its callback, but not on that very thread.
+// The callback threads for which an operation may wait. To avoid a deadlock, each round orders these threads,
+// and a callback may wait only for threads that precede its own in that order. TO_LEAVE_...: unsubscribing or
+// unregistering waits until that thread has left its callback, unless it is called on that thread.
 enum Waits : unsigned {
     FOR_NOBODY = 0,
     FOR_MODEL = 1,
@@ -139,7 +139,7 @@ class Round;
 std::atomic<Round*> currentRound{nullptr};
 void inside(Callback callback, unsigned thread);
 
-// A client's handlers, each of which does something itself.
+// The client's handlers. Each of them performs an operation itself.
 
 class Values final : public ValueHandler {
   public:
@@ -159,19 +159,19 @@ class Results final : public ActionHandler {
 
 class Rows final : public IteratorHandler {
   public:
-    void onCommit(int) override { hear(); }
-    void onTotalCount(int) override { hear(); }
-    void onSeekToRow(int) override { hear(); }
-    void onSeekToContent(int) override { hear(); }
-    void onCursorPosition(int) override { hear(); }
-    void onReadRow(const Texts&) override { hear(); }
-    void onReadRowChunk(const std::vector<const Texts*>&) override { hear(); }
-    void onIteratorReady(int) override { hear(); }
-    void onUpdate(int) override { hear(); }
+    void onCommit(int) override { receive(); }
+    void onTotalCount(int) override { receive(); }
+    void onSeekToRow(int) override { receive(); }
+    void onSeekToContent(int) override { receive(); }
+    void onCursorPosition(int) override { receive(); }
+    void onReadRow(const Texts&) override { receive(); }
+    void onReadRowChunk(const std::vector<const Texts*>&) override { receive(); }
+    void onIteratorReady(int) override { receive(); }
+    void onUpdate(int) override { receive(); }
     std::atomic<bool> silent{false};
 
   private:
-    void hear() {
+    void receive() {
         EXPECT_FALSE(silent) << "called after its accessor had been destroyed";
         inside(ON_ITERATOR, FOR_MODEL);
     }
@@ -179,7 +179,7 @@ class Rows final : public IteratorHandler {
 
 class Table final : public TableHandler {
   public:
-    void onUpdate(int) override { ADD_FAILURE() << "nobody calls this"; }
+    void onUpdate(int) override { ADD_FAILURE() << "the library called TableHandler::onUpdate()"; }
 };
 
 template <Callback kind, typename... Arguments>
@@ -192,7 +192,7 @@ void frame(bool success, PictureData* picture, void*) {
     inside(ON_FRAME, FOR_CHECKING);
 }
 
-// Everything that lives for one seed.
+// The objects and operations of one seed.
 class Round {
   public:
     explicit Round(unsigned roundSeed) : seed(roundSeed) {
@@ -209,7 +209,7 @@ class Round {
     void callBack(Callback callback, unsigned thread, Random& random);
 
     const unsigned seed;
-    // Over all rounds.
+    // The counts of all rounds.
     static inline std::map<std::string, unsigned> done;
     static inline std::array<std::atomic<unsigned>, CALLBACKS> doneInside{};
 
@@ -234,7 +234,7 @@ class Round {
         m_operations.push_back({name, waits, isSlow, std::move(run)});
     }
 
-    // What an accessor may answer while the model fails.
+    // The statuses that an accessor may return while the model fails.
     static void expectStatus(int status) {
         EXPECT_TRUE(status == 0 || status == 5 || status == 6 || status == 7 || status == 9) << status;
     }
@@ -277,8 +277,9 @@ class Round {
     }
 };
 
-// A callback does something now and then: on the platform's threads what its thread may wait for; on a
-// worker, which called the observer itself, everything. Never within what another callback does.
+// Called by every callback. Sometimes it performs an operation: on a thread of the platform, only one that
+// this thread may wait for; on a worker thread, which called the observer itself, any operation. A nested
+// callback performs none.
 void inside(Callback callback, unsigned thread) {
     struct Own {
         unsigned seed;
@@ -301,7 +302,7 @@ void Round::callBack(Callback callback, unsigned thread, Random& random) {
     if (m_workersEnd || (callback != ON_FRAME && !random.oneIn(4))) return;
     unsigned mayWait = FOR_ALL | TO_LEAVE_MODEL | TO_LEAVE_MANAGER;
     if (!isWorker) {
-        // The order of the callbacks' threads goes one way in one round and the other way in the next.
+        // The order of the callback threads is reversed in every other round.
         const bool modelIsFirst = seed % 2 == 0;
         mayWait = modelIsFirst ? thread - 1 : FOR_ALL & ~((thread << 1) - 1);
         mayWait |= (mayWait | thread) << 3;
@@ -395,7 +396,7 @@ void Round::addInfo() {
 }
 
 void Round::addSettings() {
-    // A change that is announced too early leaves its worker waiting: not more of them than a machine bears.
+    // A worker that misses its notification keeps waiting, so the number of threads is limited.
     const auto set = [this](int (SystemSetting::*operation)(int)) {
         return [this, operation](Random& random) {
             if (threads() < m_threadsBefore + 60) {
@@ -462,7 +463,7 @@ void Round::addSettings() {
     add("setting.initValue", [this](Random& random) {
         if (random.oneIn(4)) setting.initValue();
     });
-    // Without a change, which would outlive it.
+    // It starts no change, because the worker would outlive the object.
     add(
         "SystemSetting lives",
         [](Random&) {
@@ -473,7 +474,7 @@ void Round::addSettings() {
         TO_LEAVE_MODEL);
 }
 
-// Made, connected, used, disconnected, connected again, destroyed.
+// An accessor is created, connected, used, disconnected, connected again and destroyed.
 template <typename Access, typename Value>
 void Round::lifeOf(const std::string& key, const Value& written, Random& random) {
     const auto handler = std::make_shared<Values>();
@@ -495,7 +496,7 @@ void Round::lifeOf(const std::string& key, const Value& written, Random& random)
     handler->silent = true;
 }
 
-// Removes itself and ends its own subscription, once, unless its owner was faster.
+// Removes itself and disconnects its accessor once, unless the owner has prevented that.
 class Leaving final : public ValueHandler {
   public:
     void onNewValue(const ValueObject&) override {
@@ -511,7 +512,7 @@ class Leaving final : public ValueHandler {
 };
 
 void Round::addValues() {
-    // To connect to another type is to leave it again.
+    // Connecting to a key of another type disconnects again, so connect() may wait for the model's thread.
 #define VALUE_OPERATIONS(access, Type, written, notification, notified)                                \
     ADD(access, getType);                                                                              \
     add(#access ".getName", [this](Random&) { EXPECT_FALSE(access.getName().empty()); });              \
@@ -595,7 +596,7 @@ void Round::addValues() {
                 int idle = 0;
                 if (!handler->begun.compare_exchange_strong(idle, 2)) left.wait();
             }
-            // Disconnecting waits until the callback has returned, if it ends a subscription.
+            // Disconnecting waits until the callback has returned, but only if there is a subscription.
             ASSERT_EQ(own.connect(0), 0);
             EXPECT_EQ(own.disconnect(), 0);
         },
@@ -767,7 +768,7 @@ void Round::addCapture() {
         const std::unique_lock lock(m_restart, std::try_to_lock);
         if (lock) capture.start();
     });
-    // An attachment stays for good: not too many of them.
+    // Each start attaches the block and never detaches it, so the number of restarts is limited.
     add(
         "capture.stop and start",
         [this](Random&) {
@@ -869,7 +870,7 @@ void Round::addPlain() {
 }
 #undef ADD
 
-// Each operation once, by one of the workers, then at random.
+// The workers first perform each operation once, then random ones.
 void Round::work(unsigned worker) {
     isWorker = true;
     Random random(seed, worker);
@@ -887,10 +888,10 @@ void Round::work(unsigned worker) {
         ++m_done[index];
         std::this_thread::sleep_for(std::chrono::microseconds(random.below(500)));
     }
-    m_doing[worker] = "nothing any more";
+    m_doing[worker] = "finished";
 }
 
-// What the television does next.
+// Performs one random operation of the television.
 void Round::misbehave(Random& random) {
     simulated::ApplicationManager& manager = m_television.applications();
     const Texts failing{BRIGHTNESS, SOURCE, PQ_SETTING, PLAY_ATTRIBUTES, CHANNELS, WIDE, HDR_TYPE, ACTION};
@@ -959,7 +960,7 @@ void Round::misbehave(Random& random) {
             m_model.setFaults(random.of(failing), KeyFaults());
             break;
         case 16:
-            // Its answers must come: their callers wait for them without a limit.
+            // No fault may lose an answer: the callers wait for it without a limit.
             m_model.changeFaults(SWITCH_ACTION, [&](KeyFaults& faults) {
                 faults.invokeStatus = random.oneIn(4) ? 9 : 0;
                 faults.repeatAnswers = random.oneIn(2) ? 1U : 0U;
@@ -1015,7 +1016,8 @@ void Round::run() {
     });
     const auto begin = Clock::now();
     std::atomic<bool> ends{false};
-    // A wait for a change may have missed it, and be one of many for the next.
+    // A thread that waits for a change may have missed its notification, and one notification wakes only one
+    // thread.
     std::thread waker([&] {
         while (!ends) {
             if (Clock::now() > begin + ROUND) wakeAll();
@@ -1024,7 +1026,7 @@ void Round::run() {
     });
     for (std::future<void>& worker : workers) {
         if (worker.wait_until(begin + LONGEST_ROUND) == std::future_status::ready) continue;
-        std::cerr << "With the seed " << seed << ", threads do not come to an end:\n";
+        std::cerr << "With the seed " << seed << ", a worker does not end. The workers' operations:\n";
         for (const auto& doing : m_doing) std::cerr << "  " << doing << '\n';
         std::abort();
     }
@@ -1052,9 +1054,10 @@ void Round::wakeAll() {
         for (int i = 0; i < 10; ++i) (setting.*wake)(0);
 }
 
-// Everything comes to an end, and the television is as it was.
+// Ends all threads, resets the television, and expects the accessors to work.
 void Round::finish() {
-    // Workers of settings may still wait, or work against each other: what they read now ends them.
+    // Workers of settings may still wait, or keep changing a value in opposite directions. Reading a key of
+    // another type fails, which ends them.
     for (const std::string& key : SETTING_KEYS)
         m_model.define({"", key, OBJECT_TYPE_STRING, std::string(), {}, ""});
     EXPECT_TRUE(tests::eventually([this] {
@@ -1066,7 +1069,6 @@ void Round::finish() {
     currentRound = nullptr;
     m_television.reset();
     m_television.debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::OFF);
-    // The accessors are as good as new.
     for (std::size_t i = 0; i < m_operations.size(); ++i) done[m_operations[i].name] += m_done[i];
     int value = 0;
     EXPECT_EQ(brightness.getValue(value), 0);
@@ -1076,7 +1078,7 @@ void Round::finish() {
     EXPECT_TRUE(sourceSwitch.setChannelNext());
 }
 
-// Answers most requests, some late, some not, some with another size.
+// Answers most requests: some late, some with another size, and some not at all.
 void answer(unsigned number, video::CaptureBlock& block) {
     if (number % 16 == 0) return;
     if (number % 5 == 0) usleep(100'000);
@@ -1087,7 +1089,7 @@ void answer(unsigned number, video::CaptureBlock& block) {
     }
 }
 
-// What captures leave attached for good would be too much in hours.
+// Captures never detach their blocks; in hours, too many would stay attached.
 void detachBlocks() {
     std::ifstream maps("/proc/self/maps");
     std::vector<std::uintptr_t> blocks;
@@ -1101,7 +1103,7 @@ double numberOf(const char* variable, double otherwise) {
     return text != nullptr ? std::strtod(text, nullptr) : otherwise;
 }
 
-TEST(TheLibrary, IsUsedByManyThreadsAndInEveryCallbackOfATelevisionThatFails) {
+TEST(TheLibrary, SupportsConcurrentUseWhileTheTelevisionFails) {
     simulated::Television& television = simulated::Television::instance();
     television.reset();
     tests::Peer::removeAll();
@@ -1109,14 +1111,14 @@ TEST(TheLibrary, IsUsedByManyThreadsAndInEveryCallbackOfATelevisionThatFails) {
     ASSERT_NE(SourceSwitchAccessImpl::GetInstance(), nullptr);
     auto seed = static_cast<unsigned>(numberOf("AIPQ_STRESS_SEED", 1));
     const auto end = Clock::now() + std::chrono::duration<double>(numberOf("AIPQ_STRESS_SECONDS", 8));
-    // Until everything was done once: on a slow machine, the time alone may not be enough for it.
+    // A slow machine may need more than the given time to perform each operation once.
     const auto isMissing = [] {
         const auto isZero = [](const auto& count) { return count == 0; };
         return std::any_of(Round::doneInside.begin(), Round::doneInside.end(), isZero) ||
                std::any_of(Round::done.begin(), Round::done.end(),
                            [&](const auto& operation) { return isZero(operation.second); });
     };
-    // Two at least, for both orders of the callbacks' threads.
+    // At least two rounds, one for each order of the callback threads.
     for (int rounds = 0; rounds < 2 || Clock::now() < end || (isMissing() && rounds < 20); ++rounds, ++seed) {
         std::cout << "AIPQ_STRESS_SEED=" << seed << std::endl;
         {
@@ -1125,7 +1127,7 @@ TEST(TheLibrary, IsUsedByManyThreadsAndInEveryCallbackOfATelevisionThatFails) {
         }
         for (const simulated::KeyDefinition& key : television.model().keys()) {
             EXPECT_EQ(television.model().iterators(key.name), 0U) << key.name;
-            // The process's own instance of the source switch stays.
+            // The process-wide instance of the source switch keeps its subscription.
             const unsigned remaining = key.name == SWITCH_ACTION ? 1U : 0U;
             EXPECT_LE(television.model().subscribers(key.name), remaining) << key.name;
         }
@@ -1140,7 +1142,8 @@ TEST(TheLibrary, IsUsedByManyThreadsAndInEveryCallbackOfATelevisionThatFails) {
     std::cout << '\n';
     for (const auto& [name, times] : Round::done) EXPECT_GT(times, 0U) << name;
     for (std::size_t kind = 0; kind < CALLBACKS; ++kind)
-        EXPECT_GT(Round::doneInside[kind], 0U) << "nothing was done inside " << CALLBACK_NAMES[kind];
+        EXPECT_GT(Round::doneInside[kind], 0U)
+            << "no operation was performed inside " << CALLBACK_NAMES[kind];
     television.debugOutput().reset();
     tests::Peer::removeAll();
 }
