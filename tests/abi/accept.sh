@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Accepts the ABI as it is now on both architectures: writes the files that the tests compare with. Review the diff
+# Accepts the current ABI of both architectures: writes the baseline files that the tests compare with. Review the diff
 # before you commit it.
 set -euo pipefail
 cd "$(dirname "$0")/../.."

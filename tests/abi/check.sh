@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# check.sh BUILD_SH virtual_tables|members|symbols: compares what a build has with what was accepted.
-# check.sh BUILD_SH per_thread: fails if the library has thread-local storage or changes threads.
+# check.sh BUILD_SH virtual_tables|members|symbols: compares a build with the accepted baseline.
+# check.sh BUILD_SH per_thread: fails if the library has thread-local storage or changes the calling thread.
 set -euo pipefail
 source "$1"
 source "$(dirname "$0")/facts.sh"
@@ -17,7 +17,7 @@ else
     diff -u --label "accepted: $accepted" --label "this build ($architecture)" "$accepted" "$now" || {
         echo
         echo "Clients that are already built break on a change of slots, members, enumerators or symbols that they use."
-        echo "If this one is meant, raise the library's major version where it is incompatible, run tests/abi/accept.sh"
+        echo "If you intend this change, raise the library's major version if it is incompatible, run tests/abi/accept.sh"
         echo "and review its diff."
         exit 1
     }

@@ -1,5 +1,5 @@
-// A client's own classes, built as a client may build them: in C++11, and with everything hidden. client.cpp
-// uses the library's classes; the test, in a later language, asks for what became of it.
+// A client's own classes, built like a client's code: as C++11 and with hidden symbols. client.cpp uses the
+// library's classes; the test, built with a later standard, queries the results.
 #ifndef TESTS_ABI_CLIENT_H
 #define TESTS_ABI_CLIENT_H
 
@@ -11,19 +11,20 @@
 
 namespace client {
 
-// Each is an object of a class of the client's, as the library's class or the platform's.
+// Each function creates an object of a client's class and returns it as its base class of the library or the
+// platform.
 std::unique_ptr<ValueAccessBase> makeAccess();
 std::unique_ptr<SystemSettingInterface> makeSetting();
 std::unique_ptr<lomodelapi::ObserverAction> makeAction();
 std::shared_ptr<ValueHandler> makeHandler();
 std::shared_ptr<ValueHandler> makeHandlerWithoutOwner();
 
-// What they are, by the client's type information; null or false if they are something else.
+// Cast with the client's type information. They return null or false if the object has another type.
 lomodelapi::ObserverNumericInteger* asObserver(ValueAccessBase& access);
 ActionAccess* asAccess(lomodelapi::Observer& observer);
 bool isSystemSetting(SystemSettingInterface& setting);
 
-// The last value that a handler or accessor of the client's was given; the last action that ended.
+// The last value that a client's handler or accessor received, and the id of the last action that ended.
 int lastValue();
 unsigned lastAction();
 

@@ -6,9 +6,9 @@
 
 namespace {
 
-class AClientInAnOlderLanguage : public tests::TelevisionTest {};
+class AClientInOlderCpp : public tests::TelevisionTest {};
 
-TEST_F(AClientInAnOlderLanguage, ReplacesANotificationOfAnAccessor) {
+TEST_F(AClientInOlderCpp, OverridesANotificationOfAnAccessor) {
     const auto access = client::makeAccess();
     lomodelapi::ObserverNumericInteger* const observer = client::asObserver(*access);
     ASSERT_NE(observer, nullptr);
@@ -16,32 +16,32 @@ TEST_F(AClientInAnOlderLanguage, ReplacesANotificationOfAnAccessor) {
     EXPECT_EQ(client::lastValue(), 41);
 }
 
-TEST_F(AClientInAnOlderLanguage, ReplacesAnAnswerOfAnAction) {
+TEST_F(AClientInOlderCpp, OverridesAnAnswerOfAnAction) {
     const auto observer = client::makeAction();
     observer->notifyResult(5, {});
     EXPECT_EQ(client::lastAction(), 5U);
     ActionAccess* const access = client::asAccess(*observer);
     ASSERT_NE(access, nullptr);
     EXPECT_EQ(access->getName(), "client.action");
-    // Not replaced: the library's own.
+    // This operation is not overridden, so the library's one is called.
     observer->notifyExecutionError(6, 1);
     EXPECT_EQ(log.countEnter("action_access.cpp", "notifyExecutionError"), 1U);
 }
 
-TEST_F(AClientInAnOlderLanguage, IsGivenValuesByAnAccessorOfTheLibrary) {
+TEST_F(AClientInOlderCpp, ReceivesValuesFromALibraryAccessor) {
     ValueAccessT<lomodelapi::ObserverNumericInteger> access("client.value", client::makeHandler());
     access.notifyNewValue(42);
     EXPECT_EQ(client::lastValue(), 42);
 }
 
-TEST_F(AClientInAnOlderLanguage, HearsOfAHandlerWithoutAnOwner) {
+TEST_F(AClientInOlderCpp, SeesTheErrorOfAHandlerWithoutAnOwner) {
     ValueAccessT<lomodelapi::ObserverNumericInteger> access("client.value",
                                                             client::makeHandlerWithoutOwner());
     access.notifyNewValue(43);
     EXPECT_TRUE(log.waitFor("No Observer for"));
 }
 
-TEST_F(AClientInAnOlderLanguage, DerivesFromAFacadeAndTellsItFromTheLibrarys) {
+TEST_F(AClientInOlderCpp, DistinguishesItsFacadeFromTheLibrarys) {
     const auto derived = client::makeSetting();
     EXPECT_EQ(derived->getVideoBrightness(), 7);
     EXPECT_NE(dynamic_cast<SystemSetting*>(derived.get()), nullptr);

@@ -1,5 +1,5 @@
-// Everything whose layout is agreed with clients, in one object: its debug information and the compiler's
-// class dump are what the test reads. Nothing of it is run.
+// One object file with all classes whose layout is part of the interface. The test reads its debug
+// information and the compiler's class dump. The code is never run.
 #include "platform_adaptation/ai_common.h"
 #include "platform_adaptation/picture_capture.h"
 #include "platform_adaptation/system_access/action_access.h"
@@ -17,7 +17,7 @@ ValueHandlerT<SystemSetting>* handler(SystemSetting* owner) {
     return new ValueHandlerT<SystemSetting>(owner, &SystemSetting::onVideoBrightnessChanged);
 }
 
-// The debug information names a function only where it is called.
+// The debug information lists a function only if it is called.
 void callTheCommonFunctions(korvale::ai::PictureData& picture) {
     initPictureData(picture);
     getChannels(picture.colorMode);

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Prints the interface of the public headers, as the compiler has it.
+"""Prints the binary interface of the public headers, as compiled.
 
 layout.py tables OBJECT READELF CLASS_DUMP
 layout.py members OBJECT READELF
@@ -128,7 +128,7 @@ def bases_of(entries, entry):
 
 
 def slots_of(entries, entry):
-    """Slot to operation, of the primary table, without destructors."""
+    """The operations of the primary table by their slots, without destructors."""
     slots = {}
     for base, offset in bases_of(entries, entry):
         if offset == 0:
@@ -141,7 +141,7 @@ def slots_of(entries, entry):
 
 
 def dumped_tables(path):
-    """Class to its tables, each a list of names without arguments."""
+    """The tables of each class, each a list of names without arguments."""
     tables, current = {}, None
     for line in open(path, encoding="utf-8"):
         if match := re.match(r"Vtable for (.*)", line):

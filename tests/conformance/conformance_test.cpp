@@ -1,5 +1,5 @@
-// What the library demands of any platform, each demand a test: the checks of `aipqctl doctor`. Nothing here
-// knows the simulated television; linked with a television's own libraries, it tests that one.
+// The requirements of the library on any platform: each check of `aipqctl doctor` is a test. This program does
+// not depend on the simulated television; linked with the libraries of a real television, it tests that one.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -19,19 +19,19 @@ struct Demand {
     const char* name;
 };
 
-// By group of checks.
+// The tests' names, by the group of the check.
 const std::map<std::string, Demand> DEMANDS{
-    {"framework", {"TheProcessFramework", "GivesTheModelsRoot"}},
-    {"key", {"AKey", "IsThereWithItsTypeAndAValueInItsRange"}},
-    {"write", {"AWrite", "IsKeptAndAnnouncedOnceOnAnotherThread"}},
-    {"order", {"TwoQuickWrites", "AreAnnouncedInTheirOrder"}},
-    {"silence", {"ASubscriber", "HearsNothingAfterDisconnecting"}},
-    {"action", {"AnInvocation", "IsAnsweredOnceUnderItsOwnId"}},
-    {"channels", {"AnIterator", "ReadsRowsAndIsSilentOnceReleased"}},
-    {"queue", {"TheWayOfFrames", "HasAQueueThatCanBeOpened"}},
-    {"segment", {"TheWayOfFrames", "HasASegmentThatCanBeAttached"}},
-    {"frame", {"TheWayOfFrames", "BringsFramesInTheSizeAskedFor"}},
-    {"callback", {"TheWayOfFrames", "BringsAFrameByTheCallback"}},
+    {"framework", {"TheProcessFramework", "ReturnsTheModelsRoot"}},
+    {"key", {"AKey", "HasItsTypeAndRange"}},
+    {"write", {"AWrite", "IsStoredAndAnnouncedOnce"}},
+    {"order", {"TwoQuickWrites", "AreAnnouncedInOrder"}},
+    {"silence", {"ASubscriber", "ReceivesNothingAfterDisconnecting"}},
+    {"action", {"AnInvocation", "IsAnsweredOnceUnderItsId"}},
+    {"channels", {"AnIterator", "ReadsRowsUntilItIsReleased"}},
+    {"queue", {"TheFramePath", "HasAQueueThatCanBeOpened"}},
+    {"segment", {"TheFramePath", "HasASegmentThatCanBeAttached"}},
+    {"frame", {"TheFramePath", "DeliversFramesInTheRequestedSize"}},
+    {"callback", {"TheFramePath", "DeliversAFrameByTheCallback"}},
     {"application-manager", {"TheApplicationManager", "AcceptsARegistrationAndItsEnd"}},
 };
 
@@ -53,7 +53,7 @@ class Conformance : public testing::Test {
     const std::string m_check;
 };
 
-// As a part of a test's name.
+// Converts the subject of a check to the end of a test's name.
 std::string identifierOf(std::string subject) {
     std::replace_if(
         subject.begin(), subject.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '_');

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""check_commands.py PROJECT PAGE: whether the commands of PAGE print what it shows. Runs them in a new folder, in the order
-of the page, on the television of `aipq-television run`. A command starts with "$ ", in a block without a language or with the
-language `console`; its output follows. Only these differences are allowed:
+"""check_commands.py PROJECT PAGE: checks that the commands of PAGE print the shown output. Runs them in a new folder, in
+the order of the page, on the television of `aipq-television run`. A command starts with "$ ", in a block without a
+language or with the language `console`; its output follows. Only these differences are allowed:
 
 - a line "..." means any number of lines
 - any time in s or ms, any folder of a bus, any token of the page"""
@@ -14,7 +14,7 @@ import sys
 import tempfile
 import threading
 
-# Commands that do not run here, by their beginning.
+# The commands that the test does not run, by their beginning, with the reason.
 NOT_RUN = {
     "aipq-television --screen 8080": "another program may use the port",
     "aipq-television\n": "the television of `run` has its name",
@@ -29,9 +29,9 @@ NOT_RUN = {
     "aipqctl capture --format rgb": "endless, and opens a window",
     "busctl --user monitor": "endless",
 }
-# An endless command gets SIGINT when it has printed what the page shows.
+# An endless command receives SIGINT when it has printed the shown output.
 ENDLESS = {"aipq-television --name kitchen"}
-# What varies.
+# Parts of the output that vary.
 ANY = [r"\d+(\.\d+)?(?= m?s\b)", r"(?<=unix:path=)\S+(?=/)", r"(?<=token=)\w+"]
 LIMIT = 120  # seconds for one command
 
@@ -50,7 +50,7 @@ def pattern(shown):
 
 
 def commands(page):
-    """The pairs (command, output) that the page shows."""
+    """The pairs (command, output) in the page."""
     for block in re.findall(r"^```(?:console)?\n(\$ .*?)^```$", page, re.M | re.S):
         for part in re.split(r"^\$ ", block, flags=re.M)[1:]:
             command, _, shown = part.partition("\n")
@@ -58,7 +58,7 @@ def commands(page):
 
 
 def print_of(command, variables, wanted, folder):
-    """Returns what the command prints. Ends an endless command when that is `wanted`."""
+    """Returns the output of the command. Ends an endless command when the output matches `wanted`."""
     program = subprocess.Popen(["sh", "-c", variables + command], cwd=folder, text=True, stdout=subprocess.PIPE,
                                stderr=subprocess.STDOUT, start_new_session=True)
     alarm = threading.Timer(LIMIT, os.killpg, (program.pid, signal.SIGKILL))

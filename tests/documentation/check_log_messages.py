@@ -1,18 +1,18 @@
 #!/usr/bin/env python3
-"""check_log_messages.py PROJECT [--list]: whether docs/log-messages.md has every message that the library logs, and
-no other. A row is: level | file | function | message | what it means | what to do. --list prints the messages."""
+"""check_log_messages.py PROJECT [--list]: checks that docs/log-messages.md has exactly the messages that the library
+logs. A row is: level | file | function | message | what it means | what to do. --list prints the messages."""
 import pathlib
 import re
 import sys
 
 CALL = re.compile(r"\bLOG_(ERROR|INFO)(_AS)?\(")
-# The first line of a function: in the first column, or a class deeper.
+# The first line of a function, in the first column or indented in a class.
 DEFINITION = re.compile(r"^(?:[A-Za-z].*?(~?\w+)\((?!.*;\s*$)|    [A-Za-z][\w:<>*& ]* (~?\w+)\(.*\{$)")
 KEYWORDS = {"if", "for", "while", "switch", "catch"}
 
 
 def arguments(text, start):
-    """The arguments of a call whose bracket opened before `start`, as they are written."""
+    """The source text of the arguments of a call whose parenthesis opened before `start`."""
     depth, quoted, escaped = 1, False, False
     parts = [""]
     for char in text[start:]:
@@ -44,7 +44,7 @@ def function_before(text):
 
 
 def logged(project):
-    """(level, file, function, message) of each call; the function is empty where it is a parameter or a variable."""
+    """(level, file, function, message) of each call; the function is empty if it is a parameter or a variable."""
     found = set()
     for path in sorted((project / "source").rglob("*.cpp")):
         text = path.read_text(encoding="utf-8")
@@ -99,7 +99,7 @@ def main():
             bad += 1
     for level, file, functions, message in rows:
         known = {entry[2] for entry in wanted if (entry[0], entry[1], entry[3]) == (level, file, message)}
-        # A function that is a parameter or a variable is that which the client called: any name may stand there.
+        # If the function is a parameter or a variable, the client's call determines it, so any name is accepted.
         gone = not known or ("" not in known and set(functions) - known)
         if gone:
             print(f"docs/log-messages.md has what is not logged: {level} | {file} | {functions} | {message}")

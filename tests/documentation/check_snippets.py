@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""check_snippets.py PROJECT COMPILER: whether each C++ snippet of README.md and docs/ compiles as it
-stands: as C++17 if it includes simulated/, otherwise as C++11."""
+"""check_snippets.py PROJECT COMPILER: checks that each C++ snippet of README.md and docs/ compiles unchanged:
+as C++17 if it includes simulated/, otherwise as C++11."""
 import pathlib
 import re
 import subprocess
@@ -16,7 +16,7 @@ def main():
         text = page.read_text(encoding="utf-8")
         for snippet in re.finditer(r"^```cpp\n(.*?)^```$", text, re.M | re.S):
             standard = "c++17" if '"simulated/' in snippet.group(1) else "c++11"
-            # The compiler names the page and its line.
+            # With #line, the compiler's messages name the page and its line.
             line = text.count("\n", 0, snippet.start(1)) + 1
             program = f'#line {line} "{page}"\n{snippet.group(1)}'
             command = [compiler, f"-std={standard}", "-Wall", "-Wextra", "-Werror", "-fsyntax-only", *includes, "-x", "c++", "-"]

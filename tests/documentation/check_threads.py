@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""check_threads.py PROJECT: whether docs/threading.md defines each word that the public headers have for a thread, and
-no other."""
+"""check_threads.py PROJECT: checks that docs/threading.md defines exactly the thread names that the public headers
+use."""
 import pathlib
 import re
 import sys
 
-# Before "thread" in ordinary sentences, which name no particular one.
+# Words before "thread" that do not name a particular thread.
 ORDINARY = {"a", "another", "between", "calling", "its", "no", "of", "on", "other", "several", "starts", "the", "these",
             "two", "workers'", "ends"}
 

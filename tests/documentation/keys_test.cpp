@@ -1,5 +1,5 @@
-// docs/keys.md is the catalogue's table, with what the facades do with each key as it is seen on the
-// television.
+// Compares docs/keys.md with the catalogue and with the operations that use each key, as observed on the
+// simulated television.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -86,7 +86,7 @@ std::string tableOf(const std::vector<KeyDefinition>& keys, Uses& uses) {
 
 class TheTableOfKeys : public tests::TelevisionTest {
   protected:
-    // What a client has done with each key.
+    // The number of client operations on each key.
     std::map<std::string, std::size_t> traffic() {
         std::map<std::string, std::size_t> counts;
         for (const KeyDefinition& key : m_keys)
@@ -115,8 +115,8 @@ class TheTableOfKeys : public tests::TelevisionTest {
     note(                             \
         #operation, [&] { object.operation(0); }, true)
 
-TEST_F(TheTableOfKeys, IsThatOfTheCatalogueAndOfTheFacades) {
-    // An accessor to a key that is not there tries to connect at each use.
+TEST_F(TheTableOfKeys, MatchesTheCatalogueAndTheFacades) {
+    // The keys are unavailable, so an accessor tries to connect at each use, which identifies its key.
     for (const KeyDefinition& key : m_keys)
         if (key.type != lomodelapi::OBJECT_TYPE_ACTION) model.withdraw(key.name);
     SystemInfo info;
@@ -155,7 +155,7 @@ TEST_F(TheTableOfKeys, IsThatOfTheCatalogueAndOfTheFacades) {
         note("setVideoColorTunerFamily", [&] { setting.setVideoColorTunerFamily(family); });
         std::vector<int> parameters(34);
         note("setVideoPQParameters", [&] { setting.setVideoPQParameters(parameters); });
-        // The six workers that nobody waits for use the object until they have failed.
+        // Waits for the six background workers, which use the object until they fail.
         for (const char* const word : {"brightness", "contrast", "saturation", "sharpness", "MEMC", "NR"})
             EXPECT_TRUE(log.waitFor(std::string("get video ") + word + " failed.\n", 3)) << word;
     }
@@ -177,7 +177,7 @@ TEST_F(TheTableOfKeys, IsThatOfTheCatalogueAndOfTheFacades) {
     NOTE(sources, setChannelNext);
     NOTE(sources, setChannelPrev);
 
-    // Callbacks, once the keys are there and followed.
+    // The callbacks are tested with available keys and subscriptions to all of them.
     for (const KeyDefinition& key : m_keys) model.offer(key.name);
     SystemInfo told;
     told.getAIPQSwitchAvailable();
@@ -221,7 +221,7 @@ TEST_F(TheTableOfKeys, IsThatOfTheCatalogueAndOfTheFacades) {
     const std::string wanted = tableOf(m_keys, uses);
     if (documented.str() == wanted) return;
     std::ofstream(KEYS_PAGE_WANTED) << wanted;
-    FAIL() << "docs/keys.md is not as the keys are. Look at the new table and take it over:\n  cp "
+    FAIL() << "docs/keys.md does not match the keys. Review the new table and copy it:\n  cp "
            << KEYS_PAGE_WANTED << ' ' << KEYS_PAGE;
 }
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# check.sh BUILD.SH make|files|dependencies|cmake|pkg_config|headers|programs|python|unit|lintian|together: makes the Debian packages
-# of a build, and looks at them as who installs them would. BUILD.SH is written by CMake and describes the build.
+# check.sh BUILD.SH make|files|dependencies|cmake|pkg_config|headers|programs|python|unit|lintian|together: builds the Debian packages
+# of a build, and checks them like a user who installs them. BUILD.SH is written by CMake and describes the build.
 set -euo pipefail
 source "$1"
 packages=$work/packages root=$work/root
@@ -38,7 +38,7 @@ make_packages() {  # DIRECTORY [BUILD]
 
 check_make() {
     make_packages "$packages"
-    # Made again in another second, which is how exactly files in packages are dated, and with another umask.
+    # Builds the packages again with another umask and in another second, because packages date files to the second.
     sleep 1
     (umask 077; make_packages "$work/again")
     diff -r "$packages" "$work/again" || complain "The packages differ from those of the same build, made again."
@@ -103,7 +103,7 @@ check_files() {
     echo "$(wc -l <"$installed") files in $(ls "$packages" | wc -l) packages"
 }
 
-# The Debian package of a library of the system; of the cross compiler's, the one that the target has.
+# The Debian package of a system library. For a library of the cross compiler, it is the package of the target.
 owner() {  # SONAME
     local path
     if [[ $toolchain_file ]]; then
@@ -123,13 +123,13 @@ depends_on() {  # PACKAGE NAME
 }
 
 check_dependencies() {
-    declare -A home  # the package that has a library of ours
+    declare -A home  # the package of each of the project's libraries
     local package file soname needed name seen=0
     for package in "$packages"/*.deb; do
         name=$(field "$package" Package)
         for soname in $(files_of "$package" | grep -oP "^$library_folder/\Klib[^/]*\.so\.\d+$"); do
             home[$soname]=$name
-            # Who packages a program that links one of ours learns from this what to depend on.
+            # Packages of programs that link the library get their dependency from this file.
             dpkg-deb -I "$package" shlibs 2>/dev/null | grep -qxF "${soname%%.so.*} ${soname##*.} $name (>= $version)" ||
                 complain "$name does not say that it has $soname."
         done
@@ -137,10 +137,10 @@ check_dependencies() {
             [[ $(field "$package" $file) ]] || complain "$name has no $file."
         done
         [[ $(field "$package" Version) == "$version" ]] || complain "$name is not of the changelog's version, $version."
-        # A program is used whatever its architecture is; a library is linked by programs of its own architecture.
+        # A program may be used from any architecture; a library is linked only by programs of its own architecture.
         [[ $(field "$package" Multi-Arch) == $([[ $name == lib* ]] && echo same || echo foreign) ]] ||
             complain "$name has the wrong Multi-Arch: $(field "$package" Multi-Arch)."
-        # Of another version of ours, nothing is known.
+        # The packages of the project must depend on exactly their own version.
         for needed in $(field "$package" Depends | tr ',' '\n' | grep -oP '^ *\K(libplatform-adaptation|libsimulated|aipq)\S*'); do
             field "$package" Depends | grep -qF "$needed (= $version)" || complain "$name takes any version of $needed."
         done
@@ -159,7 +159,7 @@ check_dependencies() {
             done
         done
     done
-    # The libraries and aipqctl work without the television's programs, their bus and their decoders.
+    # The libraries and aipqctl must not depend on the television's programs, their bus or their decoders.
     for package in "$packages"/{lib,aipqctl_}*.deb; do
         [[ -e $package ]] || continue
         ! field "$package" Depends | grep -E 'aipq-television|dbus-daemon|gstreamer' ||
@@ -167,7 +167,7 @@ check_dependencies() {
     done
     [[ ! $(for package in "$packages"/*.deb; do field "$package" Description | head -n 1; done | sort | uniq -d) ]] ||
         complain "Two packages have the same short description."
-    # A link for the linker is nothing without the library that it leads to.
+    # The package with the .so symlink must depend on the package with its target.
     for package in "$packages"/*-dev_*.deb; do
         for soname in $(files_of "$package" | grep -oP "^$library_folder/\K[^/]*\.so$"); do
             depends_on "$package" "${home[$(readlink "$root$library_folder/$soname")]}" || complain "$package: $soname leads nowhere."
@@ -183,7 +183,7 @@ check_cmake() {
     for compiler in "${compilers[@]}"; do
         build=$work/consumer-${compiler##*/}
         rm -rf "$build"
-        # The headers are not the system's to the compiler, so that it shows what it warns of in them.
+        # The headers are not included as system headers, so that the compiler prints warnings about them.
         "$cmake" -S "$source_dir/tests/packages/consumer" -B "$build" -G Ninja -DCMAKE_PREFIX_PATH="$root/usr" \
             ${toolchain_file:+-DCMAKE_TOOLCHAIN_FILE="$toolchain_file" -DCMAKE_FIND_ROOT_PATH="$root/usr;/usr/arm-linux-gnueabihf"} \
             -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="-Wall -Wextra -Werror -Wno-psabi" \
@@ -241,7 +241,7 @@ check_programs() {
     said=$(client "$root/usr/bin/aipqctl" get brightness)
     [[ $said == 50 ]] || complain "aipqctl says '$said' of the brightness, not 50."
     client "$root/usr/bin/aipq-television" --help >/dev/null
-    # Debian's shells search these folders.
+    # Debian's shells search these folders for completions and manual pages.
     for file in aipqctl aipq-television; do
         [[ -f $root/usr/share/bash-completion/completions/$file && -f $root/usr/share/zsh/vendor-completions/_$file ]] ||
             complain "$file has no completion for bash and zsh."
@@ -249,7 +249,7 @@ check_programs() {
     client "$root/usr/libexec/platform_adaptation/aipq-video-pipeline" --help >/dev/null
 }
 
-# The example, with Debian's Python and what the packages bring.
+# Runs the Python example with Debian's Python and the installed packages.
 check_python() {
     local said
     said=$(env -u LD_LIBRARY_PATH PATH="$root/usr/bin:$build_dir/bin:$PATH" PYTHONPATH="$root/usr/lib/python3/dist-packages" \
@@ -272,8 +272,8 @@ check_unit() {
 }
 
 check_lintian() {
-    # The project has no licence yet. Debian's symbols files are for C; for C++ the shlibs file says as much. A text of
-    # which the compiler keeps a part in the code is no spelling error.
+    # Ignored tags: the project has no licence yet. A symbols file is for C; for C++, the shlibs file has the same
+    # information. A text that the compiler splits in the code is not a spelling error.
     local said
     said=$(lintian --allow-root --display-info --pedantic --fail-on none \
         --suppress-tags no-copyright-file,no-symbols-control-file,spelling-error-in-binary "$packages"/*.deb 2>&1) ||

@@ -1,5 +1,5 @@
-"""The Yocto recipe and the Buildroot package are compared with the build that they describe: the library is built for a
-platform with the recipe's own options, and installed; what CMake looks for on the way is traced."""
+"""Compares the Yocto recipe and the Buildroot package with the build that they describe: builds the library for a
+platform with the recipe's options, installs it, and traces which packages CMake looks for."""
 import argparse
 import fnmatch
 import json
@@ -9,11 +9,11 @@ import shutil
 import subprocess
 import sys
 
-# What CMake looks for, as it is called there: the package of Yocto and of Buildroot. The toolchain brings threads.
+# The packages that CMake looks for, with their names in Yocto and in Buildroot. Threads are part of the toolchain.
 PACKAGES = {"Boost": ("boost", "boost"), "Threads": (None, None)}
 LOOKS_FOR_THINGS = {"find_package", "find_dependency", "find_path", "find_library", "find_file", "find_program",
                     "pkg_check_modules", "pkg_search_module"}
-# Of the C and C++ runtime, which any image has.
+# Libraries of the C and C++ runtime, which every image has.
 RUNTIME = re.compile(r"(libc|libm|libgcc_s|libstdc\+\+|ld-linux.*)\.so\.\d+")
 
 problems = []
@@ -33,20 +33,20 @@ def expect_same(what, written, wanted):
 
 
 def assignments(path, name_pattern):
-    """{name: value} of a file in which a backslash continues a line."""
+    """The assignments {name: value} of a file in which a backslash continues a line."""
     text = re.sub(r"\\\n", " ", path.read_text())
     found = re.findall(rf"^({name_pattern})\s*(?:\+|\?)?=\s*(.*?)\s*$", text, re.M)
     return {name: " ".join(value.strip('"').split()) for name, value in found}
 
 
 def options_of(value, sdk_variable, adapter_variable, args):
-    """The options with which the recipe calls CMake, for the folders of this test."""
+    """The recipe's CMake options, with the folders of this test."""
     value = value.replace(sdk_variable, str(args.build / "sdk")).replace(adapter_variable, str(args.build / "adapter"))
     return value.split()
 
 
 def build_and_install(args, options):
-    """Returns what CMake looked for in the project's own files, and the names of the installed files."""
+    """Returns the packages that the project's CMake files look for, and the names of the installed files."""
     shutil.rmtree(args.build, ignore_errors=True)
     sdk, adapter, build, root = (args.build / name for name in ("sdk", "adapter", "build", "root"))
     (sdk / "lib").mkdir(parents=True)
@@ -68,7 +68,7 @@ def build_and_install(args, options):
         if entry.get("cmd", "").lower() not in LOOKS_FOR_THINGS:
             continue
         file = pathlib.Path(entry["file"])
-        # The headers that the SDK lacks are looked for in the SDK.
+        # Ignores the search for the SDK's own headers.
         if file.is_relative_to(args.project) and not entry["args"][0] == "found":
             looked_for.add(entry["args"][0])
     run("cmake", "--build", build, "-j2")
@@ -120,7 +120,7 @@ def check_buildroot(folder, needed):
 
 
 def check_runtime(readelf, root, recipe_variables):
-    """A library that is neither the platform's nor the toolchain's would be the image's to have."""
+    """Fails if the library needs a library that neither the platform nor the toolchain provides."""
     for library in sorted((root / "usr/lib").glob("*.so*")):
         if library.is_symlink():
             continue

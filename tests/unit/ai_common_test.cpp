@@ -258,7 +258,7 @@ TEST(ADumpOfManyBytes, IsOneLine) {
     std::string numbers;
     for (std::size_t i = 0; i < COUNT; ++i) numbers += "200, ";
 
-    // LogRecorder would parse the line, which is slow for a line of this length.
+    // The test uses its own sink instead of LogRecorder, because the line is very long.
     std::vector<std::string> lines;
     const LogRecorder restoresTheSink(Verbosity::INFO);
     simulated::Television::instance().debugOutput().setSink(

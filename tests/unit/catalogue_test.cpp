@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 
@@ -98,6 +99,11 @@ struct Malformed {
     std::string text;
     std::string message;
 };
+
+// The size makes the names of the tests unique.
+void PrintTo(const Malformed& malformed, std::ostream* out) {
+    *out << malformed.message << " (" << malformed.text.size() << " bytes)";
+}
 
 class AMalformedCatalogue : public testing::TestWithParam<Malformed> {};
 

@@ -11,6 +11,7 @@
 #include <limits>
 #include <map>
 #include <mutex>
+#include <ostream>
 #include <random>
 #include <sstream>
 #include <stdexcept>
@@ -49,6 +50,12 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
 using Outcome = ScenarioPlayer::Outcome;
+
+namespace simulated {
+
+void PrintTo(const FaultDefinition& fault, std::ostream* out) { *out << fault.name; }
+
+}  // namespace simulated
 
 namespace {
 

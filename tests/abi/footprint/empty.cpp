@@ -1,4 +1,4 @@
-// Stands for the library where its loading is measured: the same dependencies, and nothing in it.
+// An empty library with the same dependencies as the library, to compare the cost of loading.
 extern "C" __attribute__((visibility("default"))) void footprintNothing();
 
 void footprintNothing() {}

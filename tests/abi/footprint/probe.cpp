@@ -1,8 +1,8 @@
-// Constructs one of each facade and prints what that took: "name value" lines for scripts/footprint.
+// Constructs one object of each facade and prints its cost as "name value" lines for scripts/footprint.
 //
-// A first set is constructed and destroyed before anything is measured, so that the television is on and its
-// own memory is there. What it keeps for each subscription is counted, as it cannot be told from the
-// library's.
+// Before the measurement, one set of facades is constructed and destroyed, so that the television has started
+// and allocated its own memory. The television's memory for each subscription is counted, because it cannot
+// be separated from the library's.
 #include <malloc.h>
 
 #include <atomic>
@@ -23,7 +23,7 @@
 
 namespace {
 
-std::atomic<std::size_t> heap{0};  // bytes in use, of this program and of all of its libraries
+std::atomic<std::size_t> heap{0};  // bytes in use by this program and all of its libraries
 
 }  // namespace
 
@@ -57,8 +57,8 @@ long threads() {
         std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator()));
 }
 
-// Bytes of the library's own pages that are this process's alone, because it wrote to them. Private_Dirty
-// would also count those of a file that was built a moment ago and is not on the disk yet.
+// The size of the library's pages that this process has written to, and therefore does not share.
+// Private_Dirty would also count pages of a newly built file that is not written to the disk yet.
 long ownPages() {
     std::ifstream maps("/proc/self/smaps");
     long kilobytes = 0;

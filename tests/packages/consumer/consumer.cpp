@@ -1,4 +1,4 @@
-// A program of somebody else: with what the packages install, and nothing of the project's source tree.
+// A third-party program that uses only the installed packages, not the project's source tree.
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -17,7 +17,7 @@ namespace {
 // Waits for a value that the television announces.
 class Announcement {
   public:
-    void onChanged(const ValueObject& value) {  // on the model's thread
+    void onChanged(const ValueObject& value) {  // called on the model's thread
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_text = value.convertToStringType();
         m_changed.notify_all();

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# build.sh PROJECT BUILD TARGETS OPTION...: builds the second platform as its maker does, and then TARGETS, with the
-# library, for it, as for any television; OPTIONs are those of CMake.
+# build.sh PROJECT BUILD TARGETS OPTION...: builds the second platform like its maker, and then the library and TARGETS
+# for that platform like for any television. OPTIONs are CMake options.
 set -euo pipefail
 project=$1 build=$2
 read -ra targets <<<"$3"

@@ -1,4 +1,4 @@
-// The library on a platform of another make, behind an adapter: what a service does with it.
+// Tests the library on the platform of another maker, through an adapter, with the operations of a service.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,7 +26,7 @@ constexpr char BRIGHTNESS[] = "dovra.sl2.i32.video.brightness";
 constexpr char SOURCE[] = "dovra.sl2.str.source.current.path";
 constexpr int CONNECT_TIMEOUT_MS = 1000;
 
-// What arrives on a thread of the platform.
+// Records the notifications of the platform's threads.
 template <typename T>
 class Record {
   public:
@@ -39,7 +39,7 @@ class Record {
         const std::lock_guard lock(m_mutex);
         return m_entries;
     }
-    // Waits until there are so many.
+    // Waits until there are at least `count` entries.
     std::vector<T> await(std::size_t count) const {
         std::unique_lock lock(m_mutex);
         m_changed.wait_for(lock, std::chrono::seconds(30), [&] { return m_entries.size() >= count; });
@@ -76,7 +76,7 @@ void expectRoundTrip(const std::string& key, const T& value) {
     EXPECT_EQ(access.setValue(before), 0);
 }
 
-TEST(ASecondPlatform, KeepsAValueOfEveryKind) {
+TEST(ASecondPlatform, StoresAValueOfEveryKind) {
     expectRoundTrip<ObserverNumericInteger>(BRIGHTNESS, 12);
     expectRoundTrip<ObserverNumericInt64>("orbit.uptime", 5LL << 33);
     expectRoundTrip<ObserverString>(SOURCE, std::string("netflix"));
@@ -104,7 +104,7 @@ TEST(ASecondPlatform, RefusesAnUnknownKeyAndAnotherType) {
     EXPECT_EQ(text.connect(0), 6);
 }
 
-TEST(ASecondPlatform, TellsEachStepOfABrightnessChangeInItsOrder) {
+TEST(ASecondPlatform, NotifiesEachStepOfABrightnessChangeInOrder) {
     const auto changes = std::make_shared<Changes<int>>();
     ValueAccessT<ObserverNumericInteger> follower(BRIGHTNESS, changes);
     ASSERT_EQ(follower.connect(CONNECT_TIMEOUT_MS), 0);
@@ -117,7 +117,7 @@ TEST(ASecondPlatform, TellsEachStepOfABrightnessChangeInItsOrder) {
     }
 }
 
-TEST(ASecondPlatform, TakesTheColourTuner) {
+TEST(ASecondPlatform, AcceptsTheColourTunerSettings) {
     SystemSetting setting;
     std::vector<int> values{1, 10, -20, 30};
     EXPECT_EQ(setting.setVideoColorTunerFamily(values), 0);
@@ -127,7 +127,7 @@ TEST(ASecondPlatform, TakesTheColourTuner) {
     EXPECT_EQ(setting.getVideoColorTunerH(), 30);
 }
 
-TEST(ASecondPlatform, TellsTheServiceOfAnotherSource) {
+TEST(ASecondPlatform, NotifiesTheServiceOfAnotherSource) {
     Record<SourceType> sources;
     SystemInfo info;
     info.registerCallBackSourceType(
@@ -139,26 +139,26 @@ TEST(ASecondPlatform, TellsTheServiceOfAnotherSource) {
     EXPECT_EQ(sources.await(2).back(), SOURCE_TYPE_TV);
 }
 
-TEST(ASecondPlatform, IsSilentOnceDisconnected) {
-    // Changes are on their way at every moment while followers come and go, and each of these is destroyed as
-    // soon as it is disconnected.
+TEST(ASecondPlatform, SendsNothingAfterADisconnection) {
+    // Values change continuously while subscribers connect and disconnect. Each subscriber is destroyed
+    // immediately after its disconnection.
     ValueAccessT<ObserverNumericInteger> writer(BRIGHTNESS);
     for (int round = 0; round < 200; ++round) {
         const auto ended = std::make_shared<Changes<int>>();
-        std::size_t heard = 0;
+        std::size_t received = 0;
         {
             ValueAccessT<ObserverNumericInteger> follower(BRIGHTNESS, ended);
             ASSERT_EQ(follower.connect(CONNECT_TIMEOUT_MS), 0);
             for (int value = 0; value < 20; ++value) ASSERT_EQ(writer.setValue(value), 0);
             follower.disconnect();
-            heard = ended->entries().size();
+            received = ended->entries().size();
         }
         const auto other = std::make_shared<Changes<int>>();
         ValueAccessT<ObserverNumericInteger> witness(BRIGHTNESS, other);
         ASSERT_EQ(witness.connect(CONNECT_TIMEOUT_MS), 0);
         ASSERT_EQ(writer.setValue(40), 0);
         ASSERT_EQ(other->await(1), std::vector<int>{40});
-        ASSERT_EQ(ended->entries().size(), heard);
+        ASSERT_EQ(ended->entries().size(), received);
     }
 }
 
@@ -167,7 +167,7 @@ TEST(ASecondPlatform, AnswersTheSourceSwitchAction) {
     EXPECT_TRUE(sources->pauseAV());
     EXPECT_TRUE(sources->resumeAV());
     EXPECT_TRUE(sources->setChannelNext());
-    // This make knows no playback command and says so.
+    // This platform has no playback command and returns an error.
     EXPECT_FALSE(sources->pauseVideo());
     EXPECT_EQ(sources->setQuietFlag(1), 0);
 }
@@ -215,7 +215,7 @@ TEST(ASecondPlatform, ListsTheChannels) {
     EXPECT_EQ(rows->ready.await(2).back(), 1);
 }
 
-TEST(ASecondPlatform, TellsTheServiceOfItsLife) {
+TEST(ASecondPlatform, NotifiesTheServiceOfItsLifecycle) {
     constexpr char name[] = "aipq";
     Record<TVPowerState> states;
     {
@@ -228,7 +228,7 @@ TEST(ASecondPlatform, TellsTheServiceOfItsLife) {
         EXPECT_EQ(states.await(4),
                   (std::vector<TVPowerState>{TV_POWER_STATE_RUNNING, TV_POWER_STATE_SUSPEND,
                                              TV_POWER_STATE_STR_SUSPEND, TV_POWER_STATE_STR_RESUME}));
-        // Reported around the suspend to RAM.
+        // The library reports a status before and after the suspension to RAM.
         int stages[3] = {};
         EXPECT_EQ(orbit_launcher_progress(name, stages, 3), 2);
         EXPECT_EQ(stages[0], 7);

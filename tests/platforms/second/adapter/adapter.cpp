@@ -1,4 +1,4 @@
-// What the library calls, on the second platform: its own store, launcher and trace.
+// Implements the platform interface of the library with the second platform's store, launcher and trace.
 #include <algorithm>
 #include <atomic>
 #include <boost/make_shared.hpp>
@@ -44,7 +44,7 @@ int status(Outcome outcome) {
     }
 }
 
-// Null if the store cannot be opened; tried anew each time.
+// Returns null if the store cannot be opened. The next call tries again.
 orbit::Store* store() {
     static std::mutex mutex;
     static std::unique_ptr<orbit::Store> opened;
@@ -54,8 +54,9 @@ orbit::Store* store() {
     return opened.get();
 }
 
-// Of what may be told after its end: the store ends nothing at once. When settle() has returned, all that was
-// on its way has been told or dropped; on the delivery thread, where it cannot wait, nobody else is telling.
+// Ends a receiver of notifications. The store may still deliver notifications after a receiver's end; they
+// are dropped. After settle() has returned, no notification is being delivered. On the delivery thread,
+// settle() cannot wait, but then no other thread delivers one.
 class Ending {
   public:
     bool ended() const { return m_ended; }
@@ -75,8 +76,8 @@ std::string cell(const orbit::Row& row, int column) {
     return column >= 0 && index < row.size() ? row[index] : std::string();
 }
 
-// Over the rows as they are when it is opened: this platform's grids do not change. Its position belongs to
-// the delivery thread.
+// Iterates over a copy of the rows, because the tables of this platform do not change. Only the delivery
+// thread uses the cursor.
 class Iterator final : public TableIterator, public std::enable_shared_from_this<Iterator> {
   public:
     Iterator(ObserverTableIterator& observer, Rows rows, std::vector<int> columns, int chunkSize)
@@ -159,7 +160,7 @@ Rows select(Rows rows, const std::vector<TableSelection>& selections, const std:
                        rows.begin(), rows.end(),
                        [&](const orbit::Row& row) { return cell(row, selection.column) != selection.value; }),
                    rows.end());
-    // The one that counts most comes last.
+    // The sort is stable, so the most significant column is sorted last.
     for (auto order = orders.rbegin(); order != orders.rend(); ++order)
         std::stable_sort(rows.begin(), rows.end(), [&](const orbit::Row& a, const orbit::Row& b) {
             const int difference = cell(a, order->column).compare(cell(b, order->column));
@@ -168,7 +169,7 @@ Rows select(Rows rows, const std::vector<TableSelection>& selections, const std:
     return rows;
 }
 
-// An observer is told what its own kind declares, and nothing of another kind.
+// Notifies an observer of a value of its own type; values of other types are dropped.
 
 void tell(Observer& observer, std::int32_t value) {
     if (auto* const it = dynamic_cast<ObserverNumericInteger*>(&observer)) it->notifyNewValue(value);
@@ -191,7 +192,7 @@ void tell(Observer&, std::monostate) {}
 
 }  // namespace
 
-// A client's subscription: what the client takes for the model's object.
+// A client's subscription. It contains the BizValue that the client receives as the model's object.
 class Subscription final : public orbit::Watcher, public std::enable_shared_from_this<Subscription> {
   public:
     Subscription(std::string name, Observer& observer, orbit::Node& node)
@@ -426,7 +427,7 @@ Registrations& registrations() {
 }
 
 void onEvent(void* context, orbit_event event, const char* url, const char* detail, int reason) {
-    // The application may unregister itself, which ends its registration.
+    // Copied, because the application may unregister itself in the call, which destroys the registration.
     const AppPointer app = static_cast<const Registration*>(context)->app;
     switch (event) {
         case ORBIT_STARTED:
@@ -521,7 +522,7 @@ int cspDebugCheckLevelGetFrameAndChunk(unsigned int levelWord) {
 }
 
 void cspDebugOutput0(unsigned int levelWord, const char* format, ...) {
-    // The library's lines end themselves, as do those of the platform.
+    // The library's lines include a line end, but the platform adds one itself.
     std::string line(format);
     while (!line.empty() && line.back() == '\n') line.pop_back();
     std::va_list arguments;

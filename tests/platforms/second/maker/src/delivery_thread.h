@@ -9,7 +9,7 @@
 
 namespace orbit {
 
-// Does what is posted, in its order. What is left when it is destroyed is not done.
+// Runs posted functions in order. The destructor discards those that have not run.
 class DeliveryThread {
   public:
     DeliveryThread() : m_thread([this] { run(); }) {}
@@ -34,7 +34,7 @@ class DeliveryThread {
 
     bool isThis() const { return m_thread.get_id() == std::this_thread::get_id(); }
 
-    // Until all that was posted before is done. Not on this thread.
+    // Waits until all functions posted before have run. Must not be called on the delivery thread.
     void settle() {
         bool done = false;
         post([&] {

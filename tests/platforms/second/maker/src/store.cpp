@@ -65,14 +65,14 @@ class TheStore final : public Store {
         return Outcome::Fine;
     }
 
-    // With the mutex, so that changes are told in their order.
+    // Called with the mutex locked, so that changes are announced in order.
     void tell(const std::string& path, const Datum& datum) {
         for (const auto& [ticket, entry] : m_watchers)
             if (entry.first == path)
                 post([watcher = entry.second, path, datum] { watcher->changed(path, datum); });
     }
 
-    std::mutex mutex;  // guards every datum and the watchers
+    std::mutex mutex;  // guards all values and the watchers
 
   private:
     void add(const char* path, Kind kind, Datum datum = {}, std::vector<Row> rows = {}) {
@@ -105,7 +105,7 @@ TheStore::TheStore() {
     add("dovra.sl2.i32.tvservice.no-banner", Kind::Number, 0);
     add("dovra.sl2.table.channel.list", Kind::Grid, {},
         {{"3", "Gamma", "sat://3"}, {"1", "Alpha", "sat://1"}, {"2", "Beta", "sat://2"}});
-    // Of this make only.
+    // Only this platform has these keys.
     add("orbit.uptime", Kind::LongNumber, std::int64_t{1} << 40);
 }
 
@@ -124,7 +124,7 @@ Outcome TheNode::set(Datum datum) {
     return Outcome::Fine;
 }
 
-// The one command: what the second input names is done, or unknown.
+// The only command. The second input names the operation; an unknown name fails.
 Outcome TheNode::call(Inputs inputs, std::function<void(int, std::vector<std::string>)> done) {
     if (m_kind != Kind::Command) return Outcome::WrongKind;
     const bool known = std::any_of(inputs.begin(), inputs.end(), [](const auto& input) {

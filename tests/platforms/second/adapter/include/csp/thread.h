@@ -1,4 +1,4 @@
-// This platform creates threads as POSIX does.
+// This platform creates threads with POSIX functions.
 #ifndef CSP_THREAD_H
 #define CSP_THREAD_H
 
