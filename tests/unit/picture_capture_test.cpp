@@ -698,7 +698,7 @@ TEST_F(Stopping, HappensOnDestruction) {
     EXPECT_NE(shmget(72314, 0, 0), -1);
 }
 
-// The thread entries
+// The thread functions
 
 TEST_F(TheThreadFunctions, LogANullArgument) {
     EXPECT_EQ(send(nullptr), nullptr);

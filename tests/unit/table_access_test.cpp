@@ -433,7 +433,7 @@ TEST_F(AnIteratorAccessor, MayBeCreatedAgainAfterItReleasesItsIterator) {
     EXPECT_THAT(answers(), ElementsAre("ready 4"));
 }
 
-TEST_F(AnIteratorAccessor, LogsItsDestructorAndDoesNotDisconnectUncreated) {
+TEST_F(AnIteratorAccessor, DoesNotDisconnectIfItWasNeverCreated) {
     make().reset();
     EXPECT_EQ(log.countEnter(ITERATOR_FILE, "~IteratorAccess"), 1U);
     EXPECT_EQ(television.framework().lookups(), 0U);
