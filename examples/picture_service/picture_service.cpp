@@ -27,7 +27,7 @@ std::string changesText(const Settings& from, const Settings& to) {
     for (const auto& [name, value, lowest, highest, neutral] : SETTING_NAMES) {
         if (from.*value == to.*value) continue;
         if (!text.empty()) text += ", ";
-        text += std::string(name) + ' ' + std::to_string(from.*value) + " > " + std::to_string(to.*value);
+        text += std::string(name) + ' ' + std::to_string(from.*value) + " -> " + std::to_string(to.*value);
     }
     return text.empty() ? "as it is" : text;
 }

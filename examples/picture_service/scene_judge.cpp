@@ -165,7 +165,7 @@ void Rules::explain(std::initializer_list<int Settings::*> changed, const std::s
     std::string change;
     for (int Settings::*const setting : changed) {
         if (m_target.*setting == m_user.*setting) continue;
-        change += text("%s%s %d > %d", change.empty() ? "" : ", ", nameOf(setting).name, m_user.*setting,
+        change += text("%s%s %d -> %d", change.empty() ? "" : ", ", nameOf(setting).name, m_user.*setting,
                        m_target.*setting);
     }
     if (!change.empty()) m_reasons.push_back({change, why});
@@ -258,7 +258,8 @@ double Rules::toneGain() const {
 
 void Rules::setColour() {
     // A film in black and white has no colour to raise.
-    const double pale = share(m_film.colour, 38, 15) * share(m_film.colour, 8, 14) * share(toneGain(), 1.5, 1);
+    const double pale =
+        share(m_film.colour, 38, 15) * share(m_film.colour, 8, 14) * share(toneGain(), 1.5, 1);
     const double loud = share(m_film.colour, 115, 170);
     m_target.saturation = moved(&Settings::saturation, unlessSmall(10 * pale - 12 * loud));
     // Lifted shadows must not tint the greys in them.

@@ -45,8 +45,8 @@ std::string sentenceFor(const Verdict& verdict) {
     std::snprintf(
         text, sizeof text,
         "By its own measurements, the picture got better in %u of %u scenes, stayed the same in %u and got "
-        "worse in %u; on average, clipped black %.1f %% > %.1f %%, clipped white %.1f %% > %.1f %%, colour "
-        "in greys %.1f > %.1f levels.",
+        "worse in %u; on average, clipped black %.1f %% -> %.1f %%, clipped white %.1f %% -> %.1f %%, colour "
+        "in greys %.1f -> %.1f levels.",
         verdict.better, verdict.scenes, verdict.same, verdict.worse, 100 * verdict.clippedBlackBefore,
         100 * verdict.clippedBlackAfter, 100 * verdict.clippedWhiteBefore, 100 * verdict.clippedWhiteAfter,
         verdict.greyErrorBefore, verdict.greyErrorAfter);

@@ -314,7 +314,7 @@ TEST(AJudge, BringsSkinTowardsItsNaturalHue) {
     const Measurement before = measure(film);
     const Decision decision = decisionOn(before);
     EXPECT_EQ(decision.target.tunerMode, 1);
-    EXPECT_THAT(textOf(decision), HasSubstr("tuner mode 0 > 1, tuner hue 0 > "));
+    EXPECT_THAT(textOf(decision), HasSubstr("tuner mode 0 -> 1, tuner hue 0 -> "));
     const double after = measure(showFilm(film, decision.target)).skinHue;
     EXPECT_LT(std::abs(after - 22), std::abs(before.skinHue - 22) - 3);
 
