@@ -91,7 +91,7 @@ void answer(unsigned number, CaptureBlock& block) {
 
 class TheQueue : public FrameFaultTest {};
 
-TEST_F(TheQueue, IsLate) {
+TEST_F(TheQueue, KeepsARequestUntilThePipelineTakesIt) {
     start();
     request(&picture);
     EXPECT_EQ(peer.state(), video::FRAME_REQUESTED);
@@ -100,7 +100,7 @@ TEST_F(TheQueue, IsLate) {
     expectFrame();
 }
 
-TEST_F(TheQueue, AnswersTwice) {
+TEST_F(TheQueue, MayHaveARequestOfAnotherProgram) {
     createQueue(20, video::CAPTURE_PERMISSIONS, std::string(CAPTURE_REQUEST.data(), CAPTURE_REQUEST.size()));
     start();
     const ForkedPipeline pipeline(answer);
@@ -108,7 +108,7 @@ TEST_F(TheQueue, AnswersTwice) {
     expectFrame(100, 50);
 }
 
-TEST_F(TheQueue, Dies) {
+TEST_F(TheQueue, ThatIsRemovedIsCreatedAgainByARestart) {
     start();
     EXPECT_EQ(mq_unlink(video::REQUEST_QUEUE_NAME), 0);
     request();
@@ -118,7 +118,7 @@ TEST_F(TheQueue, Dies) {
     expectRequestToArrive();
 }
 
-TEST_F(TheQueue, IsFull) {
+TEST_F(TheQueue, ThatIsFullDelaysTheSender) {
     start();
     for (int i = 0; i < video::REQUEST_QUEUE_DEPTH; ++i) request();
     EXPECT_TRUE(capture.getPicture(false, nullptr));
@@ -136,7 +136,7 @@ TEST_F(TheQueue, IsFull) {
 
 class TheSegment : public FrameFaultTest {};
 
-TEST_F(TheSegment, Refuses) {
+TEST_F(TheSegment, ThatCannotBeAttachedIsAttachedLater) {
     tests::failNextShmat(ENOMEM);
     EXPECT_FALSE(capture.initShareMemory());
     EXPECT_EQ(logged("shmat Error."), 1U);
@@ -144,7 +144,7 @@ TEST_F(TheSegment, Refuses) {
     expectRequestToArrive();
 }
 
-TEST_F(TheSegment, Dies) {
+TEST_F(TheSegment, ThatIsRemovedIsCreatedAgainByARestart) {
     start();
     removeSegment();
     const ForkedPipeline pipeline(answer);
@@ -153,7 +153,7 @@ TEST_F(TheSegment, Dies) {
     expectFrame();
 }
 
-TEST_F(TheSegment, HasOtherRights) {
+TEST_F(TheSegment, WithoutPermissionsIsRefused) {
     ASSERT_NE(createSegment(sizeof(CaptureBlock), 0), -1);
     EXPECT_FALSE(tests::withoutRights([this] { return capture.initShareMemory(); }));
     EXPECT_EQ(logged("shmget Error."), 1U);
@@ -166,7 +166,7 @@ TEST_F(TheSegment, HasOtherRights) {
 
 class ThePipelineProcess : public FrameFaultTest {};
 
-TEST_F(ThePipelineProcess, IsLate) {
+TEST_F(ThePipelineProcess, MayAnswerLateWithinTheTimeout) {
     start();
     const ForkedPipeline pipeline([](unsigned number, CaptureBlock& block) {
         if (number == 1) usleep(300'000);
@@ -178,7 +178,7 @@ TEST_F(ThePipelineProcess, IsLate) {
     expectFrame();
 }
 
-TEST_F(ThePipelineProcess, AnswersTwice) {
+TEST_F(ThePipelineProcess, MayAnswerARequestTwice) {
     start();
     const ForkedPipeline pipeline([](unsigned number, CaptureBlock& block) {
         answer(number, block);
@@ -188,7 +188,7 @@ TEST_F(ThePipelineProcess, AnswersTwice) {
     expectFrame(100, 50);
 }
 
-TEST_F(ThePipelineProcess, IsOutOfOrder) {
+TEST_F(ThePipelineProcess, MayAnswerWithThePreviousFrame) {
     start();
     // The pipeline answers the first request only when the second one arrives.
     const ForkedPipeline pipeline([](unsigned number, CaptureBlock& block) {
@@ -202,7 +202,7 @@ TEST_F(ThePipelineProcess, IsOutOfOrder) {
     expectFrame();
 }
 
-TEST_F(ThePipelineProcess, IsOfAnotherType) {
+TEST_F(ThePipelineProcess, CannotChangeTheReportedColourMode) {
     start();
     const ForkedPipeline pipeline([](unsigned number, CaptureBlock& block) {
         if (number == 1) block.colorMode = korvale::ai::COLOR_MODE_BGRA;
@@ -216,7 +216,7 @@ TEST_F(ThePipelineProcess, IsOfAnotherType) {
 
 #ifdef WITH_PIPELINE_PROCESS
 
-TEST_F(ThePipelineProcess, Dies) {
+TEST_F(ThePipelineProcess, ThatIsKilledTimesOutUntilItIsRestarted) {
     ASSERT_TRUE(television.video().start()) << television.video().error();
     start();
     expectFrame();
@@ -226,7 +226,7 @@ TEST_F(ThePipelineProcess, Dies) {
     expectFrame(100, 50);
 }
 
-TEST_F(TheQueue, IsOfAnotherType) {
+TEST_F(TheQueue, DropsAMessageThatIsNoRequest) {
     createQueue(20, video::CAPTURE_PERMISSIONS, "a text of 20 letters");
     ASSERT_TRUE(television.video().start()) << television.video().error();
     start();
@@ -240,7 +240,7 @@ TEST_F(TheQueue, IsOfAnotherType) {
 
 class TheThreadCreation : public FrameFaultTest {};
 
-TEST_F(TheThreadCreation, NeverAnswers) {
+TEST_F(TheThreadCreation, ThatFailsForTheCheckingThreadStopsCallbacks) {
     Heard heard;
     capture.registerCallBack(
         [](bool success, PictureData*, void* target) {

@@ -86,15 +86,15 @@ class Gate {
 
 class TheTypeQuery : public FaultTest {};
 
-TEST_F(TheTypeQuery, IsLate) {
+TEST_F(TheTypeQuery, DelaysGetTypeAndEveryRead) {
     Integer access(BRIGHTNESS);
     EXPECT_EQ(access.connect(0), 0);
     setFault<std::chrono::milliseconds>(BRIGHTNESS, &KeyFaults::answerDelay, DELAY);
     const auto start = Clock::now();
     EXPECT_EQ(access.getType(), OBJECT_TYPE_NUMERIC_INTEGER);
     EXPECT_EQ(read(access), 50);
-    EXPECT_GE(Clock::now() - start,
-              3 * DELAY);  // connect() queries the type; getValue() the type and the value
+    // getType() queries the type; getValue() queries the type and the value.
+    EXPECT_GE(Clock::now() - start, 3 * DELAY);
     clearFaults(BRIGHTNESS);
     EXPECT_EQ(access.getType(), OBJECT_TYPE_NUMERIC_INTEGER);
 }
@@ -103,7 +103,7 @@ TEST_F(TheTypeQuery, IsLate) {
 
 class TheRead : public FaultTest {};
 
-TEST_F(TheRead, IsLate) {
+TEST_F(TheRead, ReturnsTheValueAfterADelay) {
     SystemSetting setting;
     setFault<std::chrono::milliseconds>(BRIGHTNESS, &KeyFaults::answerDelay, DELAY);
     const auto start = Clock::now();
@@ -113,7 +113,7 @@ TEST_F(TheRead, IsLate) {
     EXPECT_EQ(setting.getVideoBrightness(), 50);
 }
 
-TEST_F(TheRead, IsOutOfOrder) {
+TEST_F(TheRead, MayOvertakeTheNotificationOfItsValue) {
     const auto recorder = std::make_shared<ValueRecorder>();
     Integer access(BRIGHTNESS, recorder);
     ASSERT_EQ(access.connect(0), 0);
@@ -132,7 +132,7 @@ TEST_F(TheRead, IsOutOfOrder) {
 
 class TheWrite : public FaultTest {};
 
-TEST_F(TheWrite, Refuses) {
+TEST_F(TheWrite, Returns0EvenIfTheTelevisionRefusesIt) {
     const auto recorder = std::make_shared<ValueRecorder>();
     Integer access(BRIGHTNESS, recorder);
     setFault(BRIGHTNESS, &KeyFaults::refuseWrites, true);
@@ -145,7 +145,7 @@ TEST_F(TheWrite, Refuses) {
     EXPECT_TRUE(recorder->heard.waitFor("60"));
 }
 
-TEST_F(TheWrite, IsLate) {
+TEST_F(TheWrite, TakesEffectAfterADelay) {
     Integer access(BRIGHTNESS);
     ASSERT_EQ(access.connect(0), 0);
     setFault<std::chrono::milliseconds>(BRIGHTNESS, &KeyFaults::answerDelay, DELAY);
@@ -158,7 +158,7 @@ TEST_F(TheWrite, IsLate) {
     EXPECT_EQ(read(access), 61);
 }
 
-TEST_F(TheWrite, HasAnotherGeometry) {
+TEST_F(TheWrite, ChangesNothingOutsideTheRangeOfTheKey) {
     constexpr char key[] = "test.narrow";
     model.define({"", key, OBJECT_TYPE_NUMERIC_INTEGER, 5, catalogue::Range{0, 10}, ""});
     const auto recorder = std::make_shared<ValueRecorder>();
@@ -191,7 +191,7 @@ class BusyHandler final : public ValueHandler {
     Gate gate;
 };
 
-TEST_F(TheNotification, NeverAnswers) {
+TEST_F(TheNotification, ThatIsLostDoesNotCallTheHandler) {
     Integer access(BRIGHTNESS, recorder);
     ASSERT_EQ(access.connect(0), 0);
     setFault(BRIGHTNESS, &KeyFaults::dropNotifications, 1U);
@@ -203,7 +203,7 @@ TEST_F(TheNotification, NeverAnswers) {
     EXPECT_TRUE(recorder->heard.waitFor("61"));
 }
 
-TEST_F(TheNotification, AnswersTwice) {
+TEST_F(TheNotification, ThatIsRepeatedCallsTheHandlerTwice) {
     Integer access(BRIGHTNESS, recorder);
     ASSERT_EQ(access.connect(0), 0);
     setFault(BRIGHTNESS, &KeyFaults::repeatNotifications, 1U);
@@ -215,7 +215,7 @@ TEST_F(TheNotification, AnswersTwice) {
     EXPECT_THAT(recorder->heard.all(), ElementsAre("60", "60", "61"));
 }
 
-TEST_F(TheNotification, IsOutOfOrder) {
+TEST_F(TheNotification, CallsTheHandlerInTheOrderOfArrival) {
     Integer access(BRIGHTNESS, recorder);
     ASSERT_EQ(access.connect(0), 0);
     model.holdNotifications();
@@ -228,7 +228,7 @@ TEST_F(TheNotification, IsOutOfOrder) {
     EXPECT_TRUE(recorder->heard.waitFor("63"));
 }
 
-TEST_F(TheNotification, IsOfAnotherType) {
+TEST_F(TheNotification, OfAnotherTypeCountsAs0) {
     class LastInt final : public ValueHandler {
       public:
         void onNewValue(const ValueObject& value) override {
@@ -260,7 +260,7 @@ TEST_F(TheNotification, IsOfAnotherType) {
     EXPECT_TRUE(sources.waitFor(std::to_string(SOURCE_TYPE_HDMI)));
 }
 
-TEST_F(TheNotification, IsFull) {
+TEST_F(TheNotification, ThatArrivesDuringACallbackIsNotLost) {
     constexpr int changes = 300;
     const auto handler = std::make_shared<BusyHandler>();
     Integer access("test.busy", handler);
@@ -279,7 +279,7 @@ TEST_F(TheNotification, IsFull) {
     EXPECT_TRUE(handler->heard.waitFor("-1"));
 }
 
-TEST_F(TheNotification, HasAnotherGeometry) {
+TEST_F(TheNotification, WithoutTheEncryptionFlagCallsNoCallback) {
     SystemInfo info;
     Heard encrypted;
     info.registerCallBackStreamEncrypted(
@@ -299,7 +299,7 @@ TEST_F(TheNotification, HasAnotherGeometry) {
 
 class TheAction : public FaultTest {};
 
-TEST_F(TheAction, IsLate) {
+TEST_F(TheAction, ReturnsTrueAfterALateAnswer) {
     SourceSwitchAccessImpl access;
     setFault<std::chrono::milliseconds>(SWITCH_ACTION, &KeyFaults::notificationDelay, DELAY);
     const auto start = Clock::now();
@@ -329,7 +329,7 @@ class OnATable : public FaultTest {
 
 class TheTable : public OnATable {};
 
-TEST_F(TheTable, IsLate) {
+TEST_F(TheTable, IsConnectedOnceItIsAvailable) {
     model.withdraw(CHANNELS);
     TableAccess table(CHANNELS);
     auto connecting = std::async(std::launch::async, [&] { return table.connect(60000); });
@@ -339,7 +339,7 @@ TEST_F(TheTable, IsLate) {
     EXPECT_NE(table.getAccess(), nullptr);
 }
 
-TEST_F(TheTable, AnswersTwice) {
+TEST_F(TheTable, NotifiesTwiceOfARepeatedUpdate) {
     const auto iterator = open();
     const auto updates = [this] { return log.countEnter("table_access.cpp", "notifyUpdate"); };
     setFault(CHANNELS, &KeyFaults::repeatNotifications, 1U);
@@ -352,7 +352,7 @@ TEST_F(TheTable, AnswersTwice) {
     EXPECT_EQ(updates(), 3U);
 }
 
-TEST_F(TheTable, IsFull) {
+TEST_F(TheTable, MayHave5000Rows) {
     const auto iterator = open();
     model.setRows(CHANNELS, simulated::Rows(5000, {"1", "One"}));
     EXPECT_EQ(iterator->getIterator()->requestTotalCount(), 0);
@@ -362,7 +362,7 @@ TEST_F(TheTable, IsFull) {
     EXPECT_TRUE(recorder->heard.waitFor("total 1"));
 }
 
-TEST_F(TheTable, HasAnotherGeometry) {
+TEST_F(TheTable, FillsMissingColumnsWithEmptyTexts) {
     const auto iterator = open();
     model.setRows(CHANNELS, {{"1"}, {"2", "Two"}});
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
@@ -373,7 +373,7 @@ TEST_F(TheTable, HasAnotherGeometry) {
 
 class TheIterator : public OnATable {};
 
-TEST_F(TheIterator, IsLate) {
+TEST_F(TheIterator, AnswersAfterTheRequestHasReturned) {
     const auto iterator = open();
     setFault<std::chrono::milliseconds>(CHANNELS, &KeyFaults::notificationDelay, DELAY);
     const auto start = Clock::now();
@@ -385,7 +385,7 @@ TEST_F(TheIterator, IsLate) {
     EXPECT_TRUE(recorder->heard.waitFor("row 1,First"));
 }
 
-TEST_F(TheIterator, NeverAnswers) {
+TEST_F(TheIterator, AnswersTheRequestAfterALostOne) {
     const auto iterator = open();
     setFault(CHANNELS, &KeyFaults::dropNotifications, 1U);
     EXPECT_EQ(iterator->getIterator()->requestTotalCount(), 0);
@@ -394,7 +394,7 @@ TEST_F(TheIterator, NeverAnswers) {
     EXPECT_EQ(recorder->heard.count(), 1U);
 }
 
-TEST_F(TheIterator, AnswersTwice) {
+TEST_F(TheIterator, PassesARepeatedAnswerTwice) {
     const auto iterator = open();
     setFault(CHANNELS, &KeyFaults::repeatNotifications, 1U);
     EXPECT_EQ(iterator->getIterator()->requestTotalCount(), 0);
@@ -405,7 +405,7 @@ TEST_F(TheIterator, AnswersTwice) {
     EXPECT_THAT(recorder->heard.all(), ElementsAre("total 5", "total 5", "row 1,First"));
 }
 
-TEST_F(TheIterator, IsOutOfOrder) {
+TEST_F(TheIterator, PassesAnswersInTheOrderOfArrival) {
     const auto iterator = open();
     model.holdNotifications();
     EXPECT_EQ(iterator->getIterator()->requestTotalCount(), 0);
@@ -418,7 +418,7 @@ TEST_F(TheIterator, IsOutOfOrder) {
     EXPECT_TRUE(recorder->heard.waitFor("cursor 2"));
 }
 
-TEST_F(TheIterator, HasAnotherGeometry) {
+TEST_F(TheIterator, ReadsMissingColumnsAsEmptyTexts) {
     {
         const auto iterator = open({0, 99, -1});
         EXPECT_EQ(iterator->getIterator()->readRow(), 0);
@@ -439,7 +439,7 @@ class TheApplicationManager : public FaultTest {
     simulated::ApplicationManager& manager = television.applications();
 };
 
-TEST_F(TheApplicationManager, IsLate) {
+TEST_F(TheApplicationManager, NotifiesAfterTheCallbackOfAnotherService) {
     struct Slow {
         Gate gate;
         Heard heard;
@@ -461,7 +461,7 @@ TEST_F(TheApplicationManager, IsLate) {
     EXPECT_TRUE(service.heard.waitFor("4"));
 }
 
-TEST_F(TheApplicationManager, AnswersTwice) {
+TEST_F(TheApplicationManager, PassesARepeatedNotificationTwice) {
     Service service("twice");
     for (int i = 0; i < 2; ++i) manager.tell(Lifecycle::STR_SUSPEND, "url");
     EXPECT_TRUE(service.heard.waitFor("7", 2));
@@ -471,7 +471,7 @@ TEST_F(TheApplicationManager, AnswersTwice) {
     EXPECT_TRUE(service.heard.waitFor("8"));
 }
 
-TEST_F(TheApplicationManager, IsOutOfOrder) {
+TEST_F(TheApplicationManager, PassesNotificationsInTheOrderOfArrival) {
     Service service("backwards");
     manager.tell(Lifecycle::RESUME, "url");
     manager.tell(Lifecycle::SUSPEND, "url");
@@ -485,7 +485,7 @@ TEST_F(TheApplicationManager, IsOutOfOrder) {
 
 class TheThreadCreation : public FaultTest {};
 
-TEST_F(TheThreadCreation, Refuses) {
+TEST_F(TheThreadCreation, ThatFailsMakesASetReturnMinusOne) {
     SystemSetting setting;
     television.threads().fail(1);
     EXPECT_EQ(setting.setVideoBrightness(60), -1);
@@ -495,7 +495,7 @@ TEST_F(TheThreadCreation, Refuses) {
     EXPECT_EQ(setting.getVideoBrightness(), 60);
 }
 
-TEST_F(TheThreadCreation, IsFull) {
+TEST_F(TheThreadCreation, ThatFailsForATunerValueKeepsTheEarlierOnes) {
     SystemSetting setting;
     std::vector<int> values{1, 10, 20, 30};
     television.threads().fail(1, 2);
@@ -514,7 +514,7 @@ TEST_F(TheThreadCreation, IsFull) {
 
 class TheDebugOutput : public FaultTest {};
 
-TEST_F(TheDebugOutput, Refuses) {
+TEST_F(TheDebugOutput, PrintsNothingIfNoLevelIsOn) {
     using Verbosity = simulated::DebugOutput::Verbosity;
     model.withdraw(BRIGHTNESS);
     television.debugOutput().setVerbosity(Verbosity::ERROR);
@@ -529,7 +529,7 @@ TEST_F(TheDebugOutput, Refuses) {
     EXPECT_TRUE(log.waitFor("Failed 7", 1, 0s));
 }
 
-TEST_F(TheDebugOutput, IsLate) {
+TEST_F(TheDebugOutput, DelaysTheThreadThatLogs) {
     Gate gate;
     Heard entered;
     television.debugOutput().setSink([&](unsigned, const std::string& line) {
@@ -547,7 +547,7 @@ TEST_F(TheDebugOutput, IsLate) {
     EXPECT_EQ(Integer(BRIGHTNESS).connect(0), 0);
 }
 
-TEST_F(TheDebugOutput, IsFull) {
+TEST_F(TheDebugOutput, DoesNotAffectResultsIfItCannotBeWritten) {
     television.debugOutput().setSink(nullptr);  // without a sink, it prints to stderr
     model.withdraw(BRIGHTNESS);
     const int saved = dup(STDERR_FILENO);

@@ -31,8 +31,8 @@ class DeathTest : public tests::RemoteTest {
         switchOn();
     }
 
-    // Waits until the client has noticed the end of the television: reads then fail.
-    void die() {
+    // Kills the television and waits until the client has noticed it: reads then fail.
+    void killTelevision() {
         String probe(HDR_TYPE);
         std::string text;
         EXPECT_EQ(probe.getValue(text), 0);
@@ -63,16 +63,16 @@ class TheTable : public DeathTest {};
 class TheIterator : public DeathTest {};
 class TheApplicationManager : public DeathTest {};
 
-TEST_F(TheProcessFramework, Dies) {
-    die();
+TEST_F(TheProcessFramework, KeepsItsRootWhenTheTelevisionIsKilled) {
+    killTelevision();
     EXPECT_NE(ValueAccessBase::getRootInterface(), nullptr);
     EXPECT_EQ(Integer(BRIGHTNESS).connect(0), 5);
     switchOn();
     EXPECT_EQ(Integer(BRIGHTNESS).connect(0), 0);
 }
 
-TEST_F(TheSubscription, Dies) {
-    die();
+TEST_F(TheSubscription, FailsUntilTheTelevisionIsRestarted) {
+    killTelevision();
     Integer access(BRIGHTNESS);
     EXPECT_EQ(access.connect(0), 5);
     EXPECT_EQ(log.withMessage("Failed 7\n").size(), 1U);
@@ -81,10 +81,10 @@ TEST_F(TheSubscription, Dies) {
     EXPECT_EQ(connecting.get(), 0);
 }
 
-TEST_F(TheTypeQuery, Dies) {
+TEST_F(TheTypeQuery, Returns0AfterTheTelevisionIsKilled) {
     Integer access(BRIGHTNESS);
     ASSERT_EQ(access.connect(0), 0);
-    die();
+    killTelevision();
     EXPECT_EQ(access.getType(), lomodelapi::OBJECT_TYPE_NONE);
     switchOn();
     EXPECT_EQ(access.getType(), lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER);
@@ -93,15 +93,15 @@ TEST_F(TheTypeQuery, Dies) {
     EXPECT_EQ(value, 50);
 }
 
-TEST_F(TheRead, Dies) {
+TEST_F(TheRead, FailsAfterTheTelevisionIsKilled) {
     SystemInfo info;
     SystemSetting setting;
     String access(HDR_TYPE);
     ASSERT_EQ(access.connect(0), 0);
-    die();
-    std::string text = "as it was";
+    killTelevision();
+    std::string text = "unchanged";
     EXPECT_NE(access.getValue(text), 0);
-    EXPECT_EQ(text, "as it was");
+    EXPECT_EQ(text, "unchanged");
     EXPECT_EQ(info.getVideoInfoHDRType(), VIDEO_INFO_HDR_TYPE_UNKNOWN);
     EXPECT_FALSE(info.getAIPQSupported());
     EXPECT_EQ(setting.getVideoBrightness(), -1);
@@ -111,11 +111,11 @@ TEST_F(TheRead, Dies) {
     EXPECT_EQ(setting.getVideoBrightness(), 50);
 }
 
-TEST_F(TheWrite, Dies) {
+TEST_F(TheWrite, FailsAfterTheTelevisionIsKilled) {
     SystemSetting setting;
     Integer access(BRIGHTNESS);
     ASSERT_EQ(access.connect(0), 0);
-    die();
+    killTelevision();
     EXPECT_NE(access.setValue(60), 0);
     log.clear();
     EXPECT_EQ(setting.setVideoBrightness(60), 0);
@@ -128,11 +128,11 @@ TEST_F(TheWrite, Dies) {
     EXPECT_TRUE(log.waitFor("set video brightness successed."));
 }
 
-TEST_F(TheNotification, Dies) {
+TEST_F(TheNotification, ArrivesAgainAfterARestartOfTheTelevision) {
     const auto recorder = std::make_shared<ValueRecorder>();
     Integer access(BRIGHTNESS, recorder);
     ASSERT_EQ(access.connect(0), 0);
-    die();
+    killTelevision();
     switchOn();
     EXPECT_EQ(television.subscribers(BRIGHTNESS), 1U);
     EXPECT_EQ(recorder->heard.count(), 0U);
@@ -140,31 +140,31 @@ TEST_F(TheNotification, Dies) {
     EXPECT_TRUE(recorder->heard.waitFor("60"));
 }
 
-TEST_F(TheAction, Dies) {
+TEST_F(TheAction, ReturnsFalseAfterTheTelevisionIsKilled) {
     SourceSwitchAccessImpl access;
     ASSERT_TRUE(access.setChannelNext());
     television.setFault(SWITCH_ACTION, "key.never_answer", 1);
     auto waiting = std::async(std::launch::async, [&] { return access.setChannelNext(); });
     EXPECT_TRUE(log.waitFor("waiting result ...  001", 2));
-    die();
+    killTelevision();
     EXPECT_FALSE(waiting.get());
     EXPECT_FALSE(access.setChannelPrev());
     switchOn();
     EXPECT_TRUE(access.setChannelNext());
 }
 
-TEST_F(TheTable, Dies) {
+TEST_F(TheTable, CannotBeOpenedUntilTheTelevisionIsRestarted) {
     IteratorAccess iterator(CHANNELS, rows, {0, 3}, {}, {0}, {});
-    die();
+    killTelevision();
     EXPECT_EQ(iterator.create(), 4);
     switchOn();
     EXPECT_EQ(iterator.create(), 0);
     EXPECT_TRUE(rows->heard.waitForBeginning("ready"));
 }
 
-TEST_F(TheIterator, Dies) {
+TEST_F(TheIterator, IsRestoredWithTheTelevision) {
     const auto iterator = open();
-    die();
+    killTelevision();
     rows->heard.forget();
     EXPECT_NE(iterator->getIterator()->readRow(), 0);
     EXPECT_EQ(rows->heard.count(), 0U);
@@ -174,9 +174,9 @@ TEST_F(TheIterator, Dies) {
     EXPECT_TRUE(rows->heard.waitFor("row 1,First"));
 }
 
-TEST_F(TheApplicationManager, Dies) {
+TEST_F(TheApplicationManager, RestoresRegistrationsWithTheTelevision) {
     Service service("aipq");
-    die();
+    killTelevision();
     EXPECT_FALSE(SystemState("another").registerApp());
     switchOn();
     EXPECT_TRUE(eventually([&] { return television.applications() == std::vector<std::string>{"aipq"}; }));
