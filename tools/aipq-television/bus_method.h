@@ -1,5 +1,5 @@
-// Methods of objects on the bus. They run on workers, since they may take long and the line's thread must
-// not.
+// Methods of objects on the bus. A method may take long, so it runs on a worker: the connection's thread must
+// not be blocked.
 #ifndef AIPQ_TELEVISION_BUS_METHOD_H
 #define AIPQ_TELEVISION_BUS_METHOD_H
 
@@ -17,14 +17,14 @@
 
 namespace television::bus {
 
-// The errors that methods and properties answer with.
+// The D-Bus errors that methods and properties return.
 constexpr char WRONG_VALUE[] = "aipq.television.Error.WrongValue";
 constexpr char OUT_OF_RANGE[] = "aipq.television.Error.OutOfRange";
 constexpr char REFUSED[] = "aipq.television.Error.Refused";
 
 [[noreturn]] inline void refuse(const char* name, const std::string& what) { throw sdbus::Error(name, what); }
 
-// What the television throws, as errors of the bus.
+// Runs `act` and converts the television's exceptions to D-Bus errors.
 template <typename Act>
 auto asBusErrors(Act act) {
     try {
@@ -64,13 +64,14 @@ class MethodAdder {
     MethodAdder(sdbus::IObject& object, std::string interface, remote::Line& line, WorkerPool& workers)
         : m_object(object), m_interface(std::move(interface)), m_line(line), m_workers(workers) {}
 
-    // `handler(in...)` returns a tuple of the answers.
+    // `handler(in...)` returns a tuple of the method's results.
     template <typename... In, typename Handler>
     void add(const char* name, const Names& names, Handler handler) {
         addFor<In...>(name, names, [handler](const std::string&) { return handler; });
     }
 
-    // `handlerFor(caller)` is asked on the line's thread, in the order in which calls come, for the handler.
+    // Calls `handlerFor(caller)` on the connection's thread, in the order of the calls. It returns the
+    // handler.
     template <typename... In, typename HandlerFor>
     void addFor(const char* name, const Names& names, HandlerFor handlerFor) {
         using Out = std::invoke_result_t<std::invoke_result_t<HandlerFor, std::string>, In...>;

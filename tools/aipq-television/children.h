@@ -7,18 +7,18 @@
 
 namespace television {
 
-// Starts a child process, to which the kernel sends `signalAtEnd` when the calling thread ends. Returns 0 in
-// the child. Throws std::runtime_error.
+// Starts a child process. The kernel sends it `signalAtEnd` when the calling thread ends. Returns 0 in the
+// child. Throws std::runtime_error.
 pid_t startChild(int signalAtEnd);
 
-// The children of this process.
+// Returns the children of this process.
 std::vector<pid_t> children();
 
-// From now on, a descendant whose parent ends becomes this process's child.
+// From now on, an orphaned descendant becomes a child of this process.
 void adoptOrphans();
 
-// Kills all descendants of this process except its children `spared` and their descendants. Ignores
-// descendants that it has no right to kill. Call adoptOrphans() first.
+// Kills all descendants of this process except its children `spared` and their descendants. Ignores a
+// descendant that this process must not signal. Call adoptOrphans() first.
 void killDescendants(const std::vector<pid_t>& spared);
 
 }  // namespace television

@@ -83,7 +83,7 @@ std::tuple<std::int32_t> ClientSession::disconnect(std::uint32_t number) {
         if (found == m_subscriptions.end()) return {STATUS_UNAVAILABLE};
         ended = found->second;
         m_subscriptions.erase(found);
-        // The model closes them with the subscription; they must live until then.
+        // The model closes the iterators when their subscription ends; their observers must live until then.
         std::erase_if(m_iterators, [&](const auto& entry) {
             if (entry.second->subscription != number) return false;
             iterators.push_back(entry.second);

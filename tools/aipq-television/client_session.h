@@ -18,7 +18,7 @@
 
 namespace television {
 
-// What one client has: its subscriptions, iterators and applications.
+// The subscriptions, iterators and applications of one client.
 class ClientSession {
   public:
     ClientSession(simulated::Television& television, remote::Line& line, sdbus::IObject& object,
@@ -40,12 +40,13 @@ class ClientSession {
     std::tuple<std::int32_t> iterate(std::uint32_t number, const std::string& operation, int argument,
                                      const std::string& text);
 
-    // Null if the client is gone.
+    // Returns null if the client has left the bus.
     boost::shared_ptr<RemoteApplication> addApplication(const std::string& name);
     void removeApplication(const std::string& name);
     void answer(std::uint32_t ticket, int answer);
 
-    // Disconnects and releases everything, because the client is gone. Returns the names of its applications.
+    // Disconnects and releases everything after the client has left the bus. Returns the names of its
+    // applications.
     std::vector<std::string> end();
 
   private:

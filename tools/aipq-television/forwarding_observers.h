@@ -13,8 +13,8 @@
 
 namespace television {
 
-// Forwards the notifications of one subscription. It observes every type; the client decides which ones it
-// understands.
+// Forwards the notifications of one subscription. It observes every type; the client decides which types it
+// handles.
 class ForwardingObserver final : public lomodelapi::ObserverNumericInteger,
                                  public lomodelapi::ObserverNumericInt64,
                                  public lomodelapi::ObserverString,

@@ -30,12 +30,12 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// How long the command and the television may take to end after SIGTERM. The television itself waits ten
+// The time that the command and the television have to end after SIGTERM. The television itself waits ten
 // seconds for its video pipeline.
 constexpr milliseconds COMMAND_LIMIT{5000};
 constexpr milliseconds TELEVISION_LIMIT{15000};
 
-// The lines that the television sends to its keeper. A text follows TROUBLE and END.
+// The messages from the television to its keeper, one a line. A text follows TROUBLE and END.
 constexpr char READY[] = "ready";
 constexpr char TROUBLE[] = "trouble ";  // a problem that does not end the television
 constexpr char END[] = "end ";          // the reason for its end
@@ -98,7 +98,7 @@ class OwnTelevision {
 
     void beReady() const {
         if (!logIsComplete()) {
-            // Another line fails, too, and sets errno.
+            // Writing another line fails, too, and sets errno.
             std::puts("");
             std::fflush(stdout);
             throw BadFile("cannot write the log " + m_run.logName + ": " + std::strerror(errno));
@@ -115,7 +115,7 @@ class OwnTelevision {
     void send(std::string line) const {
         std::replace(line.begin(), line.end(), '\n', ' ');
         line += '\n';
-        // This fails only if the keeper has ended. The kernel then kills this process.
+        // Writing fails only if the keeper has ended. The kernel then kills this process.
         [[maybe_unused]] const ssize_t written = ::write(m_keeper, line.data(), line.size());
     }
 
@@ -162,8 +162,8 @@ class Keeper {
         m_signals = ::signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK);
     }
 
-    // Changes the name and the command line that lists of processes show for this process. Both are the
-    // caller's otherwise.
+    // Sets the process name and the command line that process lists show. Without it, both are those of the
+    // caller.
     void rename(const char* name) const {
         ::prctl(PR_SET_NAME, name);
         std::size_t length = 0;
@@ -175,10 +175,10 @@ class Keeper {
 
     bool callerIsGone() const { return ::getppid() != m_caller; }
 
-    // Starts a process in the caller's process group that lives until the keeper ends. The kernel sends
-    // SIGHUP to a process group in which a process is stopped when the last process ends whose parent is
-    // outside of the group. The command, a child of the keeper, could be that last process. The anchor leaves
-    // the group before it ends.
+    // Starts the anchor: a process in the caller's process group that lives until the keeper ends. When a
+    // process ends that was the last one in the group with a parent outside it, the kernel sends SIGHUP to a
+    // group with a stopped process. The command, a child of the keeper, could be that process. The anchor
+    // leaves the group before it ends.
     void startAnchor() {
         const std::array<int, 2> pipe = makePipe();
         m_anchor = startChild(0);
@@ -201,7 +201,7 @@ class Keeper {
     }
 
     void startTelevision() {
-        // For the television and for the command.
+        // The television and the command inherit the variable.
         ::setenv(remote::FOLDER_VARIABLE, m_folder.path().c_str(), 1);
         ::setenv("AIPQ_TV", remote::placeFrom(remote::DEFAULT_NAME).address.c_str(), 1);
         const std::array<int, 2> pipe = makePipe();
@@ -251,7 +251,7 @@ class Keeper {
     void waitForEvent() {
         std::array<pollfd, 2> fds{{{m_signals, POLLIN, 0}, {m_fromTelevision, POLLIN, 0}}};
         ::poll(fds.data(), fds.size(), -1);
-        // Signals first: the terminal did not send them to a command that starts only now.
+        // Handle earlier signals first: the terminal did not send them to a command that starts only now.
         handleSignals();
         readTelevision();
     }
@@ -299,7 +299,7 @@ class Keeper {
         ssize_t count = 0;
         while ((count = ::read(m_fromTelevision, part.data(), part.size())) > 0)
             m_input.append(part.data(), static_cast<std::size_t>(count));
-        // The television has ended; SIGCHLD announces that.
+        // The television has closed the pipe. SIGCHLD reports its end.
         if (count == 0) m_fromTelevision = -1;
         for (std::size_t end = 0; (end = m_input.find('\n')) != std::string::npos; m_input.erase(0, end + 1))
             handleLine(m_input.substr(0, end));
@@ -324,8 +324,8 @@ class Keeper {
         if (status && *m_exitCode == EXIT_DONE) m_exitCode = exitCodeOf(*status);
     }
 
-    // Sends SIGTERM. Returns the child's wait status; none if it does not end in time, or if the caller has
-    // ended.
+    // Sends SIGTERM and returns the child's wait status. Returns nothing if the child does not end in time,
+    // or if the caller has ended.
     std::optional<int> terminate(pid_t child, milliseconds timeout) const {
         ::kill(child, SIGTERM);
         const auto limit = Clock::now() + timeout;

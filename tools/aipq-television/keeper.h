@@ -22,18 +22,18 @@ struct Run {
     std::vector<std::string> command;
     char** words;  // the program's own command line
     pid_t group;   // the process group of the caller and of the command
-    // For the command: those that the caller started with.
+    // The command's signal mask: the mask with which the caller was started.
     sigset_t signalMask;
     void (*childAction)(int);
 };
 
-// The signals that the caller forwards to the keeper, by sigqueue() with one of these values.
+// The signals that the caller forwards to the keeper. It calls sigqueue() with one of these values.
 sigset_t forwardedSignals();
 constexpr int FOR_COMMAND = 1;
 constexpr int COMMAND_HAS_IT = 2;  // the terminal sent it to the whole process group
 
-// The keeper's process (run_command.h). It is a child of `caller`, and gets SIGCHLD when `caller` ends.
-// Returns the exit code of the run.
+// Runs the keeper process (see run_command.h), a child of `caller`. The keeper receives SIGCHLD when `caller`
+// ends. Returns the exit code of the run.
 int keep(const Run& run, const RunFolder& folder, pid_t caller);
 
 }  // namespace television

@@ -1,4 +1,4 @@
-// The simulated television as a process of its own, for any number of clients.
+// The simulated television as a separate process, for any number of clients.
 #include <signal.h>
 
 #include <CLI/CLI.hpp>
@@ -24,25 +24,25 @@ namespace {
 struct Options {
     TelevisionOptions own;
 
-    // Of run.
+    // Options of `run`.
     std::string scenario;
     std::string log;
 
-    // Of the commands to a television that runs.
+    // Options of the commands for a running television.
     std::string television;
     std::string file;
     std::string title;
     double speed = 1;
 };
 
-// The television that AIPQ_TV names, for commands to one that runs.
+// The television that AIPQ_TV names: the default for commands for a running television.
 std::string televisionOfEnvironment() {
     const char* const text = std::getenv("AIPQ_TV");
     const bool named = text != nullptr && *text != '\0' && std::string(text) != remote::EMBEDDED;
     return named ? text : remote::DEFAULT_NAME;
 }
 
-// Removes "--" and the words behind it, and returns those: CLI11 would change some of them.
+// Removes "--" and the words after it, and returns these words: CLI11 would change some of them.
 std::vector<std::string> takeCommand(std::vector<std::string>& words) {
     const auto mark = std::find(words.begin(), words.end(), "--");
     if (mark == words.end()) return {};
@@ -77,7 +77,7 @@ CLI::App* addRun(CLI::App& app, Options& options) {
     return run;
 }
 
-// Prints the help if the error is a request for it, otherwise one line.
+// Prints the help if the user requested it; otherwise prints the error in one line.
 int reportUsage(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
     const std::string what = error.what();

@@ -33,7 +33,7 @@ void enterOwnUserNamespace() {
     const std::string user = mapping(::geteuid());
     const std::string group = mapping(::getegid());
     if (::unshare(CLONE_NEWUSER) != 0) fail("create a user namespace");
-    // The kernel lets an ordinary user map a group only after this.
+    // Without this, the kernel does not let an unprivileged user map a group.
     write("/proc/self/setgroups", "deny");
     write("/proc/self/uid_map", user);
     write("/proc/self/gid_map", group);

@@ -9,9 +9,9 @@ struct NoNamespace : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Moves this process into a new IPC namespace. Without the right to do so, moves it into a new user namespace
-// first, in which its user and its group keep their numbers. Call it before any thread is started. Throws
-// NoNamespace with what is missing.
+// Moves this process into a new IPC namespace. If it lacks the right, it first enters a new user namespace in
+// which its user and group keep their IDs. Call it before any thread is started. Throws NoNamespace, which
+// says what is missing.
 void enterOwnIpcNamespace();
 
 }  // namespace television

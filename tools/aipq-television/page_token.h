@@ -5,9 +5,9 @@
 
 namespace television {
 
-// The token of the page of the television `name`: it stays the same when the television starts again, so that
-// an open page goes on. It is in a file beside the television's socket, which only this user can read. Throws
-// std::runtime_error.
+// Returns the access token of the page of the television `name`. The token does not change when the
+// television restarts, so an open page reconnects. It is stored in a file beside the television's socket that
+// only this user can read. Throws std::runtime_error.
 std::string pageToken(const std::string& name);
 
 }  // namespace television

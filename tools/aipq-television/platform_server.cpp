@@ -36,7 +36,7 @@ PlatformServer::PlatformServer(simulated::Television& television, Line& line, Wo
         sdbus::floating_slot);
 }
 
-// The television outlives the sessions, so it must not notify them any more.
+// The television outlives the sessions; it must stop notifying them here.
 PlatformServer::~PlatformServer() {
     while (!m_sessions.empty()) clientLeft(std::string(m_sessions.begin()->first));
 }

@@ -1,5 +1,5 @@
-// Serves the platform library of other processes: the television's model, framework and application manager
-// over the bus, call by call as remote/protocol.h lists them.
+// Serves the platform library of other processes: provides the television's model, framework and application
+// manager over the bus. remote/protocol.h lists the calls.
 #ifndef AIPQ_TELEVISION_PLATFORM_SERVER_H
 #define AIPQ_TELEVISION_PLATFORM_SERVER_H
 
@@ -18,14 +18,14 @@ namespace television {
 
 class PlatformServer {
   public:
-    // To be made before the line's thread is started. All of them must outlive it.
+    // Create it before starting the connection's thread. All arguments must outlive it.
     PlatformServer(simulated::Television& television, remote::Line& line, WorkerPool& workers);
     ~PlatformServer();
     PlatformServer(const PlatformServer&) = delete;
     PlatformServer& operator=(const PlatformServer&) = delete;
 
   private:
-    // Registers a method whose `handler(session, in...)` runs on a worker and returns a tuple of the answers.
+    // Registers a method. Its `handler(session, in...)` runs on a worker and returns a tuple of the results.
     template <typename... In, typename Handler>
     void serve(const char* name, Handler handler);
     void serveModel();
@@ -44,10 +44,10 @@ class PlatformServer {
     std::mutex m_mutex;
     std::map<std::string, std::shared_ptr<ClientSession>> m_sessions;
 
-    // Apart from m_mutex, for which the line's thread waits: this one is held while the application manager
-    // waits for an application.
+    // Not m_mutex, for which the connection's thread waits: this mutex stays locked while the application
+    // manager waits for an application.
     std::mutex m_registrationMutex;
-    // The session that receives the notifications of an application: the last one that registered it.
+    // For each application, the session that receives its notifications: the last session that registered it.
     std::map<std::string, const ClientSession*> m_registrations;
 };
 

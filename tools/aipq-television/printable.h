@@ -6,7 +6,7 @@
 
 namespace television {
 
-// Texts with what is not UTF-8 replaced: a text of the bus must be UTF-8.
+// Replaces bytes that are not UTF-8, because a D-Bus string must be UTF-8.
 std::string printable(const std::string& text);
 std::vector<std::string> printable(const std::vector<std::string>& texts);
 std::vector<std::vector<std::string>> printable(const std::vector<std::vector<std::string>>& rows);

@@ -33,7 +33,7 @@ void makeFolderOf(const std::string& socket) {
     const std::string folder = folderOf(socket);
     if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
         fail("the folder " + folder + " cannot be made", errno);
-    // In /tmp, another user may have created it.
+    // In /tmp, another user may have created the folder.
     struct stat status {};
     if (::lstat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != ::geteuid() ||
         (status.st_mode & 077U) != 0)
@@ -79,7 +79,8 @@ void PrivateBus::lock(const std::string& name) {
             throw std::runtime_error("a television '" + name +
                                      "' runs already: use it, end it, or give this one another --name");
         }
-        // A television that was ending may have removed the file since: another one can then lock a new file.
+        // A television that was ending may have removed the file since. Another television can then lock a
+        // new file.
         struct stat locked {};
         struct stat current {};
         if (::fstat(m_lock, &locked) == 0 && ::stat(path.c_str(), &current) == 0 &&
@@ -119,16 +120,17 @@ void PrivateBus::startDaemon() {
     if (::pipe2(ready.data(), O_CLOEXEC) != 0) fail("cannot create a pipe", errno);
     const std::string configuration = "--config-file=" + m_socket + ".conf";
     const std::string printAddress = "--print-address=" + std::to_string(ready[1]);
-    // SIGKILL: while the daemon of a killed television ends by itself, it may remove the next one's socket.
+    // SIGKILL: a daemon that shuts down by itself after its television was killed may remove the next one's
+    // socket.
     m_daemon = startChild(SIGKILL);
     if (m_daemon == 0) {
-        // A Ctrl-C for the television does not reach the daemon.
+        // Ctrl-C in the television's terminal must not reach the daemon.
         ::setpgid(0, 0);
         sigset_t none;
         ::sigemptyset(&none);
         ::sigprocmask(SIG_SETMASK, &none, nullptr);
         ::fcntl(ready[1], F_SETFD, 0);
-        // Its messages name connections, and limits that it has no right to raise.
+        // The daemon reports connections, and limits that it has no right to raise. Discard these messages.
         ::dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO);
         ::execlp("dbus-daemon", "dbus-daemon", configuration.c_str(), "--nofork", "--nopidfile", "--nosyslog",
                  printAddress.c_str(), static_cast<char*>(nullptr));

@@ -1,4 +1,4 @@
-// A bus of the television's own: a dbus-daemon that ends with it.
+// The television's private bus: a dbus-daemon that ends with the television.
 #ifndef AIPQ_TELEVISION_PRIVATE_BUS_H
 #define AIPQ_TELEVISION_PRIVATE_BUS_H
 
@@ -8,14 +8,14 @@
 
 namespace television {
 
-// Makes the folder of a television's socket, if it is not there. Throws std::runtime_error with what to do if
-// that is not possible, or if others can enter it.
+// Creates the folder of a television's socket if it does not exist. Throws std::runtime_error, which says
+// what to do, if that fails or if other users can enter the folder.
 void makeFolderOf(const std::string& socket);
 
 class PrivateBus {
   public:
-    // Starts it for the television `name`, in a folder that only this user can enter. Throws
-    // std::runtime_error with what to do if that is not possible, or if such a television runs already.
+    // Starts the daemon for the television `name`, in a folder that only this user can enter. Throws
+    // std::runtime_error, which says what to do, if that fails or if a television of this name already runs.
     explicit PrivateBus(const std::string& name);
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;

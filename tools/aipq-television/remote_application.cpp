@@ -10,7 +10,7 @@ namespace television {
 
 namespace {
 
-// How long the application manager waits for an application of another process before it goes on to the next.
+// The time that the application manager waits for one application of another process.
 constexpr auto ANSWER_LIMIT = std::chrono::seconds(5);
 
 }  // namespace

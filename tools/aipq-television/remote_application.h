@@ -14,15 +14,15 @@
 
 namespace television {
 
-// An application of a client. Forwards the application manager's notifications and waits for the answers.
+// An application of a client. Forwards the application manager's notifications and waits for the replies.
 class RemoteApplication final : public zt::appmanager::AppInterface {
   public:
     RemoteApplication(std::shared_ptr<SignalSender> sender, std::string name);
 
-    // Ends the wait for an answer; nothing waits from now on.
+    // Cancels a wait for a reply, and all later waits.
     void leave();
 
-    // The client's answer to the notification with this ticket.
+    // Receives the client's reply to the notification with this ticket.
     void answer(std::uint32_t ticket, int answer);
 
     int onRunning(const std::string& url, const std::string& param) override;
@@ -45,7 +45,7 @@ class RemoteApplication final : public zt::appmanager::AppInterface {
     std::string getName() override { return m_name; }
 
   private:
-    // Returns the answer; -1 if none comes.
+    // Returns the reply, or -1 without a reply.
     int notify(simulated::Lifecycle notification, const std::string& url,
                const std::string& text = std::string(), int number = 0);
 

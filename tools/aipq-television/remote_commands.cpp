@@ -38,7 +38,8 @@ int noTelevision(const remote::Place& place) {
                       (place.name == remote::DEFAULT_NAME ? "" : " --name " + place.name));
 }
 
-// The scenarios of a running television. Answers and the end of the line wake waitForEnd() by a signal.
+// The scenario interface of a running television. A reply or a lost connection wakes waitForEnd() by a
+// signal.
 class Scenarios {
   public:
     explicit Scenarios(const remote::Place& place)
@@ -60,7 +61,7 @@ class Scenarios {
 
     bool lost() const { return m_lost; }
 
-    // Calls a method; `onAnswer(error, out...)` is called on the line's thread.
+    // Calls a method. `onAnswer(error, out...)` runs on the connection's thread.
     template <typename... In>
     void call(const char* method, sdbus::async_reply_handler onAnswer, const In&... in) {
         try {
@@ -83,7 +84,7 @@ class Scenarios {
     std::atomic<bool> m_lost{false};
 };
 
-// A file that a recording is written to as it grows: at any moment it is whole.
+// The file of a growing recording. The file is a complete scenario at any time.
 class Recording {
   public:
     explicit Recording(std::string file) : m_file(std::move(file)) {}
@@ -93,7 +94,8 @@ class Recording {
     Recording(const Recording&) = delete;
     Recording& operator=(const Recording&) = delete;
 
-    // The first text replaces the file, the others are added to it. False if that fails; error() says why.
+    // The first text replaces the file; later texts are appended. Returns false on failure; error() has the
+    // reason.
     bool add(const std::string& text) {
         if (m_error != 0) return false;
         if (m_fd == -1) {
@@ -108,7 +110,7 @@ class Recording {
     int error() const { return m_error; }
 
   private:
-    // A regular file is replaced once the new one has its first text; another one is written to.
+    // Replaces a regular file, after the new file has its first text. Writes directly to any other file.
     void begin(const std::string& text) {
         std::error_code none;
         const bool isOther = fs::exists(m_file, none) && !fs::is_regular_file(m_file, none);
@@ -126,7 +128,7 @@ class Recording {
         m_begun = m_error == 0;
     }
 
-    // Half a step is taken back.
+    // Removes an incompletely written step.
     void write(const std::string& text) {
         const off_t size = ::lseek(m_fd, 0, SEEK_CUR);
         for (std::size_t done = 0; done < text.size();) {
@@ -149,7 +151,7 @@ class Recording {
     std::atomic<int> m_error{0};
 };
 
-// The errors of a call, in words and as an exit code.
+// The error of a call: a message and an exit code.
 struct Failure {
     std::string name;
     std::string what;
@@ -162,7 +164,7 @@ int reportFailure(const Failure& failure, const remote::Place& place) {
     return report(EXIT_REFUSED, failure.what);
 }
 
-// Until one of the end signals, or wakeMain(): whether it was an end signal.
+// Waits for one of the end signals or wakeMain(). Returns true for an end signal.
 bool waitForSignal(const sigset_t& endSignals) {
     sigset_t signals = endSignals;
     ::sigaddset(&signals, SIGUSR1);
@@ -178,7 +180,7 @@ void blockWakeUps() {
     ::pthread_sigmask(SIG_BLOCK, &wakeUp, nullptr);
 }
 
-// Calls a method and waits for its answer, however long that takes; the failure, if it is one.
+// Calls a method and waits for its reply without a time limit. Returns the error, if any.
 template <typename Read, typename... In>
 std::optional<Failure> callAndWait(Scenarios& scenarios, const sigset_t& endSignals, const char* method,
                                    Read read, const In&... in) {
@@ -216,7 +218,7 @@ int playScenario(const remote::Place& place, const std::string& file, double spe
     const std::optional<std::string> text = readScenario(file);
     if (!text) return report(EXIT_BAD_FILE, file + " cannot be read");
     try {
-        // The bus carries only texts in UTF-8.
+        // D-Bus carries texts in UTF-8 only.
         simulated::checkText(*text, file);
     } catch (const std::runtime_error& error) {
         return report(EXIT_BAD_FILE, error.what());

@@ -1,4 +1,4 @@
-// What aipq-television does on a television that runs already, as another process.
+// The commands of aipq-television that act on a running television, which is another process.
 #ifndef AIPQ_TELEVISION_REMOTE_COMMANDS_H
 #define AIPQ_TELEVISION_REMOTE_COMMANDS_H
 
@@ -10,14 +10,14 @@
 
 namespace television {
 
-// Both print what they do, and end early with one of `endSignals`, which every thread has blocked. They
-// return an exit code; what is wrong has been said then.
+// Both print their progress, and stop early on one of `endSignals`, which every thread must have blocked.
+// They report errors themselves and return an exit code.
 
-// Plays the scenario in `file` and follows its steps. Nothing is played of a malformed file.
+// Plays the scenario in `file` and prints its steps. A malformed file is rejected before its first step.
 int playScenario(const remote::Place& place, const std::string& file, double speed,
                  const sigset_t& endSignals);
 
-// Records what happens until one of the signals, into `file`.
+// Records events into `file` until one of the signals.
 int recordScenario(const remote::Place& place, const std::string& file, const std::string& title,
                    const sigset_t& endSignals);
 

@@ -6,9 +6,9 @@
 
 namespace television {
 
-// Prints what is wrong. Returns the exit code.
+// Prints an error. Returns the exit code.
 inline int report(int exitCode, const std::string& what) {
-    // One write: the lines of two processes on one terminal do not mix.
+    // A single write keeps the lines of two processes on one terminal apart.
     std::cerr << "aipq-television: " + what + '\n';
     return exitCode;
 }

@@ -21,8 +21,7 @@ namespace television {
 
 namespace {
 
-// Opens the standard streams that are closed, until the command starts. Otherwise other files get their
-// numbers.
+// Opens the closed standard streams until the command starts, so that no other file gets their descriptors.
 void occupyStandardStreams() {
     int fd = -1;
     do {
@@ -47,7 +46,7 @@ int openLog(const std::string& file) {
     return fd;
 }
 
-// Stops this process until SIGCONT, as the default action does.
+// Stops this process until SIGCONT, like the signal's default action.
 void stop() {
     sigset_t signal;
     ::sigemptyset(&signal);
@@ -67,7 +66,7 @@ int follow(pid_t keeper) {
         int status = 0;
         if (number == SIGCHLD && ::waitpid(keeper, &status, WNOHANG) == keeper) return status;
         if (number < 0 || number == SIGCHLD) continue;
-        // A key of the terminal sends its signal to the whole process group, but a hangup goes to one process
+        // The terminal sends the signal of a key to the whole process group, but a hangup to one process
         // only.
         const bool fromKey = signal.si_code == SI_KERNEL && number != SIGHUP && number != SIGCONT;
         sigval value{};
@@ -88,7 +87,7 @@ int runCommand(const RunOptions& options, char** words) {
     occupyStandardStreams();
     Run run{options.television, {}, -1, options.log, options.command, words, ::getpgrp(), {}, {}};
     const std::vector<simulated::KeyDefinition> keys = loadKeys(options.television);
-    // The command may change its folder.
+    // A relative path would break if the command changed its working directory.
     if (!options.television.catalogue.empty())
         ::setenv("AIPQ_TV_CATALOGUE", std::filesystem::absolute(options.television.catalogue).c_str(), 1);
     if (!options.scenario.empty()) run.scenario = loadScenario(options.scenario, keys);
@@ -105,7 +104,7 @@ int runCommand(const RunOptions& options, char** words) {
     try {
         const RunFolder folder;
         const pid_t caller = ::getpid();
-        // Those of the program that this process ran before aipq-television, such as a shell.
+        // The children of the program that this process ran before aipq-television, such as a shell.
         const std::vector<pid_t> earlierChildren = children();
         const pid_t keeper = startChild(SIGCHLD);
         if (keeper == 0) std::exit(keep(run, folder, caller));

@@ -1,4 +1,4 @@
-// A television that belongs to one command.
+// A private television for one command.
 #ifndef AIPQ_TELEVISION_RUN_COMMAND_H
 #define AIPQ_TELEVISION_RUN_COMMAND_H
 
@@ -16,19 +16,19 @@ struct RunOptions {
     std::vector<std::string> command;
 };
 
-// Runs the command with a television of its own, in an IPC namespace of its own, until one of them ends, and
-// ends all other processes of both. Returns the command's exit code, 128 and the number of the signal that
-// ended it, or an exit code of its own (exit_code.h), after it has printed the problem. Throws BadFile. Call
-// it before any thread is started, with the argv of main(), over which the other processes write their names.
+// Runs the command with its own television in a new IPC namespace until one of the two ends. Then ends all
+// other processes of both. Returns the command's exit code, or 128 plus the number of the signal that killed
+// it. After an error, prints it and returns a code of exit_code.h. Throws BadFile. Call it before any thread
+// is started, with the argv of main(): the other processes overwrite it with their names.
 //
-// Three processes do this:
+// Three processes take part:
 //
 //   the caller      forwards signals to the keeper
 //   the keeper      a child of the caller, and the parent of the television and of the command
 //   the television  a child of the keeper, in a session of its own
 //
-// Any of them may be killed. When the caller ends, the keeper kills its descendants and removes the folder;
-// when the keeper ends, the caller does the same. The command is in the caller's process group and session.
+// Any of them may be killed. When the caller ends, the keeper kills its descendants and removes the folder.
+// When the keeper ends, the caller does the same. The command runs in the caller's process group and session.
 int runCommand(const RunOptions& options, char** words);
 
 }  // namespace television

@@ -41,8 +41,9 @@ std::string uniqueName() {
     return PREFIX + std::string(digits.data());
 }
 
-// Locks a folder of this user. Returns a descriptor; the lock lasts until all processes that have it have
-// ended. Returns -1 if another process has the lock and `operation` does not wait, or if the folder is gone.
+// Locks a folder of this user and returns a descriptor. The lock lasts until every process that has the
+// descriptor ends. Returns -1 if the folder is gone, or if another process has the lock and `operation` does
+// not wait.
 int lock(const fs::path& folder, int operation) {
     const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0) return -1;
@@ -55,7 +56,7 @@ int lock(const fs::path& folder, int operation) {
     return -1;
 }
 
-// Removes the folders of runs whose processes have all been killed at once.
+// Removes the folders of runs whose processes were all killed.
 void removeUnused(const fs::path& parent) {
     std::error_code error;
     for (fs::directory_iterator entry(parent, error), end; !error && entry != end; entry.increment(error)) {
@@ -78,7 +79,7 @@ RunFolder::RunFolder() : m_parent(parentFolder()), m_path(m_parent + '/' + uniqu
 
 void RunFolder::create() const {
     removeUnused(m_parent);
-    // Until the folder is locked, another process may remove it as unused.
+    // Before the lock is taken, another process may remove the folder as unused.
     for (int attempt = 0; attempt < ATTEMPTS; ++attempt) {
         if (::mkdir(m_path.c_str(), 0700) != 0 && errno != EEXIST) break;
         if (lock(m_path, LOCK_EX) >= 0) return;

@@ -13,8 +13,8 @@ class RunFolder {
 
     const std::string& path() const { return m_path; }
 
-    // Creates the folder, which is in use until this process and its forked children end. Removes folders
-    // that are not in use any more. Throws std::runtime_error.
+    // Creates the folder. It is in use until this process and its forked children end. Also removes unused
+    // folders. Throws std::runtime_error.
     void create() const;
     // Removes the folder with all its files, if it exists.
     void remove() const;

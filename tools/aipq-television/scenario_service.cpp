@@ -13,7 +13,7 @@ namespace television {
 
 namespace {
 
-// A scenario is written by hand or recorded: more than this is something else.
+// A scenario is written by hand or recorded. A larger file is not a scenario.
 constexpr std::streamsize LARGEST_FILE = 16 << 20;
 
 const char* outcomeName(simulated::ScenarioPlayer::Outcome outcome) {
@@ -71,7 +71,7 @@ ScenarioService::ScenarioService(simulated::Television& television, remote::Line
         };
     });
     methods.add<>("StopRecording", {{}, {"text"}}, [this] { return std::tuple(stopRecording()); });
-    // A step has been done; the milliseconds since the start.
+    // Announces a finished step; `time` is in milliseconds since the start of the scenario.
     m_object->registerSignal(INTERFACE, "Step", "uxs", {"line", "time", "text"});
     m_object->registerSignal(INTERFACE, RECORDED, "s", {"text"});
     m_object->finishRegistration();
@@ -140,7 +140,7 @@ std::string ScenarioService::stopRecording() {
     if (!m_recorder) bus::refuse(bus::REFUSED, "no scenario is being recorded");
     const std::string text = simulated::formatScenario(m_recorder->scenario());
     m_recorder.reset();
-    // All of it is sent before the answer.
+    // All recorded text must be sent before the reply.
     const auto sent = std::make_shared<std::promise<void>>();
     m_announcer.post(nullptr, [sent] { sent->set_value(); });
     sent->get_future().wait();

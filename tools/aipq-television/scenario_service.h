@@ -1,4 +1,4 @@
-// Plays and records scenarios for others on the bus: one at a time of each.
+// Plays and records scenarios for clients on the bus: at most one playback and one recording at a time.
 #ifndef AIPQ_TELEVISION_SCENARIO_SERVICE_H
 #define AIPQ_TELEVISION_SCENARIO_SERVICE_H
 
@@ -18,41 +18,41 @@
 
 namespace television {
 
-// The text of a scenario's file; none if it cannot be read or is too large for a scenario.
+// Returns the text of a scenario file; nothing if the file cannot be read or is too large.
 std::optional<std::string> readScenario(const std::string& file);
 
-// For people, with the end of the line.
+// Returns one line of text about a step, with the line break.
 std::string stepLine(std::chrono::milliseconds time, const std::string& done);
 
 class ScenarioService {
   public:
     static constexpr char OBJECT[] = "/aipq/television/scenarios";
     static constexpr char INTERFACE[] = "aipq.television.Scenarios";
-    // The error of a text that is no scenario.
+    // The D-Bus error for a malformed scenario.
     static constexpr char BAD_SCENARIO[] = "aipq.television.Error.BadScenario";
-    // Carries the text of a recording as it grows.
+    // The signal that carries new text of a recording.
     static constexpr char RECORDED[] = "Recorded";
 
-    // To be made before the line's thread is started. All of them must outlive it.
+    // Create it before starting the connection's thread. All arguments must outlive it.
     ScenarioService(simulated::Television& television, remote::Line& line, WorkerPool& workers);
 
-    // Plays a scenario from now on. Throws sdbus::Error if one plays already.
+    // Starts playing a scenario. Throws sdbus::Error if another scenario is playing.
     std::shared_ptr<simulated::ScenarioPlayer> start(simulated::Scenario scenario, double speed,
                                                      simulated::ScenarioPlayer::Listener listener);
 
-    // Ends what plays.
+    // Stops the scenario that is playing.
     void stop();
     bool plays();
 
   private:
-    // Plays it to its end; what came of it, and why it failed.
+    // Plays a scenario to its end. Returns the outcome and, after a failure, the reason.
     std::tuple<std::string, std::string> play(const std::string& name, const std::string& text, double speed);
-    // Records until StopRecording, or, for an owner, until it leaves the bus.
+    // Records until StopRecording. A recording with an owner also stops when the owner leaves the bus.
     void record(const std::string& title, const std::string& owner);
     std::string stopRecording();
     bool isOnBus(const std::string& owner);
     void ownerLeft(const std::string& name);
-    // Sends a signal on a thread of its own: it may be called with parts of the television locked.
+    // Sends the signal on a separate thread, because the caller may hold locks of the television.
     void announceRecorded(const std::string& text);
     void tell(const simulated::ScenarioPlayer::Progress& progress);
 
@@ -62,7 +62,7 @@ class ScenarioService {
     std::mutex m_mutex;
     std::shared_ptr<simulated::ScenarioPlayer> m_player;
 
-    // Of the line's thread, too, which must not wait for a thread that sends.
+    // The connection's thread locks it too; that thread must not wait for a thread that sends.
     std::mutex m_ownersMutex;
     std::set<std::string> m_owners;  // on the bus, of recordings that have been asked for
 

@@ -50,7 +50,7 @@ void describe(const TelevisionOptions& options, const std::string& video, const 
     std::cout << "  busctl    busctl --address=" << place.address << " tree " << place.busName() << '\n';
 }
 
-// Prints a line for each event on the television, with the time since its construction.
+// Prints a line for each event of the television, with the time since the log was created.
 class EventLog {
   public:
     explicit EventLog(simulated::Events& events)
@@ -70,14 +70,14 @@ class EventLog {
     const simulated::Events::Subscription m_subscription;  // last: it uses all of the above
 };
 
-// The film is the problem if the television can show generated scenes.
+// Blames the film if the television can show generated scenes.
 [[noreturn]] void refuseToShow(const std::string& video, simulated::Television& television) {
     const std::string problem = television.video().error();
     if (isFilm(video) && television.showVideo("scenes")) throw BadFile(problem);
     throw std::runtime_error("no picture: " + problem);
 }
 
-// The number of steps that a scenario takes at its start.
+// The number of leading steps of a scenario that do not wait.
 std::size_t stepsThatWaitForNothing(const simulated::Scenario& scenario) {
     using namespace std::chrono_literals;
     const auto waits = [](const simulated::Step& step) {
@@ -88,7 +88,7 @@ std::size_t stepsThatWaitForNothing(const simulated::Scenario& scenario) {
     return static_cast<std::size_t>(std::find_if(steps.begin(), steps.end(), waits) - steps.begin());
 }
 
-// The first steps of a scenario; used on its thread.
+// The progress of a scenario's leading steps; used on the scenario's thread.
 struct Beginning {
     std::size_t undone;
     std::promise<void> over = {};
@@ -102,8 +102,8 @@ struct Beginning {
     }
 };
 
-// Starts the command's scenario. Returns when the steps that wait for nothing are done: the command relies on
-// them.
+// Starts the command's scenario. Returns after its leading steps that do not wait, because the command relies
+// on them.
 void play(const RunRequest& request, ScenarioService& scenarios) {
     using Player = simulated::ScenarioPlayer;
     const std::size_t first = stepsThatWaitForNothing(*request.scenario);
@@ -170,9 +170,9 @@ sigset_t takeEndSignals() {
 void serve(const TelevisionOptions& options, const sigset_t& endSignals, const RunRequest* request) {
     const remote::Place place =
         remote::placeFrom(options.bus.empty() ? options.name : options.name + "@" + options.bus);
-    // This process is the television.
+    // The library in this process uses the television of this process.
     ::setenv("AIPQ_TV", remote::EMBEDDED, 1);
-    // These fail before anything is started.
+    // These checks fail before anything is started.
     checkFilm(options.video);
     loadKeys(options);
 
@@ -207,7 +207,7 @@ void serve(const TelevisionOptions& options, const sigset_t& endSignals, const R
 
     int signal = 0;
     ::sigwait(&endSignals, &signal);
-    // Requests that are being answered are completed, unless a second Ctrl-C ends the process at once.
+    // Pending requests are completed, unless a second Ctrl-C ends the process at once.
     ::pthread_sigmask(SIG_UNBLOCK, &endSignals, nullptr);
     screen.reset();
     scenarios.stop();

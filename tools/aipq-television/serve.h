@@ -1,4 +1,4 @@
-// The simulated television as this process, for clients on a bus.
+// Runs the simulated television in this process, for clients on a bus.
 #ifndef AIPQ_TELEVISION_SERVE_H
 #define AIPQ_TELEVISION_SERVE_H
 
@@ -28,11 +28,11 @@ struct BadFile : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// For a television that belongs to one command.
+// The options of a television that belongs to one command.
 struct RunRequest {
     std::optional<simulated::Scenario> scenario;
-    // Called when the television is on and the scenario's steps that wait for nothing are done. An exception
-    // from it ends the television.
+    // Called when the television is on and the leading steps of the scenario that do not wait are done. If it
+    // throws, the television ends.
     std::function<void()> onReady;
     // Called on the scenario's thread.
     std::function<void(const std::string& why)> onScenarioFailure;
@@ -44,13 +44,13 @@ void checkFilm(const std::string& video);
 // Throws BadFile for a catalogue that cannot be used.
 std::vector<simulated::KeyDefinition> loadKeys(const TelevisionOptions& options);
 
-// Blocks the signals that end a television, and returns them. Call it before any thread is started: serve()
-// waits for these signals, and no thread may receive them.
+// Blocks the signals that end a television, and returns them. Call it before any thread is started: only
+// serve() may receive these signals.
 sigset_t takeEndSignals();
 
-// Serves until one of `endSignals`. Throws std::invalid_argument for a name or an address that cannot be one,
-// BadFile, and std::runtime_error for other problems. Without a picture, only a television that belongs to a
-// command throws.
+// Serves until one of `endSignals`. Throws std::invalid_argument for a malformed name or address, BadFile,
+// and std::runtime_error for other errors. If the picture fails, it throws only for a television that belongs
+// to a command.
 void serve(const TelevisionOptions& options, const sigset_t& endSignals, const RunRequest* request = nullptr);
 
 }  // namespace television

@@ -11,7 +11,7 @@
 
 namespace television {
 
-// Sends signals of the platform's object to one client.
+// Sends signals of the platform object to one client.
 class SignalSender {
   public:
     SignalSender(remote::Line& line, sdbus::IObject& object, std::string client)

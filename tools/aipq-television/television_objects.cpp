@@ -40,7 +40,7 @@ constexpr auto ACTION_LIMIT = std::chrono::seconds(20);
 
 using Position = sdbus::Struct<std::uint16_t, std::string>;
 
-// The type of the bus for a type of the model, and the value in it. Empty for what has no value.
+// Returns the D-Bus signature for the type of a model value; empty for a type without a value.
 const char* wireType(const Value& value) {
     static constexpr const char* types[] = {"", "i", "x", "s", "ai", "as"};
     return types[value.index()];
@@ -98,13 +98,13 @@ void readable(sdbus::IObject& object, const char* interface, const char* name, G
         [get](sdbus::PropertyGetReply& reply) { reply << get(); }, flags);
 }
 
-// Waits for the answer to an invocation of its own.
+// Waits for the answer to one invocation of an action.
 class OneAnswer final : public ObserverAction {
   public:
     void notifyExecutionError(unsigned, int error) override { set({error, {}}); }
     void notifyResult(unsigned, const std::vector<Argument>& result) override { set({0, result}); }
 
-    // Nothing within the limit: empty.
+    // Returns nothing if no answer arrives in time.
     std::optional<simulated::Answer> wait() {
         auto answer = m_answer.get_future();
         if (answer.wait_for(ACTION_LIMIT) != std::future_status::ready) return std::nullopt;
@@ -174,7 +174,7 @@ void TelevisionObjects::addDescription(sdbus::IObject& object, const KeyDefiniti
     constant(object, KEY, "Type", typeName(key.type));
     constant(object, KEY, "Group", printable(key.group));
     constant(object, KEY, "Meaning", printable(key.meaning));
-    // Lowest and highest, or nothing.
+    // The lowest and the highest value; empty without a range.
     std::vector<std::int64_t> range;
     if (key.range) range = {key.range->lowest, key.range->highest};
     constant(object, KEY, "Range", range);

@@ -1,6 +1,5 @@
-// The television on the bus, for people and scripts: an object for each key, with its value as a property of
-// its type that announces its changes; and one for the whole, with the remote control, power, video and
-// faults.
+// The television on the bus, for people and scripts. Each key has an object whose property holds the value
+// and announces its changes. One more object has the remote control, power, video and faults.
 //
 //   /aipq/television                       aipq.Television
 //   /aipq/television/key/<key as a path>   aipq.television.Key      Name, Type, Group, Meaning, Range,
@@ -27,7 +26,7 @@ namespace television {
 
 class TelevisionObjects {
   public:
-    // To be made before the line's thread is started. All of them must outlive it.
+    // Create it before starting the connection's thread. All arguments must outlive it.
     TelevisionObjects(simulated::Television& television, remote::Line& line, WorkerPool& workers,
                       std::string name);
 
@@ -41,8 +40,8 @@ class TelevisionObjects {
     void addTable(sdbus::IObject& object, const simulated::KeyDefinition& key);
     void addFaults(sdbus::IObject& object, const std::string& key);
     void addTelevision();
-    // Announces a property of a key's object, on a thread of its own: it may be called with parts of the
-    // television locked.
+    // Announces a change of a property of a key's object, on a separate thread, because the caller may hold
+    // locks of the television.
     void announce(const std::string& key, const char* interface, const char* property, sdbus::Variant value);
 
     simulated::Television& m_television;

@@ -40,7 +40,7 @@ void WorkerPool::serve() {
         m_waiting.pop_front();
         lock.unlock();
         work();
-        // Its end may take a lock of the bus, whose holder may be waiting for this one.
+        // Destroy `work` unlocked: its destructor may lock the bus, whose holder may wait for m_mutex.
         work = nullptr;
         lock.lock();
     }

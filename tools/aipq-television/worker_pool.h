@@ -1,4 +1,4 @@
-// Threads that do what may take long: as many as there is work at the same time, kept for the next.
+// Threads for operations that may block. The pool grows as needed and reuses its threads.
 #ifndef AIPQ_TELEVISION_WORKER_POOL_H
 #define AIPQ_TELEVISION_WORKER_POOL_H
 
@@ -19,10 +19,10 @@ class WorkerPool {
     WorkerPool(const WorkerPool&) = delete;
     WorkerPool& operator=(const WorkerPool&) = delete;
 
-    // Any thread; never waits. What `work` throws ends the program.
+    // Callable from any thread; never blocks. An exception from `work` terminates the program.
     void run(std::function<void()> work);
 
-    // Waits for the work that has begun; what has not is dropped, and what comes is, too.
+    // Waits for running work. Drops queued work and all later work.
     void stop();
 
   private:

@@ -22,7 +22,7 @@ namespace {
 constexpr char HEXADECIMAL[] = "0123456789abcdef";
 constexpr std::size_t TOKEN_BYTES = 16;  // nobody guesses them
 
-// Takes as long for a text that is wrong at its end as for one that is wrong at its begin.
+// Compares in constant time: the time does not depend on the position of the first difference.
 bool sameSecret(std::string_view a, std::string_view b) {
     if (a.size() != b.size()) return false;
     unsigned difference = 0;
@@ -31,7 +31,7 @@ bool sameSecret(std::string_view a, std::string_view b) {
     return difference == 0;
 }
 
-// The name in a Host line: without a port, in lower case.
+// The name in a Host header, without the port and in lower case.
 std::string hostName(const std::string& host) {
     std::string name = host.substr(0, host.find(':'));
     std::transform(name.begin(), name.end(), name.begin(),
@@ -39,7 +39,7 @@ std::string hostName(const std::string& host) {
     return name;
 }
 
-// The value of a cookie in "a=1; b=2"; empty if there is none of this name.
+// The value of a cookie in "a=1; b=2"; empty if there is no cookie of this name.
 std::string_view cookieIn(std::string_view cookies, const std::string& name) {
     while (!cookies.empty()) {
         const std::size_t end = std::min(cookies.find(';'), cookies.size());
@@ -56,7 +56,8 @@ std::string_view cookieIn(std::string_view cookies, const std::string& name) {
 
 std::string newToken() {
     std::array<unsigned char, TOKEN_BYTES> bytes{};
-    // The kernel gives so few bytes at once or, very early after its start, waits.
+    // The kernel returns this many bytes at once. Shortly after boot it may block until it has enough
+    // entropy.
     if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
         throw std::runtime_error("the kernel gives no random numbers");
     std::string token;
@@ -71,7 +72,7 @@ bool isToken(const std::string& text) {
     return text.size() == 2 * TOKEN_BYTES && text.find_first_not_of(HEXADECIMAL) == std::string::npos;
 }
 
-// Browsers send a cookie to every port of a host: each port has a name of its own.
+// Browsers send a cookie to every port of a host, so the cookie's name contains the port.
 Access::Access(std::string token, int port)
     : m_token(std::move(token)), m_port(std::to_string(port)), m_cookie("aipq-television-" + m_port) {}
 
@@ -80,7 +81,7 @@ std::string Access::url() const {
 }
 
 void Access::require(const Request& request) const {
-    // Another site's name that leads to this machine is that site's attempt to read the page.
+    // A foreign host name that resolves to this machine is a DNS rebinding attack on the page.
     const std::string name = hostName(request.get_header_value("Host"));
     if (name != HOST && name != "localhost")
         throw Refusal(FORBIDDEN, "this page is for this machine only: open it as localhost or 127.0.0.1");

@@ -1,4 +1,4 @@
-// Who may use the page: this user's browsers, by a token that its address carries.
+// Access control for the page: only this user's browsers, by the token in the page's address.
 #ifndef TELEVISION_ACCESS_H
 #define TELEVISION_ACCESS_H
 
@@ -10,17 +10,17 @@ namespace television {
 
 constexpr char HOST[] = "127.0.0.1";
 
-// Any thread.
+// Callable from any thread.
 class Access {
   public:
     Access(std::string token, int port);
 
-    // For the browser's address line.
+    // Returns the address to open in a browser.
     std::string url() const;
 
-    // Throws Refusal for a request without the token in its address or its cookie, or to another host name.
+    // Throws Refusal if the request has no valid token in its address or cookie, or has a foreign host name.
     void require(const httplib::Request& request) const;
-    // Throws Refusal for a change that another site's page may have made the browser request.
+    // Throws Refusal for a change that the page of another site may have requested (CSRF).
     static void requireOwnPage(const httplib::Request& request);
 
     // Makes the browser send the token with all further requests.

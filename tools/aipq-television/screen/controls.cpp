@@ -33,7 +33,7 @@ namespace {
 
 constexpr char APPLICATION_URL[] = "app://television";
 
-// A button of the page that sends every application one notification.
+// A button of the page that sends one notification to every application.
 struct Power {
     Lifecycle news;
     const char* label;
@@ -53,7 +53,7 @@ constexpr std::array<Power, 8> POWERS{{
     {Lifecycle::GET_FOCUS, "Get focus", "The application is in front; a service gets no power state"},
 }};
 
-// The whole sequences, which concern the television, too.
+// The full sequences, which also change the television's own state.
 constexpr char SUSPEND_TO_RAM[] = "suspend_to_ram";
 constexpr char RESUME_FROM_RAM[] = "resume_from_ram";
 
@@ -75,7 +75,7 @@ const json& member(const json& wish, const char* name) {
     return *found;
 }
 
-// Also from a text, as which wide numbers come.
+// Also accepts a text: 64-bit numbers come as texts.
 std::optional<long long> wholeNumber(const json& value) {
     if (value.is_number_unsigned() &&
         value.get<std::uint64_t>() > std::uint64_t{std::numeric_limits<std::int64_t>::max()})
@@ -111,7 +111,7 @@ const json& list(const json& value, const std::string& what) {
     return value;
 }
 
-// The value of the key's type that JSON describes.
+// Converts JSON to a value of the key's type.
 Value valueFor(const KeyDefinition& key, const json& value) {
     const Range range = key.range.value_or(Range());
     switch (key.type) {
@@ -156,7 +156,7 @@ Controls::Controls(simulated::Television& television) : m_television(television)
     for (const KeyDefinition& key : catalogue::loadCatalogue()) m_order.push_back(key.name);
 }
 
-// As in the catalogue; what was defined later comes last.
+// In the order of the catalogue. Keys that were defined later come last.
 std::vector<KeyDefinition> Controls::keysInOrder() const {
     std::vector<KeyDefinition> keys = m_television.model().keys();
     const auto place = [this](const KeyDefinition& key) {
@@ -224,7 +224,7 @@ json Controls::status() const {
         channels = key.rows;
         columns = key.columns;
     }
-    // Only those that do harm.
+    // Adds a fault unless its value is harmless.
     const auto add = [&](const FaultDefinition& fault, const std::string& key) {
         const long long value = simulated::fault(m_television, key, fault.name);
         if (value != fault.harmless) faults.push_back({{"name", fault.name}, {"key", key}, {"value", value}});
@@ -269,7 +269,7 @@ std::string Controls::press(const json& wish) {
     try {
         if (remote.selectChannel(channel)) return {};
     } catch (const std::out_of_range&) {
-        // A catalogue without channels.
+        // The catalogue has no channels.
     }
     throw Refusal(NOT_FOUND, "there is no channel '" + channel + "'");
 }
@@ -345,7 +345,7 @@ std::string Controls::showFilm(const json& wish) {
 }
 
 std::string Controls::reset(const json& wish) {
-    // The television's own reset leaves the video pipeline alone, with its faults.
+    // The television's own reset does not change the video pipeline's faults.
     clearFaults(wish);
     m_television.reset();
     return "the television is as just switched on";

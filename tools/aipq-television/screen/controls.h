@@ -1,4 +1,4 @@
-// What the page shows of the television, and does to it.
+// The part of the page that reads and changes the television.
 #ifndef TELEVISION_CONTROLS_H
 #define TELEVISION_CONTROLS_H
 
@@ -11,28 +11,28 @@
 
 namespace television {
 
-// A wish that cannot be fulfilled; nothing has changed. The text is for the user.
+// The television cannot fulfil a request; nothing has changed. The text is shown to the user.
 struct Refusal : std::runtime_error {
     Refusal(int httpStatus, const std::string& text) : std::runtime_error(text), status(httpStatus) {}
     int status;
 };
 
-// A value as the page gets it; wide numbers as texts, because a browser's numbers hold 53 bits only.
+// A value as JSON for the page. Large numbers become texts, because JavaScript numbers hold only 53 bits.
 nlohmann::json toJson(const simulated::Value& value);
 
-// A member of a wish. Both throw Refusal.
+// Returns a member of a request. Both throw Refusal.
 std::string textMember(const nlohmann::json& wish, const char* name);
 bool flagMember(const nlohmann::json& wish, const char* name);
 
-// All operations: any thread. Those that change something throw Refusal, and return what the user should
-// know, if anything: the log tells what happens.
+// All operations are callable from any thread. Those that change something throw Refusal. They return a
+// message for the user, or an empty text; the log reports the change itself.
 class Controls {
   public:
     explicit Controls(simulated::Television& television);
 
-    // The keys with their values, and the definitions of faults and power states.
+    // Returns the keys with their values, and the definitions of faults and power states.
     nlohmann::json state() const;
-    // What changes beside the values: channels, video, faults, applications.
+    // Returns the state other than values: channels, video, faults, applications.
     nlohmann::json status() const;
 
     // {"key", "value"}
@@ -41,13 +41,13 @@ class Controls {
     std::string press(const nlohmann::json& wish);
     // {"power": NAME}
     std::string changePower(const nlohmann::json& wish);
-    // {"fault", "value", "key" if it is of a key}
+    // {"fault", "value", and "key" for a fault of a key}
     std::string setFault(const nlohmann::json& wish);
     // {}
     std::string clearFaults(const nlohmann::json& wish);
     // {"on": BOOLEAN}
     std::string switchVideo(const nlohmann::json& wish);
-    // {"film": PATH}, or "" for generated scenes; what is on stays if the film cannot be shown
+    // {"film": PATH}, or "" for generated scenes. If the film cannot be shown, the current picture stays.
     std::string showFilm(const nlohmann::json& wish);
     // {}
     std::string reset(const nlohmann::json& wish);

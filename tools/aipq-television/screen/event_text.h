@@ -7,8 +7,8 @@
 
 namespace television {
 
-// A line of the page's log: "kind" and "text", and "key" and "value" if a key has another value. Null for an
-// event that comes too often to be read.
+// Converts an event to a line of the page's log: "kind" and "text", and "key" and "value" after a value
+// change. Returns null for an event that is too frequent for the log.
 nlohmann::json toLogLine(const simulated::Event& event);
 
 }  // namespace television

@@ -30,12 +30,12 @@ bool waitFor(socket_t socket, short events, Clock::time_point limit) {
     return ::poll(&fd, 1, static_cast<int>(std::max<Clock::rep>(left, 0))) == 1;
 }
 
-// What the library reads requests from and writes answers to.
+// The stream that the HTTP library uses to read requests and to write responses.
 class Connection : public httplib::Stream {
   public:
     explicit Connection(socket_t socket) : m_socket(socket) {}
 
-    // Whether a request begins to arrive. From then on, REQUEST_LIMIT runs.
+    // Returns true when a request begins to arrive. REQUEST_LIMIT starts then.
     bool waitForRequest() {
         const auto now = Clock::now();
         m_limit = now + REQUEST_LIMIT;
@@ -47,7 +47,7 @@ class Connection : public httplib::Stream {
 
     ssize_t read(char* target, size_t size) override {
         if (m_begin == m_end) {
-            // Of bytes that arrive one by one, too, none comes after the limit.
+            // The limit holds for the whole request, even if its bytes arrive one by one.
             if (Clock::now() >= m_limit || !is_readable()) return -1;
             const ssize_t count = ::recv(m_socket, m_buffer.data(), m_buffer.size(), MSG_DONTWAIT);
             if (count <= 0) return count;
@@ -65,7 +65,7 @@ class Connection : public httplib::Stream {
         return ::send(m_socket, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
     }
 
-    // Nobody asks: all clients are on this machine.
+    // Unused: all clients are on this machine.
     void get_remote_ip_and_port(std::string&, int&) const override {}
     void get_local_ip_and_port(std::string&, int&) const override {}
     socket_t socket() const override { return m_socket; }
@@ -97,7 +97,7 @@ class HttpServer::Workers : public httplib::TaskQueue {
 
 HttpServer::HttpServer() {
     new_task_queue = [this] { return new Workers(*this); };
-    // The library's answers announce them.
+    // The HTTP library sends this timeout in its responses.
     set_keep_alive_timeout(IDLE_LIMIT.count());
     set_keep_alive_max_count(MOST_REQUESTS);
 }

@@ -1,8 +1,8 @@
-// The HTTP library's server, with limits: no client, however slow, keeps it from answering the others.
+// The HTTP library's server with limits: a slow client cannot block the others.
 #ifndef TELEVISION_HTTP_SERVER_H
 #define TELEVISION_HTTP_SERVER_H
 
-// Defines what the library was built with; from here on, its classes have the library's layout.
+// Defines the library's build options: its classes must have the same layout here as in the library.
 #include <httplib.h>
 
 #include <mutex>
@@ -10,8 +10,8 @@
 
 namespace television {
 
-// Each connection has a thread. A connection is closed if its request takes longer than REQUEST_LIMIT to
-// arrive, if its client reads nothing of an answer for WRITE_LIMIT, or if it is idle for IDLE_LIMIT.
+// Each connection has a thread. The server closes a connection if a request takes longer than REQUEST_LIMIT
+// to arrive, if the client reads nothing for WRITE_LIMIT, or if the connection is idle for IDLE_LIMIT.
 class HttpServer : public httplib::Server {
   public:
     HttpServer();
@@ -22,7 +22,7 @@ class HttpServer : public httplib::Server {
     // The library calls this for each connection that it accepts, on a thread of Workers.
     bool process_and_close_socket(socket_t socket) override;
 
-    // False if there are too many, or if the server ends.
+    // Returns false if there are too many connections, or if the server is stopping.
     bool admit(socket_t socket);
     void close(socket_t socket);
     void endConnections();

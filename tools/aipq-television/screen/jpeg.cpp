@@ -17,7 +17,7 @@ std::string toJpeg(const simulated::Picture& picture) {
     const std::unique_ptr<void, int (*)(tjhandle)> compressor(tjInitCompress(), &tjDestroy);
     const auto width = static_cast<int>(picture.width);
     const auto height = static_cast<int>(picture.height);
-    // Large enough for any picture of the size, so that the library never allocates.
+    // Large enough for any picture of this size, so the JPEG library never allocates.
     std::string bytes(tjBufSize(width, height, TJSAMP_444), '\0');
     auto* target = reinterpret_cast<unsigned char*>(bytes.data());
     unsigned long size = bytes.size();

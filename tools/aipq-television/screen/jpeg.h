@@ -7,7 +7,7 @@
 
 namespace television {
 
-// The bytes of a JPEG file. Throws std::runtime_error if it cannot be made.
+// Returns the content of a JPEG file. Throws std::runtime_error if the picture cannot be encoded.
 std::string toJpeg(const simulated::Picture& picture);
 
 }  // namespace television

@@ -34,7 +34,7 @@ News::Since News::since(unsigned long number) const {
     const std::lock_guard lock(m_mutex);
     const auto first =
         std::find_if(m_items.begin(), m_items.end(), [&](const Item& item) { return item.number > number; });
-    // A number that is still to come is that of a television which was there before this one.
+    // A number greater than m_last belongs to an earlier run of the television.
     const bool missed = number > m_last || (!m_items.empty() && m_items.front().number > number + 1);
     return {{first, m_items.end()}, missed};
 }

@@ -11,10 +11,10 @@
 
 namespace television {
 
-// JSON as text; what is not UTF-8 in a television's value or log is replaced.
+// Serialises JSON; replaces bytes that are not UTF-8 in values and log lines.
 std::string asText(const nlohmann::json& value);
 
-// What happened lately, numbered: the log of the page. Any thread, also one that holds the model locked.
+// The most recent events, numbered: the log of the page. Any thread may use it, also with the model locked.
 class News {
   public:
     struct Item {
@@ -22,20 +22,20 @@ class News {
         std::string text;  // of a JSON object
     };
 
-    // What kept its place since the item of this number. `missed`: older ones are gone already.
+    // The stored items after a number. `missed`: some of the items after it are no longer stored.
     struct Since {
         std::vector<Item> items;
         bool missed = false;
     };
 
-    // A line of the log: "kind" and "text", and whatever else belongs to it. Its time and number are added.
+    // Adds a log line: "kind", "text" and any further members. add() sets its time and number.
     void add(nlohmann::json line);
 
-    // The number of the last item; 0 at first.
+    // Returns the number of the last item; 0 before the first.
     unsigned long last() const;
     Since since(unsigned long number) const;
 
-    // Waits for an item after the one of this number, or the end.
+    // Waits for an item with a greater number, or for the end.
     void waitFor(unsigned long number, std::chrono::milliseconds limit) const;
     void end();
     bool ended() const;

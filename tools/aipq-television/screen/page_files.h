@@ -6,7 +6,7 @@
 
 namespace television {
 
-// A file of the folder page, under its name there; the page itself has none.
+// A file of the folder page, by its name. The main page has an empty name.
 struct PageFile {
     std::string_view name;
     const char* type;

@@ -16,8 +16,8 @@ namespace {
 constexpr unsigned WIDTH = 512;
 constexpr unsigned HEIGHT = 288;
 constexpr auto INTERVAL = 100ms;
-// The pipeline answers its clients on the same thread: at least so many times as long as a picture takes it
-// is left to them.
+// The pipeline also serves its clients on the thread that draws. After a picture, it has at least this many
+// times the drawing time for them.
 constexpr int PAUSE = 3;
 
 }  // namespace
@@ -33,7 +33,7 @@ PictureFile::Jpeg PictureFile::get() {
             m_jpeg.tag = '"' + std::to_string(std::hash<std::string>()(m_jpeg.bytes)) + '"';
             m_due = std::max(now + INTERVAL, drawn + PAUSE * (drawn - now));
         } else {
-            // One that hangs takes long: whoever waits for the same answer gets it, too.
+            // A hanging pipeline takes long. All waiting threads get the same result.
             m_due = drawn + INTERVAL;
         }
     }

@@ -9,7 +9,7 @@
 
 namespace television {
 
-// The picture for everybody who looks: however many they are, the pipeline draws it once.
+// The picture, shared by all viewers: the pipeline draws it once for all of them.
 class PictureFile {
   public:
     explicit PictureFile(simulated::VideoPipeline& video) : m_video(video) {}
@@ -19,7 +19,7 @@ class PictureFile {
         std::string tag;  // the same for the same bytes, as HTTP quotes it
     };
 
-    // Any thread. Throws Refusal with the reason if there is no picture.
+    // Callable from any thread. Throws Refusal with the reason if there is no picture.
     Jpeg get();
 
   private:

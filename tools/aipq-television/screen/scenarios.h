@@ -1,4 +1,4 @@
-// Scenarios that the page plays and records.
+// Playing and recording of scenarios from the page.
 #ifndef TELEVISION_SCENARIOS_H
 #define TELEVISION_SCENARIOS_H
 
@@ -13,12 +13,12 @@
 
 namespace television {
 
-// All operations: any thread. Those that take a wish throw Refusal.
+// All operations are callable from any thread. Those that take a request throw Refusal.
 class Scenarios {
   public:
     Scenarios(simulated::Television& television, Stage stage, std::shared_ptr<News> news);
 
-    // {"name", "text"} of a scenario's file
+    // {"name", "text"}: the name and the content of a scenario file
     std::string play(const nlohmann::json& wish);
     // {}
     std::string stop(const nlohmann::json& wish);
@@ -27,7 +27,7 @@ class Scenarios {
 
     bool plays() const { return m_stage.plays(); }
     bool records() const;
-    // The file of the recording that goes on, or that ended last. Throws Refusal if there is none.
+    // Returns the current or the last recording. Throws Refusal if there is none.
     std::string recording() const;
 
   private:

@@ -64,13 +64,13 @@ const char* kindOf(unsigned levelWord) {
     }
 }
 
-// At most one of several televisions on a machine gets a port.
+// Binds the port exclusively: several televisions cannot share it.
 void takePortAlone(socket_t socket) {
     const int yes = 1;
     ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
 }
 
-// What changes beside the values, for every browser that looks: however many they are, it is found out once.
+// The state other than values. It is computed once for all browsers.
 class StatusText {
   public:
     explicit StatusText(std::function<json()> status) : m_status(std::move(status)) {}
@@ -91,13 +91,13 @@ class StatusText {
     std::string m_text;
 };
 
-// What one browser is told as it happens: log lines and values as "news", everything else as "status".
+// The event stream of one browser: "news" has log lines and values, "status" has everything else.
 class EventStream {
   public:
     EventStream(StatusText& status, const News& news, unsigned long after)
         : m_shared(status), m_news(news), m_last(after) {}
 
-    // Waits for something to tell, for a while. False when the stream has ended.
+    // Waits a while for something to send. Returns false when the stream has ended.
     bool write(httplib::DataSink& sink) {
         m_news.waitFor(m_last, STATUS_INTERVAL);
         if (m_news.ended()) return false;
@@ -119,7 +119,7 @@ class EventStream {
             if (status != m_status) text += "event: status\ndata: " + status + "\n\n";
             m_status = status;
         }
-        // A browser that is gone is noticed by what is sent to it only.
+        // Only writing detects a browser that has closed its connection.
         if (text.empty() && now >= m_lastWrite + SIGN_OF_LIFE_INTERVAL) text = ":\n\n";
         if (text.empty()) return true;
         m_lastWrite = now;
@@ -190,7 +190,7 @@ class Screen::Implementation {
     ~Implementation() {
         m_television.debugOutput().setListener(nullptr);
         m_news->end();
-        // The server cannot be stopped before it has begun.
+        // The server cannot be stopped before it runs.
         while (!m_server.is_running() && !m_finished) std::this_thread::sleep_for(1ms);
         m_server.stop();
         m_thread.join();
@@ -200,8 +200,7 @@ class Screen::Implementation {
     std::string url() const { return m_access->url(); }
 
   private:
-    // A handler for those who may use the page. Its Refusal is answered, and logged if it was to change
-    // something.
+    // Wraps a handler and requires the token. Sends a Refusal as the response, and logs it for a change.
     template <typename Handler>
     httplib::Server::Handler answering(Handler handler) {
         return [this, handler](const Request& request, Response& response) {
@@ -247,8 +246,8 @@ class Screen::Implementation {
                          response.set_content(m_scenarios.recording(), "application/toml");
                      }));
         m_server.Get("/state", answering([this](const Request&, Response& response) {
-                         // What happens from here on is told by the events, even if it is in the state
-                         // already.
+                         // The stream reports all events after this number, even those that the state already
+                         // includes.
                          const unsigned long last = m_news->last();
                          json state = m_controls.state();
                          state["name"] = m_name;
@@ -260,7 +259,7 @@ class Screen::Implementation {
                          state["log"] = lines;
                          response.set_content(asText(state), JSON_TYPE);
                      }));
-        // {"after": NUMBER}, the last item of the log that the page has
+        // {"after": NUMBER}: the last log item that the page has
         m_server.Get("/events", answering([this](const Request& request, Response& response) {
                          addStream(request, response);
                      }));
@@ -293,7 +292,7 @@ class Screen::Implementation {
     // `change` is an operation of `object`.
     template <typename Object>
     void addChange(const char* path, Object& object, std::string (Object::*change)(const json&)) {
-        // The checks come after the body has been read: what is left of it would pass for the next request.
+        // Read the body before the checks: an unread rest would be parsed as the next request.
         m_server.Post(path, answering([&object, change](const Request& request, Response& response) {
                           Access::requireOwnPage(request);
                           const std::string notice = (object.*change)(parseBody(request.body));

@@ -1,5 +1,5 @@
-// A page on which a browser shows the simulated television: the picture, the keys, a remote control, faults,
-// scenarios and the log.
+// A web page that shows the simulated television: the picture, the keys, a remote control, faults, scenarios
+// and the log.
 #ifndef TELEVISION_SCREEN_H
 #define TELEVISION_SCREEN_H
 
@@ -14,9 +14,9 @@ class Television;
 
 namespace television {
 
-// Whoever has a token may use the page. It is as random as if newToken() had made it, and as secret.
+// Creates a random secret token. Anyone who has the token can use the page.
 std::string newToken();
-// Whether a text has the form of a token.
+// Returns whether a text has the format of a token.
 bool isToken(const std::string& text);
 
 struct ScreenOptions {
@@ -27,16 +27,15 @@ struct ScreenOptions {
 
 class Screen {
   public:
-    // Serves the page on this machine only, from now on, on threads of its own. Throws std::runtime_error if
-    // that is impossible.
+    // Serves the page on the loopback interface, on its own threads. Throws std::runtime_error on failure.
     Screen(simulated::Television& television, const ScreenOptions& options, Stage stage);
-    // Ends within about a second.
+    // Stops within about a second.
     ~Screen();
     Screen(const Screen&) = delete;
     Screen& operator=(const Screen&) = delete;
 
     int port() const;
-    // For the browser's address line; with the token.
+    // Returns the address to open in a browser, with the token.
     std::string url() const;
 
   private:

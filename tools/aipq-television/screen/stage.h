@@ -7,11 +7,11 @@
 
 namespace television {
 
-// Where the television's scenarios play, one at a time. All of it: any thread.
+// Plays the television's scenarios, one at a time. All functions are callable from any thread.
 struct Stage {
-    // Plays a scenario from now on. Throws std::runtime_error if one plays already.
+    // Starts playing a scenario. Throws std::runtime_error if another scenario is playing.
     std::function<void(simulated::Scenario scenario, simulated::ScenarioPlayer::Listener listener)> play;
-    // Ends what plays.
+    // Stops the scenario that is playing.
     std::function<void()> stop;
     std::function<bool()> plays;
 };

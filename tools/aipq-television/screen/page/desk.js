@@ -32,7 +32,7 @@ async function fetchRecording() {
   if (answer.ok) recording = await answer.text();
 }
 
-// What has been recorded survives the television's end, here.
+// Saves the recording in the browser, where it survives the television.
 async function keepRecording() {
   for (;;) {
     try {
@@ -49,7 +49,7 @@ async function toggleRecording() {
   saveRecording();
 }
 
-// Of a television that is gone, the recording can still be saved.
+// Offers the recording of a television that has ended for saving.
 function offerRecording(gone) {
   byId('save-recording').hidden = !(gone && status.recording);
 }

@@ -6,14 +6,14 @@ const ALL_GROUPS = 'All';
 
 const rows = new Map();  // of the panel, by key
 
-// A control of a value: `show` brings a value in, unless the user is about to change it.
+// A control of a value. `show` displays a new value unless the user is editing.
 function slider(key) {
   const [lowest, highest] = key.range;
   const range = element('input', {type: 'range', min: lowest, max: highest, 'aria-label': key.meaning});
   const number = textField(key, key.meaning + ' as a number');
   let wanted = null;
   let sending = false;
-  // One request at a time: what a fast hand passes on the way is left out.
+  // Sends one request at a time and skips intermediate positions of a fast movement.
   const send = async () => {
     if (sending) return;
     sending = true;
@@ -52,7 +52,7 @@ function toggle(key) {
   return {parts: [box], show, compact: true};
 }
 
-// `read` makes a value of the text, `write` a text of the value.
+// `read` converts the text to a value, `write` converts a value to text.
 function field(key, label, input, read, write) {
   input.setAttribute('aria-label', label);
   input.spellcheck = false;
@@ -71,7 +71,7 @@ function field(key, label, input, read, write) {
   });
   input.addEventListener('keydown', (event) => {
     if (event.key === 'Escape') input.value = shown;
-    // A change event follows from losing the focus only.
+    // Without this, only losing the focus causes a change event.
     if (event.key === 'Enter' && (event.ctrlKey || input.tagName === 'INPUT')) {
       input.dispatchEvent(new Event('change'));
       event.preventDefault();
@@ -132,7 +132,7 @@ function showGroup(name) {
   for (const button of byId('groups').children) press(button, button.textContent === name);
 }
 
-// The groups in the television's order, of which one is shown.
+// Builds the key groups in the television's order. One group is visible at a time.
 function buildKeys(keys) {
   const groups = new Map();
   rows.clear();

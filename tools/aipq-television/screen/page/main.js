@@ -14,8 +14,7 @@ function showName(name, isUp) {
   document.title = name + (isUp ? '' : ' (no answer)') + ' – simulated television';
 }
 
-// What the page shows of a television that does not answer is as old as its last answer, and nothing can be
-// changed.
+// Marks the page as disconnected: it still shows the last known state, and nothing can be changed.
 function showGone(reason) {
   showConnection(reason, false);
   if (byId('name').textContent) showName(byId('name').textContent, false);
@@ -34,7 +33,7 @@ function showThere(name) {
   offerRecording(false);
 }
 
-// Everything anew, then what changes, until the connection breaks or nobody looks.
+// Loads the whole state, then applies changes until the connection breaks or the page is hidden.
 async function follow() {
   const answer = await ask('state');
   const state = await answer.json();
@@ -54,7 +53,7 @@ async function follow() {
       document.removeEventListener('visibilitychange', endWhenHidden);
       done();
     };
-    // A browser has few connections to one address: a tab that nobody looks at needs none.
+    // A browser allows only a few connections to one address. A hidden tab closes its connection.
     const endWhenHidden = () => { if (document.hidden) end(); };
     document.addEventListener('visibilitychange', endWhenHidden);
     endFollowing = end;
@@ -79,7 +78,7 @@ async function stayConnected() {
         showGone(error.name === 'Error' ? error.message : 'no answer since ' + clockTime(heard));
       }
     }
-    // A connection that has lasted is looked after at once.
+    // After a connection that lasted, reconnect at once.
     await wait(Math.max(0, RETRY_MS - (performance.now() - started)));
   }
 }
@@ -108,7 +107,7 @@ function listenToPanel() {
   byId('clear-faults').addEventListener('click', () => change('clear-faults', {}));
 }
 
-// The browser has the token as a cookie now: the address line, which others may see, needs it no more.
+// The browser now has the token as a cookie. Remove it from the address bar, which other people may see.
 history.replaceState(null, '', location.pathname);
 listenToPanel();
 listenToRemote();

@@ -1,4 +1,4 @@
-// What all parts of the page use. The scripts of the page share their names; this one is the first.
+// Functions shared by all parts of the page. The scripts share one scope; this script is loaded first.
 'use strict';
 
 const ANSWER_LIMIT_MS = 5000;
@@ -7,7 +7,7 @@ const MESSAGE_MS = 6000;
 
 const byId = (id) => document.getElementById(id);
 
-// Everything that the television says becomes text, never markup.
+// Inserts the television's texts as text, never as markup.
 function element(tag, properties = {}, ...children) {
   const made = document.createElement(tag);
   for (const [name, value] of Object.entries(properties)) {
@@ -22,7 +22,7 @@ const wait = (ms) => new Promise((done) => setTimeout(done, ms));
 const press = (button, pressed) => button.setAttribute('aria-pressed', String(pressed));
 const clockTime = (date) => date.toLocaleTimeString('en-GB');
 
-// What the page remembers until the next visit; a browser may forbid that.
+// Saves a value until the next visit. A browser may forbid that.
 function remember(name, value) {
   try { localStorage.setItem(name, value); } catch { /* then it starts anew each time */ }
 }
@@ -33,7 +33,7 @@ function remembered(name) {
 let status = {};           // what the television said last, beside the values
 const values = new Map();  // of the keys
 
-// When the television answered last.
+// The time of the television's last response.
 let heard = new Date();
 function ask(path, options = {}) {
   return fetch(path, {signal: AbortSignal.timeout(ANSWER_LIMIT_MS), ...options}).then((answer) => {
@@ -53,12 +53,12 @@ function say(text, isError) {
   messageTimer = setTimeout(() => { message.hidden = true; }, MESSAGE_MS);
 }
 
-// Whether the television did it.
+// Requests a change. Returns true if the television made it.
 async function change(path, wish) {
   try {
     const answer = await ask(path, {
       method: 'POST', headers: {'Content-Type': 'application/json'}, body: JSON.stringify(wish),
-      // To start a film may take longer.
+      // Starting a film may take longer.
       signal: AbortSignal.timeout(10 * ANSWER_LIMIT_MS),
     });
     const {error, notice} = await answer.json();

@@ -1,4 +1,4 @@
-// What is on the screen.
+// The picture on the screen.
 'use strict';
 
 const PICTURE_INTERVAL_MS = 100;
@@ -17,7 +17,7 @@ function showNothing() {
   byId('glow').hidden = title !== '';
 }
 
-// Pictures that differ from the one before, a second.
+// The number of different pictures a second.
 function pictureRate() {
   const now = performance.now();
   pictureTimes = pictureTimes.filter((time) => now - time < 2000);
@@ -52,7 +52,7 @@ function draw(bitmap) {
   return Math.round(luma / (data.length / 4));
 }
 
-// Fetches the picture if it is another than the one that is shown; returns the mean luma of what is shown.
+// Fetches the picture if it has changed. Returns the mean luma of the displayed picture.
 async function fetchPicture(lumaBefore) {
   const answer = await ask('picture.jpg', {headers: {'If-None-Match': pictureTag}});
   if (answer.status === 304) {

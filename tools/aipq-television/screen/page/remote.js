@@ -1,7 +1,7 @@
-// What is on, and the remote control.
+// The current channel and source, and the remote control.
 'use strict';
 
-// Keys that the remote control sets itself.
+// The keys that the remote control writes directly.
 const SOURCE = 'dovra.sl2.str.source.current.path';
 const AIPQ = 'dovra.sl2.i32.video.aipq.user.switch.osd';
 const FORMAT = 'dovra.sl2.str.video.format.info';
@@ -75,7 +75,7 @@ function tune() {
   change('remote', {channel});
 }
 
-// A number is complete when no longer one begins with it, or after a while.
+// A channel number is complete when no longer number begins with it, or after a delay.
 function pressDigit(digit) {
   digits += digit;
   showBanner(digits);
@@ -86,7 +86,7 @@ function pressDigit(digit) {
   else tune();
 }
 
-// Buttons that post what they are called.
+// Buttons that post their own name.
 function powerButtons(powers) {
   return powers.map(({name, label, hint}) => {
     const button = element('button', {type: 'button', textContent: label, title: hint});
