@@ -24,7 +24,7 @@ class ClientSession {
     ClientSession(simulated::Television& television, remote::Line& line, sdbus::IObject& object,
                   const std::string& client);
 
-    // The status, whether the model gave an object, and the value.
+    // Returns the status, whether the model provided an object, and the value.
     std::tuple<std::int32_t, bool, sdbus::Variant> connect(const std::string& key, std::uint32_t number);
     std::tuple<std::int32_t> disconnect(std::uint32_t number);
 

@@ -83,7 +83,7 @@ class OwnTelevision {
     }
 
   private:
-    // Replaces the command's streams by the log.
+    // Redirects the standard streams, which are the command's, to the log.
     void leaveStreams() const {
         const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
         const int output = m_run.log >= 0 ? m_run.log : nothing;

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::array SIGNALS{SIGINT, SIGTERM, SIGHUP};
 
-// Never closed: who rings late must not hit a file descriptor that is another's by now.
+// Never closed: a late ring() must not write to a descriptor that was reused.
 std::atomic<int> eventFd{-1};
 volatile std::sig_atomic_t signalled = 0;
 std::array<struct sigaction, SIGNALS.size()> formerActions{};
@@ -49,7 +49,7 @@ Bell::~Bell() {
 
 void Bell::ring() {
     const std::uint64_t one = 1;
-    // Fails only if it has rung already, very often.
+    // Fails only if the counter is full. The bell is then ringing already.
     [[maybe_unused]] const ssize_t written = write(eventFd, &one, sizeof one);
 }
 

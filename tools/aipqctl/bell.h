@@ -7,8 +7,8 @@ namespace aipqctl {
 
 using Clock = std::chrono::steady_clock;
 
-// Wakes the thread that waits, for news that other threads have and for Ctrl-C. While it exists (one at a
-// time), SIGINT, SIGTERM and SIGHUP ring it instead of ending the program.
+// Wakes the waiting thread, for events on other threads and for Ctrl-C. While a Bell exists (at most one),
+// SIGINT, SIGTERM and SIGHUP ring it instead of ending the program.
 class Bell {
   public:
     Bell();
@@ -16,13 +16,13 @@ class Bell {
     Bell(const Bell&) = delete;
     Bell& operator=(const Bell&) = delete;
 
-    // Any thread, and signal handlers.
+    // Callable from any thread and from signal handlers.
     static void ring();
 
-    // Until it rings, or has rung since the last wait; false if that does not happen before `limit`.
+    // Waits until it rings, or returns at once if it rang since the last wait. Returns false at `limit`.
     bool waitUntil(Clock::time_point limit = Clock::time_point::max());
 
-    // Whether one of the signals came.
+    // Returns whether one of the signals arrived.
     bool interrupted() const;
 };
 

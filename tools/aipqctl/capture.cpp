@@ -39,13 +39,13 @@ struct CaptureRequest {
     bool async = false;
 };
 
-// How often a frame is asked for: a request is lost while the library's thread is not waiting for one.
+// The number of requests for one frame: the library loses a request while its thread is not waiting for one.
 constexpr int TRIES = 3;
 constexpr std::chrono::milliseconds THREAD_START{100};
-// The callback comes after 2 s at the latest.
+// The library calls back within 2 s.
 constexpr std::chrono::seconds CALLBACK_LIMIT{10};
 
-// Where a file name has the frame's number: "%d", or "%03d" for three digits.
+// The position of the frame's number in a file name: "%d", or "%03d" for three digits.
 struct NumberPlace {
     std::size_t begin;
     std::size_t length;
@@ -98,7 +98,7 @@ PictureData parseSize(const std::string& text) {
     throw Failure(EXIT_REFUSED, what + " cannot be opened: " + std::strerror(error));
 }
 
-// The request queue as it is now. That it does not exist is no failure: a capture creates it.
+// The state of the request queue. A missing queue is no error: a capture creates it.
 class RequestQueue {
   public:
     explicit RequestQueue(int flags) : m_queue(mq_open(video::REQUEST_QUEUE_NAME, flags)) {
@@ -111,8 +111,8 @@ class RequestQueue {
     RequestQueue(const RequestQueue&) = delete;
     RequestQueue& operator=(const RequestQueue&) = delete;
 
-    // Whether it takes another request, and the one that the library sends when it stops. On a full queue
-    // both would block for ever.
+    // Returns whether the queue has room for two requests: the next one, and the one that the library sends
+    // when it stops. Both would block for ever on a full queue.
     bool hasRoom() const {
         mq_attr attributes{};
         return m_queue == -1 || mq_getattr(m_queue, &attributes) != 0 ||
@@ -128,19 +128,19 @@ class RequestQueue {
     throw Failure(EXIT_REFUSED, "no frame arrives: " + whyNoFrame());
 }
 
-// The frames of one run, one after the other.
+// The frames of one run, in order.
 class Frames {
   public:
     Frames(const PictureData& wanted, bool async) : m_async(async), m_wanted(wanted) {
         const RequestQueue checked(O_RDWR);
         if (!m_capture.initShareMemory()) {
-            // The library logs why, and tells nobody.
+            // The library logs the reason but does not return it.
             const int id = shmget(video::CAPTURE_BLOCK_KEY, sizeof(video::CaptureBlock), 0600);
             failAccess("the capture block", id == -1 ? errno : EACCES);
         }
         if (m_async) m_capture.registerCallBack(onFrame, this);
         m_capture.start();
-        // Nothing tells when its threads wait for requests.
+        // There is no notification when the library's threads begin to wait for requests.
         std::this_thread::sleep_for(THREAD_START);
     }
 
@@ -148,7 +148,7 @@ class Frames {
     Frames(const Frames&) = delete;
     Frames& operator=(const Frames&) = delete;
 
-    // The pixels stay until the next call. Nothing if Ctrl-C came first.
+    // The pixels are valid until the next call. Returns nothing after Ctrl-C.
     std::optional<PictureData> next() {
         for (int i = 0; i < TRIES && !m_bell.interrupted(); ++i) {
             if (!RequestQueue(O_RDONLY).hasRoom()) failNoFrame();
@@ -159,7 +159,7 @@ class Frames {
         return {};
     }
 
-    // Until then, or Ctrl-C, which gives false.
+    // Returns false after Ctrl-C.
     bool waitUntil(Clock::time_point time) {
         while (!m_bell.interrupted())
             if (!m_bell.waitUntil(time)) return true;
@@ -213,7 +213,7 @@ class Frames {
     PictureCapture m_capture;
 };
 
-// The files of one run: one for each frame, or one for all.
+// The output files of one run: one file per frame, or one file for all frames.
 class Files {
   public:
     Files(const CaptureRequest& wish, bool several)
@@ -229,7 +229,7 @@ class Files {
 
     bool isStandardOutput() const { return m_name == OutputFile::STANDARD_OUTPUT; }
 
-    // Returns the name of the file.
+    // Returns the file name.
     std::string add(unsigned number, const PictureData& picture) {
         const std::string content = m_isRaw ? encodeRgb(picture) : encodePng(picture);
         if (m_all) {
@@ -292,7 +292,7 @@ void capture(const CaptureRequest& wish, bool json) {
         try {
             if (frames.waitUntil(due)) picture = frames.next();
         } catch (const Failure&) {
-            // The frames that have come are whole.
+            // The frames so far are complete.
             files.finish();
             throw;
         }
@@ -304,7 +304,7 @@ void capture(const CaptureRequest& wish, bool json) {
         }
         const std::chrono::duration<double, std::milli> taken = Clock::now() - asked;
         const std::string file = files.add(number, *picture);
-        // Standard output has the frames alone.
+        // Standard output carries only the frames.
         if (!files.isStandardOutput()) report(*picture, number, file, taken.count(), json);
     }
     files.finish();

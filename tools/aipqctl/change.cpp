@@ -21,9 +21,9 @@ namespace aipqctl {
 
 namespace {
 
-// The value is also read this often: a notification may be lost.
+// The interval of additional reads: a notification may be lost.
 constexpr std::chrono::seconds LOOK_PERIOD{1};
-// A step that was under way when the notifications stopped has taken effect after this time.
+// After this time, a step that was in progress when the notifications stopped has taken effect.
 constexpr std::chrono::milliseconds LAST_STEP{200};
 
 // A change of one setting or key.
@@ -32,7 +32,7 @@ struct Change {
     Value before;
     Value wanted;
 
-    // Of a setting on its way.
+    // For a setting that moves gradually.
     std::vector<int> steps = {};
     int current = 0;
     bool arrived = false;
@@ -49,7 +49,7 @@ struct Change {
     }
 };
 
-// What the television announces while settings move, from the model's thread to the one that shows it.
+// Passes the television's announcements from the model's thread to the thread that displays them.
 class Announcements {
   public:
     struct Step {
@@ -58,7 +58,7 @@ class Announcements {
     };
 
     void push(Step step) {
-        // Without a notification the library's workers take no further step.
+        // The library's workers take no further step without a notification.
         while (m_stopped) std::this_thread::sleep_for(LAST_STEP);
         {
             const std::lock_guard lock(m_mutex);
@@ -75,7 +75,7 @@ class Announcements {
         return step;
     }
 
-    // Stops the model's thread at the next notification, for ever.
+    // Blocks the model's thread at the next notification, for ever.
     void stop() { m_stopped = true; }
 
   private:
@@ -84,7 +84,7 @@ class Announcements {
     std::deque<Step> m_steps;
 };
 
-// How far a setting has got: a bar on a terminal, a line for each step elsewhere.
+// Displays the progress of a setting: a bar on a terminal, otherwise a line for each step.
 class Progress {
   public:
     explicit Progress(bool asBar) : m_asBar(asBar) {}
@@ -113,7 +113,7 @@ class Progress {
     bool m_open = false;
 };
 
-// "+5", and "-5" where a value cannot be negative.
+// True for "+5", and for "-5" if the value cannot be negative.
 bool isRelative(const Assignment& assignment, const KeyDefinition& key) {
     if (assignment.sign != 0) return true;
     if (assignment.texts.size() != 1 || assignment.texts.front().size() < 2) return false;
@@ -132,7 +132,7 @@ Value wantedValue(const Assignment& assignment, const Named& named, const Value&
                 : std::nullopt;
         return menu ? Value(*menu) : parseValue(named.name, key, assignment.texts);
     }
-    // Its sum is checked, not the difference.
+    // The range applies to the sum, not to the difference.
     KeyDefinition anyNumber = key;
     anyNumber.range.reset();
     std::string text = assignment.texts.size() == 1 ? assignment.texts.front() : "";
@@ -147,7 +147,7 @@ Value wantedValue(const Assignment& assignment, const Named& named, const Value&
     return parseValue(named.name, key, {std::to_string(sum)});
 }
 
-// The colour tuner's parts together, because the library sets all four.
+// Sets the parts of the colour tuner together, because the library sets all four at once.
 void start(const std::vector<Change*>& moving) {
     std::optional<std::vector<int>> tuner;
     for (const Change* const change : moving) {
@@ -179,7 +179,7 @@ void requireMoving(const Change& change, double timeout) {
                                     ": the television refuses it, or has not announced a step");
 }
 
-// Until all have arrived; false on Ctrl-C.
+// Returns true when all settings have arrived, false after Ctrl-C.
 bool follow(const std::vector<Change*>& moving, Announcements& announcements, const ChangeOptions& options,
             Progress& progress) {
     Bell bell;
@@ -210,8 +210,8 @@ bool follow(const std::vector<Change*>& moving, Announcements& announcements, co
     return true;
 }
 
-// Says where the settings have got to. The program ends here: the library's workers would go on if the
-// model's thread did, while the rest of the program is being destroyed.
+// Prints how far the settings have got and ends the program at once. If the model's thread continued, the
+// library's workers would run during the destruction of static objects.
 [[noreturn]] void endInterrupted(const std::vector<Change*>& moving, Announcements& announcements) {
     announcements.stop();
     std::this_thread::sleep_for(LAST_STEP);
@@ -236,7 +236,7 @@ void moveSettings(std::vector<Change>& changes, const ChangeOptions& options) {
     }
     if (moving.empty()) return;
 
-    // Outlives the followers, which call it.
+    // Never destroyed: the followers still call it.
     static Announcements& announcements = *new Announcements;
     for (Change* const change : moving)
         change->follower = std::make_unique<KeyAccess>(
@@ -296,7 +296,7 @@ void change(const std::vector<Assignment>& assignments, const ChangeOptions& opt
         for (const Named& other : names)
             if (&other != &named && other.key == named.key)
                 throw Failure(EXIT_WRONG_USE, "'" + other.name + "' and '" + named.name + "' are the same");
-        // What does not depend on the television is checked before it is asked.
+        // Check everything that does not depend on the television first.
         if (!isRelative(assignment, *named.key)) wantedValue(assignment, named, named.key->initial);
     }
     std::vector<Change> changes;

@@ -1,4 +1,4 @@
-// Changes of settings and keys, as the command line gives them.
+// Changes of settings and keys that the command line requests.
 #ifndef AIPQCTL_CHANGE_H
 #define AIPQCTL_CHANGE_H
 
@@ -10,25 +10,25 @@
 
 namespace aipqctl {
 
-// A wanted value: "60"; "+5" and "-5" relative to the current one; a name such as "smooth"; the elements of a
-// list.
+// A requested value: "60"; "+5" or "-5", relative to the current value; a name such as "smooth"; or the
+// elements of a list.
 struct Assignment {
     std::string name;  // a setting or a key
     std::vector<std::string> texts;
     int sign = 0;  // of a number that is added, for NAME+=5 and NAME-=5
 };
 
-// From "NAME VALUE..." or from any number of "NAME=VALUE". Failure (2) if it is neither.
+// Parses "NAME VALUE..." or any number of "NAME=VALUE". Throws Failure (2) for anything else.
 std::vector<Assignment> parseAssignments(const std::vector<std::string>& words);
 
-// A setting or a key by its name; a setting is also found by its key.
+// A setting or key, found by name. A setting is also found by its key.
 struct Named {
     std::string name;
     const KeyDefinition* key;
     const Setting* setting;  // null for a key that is no setting
 };
 
-// Failure if there is no such name, or if the key has no value.
+// Throws Failure if the name is unknown, or if the key has no value.
 Named findNamed(const std::string& name);
 Value readNamed(const Named& named);
 
@@ -38,9 +38,9 @@ struct ChangeOptions {
     bool json = false;
 };
 
-// Checks everything, then changes everything, settings all at the same time, and prints a line for each.
-// Returns only when the television has arrived: the library changes a setting on a thread that ends with this
-// program.
+// Checks all assignments, then makes all changes and prints a line for each. Settings change at the same
+// time. Returns only after all values are reached, because the library changes a setting on a thread that
+// ends with this program.
 void change(const std::vector<Assignment>& assignments, const ChangeOptions& options);
 
 }  // namespace aipqctl

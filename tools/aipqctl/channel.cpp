@@ -30,7 +30,7 @@ class Channels {
     const std::vector<std::string>& columns() const { return m_columns; }
     const Rows& rows() const { return m_rows; }
 
-    // A cell of a row; empty if there is no such column.
+    // Returns a cell of a row; empty if there is no such column.
     std::string cell(const std::vector<std::string>& row, const std::string& column) const {
         const auto found = std::find(m_columns.begin(), m_columns.end(), column);
         const auto index = static_cast<std::size_t>(found - m_columns.begin());
@@ -43,7 +43,7 @@ class Channels {
         return channel;
     }
 
-    // By number, or by name.
+    // Finds a channel by number or by name.
     const std::vector<std::string>& find(const std::string& wanted) const {
         for (const char* const column : {"number", "name"}) {
             const auto isWanted = [&](const auto& row) { return cell(row, column) == wanted; };
@@ -79,7 +79,7 @@ void listChannels(bool json) {
     for (const std::string& line : aligned(rows)) printLine(line);
 }
 
-// `target` names the channel, if the operation has one.
+// `target` names the channel if the operation has one.
 void change(const std::string& operation, const Json& target, const std::function<bool(Access&)>& perform,
             bool json) {
     requireTelevision();
@@ -106,12 +106,12 @@ struct ChannelRequest {
 std::vector<std::string> channelNames() {
     std::vector<std::string> names;
     try {
-        // Completing a word does not start a television.
+        // Completion must not start a television.
         if (!televisionRun()) return names;
         const Channels channels;
         for (const auto& row : channels.rows()) names.push_back(channels.cell(row, "name"));
     } catch (const Failure&) {
-        // The shell has nobody to tell.
+        // Completion cannot report errors.
     }
     return names;
 }

@@ -32,7 +32,7 @@ void set(const Wishes& wishes, bool json) {
         if (!wishes[i].empty())
             wanted[i] = parseInteger(PARTS[i], definition(SETTINGS[TUNER + i]), wishes[i]);
 
-    // The library takes all four: the others stay as they are.
+    // The library sets all four values: pass the current value of the others.
     std::vector<int> values = readTuner();
     for (std::size_t i = 0; i < PARTS.size(); ++i) values[i] = wanted[i].value_or(values[i]);
     writeTuner(values);

@@ -1,4 +1,4 @@
-// The commands of aipqctl. Each adds itself as a subcommand, whose callback does the work.
+// The commands of aipqctl. Each function adds one subcommand, whose callback executes it.
 #ifndef AIPQCTL_COMMAND_H
 #define AIPQCTL_COMMAND_H
 
@@ -13,8 +13,7 @@ struct Context {
     int exitCode = EXIT_DONE;
 };
 
-// A callback that cannot do its work throws Failure (failure.h), or says why on stderr and sets the exit
-// code.
+// A callback that fails throws Failure (failure.h), or prints the reason on stderr and sets the exit code.
 void addListCommand(CLI::App& app, Context& context);
 void addGetCommand(CLI::App& app, Context& context);
 void addSetCommand(CLI::App& app, Context& context);
@@ -32,7 +31,7 @@ void addPowerCommand(CLI::App& app, Context& context);
 void addTableCommand(CLI::App& app, Context& context);
 void addKeyCommand(CLI::App& app, Context& context);
 void addDoctorCommand(CLI::App& app, Context& context);
-// Hidden: what may stand in place of the last of the given words, for a shell's completion.
+// Hidden command for a shell's completion: prints the words that may replace the last given word.
 void addCompleteCommand(CLI::App& app, Context& context);
 
 }  // namespace aipqctl

@@ -28,14 +28,14 @@ std::vector<std::string> namesOfValues() {
     return names;
 }
 
-// A name, or the value of the setting before it.
+// Returns the names, or the values of the setting in the word before.
 std::vector<std::string> wordsOfSet(const std::vector<std::string>& before) {
     const auto command = std::find(before.begin(), before.end(), "set");
     if (command == before.end() || command + 1 == before.end()) return namesOfValues();
     const std::string& first = *(command + 1);
     for (const Setting& setting : SETTINGS)
         if (first == setting.name) return menuNames(setting);
-    // NAME=VALUE may be followed by another one.
+    // Another NAME=VALUE may follow.
     return first.find('=') != std::string::npos ? namesOfValues() : std::vector<std::string>();
 }
 

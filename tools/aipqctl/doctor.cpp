@@ -44,8 +44,8 @@ struct DoctorOptions {
 std::atomic<bool> stop{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
 
-// While it lives, whoever wants to end the program gets the television put back first; and a reader who goes
-// away (a pipe to head) does not end it in the middle of a change.
+// While it exists, an ending signal stops the checks, so that the television's state is restored first. It
+// also ignores SIGPIPE: a closed pipe must not end the program in the middle of a change.
 class OrderlyEnd {
   public:
     OrderlyEnd() {
@@ -69,7 +69,7 @@ class OrderlyEnd {
     struct sigaction m_pipeBefore {};
 };
 
-// Ends the run when a television in a process of its own leaves: every check that is left would fail slowly.
+// Stops the run when a television in another process ends: the remaining checks would fail slowly.
 class Departure {
   public:
     Departure() : m_run(televisionRun()) {
@@ -137,7 +137,7 @@ std::chrono::milliseconds streamTime(const DoctorOptions& options) {
     return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(options.streamSeconds));
 }
 
-// The text for people goes to standard error where standard output takes the results for programs.
+// The readable text goes to standard error if standard output carries JSON.
 int examine(const DoctorOptions& options, bool json) {
     std::vector<Check> checks;
     try {
@@ -150,7 +150,7 @@ int examine(const DoctorOptions& options, bool json) {
     }
     if (options.list) return list(checks, json);
 
-    // Before anything is touched.
+    // Open the file before changing anything.
     std::optional<OutputFile> junit;
     try {
         if (!options.junit.empty()) junit.emplace(options.junit);
@@ -193,7 +193,7 @@ int examine(const DoctorOptions& options, bool json) {
     } else if (stop) {
         code = EXIT_CUT_SHORT;
     }
-    // A call into the platform that does not return keeps its thread; nothing that it uses may be destroyed.
+    // A call into the platform that never returns still uses its objects: nothing may be destroyed.
     if (examination.hangs()) std::_Exit(code);
     return code;
 }

@@ -23,7 +23,7 @@ std::ptrdiff_t countWarnings(const std::vector<Result>& results) {
 
 std::string escaped(const std::string& text) {
     std::string out;
-    // XML has no place for control characters, escaped or not.
+    // XML does not allow control characters, not even escaped.
     for (const char c : safeText(text)) {
         switch (c) {
             case '&':
@@ -139,7 +139,7 @@ std::string junitOf(const std::vector<Result>& results) {
 
 ExitCode exitCodeOf(const std::vector<Result>& results) {
     if (!results.empty() && results.front().verdict == Verdict::FAILED) return EXIT_NO_TELEVISION;
-    // What was to be run and was not is not known to be well.
+    // A check that did not run does not count as passed.
     const bool allPassed = count(results, Verdict::PASSED) == static_cast<std::ptrdiff_t>(results.size());
     return allPassed ? EXIT_DONE : EXIT_REFUSED;
 }

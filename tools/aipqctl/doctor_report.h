@@ -1,4 +1,4 @@
-// What is told about checks: to people, to programs, and how the tool ends.
+// Reports the results of checks: as text, as JSON, as JUnit XML and as exit code.
 #ifndef AIPQCTL_DOCTOR_REPORT_H
 #define AIPQCTL_DOCTOR_REPORT_H
 
@@ -10,13 +10,13 @@
 
 namespace conformance {
 
-// One check, in one line, and what to do next in another one if need be.
+// Returns one line about a check, and if needed a second line that says what to do.
 std::string textOf(const Result& result);
 
-// "5 passed, 0 failed, 1 not run"
+// Such as "5 passed, 0 failed, 1 not run".
 std::string summaryOf(const std::vector<Result>& results);
 
-// schema/doctor.json
+// Follows schema/doctor.json.
 std::string jsonOf(const std::vector<Result>& results);
 
 std::string junitOf(const std::vector<Result>& results);

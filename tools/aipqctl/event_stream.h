@@ -13,7 +13,7 @@
 
 namespace aipqctl {
 
-// When a command that prints what happens ends by itself.
+// The limits after which a command that prints events ends by itself.
 struct StreamLimits {
     unsigned count = 0;  // 0 for any
     double seconds = 0;
@@ -21,25 +21,25 @@ struct StreamLimits {
 
 void addStreamOptions(CLI::App& command, StreamLimits& limits, const std::string& what);
 
-// What happened, and when.
+// An event and its time.
 struct Event {
     std::chrono::system_clock::time_point time;
     Json content;
 };
 
 Event happened(Json content);
-// For people, "12:00:01.123" of the local day; for programs, "2025-01-31T12:00:01.123Z".
+// Local time for people, "12:00:01.123"; UTC for programs, "2025-01-31T12:00:01.123Z".
 std::string localTime(const Event& event);
 std::string utcTime(const Event& event);
 
-// Brings events from the threads on which they happen to the one that prints them.
+// Passes events from the threads on which they occur to the thread that prints them.
 class EventStream {
   public:
-    // Any thread.
+    // Callable from any thread.
     void push(Json content);
 
-    // Calls `show` with each event, until Ctrl-C or one of the limits; it returns whether the event counts.
-    // Failure if the time is over before the count is reached.
+    // Calls `show` with each event until Ctrl-C or one of the limits; `show` returns whether the event
+    // counts. Throws Failure if the time is over before the count is reached.
     void run(const StreamLimits& limits, const std::function<bool(const Event&)>& show);
 
   private:

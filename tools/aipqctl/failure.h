@@ -8,10 +8,10 @@
 
 namespace aipqctl {
 
-// Work that Ctrl-C cut short, as shells count it.
+// The exit code after Ctrl-C, as in shells.
 constexpr int EXIT_CUT_SHORT = 130;
 
-// Ends the program with one line for people, which says what is wrong and what to do, and an exit code.
+// An error that ends the program: one line that says what is wrong and what to do, and an exit code.
 class Failure : public std::runtime_error {
   public:
     Failure(int exitCode, const std::string& line) : std::runtime_error(line), m_exitCode(exitCode) {}

@@ -7,10 +7,10 @@
 
 namespace aipqctl {
 
-// A delivered frame as a PNG file. Failure if the frame is not within the capture block: its size comes from
-// another process.
+// Encodes a delivered frame as PNG. Throws Failure if the frame exceeds the capture block, because its size
+// comes from another process.
 std::string encodePng(const korvale::ai::PictureData& picture);
-// Its pixels alone, row by row: red, green, blue. The same failure.
+// Returns only the pixels, row by row: red, green, blue. Throws the same Failure.
 std::string encodeRgb(const korvale::ai::PictureData& picture);
 
 }  // namespace aipqctl

@@ -9,7 +9,7 @@ namespace aipqctl {
 namespace {
 
 void get(std::vector<std::string> names, Context& context) {
-    // A single value stands alone, so that a script can take it as it is.
+    // A single value is printed without its name, for scripts.
     const bool alone = names.size() == 1;
     if (names.empty()) names = settingNames();
     std::vector<Named> wanted;

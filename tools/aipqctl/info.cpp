@@ -84,7 +84,7 @@ Json readInfo() {
 void info(Context& context) {
     requireTelevision();
     Json object = readInfo();
-    // The library answers with a default if it cannot read a key.
+    // The library returns a default if it cannot read a key.
     for (const Line& line : LINES) {
         try {
             const KeyDefinition& key = keyDefinition(line.key);

@@ -9,7 +9,7 @@ namespace aipqctl {
 
 namespace {
 
-// What is known of the key. A type that the user says wins; a range then does not count.
+// Returns the definition of a key. A type given by the user overrides the catalogue and its range.
 KeyDefinition resolve(const std::string& name, const std::string& type) {
     if (!type.empty()) {
         KeyDefinition key;

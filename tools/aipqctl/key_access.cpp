@@ -19,7 +19,7 @@ constexpr int CONNECT_TIMEOUT_MS = 500;
 constexpr std::chrono::seconds READ_BACK_LIMIT{2};
 constexpr std::chrono::milliseconds READ_BACK_PERIOD{20};
 
-// What accessors answer.
+// A status of value accessors.
 constexpr int STATUS_WRONG_TYPE = 6;
 
 template <typename Action>
@@ -58,7 +58,7 @@ class ChangeHandler final : public ValueHandler {
     const KeyAccess::OnChange m_onChange;
 };
 
-// Also passes on when its key leaves and returns.
+// Also forwards the notifications that the key became unavailable or available.
 template <typename Observer>
 class FollowedValue final : public ValueAccessT<Observer> {
   public:
@@ -74,15 +74,15 @@ class FollowedValue final : public ValueAccessT<Observer> {
     const KeyAccess::OnAvailability m_onAvailability;
 };
 
-// What it is on this television; none if it has no such key.
+// Returns the key's type on this television, or none if the television has no such key.
 ObjectTypeSpec typeOf(const std::string& key) {
     TableAccess any(key);
     return any.connect(CONNECT_TIMEOUT_MS) == 0 ? static_cast<ObjectTypeSpec>(any.getType())
                                                 : OBJECT_TYPE_NONE;
 }
 
-// A read of a number has no status of its own: it gives 0 when the television leaves meanwhile. If the key
-// can be connected at once, it had not left.
+// Reading a number returns no status: it returns 0 if the television leaves. If the key can be connected at
+// once afterwards, the television had not left.
 template <typename Observer>
 void confirmRead(const std::string& key) {
     if (ValueAccessBase::getRootInterface() != nullptr && ValueAccessT<Observer>(key).connect(0) == 0) return;
@@ -95,7 +95,7 @@ void confirmRead(const std::string& key) {
 KeyAccess::KeyAccess(const std::string& key, ObjectTypeSpec type, OnChange onChange,
                      OnAvailability onAvailability)
     : m_type(type) {
-    // Connecting asks the model's root, whether or not there is one.
+    // Connecting calls the model's root interface, which is null without a television.
     requireTelevision();
     std::shared_ptr<ValueHandler> handler;
     if (onChange) handler = std::make_shared<ChangeHandler>(type, std::move(onChange));
@@ -108,7 +108,7 @@ KeyAccess::KeyAccess(const std::string& key, ObjectTypeSpec type, OnChange onCha
     ObjectTypeSpec found = OBJECT_TYPE_NONE;
     if (status == STATUS_WRONG_TYPE) {
         found = typeOf(key);
-        // A television that leaves while it is asked for the type has none.
+        // If the television leaves during the request, the request returns no type.
         if (found == type) status = m_access->connect(CONNECT_TIMEOUT_MS);
     }
     if (status == 0) return;
@@ -121,7 +121,7 @@ KeyAccess::KeyAccess(const std::string& key, ObjectTypeSpec type, OnChange onCha
 }
 
 KeyAccess::~KeyAccess() {
-    // Before anything that a notification uses is destroyed.
+    // Disconnect before destroying anything that a notification uses.
     m_access->disconnect();
 }
 

@@ -10,12 +10,13 @@
 
 namespace aipqctl {
 
-// A connected key of any type that has a value. Every operation throws Failure if it fails.
+// A connected key of any type that has a value. Every operation throws Failure on error.
 class KeyAccess {
   public:
-    // Called on the model's thread with each change.
+    // Called on the model's thread for each change.
     using OnChange = std::function<void(const Value&)>;
-    // Called on the model's thread when the key leaves with its television (false), and when it is back.
+    // Called on the model's thread: with false when the key leaves with its television, with true when it
+    // returns.
     using OnAvailability = std::function<void(bool)>;
 
     KeyAccess(const std::string& key, lomodelapi::ObjectTypeSpec type, OnChange onChange = {},
@@ -33,7 +34,8 @@ class KeyAccess {
     std::unique_ptr<ValueAccessBase> m_access;
 };
 
-// Until the television reads `wanted`, which it may do only after a moment; false if it does not in 2 s.
+// Waits up to 2 s until the television returns `wanted`, because a write may take effect late. Returns false
+// if it does not.
 bool reads(KeyAccess& key, const Value& wanted);
 
 }  // namespace aipqctl

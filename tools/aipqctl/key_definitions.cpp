@@ -52,7 +52,7 @@ long long parseNumber(const std::string& name, const KeyDefinition& key, const s
     return number;
 }
 
-// How many letters must be changed, added or taken away to make one of the other.
+// The edit distance: the number of letters to change, insert or remove to get from one word to the other.
 std::size_t distance(const std::string& a, const std::string& b) {
     std::vector<std::size_t> row(b.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
@@ -163,7 +163,7 @@ std::string suggestion(const std::string& word, const std::vector<std::string>& 
     const std::string* nearest = nullptr;
     std::size_t least = std::max<std::size_t>(2, word.size() / 4);
     for (const std::string& name : names) {
-        // A word that is far too long is not compared letter by letter.
+        // Skip a word that is far too long for a match.
         if (word.size() > 2 * name.size() + 2) continue;
         const std::size_t found = distance(word, name);
         if (found > least || (nearest != nullptr && found == least)) continue;

@@ -1,4 +1,4 @@
-// What the catalogue says about keys, and values as people write and read them.
+// The catalogue's definitions of keys, and the text form of values.
 #ifndef AIPQCTL_KEY_DEFINITIONS_H
 #define AIPQCTL_KEY_DEFINITIONS_H
 
@@ -14,31 +14,32 @@ using catalogue::KeyDefinition;
 using catalogue::typeName;
 using catalogue::Value;
 
-// All keys. Failure if the file that AIPQ_TV_CATALOGUE names is bad.
+// Returns all keys. Throws Failure if the file named by AIPQ_TV_CATALOGUE is malformed.
 const std::vector<KeyDefinition>& catalogue();
-// Null for a key that is not listed.
+// Returns null if the catalogue has no such key.
 const KeyDefinition* findKey(const std::string& name);
-// Failure if it is not listed.
+// Throws Failure if the catalogue has no such key.
 const KeyDefinition& keyDefinition(const std::string& name);
 
 enum class Keys { ALL, VALUES, TABLES };
 std::vector<std::string> keyNames(Keys which);
 
-// The types that have values, and the type of such a name; Failure for another name.
+// The names of the types that have values, and the type with a given name. Throws Failure for an unknown
+// name.
 std::vector<std::string> valueTypeNames();
 lomodelapi::ObjectTypeSpec valueType(const std::string& name);
-// "0..100", or nothing.
+// Returns "0..100", or an empty text without a range.
 std::string rangeText(const KeyDefinition& key);
 
-// The value that `texts` stand for; Failure, which speaks of the key as `name`, if they do not fit its type
-// or its range.
+// Converts `texts` to a value. Throws Failure, which calls the key `name`, if they do not fit its type or
+// range.
 Value parseValue(const std::string& name, const KeyDefinition& key, const std::vector<std::string>& texts);
 int parseInteger(const std::string& name, const KeyDefinition& key, const std::string& text);
 
 Json toJson(const Value& value);
 std::string toText(const Value& value);
 
-// "; did you mean 'brightness'?" if one of `names` is near, else nothing.
+// Returns "; did you mean 'brightness'?" if one of `names` is similar, otherwise an empty text.
 std::string suggestion(const std::string& word, const std::vector<std::string>& names);
 
 }  // namespace aipqctl

@@ -31,13 +31,13 @@ bool matches(const KeyDefinition& key, const std::string& filter) {
 
 bool hasValue(const KeyDefinition& key) { return !std::holds_alternative<std::monostate>(key.initial); }
 
-// How a key is used: read and write, invoke, iterate.
+// The operations of a key: read and write, invoke, iterate.
 std::string accessText(const KeyDefinition& key) {
     if (hasValue(key)) return "rw";
     return key.type == lomodelapi::OBJECT_TYPE_ACTION ? "invoke" : "rows";
 }
 
-// By how much the library moves a setting at a time; 0 if it writes the value at once.
+// The library's step size for a setting; 0 if it writes the value at once.
 int stepOf(const KeyDefinition& key) {
     const Setting* const setting = settingOfKey(key.name);
     return setting != nullptr ? setting->step : 0;

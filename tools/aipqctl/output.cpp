@@ -15,7 +15,7 @@ namespace aipqctl {
 
 namespace {
 
-// Characters, not bytes: names of channels need not be ASCII.
+// Counts characters, not bytes: channel names may contain non-ASCII characters.
 std::size_t width(const std::string& text) {
     return static_cast<std::size_t>(
         std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
@@ -36,7 +36,7 @@ void print(const std::string& text) {
 void printLine(const std::string& line) { print(safeText(line) + '\n'); }
 
 void printJson(const Json& json) {
-    // What a television sends need not be UTF-8.
+    // Text from a television may contain invalid UTF-8.
     print(safeJson(json.dump(-1, ' ', false, Json::error_handler_t::replace)) + '\n');
 }
 
@@ -81,7 +81,7 @@ void complain(const std::string& problem) {
 }
 
 void occupyStandardStreams() {
-    // Opened for reading, so that writing still fails.
+    // Open them for reading, so that writing still fails.
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         if (fcntl(stream, F_GETFD) == -1) static_cast<void>(open("/dev/null", O_RDONLY));
 }

@@ -1,4 +1,4 @@
-// Standard output: lines that are out as soon as they are printed, also into a pipe.
+// Standard output. Each line is flushed as soon as it is printed, also into a pipe.
 #ifndef AIPQCTL_OUTPUT_H
 #define AIPQCTL_OUTPUT_H
 
@@ -12,28 +12,28 @@ namespace aipqctl {
 
 using Json = nlohmann::ordered_json;
 
-// Thrown when nobody reads standard output any more: there is nothing left to do.
+// Thrown when the reader of standard output has closed it: the program has nothing left to do.
 struct OutputClosed {};
 
-// Each throws OutputClosed, or Failure if the output cannot be written for another reason.
+// Each function throws OutputClosed, or Failure after another write error.
 void print(const std::string& text);
-// Text of a television is printed safely: see safe_text.h.
+// Escapes unsafe text of a television: see safe_text.h.
 void printLine(const std::string& line);
-// One object on one line.
+// Prints one object on one line.
 void printJson(const Json& json);
 
-// The rows as safe text, each cell but a row's last as wide as its column.
+// Returns the rows as safe text. Every cell except the last of a row is padded to its column's width.
 std::vector<std::string> aligned(const std::vector<std::vector<std::string>>& rows);
 
-// Throws OutputClosed if the reader of a pipe has gone, else Failure.
+// Throws OutputClosed if the reader of a pipe has closed it, otherwise Failure.
 [[noreturn]] void failWriting(const CannotWrite& problem);
-// Writes a whole file, or standard output for "-"; throws like print().
+// Writes a whole file, or standard output for "-". Throws like print().
 void save(const std::string& path, const std::string& content);
 
-// One line on standard error, safe and not too long.
+// Prints one line on standard error, as safe text of limited length.
 void complain(const std::string& problem);
 
-// Keeps the program's files apart from its standard streams, whichever of them is closed. To be called first.
+// Opens the closed standard streams, so that no other file gets their descriptors. Call it first.
 void occupyStandardStreams();
 
 bool isTerminal();

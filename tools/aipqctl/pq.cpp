@@ -10,7 +10,8 @@ namespace aipqctl {
 
 namespace {
 
-// What the library takes; it hands fewer to the television, in another order.
+// The number of parameters of the library's call. The library passes fewer to the television, in another
+// order.
 constexpr std::size_t PARAMETERS = 34;
 
 void showParameters(bool json) {

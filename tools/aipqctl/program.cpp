@@ -13,7 +13,7 @@ namespace aipqctl {
 
 namespace {
 
-// The television that aipq-television starts if it is not told a name.
+// The default name of the television that aipq-television starts.
 constexpr char DEFAULT_TELEVISION[] = "living-room";
 
 struct GlobalOptions {
@@ -28,7 +28,7 @@ bool needsPicture(const CLI::App& program) {
     return false;
 }
 
-// What the platform reads when it is first used. On a real television the variables mean nothing.
+// Sets the variables that the platform reads when it is first used. A real television ignores them.
 void prepareEnvironment(const GlobalOptions& options, const CLI::App& program) {
     if (options.embedded && !options.television.empty())
         throw Failure(EXIT_WRONG_USE, "either --tv or --embedded, not both");
@@ -41,11 +41,11 @@ void prepareEnvironment(const GlobalOptions& options, const CLI::App& program) {
     }
     requireTelevisionName();
     setenv("AIPQ_TV_LOG", options.verbose ? "info" : "off", options.verbose ? 1 : 0);
-    // A television of one's own shows a picture only to those who look at it.
+    // An embedded television runs its video pipeline only for commands that use the picture.
     if (!needsPicture(program)) setenv("AIPQ_TV_VIDEO", "off", 0);
 }
 
-// The long options of a command, and of those above it.
+// The long options of a command and of its parent commands.
 std::vector<std::string> optionNames(const CLI::App* command) {
     std::vector<std::string> names;
     for (; command != nullptr; command = command->get_parent())
@@ -54,7 +54,7 @@ std::vector<std::string> optionNames(const CLI::App* command) {
     return names;
 }
 
-// The first line that CLI11 has to say, and where to read on.
+// Prints the first line of CLI11's message and a hint to the help.
 int reportWrongUse(const CLI::ParseError& error, const CLI::App& program) {
     std::string what = error.what();
     const CLI::App* command = &program;
@@ -107,7 +107,7 @@ int runCommand(int argc, char** argv) {
     CLI::App program("Reads and changes a television through its picture-quality library.", "aipqctl");
     Context context;
     GlobalOptions options;
-    // GlobalOptions of the program may stand behind the command, too.
+    // The program's global options may also follow the command.
     program.fallthrough();
     program.require_subcommand(1);
     program.set_help_flag("-h,--help", "Print this help");
@@ -119,12 +119,12 @@ int runCommand(int argc, char** argv) {
     program.add_flag("-v,--verbose", options.verbose, "Show the platform's log");
     program.parse_complete_callback([&] {
         prepareEnvironment(options, program);
-        // A bad file ends the program here, before the television reads it, too.
+        // Report a malformed catalogue here, before the television reads it.
         catalogue();
     });
     program.get_formatter()->label("REQUIRED", "");
     addCommands(program, context);
-    // Later, as commands would inherit it.
+    // Set the footer last: the commands would inherit it.
     program.footer("These options may stand behind a command, too. 'aipqctl COMMAND --help' shows its own.");
 
     try {
@@ -140,8 +140,7 @@ int runCommand(int argc, char** argv) {
 }  // namespace
 
 int run(int argc, char** argv) {
-    // A reader that goes away is seen when writing to it. A handler rather than SIG_IGN, which the video
-    // pipeline would inherit.
+    // Writing detects a closed pipe. A handler, not SIG_IGN: the video pipeline would inherit SIG_IGN.
     std::signal(SIGPIPE, [](int) {});
     occupyStandardStreams();
     try {

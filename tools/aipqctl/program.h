@@ -3,7 +3,7 @@
 
 namespace aipqctl {
 
-// The whole program; returns its exit code.
+// Runs the whole program; returns its exit code.
 int run(int argc, char** argv);
 
 }  // namespace aipqctl

@@ -6,11 +6,11 @@
 
 namespace aipqctl {
 
-// What can be requested and released, and what can be paused and resumed.
+// The names of the resources for request and release, and of those for pause and resume.
 std::vector<std::string> resourceNames();
 std::vector<std::string> playbackNames();
 
-// The channels of the television that runs, by name; none if it does not answer.
+// The channel names of the running television; empty if it does not answer.
 std::vector<std::string> channelNames();
 
 }  // namespace aipqctl

@@ -14,7 +14,7 @@ namespace aipqctl {
 
 namespace {
 
-// Lines of NAME=VALUE, as `aipqctl set` takes them.
+// Writes lines of NAME=VALUE, which `aipqctl set` accepts.
 void save(const std::string& file) {
     requireTelevision();
     std::vector<std::string> names = settingNames();

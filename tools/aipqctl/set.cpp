@@ -9,7 +9,7 @@ namespace aipqctl {
 
 namespace {
 
-// The message that the parser has for a command whose words are fixed.
+// Fails with the parser's own message for missing words.
 void requireWords(const std::vector<std::string>& words) {
     const std::string usage = ": 'aipqctl set --help' shows the usage";
     if (words.front().find('=') != std::string::npos) return;

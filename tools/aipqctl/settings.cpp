@@ -46,8 +46,8 @@ SystemSetting& systemSetting() {
 
 int readSetting(const Setting& setting) {
     const int value = (systemSetting().*setting.get)();
-    // -1 says that the read failed, and 0 that the television left meanwhile; or it is the value, which the
-    // key itself then confirms.
+    // -1 may mean that the read failed, 0 that the television left. Both may also be the value, so read the
+    // key itself.
     return value != -1 && value != 0
                ? value
                : std::get<int>(KeyAccess(setting.key, lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER).read());

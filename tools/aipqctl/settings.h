@@ -1,4 +1,4 @@
-// The picture settings by the short names that people use.
+// The picture settings and their short names.
 #ifndef AIPQCTL_SETTINGS_H
 #define AIPQCTL_SETTINGS_H
 
@@ -17,11 +17,11 @@ struct Setting {
     const char* name;
     const char* key;
     int (SystemSetting::*get)();
-    // Null for what can only be set together with the rest of the colour tuner.
+    // Null for a setting that can only be set together with the rest of the colour tuner.
     int (SystemSetting::*set)(int);
-    // By how much the library moves it at a time; 0 if it writes the value at once.
+    // The library's step size; 0 if it writes the value at once.
     int step = 0;
-    // The names of its values from 0, separated by blanks; empty if they have none.
+    // The names of the values from 0 up, separated by blanks; empty if the values have no names.
     const char* menu = "";
 };
 
@@ -46,28 +46,28 @@ inline constexpr std::array<Setting, 10> SETTINGS{{
     {"color-tuner-hue", catalogue::keys::COLOR_TUNER_HUE, &SystemSetting::getVideoColorTunerH, nullptr},
 }};
 
-// The last four: mode, luma, saturation and hue, in the order in which the library takes them.
+// The last four settings: mode, luma, saturation and hue, in the library's order.
 inline constexpr std::size_t TUNER = 6;
 inline constexpr std::size_t TUNER_SIZE = 4;
 
 std::vector<std::string> settingNames();
-// The setting of this key; null if there is none.
+// Returns the setting of this key; null if there is none.
 const Setting* settingOfKey(const std::string& key);
-// Its key in the catalogue.
+// Returns the definition of the setting's key.
 const KeyDefinition& definition(const Setting& setting);
 
-// The names of its values, from 0; and the value of such a name.
+// menuNames() returns the names of the values from 0 up; menuValue() returns the value with a given name.
 std::vector<std::string> menuNames(const Setting& setting);
 std::optional<int> menuValue(const Setting& setting, const std::string& name);
 
-// The library's settings of this television. Never destroyed: the library's workers may use them until the
+// Returns the library's settings. They are never destroyed: the library's workers may use them until the
 // program ends.
 SystemSetting& systemSetting();
 
-// Reads it through the library; Failure if that fails.
+// Reads a setting through the library. Throws Failure on error.
 int readSetting(const Setting& setting);
 
-// The colour tuner's four values, read and written through the library.
+// Read and write the colour tuner's four values through the library.
 std::vector<int> readTuner();
 void writeTuner(std::vector<int> values);
 

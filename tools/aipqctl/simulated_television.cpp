@@ -19,7 +19,7 @@ namespace {
 constexpr char BUS[] = "org.freedesktop.DBus";
 constexpr char BUS_OBJECT[] = "/org/freedesktop/DBus";
 
-// Nothing if the television is embedded.
+// Returns nothing for an embedded television.
 std::optional<remote::Place> place() {
     const char* const television = std::getenv("AIPQ_TV");
     if (television == nullptr || television == std::string_view(remote::EMBEDDED)) return {};
@@ -72,7 +72,7 @@ std::vector<std::string> runningTelevisions() {
             const remote::Place found = remote::placeFrom(entry.path().filename());
             if (!runAt(found).empty()) names.push_back(found.name);
         } catch (const std::invalid_argument&) {
-            // Not the socket of a television.
+            // The socket does not belong to a television.
         }
     }
     std::sort(names.begin(), names.end());

@@ -1,4 +1,5 @@
-// The simulated television that AIPQ_TV names, a process of its own. On a real television there is none.
+// The simulated television that AIPQ_TV names, if it runs in another process. On a real television there is
+// none.
 #ifndef AIPQCTL_SIMULATED_TELEVISION_H
 #define AIPQCTL_SIMULATED_TELEVISION_H
 
@@ -8,20 +9,20 @@
 
 namespace aipqctl {
 
-// Failure (2) if AIPQ_TV can be neither a name nor an address.
+// Throws Failure (2) if AIPQ_TV is neither a valid name nor a valid address.
 void requireTelevisionName();
 
-// The name that AIPQ_TV gives; empty if the television is not a process of its own.
+// Returns the name in AIPQ_TV; empty if the television does not run in another process.
 std::string televisionName();
 
-// Identifies one run of that television; empty if it does not run. Nothing if the television is not a process
-// of its own.
+// Identifies one run of that television; empty if it does not run. Returns nothing if the television does not
+// run in another process.
 std::optional<std::string> televisionRun();
 
-// The televisions of this user that run, by name.
+// Returns the names of this user's running televisions.
 std::vector<std::string> runningTelevisions();
 
-// Why it has no picture, as it says itself; empty if it does not say.
+// Returns the television's reason for a missing picture; empty if it reports none.
 std::string videoProblem();
 
 }  // namespace aipqctl

@@ -21,11 +21,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds TABLE_ANSWER_LIMIT{10};
-// Whether the television has left is looked at this often.
+// The interval of the checks whether the television has left.
 constexpr std::chrono::milliseconds TABLE_LOOK_PERIOD{500};
 constexpr int CHUNK = 64;
 
-// Brings the answers from the model's thread to the one that reads.
+// Passes the answers from the model's thread to the reading thread.
 class Answers final : public IteratorHandler {
   public:
     void onIteratorReady(int count) override { take(m_count, count); }

@@ -8,8 +8,8 @@ namespace aipqctl {
 
 using Rows = std::vector<std::vector<std::string>>;
 
-// A table's rows, with its first `columns` columns, read by an iterator of the model. Failure if there is no
-// such table, or if it does not answer.
+// Reads the rows of a table, with its first `columns` columns, through an iterator of the model. Throws
+// Failure if the table does not exist or does not answer.
 Rows readTable(const std::string& key, std::size_t columns);
 
 }  // namespace aipqctl

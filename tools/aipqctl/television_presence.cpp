@@ -36,7 +36,7 @@ std::string quotedList(const std::vector<std::string>& names) {
                                           (running.size() == 1 ? " runs" : " run") + ": choose with --tv");
 }
 
-// The run that answered first.
+// The run of the television that answered first.
 std::string& firstRun() {
     static std::string run;
     return run;
@@ -64,7 +64,7 @@ void requireSameTelevision() {
 }
 
 bool answered(std::function<bool()> request) {
-    // The thread is left behind if the answer never comes: nothing can wake it.
+    // If the answer never comes, the thread is abandoned: nothing can wake it.
     const auto answer = std::make_shared<std::promise<bool>>();
     std::future<bool> result = answer->get_future();
     std::thread([answer, request = std::move(request)] { answer->set_value(request()); }).detach();

@@ -17,7 +17,7 @@ void listTelevisions(bool json) {
 void addTvCommand(CLI::App& app, Context& context) {
     CLI::App& command = *app.add_subcommand("tv", "List the simulated televisions that run");
     command.callback([&context] { listTelevisions(context.json); });
-    // The same, for those who look for it there.
+    // An alias, for users who expect a subcommand.
     command.add_subcommand("list", "List them");
 }
 

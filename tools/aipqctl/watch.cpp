@@ -22,10 +22,10 @@ Json describe(const Watched& watched, const Value& value, bool initial) {
             {"initial", initial}};
 }
 
-// Tells a television that leaves from a key that does.
+// Distinguishes a television that leaves from a single key that leaves.
 class Presence {
   public:
-    // What there is to say when a key leaves or returns; null if it has been said.
+    // Returns the event to print when a key leaves or returns; null if it was printed already.
     Json change(const std::string& name, const std::string& key, bool available) {
         if (available) {
             if (m_left) return m_left = false, m_run = answeringRun(), Json{{"television", "returned"}};

@@ -14,7 +14,7 @@ struct Watched {
     KeyDefinition key;
 };
 
-// Prints what the keys are, and then each change.
+// Prints the values of the keys, and then each change.
 void watch(const std::vector<Watched>& keys, const StreamLimits& limits, bool json);
 
 }  // namespace aipqctl

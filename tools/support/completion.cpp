@@ -37,7 +37,7 @@ Words optionsOf(const CLI::App* command) {
 
 bool takesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
 
-// The words that may replace the last one.
+// Returns the words that may replace the last word.
 Words complete(const CLI::App& program, const Words& words, const ValuesAfter& valuesAfter) {
     const Words before(words.begin(), words.empty() ? words.end() : words.end() - 1);
     const auto valuesOf = [&](const std::string& name) { return valuesAfter(name, before); };
@@ -60,7 +60,7 @@ Words complete(const CLI::App& program, const Words& words, const ValuesAfter& v
     std::size_t position = 0;
     for (const CLI::Option* const option : command->get_options()) {
         if (!option->get_positional()) continue;
-        // The last one may take any number of words.
+        // The last positional may take any number of words.
         if (position++ < positionals && option->get_items_expected_max() == 1) continue;
         for (const std::string& value : valuesOf(option->get_name(true))) found.push_back(value);
         break;

@@ -1,4 +1,4 @@
-// The hidden command with which a program completes its own command line for a shell.
+// The hidden command that completes the program's command line for a shell.
 #ifndef TOOLS_SUPPORT_COMPLETION_H
 #define TOOLS_SUPPORT_COMPLETION_H
 
@@ -7,16 +7,16 @@
 #include <string>
 #include <vector>
 
-// Returns the possible words for a value that the usage calls `name`, such as SETTING. Empty: a file, or
-// anything.
+// Returns the possible words for a value that the usage calls `name`, such as SETTING. An empty result means
+// a file name or any text.
 using ValuesOf = std::function<std::vector<std::string>(const std::string& name)>;
 
-// The same, with the words before the one that is being completed.
+// The same; also receives the words before the word to complete.
 using ValuesAfter =
     std::function<std::vector<std::string>(const std::string& name, const std::vector<std::string>& before)>;
 
 // Adds the command `complete -- WORD...`. It prints the words that may replace the last WORD, one a line, and
-// ends the parsing with CLI::Success.
+// stops the parser by CLI::Success.
 void addCompleteCommand(CLI::App& program, const ValuesOf& valuesOf);
 void addCompleteCommand(CLI::App& program, const ValuesAfter& valuesAfter);
 

@@ -1,4 +1,4 @@
-// How the tools end. Scripts rely on these numbers.
+// The exit codes of the tools. Scripts rely on these numbers.
 #ifndef TOOLS_SUPPORT_EXIT_CODE_H
 #define TOOLS_SUPPORT_EXIT_CODE_H
 
@@ -13,7 +13,7 @@ enum ExitCode : int {
     EXIT_NO_TELEVISION = 7,  // nobody answers
     EXIT_NO_RIGHTS = 8,      // the queue, the segment or the socket cannot be opened, a namespace created
 
-    // Of a program that runs a command; other numbers are then the command's.
+    // Codes of a program that runs a command; other codes are the command's own.
     EXIT_TELEVISION_DIED = 124,  // under the command
     EXIT_NOT_STARTED = 125,      // the television
     EXIT_NOT_EXECUTABLE = 126,   // the command

@@ -13,10 +13,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The kernel's own limit.
+// The kernel's limit.
 constexpr int MOST_LINKS = 40;
 
-// The file that `path` leads to, whether or not it exists. More links than the limit fail when it is opened.
+// Returns the path after following symbolic links; the file need not exist. A path with more links than the
+// limit fails when it is opened.
 std::string followLinks(const std::string& path) {
     fs::path target = path;
     std::error_code error;
@@ -64,13 +65,13 @@ void OutputFile::open() {
         if (m_file == -1) fail(errno);
         return;
     }
-    // Whoever may not write the file must not replace it.
+    // Renaming needs no right to write the old file: check that right here.
     if (exists && access(m_target.c_str(), W_OK) != 0) fail(errno);
     std::string name = fs::path(m_target).parent_path() / ".aipq-XXXXXX";
     m_file = mkostemp(name.data(), O_CLOEXEC);
     if (m_file == -1) fail(errno);
     m_temporary = name;
-    // Only root may give it to somebody else; others own it already.
+    // Only root may change the owner; another user owns the new file already.
     if (exists && fchown(m_file, before.st_uid, before.st_gid) != 0 && errno != EPERM) fail(errno);
     if (fchmod(m_file, exists ? before.st_mode & 07777 : newFileMode()) != 0) fail(errno);
 }
@@ -87,7 +88,7 @@ void OutputFile::write(std::string_view bytes) {
 void OutputFile::commit() {
     const int file = m_file;
     m_file = -1;
-    // A full disk may show only now.
+    // Closing may report a full disk.
     if (close(file) != 0) fail(errno);
     if (m_temporary.empty()) return;
     if (rename(m_temporary.c_str(), m_target.c_str()) != 0) fail(errno);

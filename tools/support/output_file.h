@@ -1,4 +1,4 @@
-// A file that a program writes: afterwards it is whole, or what it was before.
+// An output file that is either written completely or left unchanged.
 #ifndef TOOLS_SUPPORT_OUTPUT_FILE_H
 #define TOOLS_SUPPORT_OUTPUT_FILE_H
 
@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-// Why a file cannot be written, in one line that names it.
+// A write error: one line that names the file.
 class CannotWrite : public std::runtime_error {
   public:
     CannotWrite(const std::string& path, int error);
@@ -23,13 +23,13 @@ class CannotWrite : public std::runtime_error {
 class OutputFile {
   public:
     explicit OutputFile(const std::string& path);
-    // Without commit(), the file keeps what it was.
+    // Without commit(), the file stays unchanged.
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
     void write(std::string_view bytes);
-    // Gives the file its name. Nothing is written afterwards.
+    // Renames the temporary file to the final name. Do not write afterwards.
     void commit();
 
     static constexpr char STANDARD_OUTPUT[] = "-";
@@ -44,7 +44,7 @@ class OutputFile {
     int m_file = -1;
 };
 
-// The whole content at once.
+// Writes the whole content at once.
 void writeFile(const std::string& path, std::string_view content);
 
 #endif

@@ -24,7 +24,7 @@ bool isUnsafe(std::uint32_t character) {
     return isControl || endsLine || changesDirection;
 }
 
-// `escape` gets a character, or a byte that is not UTF-8 as its negative value.
+// Calls `escape` with a character, or with the negative value of a byte that is not UTF-8.
 template <typename Escape>
 std::string replaceUnsafe(std::string_view text, const Escape& escape) {
     std::string safe;

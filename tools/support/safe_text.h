@@ -1,4 +1,4 @@
-// Texts of other programs, for people to read.
+// Makes texts of other programs safe to print.
 #ifndef TOOLS_SUPPORT_SAFE_TEXT_H
 #define TOOLS_SUPPORT_SAFE_TEXT_H
 
@@ -9,10 +9,10 @@
 // that change the direction of the text. "\x1b", "\u{202e}", and "\n" for the end of a line.
 std::string safeText(std::string_view text);
 
-// JSON of the same meaning in which such characters are escaped. `json` must be valid UTF-8.
+// Returns equivalent JSON in which such characters are escaped. `json` must be valid UTF-8.
 std::string safeJson(std::string_view json);
 
-// At most `most` bytes of a safe text, with "..." for what is missing in its middle.
+// Shortens a safe text to at most `most` bytes by replacing its middle with "...".
 std::string shortened(const std::string& text, std::size_t most);
 
 #endif

@@ -1,4 +1,4 @@
-// Checks of numbers on a command line, the same in every program. They say nothing in the help.
+// Checks of numbers on a command line, shared by all programs. They add no text to the help.
 #ifndef TOOLS_SUPPORT_VALIDATORS_H
 #define TOOLS_SUPPORT_VALIDATORS_H
 
@@ -6,7 +6,7 @@
 #include <charconv>
 #include <string>
 
-// A number within the limits. Unlike CLI::Range it refuses what is not a number (nan).
+// A number within the limits. Unlike CLI::Range, it rejects a text that is not a number (nan).
 template <typename Number>
 CLI::Validator isNumber(Number least, Number most) {
     return {[least, most](const std::string& text) -> std::string {
