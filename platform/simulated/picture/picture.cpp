@@ -12,7 +12,7 @@ namespace simulated {
 namespace {
 
 constexpr std::size_t CHANNELS = 4;
-constexpr std::size_t COLOURS = 3;  // the fourth channel, opacity, is never touched
+constexpr std::size_t COLOURS = 3;  // the fourth channel, opacity, never changes
 
 constexpr std::size_t PQ_VALUES_MAX = 27;
 constexpr int PQ_VALUE_MAX = 100;
@@ -75,10 +75,10 @@ std::string setPq(PictureSettings& settings, const std::vector<std::string_view>
 
 std::uint8_t toByte(float value) { return static_cast<std::uint8_t>(std::clamp(value, 0.0F, 255.0F) + 0.5F); }
 
-// -1..1 around the neutral 50.
+// Maps 0..100 to -1..1; the neutral 50 is 0.
 float deviation(int value) { return static_cast<float>(value - 50) / 50.0F; }
 
-// A 3 x 3 blur; at the edges the outermost pixels are repeated.
+// A 3 x 3 blur; at the edges, the outermost pixels are repeated.
 std::vector<std::uint8_t> blurred(const Image& image) {
     const std::size_t width = image.width;
     const std::size_t height = image.height;
@@ -120,8 +120,8 @@ float tone(const PictureSettings& settings, float x) {
         x += (1.0F - x) * (std::pow(x, gamma) - x);
     }
     if (settings.highlightRollOff != 0 && x > 0.5F) {
-        // The factor stays below one half: above it the brightest parts would turn darker than their
-        // surroundings.
+        // The factor stays below one half. With a larger factor, the brightest parts would turn darker than
+        // their surroundings.
         const float over = (x - 0.5F) * 2.0F;
         x = 0.5F +
             0.5F * over * (1.0F - 0.45F * over * static_cast<float>(settings.highlightRollOff) / 100.0F);
@@ -129,7 +129,7 @@ float tone(const PictureSettings& settings, float x) {
     const float contrast = deviation(settings.contrast);
     x = std::clamp(0.5F + (x - 0.5F) * (1.0F + contrast * (contrast > 0.0F ? 2.0F : 1.0F)), 0.0F, 1.0F);
 
-    // Towards black or white, never quite there, instead of an offset: that would clip half of the picture.
+    // Moves the value towards black or white, but never reaches it. An offset would clip half of the picture.
     const float brightness = 0.96F * deviation(settings.brightness);
     return brightness < 0.0F ? x * (1.0F + brightness) : x + (1.0F - x) * brightness;
 }
@@ -165,7 +165,7 @@ Chroma chromaOf(float red, float green, float blue) {
     return {(blue - luma) / CB, (red - luma) / CR};
 }
 
-// The tuner's axis of each mode from 1 on: red, yellow, green, cyan, blue, magenta.
+// The tuner's colour axis of each mode from 1 on: red, yellow, green, cyan, blue, magenta.
 Chroma axisOf(int mode) {
     constexpr std::array<std::array<float, COLOURS>, 6> AXES{
         {{1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0, 1, 1}, {0, 0, 1}, {1, 0, 1}}};
@@ -173,16 +173,15 @@ Chroma axisOf(int mode) {
     return chromaOf(colour[0], colour[1], colour[2]);
 }
 
-// How much the tuner treats colours: fully on its axis, less and less up to 75 degrees beside it, so that red
-// reaches skin. Colours near grey are reached the less the greyer they are.
+// The weight of the tuner for a colour: 1 on its axis, falling to 0 at 75 degrees from it, so that red
+// includes skin. Near grey, the weight falls with the colour's saturation.
 class TunerWeight {
   public:
     explicit TunerWeight(int mode) : m_axis(axisOf(mode)), m_length(std::hypot(m_axis.cb, m_axis.cr)) {}
 
     float of(Chroma chroma) const {
-        constexpr float EDGE = 0.258819F;  // the cosine of 75 degrees
-        constexpr float FULL_COLOUR =
-            24.0F;  // a colour is not near grey from this length of the differences on
+        constexpr float EDGE = 0.258819F;     // the cosine of 75 degrees
+        constexpr float FULL_COLOUR = 24.0F;  // colours with longer differences are not near grey
         const float length = std::hypot(chroma.cb, chroma.cr);
         if (length == 0.0F) return 0.0F;
         const float cosine = (chroma.cb * m_axis.cb + chroma.cr * m_axis.cr) / (length * m_length);
@@ -206,7 +205,7 @@ void applyColour(const PictureSettings& settings, Image& image) {
     const float tunerAngle = static_cast<float>(settings.tunerHue) / 50.0F * std::numbers::pi_v<float> / 3.0F;
     const float tunerOffset = static_cast<float>(settings.tunerLuma) / 50.0F * 64.0F;
 
-    // Rotation and gain act on the two colour differences, so that they leave the luma of every pixel.
+    // Rotation and gain change the two colour differences only: the luma of every pixel stays.
     for (std::size_t i = 0; i < image.rgba.size(); i += CHANNELS) {
         std::uint8_t* pixel = &image.rgba[i];
         const auto red = static_cast<float>(pixel[0]);

@@ -37,7 +37,7 @@ const Glyph* glyphOf(char c) {
     return nullptr;
 }
 
-// Whether the name, drawn in dots of one unit, covers the place.
+// Whether the name, drawn in dots of one unit, covers the point.
 bool covers(std::string_view name, float x, float y) {
     if (x < 0 || y < 0 || y >= GLYPH_HEIGHT) return false;
     const auto column = static_cast<std::size_t>(x);
@@ -49,7 +49,7 @@ bool covers(std::string_view name, float x, float y) {
     return (dots >> static_cast<unsigned>(y) & 1U) != 0;
 }
 
-// Part 0 to 1 of each of red, green and blue, at this angle of the colour circle, in turns.
+// The red, green and blue (0 to 1) of a colour on the colour circle; the angle is in turns.
 std::array<float, 3> hue(float turns) {
     std::array<float, 3> colour{};
     for (std::size_t i = 0; i < colour.size(); ++i) {
@@ -59,7 +59,7 @@ std::array<float, 3> hue(float turns) {
     return colour;
 }
 
-// The same for the same name.
+// A hue that depends only on the name.
 float hueOf(std::string_view name) {
     std::uint32_t hash = 2166136261U;
     for (const char c : name) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619U;

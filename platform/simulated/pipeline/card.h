@@ -7,8 +7,8 @@
 
 namespace pipeline {
 
-// Draws what an input without a film shows after so many seconds: its name on a ground of its own colour, and
-// a light that moves. Of the name, letters and digits are drawn.
+// Draws the card of an input without a film, at a time in seconds: the input's name on a coloured ground, and
+// a moving light. Draws only the letters and digits of the name.
 void drawCard(std::string_view name, float seconds, Image& image);
 
 }  // namespace pipeline

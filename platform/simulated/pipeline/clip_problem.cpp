@@ -24,7 +24,7 @@ constexpr std::string_view BAD = "gstreamer1.0-plugins-bad";
 constexpr std::string_view UGLY = "gstreamer1.0-plugins-ugly";
 constexpr std::string_view LIBAV = "gstreamer1.0-libav";
 
-// An element that it takes to play a media type, and the Debian package that has it.
+// An element that a media type needs, and the Debian package that contains it.
 struct Part {
     std::string_view type;
     const char* element;
@@ -88,7 +88,7 @@ std::string describeMissing(const std::string& type, const GstCaps* caps) {
            name.get() + ") is installed" + packages;
 }
 
-// Whether most packets of a transport stream are scrambled. Without their key, no frame comes out of them.
+// Whether most packets of a transport stream are scrambled. Without the key, they cannot be decoded.
 bool isScrambled(const std::string& path) {
     constexpr std::size_t PACKET = 188;
     constexpr unsigned char SYNC = 0x47;
@@ -103,7 +103,7 @@ bool isScrambled(const std::string& path) {
     for (std::size_t i = 0; i + PACKET <= begin.size(); i += PACKET) {
         if (byteAt(i) != SYNC) return false;
         const unsigned stream = (byteAt(i + 1) & 0x1FU) << 8U | byteAt(i + 2);
-        if (stream < 0x20 || stream == 0x1FFF) continue;  // tables, and packets that only fill
+        if (stream < 0x20 || stream == 0x1FFF) continue;  // tables and null packets
         ++packets;
         if ((byteAt(i + 3) & 0x80U) != 0) ++scrambled;
     }
@@ -131,7 +131,7 @@ std::string problemWithFile(const std::string& path) {
     return isScrambled(path) ? ENCRYPTED : "";
 }
 
-// Decoders for other streams are always reported as missing, since they do not yield what is asked for.
+// Decoders for other streams than video are always reported as missing, because only video is requested.
 void ClipProblem::note(GstMessage* message) {
     const GstStructure* content = gst_message_get_structure(message);
     if (content == nullptr || gst_structure_has_name(content, "missing-plugin") == FALSE) return;

@@ -1,4 +1,4 @@
-// Why a film cannot be played, in words that a person can do something with.
+// The reason why a film cannot be played, in words that help its user.
 #ifndef PIPELINE_CLIP_PROBLEM_H
 #define PIPELINE_CLIP_PROBLEM_H
 
@@ -8,20 +8,20 @@
 
 namespace pipeline {
 
-// What can be said without opening it; empty if it may be a film.
+// Checks the file without opening it as a film. Returns the problem; empty if the file may be a film.
 std::string problemWithFile(const std::string& path);
 
 // Collects GStreamer's messages about a file.
 class ClipProblem {
   public:
-    // Notes what a message says is missing.
+    // Notes the missing element that a message names.
     void note(GstMessage* message);
 
-    // Why the file cannot be played, by the error that ended it.
+    // Returns why the file cannot be played; `error` is the error that ended it.
     std::string reason(GstMessage* error) const;
 
   private:
-    std::string m_missing;  // what it takes to play the video; empty if nothing is missing
+    std::string m_missing;  // the missing element; empty if nothing is missing
 };
 
 }  // namespace pipeline

@@ -24,24 +24,25 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto OPENING_LIMIT = 10s;
-constexpr GstClockTime BUS_WAIT = 100'000'000;  // nanoseconds; how late a stop may be noticed
+constexpr GstClockTime BUS_WAIT = 100'000'000;  // nanoseconds; the longest delay until a stop is noticed
 
-// A clip is not started over sooner than this after its last start: without times in it, it would be decoded
-// in a circle as fast as the machine can.
+// The shortest time between two starts of a clip. Without it, a clip without timestamps would be decoded
+// repeatedly, as fast as possible.
 constexpr auto SHORTEST_PASS = 40ms;
 
-// The end of a film of this length is shown for this time. A shorter one is repeated without a gap: its end
-// would be announced over and over.
+// The last frame of a film of at least this length stays for END_LASTS. A shorter film is repeated without a
+// gap, because its end would otherwise be announced very often.
 constexpr GstClockTime SHORTEST_FILM_WITH_AN_END = 3 * GST_SECOND;
 constexpr auto END_LASTS = 500ms;
 
-// The deinterlacer leaves interlaced frames of more than 8 bits as they are: only these are converted for it.
+// The deinterlacer does not change interlaced frames of more than 8 bits. Only those frames are converted for
+// it.
 constexpr char DEINTERLACEABLE[] =
     "video/x-raw, interlace-mode=progressive; video/x-raw(format:Interlaced);"
     "video/x-raw, format={I420, YV12, NV12, NV21, Y42B, Y444, YUY2, UYVY, AYUV, RGB, BGRx}";
 
-// These keep the process below 500 MB. A decoder holds up to sixteen frames, and more for each of its
-// threads; frames that come too late are skipped.
+// These limits keep the process below 500 MB. A decoder holds up to sixteen frames, and more for each of its
+// threads. Late frames are skipped.
 constexpr int DECODER_THREADS = 1;
 constexpr std::int64_t MOST_PIXELS = std::int64_t{4096} * 2304;
 constexpr std::int64_t MOST_PIXELS_OF_A_STILL = std::int64_t{8192} * 4608;
@@ -61,7 +62,7 @@ class ClipSource : public FrameSource {
     explicit ClipSource(const std::string& path) : m_path(path) {}
     ~ClipSource() override;
 
-    // Empty when the first frame is there.
+    // Returns an empty text when the first frame is decoded; otherwise the problem.
     std::string open(const std::stop_token& stop);
 
     bool render(Image& image) override;
@@ -78,7 +79,7 @@ class ClipSource : public FrameSource {
     bool hasAnEnd();
     void startOver();
 
-    // Called in GStreamer's threads.
+    // Called on GStreamer's threads.
     static void onElementAdded(GstBin* pipeline, GstBin* bin, GstElement* element, gpointer self);
     static GstPadProbeReturn onDecoderInput(GstPad* pad, GstPadProbeInfo* info, gpointer decoder);
     static void onPadAdded(GstElement* decoder, GstPad* pad, gpointer decoded);
@@ -88,17 +89,17 @@ class ClipSource : public FrameSource {
 
     std::string m_path;
 
-    StreamColour m_colour;  // for one of GStreamer's threads
+    StreamColour m_colour;  // used on one of GStreamer's threads
 
     std::mutex m_mutex;
     // Guarded by m_mutex.
     Frame m_latest;
-    Owned<GstCaps> m_film;                           // of the frames before they are deinterlaced
-    GstClockTime m_firstTime = GST_CLOCK_TIME_NONE;  // of this pass
+    Owned<GstCaps> m_film;                           // the caps of the frames before deinterlacing
+    GstClockTime m_firstTime = GST_CLOCK_TIME_NONE;  // the first timestamp of this pass
     GstClockTime m_lastTime = GST_CLOCK_TIME_NONE;
 
-    std::atomic<bool> m_shown = false;  // there was a frame
-    std::atomic<bool> m_moves = false;  // there were more
+    std::atomic<bool> m_shown = false;  // at least one frame was shown
+    std::atomic<bool> m_moves = false;  // at least two frames were shown
     std::atomic<bool> m_ended = false;  // nothing plays until the next frame
 
     FrameConverter m_converter;
@@ -106,8 +107,8 @@ class ClipSource : public FrameSource {
     std::optional<Clock::time_point> m_end;
     Clock::time_point m_passStarted = Clock::now();
     Owned<GstBus> m_bus;
-    Owned<GstPad> m_decoded;  // where the decoded frames come in
-    // Declared last: it must be gone before what its threads use.
+    Owned<GstPad> m_decoded;  // the pad for the decoded frames
+    // Declared last: its threads use the other members.
     Owned<GstElement> m_pipeline;
 };
 
@@ -148,7 +149,7 @@ GstPadProbeReturn ClipSource::onDecoderInput(GstPad* /*pad*/, GstPadProbeInfo* i
 }
 
 void ClipSource::onPadAdded(GstElement* /*decoder*/, GstPad* pad, gpointer decoded) {
-    // Of several videos, the first one is shown.
+    // Of several videos, the first is shown.
     GstPad* const target = static_cast<GstPad*>(decoded);
     if (gst_pad_is_linked(target) == FALSE) gst_pad_link(pad, target);
 }
@@ -165,7 +166,7 @@ GstFlowReturn ClipSource::onFrame(GstAppSink* sink, gpointer self) {
 
 GstFlowReturn ClipSource::keep(GstSample* sample) {
     if (sample == nullptr) return GST_FLOW_OK;
-    // The sample itself must not be kept: the sink reuses it, and complains if it is still held.
+    // The sample itself must not be kept: the sink reuses it, and reports an error if it is still held.
     const Owned<GstSample> shortLived(sample);
     Frame newest = frameOf(gst_sample_get_caps(sample), gst_sample_get_buffer(sample));
     if (!newest.caps || !newest.buffer) return GST_FLOW_OK;
@@ -215,12 +216,12 @@ std::string ClipSource::build() {
     gst_util_set_object_arg(as<GObject>(deinterlacer), "method", "yadif");
     m_decoded.reset(gst_element_get_static_pad(convert, "sink"));
 
-    // Other streams than video are not even decoded. This must be any video: with plain caps, decoders that
-    // could also put out other kinds of memory or fields are passed over. The sink takes only plain frames.
+    // Other streams than video are not decoded. The caps must accept any video: plain caps would exclude
+    // decoders that can also output other kinds of memory or fields. The sink accepts only plain frames.
     const Owned<GstCaps> anyVideo(gst_caps_from_string("video/x-raw(ANY)"));
     g_object_set(decoder, "uri", uri.get(), "caps", anyVideo.get(), "expose-all-streams", FALSE, nullptr);
     const Owned<GstCaps> plainVideo(gst_caps_new_empty_simple("video/x-raw"));
-    // With QoS, a decoder that falls behind skips frames instead of playing slower and slower.
+    // With QoS, a slow decoder skips frames instead of falling further behind.
     g_object_set(sink, "caps", plainVideo.get(), "sync", TRUE, "qos", TRUE, "max-buffers", 1U, "drop", TRUE,
                  "enable-last-sample", FALSE, nullptr);
     g_signal_connect_data(m_pipeline.get(), "deep-element-added",
@@ -289,7 +290,7 @@ int ClipSource::eventFd() const {
 
 void ClipSource::startOver() {
     m_end.reset();
-    // A picture that stands still would be decoded over and over for nothing.
+    // Decoding a still picture again has no use.
     if (!m_moves) return;
     m_passStarted = Clock::now();
     {

@@ -1,4 +1,4 @@
-// A video file, decoded in real time and repeated without end.
+// A video file that is decoded in real time and repeated endlessly.
 #ifndef PIPELINE_CLIP_SOURCE_H
 #define PIPELINE_CLIP_SOURCE_H
 
@@ -12,10 +12,10 @@ namespace pipeline {
 
 struct OpenedClip {
     std::unique_ptr<FrameSource> source;
-    std::string problem;  // why there is no source
+    std::string problem;  // the reason if there is no source
 };
 
-// Returns when the first frame is there, and starts playing then. This can take seconds; a stop ends it
+// Returns when the first frame is decoded; then the clip plays. This can take seconds. A stop request ends it
 // early.
 OpenedClip openClip(const std::string& path, const std::stop_token& stop);
 

@@ -90,7 +90,7 @@ void Control::flush() {
         if (sent < 0) {
             if (errno == EINTR) continue;
             if (errno == EAGAIN) return;
-            // Whoever has stopped listening may still have something to say, so reading goes on.
+            // A peer that no longer reads may still send: continue to read.
             m_answers = false;
             m_output.clear();
             return;

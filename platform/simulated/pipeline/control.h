@@ -1,4 +1,4 @@
-// The line that the television holds to its pipeline: commands in, events and answers out.
+// The connection between the television and its pipeline: commands in, events and answers out.
 //
 //   in   set NAME VALUES       a picture setting: brightness contrast saturation sharpness nr tuner
 //                              tuner.luma tuner.sat tuner.hue pq
@@ -6,7 +6,7 @@
 //        scenes | scene NAME   all generated scenes in turn, or one of them
 //        input NAME            the card of an input
 //        pause | play
-//        preview WIDTHxHEIGHT  leave what is on, as the settings make it, in the preview memory
+//       preview WIDTHxHEIGHT  write the current picture, with its settings, to the preview memory
 //   out  ready                 the first frame is there; or "error TEXT", and the process ends
 //        ok | error TEXT       the answer to each command, in order
 //        film FORMAT HDR       a film is on, or has changed: "1920x1080p@50", "-" while it is at its end;
@@ -15,7 +15,7 @@
 //        delivered N WxH       after each frame, N since the start
 //        trouble TEXT          what went wrong meanwhile
 //
-// The end of the line switches the television off.
+// When the connection closes, the television is off.
 #ifndef PIPELINE_CONTROL_H
 #define PIPELINE_CONTROL_H
 
@@ -30,33 +30,33 @@ namespace pipeline {
 
 class Control {
   public:
-    // The longest line that is kept whole; of a longer one, one character more is kept.
+    // The longest line that is kept whole. Of a longer line, LINE_MAX_LENGTH + 1 characters are kept.
     static constexpr std::size_t LINE_MAX_LENGTH = 8192;
 
-    // Without a descriptor nothing comes in, and what goes out is dropped.
+    // Without a descriptor, no command arrives, and sent lines are dropped.
     Control() = default;
 
-    // Takes over the descriptor. If that is not possible, the answer says why.
+    // Takes ownership of the descriptor. Returns an empty text, or the error.
     std::string open(int fd);
 
     bool present() const { return m_fd.valid(); }
     int fd() const { return m_fd.get(); }
 
-    // What to wait for with poll(). Commands are read only as fast as they are worked off, so that neither
-    // side can fill up this process.
+    // The events for poll(). Commands are read only as fast as they are handled, so that the peer cannot fill
+    // this process's memory.
     short events(bool acceptCommands) const;
 
-    // To be called with what poll() has reported.
+    // Call it with the events that poll() has reported.
     void handle(short revents, bool acceptCommands);
 
-    // The other side has closed: the television is off.
+    // Whether the peer has closed the connection: the television is off.
     bool ended() const { return m_ended; }
 
     std::optional<std::string> nextLine();
 
     void send(std::string_view line);
 
-    // Like send(), but dropped if the other side does not read what it is sent.
+    // Like send(), but drops the line if the peer does not read.
     void sendIfHeard(std::string_view line);
 
   private:

@@ -7,7 +7,7 @@
 
 namespace pipeline {
 
-// Owns a descriptor; -1 is none.
+// Owns a descriptor; -1 means no descriptor.
 class FileDescriptor {
   public:
     explicit FileDescriptor(int fd = -1) : m_fd(fd) {}

@@ -22,10 +22,10 @@ std::string formatOf(const GstCaps* film) {
     std::ostringstream text;
     text << info.width << 'x' << info.height << (interlaced ? 'i' : 'p');
     if (info.fps_n > 0 && info.fps_d > 0) {
-        // Where each buffer is a field, the rate is that of the fields already.
+        // If each buffer is a field, the rate is already that of the fields.
         const bool countsFrames = interlaced && info.interlace_mode != GST_VIDEO_INTERLACE_MODE_ALTERNATE;
         const double rate = static_cast<double>(info.fps_n) / info.fps_d * (countsFrames ? 2 : 1);
-        // Three digits after the point at most: 23.976.
+        // At most three decimals: 23.976.
         text << '@' << std::setprecision(rate < 100 ? 5 : 6) << rate;
     }
     return text.str();

@@ -1,4 +1,4 @@
-// What the television says about the film on its screen.
+// The format and HDR type of the film on the screen.
 #ifndef PIPELINE_FILM_FORMAT_H
 #define PIPELINE_FILM_FORMAT_H
 
@@ -11,8 +11,8 @@ namespace pipeline {
 // "sdr", "hdr_10" or "hdr_hlg".
 std::string hdrTypeOf(const GstCaps* film);
 
-// Size, p or i, and rate, like "1920x1080p@50"; without "@50" if the film has no rate. The rate of interlaced
-// film is that of its fields.
+// Size, p or i, and rate, for example "1920x1080p@50"; without "@50" if the film has no rate. For interlaced
+// film, this is the rate of the fields.
 std::string formatOf(const GstCaps* film);
 
 }  // namespace pipeline

@@ -8,10 +8,10 @@ namespace pipeline {
 namespace {
 
 constexpr double PANEL_ASPECT = 16.0 / 9.0;
-// A film this close to the panel's aspect ratio fills it: 854 x 480 is meant as 16:9.
+// A film whose aspect ratio is this close to the panel's fills the panel: 854 x 480 is intended as 16:9.
 constexpr double ASPECT_TOLERANCE = 0.01;
 
-// A frame's memory, accessible for as long as this lives.
+// Maps a frame's memory while the object lives.
 class MappedFrame {
   public:
     MappedFrame(const GstVideoInfo& info, GstBuffer* buffer, GstMapFlags flags)
@@ -72,7 +72,7 @@ bool FrameConverter::prepare(const GstVideoInfo& from, const Image& image) {
     }
     m_converter.reset();
     m_from = from;
-    // With 8 bits, the conversion to RGB is up to three levels too dark.
+    // With 8 bits, the converted RGB values are up to three levels too dark.
     if (gst_video_info_set_format(&m_to, GST_VIDEO_FORMAT_RGBA64_LE, width, height) == FALSE) return false;
     m_to.fps_n = m_from.fps_n;
     m_to.fps_d = m_from.fps_d;
@@ -95,7 +95,8 @@ bool FrameConverter::convert(GstCaps* caps, GstBuffer* buffer, Image& image) {
     GstVideoInfo from{};
     if (gst_video_info_from_caps(&from, caps) == FALSE) return false;
     const std::optional<HdrTransfer> hdr = hdrTransferOf(from);
-    // A stream that names only the transfer leaves the matrix to the frame's size, which HDR does not follow.
+    // If a stream names only the transfer function, GStreamer chooses the matrix by the frame's size. That
+    // choice is wrong for HDR.
     if (hdr && GST_VIDEO_INFO_IS_YUV(&from)) from.colorimetry.matrix = GST_VIDEO_COLOR_MATRIX_BT2020;
     if (!prepare(from, image)) return false;
 

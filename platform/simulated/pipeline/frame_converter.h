@@ -1,4 +1,4 @@
-// Decoded frames as the panel shows them, before its picture settings.
+// Decoded frames as the panel shows them without picture settings.
 #ifndef PIPELINE_FRAME_CONVERTER_H
 #define PIPELINE_FRAME_CONVERTER_H
 
@@ -12,12 +12,12 @@
 
 namespace pipeline {
 
-// Whether the frames are HDR, and how.
+// The HDR transfer function of the frames; none for SDR.
 std::optional<HdrTransfer> hdrTransferOf(const GstVideoInfo& info);
 
-// Scales whole frames onto a panel of 16:9, with black bars beside or above and below a film of another
-// aspect ratio. The image is the whole panel, whatever its size. Keeps what it needs for as long as neither
-// side changes.
+// Scales whole frames to a 16:9 panel. A film of another aspect ratio gets black bars beside it or above and
+// below it. The image is the whole panel, whatever its size. The converter is reused while neither side
+// changes.
 class FrameConverter {
   public:
     // False if the frames cannot be converted.

@@ -1,4 +1,4 @@
-// Where the frames come from.
+// The interface of the sources of frames.
 #ifndef PIPELINE_FRAME_SOURCE_H
 #define PIPELINE_FRAME_SOURCE_H
 
@@ -8,7 +8,7 @@
 
 namespace pipeline {
 
-// The layout a requester wishes is made at the very end, so that sources and picture settings know only RGBA.
+// Sources and picture settings use only RGBA. The requested layout is produced last.
 using simulated::Image;
 
 class FrameSource {
@@ -18,7 +18,7 @@ class FrameSource {
     FrameSource& operator=(const FrameSource&) = delete;
     virtual ~FrameSource() = default;
 
-    // Fills the image, in the size it has, with the frame that is on now. False if that is impossible.
+    // Draws the current frame into the image, in the image's size. Returns false on failure.
     virtual bool render(Image& image) = 0;
 
     virtual void setPaused(bool paused) = 0;
@@ -26,11 +26,11 @@ class FrameSource {
     // Becomes readable when advance() has something to do; -1 if that never happens.
     virtual int eventFd() const { return -1; }
 
-    // Does what is due; called often. A text is returned when the source has failed; it then keeps its last
-    // frame.
+    // Does the work that is due. Call it often. Returns the error if the source has failed; the source then
+    // keeps its last frame.
     virtual std::string advance() { return {}; }
 
-    // The film that is on, as the control line describes it; empty if it is no film.
+    // The current film in the form of the control connection's `film` event; empty if there is no film.
     virtual std::string film() { return {}; }
 };
 

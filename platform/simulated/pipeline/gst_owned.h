@@ -1,4 +1,4 @@
-// GStreamer's objects with C++ owners.
+// C++ owners of GStreamer's objects.
 #ifndef PIPELINE_GST_OWNED_H
 #define PIPELINE_GST_OWNED_H
 
@@ -29,8 +29,8 @@ struct Release {
 template <typename T>
 using Owned = std::unique_ptr<T, Release>;
 
-// GStreamer's own cast macros are C casts, which this project's warnings forbid; these are its instances'
-// base and derived types.
+// GStreamer's own cast macros are C casts, which this project's warnings forbid. This function casts between
+// the base and derived types of instances.
 template <typename To, typename From>
 To* as(From* instance) {
     return reinterpret_cast<To*>(instance);

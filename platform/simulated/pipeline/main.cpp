@@ -29,7 +29,7 @@ struct Options {
     std::optional<int> previewFd;
 };
 
-// Has to happen before any thread is started: threads inherit which signals are blocked.
+// Call it before any thread starts: threads inherit the blocked signals.
 int takeStopSignals() {
     ::signal(SIGPIPE, SIG_IGN);
     sigset_t signals;
@@ -68,7 +68,7 @@ int serve(const Options& options) {
     std::string problem;
     const pipeline::FileDescriptor lock = pipeline::becomeOnlyPipeline(problem);
     if (!lock.valid()) {
-        // One of the two: a television says itself what its pipeline tells it.
+        // Reported once: a television itself reports what its pipeline sends.
         if (!control.present()) pipeline::report(problem);
         control.send("error " + problem);
         return EXIT_OTHER_PIPELINE;

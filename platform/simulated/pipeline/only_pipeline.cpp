@@ -12,15 +12,15 @@
 namespace pipeline {
 namespace {
 
-// The file of the namespace itself: the lock has the reach of the names that it protects, leaves nothing
-// behind, and ends with the process, however that dies.
+// The file of the IPC namespace. A lock on it has the same scope as the queue and the block, leaves no file
+// behind, and ends with the process, even after SIGKILL.
 constexpr char NAMESPACE[] = "/proc/self/ns/ipc";
 
 }  // namespace
 
 FileDescriptor becomeOnlyPipeline(std::string& problem) {
     using namespace std::chrono_literals;
-    // A predecessor that was just killed may need a moment until it is gone.
+    // A predecessor that was just killed may need a moment to end.
     const auto deadline = std::chrono::steady_clock::now() + 1s;
 
     FileDescriptor fd(::open(NAMESPACE, O_RDONLY | O_CLOEXEC));

@@ -7,9 +7,9 @@
 
 namespace pipeline {
 
-// Makes this process the only pipeline of its IPC namespace, which has one request queue and one capture
-// block, for as long as the descriptor stays open. If there is another one, the descriptor is invalid and
-// problem says so.
+// Makes this process the only pipeline of its IPC namespace while the descriptor stays open. A namespace has
+// one request queue and one capture block. If another pipeline exists, the descriptor is invalid and
+// `problem` has the reason.
 FileDescriptor becomeOnlyPipeline(std::string& problem);
 
 }  // namespace pipeline

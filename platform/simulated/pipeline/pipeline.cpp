@@ -17,7 +17,7 @@
 namespace pipeline {
 namespace {
 
-// How often to look for what wakes nobody up: a new or removed queue, a clip that has been opened.
+// The period of checks for events that wake no thread: a new or removed queue, an opened clip.
 constexpr int LOOK_AROUND_MS = 30;
 
 std::vector<std::string_view> words(std::string_view line) {
@@ -45,7 +45,7 @@ int Pipeline::run(const std::optional<std::string>& clip) {
     End end = End::NotYet;
     while (end == End::NotYet) end = turn();
 
-    // Under a television, only the television's end is the end: until then a new pipeline may take over.
+    // With a television, only its end removes them: until then, a new pipeline may take over.
     const bool lastOne = end == End::SwitchedOff || (end == End::StopSignal && !m_control.present());
     if (lastOne) RequestServer::removeUnused();
     return end == End::Failed ? 1 : 0;
@@ -53,8 +53,7 @@ int Pipeline::run(const std::optional<std::string>& clip) {
 
 Pipeline::End Pipeline::turn() {
     m_server.refresh();
-    // Requests wait in their queue until there is something to answer them with; poll() skips negative
-    // descriptors.
+    // Requests wait in their queue while there is no source. poll() skips negative descriptors.
     enum { STOP, CONTROL, SOURCE, QUEUE };
     std::array<pollfd, 4> fds{{{m_stopSignals, POLLIN, 0},
                                {m_control.fd(), m_control.events(!opening()), 0},
@@ -115,7 +114,7 @@ void Pipeline::tellFilm() {
     m_film = std::move(film);
 }
 
-// What is on, as the picture settings make it.
+// Draws the current frame with the picture settings.
 bool Pipeline::render(Image& image) {
     const bool rendered = m_source->render(image);
     if (rendered) simulated::applyPicture(m_picture, image);
@@ -138,14 +137,14 @@ void Pipeline::executeCommands() {
         if (!line) return;
         const std::string problem =
             line->size() > Control::LINE_MAX_LENGTH ? "the command is too long" : execute(*line);
-        // A clip being opened is answered when the outcome is known.
+        // While a clip is being opened, the answer waits for the result.
         if (!opening()) m_control.send(problem.empty() ? "ok" : "error " + problem);
     }
 }
 
 std::string Pipeline::execute(const std::string& line) {
     constexpr std::string_view CLIP = "clip ";
-    // The rest of the line is the path, with all its blanks.
+    // The rest of the line is the path, including its spaces.
     if (line.starts_with(CLIP) && line.size() > CLIP.size()) {
         if (line.find('\0') != std::string::npos) return "there is a zero byte in the path";
         openClipBeside(line.substr(CLIP.size()));

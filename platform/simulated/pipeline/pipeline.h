@@ -18,18 +18,19 @@
 
 namespace pipeline {
 
-// Joins what is on, the picture settings, the requests and the control line, all in one thread. Only the
-// opening of a clip, which may take seconds, runs beside it.
+// Serves the source, the picture settings, the requests and the control connection in one thread. Only
+// opening a clip, which may take seconds, runs in another thread.
 class Pipeline {
   public:
-    // stopSignals is a signalfd() for the signals that end the process.
+    // `stopSignals` is a signalfd() for the signals that end the process.
     Pipeline(Control control, Preview preview, int stopSignals)
         : m_control(std::move(control)), m_preview(std::move(preview)), m_stopSignals(stopSignals) {}
     Pipeline(const Pipeline&) = delete;
     Pipeline& operator=(const Pipeline&) = delete;
     ~Pipeline();
 
-    // Serves until it is told to stop; without a clip, the generated scenes. The answer is the exit code.
+    // Serves until a signal or the television ends it. Without a clip, shows the generated scenes. Returns
+    // the exit code.
     int run(const std::optional<std::string>& clip);
 
   private:
@@ -53,8 +54,8 @@ class Pipeline {
     int m_stopSignals;
     RequestServer m_server;
     simulated::PictureSettings m_picture;
-    std::unique_ptr<FrameSource> m_source;  // null until the clip of the command line is there
-    std::string m_film;                     // as the television was told
+    std::unique_ptr<FrameSource> m_source;  // null until the clip of the command line is open
+    std::string m_film;                     // the last `film` event sent to the television
     unsigned long m_delivered = 0;
     bool m_cannotRender = false;
 

@@ -14,7 +14,7 @@
 namespace pipeline {
 namespace {
 
-// 0 for what is no edge of a picture.
+// Parses the edge of a picture; 0 for an invalid text.
 std::uint32_t edge(std::string_view text) {
     std::uint32_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);

@@ -1,5 +1,5 @@
-// Memory that the television shares with its pipeline, apart from the capture block, which belongs to
-// clients: what is on, for whoever shows the television itself.
+// Memory that the television shares with its pipeline: the current picture for the television's own users.
+// Clients use the capture block instead.
 #ifndef PIPELINE_PREVIEW_H
 #define PIPELINE_PREVIEW_H
 
@@ -15,20 +15,20 @@ namespace pipeline {
 
 class Preview {
   public:
-    // Fills an image of the size that is wanted; false if there is no frame.
+    // Draws an image of the requested size. Returns false if there is no frame.
     using Render = std::function<bool(Image&)>;
 
-    // Without a descriptor, no preview can be made.
+    // Without a descriptor, show() fails.
     Preview() = default;
     Preview(Preview&& other) noexcept;
     Preview& operator=(Preview&& other) noexcept;
     ~Preview();
 
-    // Takes over the descriptor of the memory. If that is not possible, the answer says why.
+    // Takes ownership of the memory's descriptor. Returns an empty text, or the error.
     std::string open(int fd);
 
-    // Leaves a picture of the size WIDTHxHEIGHT in the memory: RGBA, rows from the top, without padding. The
-    // answer is empty, or says what is wrong; then the memory is as before.
+    // Writes a picture of the size WIDTHxHEIGHT to the memory: RGBA, rows from the top, without padding.
+    // Returns an empty text; or the error, and then the memory is unchanged.
     std::string show(std::string_view size, const Render& render);
 
   private:

@@ -15,7 +15,7 @@ std::string oneLine(std::string_view text) {
 }
 
 void report(std::string_view text) {
-    // One write, so that the lines of two processes on one terminal do not mix.
+    // One write per line, so that the lines of two processes on one terminal do not mix.
     std::cerr << "aipq-video-pipeline: " + oneLine(text) + "\n" << std::flush;
 }
 

@@ -6,13 +6,13 @@
 
 namespace pipeline {
 
-// The text with everything that could break a line or confuse a terminal replaced.
+// Replaces the characters that could break a line or change the state of a terminal.
 std::string oneLine(std::string_view text);
 
-// One line on standard error, with the program's name.
+// Prints one line on standard error, with the program's name.
 void report(std::string_view text);
 
-// "what: why", where why is the text of the system's error number.
+// Returns "what: reason"; the reason is the system's text for the error number.
 std::string withReason(std::string_view what, int errorNumber);
 
 }  // namespace pipeline

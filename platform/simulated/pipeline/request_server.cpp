@@ -24,7 +24,7 @@ namespace {
 
 constexpr std::uint32_t DEFAULT_EDGE = 224;
 
-// Which channel of an RGBA pixel goes where.
+// The positions of the channels in a pixel of this layout.
 struct PixelLayout {
     std::size_t channels = 0;
     std::array<std::size_t, 4> order{};
@@ -48,7 +48,8 @@ PixelLayout layoutOf(std::uint32_t colorMode) {
     }
 }
 
-// The size asked for, or the largest one of the same proportions that has a place in the block.
+// Returns the requested size; if it does not fit the block, the largest size of the same proportions that
+// fits.
 FrameSize fittingSize(FrameSize wish, std::size_t channels) {
     const std::uint64_t width = wish.width == 0 ? DEFAULT_EDGE : wish.width;
     const std::uint64_t height = wish.height == 0 ? DEFAULT_EDGE : wish.height;
@@ -64,7 +65,7 @@ FrameSize fittingSize(FrameSize wish, std::size_t channels) {
         const auto result = static_cast<std::uint64_t>(static_cast<double>(edge) * scale);
         return std::clamp<std::uint64_t>(result, 1, pixels);
     };
-    // An edge that was raised to one pixel must not push the other one beyond the limit.
+    // If the width was raised to one pixel, the height must still respect the limit.
     const std::uint64_t fittingWidth = scaled(width);
     const std::uint64_t fittingHeight = std::min(scaled(height), pixels / fittingWidth);
     return {static_cast<std::uint32_t>(fittingWidth), static_cast<std::uint32_t>(fittingHeight)};
@@ -80,7 +81,7 @@ std::uint32_t readOnce(std::uint32_t& word) {
     return std::atomic_ref<std::uint32_t>(word).load(std::memory_order_relaxed);
 }
 
-// Attached for one request only: a block that was removed or replaced in the meantime is never held on to.
+// Attached for one request only, so that no removed or replaced block is kept.
 class AttachedBlock {
   public:
     explicit AttachedBlock(int id) : m_address(::shmat(id, nullptr, 0)) {}
@@ -97,7 +98,7 @@ class AttachedBlock {
     void* m_address;
 };
 
-// Empty if the segment can be used as the block.
+// Returns an empty text if the segment can be used as the block.
 std::string problemWith(int id) {
     shmid_ds status{};
     if (::shmctl(id, IPC_STAT, &status) != 0) return withReason("cannot look at the capture block", errno);
@@ -112,7 +113,7 @@ std::optional<FrameSize> answer(video::CaptureBlock& block, const RequestServer:
     std::atomic_ref<std::uint32_t> state(block.state);
     if (state.load(std::memory_order_acquire) != video::FRAME_REQUESTED) return std::nullopt;
 
-    // The other side can change these at any time: each is read once, and only the copy is trusted.
+    // The requester can change these values at any time: each is read once, and only the copy is used.
     const PixelLayout layout = layoutOf(readOnce(block.colorMode));
     const FrameSize size = fittingSize({readOnce(block.width), readOnce(block.height)}, layout.channels);
 
@@ -130,7 +131,7 @@ std::optional<FrameSize> answer(video::CaptureBlock& block, const RequestServer:
 
 void RequestServer::refresh() {
     if (m_queue.valid()) {
-        // A message queue is a file on Linux; without a link it has lost its name and nobody new can find it.
+        // A message queue is a file on Linux. Without a link, it has no name, and no process can open it.
         struct stat status {};
         if (::fstat(m_queue.get(), &status) == 0 && status.st_nlink > 0) return;
         m_queue.reset();
@@ -144,8 +145,8 @@ void RequestServer::refresh() {
         return;
     }
     m_queueError = 0;
-    // The queue may be somebody else's, with messages of another size; receiving needs a buffer for the
-    // largest.
+    // The queue may belong to another program and have messages of another size. The buffer must fit the
+    // largest message.
     m_message.resize(static_cast<std::size_t>(attributes.mq_msgsize));
     m_queue = std::move(queue);
 }
@@ -178,7 +179,7 @@ void RequestServer::removeUnused() {
     const int id = ::shmget(video::CAPTURE_BLOCK_KEY, 0, 0);
     shmid_ds status{};
     const bool exists = id >= 0 && ::shmctl(id, IPC_STAT, &status) == 0;
-    // A requester never looks for another block or queue: with these, it can go on when a pipeline is back.
+    // A requester never opens another block or queue. If these stay, it can continue with the next pipeline.
     if (exists && status.shm_nattch > 0) return;
     if (::mq_unlink(video::REQUEST_QUEUE_NAME) != 0 && errno != ENOENT) {
         report(withReason("cannot remove the request queue", errno));

@@ -19,17 +19,17 @@ struct FrameSize {
 
 class RequestServer {
   public:
-    // Fills an image of the size that will be delivered; false if there is no frame.
+    // Draws an image of the size that will be delivered. Returns false if there is no frame.
     using Render = std::function<bool(Image&)>;
 
-    // Lets go of a queue that was removed, and opens the one that is there now. The queue's removal wakes
-    // nobody up, so this has to be called regularly.
+    // Closes a queue that was removed, and opens the current one. Call it regularly: removing the queue wakes
+    // no thread.
     void refresh();
 
-    // Becomes readable with a message; -1 while there is no queue.
+    // The descriptor that becomes readable with a message; -1 without a queue.
     int fd() const { return m_queue.get(); }
 
-    // Takes one message off the queue. If it is a request, answers it and returns the size delivered.
+    // Receives one message. If it is a request, answers it and returns the delivered size.
     std::optional<FrameSize> serve(const Render& render);
 
     // Removes the queue and the block from the machine, unless a requester has the block attached.

@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 
 constexpr auto SCENE_DURATION = 3s;
 
-// A single scene starts over after this time: as a float, time gets coarser the longer it runs.
+// The duration of a single scene before it starts again: a float loses precision as time grows.
 constexpr auto SINGLE_SCENE_DURATION = 10min;
 
 float inSeconds(std::chrono::steady_clock::duration time) {

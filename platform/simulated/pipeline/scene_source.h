@@ -11,8 +11,8 @@
 
 namespace pipeline {
 
-// Shows the computer-drawn scenes in turn, or only one of them, or the card of an input. Nothing is drawn
-// until somebody wants a frame.
+// Shows all computer-drawn scenes in turn, only one of them, or the card of an input. Draws only when a frame
+// is requested.
 class SceneSource : public FrameSource {
   public:
     explicit SceneSource(std::optional<std::size_t> onlyScene = std::nullopt) : m_onlyScene(onlyScene) {}
@@ -31,7 +31,7 @@ class SceneSource : public FrameSource {
     std::string m_card;  // the input's name; empty for scenes
     bool m_paused = false;
     Clock::time_point m_started = Clock::now();
-    Clock::duration m_shownBefore{};  // until the last pause
+    Clock::duration m_shownBefore{};  // the time shown before the last pause
 };
 
 }  // namespace pipeline

@@ -10,8 +10,8 @@
 namespace pipeline {
 namespace {
 
-// A scene is a function of place and time, so it is drawn directly in the size wished: x runs from 0 to WIDE,
-// y from 0 at the top to 1, colours from 0 to 1.
+// A scene is a function of position and time, and is drawn directly in the requested size. x runs from 0 to
+// WIDE, y from 0 at the top to 1, colours from 0 to 1.
 constexpr float WIDE = 16.0F / 9.0F;
 constexpr float PI = std::numbers::pi_v<float>;
 
@@ -31,7 +31,7 @@ Colour mix(Colour a, Colour b, float amount) {
     return a * (1.0F - k) + b * k;
 }
 
-// 1 inside (distance below 0), 0 outside, soft over about one line of a small picture.
+// 1 inside (distance below 0), 0 outside; the edge is about one line of a small picture wide.
 float cover(float distance, float softness = 0.005F) {
     return std::clamp(0.5F - distance / softness, 0.0F, 1.0F);
 }
@@ -44,7 +44,7 @@ float distance(float x, float y, float centreX, float centreY) {
 
 float fraction(float value) { return value - std::floor(value); }
 
-// An arbitrary but fixed number from 0 to 1 for each pair of whole numbers.
+// A pseudorandom number from 0 to 1 for each pair of integers.
 float chance(float a, float b) {
     auto n = static_cast<std::uint32_t>(static_cast<std::int32_t>(a) * 374761393LL +
                                         static_cast<std::int32_t>(b) * 668265263LL);
@@ -53,7 +53,7 @@ float chance(float a, float b) {
     return static_cast<float>(n & 0xFFFFU) / 65535.0F;
 }
 
-// Small discs scattered one per cell of a grid; returns how much of a disc covers the place.
+// Small discs, one per cell of a grid; returns how much of a disc covers the point.
 float scattered(float x, float y, float cell, float radius, float softness, float seed) {
     const float column = std::floor(x / cell);
     const float row = std::floor(y / cell);
@@ -86,7 +86,7 @@ Colour night(float x, float y, float t) {
     const float windowY = fraction((y - roof) / 0.04F);
     const float floorOfHouse = std::floor((y - roof) / 0.04F);
     const float room = std::floor(x / 0.0275F);
-    // Every window changes at a moment of its own.
+    // Every window changes at its own time.
     const bool lit =
         chance(room, floorOfHouse + std::floor(t * 0.5F + chance(room, floorOfHouse)) * 91.0F) > 0.72F;
     const bool inWindow = windowX > 0.25F && windowX < 0.75F && windowY > 0.35F && windowY < 0.8F;
@@ -252,8 +252,8 @@ Colour bars(float x, float y, float t) {
     return mix({0.06F, 0.06F, 0.06F}, WHITE, cover(shape));
 }
 
-// The grain of film in weak light: another value, about -1 to 1, for each small cell and each of 24 frames a
-// second.
+// Film grain in weak light: a pseudorandom value from about -1 to 1 for each small cell and each of 24 frames
+// a second.
 float grain(float x, float y, float t) {
     constexpr float CELLS = 1080.0F;
     constexpr float FRAMES = 64.0F;
@@ -263,7 +263,7 @@ float grain(float x, float y, float t) {
     return chance(column, row) + chance(column + 3001.0F, row) + chance(column, row + 80021.0F) - 1.5F;
 }
 
-// A cellar in the light of a candle, dark and grainy.
+// A dark and grainy cellar in candlelight.
 Colour cellar(float x, float y, float t) {
     const float flicker = 0.94F + 0.06F * std::sin(11.0F * t) * std::sin(7.3F * t);
     constexpr float CANDLE_X = 1.15F;
@@ -308,7 +308,7 @@ Colour cellar(float x, float y, float t) {
     return c + WHITE * (0.050F * grain(x, y, t));
 }
 
-// From the window of a fast train, on a hazy day: nothing is black or white, and all of it moves.
+// The view from a fast train on a hazy day: nothing is black or white, and everything moves.
 Colour train(float x, float y, float t) {
     constexpr Colour HAZE{0.58F, 0.60F, 0.62F};
     Colour c = mix({0.62F, 0.64F, 0.67F}, HAZE, y * 2.0F);
@@ -316,7 +316,7 @@ Colour train(float x, float y, float t) {
     const float hill = 0.40F + 0.05F * std::sin(3.0F * hillX) + 0.02F * std::sin(8.0F * hillX);
     c = mix(c, {0.52F, 0.55F, 0.57F}, cover(hill - y, 0.02F));
 
-    // Fields, the nearer the faster.
+    // Fields; near ones move faster.
     const float depth = std::max(0.02F, (y - 0.50F) / 0.50F);
     const float fieldX = x + t * (0.5F + 2.5F * depth);
     const Colour field = mix({0.44F, 0.50F, 0.41F}, {0.54F, 0.54F, 0.43F},
@@ -325,7 +325,7 @@ Colour train(float x, float y, float t) {
     const float furrows = 0.02F * std::sin(26.0F * fieldX);
     c = c + WHITE * (furrows * cover(0.56F - y, 0.1F));
 
-    // A row of trees, and near posts that rush past.
+    // A row of trees, and near posts that move fast.
     const float treeX = x + 1.1F * t;
     const float tree = std::floor(treeX / 0.42F);
     const float treeMiddle = (tree + 0.3F + 0.4F * chance(tree, 4.0F)) * 0.42F;
@@ -369,7 +369,7 @@ Colour portrait(float x, float y, float t) {
     c = mix(c, skin, cover(face, SOFT));
     const float cheeks = std::min(distance(dx, dy, -0.10F, 0.08F), distance(dx, dy, 0.10F, 0.08F));
     c = mix(c, Colour{0.85F, 0.62F, 0.42F} * shade, 0.6F * std::exp(-300.0F * cheeks * cheeks));
-    // Eyes blink, brows, nose, mouth.
+    // Blinking eyes, brows, nose, mouth.
     const float lid = fraction(t / 2.4F) > 0.95F ? 0.2F : 1.0F;
     const float eye = distance((std::fabs(dx) - 0.085F) * 0.6F, dy + 0.02F, 0.0F, 0.0F) - 0.018F * lid;
     c = mix(c, {0.90F, 0.87F, 0.78F}, cover(eye - 0.004F, 0.025F));

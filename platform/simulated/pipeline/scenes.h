@@ -1,4 +1,4 @@
-// Computer-drawn pictures that move.
+// Computer-drawn moving pictures.
 #ifndef PIPELINE_SCENES_H
 #define PIPELINE_SCENES_H
 
@@ -15,7 +15,7 @@ namespace pipeline {
 constexpr std::array<std::string_view, 8> SCENE_NAMES{"night", "sunset", "snow",  "garden",
                                                       "bars",  "cellar", "train", "portrait"};
 
-// Draws the scene of this index as it looks after so many seconds. The same arguments give the same picture.
+// Draws the scene of this index at a time in seconds. Equal arguments give equal pictures.
 void drawScene(std::size_t scene, float seconds, simulated::Image& image);
 
 }  // namespace pipeline

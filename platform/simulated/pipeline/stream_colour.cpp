@@ -7,7 +7,7 @@ namespace {
 
 constexpr char FIELD[] = "colorimetry";
 
-// Null if the event is another one.
+// Returns null for other events than caps.
 Owned<GstCaps> capsIn(GstPadProbeInfo* info) {
     GstEvent* const event = gst_pad_probe_info_get_event(info);
     if (GST_EVENT_TYPE(event) != GST_EVENT_CAPS) return nullptr;

@@ -1,4 +1,4 @@
-// The colours that a stream says it has, where its container contradicts.
+// Prefers the colour description of a stream to that of its container.
 #ifndef PIPELINE_STREAM_COLOUR_H
 #define PIPELINE_STREAM_COLOUR_H
 
@@ -8,9 +8,9 @@
 
 namespace pipeline {
 
-// GStreamer takes a container's description of the colours for H.264 and HEVC, also where the stream has its
-// own: full range in MP4 is lost that way. With this, the stream's own description counts, and the
-// container's where the stream has none. To outlive the elements that it follows.
+// For H.264 and HEVC, GStreamer uses the container's colour description even if the stream has its own, which
+// loses full range in MP4. This class restores the stream's description; without one, the container's counts.
+// It must outlive the elements that it follows.
 class StreamColour {
   public:
     StreamColour() = default;
@@ -24,7 +24,7 @@ class StreamColour {
     static GstPadProbeReturn onContainer(GstPad* pad, GstPadProbeInfo* info, gpointer self);
     static GstPadProbeReturn onStream(GstPad* pad, GstPadProbeInfo* info, gpointer self);
 
-    std::string m_container;  // its description; empty if there is none
+    std::string m_container;  // the container's description; empty if there is none
 };
 
 }  // namespace pipeline

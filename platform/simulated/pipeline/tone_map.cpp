@@ -33,7 +33,7 @@ float srgb(float light) {
     return light <= 0.0031308F ? 12.92F * light : 1.055F * std::pow(light, 1.0F / 2.4F) - 0.055F;
 }
 
-// Light relative to the reference white, onto black to white.
+// Maps light relative to the reference white to 0..1, black to white.
 float compress(float light) {
     constexpr float KNEE = 0.5F;
     constexpr float REACH = (PEAK / REFERENCE_WHITE - KNEE) / (1.0F - KNEE);

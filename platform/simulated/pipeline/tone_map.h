@@ -11,7 +11,7 @@ namespace pipeline {
 
 enum class HdrTransfer { PQ, HLG };
 
-// Turns PQ or HLG with BT.2020 primaries into sRGB, as a panel of 1000 cd/m2 would show it:
+// Converts PQ or HLG with BT.2020 primaries to sRGB, as a panel of 1000 cd/m2 would show it:
 //   - light in cd/m2: PQ as it is coded, HLG for a display of 1000 cd/m2 (system gamma 1.2);
 //   - the colours of BT.709; those outside are clipped;
 //   - the brightest of red, green and blue, relative to the reference white of 203 cd/m2, is compressed: up
@@ -25,14 +25,14 @@ class ToneMap {
 
     HdrTransfer transfer() const { return m_transfer; }
 
-    // Takes 16 bits for each of red, green, blue and opacity.
+    // `pixels` has 16 bits for each of red, green, blue and opacity.
     void apply(const std::vector<std::uint16_t>& pixels, Image& image) const;
 
   private:
     HdrTransfer m_transfer;
-    std::vector<float> m_light;        // of a code, its upper 12 bits; PQ: cd/m2, HLG: light of the scene
-    std::vector<float> m_systemGamma;  // cd/m2 for light of the scene, by the scene's luminance
-    std::vector<std::uint8_t> m_code;  // of light from black to white
+    std::vector<float> m_light;        // by the upper 12 bits of a code; PQ: cd/m2, HLG: scene light
+    std::vector<float> m_systemGamma;  // cd/m2 per scene light, by the luminance of the scene
+    std::vector<std::uint8_t> m_code;  // the code of each light from black to white
 };
 
 }  // namespace pipeline

@@ -22,7 +22,7 @@ constexpr auto RETRY_PERIOD = std::chrono::milliseconds(100);
 constexpr char BUS[] = "org.freedesktop.DBus";
 constexpr char BUS_OBJECT[] = "/org/freedesktop/DBus";
 
-// The unique name of who has this name on the bus; empty if nobody has.
+// The unique bus name of the current owner of `busName`; empty if it has no owner.
 std::string ownerOf(sdbus::IConnection& connection, const std::string& busName) {
     const auto bus = sdbus::createProxy(connection, BUS, BUS_OBJECT);
     std::string owner;
@@ -34,13 +34,13 @@ std::string ownerOf(sdbus::IConnection& connection, const std::string& busName) 
     return owner;
 }
 
-// It keeps the line to the television.
+// Keeps the connection to the television open, and opens it again after a loss.
 class Client final : public simulated::OtherTelevision {
   public:
     explicit Client(Place place)
         : m_place(std::move(place)), m_model(m_connection), m_applications(m_connection) {}
 
-    // Takes up the line if the television is there.
+    // Connects. Returns false if the television is not there.
     bool open() {
         try {
             const auto line = std::make_shared<Line>(m_place.address);
@@ -71,7 +71,7 @@ class Client final : public simulated::OtherTelevision {
         }
     }
 
-    // Keeps the line from now on.
+    // Starts the thread that keeps the connection open.
     void keep(bool isOpen) {
         std::thread([this, isOpen] {
             for (bool open = isOpen;; open = this->open()) {
@@ -88,7 +88,7 @@ class Client final : public simulated::OtherTelevision {
     }
 
     int lookUp(const std::string& interface) override {
-        // While the television is away, the framework is there all the same; the model refuses.
+        // While the television is away, lookups succeed, but the model refuses requests.
         const auto answer = m_connection.call<std::int32_t>("LookUp", interface);
         return answer ? std::get<0>(*answer) : 0;
     }
@@ -111,13 +111,13 @@ class Client final : public simulated::OtherTelevision {
                 m_model.handle(message);
             }
         } catch (const sdbus::Error& error) {
-            // A television of another version.
+            // A television of another version may send this.
             std::cerr << "simulated television: news that cannot be understood: " << error.getMessage()
                       << '\n';
         }
     }
 
-    // On the line's thread.
+    // Called on the line's thread.
     void lost(Line& line) {
         line.giveUp();
         const std::lock_guard lock(m_mutex);
@@ -154,7 +154,7 @@ OtherTelevision* otherTelevision() {
             client->keep(isOpen);
             return client.release();
         } catch (const std::invalid_argument& error) {
-            // There is no caller to report to, and another television is not what was asked for.
+            // There is no caller to report to, and using another television would be wrong.
             std::cerr << "AIPQ_TV: " << error.what() << '\n';
             std::exit(EXIT_FAILURE);
         }

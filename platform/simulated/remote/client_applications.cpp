@@ -9,7 +9,7 @@ namespace remote {
 
 int ClientApplications::registerApp(const std::string& name,
                                     const boost::shared_ptr<zt::appmanager::AppInterface>& app) {
-    // First here, so that the first news find it.
+    // Stored before the registration: the first notification may arrive at once.
     const boost::shared_ptr<zt::appmanager::AppInterface> before = exchangeApp(name, app);
     const int status = m_connection.status("RegisterApplication", name);
     if (status != 0) exchangeApp(name, before);

@@ -1,4 +1,4 @@
-// The application manager as a client of a television in another process sees it.
+// The application manager's client for a television in another process.
 #ifndef REMOTE_CLIENT_APPLICATIONS_H
 #define REMOTE_CLIENT_APPLICATIONS_H
 
@@ -25,10 +25,10 @@ class ClientApplications final : public zt::apmclient::AppManagerClient {
 
     int reportStatus(const std::string& name, int status) override;
 
-    // The names of those that are registered again.
+    // Returns the names of the applications that were registered again.
     std::vector<std::string> restore(Line& line);
 
-    // As of the model.
+    // Like ClientModel::confirm().
     void confirm(Line& line, std::vector<std::string> restored);
 
     void handle(sdbus::Message& message);

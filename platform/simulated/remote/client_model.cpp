@@ -44,7 +44,7 @@ void tellIterator(ObserverTableIterator& observer, const std::string& operation,
 
 }  // namespace
 
-// How an iterator is asked for.
+// The parameters of a request for an iterator.
 struct ClientModel::IteratorRequest {
     std::uint32_t number;
     std::uint32_t table;
@@ -74,14 +74,14 @@ struct ClientModel::Iterator final : public TableIterator {
 
     ClientModel& model;
     std::atomic<std::uint32_t> number{0};
-    // The model's mutex guards these.
-    ObserverTableIterator* observer = nullptr;  // null when it is closed
+    // Guarded by the model's mutex.
+    ObserverTableIterator* observer = nullptr;  // null when the iterator is closed
     Object* access = nullptr;
     IteratorRequest request{};
 };
 
-// What a client gets for a key. It is never freed, only used again, so that one who keeps it too long
-// meets a refusal rather than freed memory.
+// A client's object for a key. It is reused, never freed: a client that keeps it too long gets a refusal
+// instead of reading freed memory.
 struct ClientModel::Object final : public BizValue {
     explicit Object(ClientModel& owner) : model(owner) {}
 
@@ -133,7 +133,7 @@ struct ClientModel::Object final : public BizValue {
         if (!answer) return STATUS_UNAVAILABLE;
         const auto [status, id] = *answer;
         if (status != 0) return status;
-        // The television may have answered already, or be gone with the answer.
+        // The action may have been answered already, or the television may have gone away since.
         const std::lock_guard lock(model.m_mutex);
         if (model.m_connection.get() != line) return STATUS_UNAVAILABLE;
         if (answered.erase(id) == 0) pending.insert(id);
@@ -185,16 +185,16 @@ struct ClientModel::Object final : public BizValue {
 
     ClientModel& model;
     std::atomic<std::uint32_t> number{0};
-    // The model's mutex guards these.
-    std::string name;  // empty if it is free for another client
+    // Guarded by the model's mutex.
+    std::string name;  // empty if the object is free for another client
     Observer* observer = nullptr;
     int connecting = 0;  // attempts under way
     bool subscribed = false;
-    // The value that its observer knows: from its subscription, or its last notification.
+    // The last value that the observer knows: from its subscription or its last notification.
     std::optional<simulated::Value> known;
-    bool outdated = false;        // no notification has come since the television was lost
+    bool outdated = false;        // true if the observer has received nothing since the television was lost
     std::set<unsigned> pending;   // invocations that are not answered
-    std::set<unsigned> answered;  // before invoke() learnt of them
+    std::set<unsigned> answered;  // ids that were answered before invoke() returned them
 };
 
 ClientModel::ClientModel(CurrentConnection& connection) : m_connection(connection) {}
@@ -207,14 +207,14 @@ int ClientModel::connectValue(const std::string& name, Observer* observer, BizVa
     auto answer = line ? line->call<std::int32_t, bool, sdbus::Variant>("Connect", name, object.number.load())
                        : std::nullopt;
     const std::lock_guard lock(m_mutex);
-    // A television that is gone meanwhile took the subscription with it.
+    // If the television went away meanwhile, it has lost the subscription.
     if (m_connection.get() != line) answer.reset();
     const auto [status, yields, wire] =
         answer.value_or(std::tuple(STATUS_UNAVAILABLE, false, sdbus::Variant()));
     --object.connecting;
     if (yields && observer != nullptr) {
         object.subscribed = true;
-        // A notification may have overtaken the answer.
+        // A notification may have arrived before the answer.
         if (!object.known) object.known = fromVariant(wire);
     }
     if (!yields && !object.subscribed && object.connecting == 0) object.name.clear();
@@ -232,7 +232,7 @@ int ClientModel::disconnectValue(const std::string& name, Observer* observer, Bi
                 ended = &object;
         if (ended == nullptr || observer == nullptr) return STATUS_UNAVAILABLE;
         ended->subscribed = false;
-        ended->observer = nullptr;  // from here on, news find nobody
+        ended->observer = nullptr;  // from here on, notifications find no observer
         for (Iterator& iterator : m_iterators) {
             if (iterator.access != ended || iterator.observer == nullptr) continue;
             iterator.observer = nullptr;
@@ -257,7 +257,7 @@ void ClientModel::lost() {
                 simulated::notify(observer, id, simulated::Answer{STATUS_UNAVAILABLE, {}});
             });
         object.pending.clear();
-        object.answered.clear();  // the next one counts its invocations anew
+        object.answered.clear();  // the next connection counts invocations from the start
         m_thread.post(&object, [observer] { observer->notifyAvailability(false); });
         object.outdated = true;
     }
@@ -359,7 +359,7 @@ ClientModel::Object& ClientModel::objectFor(const std::string& name, Observer* o
     object.answered.clear();
     object.known.reset();
     object.outdated = false;
-    // A number is never used again, so that late news of an earlier client find nobody.
+    // Numbers are never reused: late notifications of an earlier client find no object.
     object.number = ++m_lastNumber;
     return object;
 }

@@ -1,4 +1,4 @@
-// The television's model as a client of a television in another process sees it.
+// The client's model for a television in another process.
 #ifndef REMOTE_CLIENT_MODEL_H
 #define REMOTE_CLIENT_MODEL_H
 
@@ -30,13 +30,13 @@ class ClientModel final : public RootInterface {
 
     int disconnectValue(const std::string& name, lomodelapi::Observer* observer, BizValue* value) override;
 
-    // For the keeper of the line.
+    // Called by the owner of the connection.
 
-    // Tells observers that nothing is available, and fails what is not answered.
+    // Notifies observers that all keys are unavailable, and fails requests that have no answer.
     void lost();
 
-    // What is restored on a line, by its numbers: the value of each subscription, none if it was refused; and
-    // iterators.
+    // The objects that were restored on a line, by number: the value of each subscription, none if it was
+    // refused; and the iterators.
     struct Restored {
         std::map<std::uint32_t, std::optional<simulated::Value>> subscriptions;
         std::vector<std::uint32_t> iterators;
@@ -44,11 +44,11 @@ class ClientModel final : public RootInterface {
 
     Restored restore(Line& line);
 
-    // Once the line is everybody's: gives back what its owner gave up while it was being restored, and tells
-    // the others, with the value if it is another than they know.
+    // Called when all threads can use the line. Ends what its owner released during the restore. Notifies the
+    // other observers, with the value if it differs from the value that they know.
     void confirm(Line& line, Restored restored);
 
-    // News from the television, on the line's thread.
+    // Handles a notification from the television, on the line's thread.
     void handle(sdbus::Message& message);
 
   private:
@@ -59,7 +59,7 @@ class ClientModel final : public RootInterface {
     static bool create(Line& line, const IteratorRequest& request);
     Object& objectFor(const std::string& name, lomodelapi::Observer* observer);
 
-    // Gives the request its number.
+    // Gives the request the number of the iterator.
     Iterator& open(Object& access, lomodelapi::ObserverTableIterator* observer, IteratorRequest& request);
 
     Object* find(std::uint32_t number);

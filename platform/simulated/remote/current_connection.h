@@ -11,10 +11,10 @@
 
 namespace remote {
 
-// The connection to the television while there is one; its users share it.
+// The current connection to the television, if there is one. Its users share it.
 class CurrentConnection {
   public:
-    // The line before ends without the lock: its thread may be waiting for one who holds it.
+    // The previous line is destroyed without the lock: its thread may wait for a thread that holds the lock.
     void set(std::shared_ptr<Line> line) {
         const std::lock_guard lock(m_mutex);
         m_line.swap(line);
@@ -26,7 +26,7 @@ class CurrentConnection {
         return line ? line->call<Out...>(method, arguments...) : std::nullopt;
     }
 
-    // An operation whose only answer is its status.
+    // Calls a method that returns only a status.
     template <typename... In>
     int status(const char* method, const In&... arguments) {
         const auto answer = call<std::int32_t>(method, arguments...);

@@ -20,8 +20,8 @@ namespace remote {
 
 namespace {
 
-// Asked first, because sdbus-c++ 1.2 does not free a connection that cannot be made, and a client may try for
-// hours. Other kinds of addresses are as they are.
+// Tests the address first: sdbus-c++ 1.2 leaks a connection that cannot be opened, and a client may try for
+// hours. Only addresses of sockets in the file system are tested.
 void requireListener(const std::string& address) {
     static const std::string kind = "unix:path=";
     if (address.compare(0, kind.size(), kind) != 0) return;
@@ -42,7 +42,7 @@ void requireListener(const std::string& address) {
 std::unique_ptr<sdbus::IConnection> connectTo(const std::string& address) {
     requireListener(address);
 #ifdef __SANITIZE_ADDRESS__
-    // A bus that dies in this very moment is the case that is left; nobody can free that connection.
+    // Only a bus that dies at this moment still causes this leak, which cannot be avoided.
     const __lsan::ScopedDisabler unreported;
 #endif
     return sdbus::createSessionBusConnectionWithAddress(address);
@@ -83,7 +83,7 @@ void Line::giveUp() {
 
 void Line::wake() {
     const std::uint64_t one = 1;
-    // A counter that is full wakes the thread as well.
+    // If the counter is full, the thread wakes up as well.
     static_cast<void>(!::write(m_wakeUp, &one, sizeof one));
 }
 
@@ -115,7 +115,7 @@ void Line::forgetEndedCalls() {
         const std::lock_guard lock(m_mutex);
         ended.swap(m_ended);
     }
-    // sdbus-c++ 1.2 keeps a call for ever whose answer was handled before its caller had put the call down.
+    // sdbus-c++ 1.2 keeps a call for ever if its answer was handled before the caller had stored the call.
     for (sdbus::PendingAsyncCall& call : ended) call.cancel();
 }
 

@@ -1,5 +1,5 @@
-// A line to a bus: the connection and the thread that serves it. Unlike the event loop of sdbus-c++ it
-// survives the end of the bus, which is ordinary here: the television may be killed at any time.
+// A line is a D-Bus connection and the thread that serves it. Unlike the event loop of sdbus-c++, it survives
+// the end of the bus. This end is normal, because the television may be killed at any time.
 #ifndef REMOTE_LINE_H
 #define REMOTE_LINE_H
 
@@ -18,31 +18,31 @@
 
 namespace remote {
 
-// Messages are handled on the line's thread, one after the other; while one is handled nobody can send, so a
-// handler must not wait for a thread that does.
+// Messages are handled on the line's thread, one after the other. No thread can send while a message is
+// handled: a handler must not wait for a thread that sends.
 class Line {
   public:
-    // Connects; throws sdbus::Error if nobody listens at this address. Matches, objects and names are to be
-    // set up before the thread is started.
+    // Connects. Throws sdbus::Error if no bus listens at this address. Set up matches, objects and names
+    // before start().
     explicit Line(const std::string& address);
-    // Stops.
+    // Calls stop().
     ~Line();
     Line(const Line&) = delete;
     Line& operator=(const Line&) = delete;
 
     sdbus::IConnection& connection() { return *m_connection; }
 
-    // Starts the thread. `onLost` is called on it, once, if the bus goes away.
+    // Starts the thread. If the bus goes away, the thread calls `onLost` once.
     void start(std::function<void()> onLost);
 
-    // Ends the thread; not to be called on it. Nothing is handled any more.
+    // Ends the thread, after which no message is handled. Do not call it on this thread.
     void stop();
 
-    // From now on every call fails, those that wait included.
+    // After this, every call fails, including calls that wait.
     void giveUp();
 
-    // Calls a method of PLATFORM_INTERFACE and waits for its answer, without a time limit; nothing if the
-    // line or the television is lost. Any thread but the line's own.
+    // Calls a method of PLATFORM_INTERFACE and waits for its answer, without a time limit. Returns nothing if
+    // the line or the television is lost. Any thread except the line's own.
     template <typename... Out, typename... In>
     std::optional<std::tuple<Out...>> call(const char* method, const In&... arguments) {
         struct Answer {
@@ -57,7 +57,7 @@ class Line {
                     value.emplace();
                     std::apply([&](auto&... elements) { ((reply >> elements), ...); }, *value);
                 } catch (const sdbus::Error&) {
-                    value.reset();  // an answer of another form than this version's
+                    value.reset();  // the answer has the form of another version
                 }
             }
             const std::lock_guard lock(m_mutex);
@@ -80,7 +80,7 @@ class Line {
         return std::move(answer->value);
     }
 
-    // Calls it without an answer.
+    // Calls a method without waiting for its reply.
     template <typename... In>
     void post(const char* method, const In&... arguments) {
         try {
@@ -94,10 +94,10 @@ class Line {
         wake();
     }
 
-    // Whose platform is called.
+    // Sets the bus name of the process whose platform is called.
     void setPeer(const std::string& busName);
 
-    // Makes the thread look for what is to be sent.
+    // Wakes the thread so that it sends waiting messages.
     void wake();
 
   private:
@@ -116,8 +116,8 @@ class Line {
     std::mutex m_mutex;
     std::condition_variable m_answered;
     bool m_lost = false;
-    // Calls that have ended. The thread that frees them in the library lets go of them here as well: on any
-    // other, that is a race to ThreadSanitizer, which does not see how the library prevents one.
+    // Calls that have ended. The thread that frees a call inside sdbus-c++ also releases it here. On another
+    // thread, ThreadSanitizer would report a race, because it does not see how sdbus-c++ prevents it.
     std::vector<sdbus::PendingAsyncCall> m_ended;
 
     std::thread m_thread;

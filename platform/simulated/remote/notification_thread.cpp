@@ -38,8 +38,8 @@ void NotificationThread::run() {
         m_waiting.pop_front();
         m_call.run(notification.receiver, lock, [&notification] {
             notification.deliver();
-            // Its destructor may take a lock of the bus, whose holder may be waiting for the lock that run()
-            // takes.
+            // The destructor of the function may lock the bus. The thread that holds that lock may wait for
+            // the lock that run() takes.
             notification.deliver = nullptr;
         });
     }

@@ -22,8 +22,8 @@ class NotificationThread {
 
     void post(const void* receiver, std::function<void()> deliver);
 
-    // Drops the receiver's notifications, and waits until none is being delivered to it. Does not wait on
-    // this thread itself.
+    // Drops the receiver's notifications, and waits until none is being delivered to it. Does not wait if it
+    // is called on this thread.
     void forget(const void* receiver);
 
   private:

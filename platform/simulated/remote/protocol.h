@@ -1,4 +1,4 @@
-// How a television that is a process of its own speaks with its clients over D-Bus.
+// The D-Bus protocol between a television in its own process and its clients.
 //
 // Two kinds of objects are on its bus:
 //
@@ -7,8 +7,8 @@
 //   interface,
 //                   PLATFORM_INTERFACE, which follows platform/include call by call
 //
-// A client numbers its subscriptions and iterators itself, so that it knows the number before the first news
-// of it arrives. News are signals to this one client:
+// A client numbers its subscriptions and iterators itself: so it knows the number before the first
+// notification arrives. Notifications are signals to this one client:
 //
 //   method                                            answer
 //   LookUp(s name)                                    i status
@@ -38,7 +38,8 @@
 //   IteratorNews(u iterator, s operation, i number, aaay rows)
 //   Lifecycle(s name, u ticket, u news, s url, s text, i number)
 //
-// Texts of the model are bytes (ay), because a text of D-Bus must be UTF-8 and the model's need not.
+// The model's texts are sent as bytes (ay), because a D-Bus text must be UTF-8 and a text of the model need
+// not be.
 #ifndef REMOTE_PROTOCOL_H
 #define REMOTE_PROTOCOL_H
 
@@ -58,7 +59,7 @@ constexpr char TELEVISION_INTERFACE[] = "aipq.Television";
 constexpr char PLATFORM_OBJECT[] = "/aipq/television/platform";
 constexpr char PLATFORM_INTERFACE[] = "aipq.television.Platform";
 
-// What an iterator is asked, and what it tells.
+// The operations that are requested of an iterator, and its notifications.
 namespace iteration {
 constexpr char COMMIT[] = "commit";
 constexpr char TOTAL_COUNT[] = "total-count";
@@ -67,17 +68,17 @@ constexpr char SEEK_TO_ROW[] = "seek-to-row";
 constexpr char SEEK_TO_CONTENT[] = "seek-to-content";
 constexpr char READ_ROW[] = "read-row";
 constexpr char READ_ROW_CHUNK[] = "read-row-chunk";
-constexpr char READY[] = "ready";    // told only
-constexpr char UPDATE[] = "update";  // told only
+constexpr char READY[] = "ready";    // notification only
+constexpr char UPDATE[] = "update";  // notification only
 }  // namespace iteration
 
-// The television that a program finds when it is told of none.
+// The name of the television that a program uses by default.
 constexpr char DEFAULT_NAME[] = "living-room";
 
-// What AIPQ_TV says if there shall be none but the one in the program's own process.
+// The value of AIPQ_TV for the television embedded in the program's own process.
 constexpr char EMBEDDED[] = "embedded";
 
-// Where a television is: the address of its bus and its name there.
+// The location of a television: the address of its bus and its name there.
 struct Place {
     std::string address;
     std::string name;
@@ -85,18 +86,18 @@ struct Place {
     std::string busName() const { return BUS_NAME_PREFIX + name; }
 };
 
-// From NAME, ADDRESS or NAME@ADDRESS. Throws std::invalid_argument for what cannot be a name or an
+// Parses NAME, ADDRESS or NAME@ADDRESS. Throws std::invalid_argument if the text is neither a name nor an
 // address.
 Place placeFrom(const std::string& text);
 
-// The variable that names the folder of the televisions' sockets; without it, they are in a folder of this
-// user's own.
+// The variable that names the folder of the televisions' sockets. Without it, the sockets are in a folder of
+// this user.
 constexpr char FOLDER_VARIABLE[] = "AIPQ_TV_FOLDER";
 
 // The socket of the private bus of the television `name`.
 std::string socketPath(const std::string& name);
 
-// The object of a key.
+// The object path of a key.
 std::string objectPath(const std::string& key);
 
 using Bytes = std::vector<std::uint8_t>;

@@ -1,4 +1,4 @@
-// Values of the model on the bus. Their texts are bytes there.
+// The model's values on the bus, where texts are bytes.
 #ifndef REMOTE_WIRE_VALUE_H
 #define REMOTE_WIRE_VALUE_H
 
@@ -9,7 +9,7 @@
 namespace remote {
 
 sdbus::Variant toVariant(const simulated::Value& value);
-// std::monostate for a variant of another type.
+// Returns std::monostate for a variant of another type.
 simulated::Value fromVariant(const sdbus::Variant& variant);
 // Reads a variant of a message. Unlike sdbus::Variant, it needs no static object of sdbus-c++, which exit()
 // destroys while a thread may still receive messages.

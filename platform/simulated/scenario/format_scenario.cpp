@@ -12,7 +12,7 @@ namespace simulated {
 
 namespace {
 
-// The words of a step, or of an event, each with its value in TOML.
+// The words of a step or of an event, each with its value in TOML.
 using Entries = std::vector<std::pair<std::string, std::string>>;
 
 std::string quoted(const std::string& text) {

@@ -71,7 +71,7 @@ class Parser {
     }
 
   private:
-    // One kind of step: the word that it has, the other words that it may have, and how it is read.
+    // One kind of step: its own word, the other words that it may have, and its parser.
     struct Kind {
         std::string_view word;
         std::set<std::string_view> others;
@@ -292,7 +292,7 @@ class Parser {
 
     std::string text(const toml::node& node) {
         std::string value = m_reader.string(node);
-        // It would end the text where it is handed on.
+        // C functions would end the text at a NUL.
         if (value.find('\0') != std::string::npos)
             m_reader.fail(node.source(), "a text must not contain a NUL");
         return value;
@@ -319,7 +319,7 @@ class Parser {
 
     milliseconds seconds(const toml::node& node) {
         const auto value = node.is_number() ? node.value<double>() : std::nullopt;
-        // Not a number is no time either.
+        // The comparison also refuses NaN.
         if (!value || !(*value >= 0 && *value <= LONGEST_SECONDS))
             m_reader.fail(node.source(), "must be a number of seconds, from 0 to a week");
         return milliseconds(std::llround(*value * static_cast<double>(MS_PER_SECOND)));
@@ -341,7 +341,7 @@ class Parser {
         return video;
     }
 
-    // A film that is there is opened once.
+    // Opens each film once.
     void refuseUnplayable(const toml::node& node, const std::string& film) {
         if (m_playable.count(film) != 0) return;
         const bool isThere = ::access(film.c_str(), R_OK) == 0;
@@ -391,7 +391,7 @@ class Parser {
     std::map<std::string, KeyDefinition> m_keys;
     std::set<std::string> m_playable;
     bool m_pictureIsOff = false;
-    milliseconds m_earliest{0};  // the step that is read can begin
+    milliseconds m_earliest{0};  // the earliest time at which the current step can begin
 };
 
 }  // namespace

@@ -15,14 +15,14 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Why a scenario cannot go on.
+// The reason why a scenario cannot continue.
 struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
 struct Stopped {};
 
-// Whether an event is one that a condition waits for.
+// Whether a condition waits for this event.
 struct Matches {
     const Event& event;
 
@@ -59,7 +59,7 @@ struct Matches {
     }
 };
 
-// Whether a condition that need not wait for an event holds now.
+// Whether a condition already holds, without waiting for an event.
 struct Holds {
     Television& television;
 
@@ -154,7 +154,7 @@ class ScenarioPlayer::Implementation {
             const std::lock_guard lock(m_mutex);
             m_result = result;
         }
-        // Whoever hears of the end may play the next scenario at once.
+        // A listener may play the next scenario as soon as it is notified of the end.
         if (m_listener.onEnd) m_listener.onEnd(result);
         const std::lock_guard lock(m_mutex);
         m_ended = true;
@@ -176,7 +176,7 @@ class ScenarioPlayer::Implementation {
                 throw Failure("waited " + describe(step.after->within) + " s in vain for " +
                               describe(step.after->condition));
             sleepUntil(Clock::now() + scaled(step.wait));
-            // What this step brings about may be what the next one waits for.
+            // Watched before the action: the action may cause the event that the next step waits for.
             watch(m_next, i + 1 < m_scenario.steps.size() ? m_scenario.steps[i + 1].after : std::nullopt);
             std::visit([this](const auto& action) { perform(action); }, step.action);
             report(step);
@@ -267,7 +267,7 @@ class ScenarioPlayer::Implementation {
     const Scenario m_scenario;
     const Listener m_listener;
     const double m_speed;
-    Clock::time_point m_start;  // of the player's thread, as m_line
+    Clock::time_point m_start;  // used on the player's thread only, like m_line
     std::size_t m_line = 0;
 
     mutable std::mutex m_mutex;
@@ -275,8 +275,8 @@ class ScenarioPlayer::Implementation {
     bool m_stopping = false;
     std::optional<Result> m_result;
     bool m_ended = false;  // the last call of the listener has returned
-    Watch m_next;          // what the next step waits for
-    Watch m_expected;      // what this step expects
+    Watch m_next;          // the condition of the next step
+    Watch m_expected;      // the condition that this step expects
 
     Events::Subscription m_subscription;
     std::thread m_thread;  // last: it uses all of the above

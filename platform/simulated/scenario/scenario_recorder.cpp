@@ -22,21 +22,21 @@ std::string channelOf(Television& television) {
     try {
         return television.sourceSwitch().channelNumber();
     } catch (const std::out_of_range&) {
-        return {};  // a catalogue without a channel list
+        return {};  // the catalogue may have no channel list
     }
 }
 
-// Whether a file can have the value: it must pass the checks of a scenario.
+// Whether a scenario file can contain the value: it must pass the checks of a scenario.
 bool canBeWritten(const KeyDefinition& key, const Value& value) {
     const auto* const text = std::get_if<std::string>(&value);
     return !std::holds_alternative<std::monostate>(value) && refusal(key, value).empty() &&
            (text == nullptr || text->find('\0') == std::string::npos);
 }
 
-// The actions that bring any television into the state of this one.
+// The actions that bring any television into the state of this television.
 std::vector<Action> stateOf(Television& television) {
     std::vector<Action> actions{ClearFaults{}, SetPower{false}};
-    // First what changes other values.
+    // Values that change other values come first.
     if (const std::string channel = channelOf(television); !channel.empty())
         actions.push_back(SelectChannel{channel});
     actions.push_back(SetPlaying{television.sourceSwitch().playing()});
@@ -65,7 +65,7 @@ ScenarioRecorder::ScenarioRecorder(Television& television, const std::string& ti
         step.action = std::move(action);
         scenario.steps.push_back(std::move(step));
     }
-    // Only now: events come with the television's parts locked.
+    // Locked only now: events arrive while parts of the television are locked.
     const std::lock_guard lock(m_mutex);
     scenario.steps.insert(scenario.steps.end(), m_scenario.steps.begin(), m_scenario.steps.end());
     m_scenario = std::move(scenario);

@@ -1,4 +1,4 @@
-// The words of the text form that are read and written.
+// The words of a scenario's text form, for reading and writing.
 #ifndef SCENARIO_VOCABULARY_H
 #define SCENARIO_VOCABULARY_H
 

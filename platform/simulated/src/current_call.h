@@ -9,8 +9,8 @@
 
 namespace simulated {
 
-// The call that a thread makes now. The thread calls one receiver at a time, with its mutex unlocked, and
-// other threads can wait until it has left a receiver. The mutex guards this object, too.
+// The call that a thread makes now. The thread calls one receiver at a time, with its mutex unlocked. Other
+// threads can wait until the call of a receiver has ended. The mutex guards this object, too.
 template <typename Receiver>
 class CurrentCall {
   public:
@@ -31,7 +31,7 @@ class CurrentCall {
 
     bool isRunning() const { return m_receiver.has_value(); }
 
-    // Waits until `receiver` is not being called. Does not wait on the thread that calls it.
+    // Waits until `receiver` is not being called. Does not wait on the thread that calls `receiver`.
     void waitUntilLeft(const Receiver& receiver, std::unique_lock<std::mutex>& lock) {
         m_changed.wait(lock,
                        [&] { return m_receiver != receiver || m_thread == std::this_thread::get_id(); });

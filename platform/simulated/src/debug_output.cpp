@@ -39,7 +39,7 @@ DebugOutput::Verbosity verbosityFromEnvironment() {
     return DebugOutput::Verbosity::ERROR;
 }
 
-// Apart from the television, which itself is created by calls that log.
+// Not a member of the television: creating the television already logs.
 struct State {
     std::atomic<DebugOutput::Verbosity> verbosity{verbosityFromEnvironment()};
     std::mutex mutex;
@@ -103,7 +103,7 @@ using simulated::DebugOutput;
 }
 
 [[gnu::nothrow]] void cspDebugOutput0(unsigned int levelWord, const char* format, ...) {
-    // Callers look at errno after they have logged.
+    // Callers read errno after they have logged.
     const int savedErrno = errno;
     va_list arguments;
     va_start(arguments, format);

@@ -15,14 +15,14 @@ struct Fault {
     void (*set)(Television& television, const std::string& key, long long value);
 };
 
-// What a client is answered with; 0 for no refusal.
+// The status or error that a client receives; 0 for no refusal.
 constexpr long long LOWEST_STATUS = std::numeric_limits<int>::min();
 constexpr long long HIGHEST_STATUS = std::numeric_limits<int>::max();
-// Each of them is made at once, in memory.
+// All repetitions are created at once, in memory.
 constexpr long long MOST_REPEATS = 1000;
 constexpr long long MOST_EVENTS = std::numeric_limits<int>::max();
 constexpr long long LONGEST_DELAY = 3'600'000;
-constexpr long long LONGEST_ANSWER_DELAY = 60'000;  // nothing ends it earlier
+constexpr long long LONGEST_ANSWER_DELAY = 60'000;  // cannot be ended earlier
 
 template <auto member>
 long long getOfKey(Television& television, const std::string& key) {
@@ -177,7 +177,7 @@ const std::vector<Fault>& table() {
         {{"video.stalled", FaultKind::FLAG, false, 0, 1, 0, "the video pipeline hangs"},
          [](T& tv, const std::string&) -> long long { return tv.video().stalled() ? 1 : 0; },
          [](T& tv, const std::string&, long long value) { setStalled(tv, value); }},
-        // The last one: it may fail when all are cleared.
+        // Last, because clearing this fault may fail when all are cleared.
         {{"video.killed", FaultKind::FLAG, false, 0, 1, 0,
           "the video pipeline is dead; clearing this fault starts it again"},
          [](T& tv, const std::string&) -> long long { return tv.video().killed() ? 1 : 0; },

@@ -90,7 +90,7 @@ int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, cons
     const int status =
         other != nullptr ? other->lookUp(name) : simulated::Television::instance().framework().lookUp(name);
     if (status != 0) return status;
-    // Made once: an accessor may be destroyed, which looks it up, when there is no memory left.
+    // Created once: the destructor of an accessor looks it up, and must not need memory.
     static const auto& model =
         *new boost::shared_ptr<Interface>(boost::make_shared<simulated::ModelInterface>());
     reference = model;

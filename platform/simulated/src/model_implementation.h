@@ -1,4 +1,4 @@
-// The simulated television's model, from its clients' side.
+// The clients' side of the simulated television's model.
 //
 // model_implementation.cpp  subscriptions, and the notifications on the model thread
 // model_key.cpp             what a client requests of a key
@@ -35,8 +35,9 @@ class Model::Implementation final : public RootInterface {
     using Clock = std::chrono::steady_clock;
     struct Key;
 
-    // A client's own object for an action or a table, which tells its invocations and iterators from those of
-    // other clients. Its observer is null when the client has given it back; then the next client gets it.
+    // A client's own object for an action or a table. It separates the client's invocations and iterators
+    // from those of other clients. Its observer is null after the client has returned the object; the next
+    // client then gets the object.
     struct ClientObject final : public BizValue {
         ClientObject(Implementation& owner, Key& clientKey) : model(owner), key(clientKey) {}
 
@@ -57,7 +58,7 @@ class Model::Implementation final : public RootInterface {
     };
 
     // An iterator of a table. Its observer is null when it is closed; then the next client gets it, so that a
-    // client that keeps it too long never touches freed memory.
+    // client that keeps it too long never uses freed memory.
     struct Iterator final : public lomodelapi::TableIterator {
         Iterator(Implementation& owner, Key& table) : model(owner), key(table) {}
 
@@ -74,7 +75,7 @@ class Model::Implementation final : public RootInterface {
                   const std::vector<lomodelapi::TableSelection>& newSelections,
                   const std::vector<int>& newColumns, const std::vector<lomodelapi::TableOrder>& newOrders);
         void close(std::unique_lock<std::mutex>& lock);
-        // Reads the table's rows again, and notifies the observer, if it goes with the table's changes.
+        // If the iterator follows the table's changes: reads the rows again and notifies the observer.
         void follow();
 
         const ClientObject* access = nullptr;
@@ -101,8 +102,8 @@ class Model::Implementation final : public RootInterface {
         int cursor = 0;
     };
 
-    // One key, and the object that clients get for it. It lives as long as the model, so that a client that
-    // keeps the object too long reads an old value rather than freed memory.
+    // One key, and its object for clients. It lives as long as the model: a client that keeps the object too
+    // long reads an old value instead of freed memory.
     struct Key final : public BizValue {
         Key(Implementation& owner, KeyDefinition keyDefinition)
             : model(owner), definition(std::move(keyDefinition)), value(definition.initial) {}
@@ -120,14 +121,14 @@ class Model::Implementation final : public RootInterface {
         int setStringVector(const std::map<int, std::string>& written) override;
         int invoke(unsigned int& actionId, const std::vector<lomodelapi::Argument>& arguments) override;
 
-        // For a client, or, without one, for the television itself.
+        // Invokes the action for a client; for the television itself if `client` is null.
         int invokeFor(const ClientObject* client, unsigned& actionId,
                       const std::vector<lomodelapi::Argument>& arguments);
 
-        // Waits for as long as every request of a client takes.
+        // Waits for the fault's additional time of a client request.
         void takeTime() const;
 
-        // An action and a table give each client an object of its own.
+        // An action and a table have one object for each client.
         BizValue& objectFor(lomodelapi::Observer* observer);
 
         // An element whose observer is null, or a new one.
@@ -164,7 +165,7 @@ class Model::Implementation final : public RootInterface {
     int connectValue(const std::string& name, lomodelapi::Observer* observer, BizValue*& value) override;
     int disconnectValue(const std::string& name, lomodelapi::Observer* observer, BizValue* value) override;
 
-    // The television's side. All but settle() need the lock.
+    // The television's side. All operations except settle() need the lock.
 
     // Throws std::out_of_range for an unknown key.
     Key& at(const std::string& name);
@@ -196,14 +197,15 @@ class Model::Implementation final : public RootInterface {
         Key* key;
         Notify notify;
         Clock::time_point due;
-        // The iterator that it is about, and which of its lives; null if it is about the key.
+        // The iterator of the notification, and the iterator's life at that time; null if the notification is
+        // for the key.
         const Iterator* iterator;
         unsigned life;
     };
 
     Key* lookUp(const std::string& name);
     void announce(Key& key);
-    // Behind every notification that is due earlier or at the same time, and behind every one of the same
+    // Inserts the notification after all that are due earlier or at the same time, and after all of the same
     // key.
     void enqueue(Key& key, const Notify& notify, const Iterator* iterator = nullptr, unsigned life = 0);
     // The model thread.

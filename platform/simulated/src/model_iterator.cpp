@@ -10,7 +10,7 @@ namespace simulated {
 
 namespace {
 
-// The kind of iterator that goes with its table's changes.
+// The kind of iterator that follows its table's changes.
 constexpr int FOLLOWING = 1;
 
 }  // namespace
@@ -38,7 +38,7 @@ int Model::Implementation::Iterator::seekToRow(int wanted) {
     });
 }
 
-// `column` counts among those that the iterator reads.
+// `column` is an index into the columns that the iterator reads.
 int Model::Implementation::Iterator::seekToContent(int column, const std::string& value) {
     return request([&] {
         const int found = findRow(rows, column, value);

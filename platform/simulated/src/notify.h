@@ -1,4 +1,4 @@
-// Calls what an observer has for the news, and nothing if it has nothing for them.
+// Calls the observer's operation for a notification; does nothing if the observer has no such operation.
 #ifndef SIMULATED_NOTIFY_H
 #define SIMULATED_NOTIFY_H
 

@@ -1,4 +1,4 @@
-// The platform of a process whose television is another process.
+// The platform of a process that uses a television in another process.
 #ifndef SIMULATED_OTHER_TELEVISION_H
 #define SIMULATED_OTHER_TELEVISION_H
 
@@ -14,8 +14,8 @@ class AppManagerClient;
 
 namespace simulated {
 
-// When the television goes away, what waits for it fails, every operation fails until it is back, and then
-// all subscriptions, iterators and registrations are there again. Any thread.
+// When the television goes away, waiting requests fail, and every operation fails until it is back. Then all
+// subscriptions, iterators and registrations are restored. Any thread.
 class OtherTelevision {
   public:
     // The process framework.
@@ -30,9 +30,9 @@ class OtherTelevision {
     ~OtherTelevision() = default;
 };
 
-// The one of this process; null if its television is embedded. Decided by AIPQ_TV on the first call: a
-// television that it names is used whether or not it is there yet; if it names none, the one of the default
-// name is used if it is there. Never destroyed.
+// The other television that this process uses; null if its television is embedded. AIPQ_TV decides this on
+// the first call. A television that it names is used even if it is not there yet. If it names none, the
+// television of the default name is used if it is there. Never destroyed.
 OtherTelevision* otherTelevision();
 
 }  // namespace simulated

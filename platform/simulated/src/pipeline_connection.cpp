@@ -31,7 +31,7 @@ constexpr auto STOP_LIMIT = std::chrono::seconds(10);
 
 using Clock = std::chrono::steady_clock;
 
-// "FORMAT HDR", with "-" for no format; none of "off".
+// Parses "FORMAT HDR", with "-" for no format. Returns no film for "off".
 std::optional<Film> filmIn(const std::string& text) {
     const std::size_t blank = text.find(' ');
     if (blank == std::string::npos) return std::nullopt;
@@ -124,7 +124,7 @@ Picture VideoPipeline::Connection::picture(unsigned width, unsigned height) {
     if (!waitForAnswer(m_pictureTicket, PICTURE_LIMIT)) return hanging;
     takeAnswer(m_pictureTicket);
     m_pictureTicket = sendExpectingAnswer("preview " + std::to_string(width) + 'x' + std::to_string(height));
-    // A command that could not be sent: the pipeline hangs, or it is dead, which ends this wait soon.
+    // If the command could not be sent, the pipeline hangs or is dead; a dead pipeline ends this wait soon.
     const unsigned awaited = m_pictureTicket != NOT_SENT ? m_pictureTicket : NEVER_SENT;
     if (!waitForAnswer(awaited, PICTURE_LIMIT)) return hanging;
 

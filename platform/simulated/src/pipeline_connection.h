@@ -21,13 +21,13 @@ namespace simulated {
 // A pipeline process and the socket that controls it.
 class VideoPipeline::Connection {
   public:
-    // What the process announces; called on the thread of serve().
+    // The events that the process reports. Called on the thread of serve().
     struct Handlers {
         std::function<void()> onReady;                    // its first frame is on the screen
         std::function<void(std::optional<Film>)> onFilm;  // another film is on the screen, or none
     };
 
-    // Starts the process. Its owner then calls serve(), once.
+    // Starts the process. The caller must then call serve() once.
     static std::shared_ptr<Connection> open(Events& events, const std::string& clip, std::string& error);
 
     Connection(Events& events, pid_t process, int control, std::unique_ptr<const PreviewMemory> preview);
@@ -47,7 +47,7 @@ class VideoPipeline::Connection {
     // if it has stopped by then.
     void stop();
 
-    // Sends the signal and closes the socket, on which a process that runs ends by itself. Does not wait.
+    // Sends the signal and closes the socket, which makes a running process end by itself. Does not wait.
     void end(int signalNumber);
 
     unsigned delivered();
@@ -72,7 +72,7 @@ class VideoPipeline::Connection {
 
     bool waitForAnswer(unsigned ticket, std::chrono::seconds limit);
 
-    // Returns "ok" or "error TEXT"; empty if there is no answer.
+    // Returns "ok" or "error TEXT"; empty without an answer.
     std::string takeAnswer(unsigned ticket);
 
     bool send(const std::string& line);
@@ -83,8 +83,8 @@ class VideoPipeline::Connection {
 
     void countFrame();
 
-    // Waits for the end of this process only: other children belong to other parts of the program. How it
-    // ended is unknown in a program that ignores SIGCHLD.
+    // Waits for the end of this process only: other children belong to other parts of the program. In a
+    // program that ignores SIGCHLD, the exit status is unknown.
     std::string reap();
 
     Events& m_events;
@@ -92,7 +92,7 @@ class VideoPipeline::Connection {
     const int m_control;
     const std::unique_ptr<const PreviewMemory> m_preview;
 
-    // For the thread that serves.
+    // Used only on the thread that serves.
     bool m_ready = false;
     std::string m_failure;
 

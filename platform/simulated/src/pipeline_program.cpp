@@ -26,7 +26,7 @@ constexpr auto CHECK_LIMIT = std::chrono::seconds(20);
 
 using Clock = std::chrono::steady_clock;
 
-// Everything that is written to the descriptor until its end, or until the limit.
+// Reads the descriptor to its end, or until the limit.
 std::string readAll(int fd, Clock::time_point limit) {
     std::string text;
     char part[512];
@@ -41,7 +41,7 @@ std::string readAll(int fd, Clock::time_point limit) {
     }
 }
 
-// What the pipeline itself says among the lines, which may have others' words.
+// Returns the first line that the pipeline itself printed; its libraries may have printed others.
 std::string reportIn(const std::string& lines) {
     const std::string beginning = PIPELINE_PROGRAM + std::string(": ");
     std::istringstream input(lines);

@@ -10,11 +10,11 @@ namespace simulated {
 constexpr char PIPELINE_PROGRAM[] = "aipq-video-pipeline";
 constexpr char PIPELINE_DIED[] = "the video pipeline died";
 
-// The program is in this library's folder (a build) or in the libexec folder (installed), otherwise on the
-// PATH.
+// Searches for the program in this library's folder (a build), then in the libexec folder (installed), then
+// on the PATH.
 std::string pipelineProgramPath();
 
-// The words of a program for posix_spawn(), which does not change them.
+// The arguments for posix_spawn(), which does not change them.
 std::vector<char*> argumentsOf(std::vector<std::string>& words);
 
 }  // namespace simulated

@@ -15,7 +15,7 @@ class PreviewMemory {
   public:
     static constexpr std::size_t BYTES = std::size_t{4} * 1280 * 720;
 
-    // Its descriptor's number is `lowest` or above.
+    // The number of the descriptor is at least `lowest`.
     explicit PreviewMemory(int lowest) : m_fd(memfd_create("aipq-preview", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
         if (m_fd == -1) return;
         const int high = fcntl(m_fd, F_DUPFD_CLOEXEC, lowest);
@@ -34,7 +34,7 @@ class PreviewMemory {
     }
 
     int fd() const { return m_fd; }
-    // Null if there is no memory.
+    // Null if the memory could not be created.
     const std::uint8_t* pixels() const { return m_pixels; }
 
   private:

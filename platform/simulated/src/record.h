@@ -8,7 +8,8 @@
 
 namespace simulated {
 
-// Keeps what a client did, for whoever asks later. The oldest goes, as a television may be on for months.
+// Appends a record of a client operation. The oldest record is dropped, because a television may be on for
+// months.
 template <typename T>
 void record(std::deque<T>& records, T what) {
     if (records.size() == RECORDED) records.pop_front();

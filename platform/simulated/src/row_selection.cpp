@@ -14,7 +14,7 @@ bool hasCell(const std::vector<std::string>& row, int column) {
     return column >= 0 && static_cast<std::size_t>(column) < row.size();
 }
 
-// Empty for a column that the row does not have.
+// Returns an empty text if the row does not have the column.
 const std::string& cell(const std::vector<std::string>& row, int column) {
     static const std::string nothing;
     return hasCell(row, column) ? row[static_cast<std::size_t>(column)] : nothing;

@@ -8,11 +8,11 @@
 
 namespace simulated {
 
-// The rows of a table that match all selections, in this order, with these columns only.
+// Returns the rows of a table that match all selections, in the given orders, with the given columns only.
 Rows selectRows(const Rows& table, const std::vector<lomodelapi::TableSelection>& selections,
                 const std::vector<int>& columns, const std::vector<lomodelapi::TableOrder>& orders);
 
-// The position of the first row that has this text in this column; -1 if there is none.
+// Returns the position of the first row with this text in this column; -1 if there is none.
 int findRow(const Rows& rows, int column, const std::string& text);
 
 }  // namespace simulated

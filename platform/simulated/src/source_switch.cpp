@@ -18,7 +18,7 @@ namespace {
 
 constexpr char FORMAT_PLAYING[] = "1920x1080p@50";
 
-// Commands, the argument at position 1.
+// The commands. The command is the argument at position 1.
 constexpr char REQUEST_RESOURCE[] = "2";
 constexpr char RELEASE_RESOURCE[] = "3";
 constexpr char CHANGE_CHANNEL[] = "8";
@@ -27,7 +27,7 @@ constexpr char CHANGE_PLAYBACK[] = "11";
 // Columns of the channel list.
 enum Column : std::size_t { NUMBER, NAME, URI, UUID, FOLDER, HDR, ENCRYPTED, PICTURE, COLUMNS };
 
-// The values given for a position, in the order in which they came: a position may stand more than once.
+// The values of all arguments at a position, in order: a position may occur more than once.
 std::vector<std::string> at(const std::vector<Argument>& arguments, unsigned position) {
     std::vector<std::string> values;
     for (const Argument& argument : arguments)
@@ -40,7 +40,7 @@ std::string first(const std::vector<Argument>& arguments, unsigned position) {
     return values.empty() ? std::string() : values.front();
 }
 
-// A set of resources; 0 for what is none.
+// Parses a set of resources; 0 for an invalid text.
 int resources(const std::string& text) {
     int set = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), set);
@@ -48,7 +48,8 @@ int resources(const std::string& text) {
     return isSet ? set : 0;
 }
 
-// The row after this one for "+1", before it for "-1", going round; the number of rows for anything else.
+// Returns the row after this one for "+1", the row before it for "-1", cyclically; the number of rows for
+// other texts.
 std::size_t neighbour(const Rows& rows, std::size_t row, const std::string& step) {
     if (rows.empty()) return 0;
     if (step == "+1") return (row + 1) % rows.size();
@@ -109,7 +110,7 @@ void SourceSwitch::reset() {
             try {
                 return perform(arguments);
             } catch (const std::out_of_range&) {
-                // A catalogue without the keys that a channel changes.
+                // The catalogue may lack keys that a channel change sets.
                 return Answer{ERROR_UNKNOWN_CHANNEL, {}};
             }
         });
@@ -137,7 +138,7 @@ Answer SourceSwitch::perform(const std::vector<Argument>& arguments) {
     } else if (command == RELEASE_RESOURCE) {
         m_takenResources &= ~set;
     } else if (command == CHANGE_PLAYBACK) {
-        // One command for both: what plays is stopped, what is stopped plays.
+        // The same command stops and restarts playback.
         play(!m_playing);
     } else {
         return {ERROR_UNKNOWN_COMMAND, {}};

@@ -17,7 +17,7 @@ namespace simulated {
 
 namespace {
 
-// The settings that change the picture, and what the pipeline calls them.
+// The keys of the picture settings, and the pipeline's names for them.
 struct PictureSetting {
     const char* key;
     const char* name;
@@ -53,7 +53,7 @@ std::vector<KeyDefinition> catalogueOrExit() {
     try {
         return catalogue::loadCatalogue();
     } catch (const std::exception& error) {
-        // Without keys there is no television, and no caller to report to.
+        // A broken catalogue leaves no keys, and there is no caller to report to.
         std::cerr << "simulated television: " << error.what() << '\n';
         std::exit(EXIT_FAILURE);
     }
@@ -78,7 +78,7 @@ Television::Television() : m_model(std::make_unique<Model>(catalogueOrExit(), m_
 
 void Television::reset() {
     const std::lock_guard lock(m_powerMutex);
-    // What is told brings another television into the same state.
+    // Reported as events, so that a recorded scenario brings another television into the same state.
     for (const SetFault& active : activeFaults(*this))
         if (active.fault.find("video.") != 0)
             m_events.tell(SetFault{active.key, active.fault, findFault(active.fault)->harmless});
@@ -93,7 +93,7 @@ void Television::reset() {
     if (m_video.film()) describeFilm();
 }
 
-// With m_powerMutex locked.
+// Call it with m_powerMutex locked.
 void Television::describeFilm() {
     const Events::Consequences scope;
     try {
@@ -103,7 +103,7 @@ void Television::describeFilm() {
             m_sourceSwitch->describeVideo();
         }
     } catch (const std::out_of_range&) {
-        // A catalogue without these keys.
+        // The catalogue may lack these keys.
     }
 }
 

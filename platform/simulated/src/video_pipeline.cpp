@@ -35,7 +35,7 @@ std::string describeNext(Pause pause, std::size_t tries, std::size_t mostTries, 
 
 bool isLetterOrDigit(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; }
 
-// One write, because other threads and processes write to this stream, too.
+// One write per line, because other threads and processes write to this stream, too.
 void report(const std::string& line) { std::cerr << "simulated television: " + line + '\n'; }
 
 }  // namespace
@@ -56,7 +56,7 @@ bool VideoPipeline::start(const std::string& clip) {
         m_error = "the video pipeline runs already";
         return false;
     }
-    end(SIGKILL);  // a dead pipeline that waits for its next start
+    end(SIGKILL);  // covers a dead pipeline that waits for its next start
     std::promise<bool> ready;
     std::future<bool> isReady = ready.get_future();
     std::unique_lock lock(m_mutex);
@@ -74,8 +74,8 @@ bool VideoPipeline::start(const std::string& clip) {
     return true;
 }
 
-// On the watcher's thread: starts processes until the pipeline is switched off or has died too often. `first`
-// gets whether the first process became ready.
+// Runs on the watcher's thread: starts processes until the pipeline is switched off or has died too often.
+// Sets `first` to true if the first process became ready.
 void VideoPipeline::watch(std::promise<bool> first) {
     bool wasReady = false;
     std::unique_lock lock(m_mutex);
@@ -261,7 +261,7 @@ void VideoPipeline::showSource(const std::string& source) {
     if (m_connection && showCommand() != before) m_connection->post(showCommand());
 }
 
-// What makes the process show what is on now.
+// The command that makes the process show the current film, scene or card.
 std::string VideoPipeline::showCommand() const {
     if (!m_clip.empty() && (!m_input.empty() || m_scene.empty())) return "clip " + m_clip;
     if (!m_input.empty()) return "input " + m_input;

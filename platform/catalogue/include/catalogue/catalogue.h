@@ -9,18 +9,18 @@
 
 namespace catalogue {
 
-// The keys that a catalogue's text lists. Throws std::runtime_error with `name`, line, column and what is
-// wrong.
+// Returns the keys that a catalogue's text lists. Throws std::runtime_error with `name`, the line, the column
+// and the error.
 std::vector<KeyDefinition> parseCatalogue(std::string_view text, const std::string& name);
 
-// The word of a catalogue for a type: "integer", "strings"; "none" for what no key has.
+// The name of a type in a catalogue, such as "integer" or "strings"; "none" for a type that no key has.
 std::string typeName(lomodelapi::ObjectTypeSpec type);
 
 // The built-in catalogue, or the one that AIPQ_TV_CATALOGUE names.
 std::vector<KeyDefinition> loadCatalogue();
 
-// What the key takes, if the value is none that it takes: "from 0 to 100", "27 numbers". Empty if it takes
-// it.
+// Returns the values that the key accepts, such as "from 0 to 100" or "27 numbers", if it does not accept
+// `value`. Returns an empty text if it does.
 std::string refusal(const KeyDefinition& definition, const Value& value);
 
 }  // namespace catalogue

@@ -1,4 +1,4 @@
-// A key of the television's model, and the values that keys have.
+// A key of the television's model, and the values of keys.
 #ifndef CATALOGUE_KEY_DEFINITION_H
 #define CATALOGUE_KEY_DEFINITION_H
 
@@ -30,7 +30,7 @@ struct Range {
     std::string text() const { return std::to_string(lowest) + " to " + std::to_string(highest); }
 };
 
-// The numbers that an int can be.
+// The range of an int.
 inline constexpr Range INT_RANGE{std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
 
 struct KeyDefinition {
@@ -42,7 +42,7 @@ struct KeyDefinition {
     std::string meaning;
     std::vector<std::string> columns = {};  // of a table
     Rows rows = {};
-    std::vector<std::string> texts = {};     // that a text may be; empty for any
+    std::vector<std::string> texts = {};     // allowed texts; empty if every text is allowed
     std::optional<std::size_t> length = {};  // of a list
 };
 

@@ -1,4 +1,4 @@
-// The keys that more than one part of the simulated television and the tools name.
+// The keys that are used by more than one part of the simulated television and the tools.
 #ifndef CATALOGUE_KEYS_H
 #define CATALOGUE_KEYS_H
 

@@ -30,9 +30,9 @@ class ApplicationManager {
     ApplicationManager(const ApplicationManager&) = delete;
     ApplicationManager& operator=(const ApplicationManager&) = delete;
 
-    // Whether clients can reach it; they can at first.
+    // Sets whether clients can reach the application manager; the default is true.
     void setReachable(bool reachable);
-    // Refuses registrations with `status`; 0 for no refusal.
+    // Refuses registrations with `status`; 0 accepts them.
     void refuseRegistrations(int status);
     bool reachable() const;
     int refusal() const;
@@ -44,20 +44,21 @@ class ApplicationManager {
     void tellOne(const std::string& name, Lifecycle notification, const std::string& appUrl,
                  const std::string& text = std::string(), int number = 0);
 
-    // Waits until every notification has been delivered; false if that takes longer. Not to be called from a
+    // Waits until every notification has been delivered. Returns false after `limit`. Do not call it in a
     // notification.
     bool settle(std::chrono::milliseconds limit = std::chrono::seconds(30));
 
-    // Registered now; and what applications reported, and answered to notifications, since the last reset,
-    // the newest RECORDED of each.
+    // The applications that are registered now. Reports and answers to notifications are those since the last
+    // reset, at most the newest RECORDED of each.
     std::vector<std::string> applications() const;
     std::vector<Report> reports() const;
     std::vector<int> answers() const;
 
-    // Reachable, nothing recorded, no notification waiting. Registrations stay.
+    // Makes the application manager reachable, clears the records and drops waiting notifications.
+    // Registrations stay.
     void reset();
 
-    // What clients reach; null if it is not reachable.
+    // The client interface; null if the application manager is not reachable.
     zt::apmclient::AppManagerClient* client();
 
   private:

@@ -11,13 +11,13 @@ class DebugOutput {
   public:
     enum class Verbosity { OFF, ERROR, INFO, TRACE };
 
-    // Receives each line that is on, with its level word, one at a time, on the thread that logs.
+    // Receives each line whose level is on, with its level word, one at a time, on the thread that logs.
     using Sink = std::function<void(unsigned levelWord, const std::string& line)>;
 
     void setVerbosity(Verbosity verbosity);
-    // Empty for the default, which prints readable lines on stderr.
+    // Empty restores the default sink, which prints readable lines on stderr.
     void setSink(Sink sink);
-    // Receives each line before the sink does; empty for none. A reset keeps it.
+    // `listener` receives each line before the sink; empty for none. reset() keeps it.
     void setListener(Sink listener);
     // Verbosity from the environment, default sink.
     void reset();

@@ -1,4 +1,4 @@
-// What happens on the simulated television, told as it happens.
+// Events on the simulated television, reported as they happen.
 #ifndef SIMULATED_EVENTS_H
 #define SIMULATED_EVENTS_H
 
@@ -16,44 +16,44 @@
 
 namespace simulated {
 
-// A key has another value.
+// The value of a key changed.
 struct SetKey {
     std::string key;
     Value value;
 };
 
-// A key's value is announced without having changed.
+// A key's value was announced without a change.
 struct Announce {
     std::string key;
 };
 
-// A client, or the television itself, invokes an action.
+// A client, or the television itself, invoked an action.
 struct Invoke {
     std::string key;
     std::vector<lomodelapi::Argument> arguments;
 };
 
-// A channel is on; its number in the channel list.
+// A channel was selected; `number` is its number in the channel list.
 struct SelectChannel {
     std::string number;
 };
 
-// Digital television stops or goes on.
+// Digital television stopped or continued.
 struct SetPlaying {
     bool playing;
 };
 
-// What the screen shows: the path of a film, "scenes" or "off".
+// The screen shows something else: the path of a film, "scenes" or "off".
 struct ShowVideo {
     std::string video;
 };
 
-// A generated scene; empty for what the screen showed at first.
+// A generated scene was selected; empty for the film or the scenes of the last start.
 struct ShowScene {
     std::string scene;
 };
 
-// News for an application, or for every one if its name is empty.
+// A notification for one application, or for all if `application` is empty.
 struct Tell {
     std::string application;
     Lifecycle news;
@@ -62,12 +62,12 @@ struct Tell {
     int number;
 };
 
-// The television suspends to RAM, or is back.
+// The television suspended to RAM or resumed.
 struct SetPower {
     bool suspended;
 };
 
-// A fault is set by its name (faults.h).
+// A fault was set by its name (faults.h).
 struct SetFault {
     std::string key;
     std::string fault;
@@ -88,15 +88,15 @@ struct ApplicationReported {
     int status;
 };
 
-// Frames delivered since the video pipeline was started.
+// `number` frames were delivered since the start of the video pipeline.
 struct FrameDelivered {
     unsigned number;
 };
 
-// The video pipeline died, or did not start again, although nobody ended it.
+// The video pipeline died, or its new start failed, without a request to stop it.
 struct PipelineDied {
-    std::string text;                                // how it ended, and what follows
-    std::optional<std::chrono::milliseconds> pause;  // until it starts again; none if it stays off
+    std::string text;                                // how the process ended, and what follows
+    std::optional<std::chrono::milliseconds> pause;  // until the next start; none if the pipeline stays off
 };
 
 // The video pipeline runs again after it died.
@@ -107,18 +107,20 @@ struct Event {
                  SetFault, ClientConnected, ApplicationRegistered, ApplicationReported, FrameDelivered,
                  PipelineDied, PipelineRestarted>
         what;
-    // It follows from another event (the values that a channel change changes).
+    // True if another event caused this one, as a channel change changes values.
     bool consequence;
 };
 
 // All operations: any thread.
 class Events {
   public:
-    // Called on the thread that makes the event, one at a time, in the order in which things happen. It may
-    // be called with parts of the television locked: it must not call the television, nor wait for who does.
+    // Called on the thread that causes the event, one call at a time, in the order of the events. Parts of
+    // the television may be locked during the call: a listener must not call the television, and must not
+    // wait for a thread that does.
     using Listener = std::function<void(const Event&)>;
 
-    // Ends with its life; then the listener is not being called any more. Not to be destroyed by a listener.
+    // The destructor ends the subscription; after it, the listener is not called any more. A listener must
+    // not destroy it.
     class Subscription {
       public:
         Subscription(Events& events, Listener listener);
@@ -131,10 +133,10 @@ class Events {
         std::list<Listener>::iterator m_position;
     };
 
-    // For the television's parts.
+    // Called by the television's parts.
     void tell(decltype(Event::what) what);
 
-    // What this thread tells while it lives is a consequence.
+    // While an object of this class lives, every event of its thread is a consequence.
     class Consequences {
       public:
         Consequences();

@@ -1,4 +1,4 @@
-// The faults of the simulated television by name: the one vocabulary of scenarios, tools and pages.
+// The names of the simulated television's faults, as scenarios, tools and pages use them.
 #ifndef SIMULATED_FAULTS_H
 #define SIMULATED_FAULTS_H
 
@@ -14,10 +14,10 @@ enum class FaultKind { FLAG, NUMBER, MILLISECONDS };
 struct FaultDefinition {
     std::string name;
     FaultKind kind;
-    bool ofKey;           // every key has its own
-    long long lowest;     // 0 of a flag
-    long long highest;    // 1 of a flag
-    long long harmless;   // what it is when the television is switched on
+    bool ofKey;           // each key has this fault separately
+    long long lowest;     // 0 for a flag
+    long long highest;    // 1 for a flag
+    long long harmless;   // the value without the fault, the default
     std::string meaning;  // for people
 };
 
@@ -33,13 +33,13 @@ const FaultDefinition* findFault(const std::string& name);
 //   std::runtime_error     if the video pipeline does not run, or cannot be started again.
 void setFault(Television& television, const std::string& key, const std::string& name, long long value);
 
-// What it is now. Throws like setFault().
+// Returns the current value of a fault. Throws like setFault().
 long long fault(Television& television, const std::string& key, const std::string& name);
 
-// Those that are not harmless now.
+// Returns the faults whose values are not harmless now.
 std::vector<SetFault> activeFaults(Television& television);
 
-// Every fault is harmless again, of all keys and of the television. Held notifications are released.
+// Sets all faults of the keys and of the television to their harmless values. Releases held notifications.
 void clearFaults(Television& television);
 
 }  // namespace simulated

@@ -6,21 +6,21 @@
 
 namespace simulated {
 
-// The process framework that clients ask for the model.
+// The process framework, from which clients obtain the model.
 class Framework {
   public:
-    // Refuses look-ups with `status`; 0 for no refusal.
+    // Refuses lookups with `status`; 0 accepts them.
     void failLookups(int status);
-    // Lets look-ups succeed with an interface that has no root.
+    // With true, lookups succeed, but return an interface without a root.
     void withholdRoot(bool withhold);
     int lookupStatus() const;
     bool withholdsRoot() const;
-    // Since the last reset: look-ups of an interface, and questions for its root.
+    // Counts since the last reset: lookups of an interface, and requests for its root.
     unsigned lookups() const;
     unsigned rootQuestions() const;
     void reset();
 
-    // For the platform's side.
+    // Called by the platform's functions.
     int lookUp(const std::string& name);
     bool givesRoot();
 

@@ -8,7 +8,7 @@
 
 namespace simulated {
 
-// What becomes of an application, as its manager tells it.
+// The notifications of the application manager to an application.
 enum class Lifecycle {
     RUNNING,
     SUSPEND,
@@ -29,10 +29,10 @@ enum class Lifecycle {
     KEY_EVENT,
 };
 
-// What it is called in scenarios and tools: "suspend", "str_suspending" ...
+// The name of a notification in scenarios and tools, for example "suspend" or "str_suspending".
 std::string lifecycleName(Lifecycle news);
 std::optional<Lifecycle> findLifecycle(std::string_view name);
-// All of them, in their order.
+// All names, in the order of the enumeration.
 std::vector<std::string> lifecycleNames();
 
 }  // namespace simulated

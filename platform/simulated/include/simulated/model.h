@@ -1,4 +1,4 @@
-// The simulated television's model, from the television's side: what tests and tools do to it and see of it.
+// The television's side of the simulated model, for tests and tools.
 #ifndef SIMULATED_MODEL_H
 #define SIMULATED_MODEL_H
 
@@ -22,7 +22,7 @@ namespace simulated {
 
 class Events;
 
-// What the model answers to requests that it refuses.
+// The statuses with which the model refuses requests.
 constexpr int STATUS_UNKNOWN_KEY = 3;
 constexpr int STATUS_UNAVAILABLE = 7;
 constexpr int STATUS_OUT_OF_RANGE = 9;
@@ -31,13 +31,13 @@ using catalogue::KeyDefinition;
 using catalogue::Rows;
 using catalogue::Value;
 
-// Of what clients did, so many of the newest are kept: writes and invocations of each key, threads, reports.
+// The number of recent client operations that are kept: writes and invocations of each key, threads, reports.
 constexpr std::size_t RECORDED = 256;
 
-// What a client handed over in a write.
+// The value that a client passed to a write.
 using Written = std::variant<int, long long, std::string, std::map<int, int>, std::map<int, std::string>>;
 
-// What an action answers: a result if the error is 0.
+// The answer of an action: a result if the error is 0.
 struct Answer {
     int error = 0;
     std::vector<lomodelapi::Argument> result;
@@ -49,72 +49,71 @@ struct Invocation {
     std::vector<lomodelapi::Argument> arguments;
 };
 
-// How a key misbehaves. As constructed, it does not.
+// The faults of a key. By default, the key has none.
 struct KeyFaults {
-    int connectStatus = 0;              // subscribing is refused with this
+    int connectStatus = 0;              // the status that refuses subscriptions; 0 for no refusal
     bool connectYieldsNothing = false;  // subscribing reports success without an object
-    int readStatus = 0;                 // reads of texts and lists are refused with this
-    bool refuseWrites = false;          // a write changes nothing and is not announced
-    bool keepValue = false;             // a write changes nothing, and the old value is announced
-    unsigned dropNotifications = 0;     // this many of the next notifications are lost
-    unsigned repeatNotifications = 0;   // each is delivered so many times more
-    std::chrono::milliseconds notificationDelay{0};  // later than the others by this
-    std::chrono::milliseconds answerDelay{0};        // every request of a client takes so much longer
+    int readStatus = 0;                 // the status that refuses reads of texts and lists; 0 for no refusal
+    bool refuseWrites = false;          // a write changes nothing and announces nothing
+    bool keepValue = false;             // a write changes nothing and announces the old value
+    unsigned dropNotifications = 0;     // the number of next notifications that are lost
+    unsigned repeatNotifications = 0;   // additional deliveries of each notification
+    std::chrono::milliseconds notificationDelay{0};  // additional delay of this key's notifications
+    std::chrono::milliseconds answerDelay{0};        // additional time of every client request
 
-    int invokeStatus = 0;                // an action is refused with this
-    bool neverAnswer = false;            // an action is accepted and not answered; answer() can do that later
-    unsigned repeatAnswers = 0;          // each answer is given so many times more
+    int invokeStatus = 0;        // the status that refuses invocations; 0 for no refusal
+    bool neverAnswer = false;    // the action is accepted and not answered; answer() can answer it later
+    unsigned repeatAnswers = 0;  // additional deliveries of each answer
     bool answerBeforeReturning = false;  // an invocation does not return before its answer has been delivered
 };
 
 enum class Order { AS_THEY_CAME, REVERSED };
 
-// All operations: any thread, a notification's included.
+// Thread safety: every operation may be called from any thread, also in a notification.
 class Model {
   public:
-    // From the keys of a catalogue. What happens is told to `events`.
+    // Creates the keys of a catalogue. Reports events to `events`.
     Model(std::vector<KeyDefinition> catalogue, Events& events);
     ~Model();
     Model(const Model&) = delete;
     Model& operator=(const Model&) = delete;
 
-    // Every key of the catalogue has its default, nothing is faulty, held or counted, and nothing is
-    // announced. Subscriptions stay.
+    // Sets every key to its default, and clears all faults, held notifications and counters. Announces
+    // nothing. Subscriptions stay.
     void reset();
 
     std::vector<KeyDefinition> keys() const;
 
-    // Adds a key, or gives an existing one another definition and its initial value.
+    // Adds a key. An existing key gets the new definition and its initial value.
     void define(const KeyDefinition& definition);
 
-    // The value now. Throws std::out_of_range for an unknown key, as all operations on a key do.
+    // Returns the current value. Throws std::out_of_range for an unknown key, as all operations on a key do.
     Value value(const std::string& key) const;
 
-    // Changes a value as the television itself does, whatever its range, and announces it if it is another
-    // than before. Throws std::invalid_argument if the type does not fit.
+    // Changes a value like the television itself, without a check of its range. Announces it if it differs
+    // from the value before. Throws std::invalid_argument if the type does not fit.
     void set(const std::string& key, const Value& value);
 
-    // Announces the value as it is now.
+    // Announces the current value.
     void announce(const std::string& key);
 
-    // A withdrawn key cannot be subscribed to, its texts and lists cannot be read, and its observers are
-    // told.
+    // A withdrawn key refuses subscriptions and reads of its texts and lists; its observers are notified.
     void withdraw(const std::string& key);
     void offer(const std::string& key);
 
     bool isOffered(const std::string& key) const;
 
     void setFaults(const std::string& key, const KeyFaults& faults);
-    // Changes some of them, with the model locked: `change` must not call the model.
+    // Lets `change` edit the faults while the model is locked: `change` must not call the model.
     void changeFaults(const std::string& key, const std::function<void(KeyFaults&)>& change);
     KeyFaults faults(const std::string& key) const;
 
-    // How long after a change its notification is delivered.
-    static constexpr std::chrono::milliseconds NOTIFICATION_DELAY{15};  // unless told
+    // The time between a change and its notification.
+    static constexpr std::chrono::milliseconds NOTIFICATION_DELAY{15};  // the default
     void setNotificationDelay(std::chrono::milliseconds delay);
     std::chrono::milliseconds notificationDelay() const;
 
-    // Keeps notifications back until they are released, in the order set last.
+    // Holds notifications until releaseNotifications(), which delivers them in the release order.
     void holdNotifications();
     void releaseNotifications();
     void setReleaseOrder(Order order);
@@ -122,39 +121,38 @@ class Model {
     bool holdsNotifications() const;
     Order releaseOrder() const;
 
-    // Waits until nothing is left to deliver and no observer is being called; false if that takes longer.
-    // Held notifications do not count. Not to be called from a notification.
+    // Waits until all notifications are delivered and no observer is being called. Returns false after
+    // `limit`. Held notifications do not count. Do not call it in a notification.
     bool settle(std::chrono::milliseconds limit = std::chrono::seconds(30));
 
-    // What clients did since the last reset; of writes the newest RECORDED.
+    // Client operations since the last reset; of the writes, the newest RECORDED.
     unsigned connectAttempts(const std::string& key) const;
     std::vector<Written> writes(const std::string& key) const;
-    // Now.
+    // The number of subscribers now.
     unsigned subscribers(const std::string& key) const;
 
-    // What an action does and answers; without one, it does nothing and answers an empty result. Called on
-    // the thread that invokes it.
+    // Sets the function that performs the action and returns its answer. Without a function, the action does
+    // nothing and answers with an empty result. The function is called on the thread that invokes the action.
     void setAction(const std::string& key,
                    std::function<Answer(const std::vector<lomodelapi::Argument>&)> action);
-    // Invokes an action as a client does. The status with which it is refused, or 0.
+    // Invokes an action like a client. Returns 0, or the status that refuses the invocation.
     int invoke(const std::string& key, const std::vector<lomodelapi::Argument>& arguments);
-    // Since the last reset, the newest RECORDED.
+    // The invocations since the last reset, at most the newest RECORDED.
     std::vector<Invocation> invocations(const std::string& key) const;
-    // Answers with any id, asked for or not, to every client of the action.
+    // Sends an answer with any id, even an unknown one, to every client of the action.
     void answer(const std::string& key, unsigned id, const Answer& answer);
 
-    // A table's rows. Changing them is announced to the table's observers, and to the iterators that follow
-    // it.
+    // The rows of a table. setRows() notifies the table's observers and the iterators that follow the table.
     Rows rows(const std::string& key) const;
     void setRows(const std::string& key, const Rows& rows);
-    // Iterators that are open on a table now.
+    // The number of open iterators on a table.
     unsigned iterators(const std::string& key) const;
 
-    // From now on, `listener` is called with every change, on the thread that makes it, before it is
-    // announced to observers. It must not call the model.
+    // Sets the listener that is called with every change, on the thread that makes the change, before
+    // observers are notified. It must not call the model.
     void onChange(std::function<void(const std::string& key, const Value& value)> listener);
 
-    // What clients reach.
+    // The interface for clients.
     RootInterface* root();
 
   private:

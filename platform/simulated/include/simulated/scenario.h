@@ -1,4 +1,4 @@
-// What a scenario does on the simulated television, and its text form (docs/scenarios.md).
+// The steps of a scenario on the simulated television, and the text form of a scenario (docs/scenarios.md).
 #ifndef SIMULATED_SCENARIO_H
 #define SIMULATED_SCENARIO_H
 
@@ -15,10 +15,10 @@
 
 namespace simulated {
 
-// Every fault is taken away.
+// All faults are cleared.
 struct ClearFaults {};
 
-// The key has this value, at the latest after so long.
+// The key must have this value within the given time.
 struct Expect {
     std::string key;
     Value value;
@@ -28,39 +28,40 @@ struct Expect {
 using Action = std::variant<SetKey, Announce, Invoke, SelectChannel, SetPlaying, ShowVideo, ShowScene, Tell,
                             SetPower, SetFault, ClearFaults, Expect>;
 
-// The key has this value, or gets it.
+// Occurs when the key has this value, or gets it.
 struct KeyReaches {
     std::string key;
     Value value;
 };
 
-// The key gets another value.
+// Occurs when the value of the key changes.
 struct KeyChanges {
     std::string key;
 };
 
-// A client is subscribed to the key, or subscribes.
+// Occurs when a client is subscribed to the key, or subscribes.
 struct ClientSubscribes {
     std::string key;
 };
 
-// An application of this name is registered at the application manager, or registers.
+// Occurs when an application of this name is registered at the application manager, or registers.
 struct ApplicationRegisters {
     std::string application;
 };
 
-// An application, or the one of this name, reports this status to the application manager.
+// Occurs when an application, or the named one, reports this status to the application manager.
 struct ApplicationReports {
     std::string application;
     int status;
 };
 
-// So many frames are delivered.
+// Occurs after this many delivered frames.
 struct FramesArrive {
     unsigned count;
 };
 
-// The channel of this number is on, or comes on; for an empty number, the channel changes.
+// Occurs when the channel of this number is selected or gets selected. With an empty number, occurs at a
+// channel change.
 struct ChannelChanges {
     std::string number;
 };
@@ -73,7 +74,7 @@ struct After {
     std::chrono::milliseconds within;
 };
 
-// Waits for its time since the start, or its event, and then for as long as it says; then acts.
+// A step waits for its time since the start, or for its event, then for its pause, and then acts.
 struct Step {
     std::size_t line = 0;  // in the text; 0 for a step without one
     std::optional<std::chrono::milliseconds> at = {};
@@ -83,31 +84,31 @@ struct Step {
 };
 
 struct Scenario {
-    std::string name;  // of the file, for messages
+    std::string name;  // the file name, for messages
     std::string title;
-    std::string video;         // the path of a film, "scenes" or "off"; empty for what is shown already
-    bool scaleLimits = false;  // a player's speed shortens the limits of events and expectations, too
+    std::string video;         // the path of a film, "scenes" or "off"; empty for no change
+    bool scaleLimits = false;  // a player's speed also shortens the limits of events and expectations
     std::vector<Step> steps;
 };
 
-// Throws std::runtime_error, NAME:LINE:COLUMN: what is wrong, for a text that is no scenario, or one that the
-// television with these keys cannot play. Opens its films.
+// Parses a scenario and opens its films. Throws std::runtime_error with the text "NAME:LINE:COLUMN: error" if
+// the text is not a scenario, or if the television with these keys cannot play it.
 Scenario parseScenario(std::string_view text, const std::string& name,
                        const std::vector<KeyDefinition>& keys = Television::instance().model().keys());
 
-// Throws the same for a text that is no TOML in UTF-8, whatever the television.
+// Throws the same error if the text is not TOML in UTF-8. Does not check it against a television.
 void checkText(std::string_view text, const std::string& name);
 
-// A text that parses to the same scenario.
+// Returns a text that parses to the same scenario.
 std::string formatScenario(const Scenario& scenario);
-// A part of it.
+// Returns the text of one step.
 std::string formatStep(const Step& step);
 
-// In one line, for people.
+// One line, for people.
 std::string describe(const Action& action);
 std::string describe(const Condition& condition);
 std::string describe(const Value& value);
-std::string describe(std::chrono::milliseconds time);  // the seconds
+std::string describe(std::chrono::milliseconds time);  // in seconds
 
 }  // namespace simulated
 

@@ -10,18 +10,20 @@
 
 namespace simulated {
 
-// Records what happens on the television, from its construction on: at first the state that it finds, then
-// what clients, people and tools do to it, not what follows from that, which happens again when it is played.
+// Records what happens on the television; the constructor starts it. First records the state of the
+// television, then the operations of clients, people and tools. Does not record their consequences, which
+// playing repeats.
 class ScenarioRecorder {
   public:
-    // Receives the text of the scenario as it grows: first everything up to now, then each step. Called with
-    // parts of the television locked: it must not call the television, nor wait for a thread that does.
+    // Receives the text of the scenario as it grows: first everything up to now, then each step. Parts of the
+    // television are locked during the call: the listener must not call the television, and must not wait for
+    // a thread that does.
     using Listener = std::function<void(const std::string& text)>;
 
     explicit ScenarioRecorder(Television& television, const std::string& title = std::string(),
                               Listener onText = {});
 
-    // What has been recorded so far. Any thread.
+    // Returns the scenario recorded until now. Any thread.
     Scenario scenario() const;
 
   private:
@@ -30,7 +32,7 @@ class ScenarioRecorder {
     const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
     const Listener m_onText;
     mutable std::mutex m_mutex;
-    bool m_begun = false;  // the state that was found is in the scenario
+    bool m_begun = false;  // the scenario contains the initial state
     Scenario m_scenario;
     Events::Subscription m_subscription;  // last: it uses all of the above
 };

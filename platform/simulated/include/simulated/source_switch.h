@@ -13,32 +13,32 @@ namespace simulated {
 
 class VideoPipeline;
 
-// The source-switch action: changes channel and source, and gives resources to clients and takes them back.
-// The channels are the rows of the channel list.
+// The source-switch action. It changes channel and source, and lends resources to clients. The channels are
+// the rows of the channel list.
 class SourceSwitch {
   public:
-    // Errors that it answers with.
+    // The errors of its answers.
     static constexpr int ERROR_UNKNOWN_COMMAND = 22;
     static constexpr int ERROR_UNKNOWN_CHANNEL = 44;
 
     SourceSwitch(Model& model, VideoPipeline& video, Events& events);
 
-    // Like the remote control: selects a channel by its number, or the next ("+1") or previous ("-1") one.
-    // False if there is no such channel.
+    // Selects a channel like the remote control: by its number, or the next ("+1") or previous ("-1") one.
+    // Returns false if there is no such channel.
     bool selectChannel(const std::string& number);
-    // Stops digital television, or lets it go on.
+    // Stops or continues digital television.
     void setPlaying(bool playing);
 
-    // The row of the channel list that is on.
+    // The row of the selected channel in the channel list.
     std::size_t channel() const;
-    // Its number; empty if the list no longer has it.
+    // The number of the selected channel; empty if the list no longer has it.
     std::string channelNumber() const;
-    // Resources that clients have taken: a set of bits, video 1, audio 2, PSI 4.
+    // The resources that clients hold, as a set of bits: video 1, audio 2, PSI 4.
     int takenResources() const;
     // Whether digital television is playing.
     bool playing() const;
-    // Sets the keys of the video's format and HDR type to what is on the screen: the film; without one, the
-    // channel. The format is empty if nothing plays.
+    // Sets the keys of the video's format and HDR type to those of the film on the screen; without a film, to
+    // those of the channel. The format is empty if nothing plays.
     void describeVideo();
     // The format that describeVideo() sets.
     std::string format() const;

@@ -1,4 +1,4 @@
-// The simulated television that the platform's calls of this process reach, from the television's side.
+// The television's side of the simulated television that this process's platform calls reach.
 //
 // Environment:
 //   AIPQ_TV_LOG        what debug output prints on stderr: off, error (the default), info, trace
@@ -31,12 +31,12 @@
 
 namespace simulated {
 
-// What is on the screen.
+// The current picture of the screen.
 struct Picture {
     unsigned width = 0;
     unsigned height = 0;
     std::vector<std::uint8_t> rgba;  // rows from the top, without padding; empty if there is no picture
-    std::string problem;             // why there is none
+    std::string problem;             // the reason if there is no picture
 };
 
 // A film on the screen.
@@ -106,7 +106,7 @@ class VideoPipeline {
     // The number of frames that the current process has delivered.
     unsigned delivered() const;
 
-    // Applies a picture setting, now or, if it does not run, from its next start on. Does not wait.
+    // Applies a picture setting: now, or at the next start if the pipeline does not run. Does not wait.
     void applySetting(const std::string& name, const std::string& values);
 
     // Shows a generated scene, or, for an empty name, the film or the scenes of the last start(). Does not
@@ -139,13 +139,13 @@ class VideoPipeline {
     std::string showCommand() const;
 
     Events& m_events;
-    std::mutex m_operation;  // one start, stop or kill at a time; before m_mutex
-    std::thread m_watcher;   // from a start to the next operation; reads the messages of the process
+    std::mutex m_operation;  // held by a start, stop or kill; locked before m_mutex
+    std::thread m_watcher;   // runs from a start to the next operation; reads the messages of the process
 
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::shared_ptr<Connection> m_connection;  // to the process, if there is one
-    bool m_on = false;                         // it runs, or will be started again
+    std::shared_ptr<Connection> m_connection;  // to the process; null without a process
+    bool m_on = false;                         // the process runs, or will be started again
     bool m_running = false;                    // the process has shown its first frame
     Restarts m_restarts;
     std::map<std::string, std::string> m_settings;
@@ -156,14 +156,14 @@ class VideoPipeline {
     bool m_stalled = false;
     bool m_paused = false;
     std::string m_scene;
-    std::string m_input;  // the name on its card; empty for the programme
+    std::string m_input;  // the name on the card; empty for the programme
     std::string m_error;
 };
 
 class Television {
   public:
-    // The one of this process. It is there from the first call on, and never destroyed: clients may use it
-    // until the very end.
+    // The television of this process. The first call creates it. It is never destroyed, because clients may
+    // use it until the process ends.
     static Television& instance();
 
     Model& model() { return *m_model; }
@@ -175,27 +175,27 @@ class Television {
     SourceSwitch& sourceSwitch() { return *m_sourceSwitch; }
     Events& events() { return m_events; }
 
-    // As just switched on: no faults, every value at its default. Subscriptions and the pipeline stay.
+    // Clears all faults and sets every value to its default. Subscriptions and the pipeline stay.
     void reset();
 
-    // Starts the pipeline as the environment says, the first time that it is called and unless it runs. What
-    // keeps it from starting is said on stderr.
+    // The first call starts the pipeline as the environment requests, unless it runs. A failed start is
+    // reported on stderr.
     void powerOn();
 
-    // Suspends to RAM: tells every application that it loses the focus and is suspended, that the television
-    // is suspending, and that it suspends now; the picture stops. Does not wait for the applications. Nothing
-    // if it is suspended already.
+    // Suspends to RAM. Notifies every application that it loses the focus and is suspended, that the
+    // television is suspending, and that it suspends now; stops the picture. Does not wait for the
+    // applications. Does nothing if the television is suspended.
     void suspend();
-    // Tells every application that the television is back, is resuming, that the application is resumed and
-    // has the focus; the picture goes on. Nothing if it is not suspended.
+    // Notifies every application that the television is back, is resuming, that the application is resumed
+    // and has the focus; continues the picture. Does nothing if the television is not suspended.
     void resume();
     bool suspended() const;
-    // The video format that comes back with resume(); only while it is suspended.
+    // The video format that resume() restores; valid only while the television is suspended.
     Value suspendedFormat() const;
 
-    // What the screen shows: the path of a film, "scenes" or "off". Starts, stops or restarts the pipeline as
-    // needed; false if it cannot, and its error() then says why. A film that cannot be played leaves on what
-    // is shown.
+    // Shows the film of this path, "scenes" or "off". Starts, stops or restarts the pipeline if necessary.
+    // Returns false on failure; the pipeline's error() then has the reason. If a film cannot be played, the
+    // current video stays.
     bool showVideo(const std::string& video);
 
   private:
@@ -216,7 +216,7 @@ class Television {
     std::once_flag m_poweredOn;
     mutable std::mutex m_powerMutex;
     bool m_suspended = false;
-    Value m_suspendedFormat;  // of the video that was running
+    Value m_suspendedFormat;  // of the video that was running before the suspend
 };
 
 }  // namespace simulated

@@ -19,16 +19,16 @@ class ThreadCreation {
 
     // After `skip` more creations, the next `count` fail.
     void fail(unsigned count, unsigned skip = 0);
-    // The number of creations that still fail, and the number that succeeds before them.
+    // The number of creations that will still fail, and the number that succeed before them.
     unsigned failures() const;
     unsigned skips() const;
-    // Since the last reset: threads created, the newest RECORDED, and attribute objects initialised but not
-    // destroyed.
+    // Since the last reset: the created threads, at most the newest RECORDED; and the number of attribute
+    // objects that are initialised but not destroyed.
     std::vector<Record> created() const;
     int attributesInUse() const;
     void reset();
 
-    // For the platform's side.
+    // Called by the platform's functions.
     bool mayCreate(void* (*routine)(void*), const char* file, int line);
     void attributesChanged(int difference);
 

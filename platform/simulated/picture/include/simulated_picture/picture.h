@@ -1,4 +1,4 @@
-// The simulated television's picture settings and what its panel makes of a frame with them.
+// The simulated television's picture settings, and their effect on a frame.
 #ifndef SIMULATED_PICTURE_PICTURE_H
 #define SIMULATED_PICTURE_PICTURE_H
 
@@ -30,9 +30,9 @@ struct PictureSettings {
     // 0..4, 0 is off.
     int noiseReduction = 0;
 
-    // Mode 0 switches the tuner off. Modes 1 to 6 treat the colours around red, yellow, green, cyan, blue and
-    // magenta; skin, between red and yellow, is reached by 1 and 2. Greys stay. The values are -50..50, 0 is
-    // neutral.
+    // Mode 0 switches the tuner off. Modes 1 to 6 change the colours around red, yellow, green, cyan, blue
+    // and magenta. Modes 1 and 2 also change skin, which is between red and yellow. Greys do not change. The
+    // values are -50..50, 0 is neutral.
     int tunerMode = 0;
     int tunerLuma = 0;
     int tunerSaturation = 0;
@@ -47,7 +47,7 @@ struct PictureSettings {
 std::string setPicture(PictureSettings& settings, std::string_view name,
                        const std::vector<std::string_view>& values);
 
-// Neutral settings leave every byte as it is.
+// Neutral settings do not change any byte.
 void applyPicture(const PictureSettings& settings, Image& image);
 
 }  // namespace simulated
