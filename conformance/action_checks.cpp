@@ -16,7 +16,7 @@ using catalogue::keys::SWITCH_ACTION;
 
 constexpr char REQUEST_RESOURCE[] = "2";
 constexpr char RELEASE_RESOURCE[] = "3";
-// Programme-specific information: picture and sound go on while a client has it.
+// Programme-specific information. Picture and sound continue while a client holds it.
 constexpr char PSI[] = "4";
 
 struct Answer {
@@ -48,14 +48,14 @@ std::vector<Argument> arguments(const std::string& command) {
     return {{0, 0, "aipqctl_doctor_" + command}, {0, 1, command}, {0, 2, "hbbtv"}, {0, 3, PSI}};
 }
 
-// Returns the id under which it was answered.
+// Returns the id of the invocation after its answer.
 unsigned invoke(Visit& visit, ActionAccess& action, const Answers& answers, const std::string& command,
                 const std::string& what) {
     unsigned id = 0xFFFFFFFF;
     const Clock::time_point begin = Clock::now();
     const int status = timed("invoking it", [&] { return action.invoke(id, arguments(command)); });
     if (status != 0) {
-        if (command == REQUEST_RESOURCE) visit.undone();  // nothing was taken
+        if (command == REQUEST_RESOURCE) visit.undone();  // no resource was taken
         throw Failure{what + " was refused (status " + std::to_string(status) + ")",
                       "See why the model does not let this process invoke the action."};
     }
@@ -82,7 +82,7 @@ unsigned invoke(Visit& visit, ActionAccess& action, const Answers& answers, cons
     return id;
 }
 
-// With a connection of its own, whatever has become of the check's.
+// Uses its own connection, because the check's connection may be broken.
 void release() {
     ActionAccess action(SWITCH_ACTION);
     unsigned id = 0;
@@ -100,7 +100,7 @@ Passed checkAction(Visit& visit) {
     if (const int status = action->connect(CONNECT_TIMEOUT_MS); status != 0)
         throw Failure{"cannot be connected (status " + std::to_string(status) + ")",
                       "Let the model offer an action of exactly this name."};
-    // The accessor outlives the check; its subscription does not.
+    // The accessor outlives the check; its subscription ends with the check.
     const std::shared_ptr<void> connection(nullptr, [&](void*) { action->disconnect(); });
 
     visit.undoLater("programme information was not taken", release);

@@ -27,7 +27,7 @@ Passed checkApplicationManager(Visit& visit) {
     if (client == nullptr)
         throw Failure{"cannot be reached",
                       "Start the application manager, and let this process connect to it."};
-    // The library registers without looking at the answer, so it is asked for once more without the library.
+    // The library ignores the status of its registration: register once more without the library.
     const auto state = std::make_shared<SystemState>(APPLICATION);
     visit.keep(state);
     state->unRegisterApp();

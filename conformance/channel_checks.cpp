@@ -80,7 +80,7 @@ Passed checkChannels(Visit& visit) {
                       "Let readRowChunk() give every row up to the iterator's chunk size of " +
                           std::to_string(CHUNK) + "."};
 
-    // What it was asked for just before must not arrive after its release.
+    // The answer to a request just before the release must not arrive after the release.
     requireAccepted(list->getIterator()->requestTotalCount(), "asking for the number of rows");
     list->destroy();
     const std::size_t told = news->count();

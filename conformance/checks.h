@@ -1,5 +1,5 @@
-// Checks of a platform: whether everything that the library demands of it is there and behaves. They run on
-// any television, real or simulated, and put back what they change.
+// Checks of a platform: whether it has everything that the library requires, with the correct behaviour. They
+// run on any television, real or simulated, and undo their changes.
 #ifndef CONFORMANCE_CHECKS_H
 #define CONFORMANCE_CHECKS_H
 
@@ -15,23 +15,24 @@ namespace conformance {
 
 class Visit;
 
-// What a check that passed saw; the warning is empty or something to look into all the same.
+// The result of a check that passed. The warning is empty, or a problem to look into nevertheless.
 struct Passed {
     std::string finding;
     std::string warning = {};
 };
 
 struct Check {
-    std::string group;               // "key"
-    std::string subject;             // the key that it is about; empty if there is only one of the group
-    std::string asks;                // what it wants to know
-    std::vector<std::string> needs;  // names of checks; it is not run if one of them ran and did not pass
+    std::string group;    // "key"
+    std::string subject;  // the key that is checked; empty if the group has one check only
+    std::string asks;     // the question that the check answers
+    std::vector<std::string>
+        needs;  // names of checks; the check is skipped if one of them ran and did not pass
     std::function<Passed(Visit&)> run;
-    bool changes = false;  // something of the television for a moment
-    bool isVideo = false;  // about the way of the frames
+    bool changes = false;  // changes the television for a short time
+    bool isVideo = false;  // checks the delivery of frames
 };
 
-// "key dovra.sl2.i32.video.brightness"
+// For example "key dovra.sl2.i32.video.brightness".
 std::string nameOf(const std::string& group, const std::string& subject);
 
 enum class Verdict { PASSED, FAILED, NOT_RUN };
@@ -41,19 +42,19 @@ struct Result {
     std::string subject;
     std::string asks;
     Verdict verdict;
-    std::string finding;  // what was seen; why it was not run
-    std::string advice;   // what to do next; of a check that passed, what to look into, or empty
+    std::string finding;  // the observation, or the reason why the check was not run
+    std::string advice;   // the next step; for a check that passed, a warning or empty
     std::chrono::milliseconds took{0};
 };
 
-// All checks in their order, for the keys of the catalogue. Throws std::runtime_error if AIPQ_TV_CATALOGUE
-// names a file that is none.
+// All checks in their order, for the keys of the catalogue. Throws std::runtime_error if the file in
+// AIPQ_TV_CATALOGUE is not a catalogue.
 std::vector<Check> allChecks();
 
-// Frames one after the other for this time: whether they keep coming.
+// A check that requests one frame after another for this time, and fails if frames stop coming.
 Check streamCheck(std::chrono::milliseconds duration);
 
-// Which checks to run. A name is that of a check, of a group, or of a key.
+// The checks to run. A name is that of a check, of a group or of a key.
 struct Selection {
     std::vector<std::string> only = {};  // empty for all
     std::vector<std::string> skip = {};
@@ -61,28 +62,29 @@ struct Selection {
     bool video = true;
 };
 
-// Always with the first check, without which no other can be run. Throws std::out_of_range with a name that
-// no check has.
+// Always selects the first check, which all others need. Throws std::out_of_range for a name that no check
+// has.
 std::vector<Check> select(const std::vector<Check>& checks, const Selection& selection);
 
-// Runs checks, each on a thread of its own, one after the other. A check waits for nothing longer than a few
-// seconds; what makes it last longer than the limit is a call into the platform that does not return.
+// Runs checks one after the other, each on its own thread. A check waits for a few seconds at most. It
+// exceeds the limit only if a call into the platform does not return.
 class Examination {
   public:
     static constexpr std::chrono::seconds CHECK_LIMIT{30};
 
     explicit Examination(std::vector<Check> checks, std::chrono::milliseconds limit = CHECK_LIMIT);
-    // Waits for a check that hangs. A program that does not want to must end without this.
+    // Waits for a check that hangs. To avoid this wait, end the program without the destructor.
     ~Examination();
     Examination(const Examination&) = delete;
     Examination& operator=(const Examination&) = delete;
 
-    // Once. Tells each result on the caller's thread as it comes. Once `stop` is set, the check that runs
-    // ends within a few seconds, puts back what it changed, and the others are not run.
+    // Call it once. Reports each result on the caller's thread as soon as it is known. After `stop` is set,
+    // the running check ends within a few seconds and undoes its changes, and the others are not run.
     std::vector<Result> run(const std::atomic<bool>& stop,
                             const std::function<void(const Result&)>& tell = {});
 
-    // Whether a check has not ended; the rest were then not run, and it may still be at work.
+    // Whether a check has not ended. The remaining checks were then not run, and the hanging one may still
+    // run.
     bool hangs() const { return m_hanging.joinable(); }
 
   private:
@@ -92,8 +94,8 @@ class Examination {
 
     const std::vector<Check> m_checks;
     const std::chrono::milliseconds m_limit;
-    // Observers whose subscriptions have ended live on: a platform that tells them something all the same is
-    // found out and not crashed with.
+    // Observers stay alive after their subscriptions have ended: if a platform still calls one, the check
+    // reports it instead of crashing.
     std::vector<std::shared_ptr<void>> m_kept;
     std::thread m_hanging;
 };

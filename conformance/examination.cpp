@@ -106,13 +106,13 @@ Result notRun(const Check& check, const std::string& reason) {
     return {check.group, check.subject, check.asks, Verdict::NOT_RUN, reason, "", milliseconds(0)};
 }
 
-// Whatever happens, everything that the check changed has been put back when this returns.
+// When this returns, all changes of the check have been undone, or their failure is in the result.
 Result examine(const Check& check, Visit& visit) {
     Result result{check.group, check.subject, check.asks, Verdict::PASSED, "", "", milliseconds(0)};
     const Clock::time_point begin = Clock::now();
     try {
         visit.goOn();
-        // Nothing of the library may be used without it.
+        // The library crashes without the model's root.
         if (!check.needs.empty() && ValueAccessBase::getRootInterface() == nullptr)
             throw Failure{"the process framework does not give the model's root any more",
                           "See whether the model's service has died."};

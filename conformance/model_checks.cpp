@@ -18,17 +18,17 @@ namespace {
 
 constexpr char FRAMEWORK[] = "framework";
 
-// Of the accessors: the object is of another type.
+// The accessors' status for an object of another type.
 constexpr int STATUS_WRONG_TYPE = 6;
 
-// A kind of value: how it is followed, and what it is here.
+// A kind of value: its accessor and the type of its values.
 template <typename ObserverOfIt, typename T>
 struct Kind {
     using Access = ValueAccessT<ObserverOfIt>;
     using Value = T;
 };
 
-// Calls `use` with the kind of this type; false for objects that have no value.
+// Calls `use` with the kind of this type. Returns false for objects without a value.
 template <typename Use>
 bool withKind(ObjectTypeSpec type, Use use) {
     switch (type) {
@@ -91,7 +91,7 @@ std::string textOf(const std::vector<T>& list) {
         throw Failure{"cannot be connected within " + std::to_string(CONNECT_TIMEOUT_MS) + " ms (status " +
                           std::to_string(status) + ")",
                       "Let the model offer a key of exactly this name, and this process subscribe to it."};
-    // The accessor to a table takes an object of any type.
+    // TableAccess connects to an object of any type.
     TableAccess any(key.name);
     any.connect(CONNECT_TIMEOUT_MS);
     const auto type = static_cast<ObjectTypeSpec>(any.getType());
@@ -123,7 +123,7 @@ void write(ValueAccessBase& access, const Value& value) {
                       "See why the model refuses to let this process write it."};
 }
 
-// A subscription to a key and what was announced to it.
+// A subscription to a key, and its notifications.
 template <typename K>
 class Subscription {
   public:
@@ -156,7 +156,7 @@ class Subscription {
         return !list.empty() && list.back() == value;
     }
 
-    // Waits for this many announcements; false if they do not all come.
+    // Waits for this many announcements. Returns false if fewer arrive.
     bool await(const Visit& visit, std::size_t count) const {
         const Clock::time_point since = Clock::now();
         if (!visit.waitUntil(GIVE_UP, [&] { return announced().size() >= count; })) return false;
@@ -199,7 +199,7 @@ std::string foundValue(const KeyDefinition&, const std::string& value) { return 
 std::string foundValue(const KeyDefinition&, const std::vector<std::string>& value) {
     return std::to_string(value.size()) + " elements";
 }
-// Lists of integers are written as a whole and have one length.
+// A list of integers is written as a whole and has a fixed length.
 std::string foundValue(const KeyDefinition& key, const std::vector<int>& value) {
     const std::size_t wanted = std::get<std::vector<int>>(key.initial).size();
     if (value.size() != wanted)
@@ -209,7 +209,7 @@ std::string foundValue(const KeyDefinition& key, const std::vector<int>& value) 
     return std::to_string(value.size()) + " elements";
 }
 
-// A value one small step away, in the same range.
+// A value that differs by one, in the same range.
 template <typename Number, std::enable_if_t<std::is_integral_v<Number>, int> = 0>
 Number stepFrom(const KeyDefinition& key, Number value) {
     requireInRange(key, value);
@@ -228,7 +228,7 @@ void putBack(const KeyDefinition& key, const typename K::Value& value) {
     typename K::Access access(key.name);
     connect(key, access);
     access.setValue(value);
-    // Not cut short when the run is to end.
+    // Also waits if the run is to stop.
     typename K::Value now{};
     const Clock::time_point end = Clock::now() + IN_TIME;
     while (access.getValue(now) != 0 || now != value) {
@@ -239,7 +239,7 @@ void putBack(const KeyDefinition& key, const typename K::Value& value) {
     }
 }
 
-// A setting that is written, and what it was before.
+// A setting that a check writes, and its original value.
 template <typename K>
 class Setting {
   public:
@@ -252,14 +252,14 @@ class Setting {
           m_visit(visit),
           m_key(key) {}
 
-    // The change is undone, now or when the check ends.
+    // Writes the new value. It is undone by changeBack(), or when the check ends.
     void change() {
         m_visit.undoLater(m_key.name + " was " + textOf(original),
                           [key = m_key, value = original] { putBack<K>(key, value); });
         write(subscription.access(), changed);
     }
     void changeBack() { write(subscription.access(), original); }
-    // To be called once the television has been seen to be back where it was.
+    // Call it when the television has the original value again.
     void isBack() { m_visit.undone(); }
 
     Subscription<K> subscription;
@@ -333,7 +333,7 @@ Passed checkWrite(Visit& visit, const KeyDefinition& key) {
                       "Let the model keep the value before it announces it."};
 
     setting.changeBack();
-    // With what comes twice, the second one is not that of the value before.
+    // If announcements arrive twice, the repeated one must not be taken for the original value.
     if (!visit.waitUntil(GIVE_UP, [&] { return subscription.lastIs(setting.original); }))
         throw Failure{"nothing was announced within " + seconds(GIVE_UP) + " after " +
                           textOf(setting.original) + " was written back",
@@ -394,7 +394,7 @@ Passed checkSilence(Visit& visit, const KeyDefinition& key) {
     return {"silent after disconnecting, for " + std::to_string(QUIET.count()) + " ms"};
 }
 
-// What clients of the library write; the other values are the television's own.
+// Whether clients of the library write the key; the television writes the others itself.
 bool isSetting(const KeyDefinition& key) {
     return key.group == "Picture settings" || (key.group == "Source switching" && key.initial.index() != 0);
 }

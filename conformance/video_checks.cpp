@@ -1,4 +1,4 @@
-// The way of the frames: the request queue, the capture block, and what comes through them.
+// The delivery of frames: the request queue, the capture block, and the frames.
 #include <fcntl.h>
 #include <mqueue.h>
 #include <sys/ipc.h>
@@ -24,10 +24,10 @@ namespace conformance {
 namespace {
 
 constexpr std::size_t FRAMES = 5;
-// A request is lost while the library's thread is not waiting for one. With the request that ends the
-// capture, what nobody takes has a place in the queue.
+// A request is lost while the library's thread is not waiting for one. The queue must hold these requests and
+// the one that ends the capture, even if no pipeline takes them.
 constexpr int SPARE_REQUESTS = 2;
-// Of the library, for a frame, and a little for its thread.
+// The library's limit for a frame, and a margin for its thread.
 constexpr milliseconds FRAME_LIMIT{2500};
 
 std::string octal(unsigned mode) {
@@ -36,7 +36,7 @@ std::string octal(unsigned mode) {
     return text;
 }
 
-// Closes the descriptor of a queue.
+// Closes a queue's descriptor.
 class Queue {
   public:
     explicit Queue(mqd_t descriptor) : m_descriptor(descriptor) {}
@@ -68,7 +68,7 @@ std::string queueOwner() {
 Passed checkQueue(Visit&) {
     const Queue queue(mq_open(video::REQUEST_QUEUE_NAME, O_RDWR | O_NONBLOCK | O_CLOEXEC));
     if (!queue.exists() && errno == ENOENT) {
-        // As the library makes it. Nobody else's queue is touched.
+        // The same attributes as in the library. An existing queue is not changed.
         mq_attr attributes{};
         attributes.mq_maxmsg = video::REQUEST_QUEUE_DEPTH;
         attributes.mq_msgsize = static_cast<long>(video::REQUEST_SIZE);
@@ -100,7 +100,7 @@ Passed checkQueue(Visit&) {
     return {"exists, can be opened, " + waiting};
 }
 
-// What the system tells about the segment to everybody, rights or not; empty if it does not.
+// The owner and permissions of the segment, which /proc shows even without access to it; empty if unknown.
 std::string segmentOwner() {
     std::ifstream list("/proc/sysvipc/shm");
     std::string line;
@@ -127,7 +127,7 @@ Passed checkSegment(Visit&) {
     const std::size_t size = sizeof(video::CaptureBlock);
     const int id = shmget(video::CAPTURE_BLOCK_KEY, 0, rights);
     if (id == -1 && errno == ENOENT) {
-        // As the library makes it. Nobody else's segment is touched.
+        // The same size and permissions as in the library. An existing segment is not changed.
         const int made = shmget(video::CAPTURE_BLOCK_KEY, size, IPC_CREAT | IPC_EXCL | rights);
         if (made == -1)
             throw Failure{"cannot be created: " + errorText(errno),
@@ -156,13 +156,13 @@ Passed checkSegment(Visit&) {
     return {"exists, can be attached, " + std::to_string(size) + " bytes"};
 }
 
-// A capture that is ready to be asked.
+// Starts a capture and waits until it accepts requests.
 void start(Visit& visit, PictureCapture& capture) {
     if (queueExists())
         throw Failure{"the request queue exists already: another program captures, or left it behind",
                       std::string("End that program, or remove /dev/mqueue") + video::REQUEST_QUEUE_NAME +
                           ", and run again."};
-    // Whoever asks without a block crashes.
+    // A request without an attached block crashes.
     if (!capture.initShareMemory())
         throw Failure{"the capture block cannot be attached", "See the check 'segment'."};
     capture.start();
@@ -239,7 +239,7 @@ struct Delivery {
 Passed checkCallback(Visit& visit) {
     PictureData wish;
     initPictureData(wish);
-    Record<Delivery> deliveries;  // longer than the capture, which calls once more at its end
+    Record<Delivery> deliveries;  // outlives the capture, whose stop calls the callback once more
     PictureCapture capture;
     capture.registerCallBack(
         [](bool success, PictureData* picture, void* record) {

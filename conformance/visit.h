@@ -1,4 +1,4 @@
-// What a check uses while it runs.
+// The context of a running check.
 #ifndef CONFORMANCE_VISIT_H
 #define CONFORMANCE_VISIT_H
 
@@ -20,35 +20,35 @@ namespace conformance {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// An answer is late after the first, and is waited for until the second, which tells late from never.
+// An answer after IN_TIME is late. Waiting until GIVE_UP tells a late answer from a missing one.
 constexpr milliseconds IN_TIME{2000};
 constexpr milliseconds GIVE_UP{4000};
-// How long nothing must happen to believe that nothing does.
+// How long no notification must arrive for a check of silence to pass.
 constexpr milliseconds QUIET{100};
-// As the library's own accessors on their first use.
+// The timeout of the library's own accessors on their first use.
 constexpr int CONNECT_TIMEOUT_MS = 1000;
 
-// Ends a check: what was seen, and what to do next.
+// Ends a check with a failure: the observation, and the next step for the user.
 struct Failure {
     std::string finding;
     std::string advice;
 };
 
-// Ends a check because the run is to end.
+// Ends a check because the run is to stop.
 struct Interrupted {};
 
-// How a check waits, and what it still has to put back.
+// A check's waits, and the changes that it must undo.
 class Visit {
   public:
     Visit(const std::atomic<bool>& stop, std::vector<std::shared_ptr<void>>& kept)
         : m_stop(stop), m_kept(kept) {}
 
-    // Throws Interrupted if the run is to end.
+    // Throws Interrupted if the run is to stop.
     void goOn() const {
         if (m_stop) throw Interrupted();
     }
 
-    // Waits until the predicate holds; false if that takes longer.
+    // Waits until the predicate holds. Returns false after `limit`.
     template <typename Predicate>
     bool waitUntil(milliseconds limit, Predicate holds) const {
         constexpr milliseconds period{10};
@@ -64,10 +64,11 @@ class Visit {
         waitUntil(duration, [] { return false; });
     }
 
-    // To be called before a change. However the check ends, `undo` is called, the last one first; it throws
-    // Failure if the change cannot be undone. `what` tells people what there was.
+    // Call it before a change. When the check ends, however it ends, the `undo` functions are called, the
+    // last one first. `undo` throws Failure if the change cannot be undone. `what` describes the original
+    // state for people.
     void undoLater(std::string what, std::function<void()> undo);
-    // The change that was announced last has been undone.
+    // Call it when the last registered change has been undone.
     void undone();
     void undoAll();
     std::string notUndone() const;
@@ -82,11 +83,11 @@ class Visit {
 
     const std::atomic<bool>& m_stop;
     std::vector<std::shared_ptr<void>>& m_kept;
-    mutable std::mutex m_mutex;  // of the changes, which are looked at when a check hangs
+    mutable std::mutex m_mutex;  // guards the changes, which another thread reads when a check hangs
     std::vector<Change> m_changes;
 };
 
-// What a platform told, in order.
+// The notifications of a platform, in order.
 template <typename T>
 class Record {
   public:
@@ -114,16 +115,16 @@ class Record {
     std::vector<Entry> m_entries;
 };
 
-// "3.2 s"
+// For example "3.2 s".
 std::string seconds(Clock::duration duration);
 
-// In quotes, with nothing that a terminal or a file of results would take for something else.
+// Quotes a text and escapes the characters that would affect a terminal or a results file.
 std::string quoted(const std::string& text);
 
-// "Permission denied (errno 13)"
+// For example "Permission denied (errno 13)".
 std::string errorText(int error);
 
-// Calls into the platform; a call that takes too long is a failure, whatever it answered.
+// Calls into the platform. A call that takes too long is a failure, whatever it returns.
 template <typename Call>
 auto timed(const std::string& what, Call call) {
     const Clock::time_point begin = Clock::now();
@@ -135,7 +136,7 @@ auto timed(const std::string& what, Call call) {
     return answer;
 }
 
-// The checks of each kind, appended in their order.
+// Returns the checks of one kind, in their order.
 std::vector<Check> modelChecks();
 std::vector<Check> actionChecks();
 std::vector<Check> channelChecks();

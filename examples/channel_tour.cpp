@@ -1,5 +1,5 @@
-// Reads the television's channel list through an iterator, tunes to every channel, looks at it, and returns
-// to the first; stops and restarts the video before.
+// Reads the television's channel list through an iterator, stops and restarts the video, tunes to every
+// channel, saves a frame of each, and returns to the first channel.
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -101,7 +101,8 @@ std::vector<Channel> readChannels() {
     return channels;
 }
 
-// Saves what is on. A request is lost while the capture's thread is not waiting for one: ask again.
+// Saves a frame of the current channel. A request is lost while the capture's thread is not waiting for one,
+// so it is repeated.
 void saveFrame(PictureCapture& capture, const std::string& path) {
     PictureData picture;
     initPictureData(picture);
@@ -142,7 +143,7 @@ int main(int argc, char** argv) {
     for (const Channel& channel : channels) {
         if (!television.setChannelByUUIDs(channel.uuid, channel.folder, false))
             fail("no channel " + channel.name);
-        // What is on changes with the next frame.
+        // The next frame shows the new channel.
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
         const std::string path = folder + "/channel-" + channel.number + ".png";
         saveFrame(capture, path);

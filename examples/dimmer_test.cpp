@@ -1,5 +1,5 @@
-// A test of a service against faults of the television, without a test framework: the exit code is the number
-// of failed checks.
+// Tests a service against faults of the television, without a test framework. The exit code is the number of
+// failed checks.
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -15,7 +15,7 @@ namespace {
 constexpr char BRIGHTNESS[] = "dovra.sl2.i32.video.brightness";
 constexpr std::chrono::milliseconds PATIENCE{500};
 
-// The service: dims the picture, and confirms it.
+// The tested service: dims the picture and confirms the change.
 class Dimmer {
   public:
     Dimmer()
@@ -57,7 +57,7 @@ void check(const char* sentence, bool holds) {
 }  // namespace
 
 int main() {
-    // The television of this process, whatever runs on this machine, and without a picture.
+    // Uses the television embedded in this process, without a picture.
     setenv("AIPQ_TV", "embedded", 1);
     setenv("AIPQ_TV_VIDEO", "off", 1);
     simulated::Television& television = simulated::Television::instance();

@@ -1,5 +1,5 @@
-// The first things that a program does with the library: reads values of the television, follows one, writes
-// it in two ways, and captures frames, waiting for one and being called back for others.
+// First steps with the library: reads values of the television, follows one value, writes it in two ways, and
+// captures frames, synchronously and through a callback.
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -48,7 +48,7 @@ class BrightnessFollower {
         return number;
     }
 
-    // `Number` is int or long long: a key of either width takes both.
+    // `Number` is int or long long: a key of either width accepts both.
     template <typename Number>
     void set(Number number) {
         std::unique_lock lock(m_mutex);
@@ -71,7 +71,7 @@ class BrightnessFollower {
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<ValueObject> m_changes;
-    // Last, so that it goes first: when it is gone, nobody calls onChanged() any more.
+    // Declared last, so destroyed first: after that, no thread calls onChanged().
     ValueAccessT<ObserverNumericInteger> m_access;
 };
 
@@ -90,7 +90,7 @@ class FrameSaver {
         static_cast<FrameSaver*>(userData)->take(success, *picture);
     }
 
-    // Whether another frame arrives after the `count` that have.
+    // Returns whether a frame arrives after the first `count` frames.
     bool waitForMoreThan(unsigned count) {
         std::unique_lock lock(m_mutex);
         return m_changed.wait_for(lock, std::chrono::seconds(5),
@@ -105,7 +105,7 @@ class FrameSaver {
   private:
     void take(bool success, const PictureData& picture) {
         const std::lock_guard lock(m_mutex);
-        // Stopping calls back once more.
+        // Stopping the capture calls the callback once more.
         if (!m_wanted || !success) return;
         ++m_count;
         save(m_folder + "/callback-" + std::to_string(m_count) + ".png", picture);
@@ -125,8 +125,8 @@ void captureFrames(const std::string& folder) {
     capture.registerCallBack(FrameSaver::onFrame, &saver);
     capture.start();
 
-    // A request is lost while the capture's thread is not yet, or not again, waiting for one. Give it a
-    // moment at the beginning, and ask again if no frame arrives.
+    // A request is lost while the capture's thread is not waiting for one. Wait a moment after the start, and
+    // repeat a request without a frame.
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     constexpr int tries = 3;
     PictureData picture;
@@ -139,7 +139,7 @@ void captureFrames(const std::string& folder) {
     picture.width = 160;
     picture.height = 90;
     for (unsigned frame = 0; frame < 3; ++frame) {
-        std::this_thread::sleep_for(std::chrono::seconds(1));  // let the film go on
+        std::this_thread::sleep_for(std::chrono::seconds(1));  // let the film continue
         success = false;
         for (int i = 0; i < tries && !success; ++i) {
             capture.getPicture(false, &picture);

@@ -1,5 +1,5 @@
-// A small AI picture-quality service: measures the film that plays, adapts the picture settings by rules, and
-// leaves a report of what it did.
+// A small AI picture-quality service: measures the current film, adapts the picture settings by rules, and
+// writes a report.
 #include <signal.h>
 #include <unistd.h>
 
@@ -18,8 +18,8 @@
 
 namespace {
 
-// Ctrl-C and the like, asked for instead of handled. To be made before any thread is started: threads inherit
-// which signals are blocked.
+// Blocks Ctrl-C and similar signals, and polls for them. Create it before any thread starts: threads inherit
+// the blocked signals.
 class StopSignals {
   public:
     StopSignals() {
@@ -45,7 +45,7 @@ int fail(const std::string& what) {
     return EXIT_FAILURE;
 }
 
-// Better known before the film has been watched than after.
+// Tested before the film is watched, so that the service fails early.
 bool canWriteInto(const std::string& folder, std::string& error) {
     std::string probe = folder + "/.probe-XXXXXX";
     const int file = mkstemp(probe.data());

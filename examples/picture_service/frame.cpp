@@ -11,32 +11,31 @@ namespace {
 constexpr int CLIPPED_BLACK = 2;
 constexpr int CLIPPED_WHITE = 253;
 constexpr int GREY_CHROMA = 2;
-constexpr int GREY_DARKEST = 10;       // below it, every colour has little chroma
-constexpr double GREY_PRESENT = 0.01;  // where less is grey, it is so by chance
+constexpr int GREY_DARKEST = 10;       // darker colours all have little chroma
+constexpr double GREY_PRESENT = 0.01;  // a smaller share of grey is accidental
 constexpr double LEVELS_PER_BIN = 4;
 
-// Two frames show different scenes if their histograms are so far apart, or, for scenes of similar
-// brightness, if most pixels changed as well.
+// The histogram distances of a cut. Frames of similar brightness also need most of their pixels changed.
 constexpr double CUT_DISTANCE = 16;
 constexpr double CUT_SMALL_DISTANCE = 4;
 constexpr double CUT_DIFFERENCE = 12;
 
-// Noise is measured in the flat ones of small blocks that are neither black nor white. In a flat block
-// nothing but noise varies.
+// Noise is measured in the flattest of small blocks that are neither black nor white. In a flat block, only
+// noise varies.
 constexpr std::size_t BLOCK = 8;
 constexpr double FLATTEST = 0.25;
-constexpr double FLATTEST_PART = 0.9;  // they happen to have a little less noise than all
+constexpr double FLATTEST_PART = 0.9;  // the flattest blocks have a little less noise than average
 constexpr double FLAT_SPREAD = 1.5;
-constexpr double FLAT_SLOPE = 1;       // levels of variation that do not count
-constexpr double FLAT_PRESENT = 0.03;  // share of the blocks without which noise cannot be measured
+constexpr double FLAT_SLOPE = 1;       // levels of variation that are ignored
+constexpr double FLAT_PRESENT = 0.03;  // with a smaller share of blocks, noise cannot be measured
 constexpr double BLOCK_DARKEST = 6;
 constexpr double BLOCK_BRIGHTEST = 249;
 
-// An edge is looked for in a row or column of so many pixels, and rises or falls by so many levels.
+// An edge is searched in a row or column of this many pixels, and rises or falls by this many levels.
 constexpr std::size_t EDGE_REACH = 4;
 constexpr double EDGE_HEIGHT = 40;
 
-// In degrees. Wide enough for the skin in a film with a cast of yellow; redder is the sky at sunset.
+// In degrees. The range includes skin in a film with a yellow cast. Lower hues occur in a sunset.
 constexpr double SKIN_HUE_LOWEST = 10;
 constexpr double SKIN_HUE_HIGHEST = 50;
 constexpr double SKIN_SATURATION_LOWEST = 0.15;
@@ -94,7 +93,7 @@ Histogram histogramOf(const Frame& frame) {
     return histogram;
 }
 
-// The means of blocks of 4 x 4 pixels, in which noise is weak.
+// Averages blocks of 4 x 4 pixels, which reduces noise.
 Frame shrunk(const Frame& frame) {
     constexpr std::uint32_t SIDE = 4;
     Frame small{frame.width / SIDE, frame.height / SIDE, {}};
@@ -117,7 +116,7 @@ struct Greys {
     double luma = 0;
 };
 
-// What becomes of the film's greys.
+// The mean chroma and luma that the film's grey pixels have on the screen.
 Greys greysOf(const Frame& film, const Frame& shown) {
     const std::size_t pixels = std::min(pixelsOf(film), pixelsOf(shown));
     Statistics chroma;
@@ -132,7 +131,7 @@ Greys greysOf(const Frame& film, const Frame& shown) {
     return {chroma.mean(), luma.mean()};
 }
 
-// Of the luma, and not of its noise.
+// The mean luma difference without noise.
 double meanDifference(const Frame& a, const Frame& b) {
     const Frame smallA = shrunk(a);
     const Frame smallB = shrunk(b);
@@ -142,7 +141,7 @@ double meanDifference(const Frame& a, const Frame& b) {
     return differences.mean();
 }
 
-// The mask answers to noise, and neither to brightness nor to a slope.
+// The mask responds to noise, but not to brightness or a slope.
 double noiseOf(const std::vector<double>& luma, std::size_t width, std::size_t height, double spread) {
     std::vector<double> flat;
     std::size_t blocks = 0;
@@ -176,8 +175,8 @@ double noiseOf(const std::vector<double>& luma, std::size_t width, std::size_t h
     return *quarter / FLATTEST_PART;
 }
 
-// Adds the steepness of the edge in the middle of `reach` values before and after it, if there is one: the
-// largest step between two neighbours beside the height of the whole edge.
+// Adds the steepness of the edge in the middle of `reach` values before and after it, if there is an edge.
+// The steepness is the largest step between two neighbours, divided by the height of the whole edge.
 void addEdge(Statistics& edges, const double* middle, std::size_t stride) {
     const auto at = [&](std::ptrdiff_t offset) {
         return middle[offset * static_cast<std::ptrdiff_t>(stride)];
@@ -206,7 +205,7 @@ double sharpnessOf(const std::vector<double>& luma, std::size_t width, std::size
     return 100 * edges.mean();
 }
 
-// The hue of skin in degrees, if the pixel has a colour that skin can have.
+// Whether the pixel can be skin; `hue` is its hue in degrees.
 bool skinHueOf(const Pixel& pixel, double& hue) {
     const int chroma = pixel.chroma();
     if (pixel.red != pixel.largest() || pixel.red < SKIN_DARKEST || chroma == 0) return false;

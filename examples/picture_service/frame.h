@@ -1,4 +1,4 @@
-// A captured frame and what can be measured on it.
+// A captured frame and its measurements.
 #ifndef EXAMPLES_PICTURE_SERVICE_FRAME_H
 #define EXAMPLES_PICTURE_SERVICE_FRAME_H
 
@@ -9,7 +9,7 @@
 
 #include "settings.h"
 
-// A copy of a delivered picture.
+// A copy of a captured picture.
 struct Frame {
     std::uint32_t width = 0;
     std::uint32_t height = 0;
@@ -28,33 +28,33 @@ struct Measurement {
     double noise = 0;         // standard deviation of the luma in flat parts
     double sharpness = 0;     // steepness of the edges, 0 to 100: an edge of one pixel has 100
     double motion = 0;        // mean absolute luma difference to the frame before
-    double greyChroma = 0;    // mean chroma of what is neutral grey, 0 if hardly anything is
-    double greyLuma = 0;      // its mean luma
+    double greyChroma = 0;    // mean chroma of the neutral greys, 0 if there are hardly any
+    double greyLuma = 0;      // mean luma of the neutral greys
     double skin = 0;          // share of pixels with the colour of skin
     double skinHue = 0;       // mean hue of these pixels in degrees, 0 is red, 60 yellow
 };
 
-// `before` is the frame before, if there is one; motion is 0 without it and after a cut. `noiseSpread` tells
-// noise from texture: the standard deviation of noise, as a multiple of the part of it that is measured.
+// `before` is the previous frame, if any. Without it, and after a cut, motion is 0. `noiseSpread` separates
+// noise from texture: it is the standard deviation of all noise divided by that of the measured noise.
 Measurement measure(const Frame& frame, const Frame* before = nullptr, double noiseSpread = 1);
 
-// Measures what the television shows of the film. A part that is clipped in the film is lost: it counts as
-// clipped, too, where it is shown as a grey.
+// Measures the shown picture of a film. A part that is clipped in the film also counts as clipped if it is
+// shown as grey.
 Measurement measureShown(const Frame& film, const Frame& shown);
 
 // Whether a new scene begins between these frames of the film.
 bool isCut(const Frame& before, const Frame& frame);
 
-// The mean distance of two histograms in levels: by how much luma moved.
+// The mean distance of two histograms in levels, that is, the change of luma.
 double histogramDistance(const Histogram& a, const Histogram& b);
 
-// The mean chroma, the largest minus the smallest of red, green and blue, that `shown` gives to the pixels
-// that are neutral grey in `film`; 0 if there are none.
+// The mean chroma (largest minus smallest of red, green and blue) in `shown` of the pixels that are neutral
+// grey in `film`; 0 if there are none.
 double greyError(const Frame& film, const Frame& shown);
 
 std::string toText(const Measurement& measurement);
 
-// A frame with what was measured on it and the settings under which it was shown.
+// A frame, its measurements, and the settings under which it was shown.
 struct Shot {
     Frame frame;
     Measurement measurement;

@@ -12,12 +12,12 @@ using namespace std::chrono_literals;
 
 constexpr std::uint32_t FRAME_WIDTH = 256;
 constexpr std::uint32_t FRAME_HEIGHT = 144;
-// What the capture block has room for; the size of a frame comes from another process.
+// The capacity of the capture block. The size of a frame comes from another process, and must not exceed it.
 constexpr std::uint64_t MOST_PIXEL_BYTES = 150528;
 
-// The capture's threads must be waiting before the first request.
+// Time for the capture's threads to start before the first request.
 constexpr auto THREAD_START = 100ms;
-// A request is answered or given up after 2 s. After this time it has been lost.
+// A request is answered or fails within 2 s. After REQUEST_LIMIT, it is lost.
 constexpr auto REQUEST_LIMIT = 2500ms;
 
 std::optional<Frame> copyOf(const PictureData& picture) {
@@ -35,7 +35,7 @@ FrameGrabber::FrameGrabber() {
 }
 
 FrameGrabber::~FrameGrabber() {
-    // Stopping while a request is under way could miss the sender thread.
+    // Without this wait, stop() could miss the sender thread of a pending request.
     std::unique_lock lock(m_mutex);
     m_changed.wait_for(lock, REQUEST_LIMIT, [this] { return !m_pending; });
 }

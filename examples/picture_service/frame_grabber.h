@@ -9,8 +9,8 @@
 #include "frame.h"
 #include "platform_adaptation/picture_capture.h"
 
-// Requests frames without waiting and keeps a copy of the one that arrives. One thread uses it; the copies
-// are made on the checking thread.
+// Requests frames without waiting, and keeps a copy of each frame. Use it on one thread; the copies are made
+// on the checking thread.
 class FrameGrabber {
   public:
     FrameGrabber();
@@ -19,11 +19,11 @@ class FrameGrabber {
     FrameGrabber(const FrameGrabber&) = delete;
     FrameGrabber& operator=(const FrameGrabber&) = delete;
 
-    // Whether the request before is over, one way or the other.
+    // Whether no request is pending.
     bool idle();
-    // Only when idle.
+    // Requests a frame. Call it only when idle.
     void request();
-    // The frame requested, as soon as it is there; nothing if it is not within `limit`.
+    // Waits for the requested frame. Returns nothing after `limit`.
     std::optional<Frame> take(std::chrono::milliseconds limit);
 
   private:
@@ -36,7 +36,7 @@ class FrameGrabber {
     bool m_pending = false;
     Clock::time_point m_requested;
     std::optional<Frame> m_frame;
-    PictureCapture m_capture;  // last, so that it goes first: it calls back once more while it stops
+    PictureCapture m_capture;  // declared last, so destroyed first: stopping it calls onFrame() once more
 };
 
 #endif

@@ -1,4 +1,4 @@
-// What the service did, for the pictures and the summary at its end.
+// The history of the service, for its report and its summary.
 #ifndef EXAMPLES_PICTURE_SERVICE_HISTORY_H
 #define EXAMPLES_PICTURE_SERVICE_HISTORY_H
 
@@ -20,15 +20,15 @@ struct LumaSample {
     double luma;
 };
 
-// A scene of the film, also one in which nothing was changed.
+// A scene of the film, even without a change of settings.
 struct Episode {
     double from = 0;
     double to = 0;
     Scene scene = Scene::ORDINARY;
     Decision decision;  // the last one
 
-    // One captured frame of the film, as the television shows it with the settings that the service found,
-    // and with those that it decided on. Both are computed by the television's response.
+    // A captured frame of the film, as the television shows it with the original settings and with the
+    // decided settings. Both are computed from the television's response.
     Frame before;
     Frame after;
     Measurement measuredBefore;
@@ -36,14 +36,14 @@ struct Episode {
     double greyErrorBefore = 0;
     double greyErrorAfter = 0;
 
-    // A frame captured later in the scene, with the decided settings in force.
+    // A frame that was captured later in the scene, with the decided settings.
     std::optional<Shot> captured;
-    // Whether the film's frame was captured while nothing was changed. Otherwise the service's own changes
-    // were undone by estimate.
+    // Whether the film's frame was captured with the original settings. Otherwise the effect of the service's
+    // settings was removed by estimate.
     bool exact = false;
 };
 
-// The television was away.
+// A period in which the television was away.
 struct Absence {
     double from;
     double to;
@@ -54,14 +54,14 @@ struct History {
     std::vector<LumaSample> shown;
     std::vector<LumaSample> film;  // estimated
     std::vector<Episode> episodes;
-    std::vector<double> cuts;  // when a new scene began
+    std::vector<double> cuts;  // the starts of new scenes
     std::vector<Absence> absences;
 };
 
 // Whether the picture got better. Shares and errors are means over the scenes.
 struct Verdict {
     unsigned scenes = 0;
-    unsigned better = 0;  // its faults, weighed by what can be seen, became smaller
+    unsigned better = 0;  // scenes with fewer visible faults
     unsigned same = 0;
     unsigned worse = 0;
     double clippedBlackBefore = 0;

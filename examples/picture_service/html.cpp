@@ -11,7 +11,7 @@ namespace {
 
 constexpr int QUALITY = 90;
 
-// The bytes of a JPEG file; empty if there is none.
+// Returns the bytes of a JPEG file; empty on failure.
 std::string toJpeg(const Frame& frame) {
     const auto width = static_cast<int>(frame.width);
     const auto height = static_cast<int>(frame.height);

@@ -9,16 +9,16 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// After a change the picture follows within this time.
+// The time within which the picture follows a change.
 constexpr auto PICTURE_FOLLOWS = 150ms;
 constexpr auto ANNOUNCEMENT_PERIOD = 250ms;
-// A worker that is at its target has had two announcements after this time, and ends with the first.
+// Within this time, a worker that has reached its target receives two announcements, and ends with the first.
 constexpr auto WORKER_END = 600ms;
-// A worker that does not move after so many announcements has failed.
+// If a worker does not move within this time, despite repeated announcements, it has failed.
 constexpr auto WORKER_FAILED = 6s;
 constexpr auto WRITE_PERIOD = 1s;
 
-// The television's PQ parameters stand at these positions of the 34 that SystemSetting takes.
+// The positions of the television's PQ parameters among the 34 that SystemSetting takes.
 constexpr std::size_t PQ_PARAMETERS = 34;
 constexpr std::array<std::size_t, 27> PQ_POSITIONS{0,  1,  2,  3,  4, 5, 11, 12, 13, 19, 20, 21, 27, 28,
                                                    29, 23, 24, 25, 7, 8, 9,  15, 16, 17, 31, 32, 33};
@@ -40,7 +40,7 @@ void WorkerSetting::advance(SystemSetting& television, int value, Settings& inFo
         m_running = true;
         m_lastMove = m_lastAnnouncement = Clock::now();
     }
-    // Otherwise there was no thread for it: the wish stays for the next time.
+    // Otherwise no thread could be created: the requested value stays for the next attempt.
 }
 
 void WorkerSetting::follow(SystemSetting& television, int value) {
@@ -80,7 +80,7 @@ PictureControl::PictureControl()
                               &SystemSetting::setVideoNR, &SystemSetting::onVideoNRChanged)} {}
 
 PictureControl::~PictureControl() {
-    // A worker that still runs uses the SystemSetting, and nothing can wait for it.
+    // A worker that still runs uses the SystemSetting, and no function waits for it: keep the object.
     if (!settled()) static_cast<void>(m_television.release());
 }
 
@@ -108,13 +108,14 @@ bool PictureControl::advance() {
         values[i] = m_workers[i].read(*m_television);
         if (values[i] < 0) return false;
     }
-    // Not getVideoColorTunerFamily(), which would set the mode. -1 is a value of three of them.
+    // getVideoColorTunerFamily() is unsuitable, because it sets the mode. For three of the values, -1 is both
+    // a value and the failure.
     const int tunerMode = m_television->getVideoColorTuner();
     const int tunerBrightness = m_television->getVideoColorTunerB();
     const int tunerSaturation = m_television->getVideoColorTunerS();
     const int tunerHue = m_television->getVideoColorTunerH();
-    // The last one, because SystemSetting has no getter for it, and because a television that has left
-    // meanwhile gives 0 for a number, and a failure for a list.
+    // Read last, because only this read shows a television that has gone away: SystemSetting has no getter
+    // for it, and reading a number then gives 0 without a failure.
     std::vector<int> pq;
     if (tunerMode < 0 || m_pq.getValue(pq) != 0 || pq.size() != PQ_POSITIONS.size()) return false;
 
@@ -171,7 +172,7 @@ void PictureControl::write() {
     if (Clock::now() - m_lastWrite < WRITE_PERIOD) return;
     m_lastWrite = Clock::now();
 
-    // With the user's mode, the user's brightness; the service does not change the luma.
+    // The user's brightness belongs to the user's mode. The service does not change the luma.
     const int brightness = m_toWrite->tunerMode == m_found.tunerMode ? m_foundOther.tunerBrightness : 0;
     std::vector<int> tuner{m_toWrite->tunerMode, brightness, m_toWrite->tunerSaturation, m_toWrite->tunerHue};
     m_television->setVideoColorTunerFamily(tuner);

@@ -12,11 +12,11 @@
 #include "platform_adaptation/system_setting.h"
 #include "settings.h"
 
-// One setting that a worker thread of the library changes. Two workers of a setting at a time would pull it
-// to and fro, so that a new change waits until the one before has ended.
+// One setting that a worker thread of the library changes. Two workers of one setting would work against each
+// other, so a new change waits until the previous one has ended.
 //
-// A worker misses an announcement that comes before it waits for it, and then waits for up to a minute. So
-// the announcement is repeated to it while the setting stands still.
+// A worker misses an announcement that arrives before its wait, and then waits for up to a minute. So the
+// announcement is repeated while the setting does not change.
 class WorkerSetting {
   public:
     using Clock = std::chrono::steady_clock;
@@ -27,7 +27,7 @@ class WorkerSetting {
     WorkerSetting(int Settings::*member, Getter get, Setter set, Announcement announce)
         : m_member(member), m_get(get), m_set(set), m_announce(announce) {}
 
-    // The newest wish counts.
+    // Requests a value. A later request replaces it.
     void wish(const Settings& target) { m_wish = target.*m_member; }
 
     // Reads the setting back; negative if the television did not return the value.
@@ -36,17 +36,18 @@ class WorkerSetting {
     // Stores the value that was read, detects the end of a change, and starts the requested one.
     void advance(SystemSetting& television, int value, Settings& inForce);
 
-    // Wakes the worker of a change, if there is one: while the television is away it then fails and ends.
+    // Wakes the worker of a change, if there is one. While the television is away, the worker then fails and
+    // ends.
     void repeatAnnouncement(SystemSetting& television) const;
 
-    // Cancels the requested change. A worker that runs is still waited for.
+    // Cancels the requested change. A running worker must still end.
     void forget() {
         m_wish.reset();
         m_lastMove = Clock::now();
     }
 
     bool changing() const { return m_running || m_wish.has_value(); }
-    // Whether the picture shows the value, and nothing moves it.
+    // Whether the picture shows the value, and no worker changes it.
     bool atRest() const;
     Clock::time_point lastMove() const { return m_lastMove; }
 
@@ -65,55 +66,56 @@ class WorkerSetting {
     Clock::time_point m_lastAnnouncement;
 };
 
-// Reads and changes the picture settings. One thread.
+// Reads and changes the picture settings. Use it on one thread.
 class PictureControl {
   public:
     using Clock = WorkerSetting::Clock;
 
     PictureControl();
-    // A change that has not ended keeps what it uses alive.
+    // If a change has not ended, its SystemSetting is not destroyed.
     ~PictureControl();
 
     PictureControl(const PictureControl&) = delete;
     PictureControl& operator=(const PictureControl&) = delete;
 
-    // Reads what the television has now; to be called first. False if it does not tell.
+    // Reads the television's current settings. Call it first. Returns false if they cannot be read.
     bool open();
 
-    // What open() found.
+    // The settings that open() read.
     const Settings& found() const { return m_found; }
-    // As last read back.
+    // The settings that were read last.
     const Settings& inForce() const { return m_inForce; }
 
     void moveTo(const Settings& target);
 
-    // Call it regularly: reads the settings back, and starts changes that wait for the end of another one.
-    // Returns false, with nothing changed, if a setting cannot be read.
+    // Reads the settings, and starts changes that wait for the end of another one. Call it regularly. Returns
+    // false, and changes nothing, if a setting cannot be read.
     bool advance();
 
-    // Whether the television is there. Any thread.
+    // Whether the television is available. Any thread.
     bool isPresent() const { return m_pq.isPresent(); }
 
-    // Call it when the television is back: cancels all changes.
+    // Cancels all changes. Call it when the television is back.
     void forgetChanges();
 
-    // The picture shows the settings in force: no value moves.
+    // Whether the picture shows the current settings, and no value changes.
     bool atRest() const;
-    // Nothing is being changed and nothing waits.
+    // Whether no change is running or waiting.
     bool settled() const;
-    // When a setting last moved.
+    // The time at which a setting last changed.
     Clock::time_point lastMove() const;
 
-    // Moves everything back to what open() found; done once it has settled() and restored().
+    // Starts moving all settings back to those that open() read. It is done when settled() and restored()
+    // return true.
     void restore();
     bool restored() const { return m_inForce == m_found && m_inForceOther == m_foundOther; }
 
   private:
-    // Also follows whether the television is there.
+    // Also tracks whether the television is available.
     class PqAccess final : public ValueAccessT<lomodelapi::ObserverVectorNumericInteger> {
       public:
         using ValueAccessT::ValueAccessT;
-        // Before only the base class is left.
+        // Disconnects before the derived part of the object is gone.
         ~PqAccess() override { disconnect(); }
         bool isPresent() const { return m_isPresent; }
         void notifyAvailability(bool available) override { m_isPresent = available; }
@@ -122,7 +124,7 @@ class PictureControl {
         std::atomic<bool> m_isPresent{true};
     };
 
-    // What the service keeps or puts back, but does not decide on.
+    // Settings that the service keeps or restores, but does not decide on.
     struct Other {
         int tunerBrightness = 0;
         std::vector<int> pq;
@@ -130,7 +132,7 @@ class PictureControl {
     };
 
     bool written() const;
-    // The colour tuner and the PQ parameters, which no worker changes: again if they did not arrive.
+    // Writes the colour tuner and the PQ parameters, which have no worker. Repeats writes that had no effect.
     void write();
 
     std::unique_ptr<SystemSetting> m_television;

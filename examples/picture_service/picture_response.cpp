@@ -15,10 +15,10 @@ namespace {
 constexpr std::size_t LEVELS = std::tuple_size_v<ToneCurve>;
 constexpr std::size_t COLOURS = 3;
 
-// What noise reduction removed more thoroughly cannot be measured any more.
+// The smallest measurable part of the noise. Noise that was reduced further cannot be measured.
 constexpr double LEAST_GAIN = 0.2;
 
-// Each round halves the error of the colours, or better.
+// Each round at least halves the error of the colours.
 constexpr int COLOUR_ROUNDS = 4;
 
 simulated::PictureSettings panelSettings(const Settings& settings) {
@@ -56,7 +56,7 @@ Settings colourOf(const Settings& settings) {
     return colour;
 }
 
-// For each level shown the film's: the middle of those that come nearest to it.
+// The film's level for each shown level: the middle of the levels that come nearest to it.
 ToneCurve inverseTone(const Settings& settings) {
     const ToneCurve shown = toneCurve(settings);
     ToneCurve film{};
@@ -73,7 +73,7 @@ ToneCurve inverseTone(const Settings& settings) {
     return film;
 }
 
-// Searches the frame that the settings of colour turn into `shown`: corrects a guess by its error,
+// Searches for the frame that the colour settings turn into `shown`: corrects a guess by its error,
 // repeatedly.
 Frame withoutColourSettings(const Frame& shown, const Settings& settings) {
     const Settings colour = colourOf(settings);
@@ -89,7 +89,7 @@ Frame withoutColourSettings(const Frame& shown, const Settings& settings) {
 
 constexpr std::uint32_t PATCH = 66;
 
-// A grey with noise, always the same.
+// A grey with noise; every call returns the same.
 Frame noisePatch() {
     Frame patch{PATCH, PATCH, {}};
     std::minstd_rand random;
@@ -139,7 +139,7 @@ ToneCurve toneCurve(const Settings& settings) {
 }
 
 double shownSkinHue(double hue, const Settings& settings) {
-    // Skin of middle brightness and colour.
+    // Skin of medium brightness and colour.
     constexpr int RED = 200;
     constexpr int CHROMA = 80;
     const double turned = CHROMA * hue / 60;
@@ -160,7 +160,7 @@ Measurement measureFilm(const Frame& estimate, const Settings& settings, const F
     const Measurement original = measure(noise);
     const Frame shownNoise = showFilm(noise, detail);
     const double spread = measure(shownNoise).contrast / original.contrast;
-    // With so wide a spread, all of the patch counts as flat.
+    // With this large spread, the whole patch counts as flat.
     const double gain = measure(shownNoise, nullptr, 1 / LEAST_GAIN).noise / original.noise;
     Measurement film = measure(estimate, before, spread / gain);
     film.noise /= std::max(LEAST_GAIN, gain);

@@ -14,12 +14,11 @@ using namespace std::chrono_literals;
 constexpr auto FRAME_PERIOD = 300ms;
 constexpr auto FRAME_LIMIT = 5s;
 constexpr auto TICK = 50ms;
-// A television that is busy answers late, but it answers: the first limit counts from the last step of a
-// setting.
+// A busy television answers late. The first limit counts from the last step of a setting.
 constexpr auto RESTORE_STEP_LIMIT = 15s;
 constexpr auto RESTORE_LIMIT = 90s;
 
-// The newest; a service that works for days keeps no more.
+// Only the newest scenes are kept, because a service may run for days.
 constexpr std::size_t MOST_EPISODES = 100;
 
 std::string changesText(const Settings& from, const Settings& to) {
@@ -66,7 +65,7 @@ bool PictureService::work(const std::function<bool()>& stop, std::string& error)
             lastFrame = Clock::now();
             onFrame(std::move(*frame));
         }
-        // A sleeping television shows nothing.
+        // A suspended television shows no frames.
         if (m_watch.asleep()) lastFrame = Clock::now();
         if (Clock::now() - lastFrame > FRAME_LIMIT) {
             error = "no frame arrives for 5 s: is a video pipeline running?";
@@ -87,7 +86,7 @@ void PictureService::onFrame(Frame frame) {
     Shot shot{std::move(frame), {}, m_control.inForce()};
     shot.measurement = measure(shot.frame);
     m_history.shown.push_back({m_timeline.seconds(), shot.measurement.luma});
-    // While settings move, nobody knows which of them the frame shows.
+    // While settings change, the settings of the captured frame are unknown.
     if (!m_restAtRequest || !m_control.atRest()) return;
 
     Frame film = estimateFilm(shot.frame, shot.settings);
@@ -170,7 +169,7 @@ void PictureService::noticePresence() {
     m_history.absences.push_back({*m_awaySince, m_timeline.seconds()});
     m_awaySince.reset();
     m_timeline.print("the television is back");
-    // It has the settings with which it starts: what was decided before is void.
+    // The television has restarted with its own settings: earlier decisions are void.
     m_control.forgetChanges();
     m_lastFilm.reset();
     m_cutAt.reset();

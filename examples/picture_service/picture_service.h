@@ -13,18 +13,18 @@
 #include "television_watch.h"
 #include "timeline.h"
 
-// The AI picture-quality service: measures what plays, decides by rules, and changes the picture settings.
-// Everything happens on the thread that runs it, but for the library's callbacks.
+// The AI picture-quality service: measures the current film, decides by rules, and changes the picture
+// settings. Everything except the library's callbacks runs on the thread that calls run().
 class PictureService {
   public:
     explicit PictureService(Timeline& timeline);
 
-    // Works until `stop` says so, and then puts the settings back. False, with the reason in `error`, if it
-    // could not go on.
+    // Works until `stop` returns true, and then restores the settings. Returns false, with the reason in
+    // `error`, if it could not continue.
     bool run(const std::function<bool()>& stop, std::string& error);
 
     const History& history() const { return m_history; }
-    // What the television shows.
+    // The source, format and HDR type that are shown.
     std::string playing() { return m_watch.playing(); }
     void printSummary() const;
 
@@ -37,7 +37,7 @@ class PictureService {
     void beginEpisode(const Decision& decision, const Shot& shot, const Measurement& measured);
     void apply(const Decision& decision);
     void followScene(const Shot& shot);
-    // False if the television is away.
+    // Returns false if the television is away.
     bool readSettings();
     void noticePresence();
     bool putSettingsBack();
@@ -49,16 +49,16 @@ class PictureService {
     std::optional<SceneJudge> m_judge;
     History m_history;
 
-    // Since when the television is away.
+    // The start of the television's absence.
     std::optional<double> m_awaySince;
     Clock::time_point m_nextRequest;
-    // Whether nothing moved when the frame under way was requested.
+    // Whether no setting was changing when the pending frame was requested.
     bool m_restAtRequest = false;
-    // The film's frame before, to find cuts and motion.
+    // The previous frame of the film, for the detection of cuts and motion.
     std::optional<Frame> m_lastFilm;
-    // When a cut was seen after which nothing has been decided.
+    // The time of a cut after which no decision has been made.
     std::optional<double> m_cutAt;
-    // The film's frame that the last episode is about.
+    // The film's frame of the last episode.
     Frame m_episodeFilm;
     unsigned m_decisions = 0;
 };

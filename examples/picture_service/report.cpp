@@ -8,7 +8,7 @@
 
 namespace {
 
-// A percent sign never stands alone on a line.
+// The no-break space keeps the percent sign on the line of its number.
 std::string percent(double share) { return number(100 * share, 1) + "\u00a0%"; }
 
 std::string timeText(const Episode& episode) {
@@ -24,7 +24,7 @@ std::string settingsText(const Settings& settings) {
     return escaped(text);
 }
 
-// What is not as it was found; empty if nothing is.
+// The settings that differ from the original ones; empty if none differs.
 std::string changesText(const Settings& found, const Settings& target) {
     std::string text;
     for (const SettingName& setting : SETTING_NAMES)

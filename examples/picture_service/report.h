@@ -1,4 +1,4 @@
-// The report that the service leaves: one HTML file that refers to no other.
+// The report of the service: one HTML file without references to other files.
 #ifndef EXAMPLES_PICTURE_SERVICE_REPORT_H
 #define EXAMPLES_PICTURE_SERVICE_REPORT_H
 
@@ -6,7 +6,7 @@
 
 #include "history.h"
 
-// `playing` says what was on.
+// `playing` describes the film that was shown.
 std::string makeReport(const std::string& playing, const History& history);
 
 #endif

@@ -11,7 +11,7 @@
 
 namespace {
 
-// The coordinates of every drawing; it is stretched to the width of the page.
+// The coordinate system of every drawing, which is stretched to the width of the page.
 constexpr int WIDTH = 1000;
 constexpr int HEIGHT = 100;
 
@@ -40,14 +40,14 @@ std::string key(const char* style) {
            line(style, {{0, 5}, {20, 5}}) + "</svg>";
 }
 
-// Leaves at most seven labels.
+// Returns a step that gives at most seven labels.
 int timeStep(double seconds) {
     for (const int step : {1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200})
         if (seconds / step <= 6) return step;
     return 14400;
 }
 
-// From the start to the end of the history.
+// The axis from the start to the end of the history.
 class TimeAxis {
   public:
     explicit TimeAxis(double seconds) : m_seconds(std::max(1.0, seconds)) {}
@@ -58,7 +58,7 @@ class TimeAxis {
     std::string labels() const {
         const int step = timeStep(m_seconds);
         std::string labels;
-        // One at the very end would stick out of a telephone's screen.
+        // A label at the very end would exceed a phone's screen.
         for (int seconds = 0; seconds <= 0.93 * m_seconds; seconds += step)
             labels +=
                 label("span", seconds,
@@ -90,7 +90,7 @@ std::string drawMarks(const TimeAxis& axis, const History& history) {
     return marks;
 }
 
-// A line over time; there is none while the television was away.
+// A line over time, with gaps while the television was away.
 template <typename Samples, typename ValueOf>
 std::string drawLine(const char* style, const TimeAxis& axis, const Samples& samples,
                      std::span<const Absence> absences, double bottom, double top, ValueOf valueOf) {
@@ -104,7 +104,7 @@ std::string drawLine(const char* style, const TimeAxis& axis, const Samples& sam
         }
         const std::pair point(axis.x(sample.seconds),
                               std::lround(HEIGHT * (top - valueOf(sample)) / (top - bottom)));
-        // One point of each time: a long history makes no larger drawing.
+        // One point per time limits the size of the drawing for a long history.
         if (!points.empty() && points.back().first == point.first)
             points.back() = point;
         else
@@ -122,7 +122,7 @@ std::string strip(const char* style, const std::string& caption, double bottom, 
                                                           element("div", drawn)));
 }
 
-// The root of the shares: a few pixels stay visible beside many.
+// Plots the square root of the shares, so that small shares stay visible beside large ones.
 Points outline(const Histogram& histogram, double most) {
     Points points;
     for (std::size_t bin = 0; bin < histogram.size(); ++bin) {
@@ -144,7 +144,7 @@ std::string drawLuma(const TimeAxis& axis, const History& history, const std::st
                              drawLine("after", axis, history.film, history.absences, 0, 255, luma)));
 }
 
-// Empty if the setting never changed.
+// Returns an empty text if the setting never changed.
 std::string drawSetting(const TimeAxis& axis, const History& history, const std::string& marks,
                         const SettingName& setting) {
     const auto value = [&](const Sample& sample) { return sample.settings.*setting.value; };
@@ -152,7 +152,7 @@ std::string drawSetting(const TimeAxis& axis, const History& history, const std:
     const int low = value(least);
     const int high = value(most);
     if (low == high) return {};
-    // A small change is no large one.
+    // Limits the scale, so that a small change does not look large.
     const double room = std::max(0.0, 0.3 * (setting.highest - setting.lowest) - (high - low)) / 2;
     const double bottom = std::max<double>(setting.lowest, low - room);
     const double top = std::min<double>(setting.highest, high + room);
@@ -195,7 +195,7 @@ std::string drawTimeline(const History& history) {
     double free = 0;
     for (std::size_t i = 0; i < history.episodes.size(); ++i) {
         const double from = history.episodes[i].from;
-        if (axis.share(from) < free) continue;  // would overlap the one before
+        if (axis.share(from) < free) continue;  // would overlap the previous one
         const std::string name = std::to_string(firstScene(history) + i);
         scenes += axis.label("span", from, element("a href=\"#scene-" + name + '"', name));
         free = axis.share(from) + 0.07;

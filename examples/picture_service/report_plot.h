@@ -1,5 +1,5 @@
-// The drawings of the report: HTML with lines in SVG. The texts are HTML, so that they keep their size when
-// the drawing is narrow.
+// The drawings of the report: SVG lines with labels in HTML. HTML labels keep their size when the drawing is
+// narrow.
 #ifndef EXAMPLES_PICTURE_SERVICE_REPORT_PLOT_H
 #define EXAMPLES_PICTURE_SERVICE_REPORT_PLOT_H
 
@@ -8,7 +8,7 @@
 
 #include "history.h"
 
-// The number of the oldest scene that the history still has; a long history drops older ones.
+// The number of the oldest scene in the history, which drops older scenes.
 std::size_t firstScene(const History& history);
 
 std::string drawHistograms(const Measurement& before, const Measurement& after);

@@ -1,7 +1,7 @@
 #ifndef EXAMPLES_PICTURE_SERVICE_REPORT_STYLE_H
 #define EXAMPLES_PICTURE_SERVICE_REPORT_STYLE_H
 
-// The pair of colours can be told apart with any colour deficiency.
+// The two colours can be distinguished with any colour deficiency.
 constexpr const char REPORT_STYLE[] = R"CSS(
 :root {
   color-scheme: light dark;

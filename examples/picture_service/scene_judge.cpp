@@ -17,29 +17,30 @@ constexpr double BLACK_CONTRAST = 3;
 constexpr double DARK_LUMA = 70;
 constexpr double BRIGHT_LUMA = 155;
 
-// A scene that has drifted so far from what was decided on is a new one: a fade, a lamp switched on.
+// If the film differs this far from the last decision's, a new scene has begun: a fade, or a lamp switched
+// on.
 constexpr double DRIFT = 24;
-// After a flash the old scene is back.
+// Two frames this close show the same scene, as after a flash.
 constexpr double SAME_SCENE = 6;
 constexpr double HOLD_SECONDS = 2;
 constexpr unsigned MOST_DECISIONS = 3;
 
-// Within a scene, smaller differences are not worth a change; in the order of SETTING_NAMES.
+// Within a scene, smaller differences cause no change. In the order of SETTING_NAMES.
 constexpr std::array<int, SETTING_NAMES.size()> SMALL_STEPS{4, 4, 4, 10, 10, 5, 2, 2, 1, 4, 4};
 
-// Levels that the tone must respect.
+// Limits for the tone, in levels.
 constexpr int CLIPPED_BLACK = 2;
 constexpr int CLIPPED_WHITE = 253;
-constexpr double VEIL = 4;                // black may become brighter by so much
-constexpr double WHITE_LOSS = 10;         // white may become darker by so much
-constexpr double TINT = 0.5;              // the chroma of greys may grow by so much
-constexpr double PRESENT = 0.001;         // a bin with a smaller share of the pixels counts as empty
-constexpr double LEAST_SATURATION = 0.8;  // for greys, colours may be weakened so far
+constexpr double VEIL = 4;                // the most by which black may become brighter
+constexpr double WHITE_LOSS = 10;         // the most by which white may become darker
+constexpr double TINT = 0.5;              // the most by which the chroma of greys may grow
+constexpr double PRESENT = 0.001;         // a smaller share of the pixels counts as an empty bin
+constexpr double LEAST_SATURATION = 0.8;  // the lowest factor of the colours that greys may require
 constexpr int BRIGHTNESS_REACH = 6;
 constexpr int CONTRAST_REACH = 16;
 constexpr int TENTHS = 10;
 
-// 0 at `from`, 1 at `to`, which may be the lower one.
+// 0 at `from`, 1 at `to`; `to` may be lower than `from`.
 double share(double value, double from, double to) {
     return std::clamp((value - from) / (to - from), 0.0, 1.0);
 }
@@ -53,19 +54,19 @@ double share(double value, double from, double to) {
     return buffer;
 }
 
-// A change that nobody would see is none.
+// Ignores a change that is too small to be visible.
 double unlessSmall(double change) { return std::abs(change) < 2 ? 0 : change; }
 
-// What a Measurement says about tone, without the black bars of a wide film.
+// The tone of a Measurement without the black bars of a wide film.
 struct Tones {
     explicit Tones(const Measurement& film);
 
-    double luma;     // mean of what is not black
+    double luma;     // mean of the luma without black bars
     double black;    // level that a hundredth of the pixels stays below
     double white;    // level that a hundredth exceeds
     double lowest;   // darkest level that is not clipped
     double highest;  // brightest level that is not clipped
-    double darkest;  // of all, clipped or not
+    double darkest;  // of all levels, clipped or not
     double brightest;
     double dark;    // 0 to 1: how much a lift of the shadows is needed
     double bright;  // 0 to 1: how much the highlights glare
@@ -139,7 +140,7 @@ double at(const ToneCurve& curve, double level) {
     return curve[below] + part * (curve[below + 1] - curve[below]);
 }
 
-// The darkest and the brightest level of the film that are not clipped.
+// The lowest grey level that the curve does not clip to black.
 int firstAboveBlack(const ToneCurve& curve) {
     const auto first =
         std::find_if(curve.begin(), curve.end(), [](int level) { return level > CLIPPED_BLACK; });
@@ -171,8 +172,7 @@ void Rules::explain(std::initializer_list<int Settings::*> changed, const std::s
     if (!change.empty()) m_reasons.push_back({change, why});
 }
 
-// Whether the settings keep black and white where they belong; `cost` says how far they miss the levels that
-// are wanted.
+// Whether the settings keep black and white at their levels. `cost` is the distance to the desired levels.
 bool Rules::toneFits(const Settings& settings, double& cost) const {
     const ToneCurve curve = toneCurve(settings);
     const double userBlack = at(m_userCurve, m_tones.black);
@@ -182,7 +182,7 @@ bool Rules::toneFits(const Settings& settings, double& cost) const {
     const double wantedBlack = userBlack - 0.8 * m_tones.dull * std::max(0.0, userBlack - 12);
     const double wantedWhite =
         userWhite + 0.8 * m_tones.dull * std::max(0.0, 243 - userWhite) - WHITE_LOSS * m_tones.bright;
-    // Of equals, the one nearest to the user's settings.
+    // Of equal costs, the settings nearest to the user's win.
     const int moves =
         std::abs(settings.contrast - m_user.contrast) + std::abs(settings.brightness - m_user.brightness);
     cost = std::pow(black - wantedBlack, 2) + std::pow(white - wantedWhite, 2) + moves;
@@ -199,7 +199,7 @@ bool Rules::toneFits(const Settings& settings, double& cost) const {
 // The PQ parameters give the shape, for shadows and highlights; contrast, and for a dull picture brightness,
 // bring black and white back to where they belong. What does not fit is tried again, weaker.
 void Rules::fitTone() {
-    // A lift shows the noise of the shadows.
+    // A lift makes the noise of the shadows visible.
     const double lift = 75 * m_tones.dark * (1 - 0.5 * share(m_film.noise, 2, 7));
     const double rollOff = 20 * m_tones.bright;
     const auto brightnessReach = static_cast<int>(BRIGHTNESS_REACH * m_tones.dull);
@@ -236,7 +236,7 @@ void Rules::fitTone() {
                                : "keeps black and white in their places");
 }
 
-// How much stronger a curve makes the chroma of the greys than the user's.
+// The factor by which a curve increases the chroma of greys, compared with the user's curve.
 double Rules::greyGain(const ToneCurve& curve) const {
     constexpr double REACH = 6;
     const auto slope = [&](const ToneCurve& each) {
@@ -247,7 +247,7 @@ double Rules::greyGain(const ToneCurve& curve) const {
 
 double Rules::mostGreyGain() const { return 1 + TINT / std::max(0.01, m_film.greyChroma); }
 
-// How much the tone alone strengthens the colours.
+// The factor by which the tone alone increases the colours.
 double Rules::toneGain() const {
     constexpr double REACH = 20;
     const auto slope = [&](const ToneCurve& curve) {
@@ -262,7 +262,7 @@ void Rules::setColour() {
         share(m_film.colour, 38, 15) * share(m_film.colour, 8, 14) * share(toneGain(), 1.5, 1);
     const double loud = share(m_film.colour, 115, 170);
     m_target.saturation = moved(&Settings::saturation, unlessSmall(10 * pale - 12 * loud));
-    // Lifted shadows must not tint the greys in them.
+    // Lifting shadows must not tint their greys.
     const double most = mostGreyGain() / greyGain(toneCurve(m_target));
     const int limit = moved(&Settings::saturation, 50 * (most - 1));
     const bool tinted = m_target.saturation > limit;
@@ -275,7 +275,7 @@ void Rules::setSharpnessAndNoise() {
         moved(&Settings::noiseReduction, std::clamp((m_film.noise - 1) / 1.6, 0.0, 3.0));
     explain({&Settings::noiseReduction}, text("noise of %.1f levels in flat parts", m_film.noise));
 
-    // Without an edge there is nothing to sharpen.
+    // A picture without edges is not sharpened.
     const double soft = m_film.sharpness > 0 ? share(m_film.sharpness, 48, 22) : 0;
     const double quiet = share(m_film.noise, 3, 1);
     m_target.sharpness = moved(&Settings::sharpness, unlessSmall(16 * soft * quiet));
@@ -287,14 +287,15 @@ void Rules::setMotion() {
     explain({&Settings::memc}, text("motion of %.0f levels from frame to frame", m_film.motion));
 }
 
-// Skin has hues of about 13 to 31 degrees. The tuner acts around its red axis, which is where skin is.
+// Skin has hues of about 13 to 31 degrees. The tuner's red axis includes them.
 void Rules::setSkin() {
     constexpr double REDDEST = 13;
     constexpr double YELLOWEST = 31;
     constexpr double MOST = 12;  // degrees
     constexpr int RED_AXIS = 1;
     constexpr int REACH = 20;
-    // A tuner that the user has set stays as it is, and so does a picture full of this colour: sand, wood.
+    // The service does not change a tuner that the user has set. It ignores a picture full of this colour,
+    // which is likely sand or wood.
     if (m_user.tunerMode != 0 || m_film.skin < 0.03 || m_film.skin > 0.4) return;
     const double wrong = m_film.skinHue - std::clamp(m_film.skinHue, REDDEST, YELLOWEST);
     if (std::abs(wrong) < 2) return;
@@ -357,7 +358,7 @@ const char* toText(Scene scene) {
 std::optional<Decision> SceneJudge::judge(const Measurement& film, bool cut, double seconds) {
     if (beginsScene(film, cut)) return std::nullopt;
 
-    // A black picture says nothing about the next scene: the settings stay until that comes.
+    // A black picture does not predict the next scene: the settings stay until it begins.
     const bool isBlack = sceneOf(film) == Scene::BLACK;
     Decision decision =
         isBlack ? Decision{Scene::BLACK, m_wanted, {{"no change", "a black picture says nothing"}}}
@@ -375,7 +376,7 @@ std::optional<Decision> SceneJudge::judge(const Measurement& film, bool cut, dou
     return decide(std::move(decision), film, seconds);
 }
 
-// Also true for the first frame of all. Nothing is decided on the first frame of a scene.
+// Also true for the very first frame. No decision is made on the first frame of a scene.
 bool SceneJudge::beginsScene(const Measurement& film, bool cut) {
     if (!m_started) {
         m_started = true;

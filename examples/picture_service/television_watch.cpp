@@ -90,11 +90,11 @@ bool isAsleep(TVPowerState state) {
 }  // namespace
 
 TelevisionWatch::TelevisionWatch(Timeline& timeline) : m_timeline(timeline), m_state("picture_service") {
-    // Changes of the power state are told, but it cannot be asked for: a service that is started has power.
+    // The power state is notified, but cannot be read. A service that is started has power.
     onPowerState(TV_POWER_STATE_RUNNING, this);
     m_state.registerCallBackTVPowerState(onPowerState, this);
 
-    // First the callbacks, then the values: in the other order a change in between would go unnoticed.
+    // Register the callbacks first: a change after reading the values would otherwise be missed.
     m_info.registerCallBackSourceType(onSourceType, this);
     m_info.registerCallBackVideoInfoHDRType(onHDRType, this);
     m_info.registerCallBackPlayerState(onPlayerState, this);

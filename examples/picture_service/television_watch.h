@@ -12,7 +12,7 @@
 #include "platform_adaptation/system_state.h"
 #include "timeline.h"
 
-// Follows source, HDR type, player state and power state, and tells of each change on the timeline.
+// Follows the source, HDR type, player state and power state, and prints each change on the timeline.
 class TelevisionWatch {
   public:
     explicit TelevisionWatch(Timeline& timeline);
@@ -23,11 +23,11 @@ class TelevisionWatch {
     // Whether the television is suspended or about to be. Any thread.
     bool asleep() const { return m_asleep; }
 
-    // What was on last: source, format and HDR type.
+    // The last source, format and HDR type.
     std::string playing();
 
   private:
-    // The last value of a kind, to tell changes from repetitions.
+    // The last value of a kind, which tells changes from repetitions.
     template <typename T>
     class Last {
       public:
@@ -58,7 +58,7 @@ class TelevisionWatch {
     Last<PlayerState> m_player;
     Last<TVPowerState> m_power;
     std::atomic<bool> m_asleep = false;
-    // Last, so that they go first: when they are gone, nobody calls back any more.
+    // Declared last, so destroyed first: after that, no callback arrives.
     SystemInfo m_info;
     SystemState m_state;
     ValueAccessT<lomodelapi::ObserverString> m_format{"dovra.sl2.str.video.format.info"};

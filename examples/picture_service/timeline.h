@@ -5,7 +5,7 @@
 #include <mutex>
 #include <string>
 
-// Prints lines with the time since it was made. Any thread.
+// Prints lines with the time since its construction. Any thread.
 class Timeline {
   public:
     double seconds() const;

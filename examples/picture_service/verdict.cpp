@@ -6,12 +6,12 @@
 
 namespace {
 
-// Clipped shares and the colour of greys may grow by no more than this.
+// The most by which clipped shares and the colour of greys may grow.
 constexpr double CLIPPED_TOLERANCE = 0.002;
 constexpr double GREY_TOLERANCE = 1;
 
-// What is wrong with a picture: the sum of its faults, each in steps that can just be seen. `film` says which
-// faults can be measured.
+// The sum of a picture's faults, each in steps that are just visible. `film` determines which faults can be
+// measured.
 double faultsOf(const Measurement& picture, const Measurement& film, Scene scene) {
     const auto steps = [](double fault, double step) { return std::max(0.0, fault) / step; };
     double faults = steps(picture.clippedBlack, 0.005) + steps(picture.clippedWhite, 0.005) +
@@ -19,7 +19,7 @@ double faultsOf(const Measurement& picture, const Measurement& film, Scene scene
     if (scene == Scene::DARK) faults += steps(80 - picture.luma, 5);
     if (scene == Scene::BRIGHT) faults += steps(picture.luma - 180, 3);
     if (scene == Scene::ORDINARY) faults += steps(40 - picture.contrast, 3);
-    // Noise makes edges.
+    // Noise produces edges: sharpness is measured only with little noise.
     if (film.sharpness > 0 && film.noise < 2) faults += steps(48 - picture.sharpness, 2);
     if (film.skin > 0.03 && picture.skin > 0.03)
         faults += steps(13 - picture.skinHue, 3) + steps(picture.skinHue - 31, 3);

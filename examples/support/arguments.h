@@ -3,10 +3,10 @@
 
 #include <CLI/CLI.hpp>
 
-// Parses the command line. Ends the program after --help with 0, and after a mistake with 2 and one line.
+// Parses the command line. Exits with 0 after --help, and with 2 and a one-line message after an error.
 void parseArguments(CLI::App& arguments, int argc, char** argv);
 
-// A time in seconds from 1 to a day; refuses what is not a number (nan).
+// Accepts a time in seconds from 1 to a day. Refuses nan.
 CLI::Validator isSeconds();
 
 #endif

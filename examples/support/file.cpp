@@ -22,7 +22,7 @@ bool write(const std::string& path, const std::string& content) {
 bool saveFile(const std::string& path, const std::string& content, std::string& error) {
     std::error_code none;
     const bool isOther = fs::exists(path, none) && !fs::is_regular_file(path, none);
-    // A link stays a link.
+    // Writes to the target of a symbolic link, so that the link stays.
     const std::string target = fs::exists(path, none) ? fs::canonical(path, none).string() : path;
     const std::string temporary = isOther ? path : target + ".part";
     bool success = write(temporary, content);

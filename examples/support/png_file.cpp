@@ -8,7 +8,7 @@
 
 namespace {
 
-// What the capture block has room for.
+// The capacity of the capture block.
 constexpr std::uint64_t MOST_PIXEL_BYTES = 224 * 224 * 3;
 
 }  // namespace

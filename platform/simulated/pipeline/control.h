@@ -6,14 +6,14 @@
 //        scenes | scene NAME   all generated scenes in turn, or one of them
 //        input NAME            the card of an input
 //        pause | play
-//       preview WIDTHxHEIGHT  write the current picture, with its settings, to the preview memory
-//   out  ready                 the first frame is there; or "error TEXT", and the process ends
+//        preview WIDTHxHEIGHT  write the current picture, with its settings, to the preview memory
+//   out  ready                 the first frame is on the screen; or "error TEXT", and the process ends
 //        ok | error TEXT       the answer to each command, in order
-//        film FORMAT HDR       a film is on, or has changed: "1920x1080p@50", "-" while it is at its end;
+//        film FORMAT HDR       a film is shown, or has changed: "1920x1080p@50", "-" while it is at its end;
 //                              "sdr", "hdr_10" or "hdr_hlg"
-//        film off              no film is on any more
-//        delivered N WxH       after each frame, N since the start
-//        trouble TEXT          what went wrong meanwhile
+//        film off              no film is shown any more
+//        delivered N WxH       sent after each delivered frame; N counts frames since the start
+//        trouble TEXT          an error outside a command
 //
 // When the connection closes, the television is off.
 #ifndef PIPELINE_CONTROL_H

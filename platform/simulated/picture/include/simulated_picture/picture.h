@@ -43,7 +43,7 @@ struct PictureSettings {
     int highlightRollOff = 0;
 };
 
-// Sets what goes by this name. The answer is empty, or says what is wrong; then nothing has changed.
+// Sets the setting of this name. Returns an empty text; or the error, and then nothing has changed.
 std::string setPicture(PictureSettings& settings, std::string_view name,
                        const std::vector<std::string_view>& values);
 
