@@ -114,7 +114,7 @@ void blend(Image& image, float amount) {
 
 using ToneCurve = std::array<std::uint8_t, 256>;
 
-float tone(const PictureSettings& settings, float x) {
+float toneCurve(const PictureSettings& settings, float x) {
     if (settings.darkLift != 0) {
         const float gamma = 1.0F / (1.0F + static_cast<float>(settings.darkLift) / 100.0F);
         x += (1.0F - x) * (std::pow(x, gamma) - x);
@@ -141,7 +141,7 @@ void applyTone(const PictureSettings& settings, Image& image) {
     }
     ToneCurve curve{};
     for (std::size_t i = 0; i < curve.size(); ++i) {
-        curve[i] = toByte(255.0F * tone(settings, static_cast<float>(i) / 255.0F));
+        curve[i] = toByte(255.0F * toneCurve(settings, static_cast<float>(i) / 255.0F));
     }
     for (std::size_t i = 0; i < image.rgba.size(); i += CHANNELS) {
         for (std::size_t c = 0; c < COLOURS; ++c) image.rgba[i + c] = curve[image.rgba[i + c]];

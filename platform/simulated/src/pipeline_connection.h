@@ -14,7 +14,7 @@
 #include <string>
 
 #include "preview_memory.h"
-#include "simulated/television.h"
+#include "simulated/video_pipeline.h"
 
 namespace simulated {
 

@@ -14,7 +14,7 @@
 #include <cstring>
 #include <sstream>
 
-#include "simulated/television.h"
+#include "simulated/video_pipeline.h"
 
 extern char** environ;
 
