@@ -110,9 +110,9 @@ const std::vector<Fault>& table() {
         flagOfKey<&F::refuseWrites>("key.refuse_writes", "a write is refused and changes nothing"),
         flagOfKey<&F::keepValue>("key.keep_value", "a write changes nothing, and the old value is announced"),
         ofKey<&F::dropNotifications>("key.drop", FaultKind::NUMBER, 0, MOST_EVENTS,
-                                     "number of next notifications that are lost"),
+                                     "the next N notifications are lost"),
         ofKey<&F::repeatNotifications>("key.repeat", FaultKind::NUMBER, 0, MOST_REPEATS,
-                                       "number of additional deliveries of each notification"),
+                                       "each notification is delivered N additional times"),
         ofKey<&F::notificationDelay>("key.delay", FaultKind::MILLISECONDS, 0, LONGEST_DELAY,
                                      "additional delay of the key's notifications"),
         ofKey<&F::answerDelay>("key.answer_delay", FaultKind::MILLISECONDS, 0, LONGEST_ANSWER_DELAY,
@@ -120,7 +120,7 @@ const std::vector<Fault>& table() {
         statusOfKey<&F::invokeStatus>("key.invoke_status", "the action is refused with this status"),
         flagOfKey<&F::neverAnswer>("key.never_answer", "the action is accepted, but never answered"),
         ofKey<&F::repeatAnswers>("key.repeat_answers", FaultKind::NUMBER, 0, MOST_REPEATS,
-                                 "number of additional deliveries of each answer of the action"),
+                                 "each answer of the action is delivered N additional times"),
         flagOfKey<&F::answerBeforeReturning>(
             "key.answer_before_returning", "an invocation returns only after its answer has been delivered"),
 
@@ -163,13 +163,12 @@ const std::vector<Fault>& table() {
              tv.applications().refuseRegistrations(static_cast<int>(value));
          }},
         {{"threads.skip", FaultKind::NUMBER, false, 0, MOST_EVENTS, 0,
-          "number of threads that are created before threads.fail takes effect"},
+          "N threads are created before threads.fail takes effect"},
          [](T& tv, const std::string&) -> long long { return tv.threads().skips(); },
          [](T& tv, const std::string&, long long value) {
              tv.threads().fail(tv.threads().failures(), static_cast<unsigned>(value));
          }},
-        {{"threads.fail", FaultKind::NUMBER, false, 0, MOST_EVENTS, 0,
-          "number of next thread creations that fail"},
+        {{"threads.fail", FaultKind::NUMBER, false, 0, MOST_EVENTS, 0, "the next N thread creations fail"},
          [](T& tv, const std::string&) -> long long { return tv.threads().failures(); },
          [](T& tv, const std::string&, long long value) {
              tv.threads().fail(static_cast<unsigned>(value), tv.threads().skips());
