@@ -207,7 +207,7 @@ TEST(ADumpOfBytes, PrintsThemAsUnsignedNumbers) {
                 ElementsAre(line(tests::INFO, "outputCharSerial", "1, 127, 128, 254, 10, .\n")));
 }
 
-TEST(ADumpOfBytes, EndsAfterItsLength) {
+TEST(ADumpOfBytes, PrintsOnlyItsLength) {
     LogRecorder log;
     outputCharSerial("title ", "\1\2\3", 2);
     EXPECT_THAT(messages(log), ElementsAre(line(tests::INFO, "outputCharSerial", "title 1, 2, .\n")));
@@ -290,7 +290,7 @@ TEST(ALogLine, IsPrintedOnlyIfItsLevelIsOn) {
 
 // Files.
 
-TEST_F(AFile, ThatCanBeReadExists) {
+TEST_F(AFile, ThatIsReadableExists) {
     EXPECT_TRUE(fileExist(path.c_str()));
     EXPECT_EQ(contents(path), "contents");
 }
@@ -300,7 +300,7 @@ TEST_F(AFile, ThatIsEmptyExists) {
     EXPECT_TRUE(fileExist(path.c_str()));
 }
 
-TEST_F(AFile, ThatMayNotBeWrittenExists) {
+TEST_F(AFile, ThatIsReadOnlyExists) {
     ASSERT_EQ(chmod(path.c_str(), S_IRUSR), 0);
     EXPECT_TRUE(fileExist(path.c_str()));
 }
@@ -329,7 +329,7 @@ TEST_F(APath, ThatIsNullOrEmptyIsNoFile) {
     EXPECT_FALSE(fileExist(""));
 }
 
-TEST_F(APath, OfADirectoryExistsIfTheSystemOpensDirectories) {
+TEST_F(APath, OfADirectoryExistsIfTheSystemCanOpenIt) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(std::fopen(directory.path().c_str(), "rb"),
                                                                  std::fclose);
     EXPECT_EQ(fileExist(directory.path().c_str()), opened != nullptr);

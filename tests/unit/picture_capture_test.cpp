@@ -204,7 +204,7 @@ TEST_F(Starting, LogsItsReturnAndDestroysItsThreadAttributes) {
     EXPECT_EQ(std::count_if(lines.begin(), lines.end(), isReturn), 1);
 }
 
-TEST_F(Starting, ASecondTimeChangesNothing) {
+TEST_F(Starting, TwiceChangesNothing) {
     start();
     log.clear();
     capture.start();
@@ -251,7 +251,7 @@ TEST_F(Starting, WithoutACaptureBlockStillCreatesTheThread) {
     EXPECT_EQ(logged(INFO, "start", "create send message queue thread success.\n"), 1U);
 }
 
-TEST_F(Starting, AfterAStopServesRequestsAgain) {
+TEST_F(Starting, AfterStoppingServesRequestsAgain) {
     start();
     capture.stop();
     EXPECT_FALSE(Peer::queueAttributes());
@@ -312,7 +312,7 @@ TEST_F(TheRequestQueue, ThatCannotBeCreatedEndsTheSender) {
     expectRequestToArrive();
 }
 
-TEST_F(TheRequestQueue, ThatExistsAndCannotBeOpenedEndsTheSenderAndStays) {
+TEST_F(TheRequestQueue, ThatExistsAndCannotBeOpenedIsNotRemoved) {
     const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDWR | O_CREAT, 0666, nullptr);
     ASSERT_NE(queue, -1);
     mq_close(queue);
@@ -343,7 +343,7 @@ TEST_F(TheRequestQueue, IsOpenedTwiceIfErrnoIsLeftFromAnEarlierCall) {
     EXPECT_FALSE(Peer::queueAttributes());
 }
 
-TEST_F(TheRequestQueue, IsOpenedOnceOtherwise) {
+TEST_F(TheRequestQueue, IsOpenedOnceIfErrnoIsZero) {
     const std::size_t before = openDescriptors();
     tests::failMqOpen(0);
     errno = 0;
@@ -415,7 +415,7 @@ TEST_F(ARequest, LogsItsEntryAndItsResult) {
     EXPECT_EQ(std::count_if(lines.begin(), lines.end(), isReturn), 1);
 }
 
-TEST_F(ARequest, ThatWaitsReturnsTheFrameInPlace) {
+TEST_F(ARequest, ThatWaitsReturnsTheFrameWithoutCopyingIt) {
     start();
     picture = {nullptr, 64, 32, korvale::ai::COLOR_MODE_BGRA, 5};
     std::thread pipeline([this] {
@@ -668,7 +668,7 @@ TEST_F(Stopping, WaitsForARequestedFrame) {
     EXPECT_FALSE(client.deliveries()[0].success);
 }
 
-TEST_F(Stopping, ASecondTimeDoesNothing) {
+TEST_F(Stopping, TwiceOnlyLogs) {
     start();
     capture.stop();
     log.clear();
@@ -677,7 +677,7 @@ TEST_F(Stopping, ASecondTimeDoesNothing) {
     EXPECT_EQ(log.lines().size(), 2U);
 }
 
-TEST_F(Stopping, RightAfterStartingAlwaysEnds) {
+TEST_F(Stopping, RightAfterStartingAlwaysReturns) {
     for (int i = 0; i < 200; ++i) {
         capture.start();
         capture.stop();

@@ -529,7 +529,7 @@ TEST_F(AScenario, SuspendsToRamAndResumes) {
     EXPECT_THAT(service.received(), ElementsAre(2, 6, 7, 8, 9, 4));
 }
 
-TEST_F(AScenario, AnnouncesAValueAgain) {
+TEST_F(AScenario, CanAnnounceAnUnchangedValue) {
     std::promise<void> announced;
     const simulated::Events::Subscription listening(television.events(), [&](const simulated::Event& event) {
         if (std::holds_alternative<simulated::Announce>(event.what)) announced.set_value();

@@ -181,7 +181,7 @@ TEST_F(TheSimulatedModel, DelaysOneKeyWithoutDelayingOthers) {
     EXPECT_TRUE(late.values.empty());
 }
 
-TEST_F(TheSimulatedModel, AnnouncesTheOldValueAfterAWriteThatItDoesNotKeep) {
+TEST_F(TheSimulatedModel, AnnouncesTheOldValueAfterAnIgnoredWrite) {
     Listener listener;
     BizValue* const value = connect(BRIGHTNESS, &listener);
     KeyFaults faults;

@@ -618,14 +618,14 @@ TEST_F(AnAnswer, IsStoredUntilARequestWaitsForIt) {
     expectTranscript(8, INT_MIN);
 }
 
-TEST_F(AnAnswer, IsConsumedByItsWaiter) {
+TEST_F(AnAnswer, IsConsumedByTheRequestThatWaitsForIt) {
     access.onActionResult(7, ValueObject());
     ASSERT_EQ(waited(7), true);
     access.onActionFailed(7, 1);
     EXPECT_EQ(waited(7), false);
 }
 
-TEST_F(AnAnswer, SucceedsWithTheErrorZero) {
+TEST_F(AnAnswer, IsASuccessIfItsErrorIsZero) {
     access.onActionFailed(7, 0);
     EXPECT_EQ(waited(7), true);
     expectTranscript(7, 0);
@@ -640,7 +640,7 @@ TEST_F(AnAnswer, IsNotReplacedByALaterOneWithItsId) {
     EXPECT_EQ(waited(8), true);
 }
 
-TEST_F(AnAnswer, MayCarryTheLargestId) {
+TEST_F(AnAnswer, MayHaveTheLargestId) {
     access.onActionResult(-1, ValueObject());
     EXPECT_EQ(waited(UINT_MAX), true);
     expectTranscript(UINT_MAX, 0);
@@ -952,7 +952,7 @@ TEST_F(ASystemFault, InTheBroadcastIsThrownAndTheAnswerIsStored) {
     EXPECT_FALSE(access.waitForResult(8));
 }
 
-TEST_F(ASystemFault, InTheBroadcastDoesNotEndTheModelsThread) {
+TEST_F(ASystemFault, InTheBroadcastDoesNotStopTheModelsThread) {
     setFault([](KeyFaults& faults) { faults.neverAnswer = true; });
     BackgroundRequest request = inBackground([this] { return access.setChannelNext(); });
     ASSERT_TRUE(log.waitFor("waiting result ...  001   actionid: "));
@@ -964,7 +964,7 @@ TEST_F(ASystemFault, InTheBroadcastDoesNotEndTheModelsThread) {
     EXPECT_EQ(request.result(), true);
 }
 
-TEST_F(ASystemFault, InTheBroadcastOfAFailureDoesNotEndTheModelsThread) {
+TEST_F(ASystemFault, InTheBroadcastOfAFailureDoesNotStopTheModelsThread) {
     setFault([](KeyFaults& faults) { faults.neverAnswer = true; });
     BackgroundRequest request = inBackground([this] { return access.setChannelNext(); });
     ASSERT_TRUE(log.waitFor("waiting result ...  001   actionid: "));
@@ -1031,7 +1031,7 @@ TEST(AMutex, ExcludesOtherThreads) {
     EXPECT_EQ(count, 40000);
 }
 
-TEST(AUniqueLock, KnowsWhetherItHoldsItsMutex) {
+TEST(AUniqueLock, ReportsWhetherItOwnsItsMutex) {
     Mutex mutex;
     WatchedMemory memory(&mutex, sizeof mutex);
     EXPECT_TRUE(UniqueLock(mutex).ownsLock());

@@ -439,7 +439,7 @@ TEST_F(TheAccessors, AreAllConnectedAgainByConnect) {
     EXPECT_EQ(calls, expected(" connected for 100"));
 }
 
-TEST_F(TheAccessors, BelongToTheSettingOfTheirPositionWhenInjected) {
+TEST_F(TheAccessors, BelongToTheSettingAtTheirPosition) {
     const std::unique_ptr<SystemSetting> injected = inject();
     for (const Setting& each : SETTINGS) model.set(each.key, 10 + static_cast<int>(each.index));
     for (const Setting& each : SETTINGS)
@@ -630,7 +630,7 @@ TEST_P(ASetting, HasAWorkerThatRefusesANullObject) {
     EXPECT_EQ(entered(it.worker()), 1U);
 }
 
-TEST_P(ASetting, IsCheckedAgainByTheWorker) {
+TEST_P(ASetting, IsValidatedAgainByTheWorker) {
     Lines expected;
     for (const int value : refused()) {
         run(value);
@@ -877,7 +877,7 @@ TEST_F(ABrightnessChange, TakesEachStepOnceIfItIsConfirmedTwice) {
     EXPECT_EQ(entered(it.waiter()), 4U);
 }
 
-TEST_F(ABrightnessChange, RepeatsItsStepAsLongAsTheTelevisionKeepsTheOldValue) {
+TEST_F(ABrightnessChange, RepeatsItsStepWhileTheTelevisionKeepsTheOldValue) {
     setFault([](KeyFaults& faults) { faults.keepValue = true; });
     ASSERT_EQ(setting.setVideoBrightness(53), 0);
     ASSERT_TRUE(await(it, "wait video brightness changed done.", 10));
@@ -1100,7 +1100,7 @@ TEST_F(TheColourTuner, IsSetAsAFamilyWithTheModeFirst) {
     EXPECT_EQ(withThread(), (std::vector<std::string>{TUNER.name, TUNER_B.name, TUNER_S.name, TUNER_H.name}));
 }
 
-TEST_F(TheColourTuner, HasItsThreeValuesWrittenAtTheSameTime) {
+TEST_F(TheColourTuner, WritesItsThreeValuesConcurrently) {
     KeyFaults slow;
     slow.answerDelay = 1s;
     model.setFaults(TUNER_B.key, slow);
@@ -1172,7 +1172,7 @@ TEST_F(TheColourTuner, IsNotSetWithoutAttributesForItsFirstThread) {
     EXPECT_TRUE(written().empty());
 }
 
-TEST_F(TheColourTuner, HasItsModeSetWhenTheFamilyIsRead) {
+TEST_F(TheColourTuner, SetsItsModeWhenTheFamilyIsRead) {
     model.set(TUNER_B.key, -5);
     model.set(TUNER_S.key, -6);
     model.set(TUNER_H.key, -7);

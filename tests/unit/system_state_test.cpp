@@ -178,13 +178,13 @@ TEST_F(ASystemState, IgnoresARefusalOfTheManager) {
     EXPECT_THAT(manager.applications(), ElementsAre(NAME));
 }
 
-TEST_F(ASystemState, MayLiveOnTheStack) {
+TEST_F(ASystemState, MayBeCreatedOnTheStack) {
     std::optional<SystemState> state;
     expectNotificationsUntilDestroyed([&]() -> SystemState& { return state.emplace(NAME); },
                                       [&] { state.reset(); });
 }
 
-TEST_F(ASystemState, MayLiveOnTheHeap) {
+TEST_F(ASystemState, MayBeCreatedOnTheHeap) {
     SystemState* state = nullptr;
     expectNotificationsUntilDestroyed([&]() -> SystemState& { return *(state = new SystemState(NAME)); },
                                       [&] { delete state; });
@@ -210,7 +210,7 @@ TEST_F(ASystemState, MayBeDeletedThroughEitherInterface) {
         [&] { delete interface; });
 }
 
-TEST_F(ASystemState, MayLiveInASharedPointer) {
+TEST_F(ASystemState, MayBeOwnedByASharedPointer) {
     std::shared_ptr<SystemState> state;
     expectNotificationsUntilDestroyed(
         [&]() -> SystemState& { return *(state = std::make_shared<SystemState>(NAME)); },
@@ -224,7 +224,7 @@ TEST_F(ASystemState, MayLiveInASharedPointer) {
         [&] { state.reset(); });
 }
 
-TEST_F(ASystemState, MayLiveInABoostSharedPointer) {
+TEST_F(ASystemState, MayBeOwnedByABoostSharedPointer) {
     boost::shared_ptr<AppInterface> app;
     expectNotificationsUntilDestroyed(
         [&]() -> SystemState& {
@@ -349,7 +349,7 @@ TEST_F(ALifecycleNotification, IsReportedBackOnlyIfItIsTheSuspensionToRAM) {
     }
 }
 
-TEST_F(ASuspensionToRAM, IsReportedOnceBeforeTheCallbackAndOnceAfterIt) {
+TEST_F(ASuspensionToRAM, IsReportedBeforeAndAfterTheCallback) {
     SystemState state(NAME);
     static std::vector<ApplicationManager::Report> before;
     before.clear();
@@ -411,7 +411,7 @@ TEST_F(APowerState, IsLoggedWithAnErrorWithoutACallback) {
     EXPECT_THAT(service.received(), IsEmpty());
 }
 
-TEST_F(APowerState, IsStillReportedToTheManagerWithoutACallback) {
+TEST_F(APowerState, IsReportedToTheManagerWithoutACallback) {
     SystemState state(NAME);
     EXPECT_EQ(state.onSTRSuspend(URL, 0), 0);
     EXPECT_THAT(reports(), ElementsAre(Pair(NAME, 7), Pair(NAME, 8)));

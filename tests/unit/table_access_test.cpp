@@ -618,7 +618,7 @@ TEST_F(ATelevisionsTable, SeeksOnlyExistingRows) {
     }
 }
 
-TEST_F(ATelevisionsTable, SeeksContent) {
+TEST_F(ATelevisionsTable, FindsARowByItsContent) {
     const auto access = open();
     const auto seek = [&](int column, const char* value) {
         return answersTo([&](TableIterator& it) { return it.seekToContent(column, value); }, *access);

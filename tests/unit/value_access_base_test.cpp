@@ -619,7 +619,7 @@ TEST_F(AHandler, IsNotRequiredForANewValue) {
     EXPECT_EQ(log.countEnter(FILE_NAME, "onNewValue"), 1U);
 }
 
-TEST_F(AHandler, IsCalledAfterTheEntryIsLogged) {
+TEST_F(AHandler, IsCalledAfterTheEnterLine) {
     class Looking : public ValueHandler {
       public:
         explicit Looking(const tests::LogRecorder& log) : m_log(log) {}

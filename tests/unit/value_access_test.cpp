@@ -690,7 +690,7 @@ TEST_F(AConnection, IsTriedAgainAfterAMismatch) {
     EXPECT_EQ(model.subscribers(KEY), 1U);
 }
 
-TEST_F(AConnection, ToAKeyOfAnotherTypeLeavesNoSubscription) {
+TEST_F(AConnection, ToAKeyOfAnotherTypeIsUnsubscribed) {
     define(KEY, OBJECT_TYPE_NUMERIC_INT64, 5LL);
     const auto handler = std::make_shared<ValueRecorder>();
     IntegerAccess access(KEY, handler);
@@ -704,7 +704,7 @@ TEST_F(AConnection, ToAKeyOfAnotherTypeLeavesNoSubscription) {
     EXPECT_THAT(handler->heard.all(), IsEmpty());
 }
 
-TEST_F(AConnection, MadeExplicitlyIsNotLogged) {
+TEST_F(AConnection, ByAnExplicitCallIsNotLogged) {
     IntegerAccess access(KEY);
     ASSERT_EQ(access.connect(0), 0);
     int number = 0;
@@ -832,7 +832,7 @@ TEST_F(ADisconnection, AllowsAnotherConnection) {
     EXPECT_THAT(handler->heard.all(), ElementsAre("60"));
 }
 
-TEST_F(ADisconnection, IsUndoneByTheNextReadOrWrite) {
+TEST_F(ADisconnection, EndsWithTheNextReadOrWrite) {
     IntegerAccess access(KEY);
     ASSERT_EQ(access.connect(0), 0);
     access.disconnect();
@@ -1001,7 +1001,7 @@ TEST_F(AHandlerInItsCall, MayDestroyItsAccessor) {
     EXPECT_THAT(events, ElementsAre("1", "ended"));
 }
 
-TEST_F(AHandlerInItsCall, MayThrow) {
+TEST_F(AHandlerInItsCall, MayThrowAnException) {
     IntegerAccess access(KEY);
     int calls = 0;
     access.setNewValueHandler(acting([&] {
@@ -1089,7 +1089,7 @@ class AnOwnersHandler : public AccessTest {
     }
 };
 
-TEST_F(AnOwnersHandler, CallsTheMemberWithTheValue) {
+TEST_F(AnOwnersHandler, CallsTheMemberFunctionWithTheValue) {
     Owner owner;
     ValueHandlerT<Owner> handler(&owner, &Owner::onPlain);
     handler.onNewValue(ValueObject(5));
@@ -1098,7 +1098,7 @@ TEST_F(AnOwnersHandler, CallsTheMemberWithTheValue) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(AnOwnersHandler, CallsAVirtualMemberOfTheDerivedClass) {
+TEST_F(AnOwnersHandler, CallsTheVirtualMemberFunctionOfTheDerivedClass) {
     DerivedOwner owner;
     ValueHandlerT<Owner> handler(&owner, &Owner::onVirtual);
     handler.onNewValue(ValueObject(5));

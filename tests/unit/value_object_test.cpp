@@ -249,7 +249,7 @@ TEST(ADefaultValue, IsUndefinedAndEmpty) {
     expectReserved(value, 0, -1);
 }
 
-TEST(ADefaultValue, ConvertsToNothing) {
+TEST(ADefaultValue, ConvertsToZeroAndTheTextUndefined) {
     const ValueObject value;
     expectNumbers(value, NO_NUMBERS);
     EXPECT_EQ(as<Point>(value), (Point{0, 0}));
@@ -259,7 +259,7 @@ TEST(ADefaultValue, ConvertsToNothing) {
     EXPECT_THAT(as<std::vector<std::string>>(value), ElementsAre("Undefined"));
 }
 
-TEST(AConstructedValue, HasTheKindAndThePayloadOfItsArgument) {
+TEST(AConstructedValue, HasTheKindAndPayloadOfItsArgument) {
     EXPECT_EQ(ValueObject(true).type(), 5);
     EXPECT_TRUE(ValueObject(true).scalar.b);
     EXPECT_FALSE(ValueObject(false).scalar.b);
@@ -369,7 +369,7 @@ TEST(AnAssignment, SetsTheKindAndThePayload) {
     EXPECT_EQ(value.point, (Point{3, -4}));
 }
 
-TEST(AnAssignment, KeepsTheFieldsThatTheKindDoesNotSelect) {
+TEST(AnAssignment, DoesNotChangeFieldsOfOtherKinds) {
     ValueObject value = filled(ValueObject::TYPE_STRING);
     value = 5;
     EXPECT_PRED1(holdsFilledText, value);
@@ -506,7 +506,7 @@ TEST(ACopyAssignment, CopiesEveryFieldOfAnyKind) {
     }
 }
 
-TEST(ACopyAssignment, AssignsTheItemsOneByOne) {
+TEST(ACopyAssignment, CopiesAllFieldsOfEachItem) {
     ValueObject source = list({ValueObject()});
     // Assigned, because a copy construction copies only one payload.
     source.items[0] = filled(ValueObject::TYPE_INT);
@@ -571,7 +571,7 @@ TEST(AMoveConstruction, EmptiesOnlyTheMovedTextOrList) {
     }
 }
 
-TEST(AMoveConstruction, EmptiesAShortTextToo) {
+TEST(AMoveConstruction, AlsoEmptiesAShortText) {
     ValueObject source("x");
     const ValueObject moved(std::move(source));
     EXPECT_EQ(moved.text, "x");
@@ -1166,7 +1166,7 @@ TEST(AnUnmodifiedValue, CanBeReadByManyThreads) {
 
 // Equality.
 
-TEST(AComparison, FollowsTheKindOfTheLeftOperand) {
+TEST(AComparison, UsesTheKindOfTheLeftOperand) {
     const Named values[] = {
         {"null", ofKind(ValueObject::TYPE_NULL)},
         {"undefined", ValueObject()},
@@ -1286,7 +1286,7 @@ TEST(AValueThatIsAPoint, EqualsAPointWithTheSameCoordinates) {
     EXPECT_FALSE(ValueObject(Point{1, 2}) == ValueObject("(1,2)"));
 }
 
-TEST(AList, EqualsAListWhoseItemsEqualItsOwn) {
+TEST(AList, EqualsAListWithEqualItems) {
     const ValueObject value = list({ValueObject(1), list({ValueObject("a"), ValueObject(2)})});
     EXPECT_TRUE(value == list({ValueObject(1), list({ValueObject("a"), ValueObject(2)})}));
     EXPECT_TRUE(value == list({ValueObject(1.9), list({ValueObject("a"), ValueObject(2LL)})}));
