@@ -1,4 +1,4 @@
-"""Tests of programs on the simulated television: a private one, or one that runs."""
+"""Tests programs on the simulated television: on a private or on a running one."""
 
 from .bus import TelevisionError, TelevisionGone
 from .picture import Picture

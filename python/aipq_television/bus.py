@@ -1,4 +1,4 @@
-"""A television's objects on its D-Bus."""
+"""The D-Bus connection to a television."""
 
 import os
 import string
@@ -17,20 +17,20 @@ __tracebackhide__ = True
 OBJECT = "/aipq/television"
 PROPERTIES = "org.freedesktop.DBus.Properties"
 ANSWER_LIMIT = 60.0
-# The bus answers with these when the television has left it.
+# The bus returns these errors when the television has left it.
 _GONE = ("ServiceUnknown", "NameHasNoOwner", "NoReply", "Disconnected")
 
 
 class TelevisionError(Exception):
-    """The television refuses a request, or cannot be started."""
+    """The television refuses a request or cannot be started."""
 
 
 class TelevisionGone(TelevisionError):
-    """The television does not run, or does not run any more."""
+    """The television is not running, or has ended."""
 
 
 def locate(television: str) -> Tuple[str, str]:
-    """The address of the bus, and the name on it, for NAME, ADDRESS or NAME@ADDRESS as in AIPQ_TV."""
+    """Returns the bus address and the television's name for NAME, ADDRESS or NAME@ADDRESS, as in AIPQ_TV."""
     name, mark, address = television.partition("@")
     if mark and ":" not in name:
         return address, name
@@ -45,14 +45,14 @@ def locate(television: str) -> Tuple[str, str]:
 
 
 def object_path(key: str) -> str:
-    """The object of a key."""
+    """Returns the object path of a key."""
     plain = string.ascii_letters + string.digits
     letters = (c if c in plain else "/" if c == "." else "".join(f"_{byte:02x}" for byte in c.encode()) for c in key)
     return f"{OBJECT}/key/" + "".join(letters)
 
 
 class Bus:
-    """A connection to a television. For one thread at a time."""
+    """A connection to a television. Use it in one thread at a time."""
 
     def __init__(self, address: str, name: str, describe_end: Callable[[], str]) -> None:
         self._name = f"aipq.Television.{name}"
@@ -60,7 +60,7 @@ class Bus:
         self._changes: Deque[Any] = deque()
         try:
             self._connection = open_dbus_connection(address, auth_timeout=ANSWER_LIMIT)
-        except (OSError, EOFError, ValueError, RuntimeError):  # of jeepney: for an address that is none
+        except (OSError, EOFError, ValueError, RuntimeError):  # jeepney raises them for a malformed address
             raise TelevisionGone(describe_end()) from None
 
     def close(self) -> None:
@@ -80,12 +80,12 @@ class Bus:
         self.call(path, PROPERTIES, "Set", "ssv", interface, name, (signature, value))
 
     def send(self, path: str, interface: str, method: str, signature: str = "", *arguments: Any) -> int:
-        """Calls a method. Returns the number for answer()."""
+        """Calls a method. Returns the serial number for answer()."""
         address = DBusAddress(path, self._name, interface)
         return self._send(new_method_call(address, method, signature, arguments))
 
     def answer(self, serial: int, timeout: Optional[float]) -> Any:
-        """Waits for the values that the method of this number returns. Raises TimeoutError."""
+        """Waits for the results of the call with this serial number. Raises TimeoutError."""
         limit = None if timeout is None else time.monotonic() + timeout
         while True:
             message = self._receive(limit)
@@ -100,10 +100,10 @@ class Bus:
 
     @contextmanager
     def following(self, path: str) -> Iterator[None]:
-        """In its block, next_change() returns the changes of this object's properties."""
+        """Within the `with` block, next_change() returns the property changes of this object."""
         rule = MatchRule(type="signal", interface=PROPERTIES, member="PropertiesChanged", path=path)
         self.answer(self._send(message_bus.AddMatch(rule)), ANSWER_LIMIT)
-        # Those of an object that was followed before arrived before this answer.
+        # Drop the changes of an object that was followed earlier. They arrived before this answer.
         self._changes.clear()
         try:
             yield
@@ -111,7 +111,7 @@ class Bus:
             self._send(message_bus.RemoveMatch(rule))
 
     def next_change(self, limit: float) -> Tuple[str, Any]:
-        """The name and the new value of the next property that changes. Raises TimeoutError."""
+        """Returns the name and the new value of the next property that changes. Raises TimeoutError."""
         while not self._changes:
             self._receive(limit)
         name, value = self._changes.popleft()

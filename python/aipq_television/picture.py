@@ -1,4 +1,4 @@
-"""What is on the television's screen."""
+"""Pictures of the television's screen."""
 
 import struct
 import zlib
@@ -12,14 +12,14 @@ __tracebackhide__ = True
 
 @dataclass(frozen=True)
 class Picture:
-    """A picture of the screen: rows from the top, four bytes a pixel (red, green, blue, alpha)."""
+    """A picture of the screen: rows from top to bottom, four bytes per pixel (red, green, blue, alpha)."""
 
     width: int
     height: int
     rgba: bytes = field(repr=False)
 
     def pixel(self, x: int, y: int) -> Tuple[int, int, int]:
-        """Red, green and blue, from 0 to 255."""
+        """Returns red, green and blue of a pixel, from 0 to 255."""
         if not (0 <= x < self.width and 0 <= y < self.height):
             raise IndexError(f"the picture has {self.width} x {self.height} pixels, and none at {x}, {y}")
         start = 4 * (y * self.width + x)
@@ -27,7 +27,7 @@ class Picture:
 
     @property
     def luma(self) -> float:
-        """The mean brightness, from 0 (black) to 255 (white)."""
+        """Returns the mean brightness, from 0 (black) to 255 (white)."""
         red, green, blue = (sum(self.rgba[colour::4]) for colour in range(3))
         return (0.299 * red + 0.587 * green + 0.114 * blue) / (self.width * self.height)
 

@@ -15,12 +15,12 @@ PathText = Union[str, "os.PathLike[str]"]
 
 _PROGRAM = "aipq-television"
 END_LIMIT = 30.0
-# Prints what programs need to enter, and ends with this process, which has the other end of its standard input.
+# Prints the data for entering the namespace. Ends with this process, which holds the other end of the pipe.
 _KEEPER = 'printf "%s\\n" "$$" "$AIPQ_TV" "$AIPQ_TV_FOLDER"; exec cat >/dev/null'
 
 
 class Run:
-    """A process `aipq-television run`, whose command only waits for end()."""
+    """A process `aipq-television run`. Its command only waits for end()."""
 
     def __init__(self, options: Sequence[str]) -> None:
         self._log = tempfile.TemporaryFile()
@@ -28,7 +28,7 @@ class Run:
         self._ending = False
         log = self._log.fileno()
         try:
-            # In a session of its own, it does not get the terminal's Ctrl-C.
+            # A new session keeps the terminal's Ctrl-C away from the television.
             self._process = subprocess.Popen(
                 [_PROGRAM, "run", "--log", f"/proc/self/fd/{log}", *options, "--", "sh", "-c", _KEEPER],
                 stdin=subprocess.PIPE,
@@ -53,14 +53,14 @@ class Run:
             self._enter += ["--user", "--preserve-credentials"]
 
     def command(self, words: Sequence[PathText], environment: Dict[str, str]) -> List[PathText]:
-        """The command that enters the television's IPC namespace and becomes these words' program."""
+        """Returns a command that enters the television's IPC namespace and executes these words."""
         program = os.fspath(words[0])
         if not shutil.which(program, path=environment.get("PATH")) and os.sep not in program:
             raise FileNotFoundError(f"there is no program '{program}' on the PATH")
-        # The kernel watches the thread that starts the program, so only the main thread's end counts.
+        # The signal is sent when the starting thread ends. Only the main thread lives as long as the process.
         if threading.current_thread() is not threading.main_thread():
             return [*self._enter, "--", *words]
-        # This process may have ended before the kernel watched it.
+        # This process may have ended before setpriv set the signal.
         unless_ended = ["sh", "-c", 'test $PPID = "$0" && exec "$@"', str(os.getpid())]
         return [*self._enter, "--", "setpriv", "--pdeathsig", "KILL", "--", *unless_ended, *words]
 
@@ -69,7 +69,7 @@ class Run:
         return os.pread(self._log.fileno(), size, 0).decode(errors="replace")
 
     def describe_end(self) -> str:
-        """Why the television does not run any more. Waits for its end."""
+        """Waits for the television's end. Returns the reason."""
         try:
             code = self._process.wait(END_LIMIT)
         except subprocess.TimeoutExpired:
@@ -78,13 +78,13 @@ class Run:
         return errors.replace(f"{_PROGRAM}: ", "") or f"the television ended with exit code {code}"
 
     def end(self) -> str:
-        """Ends the television. Returns what went wrong until now, or nothing."""
+        """Ends the television. Returns the error that occurred, or an empty text."""
         assert self._process.stdin
         self._process.stdin.close()
         try:
             return self.describe_end() if self._process.wait(END_LIMIT) else ""
         except subprocess.TimeoutExpired:
-            # A process that was forked from this one has the keeper's standard input, too.
+            # A forked process still holds the pipe to the keeper's standard input.
             self._process.terminate()
             self._process.wait()
             return ""

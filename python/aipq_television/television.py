@@ -12,7 +12,7 @@ from .run import END_LIMIT, PathText, Run
 
 Value = Union[int, str, List[int], List[str], List[List[str]]]
 
-# pytest shows the failed test's own lines only.
+# pytest omits the frames of this module from a traceback.
 __tracebackhide__ = True
 
 _TELEVISION = "aipq.Television"
@@ -23,7 +23,7 @@ _REMOTE_CONTROL = {
     "channel_up": ("SelectChannel", "s", "+1"),
     "channel_down": ("SelectChannel", "s", "-1"),
 }
-# The property that is a key's value, by its interface.
+# The property that holds a key's value, by interface.
 _PROPERTIES = {"aipq.television.Value": "Value", "aipq.television.Table": "Rows"}
 _TYPES = {
     "i": "a whole number of 32 bits",
@@ -36,7 +36,7 @@ _TYPES = {
 
 
 class WaitTimeout(TelevisionError, TimeoutError):
-    """A key did not become what was wanted, or a scenario did not end, in time."""
+    """A key did not get the expected value in time, or a scenario did not end in time."""
 
 
 class _Key(NamedTuple):
@@ -59,7 +59,7 @@ def _fits(signature: str, value: Any) -> bool:
 
 
 class Fault:
-    """A fault that is set. It ends with remove(), or with its `with` block."""
+    """An active fault. remove() or the end of its `with` block removes it."""
 
     def __init__(self, restore: Callable[[], Any]) -> None:
         self._restore: Optional[Callable[[], Any]] = restore
@@ -77,16 +77,16 @@ class Fault:
 
 
 class Scenario:
-    """A scenario that plays. Its `with` block waits for its end, and stops it if the block fails."""
+    """A running scenario. The `with` block waits for its end, or stops it if the block fails."""
 
     def __init__(self, bus: Bus, file: PathText, speed: float) -> None:
-        self._bus: Optional[Bus] = bus  # until its end
+        self._bus: Optional[Bus] = bus  # None after the end
         self._name = os.fspath(file)
         text = Path(file).read_text(encoding="utf-8")
         self._serial = bus.send(f"{OBJECT}/scenarios", _SCENARIOS, "Play", "ssd", self._name, text, speed)
 
     def wait(self, timeout: Optional[float] = None) -> None:
-        """Waits for its end. Raises TelevisionError if it is broken, or has failed."""
+        """Waits for the scenario's end. Raises TelevisionError if it is malformed or has failed."""
         bus, self._bus = self._bus, None
         if not bus:
             return
@@ -102,7 +102,7 @@ class Scenario:
             raise TelevisionError(f"the scenario failed: {why}")
 
     def stop(self) -> None:
-        """Ends it before its next step."""
+        """Stops the scenario before its next step."""
         if self._bus:
             self._bus.send(f"{OBJECT}/scenarios", _SCENARIOS, "Stop")
 
@@ -116,11 +116,11 @@ class Scenario:
 
 
 class Television:
-    """A television: Television() starts a private one, Television.attach() connects to one that runs.
+    """A television. Television() starts a private one; Television.attach() connects to a running one.
 
-    A key may be shortened to its last words, as "brightness", if no other key ends with them. All operations raise
-    TelevisionError with one line for people, and TelevisionGone, which is one, when the television has ended. An object
-    is for one thread at a time.
+    A key may be shortened to its last words, for example "brightness", if no other key ends with them. Every operation
+    raises TelevisionError with a message of one line; after the television's end, its subclass TelevisionGone. Use an
+    object in one thread at a time.
     """
 
     def __init__(
@@ -129,11 +129,11 @@ class Television:
         scenario: Optional[PathText] = None,
         catalogue: Optional[PathText] = None,
     ) -> None:
-        """Starts a private television, with an IPC namespace of its own. It ends with close().
+        """Starts a private television in a new IPC namespace. close() ends it.
 
         video      the film that it shows, "scenes", or "off"
-        scenario   a file to play from the start; its first steps, which wait for nothing, are done now
-        catalogue  a file of keys instead of the built-in ones
+        scenario   a file to play from the start; its first steps that do not wait are done before this returns
+        catalogue  a file of keys that replaces the built-in catalogue
         """
         options = {"--video": video, "--scenario": scenario, "--catalogue": catalogue}
         run = Run([f"{name}={os.fspath(file)}" for name, file in options.items() if file is not None])
@@ -143,7 +143,7 @@ class Television:
 
     @classmethod
     def attach(cls, television: Optional[str] = None) -> "Television":
-        """Connects to a running television: NAME, ADDRESS or NAME@ADDRESS; by default, the one of AIPQ_TV."""
+        """Connects to a running television: NAME, ADDRESS or NAME@ADDRESS; by default the one in AIPQ_TV."""
         attached = cls.__new__(cls)
         attached._use(None, television or os.environ.get("AIPQ_TV") or "living-room")
         return attached
@@ -153,7 +153,7 @@ class Television:
         self._place = place
         self._programs: List["subprocess.Popen[Any]"] = []
         self._end_is_known = False
-        # The variables by which programs find it.
+        # The environment variables by which programs find the television.
         self.environment: Dict[str, str] = run.environment if run else {"AIPQ_TV": place}
         try:
             self._bus = Bus(*locate(place), self._describe_end)
@@ -196,19 +196,19 @@ class Television:
     # Keys
 
     def get(self, key: str) -> Any:
-        """The value of a key: a number, a text, or a list of them; of a table, its rows."""
+        """Returns the value of a key: a number, a text or a list of them; for a table, its rows."""
         found = self._find(key)
         return self._bus.get(found.path, found.interface, _PROPERTIES[found.interface])
 
     def set(self, key: str, value: Value) -> None:
-        """Gives a key a value, as the television itself does."""
+        """Sets the value of a key, like the television itself."""
         found = self._find(key)
         if not _fits(found.signature, value):
             raise TelevisionError(f"{found.name} takes {_TYPES[found.signature]}, not {value!r}")
         self._bus.set(found.path, found.interface, _PROPERTIES[found.interface], found.signature, value)
 
     def wait_for(self, key: str, value: Union[Value, Callable[[Any], bool]], timeout: float = 10) -> Any:
-        """Waits until a key has this value, or one for which this function returns true. Returns the value.
+        """Waits until a key has the value, or until the function `value` returns true for it. Returns the value.
 
         Follows the television's notifications. Raises WaitTimeout after `timeout` seconds.
         """
@@ -228,7 +228,7 @@ class Television:
                     last = new
         return last
 
-    # The remote control, power, and what is on
+    # The remote control, power, and the picture
 
     def press(self, key: Union[str, int]) -> None:
         """Presses a key of the remote control: "play", "pause", "channel_up", "channel_down", or a channel's number."""
@@ -239,19 +239,19 @@ class Television:
         self._call(*_REMOTE_CONTROL.get(text, ("SelectChannel", "s", text)))
 
     def suspend(self) -> None:
-        """Suspends to RAM. Does not wait for the applications."""
+        """Suspends the television to RAM. Does not wait for the applications."""
         self._call("Suspend")
 
     def resume(self) -> None:
         self._call("Resume")
 
     def play(self, film: PathText) -> None:
-        """Shows a film, "scenes" or "off"."""
+        """Shows a film or "scenes"; "off" stops the picture."""
         video = os.fspath(film)
         self._call("ShowVideo", "s", video if video in ("scenes", "off") else os.path.abspath(video))
 
     def show_scene(self, scene: str) -> None:
-        """Shows one generated scene; "" for what was on at first.
+        """Shows one generated scene; "" returns to the original picture.
 
         The scenes are "night", "sunset", "snow", "garden", "bars", "cellar", "train" and "portrait".
         """
@@ -274,24 +274,24 @@ class Television:
         self._call("ClearFaults")
 
     def reset(self) -> None:
-        """As just switched on: no faults, every value at its default."""
+        """Resets the television: removes all faults and sets every value to its default."""
         self._call("Reset")
 
-    # What it shows and saw
+    # The picture and the log
 
     def picture(self, width: int = 320, height: int = 180) -> Picture:
-        """What is on the screen, in this size, at most 1280 x 720. It takes no frame from clients."""
+        """Returns the screen in this size, at most 1280 x 720. Clients still receive all frames."""
         rgba, = self._call("Picture", "uu", width, height)
         return Picture(width, height, bytes(rgba))
 
     def log(self) -> str:
-        """What happened on a private television. Nothing of one that was attached to."""
+        """Returns the log of a private television; empty for an attached one."""
         return self._run.log() if self._run else ""
 
     # Programs
 
     def start(self, command: Sequence[PathText], **options: Any) -> "subprocess.Popen[Any]":
-        """Starts a program that uses this television. subprocess.Popen has the options.
+        """Starts a program that uses this television, with the options of subprocess.Popen.
 
         close() ends it. A program that the main thread started is killed when this process ends.
         """
@@ -300,7 +300,7 @@ class Television:
         return program
 
     def run(self, command: Sequence[PathText], **options: Any) -> "subprocess.CompletedProcess[Any]":
-        """Runs a program that uses this television to its end. subprocess.run has the options."""
+        """Runs a program that uses this television and waits for its end. Options as for subprocess.run."""
         return subprocess.run(**self._enter(command, options))
 
     def _enter(self, command: Sequence[PathText], options: Dict[str, Any]) -> Dict[str, Any]:

@@ -1,4 +1,4 @@
-// The program aipq-television as people use it: its options, its end, and what busctl sees of it.
+// The program aipq-television: its options, its end, and its objects as busctl shows them.
 #include <gmock/gmock.h>
 
 #include <chrono>
@@ -25,7 +25,7 @@ using tests::TelevisionProcess;
 
 namespace {
 
-TEST(ATelevisionProgram, RefusesWhatItCannotUseInOneLine) {
+TEST(ATelevisionProgram, ReportsABadCommandLineInOneLine) {
     for (const char* const name : {"", "9x", "a b", "a.b", "a/b", "embedded"})
         expectRefusal({"--name", name, "--video", "off"}, 2,
                       "aipq-television: '" + std::string(name) + "' is no name");
@@ -45,7 +45,7 @@ TEST(ATelevisionProgram, RefusesWhatItCannotUseInOneLine) {
     EXPECT_THAT(televisionFiles(), IsEmpty());
 }
 
-TEST(ATelevisionProgram, SaysHowItIsUsed) {
+TEST(ATelevisionProgram, PrintsItsHelp) {
     ChildProcess unknown({TELEVISION_PROGRAM, "--nonsense"});
     EXPECT_EQ(unknown.wait(), 2);
     EXPECT_EQ(
@@ -56,7 +56,7 @@ TEST(ATelevisionProgram, SaysHowItIsUsed) {
     EXPECT_THAT(help.output(), HasSubstr("--catalogue"));
 }
 
-TEST(ATelevisionProgram, IsTheOnlyOneOfItsName) {
+TEST(ATelevisionProgram, RefusesANameThatIsInUse) {
     TelevisionProcess first("twin");
     ASSERT_TRUE(first.start());
     expectRefusal({"--name", "twin", "--video", "off"}, 1,
@@ -68,7 +68,7 @@ TEST(ATelevisionProgram, IsTheOnlyOneOfItsName) {
     EXPECT_THAT(televisionFiles(), IsEmpty());
 }
 
-TEST(ATelevisionProgram, DoesNotDisturbOneOfAnotherName) {
+TEST(ATelevisionProgram, RunsBesideTelevisionsOfOtherNames) {
     TelevisionProcess one("one");
     TelevisionProcess other("other");
     ASSERT_TRUE(one.start());
@@ -78,13 +78,13 @@ TEST(ATelevisionProgram, DoesNotDisturbOneOfAnotherName) {
     one.kill();
     EXPECT_EQ(other.get<int>(BRIGHTNESS), 50);
     EXPECT_EQ(other.stop(), 0);
-    // What a killed one left does not stop the next.
+    // The files of a killed television do not stop the next one.
     ASSERT_TRUE(one.start()) << one.process().errors();
     EXPECT_EQ(one.stop(), 0);
     EXPECT_THAT(televisionFiles(), IsEmpty());
 }
 
-TEST(ATelevisionProgram, EndsOrderlyWhenItIsAskedTo) {
+TEST(ATelevisionProgram, ExitsWith0OnAnEndSignal) {
     for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
         TelevisionProcess television("ended");
         ASSERT_TRUE(television.start());
@@ -95,14 +95,14 @@ TEST(ATelevisionProgram, EndsOrderlyWhenItIsAskedTo) {
     }
 }
 
-TEST(ATelevisionProgram, EndsAtOnceWhenItIsAskedToTwice) {
+TEST(ATelevisionProgram, EndsAtOnceOnASecondEndSignal) {
     TelevisionProcess television("hanging");
     ASSERT_TRUE(television.start());
     television.setFault(SWITCH_ACTION, "key.never_answer", 1);
     const ChildProcess request({"busctl", "--address=" + television.address(), "call",
                                 "aipq.Television.hanging", remote::objectPath(SWITCH_ACTION),
                                 TelevisionProcess::ACTION, "Invoke", "a(qs)", "0"});
-    // It subscribes to the answer that does not come.
+    // The subscriber is the request that waits for an answer.
     const auto limit = std::chrono::steady_clock::now() + 30s;
     while (television.subscribers(SWITCH_ACTION) == 0 && std::chrono::steady_clock::now() < limit)
         std::this_thread::sleep_for(5ms);
@@ -110,13 +110,13 @@ TEST(ATelevisionProgram, EndsAtOnceWhenItIsAskedToTwice) {
     EXPECT_EQ(television.process().wait(500ms), std::nullopt);
     television.process().signal(SIGINT);
     EXPECT_EQ(television.process().wait(5s), 128 + SIGINT);
-    // What it left in its haste does not stop the next, which takes it away.
+    // The files that the first run left do not stop the next one, which removes them.
     ASSERT_TRUE(television.start());
     EXPECT_EQ(television.stop(), 0);
     EXPECT_THAT(televisionFiles(), IsEmpty());
 }
 
-// By busctl
+// Tests with busctl
 
 class ATelevisionOnItsBus : public testing::Test {
   protected:
@@ -180,7 +180,7 @@ TEST_F(ATelevisionOnItsBus, ListsAndDescribesEveryKey) {
                 testing::ContainsRegex("\\.Invoke +method +a\\(qs\\) +ia\\(qs\\)"));
 }
 
-TEST_F(ATelevisionOnItsBus, ReadsAndWritesAValueAndRefusesAWrongOne) {
+TEST_F(ATelevisionOnItsBus, ReadsAndWritesValuesAndRefusesInvalidOnes) {
     using T = TelevisionProcess;
     EXPECT_EQ(set(BRIGHTNESS, T::VALUE, "Value", {"i", "70"}).status, 0);
     EXPECT_EQ(get(BRIGHTNESS, T::VALUE, "Value").output, "i 70\n");
@@ -234,9 +234,9 @@ TEST_F(ATelevisionOnItsBus, InvokesAnActionAndUsesTheRemoteControl) {
         HasSubstr("there is no news 'nonsense'"));
 }
 
-TEST_F(ATelevisionOnItsBus, ShowsAMonitorWhatAClientWrites) {
+TEST_F(ATelevisionOnItsBus, LetsBusctlMonitorTheWritesOfClients) {
     ChildProcess monitor(command({"monitor", SERVICE}));
-    // It says that it listens.
+    // busctl reports when it is listening.
     ASSERT_TRUE(monitor.waitForErrors("Monitoring bus message stream"));
     ChildProcess client({CLIENT_PROGRAM}, {{"AIPQ_TV", television.name()}});
     client.tell(std::string("set ") + BRIGHTNESS + " 77");

@@ -1,4 +1,4 @@
-// aipqctl capture, with the one video pipeline of the machine.
+// aipqctl capture, with the machine's only video pipeline.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <mqueue.h>
@@ -38,7 +38,7 @@ class ACapture : public testing::Test {
 
     std::string path(const std::string& name) const { return m_folder / name; }
 
-    // "224x224", or why there is none.
+    // Returns "224x224", or why the file has no size.
     std::string sizeOf(const std::string& name) const {
         png_image image{};
         image.version = PNG_IMAGE_VERSION;
@@ -59,7 +59,7 @@ TEST_F(ACapture, SavesAFrame) {
     EXPECT_EQ(sizeOf("frame.png"), "224x224");
 }
 
-TEST_F(ACapture, SavesFramesThatTheLibraryCallsBackWith) {
+TEST_F(ACapture, SavesFramesFromTheLibrarysCallback) {
     const Result result = runEmbedded(
         {"capture", "--async", "-n", "3", "--size", "160x90", "-o", path("f-%03d.png"), "--json"});
     EXPECT_EQ(result.exitCode, 0) << result.err;
@@ -77,7 +77,7 @@ TEST_F(ACapture, WaitsBetweenFrames) {
     EXPECT_EQ(sizeOf("3.png"), "224x224");
 }
 
-TEST_F(ACapture, WithoutAnEndEndsWellWithCtrlC) {
+TEST_F(ACapture, ExitsWith0AfterCtrlCIfItHasNoLimit) {
     Running capture(program({"--embedded", "capture", "--every", "3600", "-o", path("%d.png")}));
     EXPECT_THAT(capture.readLine(), HasSubstr("/1.png: 224 x 224"));
     capture.interrupt();
@@ -86,7 +86,7 @@ TEST_F(ACapture, WithoutAnEndEndsWellWithCtrlC) {
     EXPECT_EQ(mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY), -1) << "the queue is left behind";
 }
 
-TEST_F(ACapture, ThatCtrlCStopsBeforeItsEndIsCutShort) {
+TEST_F(ACapture, ExitsWith130AfterCtrlCBeforeItsLimit) {
     Running capture(program({"--embedded", "capture", "-n", "3", "--every", "3600", "-o", path("%d.png")}));
     EXPECT_THAT(capture.readLine(), HasSubstr("/1.png"));
     capture.interrupt();
@@ -95,7 +95,7 @@ TEST_F(ACapture, ThatCtrlCStopsBeforeItsEndIsCutShort) {
     EXPECT_EQ(result.err, "aipqctl: stopped after 1 of 3 frames\n");
 }
 
-TEST_F(ACapture, WithoutAPipelineSaysSo) {
+TEST_F(ACapture, ReportsAMissingPipeline) {
     setenv("AIPQ_TV_VIDEO", "off", 1);
     for (const Arguments& more : {Arguments{}, Arguments{"--async"}}) {
         Arguments arguments{"capture", "-o", path("frame.png")};
@@ -106,7 +106,7 @@ TEST_F(ACapture, WithoutAPipelineSaysSo) {
     }
 }
 
-TEST_F(ACapture, DoesNotBlockOnAQueueThatNobodyReads) {
+TEST_F(ACapture, DoesNotBlockOnAFullQueue) {
     setenv("AIPQ_TV_VIDEO", "off", 1);
     mq_attr attributes{};
     attributes.mq_maxmsg = video::REQUEST_QUEUE_DEPTH;
@@ -122,14 +122,14 @@ TEST_F(ACapture, DoesNotBlockOnAQueueThatNobodyReads) {
     EXPECT_EQ(result.err, "aipqctl: no frame arrives: is a video pipeline running?\n");
 }
 
-TEST_F(ACapture, ToAFileThatCannotBeWrittenIsABadFile) {
+TEST_F(ACapture, ReportsAFileThatCannotBeWritten) {
     const Result result = runEmbedded({"capture", "-o", path("no/frame.png")});
     EXPECT_EQ(result.exitCode, 6);
     EXPECT_EQ(result.err,
               "aipqctl: cannot write '" + path("no/frame.png") + "': No such file or directory\n");
 }
 
-TEST_F(ACapture, LeavesTheDeviceThatItCannotWrite) {
+TEST_F(ACapture, KeepsADeviceThatCannotBeWritten) {
     fs::create_symlink("/dev/full", path("full"));
     for (const char* const format : {"png", "rgb"}) {
         const Result result = runEmbedded({"capture", "--format", format, "-o", path("full")});
@@ -139,7 +139,7 @@ TEST_F(ACapture, LeavesTheDeviceThatItCannotWrite) {
     }
 }
 
-TEST_F(ACapture, GoesToStandardOutput) {
+TEST_F(ACapture, WritesToStandardOutput) {
     const Result png = runEmbedded({"capture", "-o", "-"});
     EXPECT_EQ(png.exitCode, 0) << png.err;
     EXPECT_EQ(png.out.substr(0, 8), "\x89PNG\r\n\x1a\n");
@@ -149,7 +149,7 @@ TEST_F(ACapture, GoesToStandardOutput) {
     EXPECT_EQ(rgb.out.size(), 3 * 16 * 9 * 3U);
 }
 
-TEST_F(ACapture, EndsQuietlyWhenItsReaderHasEnough) {
+TEST_F(ACapture, EndsQuietlyWhenItsReaderClosesThePipe) {
     const Result result =
         runShell("set -o pipefail; " AIPQCTL_PROGRAM
                  " --embedded capture --format rgb --size 16x9 -n 0 -o - | head -c 1000 | wc -c");
@@ -164,7 +164,7 @@ TEST_F(ACapture, PutsRawFramesIntoOneFile) {
     EXPECT_EQ(fs::file_size(path("film.rgb")), 2 * 16 * 9 * 3U);
 }
 
-TEST_F(ACapture, OfABadSizeIsRefused) {
+TEST_F(ACapture, RejectsAnInvalidSize) {
     const std::string advice = ": for example 160x90, and at most 50176 pixels\n";
     struct {
         const char* size;
@@ -184,20 +184,20 @@ TEST_F(ACapture, OfABadSizeIsRefused) {
     }
 }
 
-TEST_F(ACapture, OfSeveralFramesWantsSeveralFiles) {
+TEST_F(ACapture, RequiresAFileNamePatternForSeveralFrames) {
     const Result result = runEmbedded({"capture", "-n", "2", "-o", path("frame.png")});
     EXPECT_EQ(result.exitCode, 2);
     EXPECT_EQ(result.err,
               "aipqctl: several frames need several files: put %d into the name, as in frame-%d.png\n");
 }
 
-// Root may open everything: the program then runs as nobody.
+// Root may open everything, so the program runs as the user nobody.
 void withoutRights(Television&) {
     constexpr uid_t nobody = 65534;
     if (geteuid() == 0 && setresuid(nobody, nobody, nobody) != 0) _exit(97);
 }
 
-TEST_F(ACapture, WithoutRightsOnTheBlockSaysSo) {
+TEST_F(ACapture, ReportsMissingRightsOnTheBlock) {
     setenv("AIPQ_TV_VIDEO", "off", 1);
     ASSERT_NE(shmget(video::CAPTURE_BLOCK_KEY, sizeof(video::CaptureBlock), IPC_CREAT | IPC_EXCL), -1);
     const Result result = runOn(withoutRights, {"capture", "-o", path("frame.png")});
@@ -206,7 +206,7 @@ TEST_F(ACapture, WithoutRightsOnTheBlockSaysSo) {
               "aipqctl: the capture block may not be opened: run as root, or as the pipeline's user\n");
 }
 
-TEST_F(ACapture, WithoutRightsOnTheQueueSaysSo) {
+TEST_F(ACapture, ReportsMissingRightsOnTheQueue) {
     setenv("AIPQ_TV_VIDEO", "off", 1);
     const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_CREAT | O_EXCL | O_RDONLY, 0, nullptr);
     ASSERT_NE(queue, -1);

@@ -1,4 +1,4 @@
-// aipqctl on a television that is another process, and that leaves at any moment.
+// aipqctl with a television in another process that ends at any moment.
 #include <gmock/gmock.h>
 
 #include <chrono>
@@ -53,11 +53,11 @@ class ALeavingTelevision : public testing::Test {
 
 class ARead : public ALeavingTelevision, public testing::WithParamInterface<Arguments> {};
 
-// Whenever the television is killed: either everything was read, or nothing is printed.
-TEST_P(ARead, IsAValueOrAFailureWheneverTheTelevisionIsKilled) {
+// The television is killed at different times: either the whole result is printed, or nothing.
+TEST_P(ARead, PrintsEverythingOrNothingIfTheTelevisionIsKilled) {
     const Result whole = run(to(GetParam()));
     ASSERT_EQ(whole.exitCode, 0) << whole.err;
-    // Every request takes this long, so that the moments below are in each of them.
+    // Every request takes this long, so the kill times below fall into each request.
     constexpr auto delay = 60ms;
     int failures = 0;
     for (int moment = 0; moment < 12; ++moment) {
@@ -86,7 +86,7 @@ INSTANTIATE_TEST_SUITE_P(All, ARead,
                                          Arguments{"get", "--json"}, Arguments{"info", "--json"},
                                          Arguments{"source", "get"}, Arguments{"key", "get", NR}));
 
-TEST_F(ALeavingTelevision, IsToldByAWatchOnceAndOnceThatItIsBack) {
+TEST_F(ALeavingTelevision, IsReportedOnceByAWatchAndOnceOnItsReturn) {
     Running watch(program(to({"watch"})));
     for (int i = 0; i < 10; ++i) EXPECT_NE(watch.readLine(), "");
     television.kill();
@@ -99,7 +99,7 @@ TEST_F(ALeavingTelevision, IsToldByAWatchOnceAndOnceThatItIsBack) {
     EXPECT_EQ(watch.finish().exitCode, 0);
 }
 
-TEST_F(ALeavingTelevision, IsToldInJson) {
+TEST_F(ALeavingTelevision, IsReportedInJson) {
     Running watch(program(to({"watch", "brightness", "--json"})));
     std::string lines = watch.readLine() + '\n';
     television.kill();
@@ -108,7 +108,7 @@ TEST_F(ALeavingTelevision, IsToldInJson) {
     EXPECT_EQ(validate("watch", lines), "");
 }
 
-TEST_F(ALeavingTelevision, DoesNotRefuse) {
+TEST_F(ALeavingTelevision, IsNotReportedAsARefusal) {
     television.setFault(SWITCH_ACTION, "key.never_answer", 1);
     Running request(program(to({"source", "request", "av"})));
     ASSERT_TRUE(becomes([&] { return television.subscribers(SWITCH_ACTION) > 0; }));
@@ -119,7 +119,7 @@ TEST_F(ALeavingTelevision, DoesNotRefuse) {
               "aipqctl: no television 'leaving' answers: start aipq-television, or use --embedded\n");
 }
 
-TEST_F(ALeavingTelevision, EndsASettingOnItsWay) {
+TEST_F(ALeavingTelevision, EndsAnUnfinishedSetCommand) {
     television.setFault("", "notifications.delay", 300);
     Running set(program(to({"set", "brightness", "100", "--wait"})));
     EXPECT_EQ(set.readLine(), "brightness 52");
@@ -127,7 +127,7 @@ TEST_F(ALeavingTelevision, EndsASettingOnItsWay) {
     EXPECT_EQ(set.finish().exitCode, 7);
 }
 
-TEST_F(ALeavingTelevision, EndsADoctor) {
+TEST_F(ALeavingTelevision, EndsTheDoctorCommand) {
     Running doctor(program(to({"doctor", "--no-video"})));
     for (int i = 0; i < 5; ++i) EXPECT_THAT(doctor.readLine(), StartsWith("ok    "));
     television.kill();
@@ -137,7 +137,7 @@ TEST_F(ALeavingTelevision, EndsADoctor) {
     EXPECT_THAT(result.out, HasSubstr("not run: interrupted\n"));
 }
 
-TEST_F(ALeavingTelevision, KeepsTheValueThatAnInterruptedSettingNames) {
+TEST_F(ALeavingTelevision, KeepsTheValueThatAnInterruptedSetReports) {
     television.setFault("", "notifications.delay", 100);
     Running set(program(to({"set", "brightness", "100", "--wait"})));
     EXPECT_EQ(set.readLine(), "brightness 52");
@@ -149,9 +149,9 @@ TEST_F(ALeavingTelevision, KeepsTheValueThatAnInterruptedSettingNames) {
                               ": stopped on its way to 100\n");
 }
 
-// The settings of one television, on another.
+// Settings that are saved from one run of the television and restored on the next
 
-TEST_F(ALeavingTelevision, HasItsSettingsRestoredWhenItIsBack) {
+TEST_F(ALeavingTelevision, GetsItsSavedSettingsBackOnItsReturn) {
     const std::string file = fileWith("settings", "");
     ASSERT_EQ(run(to({"set", "brightness=60", "nr=high", "color-tuner-luma=-7"})).exitCode, 0);
     ASSERT_EQ(run(to({"key", "set", PQ_SETTING, "1",  "2",  "3",  "4",  "5",  "6",  "7",

@@ -116,7 +116,8 @@ Result run(const Arguments& arguments) { return Running(program(arguments)).fini
 
 Running::Body programOn(const Arrange& arrange, const Arguments& arguments) {
     return [arrange, arguments]() {
-        // The platform reads it when the television is made, which is before the program sets it.
+        // The platform reads AIPQ_TV when the television is created, which happens before the program sets
+        // it.
         setenv("AIPQ_TV", "embedded", 1);
         setenv("AIPQ_TV_LOG", "off", 0);
         arrange(simulated::Television::instance());

@@ -1,5 +1,5 @@
-// Runs of aipqctl: the installed program with a television of its own, or the same code in a process whose
-// television the test arranges.
+// Runs aipqctl: the installed program with an embedded television, or the same code in a child process with a
+// television that the test prepares.
 #ifndef TESTS_AIPQCTL_RUN_H
 #define TESTS_AIPQCTL_RUN_H
 
@@ -15,15 +15,15 @@
 namespace tests {
 
 struct Result {
-    int exitCode = -1;  // -1 if a signal ended it
+    int exitCode = -1;  // -1 if a signal killed the program
     std::string out;
     std::string err;
 };
 
-// A program that has been started; its standard output can be read line by line.
+// A running program. A test can read its standard output line by line.
 class Running {
   public:
-    // In the child, with its streams in place; returns the exit code.
+    // Runs in the child, after its streams are redirected; returns the exit code.
     using Body = std::function<int()>;
 
     explicit Running(const Body& body);
@@ -31,12 +31,12 @@ class Running {
     Running(const Running&) = delete;
     Running& operator=(const Running&) = delete;
 
-    // The next line, without its end; empty if there is none any more.
+    // Returns the next line without its line break; empty at the end.
     std::string readLine();
     void interrupt() const;
-    // Nobody reads its standard output any more.
+    // Closes the reading end of the program's standard output.
     void closeOutput();
-    // Waits for its end. `out` is what readLine() has not read.
+    // Waits for the program to end. `out` has the output that readLine() has not read.
     Result finish();
 
   private:
@@ -47,30 +47,30 @@ class Running {
 
 using Arguments = std::vector<std::string>;
 
-// The command with the key of the PQ parameters and these numbers, filled up with zeros.
+// Appends the key of the PQ parameters and these numbers, padded with zeros, to a command.
 Arguments setPq(Arguments command, const Arguments& numbers);
 
-// The program, as a user runs it.
+// The installed program.
 Running::Body program(const Arguments& arguments);
 Result run(const Arguments& arguments);
-// With a television of its own.
+// Runs the program with an embedded television.
 Result runEmbedded(const Arguments& arguments);
 
-// The same with this process's television, which `arrange` puts into the wanted state.
+// Runs the same code with a television in a forked process. `arrange` prepares that television.
 using Arrange = std::function<void(simulated::Television&)>;
 Running::Body programOn(const Arrange& arrange, const Arguments& arguments);
 Result runOn(const Arrange& arrange, const Arguments& arguments);
 
-// What an independent validator finds wrong with `lines`, one JSON object each; empty if nothing.
+// Returns the errors that an independent validator reports for `lines`, one JSON object each; empty if none.
 std::string validate(const std::string& schema, const std::string& lines);
 
-// Names a table's tests by its rows.
+// Names the tests of a table after its rows.
 inline constexpr auto nameOfRow = [](const auto& row) { return std::string(row.param.name); };
 
-// Matches a whole text; the pattern is POSIX's, with \d for a digit and \n for the end of a line, too.
+// Matches a whole text with a POSIX regular expression; \d is a digit, \n also the end of a line.
 testing::PolymorphicMatcher<testing::internal::MatchesRegexMatcher> Reads(std::string pattern);
 
-// One command of a shell, both streams together.
+// Runs a shell command; `out` has both streams.
 Result runShell(const std::string& command);
 
 }  // namespace tests

@@ -1,4 +1,4 @@
-// aipqctl on televisions that fail or change, and what it prints for programs.
+// aipqctl with televisions that fail or change, and its output for programs.
 #include <gmock/gmock.h>
 #include <poll.h>
 #include <unistd.h>
@@ -26,7 +26,7 @@ namespace {
 
 void nothing(Television&) {}
 
-// Waits in the program's process until it follows the key, and then acts.
+// Waits in the program's process until it subscribes to the key, then calls `act`.
 Arrange onceFollowed(const std::string& key, const std::function<void(Television&)>& act) {
     return [key, act](Television& television) {
         std::thread([key, act, &television] {
@@ -55,7 +55,7 @@ void PrintTo(const Trouble& row, std::ostream* out) { *out << row.name; }
 
 class ATelevisionThat : public testing::TestWithParam<Trouble> {};
 
-TEST_P(ATelevisionThat, IsToldFromABadCommand) {
+TEST_P(ATelevisionThat, IsDistinguishedFromAWrongCommandLine) {
     const Result result = runOn(GetParam().arrange, GetParam().arguments);
     EXPECT_EQ(result.exitCode, GetParam().exitCode);
     EXPECT_EQ(result.err, "aipqctl: " + GetParam().line + '\n');
@@ -177,8 +177,8 @@ INSTANTIATE_TEST_SUITE_P(
                 "no application manager answers: is this process allowed to reach it?"}),
     nameOfRow);
 
-TEST(ASetting, ShowsTheStepsOfItsWay) {
-    // Slow news, so that each finds the library's worker waiting even on a busy machine.
+TEST(ASetting, PrintsItsSteps) {
+    // A slow notification finds the library's worker waiting even on a busy machine.
     const auto slow = [](Television& television) {
         television.model().setNotificationDelay(std::chrono::milliseconds(250));
     };
@@ -188,7 +188,7 @@ TEST(ASetting, ShowsTheStepsOfItsWay) {
                                   R"(saturation 50 -> 45, confirmed after \d\.\d s\n)"));
 }
 
-TEST(ASetting, ArrivesEvenIfTheTelevisionDoesNotAnnounceIt) {
+TEST(ASetting, ArrivesWithoutANotification) {
     KeyFaults faults;
     faults.dropNotifications = 1;
     const Result result = runOn(withFaults(MEMC, faults), {"set", "memc", "4", "--wait"});
@@ -196,7 +196,7 @@ TEST(ASetting, ArrivesEvenIfTheTelevisionDoesNotAnnounceIt) {
     EXPECT_THAT(result.out, StartsWith("memc 2 -> 4, confirmed"));
 }
 
-TEST(ASetting, ThatCtrlCStopsOnItsWayIsCutShort) {
+TEST(ASetting, ExitsWith130AfterCtrlC) {
     KeyFaults slow;
     slow.notificationDelay = std::chrono::milliseconds(300);
     Running set(programOn(withFaults(BRIGHTNESS, slow), {"set", "brightness", "100", "--wait"}));
@@ -209,7 +209,7 @@ TEST(ASetting, ThatCtrlCStopsOnItsWayIsCutShort) {
 
 // Events
 
-TEST(AWatch, PrintsWhatIsThereAndThenEachChange) {
+TEST(AWatch, PrintsTheCurrentValuesAndThenEachChange) {
     const auto change = [](Television& television) {
         television.model().set(BRIGHTNESS, 10);
         television.model().set(BRIGHTNESS, 20);
@@ -223,7 +223,7 @@ TEST(AWatch, PrintsWhatIsThereAndThenEachChange) {
         Reads(R"(.*"initial":true\}\n.*"value":10,"initial":false\}\n.*"value":20,"initial":false\}\n)"));
 }
 
-TEST(AWatch, EndsWellWithCtrlC) {
+TEST(AWatch, ExitsWith0AfterCtrlC) {
     Running watch(program({"--embedded", "watch", "brightness"}));
     EXPECT_THAT(watch.readLine(), EndsWith("  brightness  50"));
     watch.interrupt();
@@ -232,7 +232,7 @@ TEST(AWatch, EndsWellWithCtrlC) {
     EXPECT_EQ(result.err, "");
 }
 
-TEST(AWatch, EndsWellWhenNobodyReadsIt) {
+TEST(AWatch, ExitsWith0WhenItsReaderClosesThePipe) {
     const auto change = [](Television& television) {
         for (int i = 0;; i = (i + 1) % 100) {
             television.model().set(BRIGHTNESS, i);
@@ -247,19 +247,19 @@ TEST(AWatch, EndsWellWhenNobodyReadsIt) {
     EXPECT_EQ(result.err, "");
 }
 
-TEST(Output, ThatCannotBeWrittenIsABadFile) {
+TEST(Output, ReportsAWriteError) {
     const Result result = runShell(AIPQCTL_PROGRAM " list >/dev/full");
     EXPECT_EQ(result.exitCode, 6);
     EXPECT_EQ(result.out, "aipqctl: the output cannot be written: No space left on device\n");
 }
 
-TEST(Output, ThatIsClosedSaysSo) {
+TEST(Output, ReportsAClosedStream) {
     const Result result = runShell(AIPQCTL_PROGRAM " list >&-");
     EXPECT_EQ(result.exitCode, 6);
     EXPECT_EQ(result.out, "aipqctl: the output cannot be written: standard output is closed\n");
 }
 
-TEST(Output, HasNoControlCharactersOfAValue) {
+TEST(Output, EscapesTheControlCharactersOfAValue) {
     const auto arrange = [](Television& television) {
         television.model().set(SOURCE, std::string("\x1b]0;x\a\xc2\x9b\xe2\x80\xae\xff"));
     };
@@ -274,7 +274,7 @@ TEST(Output, HasNoControlCharactersOfAValue) {
     EXPECT_EQ(validate("key", json.out), "");
 }
 
-TEST(AKeyThatCannotBeRead, IsNoValueInJson) {
+TEST(AKeyThatCannotBeRead, HasNoValueInJson) {
     const Result settings = runOn(noBrightness, {"get", "--json"});
     EXPECT_EQ(settings.exitCode, 3);
     EXPECT_THAT(settings.out, StartsWith(R"({"brightness":null,"contrast":50,)"));
@@ -286,7 +286,7 @@ TEST(AKeyThatCannotBeRead, IsNoValueInJson) {
     EXPECT_THAT(runOn(noBrightness, {"channel"}).out, HasSubstr("Garden"));
 }
 
-TEST(ATelevisionOfABadName, IsWrongUse) {
+TEST(ATelevisionOfABadName, IsAWrongCommandLine) {
     for (const char* const name : {"a/b", "", "5", "embedded@", "x@y"}) {
         const Result result = run({"--tv", name, "get"});
         if (std::string(name).empty()) continue;
@@ -295,8 +295,8 @@ TEST(ATelevisionOfABadName, IsWrongUse) {
     }
 }
 
-TEST(ThePower, IsToldUntilCtrlC) {
-    // Nothing shows when the program has begun to listen: it is told that it runs until it has printed so.
+TEST(ThePowerCommand, PrintsEventsUntilCtrlC) {
+    // No event shows when the program has begun to listen: repeat `running` until it has printed one.
     std::array<int, 2> heard{};
     ASSERT_EQ(pipe(heard.data()), 0);
     const auto tell = [heard](Television& television) {
@@ -367,14 +367,14 @@ INSTANTIATE_TEST_SUITE_P(
                     Schema{"key", setPq({"key", "set"}, {"1", "2"})},
                     Schema{"watch", {"key", "watch", PQ_SETTING, "--seconds", "0.1"}}));
 
-TEST(TheValidator, FindsWhatIsWrong) {
+TEST(TheValidator, FindsErrors) {
     EXPECT_THAT(validate("get", "{\"brightness\":true}"), HasSubstr("is not valid under any"));
     EXPECT_THAT(validate("key", R"({"key":"k","type":"string","value":5})"),
                 HasSubstr("is not of type 'string'"));
     EXPECT_THAT(validate("get", ""), HasSubstr("no document"));
 }
 
-TEST(JsonOutput, IsValidForATextThatIsNoUtf8) {
+TEST(JsonOutput, IsValidForTextThatIsNotUtf8) {
     const auto arrange = [](Television& television) {
         television.model().set(SOURCE, std::string("HDMI\xFF"));
     };

@@ -1,4 +1,4 @@
-// aipqctl: what it prints, and what it says about bad input.
+// aipqctl: its output, and its messages about wrong input.
 #include <gmock/gmock.h>
 
 #include "aipqctl_run.h"
@@ -10,19 +10,19 @@ using namespace tests::keys;
 
 namespace {
 
-// What a run prints
+// Output
 
 struct Output {
     const char* name;
     Arguments arguments;
-    std::string out;  // a regular expression for all of it
+    std::string out;  // a regular expression for the whole text
 };
 
 void PrintTo(const Output& row, std::ostream* out) { *out << row.name; }
 
 class ACommand : public testing::TestWithParam<Output> {};
 
-TEST_P(ACommand, PrintsWhatItFoundAndDid) {
+TEST_P(ACommand, PrintsItsResult) {
     const Result result = runEmbedded(GetParam().arguments);
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_THAT(result.err, IsEmpty());
@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(
         Output{"setToWhatItIs", {"set", "contrast", "50", "--wait"}, R"(contrast 50 -> 50, confirmed.*\n)"},
         Output{"setAtOnce", {"set", "nr", "4", "--wait"}, R"(nr 4\nnr 0 -> 4, confirmed after \d\.\d s\n)"},
         Output{"setTunerMode", {"set", "color-tuner", "3"}, "color-tuner 0 -> 3\n"},
-        // -1 is also what the library answers if it cannot read.
+        // -1 is also the library's return value for a failed read.
         Output{"setTunerLuma", {"set", "color-tuner-luma", "-1"}, "color-tuner-luma 0 -> -1\n"},
         Output{"watch",
                {"watch", "brightness", SOURCE, "--seconds", "0.2"},
@@ -141,7 +141,7 @@ INSTANTIATE_TEST_SUITE_P(
         Output{"completeNothing", {"complete", "--", "set", "brightness", ""}, ""}),
     nameOfRow);
 
-// Bad input
+// Wrong input
 
 struct Mistake {
     const char* name;
@@ -154,14 +154,14 @@ void PrintTo(const Mistake& row, std::ostream* out) { *out << row.name; }
 
 class AMistake : public testing::TestWithParam<Mistake> {};
 
-TEST_P(AMistake, IsOneLineThatSaysWhatToDo) {
+TEST_P(AMistake, IsReportedInOneLineWithAdvice) {
     const Result result = runEmbedded(GetParam().arguments);
     EXPECT_EQ(result.exitCode, GetParam().exitCode);
     EXPECT_EQ(result.err, "aipqctl: " + GetParam().line + '\n');
     EXPECT_THAT(result.out, IsEmpty());
 }
 
-// A line of 1000 characters at most.
+// The message has at most 1000 characters.
 const std::string HEAD = "no setting or key '";
 const std::string TAIL = "': 'aipqctl list' shows all; for others use 'aipqctl key'";
 
@@ -225,7 +225,7 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"unknownMenuValue", {"set", "memc", "quick"}, 4, "memc takes a whole number, not 'quick'"},
         Mistake{"relativeTooHigh", {"set", "brightness", "+51"}, 5, "brightness takes 0 to 100, not 101"},
         Mistake{"relativeText", {"set", "brightness", "+x"}, 4, "brightness takes a whole number, not 'x'"},
-        // The second mistake is found before the first is set.
+        // aipqctl finds the second error before it sets the first value.
         Mistake{"oneOfSeveral", {"set", "nr=1", "memc=6"}, 5, "memc takes 0 to 5, not 6"},
         Mistake{"noFormat", {"capture", "--format", "gif"}, 3, "no format 'gif': png or rgb"},
         Mistake{"controlCharacters",
@@ -347,7 +347,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "dovra.sl2.i32.video.brightness is of type integer on this television, not int64"}),
     nameOfRow);
 
-TEST(AMistakeInTheCatalogue, IsABadFile) {
+TEST(AMistakeInTheCatalogue, IsReportedAsABadFile) {
     setenv("AIPQ_TV_CATALOGUE", "/nonexistent", 1);
     const Result result = runEmbedded({"get"});
     unsetenv("AIPQ_TV_CATALOGUE");

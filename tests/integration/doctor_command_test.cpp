@@ -1,4 +1,4 @@
-// `aipqctl doctor` as a command: its options, its outputs read by others, and how it ends.
+// The command `aipqctl doctor`: its options, its output formats, and its exit.
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <unistd.h>
@@ -31,7 +31,7 @@ class TheDoctorCommand : public tests::TelevisionTest {
     TheDoctorCommand() { fs::create_directory(m_folder); }
     ~TheDoctorCommand() override { fs::remove_all(m_folder); }
 
-    // The exit code.
+    // Returns the exit code.
     int run(const std::vector<std::string>& arguments, bool json = false) {
         CLI::App app;
         aipqctl::Context context;
@@ -49,7 +49,7 @@ class TheDoctorCommand : public tests::TelevisionTest {
 
     std::string path(const std::string& name) const { return m_folder / name; }
 
-    // Whether a command of the shell succeeds; what it prints is told if not.
+    // Succeeds if a shell command succeeds; otherwise the failure message has the command's output.
     testing::AssertionResult succeeds(const std::string& command) const {
         if (std::system((command + " >" + path("said") + " 2>&1").c_str()) == 0)
             return testing::AssertionSuccess();
@@ -75,14 +75,14 @@ class TheDoctorCommand : public tests::TelevisionTest {
     const fs::path m_folder = fs::temp_directory_path() / ("doctor_command_test." + std::to_string(getpid()));
 };
 
-TEST_F(TheDoctorCommand, EndsWith0WhenAllPassed) {
+TEST_F(TheDoctorCommand, ExitsWith0IfAllChecksPass) {
     EXPECT_EQ(run({"--only", "key", "--skip", SOURCE}), EXIT_DONE);
     EXPECT_THAT(output, HasSubstr("\nok    key dovra.sl2.i32.video.brightness: integer, 50 in 0..100   ("));
     EXPECT_THAT(output, HasSubstr("\n24 passed, 0 failed, 0 not run\n"));
     EXPECT_THAT(output, Not(HasSubstr(SOURCE)));
 }
 
-TEST_F(TheDoctorCommand, EndsWith1WhenACheckFailed) {
+TEST_F(TheDoctorCommand, ExitsWith1IfACheckFails) {
     model.set(BRIGHTNESS, 137);
     EXPECT_EQ(run({"--only", BRIGHTNESS}), EXIT_REFUSED);
     EXPECT_THAT(output, HasSubstr("FAIL  key dovra.sl2.i32.video.brightness: 137 is not in 0..100   ("));
@@ -90,13 +90,13 @@ TEST_F(TheDoctorCommand, EndsWith1WhenACheckFailed) {
     EXPECT_THAT(output, HasSubstr("\n1 passed, 1 failed, 3 not run\n"));
 }
 
-TEST_F(TheDoctorCommand, EndsWith7WhenNobodyAnswers) {
+TEST_F(TheDoctorCommand, ExitsWith7IfNoTelevisionAnswers) {
     television.framework().failLookups(1);
     EXPECT_EQ(run({}), EXIT_NO_TELEVISION);
     EXPECT_THAT(output, HasSubstr("\n0 passed, 1 failed, 67 not run\n"));
 }
 
-TEST_F(TheDoctorCommand, NamesAnUnknownCheck) {
+TEST_F(TheDoctorCommand, ReportsAnUnknownCheck) {
     EXPECT_EQ(run({"--only", "colour"}), EXIT_UNKNOWN);
     EXPECT_EQ(errors, "aipqctl: no check is named 'colour': 'aipqctl doctor --list' names them\n");
     EXPECT_EQ(output, "");
@@ -109,7 +109,7 @@ TEST_F(TheDoctorCommand, ListsWithoutTouchingTheTelevision) {
     EXPECT_EQ(television.framework().lookups(), 0U);
 }
 
-TEST_F(TheDoctorCommand, WritesNothingWithoutWriting) {
+TEST_F(TheDoctorCommand, WritesNoKeyIfWritingIsOff) {
     EXPECT_EQ(run({"--no-write", "--no-video"}), EXIT_DONE);
     for (const simulated::KeyDefinition& key : model.keys()) {
         EXPECT_TRUE(model.writes(key.name).empty()) << key.name;
@@ -117,7 +117,7 @@ TEST_F(TheDoctorCommand, WritesNothingWithoutWriting) {
     }
 }
 
-TEST_F(TheDoctorCommand, WritesJsonThatKeepsItsSchema) {
+TEST_F(TheDoctorCommand, WritesJsonThatFollowsItsSchema) {
     EXPECT_EQ(run({"--list"}, true), EXIT_DONE);
     EXPECT_TRUE(keepsTheSchema());
     model.set(SOURCE, std::string("\"\xff\n"));
@@ -136,7 +136,7 @@ TEST_F(TheDoctorCommand, WritesItsJsonOnOneLine) {
     EXPECT_EQ(output.find('\n'), output.size() - 1);
 }
 
-TEST_F(TheDoctorCommand, GradesAWarning) {
+TEST_F(TheDoctorCommand, ReportsAWarning) {
     model.setRows(CHANNELS, {});
     EXPECT_EQ(run({"--only", "channels"}), EXIT_DONE);
     EXPECT_THAT(output, HasSubstr("\nwarn  channels "));
@@ -152,7 +152,7 @@ TEST_F(TheDoctorCommand, SuggestsANameForAMisspeltOne) {
     EXPECT_EQ(errors, "aipqctl: no check is named 'chanels'; did you mean 'channels'?\n");
 }
 
-TEST_F(TheDoctorCommand, KeepsTheFileOfResultsUntilThereAreNewOnes) {
+TEST_F(TheDoctorCommand, KeepsTheOldResultFileUntilNewResultsExist) {
     const std::string file = path("results.xml");
     std::ofstream(file) << "before";
     EXPECT_EQ(run({"--junit", file, "--only", "chanels"}), EXIT_UNKNOWN);
@@ -161,7 +161,7 @@ TEST_F(TheDoctorCommand, KeepsTheFileOfResultsUntilThereAreNewOnes) {
     EXPECT_GT(fs::file_size(file), 100U);
 }
 
-TEST_F(TheDoctorCommand, WritesJUnitThatOthersRead) {
+TEST_F(TheDoctorCommand, WritesValidJUnitXml) {
     const std::string file = path("junit.xml");
     model.set(SOURCE, std::string("<&\"'\x01\xff"));
     model.set(BRIGHTNESS, -1);
@@ -180,7 +180,7 @@ TEST_F(TheDoctorCommand, WritesJUnitThatOthersRead) {
         file));
 }
 
-TEST_F(TheDoctorCommand, TouchesNothingWhenTheFileCannotBeWritten) {
+TEST_F(TheDoctorCommand, ChangesNothingIfTheFileCannotBeWritten) {
     EXPECT_EQ(run({"--junit", path("nowhere/junit.xml")}), EXIT_BAD_FILE);
     EXPECT_THAT(errors, HasSubstr("nowhere/junit.xml': No such file or directory"));
     EXPECT_EQ(television.framework().lookups(), 0U);
@@ -188,9 +188,9 @@ TEST_F(TheDoctorCommand, TouchesNothingWhenTheFileCannotBeWritten) {
 
 class AnInterruptedDoctor : public TheDoctorCommand, public testing::WithParamInterface<int> {};
 
-TEST_P(AnInterruptedDoctor, PutsBackWhatItChanged) {
+TEST_P(AnInterruptedDoctor, RestoresTheValuesThatItChanged) {
     const tests::State before = tests::State::now();
-    // The check waits for the announcement of its write.
+    // The check waits for the notification of its write.
     model.holdNotifications();
     const auto interruption = std::async(std::launch::async, [&] {
         const bool written = eventually([&] { return !model.writes(BRIGHTNESS).empty(); });

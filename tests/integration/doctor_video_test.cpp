@@ -1,4 +1,4 @@
-// The checks of the way of the frames, against real queues, segments and pipelines with one fault each.
+// The checks of frame capture, with real queues, segments and pipelines that have one fault each.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <mqueue.h>
@@ -37,7 +37,7 @@ bool queueExists() {
     return queue != -1;
 }
 
-// Somebody else's queue, with requests that nobody takes.
+// Creates a queue of another program, with requests that nobody receives.
 void createQueue(long messageSize, mode_t rights = RIGHTS, int requests = 0) {
     mq_attr attributes{};
     attributes.mq_maxmsg = video::REQUEST_QUEUE_DEPTH;
@@ -74,7 +74,7 @@ class ADoctorOfFrames : public tests::TelevisionTest {
     static std::vector<Result> examineAll() { return examine({"queue", "segment", "frame", "callback"}); }
 };
 
-TEST_F(ADoctorOfFrames, FindsNothingWithAPipeline) {
+TEST_F(ADoctorOfFrames, FindsNoFaultInAWorkingPipeline) {
     startPipeline();
     const std::vector<Result> results = examineAll();
     expectAllPassed(results);
@@ -84,7 +84,7 @@ TEST_F(ADoctorOfFrames, FindsNothingWithAPipeline) {
     EXPECT_FALSE(queueExists());
 }
 
-TEST_F(ADoctorOfFrames, SeesWhetherFramesKeepComing) {
+TEST_F(ADoctorOfFrames, DetectsAnInterruptedFrameStream) {
     std::atomic<bool> stop{false};
     startPipeline();
     const auto stream = [&] {
@@ -100,7 +100,7 @@ TEST_F(ADoctorOfFrames, SeesWhetherFramesKeepComing) {
     EXPECT_THAT(missing.finding, HasSubstr("no frame arrived"));
 }
 
-TEST_F(ADoctorOfFrames, LeavesAQueueAndASegmentOfOthersAsTheyAre) {
+TEST_F(ADoctorOfFrames, DoesNotChangeAnExistingQueueAndSegment) {
     createQueue(static_cast<long>(video::REQUEST_SIZE), RIGHTS, 3);
     createSegment(sizeof(video::CaptureBlock));
     const std::vector<Result> results = examine({"queue", "segment"});
@@ -110,7 +110,7 @@ TEST_F(ADoctorOfFrames, LeavesAQueueAndASegmentOfOthersAsTheyAre) {
     EXPECT_NE(shmget(video::CAPTURE_BLOCK_KEY, sizeof(video::CaptureBlock), 0), -1);
 }
 
-TEST_F(ADoctorOfFrames, LeavesNoQueueAndNoSegmentBehind) {
+TEST_F(ADoctorOfFrames, RemovesItsQueueAndSegment) {
     expectAllPassed(examine({"queue", "segment"}));
     EXPECT_FALSE(queueExists());
     EXPECT_EQ(shmget(video::CAPTURE_BLOCK_KEY, 0, 0), -1);
@@ -126,7 +126,7 @@ TEST_F(ADoctorOfFrames, FindsAFullQueue) {
     expectOnlyFailure(examineAll(), QUEUE_CHECK, "is full, 5 of 5 requests waiting");
 }
 
-TEST_F(ADoctorOfFrames, FindsAQueueWithoutRights) {
+TEST_F(ADoctorOfFrames, FindsMissingRightsOnTheQueue) {
     createQueue(static_cast<long>(video::REQUEST_SIZE), 0);
     expectOnlyFailure(examineWithoutRights({"queue", "frame"}), QUEUE_CHECK,
                       "cannot be opened: Permission denied (errno 13)");
@@ -137,7 +137,7 @@ TEST_F(ADoctorOfFrames, FindsASegmentOfAnotherSize) {
     expectOnlyFailure(examineAll(), SEGMENT_CHECK, "exists with 4096 bytes instead of 150552");
 }
 
-TEST_F(ADoctorOfFrames, FindsASegmentWithoutRights) {
+TEST_F(ADoctorOfFrames, FindsMissingRightsOnTheSegment) {
     createSegment(sizeof(video::CaptureBlock), 0);
     const std::vector<Result> results = examineWithoutRights({"segment", "frame"});
     expectOnlyFailure(results, SEGMENT_CHECK,
@@ -145,14 +145,14 @@ TEST_F(ADoctorOfFrames, FindsASegmentWithoutRights) {
     EXPECT_THAT(results[1].finding, HasSubstr("with the rights 0"));
 }
 
-TEST_F(ADoctorOfFrames, AsksForNoFrameWhileAnotherProgramCaptures) {
+TEST_F(ADoctorOfFrames, RequestsNoFrameWhileAnotherProgramCaptures) {
     createQueue(static_cast<long>(video::REQUEST_SIZE));
     startPipeline();
     expectOnlyFailure(examineAll(), "frame", "the request queue exists already");
     EXPECT_TRUE(queueExists());
 }
 
-TEST_F(ADoctorOfFrames, FindsThatThereIsNoPipeline) {
+TEST_F(ADoctorOfFrames, FindsAMissingPipeline) {
     expectOnlyFailure(examineAll(), "frame", "no frame arrived, 3 requests waited 2 s each");
     EXPECT_FALSE(queueExists());
 }
@@ -170,19 +170,20 @@ TEST_F(ADoctorOfFrames, FindsAPipelineThatDies) {
     expectOnlyFailure(examineAll(), "frame", "no frame arrived");
 }
 
-TEST_F(ADoctorOfFrames, FindsThatTheCallbackIsNotCalled) {
+TEST_F(ADoctorOfFrames, FindsAMissingCallback) {
     startPipeline();
-    // The thread that would call it; before it, the check of the frames starts one and this one its first.
+    // Fails the third thread, which would call back: the frame check starts one thread before it, and so does
+    // the callback check.
     television.threads().fail(1, 2);
     expectOnlyFailure(examineAll(), "callback", "no frame arrived");
 }
 
-TEST_F(ADoctorOfFrames, FindsThatNoThreadCanBeCreated) {
+TEST_F(ADoctorOfFrames, FindsAFailedThreadCreation) {
     television.threads().fail(1);
     expectOnlyFailure(examineAll(), "frame", "the library did not create the request queue");
 }
 
-// Frames of one colour, of this size whatever was asked for.
+// Answers with frames of one colour and of this size, whatever size was requested.
 tests::ForkedPipeline::Answer grey(std::uint32_t width, std::uint32_t height) {
     return [=](unsigned, video::CaptureBlock& block) { tests::fillFrame(block, width, height, 77); };
 }

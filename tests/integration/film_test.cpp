@@ -1,5 +1,5 @@
-// Films of every kind on the simulated television, made by ffmpeg: their colours, sizes and scans, what the
-// television says about them, and files that are no films.
+// Films of many kinds on the simulated television, made by ffmpeg: their colours, sizes and scan types, the
+// television's format keys, and files that are not films.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -36,7 +36,7 @@ namespace fs = std::filesystem;
 
 constexpr unsigned WIDTH = 320;
 constexpr unsigned HEIGHT = 180;
-// Levels of 255 between the television's conversion to RGB and ffmpeg's.
+// The allowed difference, of 255 levels, between the television's RGB conversion and ffmpeg's.
 constexpr int TOLERANCE = 3;
 constexpr long MOST_MEMORY_KB = 500'000;
 
@@ -81,7 +81,7 @@ struct Tags {
     std::string matrix;         // of the colours: bt601, bt709 or bt2020
     std::string range;          // limited or full
     bool written = true;        // in the stream
-    std::string transfer = {};  // another one than the matrix's
+    std::string transfer = {};  // if it differs from the matrix's
 
     std::string options(const std::string& codec) const {
         if (!written) return range == "full" ? "-color_range pc" : "";
@@ -107,7 +107,7 @@ class AFilm : public tests::TelevisionTest {
 
     static std::string path(const std::string& name) { return folder / name; }
 
-    // Makes a film of a source of ffmpeg's.
+    // Makes a film from a source filter of ffmpeg.
     static std::string make(const std::string& name, const std::string& source, const std::string& options) {
         const Finished made = runProgram("ffmpeg -hide_banner -loglevel error -nostdin -y -f lavfi -i '" +
                                          source + "' " + options + " " + path(name));
@@ -145,7 +145,7 @@ class AFilm : public tests::TelevisionTest {
         return {picture.rgba.at(begin), picture.rgba.at(begin + 1), picture.rgba.at(begin + 2)};
     }
 
-    // The film's bars in RGB, decoded by ffmpeg.
+    // Decodes the film's bars to RGB with ffmpeg.
     static std::vector<std::array<int, 3>> decoded(const std::string& film, const std::string& matrix) {
         const Finished raw =
             runProgram("ffmpeg -hide_banner -loglevel error -nostdin -i " + film + " -frames:v 1 -vf scale=" +
@@ -218,14 +218,15 @@ TEST_F(AFilm, HasTheColoursOfItsMatrixAndRange) {
                     makeBars(std::to_string(count++) + container, codec, "320x180", {matrix, range}), matrix);
 }
 
-TEST_F(AFilm, HasTheColoursOfItsSizeIfItDoesNotName) {
+TEST_F(AFilm, HasTheDefaultColoursOfItsSizeIfItNamesNone) {
     expectDecodersColours(makeBars("sd.ts", "mpeg2", "720x576", {"bt601", "limited", false}), "bt601");
     expectDecodersColours(makeBars("hd.ts", "h264", "1280x720", {"bt709", "limited", false}), "bt709");
     expectDecodersColours(makeBars("uhd.mp4", "h264", "3840x2160", {"bt709", "limited", false}), "bt709");
 }
 
 TEST_F(AFilm, IsDeinterlaced) {
-    // A bar that moves between the fields: woven, every other line would have it elsewhere.
+    // A bar that moves between the two fields: without deinterlacing, every second row would show it
+    // elsewhere.
     const std::string moving =
         "color=black:size=1024x576:rate=50:duration=0.6,format=rgb24,drawbox=x=200:y=0:w=100:h=576:c=white:t="
         "fill,"
@@ -262,7 +263,7 @@ TEST_F(AFilm, KeepsItsAspectRatioBetweenBlackBars) {
     const auto isRed = [](const std::array<int, 3>& c) { return c[0] > 220 && c[1] < 30; };
     const auto isBlack = [](const std::array<int, 3>& c) { return c[0] < 5 && c[1] < 5 && c[2] < 5; };
     const std::string red = "color=red:rate=25:duration=0.2:size=";
-    // 4:3 by its pixels' shape: 240 of 320 columns.
+    // 4:3 with non-square pixels: 240 of 320 columns.
     play(make("pillars.ts", red + "720x576,setsar=16/15", "-c:v mpeg2video"));
     simulated::Picture picture = shown();
     EXPECT_TRUE(isBlack(at(picture, 38, 90)));
@@ -270,12 +271,12 @@ TEST_F(AFilm, KeepsItsAspectRatioBetweenBlackBars) {
     EXPECT_TRUE(isRed(at(picture, 277, 90)));
     EXPECT_TRUE(isBlack(at(picture, 281, 90)));
     EXPECT_TRUE(isRed(at(picture, 160, 0)));
-    // The whole panel in every size, bars included.
+    // The picture is the whole panel in every size, black bars included.
     picture = shown(200, 200);
     EXPECT_TRUE(isBlack(at(picture, 23, 100)));
     EXPECT_TRUE(isRed(at(picture, 27, 100)));
     EXPECT_TRUE(isRed(at(picture, 27, 199)));
-    // 16:9 by its pixels' shape.
+    // 16:9 with non-square pixels.
     play(make("anamorphic.ts", red + "720x576,setsar=64/45", "-c:v mpeg2video"));
     picture = shown();
     for (const auto& [x, y] : {std::pair(0U, 0U), {319U, 0U}, {0U, 179U}, {319U, 179U}})
@@ -290,8 +291,8 @@ TEST_F(AFilm, KeepsItsAspectRatioBetweenBlackBars) {
     EXPECT_TRUE(isRed(at(picture, 0, 90)));
 }
 
-TEST_F(AFilm, InHdrIsToneMapped) {
-    // Codes of 10 bits in limited range: black, PQ 203 cd/m2 or HLG 75 per cent, and the peak.
+TEST_F(AFilm, IsToneMappedIfItIsHdr) {
+    // 10-bit codes in limited range: black; the reference white (PQ 203 cd/m2 or HLG 75 per cent); the peak.
     const auto film = [](const std::string& name, const std::string& transfer, int white) {
         const std::string luma =
             "if(lt(X\\,W/3)\\,64\\,if(lt(X\\,2*W/3)\\," + std::to_string(white) + "\\,940))";
@@ -301,8 +302,8 @@ TEST_F(AFilm, InHdrIsToneMapped) {
                     ENCODERS.at("hevc") + " -pix_fmt yuv420p10le " +
                         Tags{"bt2020", "limited", true, transfer}.options("hevc"));
     };
-    // What the curve of the reference white gives by hand: half of it is kept, and 0.5 + 0.5 * 0.506 = 0.753
-    // as light is 225 in sRGB.
+    // The expected grey for the reference white: the curve keeps half of it and adds 0.5 * 0.506. The sum
+    // 0.753 is linear light, which is 225 in sRGB.
     play(film("pq.ts", "smpte2084", 573));
     EXPECT_EQ(hdrType(), "hdr_10");
     simulated::Picture picture = shown();
@@ -321,7 +322,7 @@ TEST_F(AFilm, InHdrIsToneMapped) {
     }
 }
 
-TEST_F(AFilm, GivesTheTelevisionItsFormat) {
+TEST_F(AFilm, SetsTheTelevisionsVideoFormat) {
     const auto rated = [](const std::string& rate) {
         return make("rate" + std::to_string(rate.size()) + rate.substr(0, 2) + ".mp4",
                     "color=gray:size=1920x1080:duration=0.3:rate=" + rate,
@@ -342,12 +343,12 @@ TEST_F(AFilm, GivesTheTelevisionItsFormat) {
     play(make("odd.mkv", "color=red:size=64x64:duration=0.2,format=gbrp,scale=35:19", "-c:v ffv1"));
     EXPECT_THAT(format(), testing::StartsWith("35x19p@"));
     EXPECT_GT(at(shown(), 160, 90)[0], 220);
-    // Generated scenes have the channel's again.
+    // Generated scenes have the channel's format again.
     EXPECT_TRUE(television.showVideo("scenes"));
     EXPECT_EQ(format(), "1920x1080p@50");
 }
 
-TEST_F(AFilm, ThatChangesItsSizeChangesTheFormat) {
+TEST_F(AFilm, ChangesTheVideoFormatWhenItsSizeChanges) {
     const std::string small =
         make("small.ts", "color=red:size=640x360:rate=25:duration=1", "-c:v mpeg2video");
     const std::string large =
@@ -359,15 +360,15 @@ TEST_F(AFilm, ThatChangesItsSizeChangesTheFormat) {
     EXPECT_TRUE(eventually([&] { return format() == "640x360p@25"; }));
 }
 
-TEST_F(AFilm, WinsOverTheChannelUntilASceneIsOn) {
+TEST_F(AFilm, ReplacesTheChannelsPictureUntilASceneIsShown) {
     play(makeBars("hlg.mkv", "hevc", "640x360", {"bt2020", "limited", true, "arib-std-b67"}, "yuv420p10le"));
     EXPECT_EQ(hdrType(), "hdr_hlg");
-    // Channel 4 has a scene, and HDR10. Channel 1 has none: the film is on again.
+    // Channel 4 has its own scene and HDR10. Channel 1 has no scene: the film is shown again.
     television.sourceSwitch().selectChannel("4");
     EXPECT_TRUE(eventually([&] { return hdrType() == "hdr_10" && format() == "1920x1080p@50"; }));
     television.sourceSwitch().selectChannel("1");
     EXPECT_TRUE(eventually([&] { return hdrType() == "hdr_hlg" && format() == "640x360p@25"; }));
-    // Stopped, nothing plays.
+    // Nothing plays while playback is stopped.
     television.sourceSwitch().setPlaying(false);
     EXPECT_EQ(format(), "");
     television.sourceSwitch().setPlaying(true);
@@ -381,7 +382,7 @@ TEST_F(AFilm, WinsOverTheChannelUntilASceneIsOn) {
     EXPECT_EQ(hdrType(), "hdr_hlg");
 }
 
-// The formats that the television had, in turn.
+// The sequence of formats that the television had.
 class Formats {
   public:
     explicit Formats(simulated::Television& television)
@@ -403,7 +404,7 @@ class Formats {
     simulated::Events::Subscription m_subscription;
 };
 
-TEST_F(AFilm, PlaysNothingForAMomentAtItsEnd) {
+TEST_F(AFilm, PausesBrieflyAtItsEnd) {
     const std::string film = make("long.mp4", "color=red:size=640x360:rate=25:duration=3.2",
                                   "-c:v libx264 -preset ultrafast -pix_fmt yuv420p");
     const Formats formats(television);
@@ -415,11 +416,11 @@ TEST_F(AFilm, PlaysNothingForAMomentAtItsEnd) {
     EXPECT_GT(at(shown(), 160, 90)[0], 220);
 }
 
-TEST_F(AFilm, ThatIsShortIsRepeatedAsIfItHadNoEnd) {
+TEST_F(AFilm, RepeatsWithoutAPauseIfItIsShort) {
     const std::string film = make("short.avi", "color=red:size=640x360:rate=25:duration=0.08", "-c:v mjpeg");
     const Formats formats(television);
     play(film);
-    // Frames of many repetitions.
+    // These frames cover many repetitions.
     for (int i = 0; i < 100; ++i) EXPECT_GT(at(shown(), 160, 90)[0], 220);
     EXPECT_THAT(formats.all(), ElementsAre("640x360p@25"));
 }
@@ -435,7 +436,7 @@ long memoryOfPipeline() {
     return 0;
 }
 
-TEST_F(AFilm, OfUltraHdTakesLessThan500Megabytes) {
+TEST_F(AFilm, NeedsLessThan500MegabytesInUltraHd) {
     play(make("uhd.ts", "testsrc2=size=3840x2160:rate=25:duration=0.32",
               "-c:v libx265 -preset ultrafast -x265-params log-level=none -pix_fmt yuv420p10le"));
     EXPECT_EQ(format(), "3840x2160p@25");
@@ -444,7 +445,7 @@ TEST_F(AFilm, OfUltraHdTakesLessThan500Megabytes) {
     EXPECT_LT(memoryOfPipeline(), MOST_MEMORY_KB);
 }
 
-TEST_F(AFilm, Of8KIsRefusedInOneLine) {
+TEST_F(AFilm, IsRefusedInOneLineIfItIs8K) {
     const std::string film = make("8k.mp4", "color=red:size=7680x4320:rate=25:duration=0.08",
                                   "-c:v libx264 -preset ultrafast -pix_fmt yuv420p");
     EXPECT_FALSE(television.showVideo(film));
@@ -454,7 +455,7 @@ TEST_F(AFilm, Of8KIsRefusedInOneLine) {
                   "pipeline may use; films of up to 4096x2304 play");
 }
 
-TEST_F(AFilm, ThatCannotBePlayedIsRefusedInOneLineAndTheTelevisionStaysOn) {
+TEST_F(AFilm, IsRefusedInOneLineIfItCannotBePlayed) {
     const std::string film = make("good.mp4", "testsrc2=size=640x360:rate=25:duration=1",
                                   "-c:v libx264 -preset ultrafast -pix_fmt yuv420p");
     const std::string stream = make("good.ts", "testsrc2=size=640x360:rate=25:duration=1", "-c:v mpeg2video");
@@ -468,7 +469,7 @@ TEST_F(AFilm, ThatCannotBePlayedIsRefusedInOneLineAndTheTelevisionStaysOn) {
     make("encrypted.mp4", "testsrc2=size=640x360:rate=25:duration=0.2",
          "-c:v libx264 -preset ultrafast -pix_fmt yuv420p -encryption_scheme cenc-aes-ctr "
          "-encryption_key 76a6c65c5ea762046bd749a2e632ccbb -encryption_kid a7e61c373e219033c21091fa607bf3b8");
-    // A transport stream whose packets say that they are scrambled.
+    // A transport stream with scrambled packets.
     std::string packets(fs::file_size(stream), '\0');
     std::ifstream(stream, std::ios::binary)
         .read(packets.data(), static_cast<std::streamsize>(packets.size()));
@@ -500,16 +501,16 @@ TEST_F(AFilm, ThatCannotBePlayedIsRefusedInOneLineAndTheTelevisionStaysOn) {
     }
     EXPECT_EQ(format(), "640x360p@25");
 
-    // One that breaks off plays up to there.
+    // A truncated film plays up to its end.
     fs::resize_file(stream, fs::file_size(stream) / 2);
     play(stream);
     EXPECT_EQ(format(), "640x360p@25");
 }
 
-TEST_F(AFilm, NamesThePackageThatIsMissing) {
+TEST_F(AFilm, ReportsAMissingPackageByName) {
     const std::string film =
         make("stream.ts", "testsrc2=size=640x360:rate=25:duration=0.2", "-c:v mpeg2video");
-    // GStreamer's plugins but the one.
+    // All of GStreamer's plugins except one.
     const auto without = [&](const std::string& plugin) {
         const std::string some = path("without-" + plugin);
         fs::create_directory(some);

@@ -1,4 +1,4 @@
-// The manuals and the completion of the programs, compared with what the programs say themselves.
+// The manuals and completions of the programs, compared with the programs' own help.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -24,7 +24,7 @@ struct Program {
     std::string file;
     std::string manual;
     std::string completion;
-    // Words of a command line, and what may replace the last one.
+    // The words of a command line; completion replaces the last one.
     Words typed;
     std::string possible;
 
@@ -33,7 +33,7 @@ struct Program {
 
 void PrintTo(const Program& program, std::ostream* out) { *out << program.name(); }
 
-// The options of each command by its name; the program's own under the empty name.
+// The options of each command by its name; the program's own options have the empty name.
 using Options = std::map<std::string, std::set<std::string>>;
 
 std::set<std::string> optionsIn(std::string text) {
@@ -98,7 +98,7 @@ Options readManual(const std::string& file) {
 
 class AProgram : public testing::TestWithParam<Program> {};
 
-TEST_P(AProgram, HasTheOptionsOfItsHelpInItsManual) {
+TEST_P(AProgram, DocumentsTheSameOptionsInHelpAndManual) {
     Options help;
     collectHelp(GetParam().file, {}, help);
     EXPECT_GT(help.size(), 1U);
@@ -107,10 +107,10 @@ TEST_P(AProgram, HasTheOptionsOfItsHelpInItsManual) {
 
 TEST_P(AProgram, HasAWellFormedManual) {
     ChildProcess lint({"mandoc", "-Tlint", GetParam().manual});
-    EXPECT_LE(lint.wait(), 1);  // remarks on style at most
+    EXPECT_LE(lint.wait(), 1);  // at most style warnings
     std::istringstream remarks(lint.output());
     for (std::string remark; std::getline(remarks, remark);) {
-        // A machine need not have other programs' manuals.
+        // A machine may lack the manuals of other programs.
         EXPECT_THAT(remark, HasSubstr("STYLE: referenced manual not found: "));
     }
 }
@@ -121,7 +121,7 @@ TEST_P(AProgram, PrintsItsNameAndVersion) {
     EXPECT_EQ(program.output(), GetParam().name() + " " PROJECT_VERSION "\n");
 }
 
-// Bash runs the program itself for the words on its command line.
+// Bash runs the program to get the words.
 TEST_P(AProgram, CompletesItsCommandLineInBash) {
     const std::string name = GetParam().name();
     std::string typed;
@@ -146,7 +146,7 @@ const Program TELEVISION{TELEVISION_PROGRAM,
                          {"--name", "kitchen", "play", "--s"},
                          "--speed --screen"};
 
-TEST(TheRunOfACommand, HasTheSameExitCodesInItsHelpItsManualAndItsPage) {
+TEST(RunCommandDocumentation, ListsTheSameExitCodesEverywhere) {
     ChildProcess help({TELEVISION_PROGRAM, "run", "--help"});
     ASSERT_EQ(help.wait(), 0);
     ChildProcess rendered({"mandoc", TELEVISION.manual});
@@ -158,7 +158,7 @@ TEST(TheRunOfACommand, HasTheSameExitCodesInItsHelpItsManualAndItsPage) {
     int count = 0;
     std::istringstream lines(help.output());
     for (std::string line; std::getline(lines, line);) {
-        // Such as "  2    the command line is wrong".
+        // A line such as "  2    the command line is wrong".
         std::istringstream words(line);
         int code = 0;
         std::string meaning;

@@ -24,7 +24,7 @@ constexpr char PIPELINE[] = PIPELINE_FOLDER "/aipq-video-pipeline";
 class A32BitLibrary : public tests::TelevisionTest {
   protected:
     void SetUp() override {
-        // Byte 4 of a program says how wide it is: 2 is 64 bits.
+        // Byte 4 of an ELF file is its class: 2 means 64 bits.
         std::ifstream program(PIPELINE, std::ios::binary);
         std::string header(5, '\0');
         program.read(header.data(), 5);
@@ -39,7 +39,7 @@ class A32BitLibrary : public tests::TelevisionTest {
     }
 
     bool captureFrame() {
-        // A request that the sender is not waiting for is lost.
+        // The library loses a request while its sender thread is not waiting for one.
         const pid_t sender = log.withMessage("create thread to send message queue.\n").back().thread;
         return tests::waitUntilAsleep(sender) && capture.getPicture(true, &picture);
     }
@@ -55,7 +55,7 @@ class A32BitLibrary : public tests::TelevisionTest {
     PictureCapture capture;
 };
 
-TEST_F(A32BitLibrary, GetsTheFramesOfA64BitPipeline) {
+TEST_F(A32BitLibrary, CapturesFramesOfA64BitPipeline) {
     for (const unsigned width : {160U, 280U, 1U}) {
         picture.width = width;
         picture.height = 90;
@@ -69,7 +69,7 @@ TEST_F(A32BitLibrary, GetsTheFramesOfA64BitPipeline) {
     EXPECT_EQ(status.shm_segsz, sizeof(video::CaptureBlock));
 }
 
-TEST_F(A32BitLibrary, SeesItsSettingsInThePictureOfA64BitPipeline) {
+TEST_F(A32BitLibrary, AppliesSettingsToThePictureOfA64BitPipeline) {
     ASSERT_TRUE(captureFrame());
     const double before = mean();
     model.set(BRIGHTNESS, 100);

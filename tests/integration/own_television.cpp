@@ -18,8 +18,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The background: a process of the command's session, and one of its own. The shell waits in steps, as it
-// handles signals between two commands.
+// The background processes: one in the command's session, one in its own session. The shell waits in short
+// steps, because it handles signals between two commands.
 constexpr char COMMAND[] = R"(
 for signal in INT HUP QUIT USR1 USR2; do trap "echo got $signal" $signal; done
 trap 'echo got TERM; exit 7' TERM
@@ -95,7 +95,7 @@ char stateOf(pid_t process) {
     std::ifstream file("/proc/" + std::to_string(process) + "/stat");
     std::string word;
     char state = 0;
-    // The names of the test's commands have no blanks.
+    // The names of the test's commands contain no blanks.
     file >> word >> word >> state;
     return state;
 }

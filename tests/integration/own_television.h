@@ -1,4 +1,4 @@
-// A run of aipq-television: a command with a television of its own, and all processes that belong to them.
+// A run of aipq-television: a command with a private television, and all their processes.
 #ifndef TESTS_OWN_TELEVISION_H
 #define TESTS_OWN_TELEVISION_H
 
@@ -28,14 +28,14 @@ struct Result {
 Result run(const Words& options, const Words& command,
            const std::map<std::string, std::string>& environment = {});
 
-// A run whose command goes on, beside children of its own in the background. It prints a line for each of the
-// signals TERM, INT, HUP, QUIT, USR1 and USR2 that it gets, and ends with the exit code 7 on SIGTERM.
+// A run with a long-running command that has background children. The command prints a line for each of the
+// signals TERM, INT, HUP, QUIT, USR1 and USR2, and exits with code 7 on SIGTERM.
 class OwnTelevision {
   public:
     // Waits until the command runs.
     explicit OwnTelevision(const Words& options = {"--video", "off"});
 
-    // Ends what is left of it.
+    // Kills the remaining processes.
     ~OwnTelevision();
     OwnTelevision(const OwnTelevision&) = delete;
     OwnTelevision& operator=(const OwnTelevision&) = delete;
@@ -47,14 +47,14 @@ class OwnTelevision {
     pid_t bus() const { return m_bus; }
     pid_t command() const { return m_command; }
 
-    // Whether all processes and folders are gone within the limit.
+    // Returns true if all processes and folders disappear within the limit.
     bool isGone() const;
 
   private:
     ChildProcess m_process;
     std::string m_namespace;
-    // Keeps the namespace. Otherwise the kernel gives its number to the next namespace, such as that of a
-    // parallel test, whose processes would then be taken for this run's.
+    // Keeps the namespace in existence. Otherwise the kernel reuses its number for a new namespace, for
+    // example of a parallel test, and that test's processes would be counted as this run's.
     int m_namespaceFile = -1;
     pid_t m_keeper = 0;
     pid_t m_television = 0;
@@ -62,14 +62,14 @@ class OwnTelevision {
     pid_t m_command = 0;
 };
 
-// The process's child of this name; 0 if there is none.
+// Returns the child of a process with this name; 0 if there is none.
 pid_t childOf(pid_t process, const std::string& name);
 
-// The state of a process as /proc has it, such as 'S' or 'T'; 0 if there is none.
+// Returns the state of a process in /proc, such as 'S' or 'T'; 0 if there is no such process.
 char stateOf(pid_t process);
 bool isAlive(pid_t process);
 
-// The folders of runs.
+// Returns the folders of all runs.
 std::vector<std::string> runFolders();
 
 }  // namespace tests

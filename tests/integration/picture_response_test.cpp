@@ -1,5 +1,5 @@
-// How the example service changes a television's settings, and what it predicts, on frames that are really
-// captured.
+// The example service changes a television's settings and predicts the frames; real captured frames confirm
+// it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -40,7 +40,7 @@ class AControl : public tests::TelevisionTest {
 
 class APredictedFrame : public AControl, public testing::WithParamInterface<std::string_view> {
   protected:
-    // A frame that the commands before have reached: an answer to a command comes after them.
+    // Captures a frame that shows the effect of all earlier commands: the pipeline handles them in order.
     Frame capture() {
         EXPECT_TRUE(television.video().command("pause"));
         std::optional<Frame> frame;
@@ -61,7 +61,7 @@ class APredictedFrame : public AControl, public testing::WithParamInterface<std:
     std::optional<FrameGrabber> grabber;
 };
 
-TEST_P(APredictedFrame, IsWhatIsCapturedAndLosesNothing) {
+TEST_P(APredictedFrame, EqualsTheCapturedFrameWithoutClipping) {
     ASSERT_TRUE(television.video().start());
     ASSERT_TRUE(television.video().command("scene " + std::string(GetParam())));
     ASSERT_TRUE(control.open());
@@ -76,7 +76,7 @@ TEST_P(APredictedFrame, IsWhatIsCapturedAndLosesNothing) {
     moveTo(decision->target);
     const Frame shown = capture();
 
-    // No channel of a pixel is off by more than one level.
+    // The predicted and the captured frame differ by at most one level per channel.
     const Frame predicted = showFilm(film, decision->target);
     ASSERT_EQ(shown.rgb.size(), predicted.rgb.size());
     int worst = 0;
@@ -84,7 +84,7 @@ TEST_P(APredictedFrame, IsWhatIsCapturedAndLosesNothing) {
         worst = std::max(worst, std::abs(int{shown.rgb[i]} - int{predicted.rgb[i]}));
     EXPECT_LE(worst, 1);
 
-    // A tenth of a per cent of the pixels, and one level of colour.
+    // Allows 0.1 per cent of the pixels and one colour level.
     const Measurement after = measure(shown);
     EXPECT_LE(after.clippedBlack, measured.clippedBlack + 0.001);
     EXPECT_LE(after.clippedWhite, measured.clippedWhite + 0.001);
@@ -100,9 +100,9 @@ TEST_P(APredictedFrame, IsWhatIsCapturedAndLosesNothing) {
 INSTANTIATE_TEST_SUITE_P(OfAScene, APredictedFrame, testing::ValuesIn(pipeline::SCENE_NAMES),
                          [](const auto& scene) { return std::string(scene.param); });
 
-// A worker of the library that misses an announcement waits for the next one for a minute, as on a busy
+// A library worker that misses a notification waits up to a minute for the next one. This happens on a busy
 // machine.
-TEST_F(AControl, BringsASettingThereAndBackThoughEveryAnnouncementIsLost) {
+TEST_F(AControl, SetsAndRestoresSettingsWithoutNotifications) {
     ASSERT_TRUE(control.open());
     for (const char* const key : {"brightness", "contrast", "enum.dnc"})
         loseAnnouncements("dovra.sl2.i32.video." + std::string(key));
@@ -118,7 +118,7 @@ TEST_F(AControl, BringsASettingThereAndBackThoughEveryAnnouncementIsLost) {
     EXPECT_TRUE(control.restored());
 }
 
-TEST_F(AControl, FollowsTheNewestTargetAndIsNotPulledBack) {
+TEST_F(AControl, KeepsTheNewestTarget) {
     ASSERT_TRUE(control.open());
     loseAnnouncements("dovra.sl2.i32.video.contrast");
     Settings target;
@@ -134,7 +134,7 @@ TEST_F(AControl, FollowsTheNewestTargetAndIsNotPulledBack) {
     }
 }
 
-TEST_F(AControl, PutsBackWhatItDoesNotDecideOn) {
+TEST_F(AControl, RestoresSettingsThatItDoesNotDecideOn) {
     const std::string pq = "dovra.sl2.vint.video.aipq.pq.setting";
     const std::string luma = "dovra.sl2.i32.video.color.tuner.luma";
     std::vector<int> parameters(27);

@@ -1,4 +1,4 @@
-// The example service, on a television that leaves and returns.
+// The example service with a television that leaves and returns.
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -39,7 +39,7 @@ class APictureService : public testing::Test {
         };
     }
 
-    // Its lines up to the one with this text; empty if it ends before.
+    // Returns its output up to the line with this text; empty if it ends before.
     static std::string readUntil(Running& running, const std::string& text) {
         std::string lines;
         for (std::string line = running.readLine(); !line.empty(); line = running.readLine()) {
@@ -73,14 +73,14 @@ class APictureService : public testing::Test {
     const std::filesystem::path folder;
 };
 
-TEST_F(APictureService, SaysOnceThatTheTelevisionLeftAndOnceThatItIsBack) {
+TEST_F(APictureService, ReportsOnceThatTheTelevisionLeftAndReturned) {
     Running running(service());
-    // It is at work once it has judged a scene.
+    // The service is running once it has judged a scene.
     std::string lines = readUntil(running, " scene");
     ASSERT_NE(lines, "");
     television.kill();
     lines += readUntil(running, "the television left");
-    // Long enough to be seen in the plot, and for a service that polls to say much.
+    // Long enough to be visible in the plot, and to catch repeated messages of a service that polls.
     sleep(2);
     ASSERT_TRUE(television.start());
     lines += readUntil(running, "the television is back");
@@ -95,7 +95,7 @@ TEST_F(APictureService, SaysOnceThatTheTelevisionLeftAndOnceThatItIsBack) {
     EXPECT_NE(count(report(), "class=\"away\""), 0U);
 }
 
-TEST_F(APictureService, RefusesATimeThatIsNoNumber) {
+TEST_F(APictureService, RejectsATimeThatIsNotANumber) {
     for (const char* const time : {"nan", "inf", "0", "-1", "1e9", "x"}) {
         const Result result = runShell(PICTURE_SERVICE_PROGRAM " " + folder.string() + " --seconds " + time);
         EXPECT_EQ(result.exitCode, 2) << time;
@@ -104,14 +104,14 @@ TEST_F(APictureService, RefusesATimeThatIsNoNumber) {
     }
 }
 
-TEST_F(APictureService, RefusesAFolderThatItCannotWriteInto) {
+TEST_F(APictureService, RejectsAFolderThatItCannotWrite) {
     const Result result = runShell(PICTURE_SERVICE_PROGRAM " " + (folder / "none").string());
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.out, "picture_service: cannot write into " + (folder / "none").string() +
                               ": No such file or directory\n");
 }
 
-TEST_F(APictureService, SaysWhatItCannotReplace) {
+TEST_F(APictureService, ReportsAFileThatItCannotReplace) {
     std::filesystem::create_symlink("/dev/full", folder / "report.html");
     const Result result = interruptedRun(service());
     EXPECT_EQ(result.exitCode, 1);
@@ -119,7 +119,7 @@ TEST_F(APictureService, SaysWhatItCannotReplace) {
     EXPECT_TRUE(std::filesystem::is_character_file(folder / "report.html"));
 }
 
-TEST_F(APictureService, KeepsTheReportBeforeIfItsOwnIsNotComplete) {
+TEST_F(APictureService, KeepsThePreviousReportIfTheNewOneIsIncomplete) {
     std::ofstream(folder / "report.html") << "the report before";
     const Result result = interruptedRun([this] {
         const rlimit limit{1000, 1000};
@@ -133,7 +133,7 @@ TEST_F(APictureService, KeepsTheReportBeforeIfItsOwnIsNotComplete) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
 }
 
-TEST_F(APictureService, ReplacesTheReportBefore) {
+TEST_F(APictureService, ReplacesThePreviousReport) {
     std::ofstream(folder / "report.html") << "the report before";
     const Result result = interruptedRun(service());
     EXPECT_EQ(result.exitCode, 0) << result.err;

@@ -1,14 +1,14 @@
-// A client of the television in a process of its own. It does what its standard input says, line by line, and
-// prints what it did and what it hears:
+// A client of the television in a separate process. It executes commands from standard input, one a line, and
+// prints their results and the notifications that it receives:
 //
 //   follow KEY         follows an integer               KEY=VALUE for each change
 //   set KEY NUMBER     writes an integer
 //   open TABLE         opens an iterator
-//   register NAME      registers an application         NAME STATE for each news
+// register NAME      registers an application         NAME STATE for each notification
 //   switch URI         switches the channel             ends only with the answer
 //   previous           to the previous channel
 //
-// Each ends with a line "done STATUS".
+// Each command ends with a line "done STATUS".
 #include <iostream>
 #include <list>
 #include <memory>

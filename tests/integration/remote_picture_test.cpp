@@ -1,4 +1,4 @@
-// Frames in this process, of the video pipeline that belongs to a television in another one.
+// The library in this process captures frames from the video pipeline of a television in another process.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <mqueue.h>
@@ -43,7 +43,7 @@ class TheTelevisionsPicture : public tests::RemoteTest {
     }
 
     bool captureFrame() {
-        // A request that is made before the sender waits for it is not sent.
+        // The library loses a request while its sender thread is not waiting for one.
         const pid_t sender = log.withMessage("create thread to send message queue.\n").back().thread;
         EXPECT_TRUE(tests::waitUntilAsleep(sender));
         korvale::ai::PictureData picture{nullptr, 224, 224, korvale::ai::COLOR_MODE_RGB, 0};
@@ -63,12 +63,12 @@ class TheTelevisionsPicture : public tests::RemoteTest {
         return false;
     }
 
-    // A busy machine may not deliver a frame within the library's two seconds.
+    // On a busy machine, a frame may not arrive within the library's two seconds.
     bool captureEventually() {
         return captureUntil([] { return true; });
     }
 
-    double mean = 0;  // of the last frame's bytes
+    double mean = 0;  // the mean of the last frame's bytes
     PictureCapture capture;
 };
 
@@ -84,7 +84,7 @@ TEST_F(TheTelevisionsPicture, IsCapturedAndFollowsTheSettings) {
     capture.stop();
 }
 
-TEST_F(TheTelevisionsPicture, IsAFilmWhoseFormatAndHdrTypeTheTelevisionHas) {
+TEST_F(TheTelevisionsPicture, SetsTheFormatAndHdrTypeOfItsFilm) {
     const std::string film =
         std::filesystem::temp_directory_path() / ("remote_picture_test." + std::to_string(getpid()) + ".ts");
     const std::string make =
@@ -102,7 +102,7 @@ TEST_F(TheTelevisionsPicture, IsAFilmWhoseFormatAndHdrTypeTheTelevisionHas) {
     std::filesystem::remove(film);
 }
 
-TEST_F(TheTelevisionsPicture, IsBackWithATelevisionThatWasKilled) {
+TEST_F(TheTelevisionsPicture, ReturnsWhenAKilledTelevisionRestarts) {
     startCapture();
     ASSERT_TRUE(captureEventually());
     for (int life = 0; life < 2; ++life) {
@@ -131,7 +131,7 @@ TEST_F(TheTelevisionsPicture, IsMissingWhileThePipelineHangs) {
     capture.stop();
 }
 
-TEST_F(TheTelevisionsPicture, IsBackWithATelevisionThatWasKilledWhileItHung) {
+TEST_F(TheTelevisionsPicture, ReturnsAfterTheTelevisionWasKilledInAHang) {
     startCapture();
     television.setFault("", "video.stalled", 1);
     television.kill();
@@ -155,7 +155,7 @@ TEST_F(TheTelevisionsPicture, IsTheOnlyOneOfItsIpcNamespace) {
     capture.stop();
 }
 
-TEST_F(TheTelevisionsPicture, LeavesNothingBehindWhenTheTelevisionEnds) {
+TEST_F(TheTelevisionsPicture, ReleasesEverythingWhenTheTelevisionEnds) {
     startCapture();
     EXPECT_TRUE(captureEventually());
     capture.stop();
@@ -163,7 +163,7 @@ TEST_F(TheTelevisionsPicture, LeavesNothingBehindWhenTheTelevisionEnds) {
     EXPECT_EQ(mq_open(video::REQUEST_QUEUE_NAME, O_RDONLY), -1);
 }
 
-TEST(ATelevisionWhosePipelineDies, SaysSoAndStartsItAgainUnlessAFaultWantsItDead) {
+TEST(ATelevisionWhosePipelineDies, RestartsItUnlessAFaultForbidsIt) {
     TelevisionProcess television("crashing", {"--video", "scenes"});
     ASSERT_TRUE(television.start());
     const auto problem = [&television] {

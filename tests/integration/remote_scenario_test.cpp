@@ -1,4 +1,4 @@
-// aipq-television play and record: scenarios on a television that runs as another process.
+// aipq-television play and record, on a television in another process.
 #include <gmock/gmock.h>
 
 #include <chrono>
@@ -25,7 +25,7 @@ using tests::TelevisionProcess;
 
 namespace {
 
-TEST(AScenarioFile, IsRefusedBeforeATelevisionIsLookedFor) {
+TEST(AScenarioFile, IsCheckedBeforeTheConnectionToATelevision) {
     for (const std::string& text :
          {std::string("title = \"a\xff\"\nstep = []\n"), std::string("title = \"a\"\nstep = [] # \xc3\x28\n"),
           std::string("title = \"a\0\"\nstep = []\n", 22), std::string("step = [\n")}) {
@@ -56,7 +56,7 @@ TEST_F(ARunningTelevision, PlaysAScenario) {
     EXPECT_EQ(television.get<int>(BRIGHTNESS), 60);
 }
 
-TEST_F(ARunningTelevision, PlaysNothingOfAScenarioThatItCannotPlayToItsEnd) {
+TEST_F(ARunningTelevision, PlaysNoStepOfAnInvalidScenario) {
     const std::string begin = std::string("[[step]]\nset = \"") + BRIGHTNESS + "\"\nto = 60\n[[step]]\n";
     for (const char* const step :
          {"video = \"/no/film\"\n", "set = \"no.such.key\"\nto = 1\n", "scene = 3\n", "channel = 9\n"}) {
@@ -82,7 +82,7 @@ class ARecordingFile : public ARunningTelevision {
         return tests::eventually([&] { return textOf(file).find(text) != std::string::npos; });
     }
 
-    // Recording, up to its first text in the file.
+    // Starts a recording and waits for its first text in the file.
     std::unique_ptr<ChildProcess> record(const std::string& file) {
         auto process = std::make_unique<ChildProcess>(commandFor(file));
         EXPECT_TRUE(holds(file, "clear_faults = true")) << process->errors();
@@ -94,7 +94,7 @@ class ARecordingFile : public ARunningTelevision {
         return {TELEVISION_PROGRAM, "record", file, "--tv", television.name(), "--title", "A day"};
     }
 
-    // What plays the file fails, or reaches this brightness.
+    // Playing the file either fails or reaches this brightness.
     void expectToPlay(const std::string& file, int brightness) {
         ChildProcess play({TELEVISION_PROGRAM, "play", file, "--tv", television.name()});
         EXPECT_EQ(play.wait(), 0) << play.errors();
@@ -112,7 +112,7 @@ class ARecordingFile : public ARunningTelevision {
 
 constexpr char STEP_TO_61[] = "set = \"dovra.sl2.i32.video.brightness\"\nto = 61\n";
 
-TEST_F(ARecordingFile, GrowsAsThingsHappenAndIsPlayedToTheSameState) {
+TEST_F(ARecordingFile, GrowsWithEachEventAndReplaysToTheSameState) {
     const std::string file = fileWith("growing.toml", "what was there");
     television.set(BRIGHTNESS, std::int32_t{60});
     const auto process = record(file);
@@ -128,7 +128,7 @@ TEST_F(ARecordingFile, GrowsAsThingsHappenAndIsPlayedToTheSameState) {
     EXPECT_THAT(filesLike("growing"), testing::ElementsAre("growing.toml"));
 }
 
-TEST_F(ARecordingFile, IsWholeWhenItsRecorderIsKilledAndTheNextOneRecords) {
+TEST_F(ARecordingFile, IsCompleteWhenItsRecorderIsKilled) {
     const std::string file = pathOf("killed.toml");
     const auto process = record(file);
     television.set(BRIGHTNESS, std::int32_t{61});
@@ -137,7 +137,7 @@ TEST_F(ARecordingFile, IsWholeWhenItsRecorderIsKilledAndTheNextOneRecords) {
     process->wait();
     const std::string next = pathOf("next.toml");
     std::unique_ptr<ChildProcess> recorder;
-    // The television notices the death a little later.
+    // The television detects the death a little later.
     ASSERT_TRUE(tests::eventually([&] {
         recorder = std::make_unique<ChildProcess>(commandFor(next));
         return recorder->waitForOutput("Ctrl-C ends it.", std::chrono::seconds(2));
@@ -149,7 +149,7 @@ TEST_F(ARecordingFile, IsWholeWhenItsRecorderIsKilledAndTheNextOneRecords) {
     expectToPlay(next, 61);
 }
 
-TEST_F(ARecordingFile, IsWholeWhenItsTelevisionIsKilled) {
+TEST_F(ARecordingFile, IsCompleteWhenItsTelevisionIsKilled) {
     const std::string file = pathOf("orphan.toml");
     const auto process = record(file);
     television.set(BRIGHTNESS, std::int32_t{61});
@@ -162,7 +162,7 @@ TEST_F(ARecordingFile, IsWholeWhenItsTelevisionIsKilled) {
     expectToPlay(file, 61);
 }
 
-TEST_F(ARecordingFile, IsNotTouchedByASecondRecorder) {
+TEST_F(ARecordingFile, IsNotChangedByASecondRecorder) {
     const auto process = record(pathOf("first.toml"));
     const std::string kept = fileWith("kept.toml", "what was there");
     for (const std::string& file : {kept, pathOf("second.toml")}) {
@@ -176,7 +176,7 @@ TEST_F(ARecordingFile, IsNotTouchedByASecondRecorder) {
     EXPECT_EQ(process->wait(), 0);
 }
 
-TEST_F(ARecordingFile, ThatCannotBeWrittenEndsTheRecording) {
+TEST_F(ARecordingFile, EndsTheRecordingIfItCannotBeWritten) {
     for (const auto& [file, why] : {std::pair("/no/folder/a.toml", "No such file or directory"),
                                     std::pair("/dev/full", "No space left on device")}) {
         ChildProcess process(commandFor(file));

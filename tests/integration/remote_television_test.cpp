@@ -1,4 +1,4 @@
-// The library in this process, and the television in another one.
+// The library in this process, with the television in another process.
 #include <gmock/gmock.h>
 #include <malloc.h>
 
@@ -68,14 +68,14 @@ class ATelevisionProcess : public tests::RemoteTest {
         return true;
     }
 
-    // Announces a value once more: a change that is announced before its worker waits for it is not heard.
+    // Announces a value again: a worker misses a notification that arrives before it waits.
     void announceAgain(const std::string& key) {
         television.setFault(key, "key.keep_value", 1);
         Integer(key).setValue(0);
         television.setFault(key, "key.keep_value", 0);
     }
 
-    // Waits until a worker, which must not outlive its setting, has done its work.
+    // Waits for the end of a worker, which must not outlive its SystemSetting object.
     void expectWorkerToEnd(const std::string& setting, const std::string& key) {
         for (int second = 0; second < 60; ++second) {
             if (log.waitFor("set video " + setting + " successed.", 1, 1s)) return;
@@ -84,7 +84,7 @@ class ATelevisionProcess : public tests::RemoteTest {
         FAIL() << "the worker of " << setting << " does not end";
     }
 
-    // A key is written, read back and announced with a value.
+    // Writes a key, reads it back and expects its notification.
     template <typename Access, typename Value>
     static void expectRoundTrip(const std::string& key, const Value& value) {
         const auto recorder = std::make_shared<ValueRecorder>();
@@ -122,7 +122,7 @@ class ATelevisionProcess : public tests::RemoteTest {
     SourceSwitchAccessImpl sourceSwitch;
 };
 
-// Everything as in a process with a television of its own
+// The same behaviour as with an embedded television
 
 TEST_F(ATelevisionProcess, WritesReadsAndAnnouncesNumbers) {
     expectRoundTrip<Integer>(BRIGHTNESS, 100);
@@ -132,13 +132,13 @@ TEST_F(ATelevisionProcess, WritesReadsAndAnnouncesNumbers) {
     expectRoundTrip<Int64>(WIDE, LLONG_MAX);
 }
 
-TEST_F(ATelevisionProcess, WritesReadsAndAnnouncesTextsOfAnyBytes) {
+TEST_F(ATelevisionProcess, WritesReadsAndAnnouncesStringsOfAnyBytes) {
     expectRoundTrip<String>(SOURCE, std::string("HDMI1"));
     expectRoundTrip<String>(TEXT, NO_UTF8);
     expectRoundTrip<String>(TEXT, std::string());
     expectRoundTrip<String>(TEXT, std::string(1, '\0'));
     expectRoundTrip<String>(TEXT, std::string(1'000'000, '\xc3'));
-    // For people, what is no text is replaced.
+    // Tools that print text replace bytes that are not UTF-8.
     String(TEXT).setValue(std::string("a\xff"));
     EXPECT_EQ(television.get<std::string>(TEXT), "a\xef\xbf\xbd");
 }
@@ -187,7 +187,7 @@ TEST_F(ATelevisionProcess, AnnouncesInTheOrderOfChanges) {
 TEST_F(ATelevisionProcess, KeepsTheValueIfTheNewOneIsOutOfRange) {
     const auto recorder = std::make_shared<ValueRecorder>();
     Integer access(BRIGHTNESS, recorder);
-    EXPECT_EQ(access.setValue(101), 0);  // handed over, not accepted
+    EXPECT_EQ(access.setValue(101), 0);  // sent, but not accepted
     EXPECT_EQ(access.setValue(-1), 0);
     EXPECT_EQ(television.get<int>(BRIGHTNESS), 50);
     EXPECT_EQ(access.setValue(51), 0);
@@ -285,7 +285,7 @@ TEST_F(ATelevisionProcess, EndsAnIteratorWithItsAccessor) {
     EXPECT_EQ(television.subscribers(CHANNELS), 0U);
 }
 
-TEST_F(ATelevisionProcess, TellsAnApplicationWhatBecomesOfIt) {
+TEST_F(ATelevisionProcess, NotifiesAnApplicationOfItsLifecycle) {
     Service service("aipq");
     EXPECT_THAT(television.applications(), ElementsAre("aipq"));
     for (const char* const news :
@@ -302,7 +302,7 @@ TEST_F(ATelevisionProcess, TellsAnApplicationWhatBecomesOfIt) {
     EXPECT_THAT(television.applications(), IsEmpty());
 }
 
-TEST_F(ATelevisionProcess, HearsTheReportsOfAnApplication) {
+TEST_F(ATelevisionProcess, ReceivesTheReportsOfAnApplication) {
     using Reports = std::vector<sdbus::Struct<std::string, std::int32_t>>;
     Service service("aipq");
     television.tell("aipq", "str_suspend");
@@ -334,7 +334,7 @@ TEST_F(ATelevisionProcess, LetsAnApplicationUnregisterInItsOwnCallback) {
     EXPECT_EQ(leaver.heard.count(), 1U);
 }
 
-TEST_F(ATelevisionProcess, CannotBeReachedByApplicationsIfItSaysSo) {
+TEST_F(ATelevisionProcess, RefusesApplicationsIfAFaultIsSet) {
     television.setFault("", "applications.unreachable", 1);
     SystemState state("aipq");
     EXPECT_FALSE(state.registerApp());
@@ -343,7 +343,7 @@ TEST_F(ATelevisionProcess, CannotBeReachedByApplicationsIfItSaysSo) {
 
 TEST_F(ATelevisionProcess, FollowsThePictureSettings) {
     logEverything();
-    // Most changes are announced only once their worker waits for them.
+    // Delayed notifications usually find their worker waiting.
     television.setFault("", "notifications.delay", 100);
     SystemSetting setting;
     EXPECT_EQ(setting.setVideoBrightness(60), 0);
@@ -362,7 +362,7 @@ TEST_F(ATelevisionProcess, FollowsThePictureSettings) {
     EXPECT_EQ(television.get<int>("dovra.sl2.i32.video.color.tuner"), 1);
 }
 
-TEST_F(ATelevisionProcess, TellsWhatTheSystemInformationWantsToKnow) {
+TEST_F(ATelevisionProcess, ProvidesTheSystemInformation) {
     Heard heard;
     SystemInfo info;
     EXPECT_EQ(info.getSourceType(), SOURCE_TYPE_TV);
@@ -423,9 +423,9 @@ TEST_F(ATelevisionProcess, AnswersManyRequestsAtOnce) {
     for (auto& thread : threads) EXPECT_EQ(thread.get(), 25);
 }
 
-// A service that calls for months must not keep something of every call, also if the answer is there before
-// the caller has gone on.
-TEST_F(ATelevisionProcess, LeavesNothingOfACallThatHasEnded) {
+// A service that makes calls for months must not leak memory per call, even if a reply arrives before the
+// caller waits for it.
+TEST_F(ATelevisionProcess, FreesTheMemoryOfFinishedCalls) {
     Integer brightness(BRIGHTNESS);
     const auto allocatedAfterReads = [&](int reads) {
         int value = 0;
@@ -435,13 +435,13 @@ TEST_F(ATelevisionProcess, LeavesNothingOfACallThatHasEnded) {
         }
         return mallinfo2().uordblks;
     };
-    // The first ones fill what grows once. The smallest allocation takes 32 bytes.
+    // The first reads fill buffers that grow once. The smallest allocation takes 32 bytes.
     const std::size_t before = allocatedAfterReads(200);
     const std::size_t after = allocatedAfterReads(1000);
     EXPECT_LT(after, before + 16 * 1024);
 }
 
-TEST_F(ATelevisionProcess, RefusesLookUpsIfItSaysSo) {
+TEST_F(ATelevisionProcess, RefusesTheRootInterfaceIfAFaultIsSet) {
     television.setFault("", "framework.status", 3);
     EXPECT_EQ(ValueAccessBase::getRootInterface(), nullptr);
     television.setFault("", "framework.status", 0);
@@ -458,7 +458,7 @@ class SeveralClients : public ATelevisionProcess {
     static bool perform(ChildProcess& client, const std::string& command) {
         const std::size_t before = client.output().size();
         client.tell(command);
-        // The first "done" behind what was there.
+        // Finds the first "done" after the earlier output.
         return becomes([&] { return client.output().find("done ", before) != std::string::npos; }) &&
                client.output().find("done 0\n", before) != std::string::npos;
     }
@@ -467,7 +467,7 @@ class SeveralClients : public ATelevisionProcess {
     ChildProcess second{{CLIENT_PROGRAM}};
 };
 
-TEST_F(SeveralClients, HearOnlyWhatTheySubscribedTo) {
+TEST_F(SeveralClients, ReceiveOnlyTheirOwnNotifications) {
     const auto recorder = std::make_shared<ValueRecorder>();
     Integer access(BRIGHTNESS, recorder);
     ASSERT_EQ(access.connect(1000), 0);
@@ -484,7 +484,7 @@ TEST_F(SeveralClients, HearOnlyWhatTheySubscribedTo) {
     EXPECT_EQ(recorder->heard.count(), 1U);
 }
 
-TEST_F(SeveralClients, GetTheAnswersToTheirOwnRequestsOnly) {
+TEST_F(SeveralClients, ReceiveOnlyTheAnswersToTheirOwnRequests) {
     const auto recorder = std::make_shared<ActionRecorder>();
     ActionAccess action(SWITCH_ACTION, recorder);
     ASSERT_EQ(action.connect(1000), 0);
@@ -497,7 +497,7 @@ TEST_F(SeveralClients, GetTheAnswersToTheirOwnRequestsOnly) {
     EXPECT_EQ(recorder->heard.count(), 1U);
 }
 
-TEST_F(SeveralClients, LeaveNothingBehindWhenTheyAreKilled) {
+TEST_F(SeveralClients, AreRemovedWhenTheyAreKilled) {
     Service service("aipq");
     for (ChildProcess* const client : {&first, &second}) {
         ASSERT_TRUE(perform(*client, std::string("follow ") + BRIGHTNESS));
@@ -526,7 +526,7 @@ TEST_F(SeveralClients, LeaveNothingBehindWhenTheyAreKilled) {
     }));
 }
 
-TEST_F(SeveralClients, AreNotHeldUpByOneThatHangs) {
+TEST_F(SeveralClients, AreNotDelayedByAHangingClient) {
     Service service("aipq");
     ASSERT_TRUE(perform(first, "register hanging"));
     ASSERT_TRUE(perform(first, std::string("follow ") + BRIGHTNESS));
@@ -537,22 +537,22 @@ TEST_F(SeveralClients, AreNotHeldUpByOneThatHangs) {
     for (int i = 1; i <= 20; ++i) ASSERT_EQ(Integer(BRIGHTNESS).setValue(i), 0);
     EXPECT_TRUE(second.waitForOutput("brightness=20"));
     first.signal(SIGKILL);
-    // Nobody waits for the dead.
+    // The television does not wait for a killed client.
     EXPECT_TRUE(service.heard.waitFor("2"));
 }
 
-// The television dies
+// The television is killed
 
 class AKilledTelevision : public ATelevisionProcess {
   protected:
-    // A request that blocks: whether it ended in time, and how.
+    // Returns the result of a blocking request; nothing if it did not end in time.
     static std::optional<bool> resultOf(std::future<bool>& request) {
         if (request.wait_for(LIMIT) != std::future_status::ready) return std::nullopt;
         return request.get();
     }
 };
 
-TEST_F(AKilledTelevision, FailsEveryOperationUntilItIsBack) {
+TEST_F(AKilledTelevision, FailsEveryOperationUntilItRestarts) {
     Integer brightness(BRIGHTNESS);
     String source(SOURCE);
     ASSERT_EQ(brightness.connect(1000), 0);
@@ -593,7 +593,7 @@ TEST_F(AKilledTelevision, FailsEveryOperationUntilItIsBack) {
     EXPECT_EQ(makeIterator(recorder)->create(), 0);
 }
 
-TEST_F(AKilledTelevision, BringsSubscriptionsIteratorsAndRegistrationsBackWithIt) {
+TEST_F(AKilledTelevision, RestoresClientsRegistrationsWhenItRestarts) {
     const auto recorder = std::make_shared<ValueRecorder>();
     Integer brightness(BRIGHTNESS, recorder);
     ASSERT_EQ(brightness.connect(1000), 0);
@@ -615,18 +615,18 @@ TEST_F(AKilledTelevision, BringsSubscriptionsIteratorsAndRegistrationsBackWithIt
         television.tell("aipq", "running");
         EXPECT_TRUE(service.heard.waitFor("1", life));
     }
-    // A new television begins with 50.
+    // A new television starts with the value 50.
     EXPECT_THAT(recorder->heard.all(), ElementsAre("1", "50", "2", "50", "3"));
 }
 
-TEST_F(AKilledTelevision, AnnouncesTheValuesThatAreOthersWhenItIsBack) {
+TEST_F(AKilledTelevision, AnnouncesChangedValuesWhenItRestarts) {
     const auto follow = [](auto& access) { ASSERT_EQ(access.connect(1000), 0); };
     const auto brightnessHeard = std::make_shared<ValueRecorder>();
     const auto contrastHeard = std::make_shared<ValueRecorder>();
     const auto numbersHeard = std::make_shared<ValueRecorder>();
     const auto textsHeard = std::make_shared<ValueRecorder>();
     const auto wideHeard = std::make_shared<ValueRecorder>();
-    // Known from a notification, or from the subscription.
+    // Known from a notification or from the subscription.
     Integer brightness(BRIGHTNESS, brightnessHeard);
     follow(brightness);
     television.set(BRIGHTNESS, std::int32_t{60});
@@ -660,7 +660,7 @@ TEST_F(AKilledTelevision, AnnouncesTheValuesThatAreOthersWhenItIsBack) {
     EXPECT_THAT(brightnessHeard->heard.all(), ElementsAre("60", "50"));
 }
 
-TEST_F(AKilledTelevision, DoesNotAnnounceThatAKeyIsBackWhichTheNextOneLacks) {
+TEST_F(AKilledTelevision, DoesNotAnnounceAKeyThatItsSuccessorLacks) {
     struct Follower : lomodelapi::Observer {
         void notifyAvailability(bool available) override { heard.add(available ? "back" : "away"); }
         Heard heard;
@@ -684,7 +684,7 @@ TEST_F(AKilledTelevision, DoesNotAnnounceThatAKeyIsBackWhichTheNextOneLacks) {
     EXPECT_EQ(next.stop(), 0);
 }
 
-TEST_F(AKilledTelevision, EndsARequestThatItNeverAnswered) {
+TEST_F(AKilledTelevision, EndsAnUnansweredRequest) {
     logEverything();
     television.setFault(SWITCH_ACTION, "key.never_answer", 1);
     ASSERT_NE(sourceSwitch.connectToValue(SWITCH_ACTION), nullptr);
@@ -698,7 +698,7 @@ TEST_F(AKilledTelevision, EndsARequestThatItNeverAnswered) {
     EXPECT_TRUE(sourceSwitch.setChannelNext());
 }
 
-TEST_F(AKilledTelevision, EndsEveryCallThatItHasNotFinished) {
+TEST_F(AKilledTelevision, EndsEveryUnfinishedCall) {
     Integer brightness(BRIGHTNESS);
     ASSERT_EQ(brightness.connect(1000), 0);
     ASSERT_NE(sourceSwitch.connectToValue(SWITCH_ACTION), nullptr);
@@ -728,7 +728,7 @@ TEST_F(AKilledTelevision, EndsEveryCallThatItHasNotFinished) {
     EXPECT_EQ(brightness.getValue(number), 0);
 }
 
-TEST_F(AKilledTelevision, LeavesAPictureSettingOnItsWayAndTakesTheNextOne) {
+TEST_F(AKilledTelevision, AcceptsANewSettingAfterAnUnfinishedOne) {
     logEverything();
     television.setFault("", "notifications.delay", 100);
     const auto recorder = std::make_shared<ValueRecorder>();
@@ -743,8 +743,8 @@ TEST_F(AKilledTelevision, LeavesAPictureSettingOnItsWayAndTakesTheNextOne) {
     }));
     television.kill();
     switchOn();
-    // The worker has failed at a write or a read; or it waits for an announcement, goes on with it, and ends
-    // where it was to go.
+    // The worker may have failed at a write or a read. Otherwise it waits for a notification, continues and
+    // ends at its target.
     const auto ended = [&] {
         return !log.withMessage("set video brightness successed.\n").empty() ||
                log.waitFor("failed.", 1, 0ms);
@@ -760,7 +760,7 @@ TEST_F(AKilledTelevision, LeavesAPictureSettingOnItsWayAndTakesTheNextOne) {
     EXPECT_EQ(setting.getVideoBrightness(), 60);
 }
 
-TEST_F(AKilledTelevision, LetsConnectingGoOnUntilItIsBack) {
+TEST_F(AKilledTelevision, LetsConnectWaitUntilItRestarts) {
     television.kill();
     auto connecting = std::async(std::launch::async, [] {
         Integer access(BRIGHTNESS);
@@ -771,7 +771,7 @@ TEST_F(AKilledTelevision, LetsConnectingGoOnUntilItIsBack) {
     EXPECT_EQ(resultOf(connecting), std::optional(true));
 }
 
-TEST_F(AKilledTelevision, MayDieWhileAnApplicationIsBeingTold) {
+TEST_F(AKilledTelevision, MayDieDuringTheNotificationOfAnApplication) {
     struct Slow {
         SystemState state{"slow"};
         Heard heard;
@@ -793,7 +793,7 @@ TEST_F(AKilledTelevision, MayDieWhileAnApplicationIsBeingTold) {
     EXPECT_TRUE(slow.heard.waitFor("4"));
 }
 
-TEST_F(AKilledTelevision, LetsItsClientsUnsubscribeMeanwhile) {
+TEST_F(AKilledTelevision, LetsItsClientsUnsubscribe) {
     const auto recorder = std::make_shared<ValueRecorder>();
     auto brightness = std::make_unique<Integer>(BRIGHTNESS, recorder);
     Integer contrast(CONTRAST, recorder);
@@ -817,7 +817,7 @@ TEST_F(AKilledTelevision, LetsItsClientsUnsubscribeMeanwhile) {
     EXPECT_TRUE(recorder->heard.waitFor("9"));
 }
 
-// Traffic of every kind, from several threads, until it is destroyed.
+// Runs operations of every kind on several threads until it is destroyed.
 class Traffic {
   public:
     explicit Traffic(SourceSwitchAccessImpl& sourceSwitch) {
@@ -866,7 +866,7 @@ class Traffic {
     std::vector<std::thread> m_threads;
 };
 
-TEST_F(AKilledTelevision, LeavesItsClientsRunningHoweverOftenAndWheneverItDies) {
+TEST_F(AKilledTelevision, LeavesItsClientsRunningAfterManyDeaths) {
     const auto recorder = std::make_shared<ValueRecorder>();
     Integer contrast(CONTRAST, recorder);
     ASSERT_EQ(contrast.connect(1000), 0);
@@ -879,7 +879,8 @@ TEST_F(AKilledTelevision, LeavesItsClientsRunningHoweverOftenAndWheneverItDies) 
         for (int life = 0; life < 20; ++life) {
             std::this_thread::sleep_for(std::chrono::milliseconds(random() % 150));
             television.kill();
-            // Sometimes it is back while its clients still notice, sometimes they have to look for it.
+            // The television restarts either while its clients still detect its end, or after they have begun
+            // to search for it.
             std::this_thread::sleep_for(std::chrono::milliseconds(random() % 2 * (random() % 150)));
             ASSERT_TRUE(television.start()) << television.process().errors();
         }
@@ -894,7 +895,7 @@ TEST_F(AKilledTelevision, LeavesItsClientsRunningHoweverOftenAndWheneverItDies) 
     const auto iterator = makeIterator(rows);
     ASSERT_EQ(iterator->create(), 0);
     EXPECT_TRUE(rows->heard.waitForBeginning("ready"));
-    // What the traffic had is gone with it.
+    // The subscriptions, iterators and applications of Traffic are released.
     EXPECT_TRUE(becomes([&] {
         return television.subscribers(BRIGHTNESS) == 0 && television.subscribers(SOURCE) == 0 &&
                television.iterators(CHANNELS) == 1 && television.subscribers(CHANNELS) == 1 &&
@@ -902,7 +903,7 @@ TEST_F(AKilledTelevision, LeavesItsClientsRunningHoweverOftenAndWheneverItDies) 
     }));
 }
 
-// A program that was there first
+// A client that starts before the television
 
 class AProgramThatIsStartedFirst : public tests::RemoteTest {};
 

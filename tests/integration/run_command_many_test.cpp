@@ -1,4 +1,4 @@
-// Many commands with televisions of their own at once.
+// Many commands with private televisions at the same time.
 #include <gmock/gmock.h>
 #include <signal.h>
 
@@ -21,8 +21,8 @@ namespace {
 constexpr int MANY = 16;
 constexpr auto LIMIT = std::chrono::minutes(4);
 
-TEST(SixteenCommandsWithTheirOwnTelevisions, AllGetFramesAndFindWhatTheySet) {
-    // On a busy machine, a frame may come too late for aipqctl.
+TEST(SixteenCommandsWithTheirOwnTelevisions, ReadTheirOwnFramesAndValues) {
+    // On a busy machine, a frame may arrive too late for aipqctl.
     const std::string script = R"(
 PATH=${0%/*}:$PATH
 until aipqctl set brightness $1 --wait >/dev/null; do :; done
@@ -36,7 +36,7 @@ read -r line
         runs.push_back(std::make_unique<ChildProcess>(
             tests::runWords({}, {"sh", "-c", script, AIPQCTL_PROGRAM, std::to_string(10 + 2 * i), frame})));
     }
-    // All of them are on at the same time.
+    // All televisions run at the same time.
     for (int i = 0; i < MANY; ++i) {
         ChildProcess& run = *runs[static_cast<std::size_t>(i)];
         EXPECT_TRUE(run.waitForOutput("the brightness is " + std::to_string(10 + 2 * i) + '\n', LIMIT))
@@ -48,7 +48,7 @@ read -r line
     EXPECT_THAT(tests::runFolders(), IsEmpty());
 }
 
-TEST(SixteenCommandsWithTheirOwnTelevisions, LeaveNothingBehindWhateverIsKilled) {
+TEST(SixteenCommandsWithTheirOwnTelevisions, LeaveNoProcessesWhenKilled) {
     std::vector<std::unique_ptr<OwnTelevision>> runs;
     for (int i = 0; i < MANY; ++i)
         runs.push_back(std::make_unique<OwnTelevision>(tests::Words{"--video", "scenes"}));

@@ -1,4 +1,4 @@
-// aipq-television run: a command with a television of its own.
+// aipq-television run: a command with a private television.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -40,10 +40,10 @@ namespace fs = std::filesystem;
 const Words NO_PICTURE{"--video", "off"};
 const Words SCENES{"--video", "scenes"};
 
-// The key: a change of the setting takes a minute if the library's worker misses a notification.
+// Written as a key: a changed setting takes a minute if the library's worker misses a notification.
 const std::string BRIGHTNESS = tests::keys::BRIGHTNESS;
 
-// A shell's, with aipqctl and aipq-television on the PATH.
+// Runs a script in a shell with aipqctl and aipq-television on the PATH.
 Words shell(const std::string& script) {
     const std::string path = fs::path(AIPQCTL_PROGRAM).parent_path();
     return {"sh", "-c", "PATH=" + path + ":$PATH; " + script};
@@ -59,7 +59,7 @@ class ACommandWithItsOwnTelevision : public testing::Test {
   protected:
     ~ACommandWithItsOwnTelevision() override { EXPECT_THAT(runFolders(), IsEmpty()); }
 
-    // A run that must fail before the command is started.
+    // Expects the run to fail before it starts the command.
     static void expectRefusal(Words options, int exitCode, const std::string& line,
                               const std::map<std::string, std::string>& environment = {}) {
         const std::string file = runtimeFolder() / "started";
@@ -79,7 +79,7 @@ TEST_F(ACommandWithItsOwnTelevision, EndsWithItsExitCode) {
     }
 }
 
-TEST_F(ACommandWithItsOwnTelevision, EndsAsInAShellWhenASignalKillsIt) {
+TEST_F(ACommandWithItsOwnTelevision, EndsLikeInAShellWhenASignalKillsIt) {
     for (const int signal : {SIGTERM, SIGKILL, SIGSEGV}) {
         const Result result =
             run(NO_PICTURE, {"sh", "-c", "ulimit -c 0; kill -" + std::to_string(signal) + " $$"});
@@ -88,7 +88,7 @@ TEST_F(ACommandWithItsOwnTelevision, EndsAsInAShellWhenASignalKillsIt) {
     }
 }
 
-TEST_F(ACommandWithItsOwnTelevision, FindsItWhateverTheEnvironmentNames) {
+TEST_F(ACommandWithItsOwnTelevision, IgnoresTheTelevisionOfTheEnvironment) {
     TelevisionProcess other("living-room");
     ASSERT_TRUE(other.start());
     other.set(tests::keys::BRIGHTNESS, std::int32_t{11});
@@ -103,7 +103,7 @@ TEST_F(ACommandWithItsOwnTelevision, FindsItWhateverTheEnvironmentNames) {
     EXPECT_EQ(other.stop(), 0);
 }
 
-TEST_F(ACommandWithItsOwnTelevision, CanPlayAScenarioOnItAndStartAnotherOne) {
+TEST_F(ACommandWithItsOwnTelevision, CanPlayAScenarioAndStartATelevision) {
     const std::string scenario =
         fileWith("dark.toml", "[[step]]\nset = \"" + std::string(tests::keys::BRIGHTNESS) + "\"\nto = 9\n");
     TelevisionProcess kitchen("kitchen");
@@ -121,7 +121,7 @@ TEST_F(ACommandWithItsOwnTelevision, CanPlayAScenarioOnItAndStartAnotherOne) {
     EXPECT_EQ(kitchen.stop(), 0);
 }
 
-TEST_F(ACommandWithItsOwnTelevision, CanRunAnotherOne) {
+TEST_F(ACommandWithItsOwnTelevision, CanRunANestedTelevision) {
     const Result result =
         run(NO_PICTURE,
             shell("aipqctl set " + BRIGHTNESS +
@@ -130,7 +130,7 @@ TEST_F(ACommandWithItsOwnTelevision, CanRunAnotherOne) {
     EXPECT_EQ(result.output, "50\n30\n") << result.errors;
 }
 
-TEST_F(ACommandWithItsOwnTelevision, HasAPictureBesideOthers) {
+TEST_F(ACommandWithItsOwnTelevision, CapturesFramesBesideOtherRuns) {
     const std::string frame = runtimeFolder() / "frame.png";
     const Words capture{AIPQCTL_PROGRAM, "capture", "-o", frame};
     ChildProcess first(tests::runWords(
@@ -147,7 +147,7 @@ TEST_F(ACommandWithItsOwnTelevision, HasAPictureBesideOthers) {
     EXPECT_EQ(first.errors(), "");
 }
 
-TEST_F(ACommandWithItsOwnTelevision, KeepsItsWordsStreamsFolderAndDescriptors) {
+TEST_F(ACommandWithItsOwnTelevision, KeepsArgumentsStreamsAndDescriptors) {
     ChildProcess echo(tests::runWords(NO_PICTURE, {"sh", "-c",
                                                    "read -r line; printf '<%s>' \"$line\" \"$@\"; pwd;"
                                                    "ls /proc/self/fd | wc -w; echo said >&2",
@@ -161,7 +161,7 @@ TEST_F(ACommandWithItsOwnTelevision, KeepsItsWordsStreamsFolderAndDescriptors) {
     EXPECT_EQ(echo.errors(), "said\n");
 }
 
-TEST_F(ACommandWithItsOwnTelevision, HasTwoMoreVariablesInItsEnvironment) {
+TEST_F(ACommandWithItsOwnTelevision, GetsTwoEnvironmentVariables) {
     const std::string others = "env | grep -v -E '^(_|AIPQ_TV|AIPQ_TV_FOLDER)=' | sort";
     ChildProcess plain({"sh", "-c", others});
     EXPECT_EQ(plain.wait(), 0);
@@ -170,7 +170,7 @@ TEST_F(ACommandWithItsOwnTelevision, HasTwoMoreVariablesInItsEnvironment) {
                 MatchesRegex("unix:path=(.+)/living-room in .+/aipq-run\\.[0-9a-f]+\n"));
 }
 
-TEST_F(ACommandWithItsOwnTelevision, IgnoresWhatItsCallerIgnores) {
+TEST_F(ACommandWithItsOwnTelevision, IgnoresTheSignalsThatItsCallerIgnores) {
     const Words signals{"sh", "-c", "trap '' INT; exec \"$@\"", "sh"};
     const Words look{"grep", "-E", "SigBlk|SigIgn", "/proc/self/status"};
     Words plain = signals;
@@ -185,7 +185,7 @@ TEST_F(ACommandWithItsOwnTelevision, IgnoresWhatItsCallerIgnores) {
     EXPECT_EQ(seen.output(), expected.output());
 }
 
-TEST_F(ACommandWithItsOwnTelevision, FindsTheFirstStepsOfItsScenarioDone) {
+TEST_F(ACommandWithItsOwnTelevision, StartsAfterTheFirstScenarioSteps) {
     const std::string scenario = fileWith("first.toml",
                                           "video = \"off\"\n"
                                           "[[step]]\nset = \"dovra.sl2.i32.video.contrast\"\nto = 7\n"
@@ -198,12 +198,12 @@ TEST_F(ACommandWithItsOwnTelevision, FindsTheFirstStepsOfItsScenarioDone) {
     EXPECT_EQ(result.exitCode, 0);
 }
 
-TEST_F(ACommandWithItsOwnTelevision, FailsWithItsScenarioUnlessItFailsItself) {
+TEST_F(ACommandWithItsOwnTelevision, ExitsWith1IfOnlyTheScenarioFails) {
     const std::string scenario = fileWith(
         "fails.toml", "video = \"off\"\n[[step]]\nexpect = \"dovra.sl2.i32.video.contrast\"\nis = 7\n");
     const std::string line = "aipq-television: the scenario failed: " + scenario +
                              ":2: expected dovra.sl2.i32.video.contrast to be 7, but it is 50\n";
-    // It goes on until the failure has been reported.
+    // The command continues until the failure has been reported.
     for (const auto& [end, exitCode] : {std::pair("exit 0", 1), std::pair("exit 9", 9)}) {
         ChildProcess process(
             tests::runWords({"--scenario", scenario}, {"sh", "-c", std::string("read -r line; ") + end}));
@@ -214,7 +214,7 @@ TEST_F(ACommandWithItsOwnTelevision, FailsWithItsScenarioUnlessItFailsItself) {
     }
 }
 
-TEST_F(ACommandWithItsOwnTelevision, HasWhatTheTelevisionPrintsInTheLogOnly) {
+TEST_F(ACommandWithItsOwnTelevision, KeepsTheTelevisionsOutputInTheLog) {
     const std::string log = runtimeFolder() / "television.log";
     fileWith("television.log", "of an earlier run");
     const std::string scenario =
@@ -229,7 +229,7 @@ TEST_F(ACommandWithItsOwnTelevision, HasWhatTheTelevisionPrintsInTheLogOnly) {
     EXPECT_THAT(text, HasSubstr(" s  client: a client subscribes to dovra.sl2.i32.video.contrast\n"));
 }
 
-TEST_F(ACommandWithItsOwnTelevision, FailsWithItsLogUnlessItFailsItself) {
+TEST_F(ACommandWithItsOwnTelevision, FailsIfTheLogCannotBeWritten) {
     const std::string log = runtimeFolder() / "log";
     ASSERT_EQ(::mkfifo(log.c_str(), 0600), 0);
     const std::string scenario =
@@ -245,7 +245,7 @@ TEST_F(ACommandWithItsOwnTelevision, FailsWithItsLogUnlessItFailsItself) {
                                               "until [ $(aipqctl get contrast) = 7 ]; do :; done; ") +
                                   end)));
         EXPECT_TRUE(process.waitForOutput("up\n")) << process.errors();
-        // From now on, nothing can be written into the log.
+        // From now on, writing to the log fails.
         ::close(reader);
         process.tell("go on");
         EXPECT_EQ(process.wait(), exitCode);
@@ -255,7 +255,7 @@ TEST_F(ACommandWithItsOwnTelevision, FailsWithItsLogUnlessItFailsItself) {
     fs::remove(log);
 }
 
-TEST_F(ACommandWithItsOwnTelevision, HasTheKeysOfItsCatalogue) {
+TEST_F(ACommandWithItsOwnTelevision, SeesTheKeysOfItsCatalogue) {
     const std::string catalogue = tests::catalogueWith(
         "[[key]]\nname = \"test.own\"\ntype = \"integer\"\ndefault = 5\nmeaning = \"A number\"\n");
     const std::string relative = fs::path(catalogue).lexically_relative(fs::current_path());
@@ -266,7 +266,7 @@ TEST_F(ACommandWithItsOwnTelevision, HasTheKeysOfItsCatalogue) {
 
 // Refusals
 
-TEST_F(ACommandWithItsOwnTelevision, MustBeThere) {
+TEST_F(ACommandWithItsOwnTelevision, IsReportedIfItDoesNotExist) {
     tests::expectRefusal({"run", "--video", "off", "--", "/no/command"}, EXIT_NOT_FOUND,
                          "aipq-television: cannot execute '/no/command': No such file or directory\n");
     tests::expectRefusal({"run", "--video", "off", "--", "no-such-command"}, EXIT_NOT_FOUND,
@@ -279,7 +279,7 @@ TEST_F(ACommandWithItsOwnTelevision, MustBeThere) {
                          "aipq-television: The following argument was not expected: true; ");
 }
 
-TEST_F(ACommandWithItsOwnTelevision, IsNotStartedWithFilesThatAreMissingOrBroken) {
+TEST_F(ACommandWithItsOwnTelevision, IsNotStartedWithBadFiles) {
     const std::string noFilm = fileWith("film.avi", "no film at all\n");
     const std::string noScenario = fileWith("broken.toml", "[[step]]\nset = \"no.key\"\nto = 1\n");
     const std::string noCatalogue = fileWith("malformed.toml", "[[key]]\nname = ?\n");
@@ -320,10 +320,10 @@ TEST_F(ACommandWithItsOwnTelevision, IsNotStartedWithoutATelevision) {
 
 // Rights
 
-// ThreadSanitizer has a thread from the start, and only a process of one thread enters a user namespace.
+// ThreadSanitizer starts a thread, and a process with several threads cannot enter a user namespace.
 #ifndef __SANITIZE_THREAD__
 
-// As root without the right to create namespaces, or as the user of the test.
+// Runs a command as root without the right to create namespaces, or as the user of the test.
 Words withoutRights(const Words& command) {
     Words words;
     if (::geteuid() == 0) words = {"setpriv", "--bounding-set", "-sys_admin"};
@@ -331,7 +331,7 @@ Words withoutRights(const Words& command) {
     return words;
 }
 
-TEST_F(ACommandWithItsOwnTelevision, IsNotStartedWithoutTheRightToCreateNamespaces) {
+TEST_F(ACommandWithItsOwnTelevision, IsNotStartedWithoutNamespaceRights) {
     const std::string file = runtimeFolder() / "started";
     const Words words = tests::runWords(NO_PICTURE, {"touch", file});
     const auto expectNoRights = [&](Words command, const std::string& line) {
@@ -341,7 +341,7 @@ TEST_F(ACommandWithItsOwnTelevision, IsNotStartedWithoutTheRightToCreateNamespac
         EXPECT_THAT(process.errors(), MatchesRegex("aipq-television: " + line + "[^\n]*\n"));
         EXPECT_FALSE(fs::exists(file));
     };
-    // A user whom no number stands for.
+    // The current user ID has no mapping.
     expectNoRights({"unshare", "--user"}, "cannot create a user namespace: Operation not permitted; ");
     const std::string noMore = "echo 0 >/proc/sys/user/max_ipc_namespaces && exec \"$@\"";
     expectNoRights({"unshare", "--user", "--map-root-user", "sh", "-c", noMore, "sh"},
@@ -360,7 +360,7 @@ TEST_F(ACommandWithItsOwnTelevision, IsNotStartedForAUserWithoutAName) {
               "/etc/passwd\n");
 }
 
-TEST_F(ACommandWithItsOwnTelevision, NeedsNoRightsWhereUserNamespacesAreAllowed) {
+TEST_F(ACommandWithItsOwnTelevision, NeedsNoRightsIfUserNamespacesWork) {
     const std::string frame = runtimeFolder() / "frame.png";
     ChildProcess process(
         withoutRights(tests::runWords({}, shell("id -u; id -g; cat /proc/self/uid_map; aipqctl capture -o " +
@@ -408,7 +408,7 @@ TEST_F(ACommandWithItsOwnTelevision, StopsAndContinuesWithItsRun) {
     EXPECT_TRUE(own.isGone());
 }
 
-TEST_F(ACommandWithItsOwnTelevision, DoesNotHangUpAStoppedProcessOfItsGroupAtItsEnd) {
+TEST_F(ACommandWithItsOwnTelevision, DoesNotHangUpAStoppedProcess) {
     // The process group is orphaned: the parent of its leader is in another session.
     const std::string script =
         "sleep 1000 & kill -STOP $!; until grep -q '^State:.*T' /proc/$!/status; do :; done; "
@@ -421,7 +421,7 @@ TEST_F(ACommandWithItsOwnTelevision, DoesNotHangUpAStoppedProcessOfItsGroupAtIts
 }
 
 TEST_F(ACommandWithItsOwnTelevision, EndsWhenItsTerminalIsClosed) {
-    // `script` has the terminal, and the run is the leader of the terminal's session.
+    // `script` has the terminal, and the run is the session leader of the terminal.
     const std::string command =
         "exec " TELEVISION_PROGRAM " run --video off -- sh -c 'echo command $$ up; exec sleep 1000'";
     ChildProcess terminal({"script", "--quiet", "--command", command, "/dev/null"});
@@ -434,8 +434,8 @@ TEST_F(ACommandWithItsOwnTelevision, EndsWhenItsTerminalIsClosed) {
     EXPECT_TRUE(eventually([&] { return !tests::isAlive(process) && runFolders().empty(); }));
 }
 
-TEST_F(ACommandWithItsOwnTelevision, IsNotWaitedForOnceItIsAskedToEndBeforeItsStart) {
-    // A film that never comes.
+TEST_F(ACommandWithItsOwnTelevision, IsNotStartedAfterAnEndSignal) {
+    // A FIFO without a writer: opening this film blocks.
     const std::string pipe = runtimeFolder() / "film";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     ChildProcess process(tests::runWords({"--video", pipe}, {"echo", "started"}));
@@ -446,9 +446,9 @@ TEST_F(ACommandWithItsOwnTelevision, IsNotWaitedForOnceItIsAskedToEndBeforeItsSt
     fs::remove(pipe);
 }
 
-// The end of parts
+// The end of the processes
 
-TEST_F(ACommandWithItsOwnTelevision, LeavesNothingBehindWhenItEnds) {
+TEST_F(ACommandWithItsOwnTelevision, LeavesNoProcessesWhenItEnds) {
     OwnTelevision own;
     ::kill(own.command(), SIGKILL);
     EXPECT_EQ(own.process().wait(), 128 + SIGKILL);
@@ -456,14 +456,14 @@ TEST_F(ACommandWithItsOwnTelevision, LeavesNothingBehindWhenItEnds) {
     EXPECT_TRUE(own.isGone());
 }
 
-TEST_F(ACommandWithItsOwnTelevision, LeavesNothingBehindWhenItsRunIsKilled) {
+TEST_F(ACommandWithItsOwnTelevision, LeavesNoProcessesWhenTheRunIsKilled) {
     OwnTelevision own(SCENES);
     own.process().signal(SIGKILL);
     EXPECT_EQ(own.process().wait(), 128 + SIGKILL);
     EXPECT_TRUE(own.isGone());
 }
 
-TEST_F(ACommandWithItsOwnTelevision, LeavesNothingBehindWhenItsKeeperIsKilled) {
+TEST_F(ACommandWithItsOwnTelevision, LeavesNoProcessesIfItsKeeperDies) {
     OwnTelevision own(SCENES);
     ::kill(own.keeper(), SIGKILL);
     EXPECT_EQ(own.process().wait(), EXIT_TELEVISION_DIED);
@@ -471,7 +471,7 @@ TEST_F(ACommandWithItsOwnTelevision, LeavesNothingBehindWhenItsKeeperIsKilled) {
     EXPECT_TRUE(own.isGone());
 }
 
-TEST_F(ACommandWithItsOwnTelevision, LeavesTheEarlierChildrenOfItsCallerAlive) {
+TEST_F(ACommandWithItsOwnTelevision, KeepsTheCallersOtherChildrenAlive) {
     Words words{"bash", "-c", "sleep 1000 & echo $!; exec \"$@\"", "bash"};
     const Words run = tests::runWords(NO_PICTURE, {"sh", "-c", "echo up; exec sleep 1000"});
     words.insert(words.end(), run.begin(), run.end());
@@ -506,7 +506,7 @@ TEST_F(ACommandWithItsOwnTelevision, EndsWhenItsTelevisionLosesItsBus) {
     EXPECT_TRUE(own.isGone());
 }
 
-TEST_F(ACommandWithItsOwnTelevision, EndsThoughItsTelevisionHangs) {
+TEST_F(ACommandWithItsOwnTelevision, EndsEvenIfItsTelevisionHangs) {
     OwnTelevision own;
     ::kill(own.television(), SIGSTOP);
     own.process().signal(SIGTERM);
@@ -514,7 +514,7 @@ TEST_F(ACommandWithItsOwnTelevision, EndsThoughItsTelevisionHangs) {
     EXPECT_TRUE(own.isGone());
 }
 
-TEST_F(ACommandWithItsOwnTelevision, LeavesNothingToTheNextWhenAllOfItIsKilled) {
+TEST_F(ACommandWithItsOwnTelevision, CanRunAgainAfterAllProcessesWereKilled) {
     OwnTelevision own;
     ::kill(own.keeper(), SIGSTOP);
     own.process().signal(SIGKILL);

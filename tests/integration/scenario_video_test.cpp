@@ -1,4 +1,4 @@
-// Scenarios that show something, among them the installed examples.
+// Scenarios that show pictures, among them the installed examples.
 #include <gmock/gmock.h>
 #include <unistd.h>
 
@@ -49,7 +49,7 @@ class AScenarioWithAPicture : public tests::TelevisionTest {
     simulated::VideoPipeline& video = television.video();
 };
 
-TEST_F(AScenarioWithAPicture, StartsAndStopsIt) {
+TEST_F(AScenarioWithAPicture, StartsAndStopsThePicture) {
     expectFinished("video = \"scenes\"\nstep = []\n");
     EXPECT_TRUE(video.running());
     const std::string off = "[[step]]\nvideo = \"off\"\n";
@@ -59,7 +59,7 @@ TEST_F(AScenarioWithAPicture, StartsAndStopsIt) {
     EXPECT_TRUE(video.running());
 }
 
-TEST_F(AScenarioWithAPicture, GoesOnWithWhatIsShownAlready) {
+TEST_F(AScenarioWithAPicture, KeepsThePictureThatIsShown) {
     ASSERT_TRUE(video.start());
     bool shown = false;
     const simulated::Events::Subscription listening(television.events(), [&](const simulated::Event& event) {
@@ -69,7 +69,7 @@ TEST_F(AScenarioWithAPicture, GoesOnWithWhatIsShownAlready) {
     EXPECT_FALSE(shown);
 }
 
-TEST_F(AScenarioWithAPicture, IsRefusedWholeForAFilmThatIsNone) {
+TEST_F(AScenarioWithAPicture, IsRejectedCompletelyIfAFilmIsInvalid) {
     const std::string film = testing::TempDir() + "no-film-" + std::to_string(::getpid()) + ".avi";
     std::ofstream(film) << "no film at all\n";
     std::string message = "accepted";
@@ -83,7 +83,7 @@ TEST_F(AScenarioWithAPicture, IsRefusedWholeForAFilmThatIsNone) {
     std::filesystem::remove(film);
 }
 
-TEST_F(AScenarioWithAPicture, FailsForAFilmThatIsGoneAndLeavesThePicture) {
+TEST_F(AScenarioWithAPicture, FailsIfAFilmDisappearsAndKeepsThePicture) {
     ASSERT_TRUE(video.start());
     for (const bool fromTheStart : {true, false}) {
         Scenario scenario = parseScenario("[[step]]\nvideo = \"scenes\"\n", "my.toml");
@@ -101,7 +101,7 @@ TEST_F(AScenarioWithAPicture, FailsForAFilmThatIsGoneAndLeavesThePicture) {
     }
 }
 
-TEST_F(AScenarioWithAPicture, BreaksItAndMendsIt) {
+TEST_F(AScenarioWithAPicture, BreaksAndRepairsThePicture) {
     ASSERT_TRUE(video.start());
     for (const char* const name : {"video.stalled", "video.killed"}) {
         const std::string step = std::string("[[step]]\nfault = \"") + name + "\"\nto = ";
@@ -116,13 +116,13 @@ TEST_F(AScenarioWithAPicture, BreaksItAndMendsIt) {
     }
 }
 
-TEST_F(AScenarioWithAPicture, WaitsForItsFrames) {
+TEST_F(AScenarioWithAPicture, WaitsForCapturedFrames) {
     ASSERT_TRUE(video.start());
     PictureCapture capture;
     capture.start();
     ASSERT_TRUE(log.waitFor("create thread to send message queue."));
     const pid_t sender = log.withMessage("create thread to send message queue.\n").back().thread;
-    // A request is lost while the sender is not waiting for one.
+    // The library loses a request while its sender thread is not waiting for one.
     const auto captureFrame = [&] {
         PictureData picture;
         initPictureData(picture);
@@ -146,13 +146,13 @@ TEST_F(AScenarioWithAPicture, WaitsForItsFrames) {
     capture.stop();
 }
 
-TEST_F(AScenarioWithAPicture, IsRecordedWithIt) {
+TEST_F(AScenarioWithAPicture, IsRecordedWithThePicture) {
     ASSERT_TRUE(video.start());
     const ScenarioRecorder recorder(television);
     video.showProgramme("snow");
     simulated::setFault(television, "", "video.killed", 1);
     simulated::setFault(television, "", "video.killed", 0);
-    television.sourceSwitch().selectChannel("2");  // shows another scene, which follows from it
+    television.sourceSwitch().selectChannel("2");  // also changes the scene
     video.stop();
     const Scenario recorded = recorder.scenario();
     EXPECT_EQ(recorded.video, "scenes");
@@ -163,7 +163,7 @@ TEST_F(AScenarioWithAPicture, IsRecordedWithIt) {
                                      "fault \"video.killed\", to false", "channel \"2\"", "video \"off\""));
 }
 
-TEST_F(AScenarioWithAPicture, IsRecordedWithoutACrashAndWhatFollows) {
+TEST_F(AScenarioWithAPicture, IsRecordedWithoutACrashAndItsEffects) {
     ASSERT_TRUE(video.start());
     const ScenarioRecorder recorder(television);
     std::promise<void> restarted;
@@ -189,7 +189,7 @@ class TheExample : public AScenarioWithAPicture, public testing::WithParamInterf
     }
 };
 
-TEST_P(TheExample, IsPlayedToItsEndAndItsExpectationsHold) {
+TEST_P(TheExample, PlaysToItsEnd) {
     const Scenario scenario = example();
     EXPECT_FALSE(scenario.title.empty());
     std::size_t steps = 0;
@@ -200,7 +200,7 @@ TEST_P(TheExample, IsPlayedToItsEndAndItsExpectationsHold) {
     EXPECT_EQ(steps, scenario.steps.size());
 }
 
-TEST_P(TheExample, LeavesNoFaultBehind) {
+TEST_P(TheExample, LeavesNoFaultSet) {
     const ScenarioPlayer::Result result = ScenarioPlayer(television, example(), {{}, {}}, 1000).wait();
     EXPECT_EQ(result.outcome, Outcome::FINISHED) << result.text;
     for (const simulated::FaultDefinition& definition : simulated::faultDefinitions()) {
@@ -214,7 +214,7 @@ TEST_P(TheExample, LeavesNoFaultBehind) {
     }
 }
 
-TEST_P(TheExample, IsWrittenToTheSameScenario) {
+TEST_P(TheExample, SurvivesWritingAndParsing) {
     const Scenario scenario = example();
     const Scenario again = parseScenario(formatScenario(scenario), "again.toml");
     EXPECT_EQ(formatScenario(again), formatScenario(scenario));
@@ -229,7 +229,7 @@ INSTANTIATE_TEST_SUITE_P(Of, TheExample,
                              return name;
                          });
 
-TEST(TheExamples, AreAllPlayedHere) {
+TEST(TheExamples, AreAllTested) {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(SCENARIO_EXAMPLES))
         names.push_back(entry.path().filename());

@@ -1,4 +1,4 @@
-// Who may use the simulated television's page, and what slow and hostile clients cannot do to it.
+// Access control of the simulated television's page, and its behaviour with slow and hostile clients.
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <poll.h>
@@ -31,7 +31,7 @@ constexpr const char* CHANGES[] = {"/value",        "/remote",        "/power", 
                                    "/clear-faults", "/video",         "/film",  "/reset",
                                    "/scenario",     "/stop-scenario", "/record"};
 
-// A connection to the page that a test reads and writes byte by byte.
+// A connection to the page that is read and written byte by byte.
 class RawConnection {
   public:
     explicit RawConnection(const television::Screen& screen) : m_socket(::socket(AF_INET, SOCK_STREAM, 0)) {
@@ -46,7 +46,7 @@ class RawConnection {
     RawConnection& operator=(const RawConnection&) = delete;
 
     void send(const std::string& text) const { ::send(m_socket, text.data(), text.size(), MSG_NOSIGNAL); }
-    // Whether the page has closed it, or does so in this time.
+    // Returns whether the page has closed the connection, or closes it within this time.
     bool isClosedWithin(std::chrono::milliseconds time) const {
         pollfd fd{m_socket, POLLIN, 0};
         char byte = 0;
@@ -59,7 +59,7 @@ class RawConnection {
 
 std::string pathOf(const std::string& url) { return url.substr(url.find("/?")); }
 
-TEST_F(TheScreen, IsForThoseWithItsTokenOnly) {
+TEST_F(TheScreen, RequiresItsToken) {
     httplib::Client stranger("127.0.0.1", screen.port());
     const std::string port = std::to_string(screen.port());
     const std::string token = cookie().substr(cookie().find('=') + 1);
@@ -87,26 +87,26 @@ TEST_F(TheScreen, IsForThoseWithItsTokenOnly) {
     EXPECT_EQ(page.body, problem + "\n");
     EXPECT_EQ(page.type, "text/plain; charset=utf-8");
     EXPECT_EQ(answerOf(stranger.Get("/state")).error(), problem);
-    // Strangers do not fill the log either.
+    // Rejected requests do not fill the log.
     EXPECT_EQ(get("/state").content().at("log"), json::array());
 }
 
-TEST_F(TheScreen, GivesABrowserThatHasTheTokenACookie) {
+TEST_F(TheScreen, GivesACookieToABrowserWithTheToken) {
     httplib::Client browser("127.0.0.1", screen.port());
     const auto page = browser.Get(pathOf(screen.url()));
     ASSERT_TRUE(page);
     EXPECT_EQ(page->status, 200);
     const std::string given = page->get_header_value("Set-Cookie");
     EXPECT_THAT(given, EndsWith("; Path=/; HttpOnly; SameSite=Strict"));
-    // Among others of this machine, and for a visit without the token.
+    // The browser also sends other cookies of this machine, and the address has no token.
     const httplib::Headers cookies{{"Cookie", "a=1; " + given.substr(0, given.find(';')) + "; b=2"}};
     for (const char* const path : {"/", "/main.js", "/state"})
         EXPECT_EQ(answerOf(browser.Get(path, cookies)).status, 200) << path;
-    // For a script, the token in the address will do.
+    // A script can use the token in the address.
     EXPECT_EQ(answerOf(browser.Get("/state" + pathOf(screen.url()).substr(1))).status, 200);
 }
 
-TEST(AToken, IsAnotherEachTime) {
+TEST(AToken, IsDifferentEachTime) {
     EXPECT_TRUE(television::isToken(television::newToken()));
     EXPECT_NE(television::newToken(), television::newToken());
     for (const std::string text :
@@ -120,7 +120,7 @@ TEST_F(TheScreen, AnswersWhileSixtyConnectionsAreSlow) {
     for (int i = 0; i < 60; ++i) {
         slow.push_back(std::make_unique<RawConnection>(screen));
         switch (i % 4) {
-            case 0:  // says nothing
+            case 0:  // sends nothing
                 break;
             case 1:  // does not end its request
                 slow.back()->send("GET / HTTP/1.1\r\n" + host);
@@ -142,7 +142,7 @@ TEST_F(TheScreen, AnswersWhileSixtyConnectionsAreSlow) {
     EXPECT_EQ(get("/state").status, 200);
 }
 
-TEST_F(TheScreen, ClosesAConnectionWhoseRequestDoesNotEnd) {
+TEST_F(TheScreen, ClosesAConnectionWithAnUnfinishedRequest) {
     const RawConnection drip(screen);
     drip.send("GET /state HTTP/1.1\r\nX-Slow: ");
     const auto limit = std::chrono::steady_clock::now() + LIMIT;
@@ -154,7 +154,7 @@ TEST_F(TheScreen, ClosesAConnectionWhoseRequestDoesNotEnd) {
     EXPECT_TRUE(closed);
 }
 
-TEST_F(TheScreen, AnswersToNamesOfThisMachineOnly) {
+TEST_F(TheScreen, AcceptsOnlyHostNamesOfThisMachine) {
     const std::string port = std::string(":").append(std::to_string(screen.port()));
     for (const std::string host : {"localhost", "LOCALHOST", "127.0.0.1", "localhost:9"})
         EXPECT_EQ(get("/state", {{"Host", host}}).status, 200) << host;
@@ -167,7 +167,7 @@ TEST_F(TheScreen, AnswersToNamesOfThisMachineOnly) {
     }
 }
 
-TEST_F(TheScreen, IsChangedByItsOwnPageOnly) {
+TEST_F(TheScreen, AcceptsChangesOnlyFromItsOwnPage) {
     const std::string wish = json{{"key", BRIGHTNESS}, {"value", 60}}.dump();
     for (const char* const path : CHANGES)
         EXPECT_EQ(post(path, "{}", {{"Origin", "http://127.0.0.1:1"}}).status, 403) << path;
@@ -187,7 +187,7 @@ TEST_F(TheScreen, IsChangedByItsOwnPageOnly) {
     EXPECT_EQ(model.value(BRIGHTNESS), Value(60));
 }
 
-TEST_F(TheScreen, DoesNotTakeTheBodyOfARefusedRequestForTheNext) {
+TEST_F(TheScreen, DoesNotParseARefusedBodyAsARequest) {
     const std::string wish = json{{"key", BRIGHTNESS}, {"value", 60}}.dump();
     const std::string smuggled =
         "POST /value HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/json\r\n" +
@@ -195,13 +195,13 @@ TEST_F(TheScreen, DoesNotTakeTheBodyOfARefusedRequestForTheNext) {
     for (const char* const path : {"/value", "/nothing", "/state"}) {
         EXPECT_THAT(post(path, smuggled, {{"Origin", "http://example.org"}}, "text/plain").status,
                     AnyOf(403, 404));
-        // Over the same connection, if it is kept.
+        // The next request uses the same connection if it is still open.
         EXPECT_EQ(get("/state").status, 200);
     }
     EXPECT_EQ(model.value(BRIGHTNESS), Value(50));
 }
 
-TEST_F(TheScreen, ServesPagesWhileItsStreamsAreAllTaken) {
+TEST_F(TheScreen, ServesPagesWhileAllItsStreamsAreInUse) {
     std::vector<std::unique_ptr<EventReader>> readers;
     int status = 200;
     while (status == 200 && readers.size() < 200) {
@@ -213,7 +213,7 @@ TEST_F(TheScreen, ServesPagesWhileItsStreamsAreAllTaken) {
     EXPECT_EQ(get("/events?after=0").error(), "the page is open too often: close some of its tabs");
     EXPECT_EQ(get("/").status, 200);
 
-    // A stream that its browser has left is free again.
+    // The stream of a closed browser can be used again.
     readers.clear();
     const auto limit = std::chrono::steady_clock::now() + LIMIT;
     while (status == 503 && std::chrono::steady_clock::now() < limit) {
@@ -224,7 +224,7 @@ TEST_F(TheScreen, ServesPagesWhileItsStreamsAreAllTaken) {
     EXPECT_EQ(status, 200);
 }
 
-TEST_F(TheScreen, EndsWhileItIsLookedAt) {
+TEST_F(TheScreen, EndsWhileABrowserIsConnected) {
     auto second = anotherScreen(0, stage);
     EventReader reader(*second, 0);
     ASSERT_EQ(reader.waitForStatus(), 200);
@@ -232,7 +232,7 @@ TEST_F(TheScreen, EndsWhileItIsLookedAt) {
     EXPECT_TRUE(reader.waitForEnd());
 }
 
-TEST_F(TheScreen, TakesNoPortThatIsTaken) {
+TEST_F(TheScreen, DoesNotShareAPort) {
     try {
         anotherScreen(screen.port(), stage);
         FAIL() << "two screens at one port";

@@ -57,7 +57,7 @@ class ABrowser(unittest.TestCase):
         self.browser.execute_script('localStorage.clear()')
         self.browser.get(self.url)
         self.wait_for(lambda: self.text('connection') == 'connected')
-        # One scene, so that only the settings change the picture.
+        # Select one scene, so that only the settings change the picture.
         self.press('digits', '5')
         self.wait_for(lambda: 'a second' in self.text('caption'))
 

@@ -1,4 +1,4 @@
-// The simulated television's page as a browser reaches it: over HTTP.
+// Accesses the simulated television's page over HTTP, like a browser.
 #ifndef TESTS_SCREEN_FIXTURE_H
 #define TESTS_SCREEN_FIXTURE_H
 
@@ -36,7 +36,7 @@ struct Answer {
     std::string error() const { return content().at("error"); }
 };
 
-// What /events sends, read on a thread of its own until its end.
+// Reads the stream /events on a separate thread until its end.
 class EventReader {
   public:
     EventReader(const television::Screen& screen, unsigned long after)
@@ -44,13 +44,13 @@ class EventReader {
               read("/events" + url.substr(url.find('?')) + "&after=" + std::to_string(after));
           }) {}
     ~EventReader() {
-        // The request may not have begun yet.
+        // The request may not have started yet.
         waitForStatus();
         m_client.stop();
         m_thread.join();
     }
 
-    // Whether an event of this name with data that fulfils the condition arrives, or has arrived.
+    // Returns whether an event of this name whose data fulfils the condition has arrived or arrives in time.
     bool waitFor(const std::string& name, const std::function<bool(const json&)>& condition) {
         const std::string start = "event: " + name + "\ndata: ";
         const auto found = [&] {
@@ -64,7 +64,7 @@ class EventReader {
         return m_changed.wait_for(lock, LIMIT, found);
     }
 
-    // The status of the answer.
+    // Returns the HTTP status.
     int waitForStatus() {
         std::unique_lock lock(m_mutex);
         m_changed.wait_for(lock, LIMIT, [this] { return m_status != 0 || m_ended; });
@@ -110,7 +110,7 @@ class EventReader {
     std::thread m_thread;  // last: it uses all of the above
 };
 
-// The luma of each pixel of a JPEG file.
+// Returns the luma of each pixel of a JPEG file.
 inline std::vector<unsigned char> lumaOf(const std::string& jpeg) {
     const std::unique_ptr<void, int (*)(tjhandle)> decoder(tjInitDecompress(), &tjDestroy);
     const auto* const bytes = reinterpret_cast<const unsigned char*>(jpeg.data());
@@ -140,7 +140,7 @@ class TheScreen : public TelevisionTest {
         client.set_default_headers({{"Cookie", cookie()}});
     }
 
-    // What a browser has that loaded the page once.
+    // Returns the cookie that a browser gets when it loads the page.
     std::string cookie() {
         const std::string url = screen.url();
         const auto page = client.Get(url.substr(url.find("/?")));
@@ -170,7 +170,7 @@ class TheScreen : public TelevisionTest {
         television.video().showProgramme("bars");
     }
 
-    // Waits for a picture, or the lack of one, that fulfils the condition.
+    // Waits until /picture returns an answer that fulfils the condition.
     bool waitForPicture(const std::function<bool(const Answer&)>& condition) {
         const auto limit = std::chrono::steady_clock::now() + LIMIT;
         while (std::chrono::steady_clock::now() < limit)
@@ -191,7 +191,7 @@ class TheScreen : public TelevisionTest {
             simulated::Television::instance(), television::ScreenOptions{"kitchen", port}, std::move(stage));
     }
 
-    // As the television's own, but for its bus.
+    // Plays scenarios like the television's own stage, but without a bus.
     television::Stage stage{
         [this](simulated::Scenario scenario, simulated::ScenarioPlayer::Listener listener) {
             auto started = std::make_unique<simulated::ScenarioPlayer>(television, std::move(scenario),

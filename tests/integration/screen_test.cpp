@@ -1,4 +1,4 @@
-// What the simulated television's page shows and changes.
+// The content and the operations of the simulated television's page.
 #include <gmock/gmock.h>
 
 #include <cstdlib>
@@ -38,14 +38,14 @@ TEST_F(TheScreen, ServesThePageAndItsParts) {
     EXPECT_EQ(get("/state").content().at("name"), "living-room");
 }
 
-TEST_F(TheScreen, LetsThePageLoadNothingFromElsewhere) {
+TEST_F(TheScreen, LetsThePageLoadOnlyItsOwnFiles) {
     const auto result = client.Get("/");
     ASSERT_TRUE(result);
     EXPECT_THAT(result->get_header_value("Content-Security-Policy"), HasSubstr("default-src 'self'"));
     EXPECT_EQ(get("/").body.find("//"), std::string::npos);
 }
 
-TEST_F(TheScreen, ServesNoFiles) {
+TEST_F(TheScreen, ServesNoFilesOfTheFileSystem) {
     for (const char* const path : {"/nothing", "/../../etc/passwd", "/..%2f..%2fetc%2fpasswd",
                                    "/page/index.html", "//etc/passwd", "/screen.css/", "/screenXcss"}) {
         const Answer answer = get(path);
@@ -67,7 +67,7 @@ TEST_F(TheScreen, ListsTheKeysInTheOrderOfTheCatalogue) {
         EXPECT_EQ(key.at("meaning"), "Brightness");
         EXPECT_EQ(key.at("value"), 50);
     }
-    // What other tests have defined comes last.
+    // The keys that other tests defined come last.
     groups.resize(4);
     EXPECT_THAT(groups,
                 ElementsAre("System information", "Picture settings", "Source switching", "Channels"));
@@ -89,7 +89,7 @@ TEST_F(TheScreen, SetsValuesOfEveryType) {
     EXPECT_EQ(model.value(PLAY_ATTRIBUTES), Value(std::vector<std::string>{"play", "<b>"}));
 }
 
-TEST_F(TheScreen, RefusesValuesThatDoNotFitAndChangesNothing) {
+TEST_F(TheScreen, RejectsInvalidValuesAndChangesNothing) {
     struct Row {
         const char* key;
         json value;
@@ -124,7 +124,7 @@ TEST_F(TheScreen, RefusesValuesThatDoNotFitAndChangesNothing) {
     EXPECT_EQ(after, before);
 }
 
-TEST_F(TheScreen, RefusesBodiesThatAreNoWish) {
+TEST_F(TheScreen, RejectsInvalidRequestBodies) {
     for (const char* const body :
          {"", "{", "[]", "7", "null", "{\"key\": \"\xff\"}", R"({"value": 1})", R"({"key": 1, "value": 1})",
           R"({"key": "dovra.sl2.i32.video.brightness"})"}) {
@@ -154,7 +154,7 @@ TEST_F(TheScreen, ChangesChannelsLikeTheRemoteControl) {
     EXPECT_EQ(post("/remote", json::object()).status, 400);
 }
 
-TEST_F(TheScreen, TellsApplicationsOfPowerStates) {
+TEST_F(TheScreen, NotifiesApplicationsOfPowerStates) {
     EXPECT_EQ(post("/power", {{"power", "suspend"}}).content().at("notice"),
               "no application is registered to be told");
     std::vector<TVPowerState> states;
@@ -202,7 +202,7 @@ TEST_F(TheScreen, SetsFaultsAndClearsThem) {
     EXPECT_EQ(television.framework().lookupStatus(), 0);
 }
 
-TEST_F(TheScreen, RefusesFaultsThatThereAreNot) {
+TEST_F(TheScreen, RejectsUnknownFaults) {
     const auto status = [&](const json& wish) {
         const Answer answer = post("/fault", wish);
         EXPECT_NE(answer.error(), "") << wish;
@@ -219,7 +219,7 @@ TEST_F(TheScreen, RefusesFaultsThatThereAreNot) {
     EXPECT_EQ(get("/state").content().at("status").at("faults"), json::array());
 }
 
-TEST_F(TheScreen, ShowsThePictureAsTheSettingsMakeIt) {
+TEST_F(TheScreen, ShowsThePictureWithItsSettings) {
     startVideo();
     ASSERT_TRUE(waitForPicture([](const Answer& answer) { return answer.type == "image/jpeg"; }));
     setValue(BRIGHTNESS, 0);
@@ -229,7 +229,7 @@ TEST_F(TheScreen, ShowsThePictureAsTheSettingsMakeIt) {
     EXPECT_EQ(television.video().delivered(), 0U);
 }
 
-TEST_F(TheScreen, SaysWhyThereIsNoPictureUntilThereIsOneAgain) {
+TEST_F(TheScreen, ReportsWhyThereIsNoPicture) {
     const auto isPicture = [](const Answer& answer) { return answer.status == 200; };
     const auto lacksPicture = [](const std::string& reason) {
         return [reason](const Answer& answer) { return answer.status == 503 && answer.error() == reason; };
@@ -253,7 +253,7 @@ TEST_F(TheScreen, SaysWhyThereIsNoPictureUntilThereIsOneAgain) {
     EXPECT_EQ(post("/video", {{"on", 1}}).status, 400);
 }
 
-TEST_F(TheScreen, SaysWhenThePipelineDiesAndWhatFollows) {
+TEST_F(TheScreen, ReportsADeadPipelineAndItsRestart) {
     startVideo();
     EventReader reader(screen, lastNumber());
     const auto says = [&reader](const std::string& line) {
@@ -279,7 +279,7 @@ TEST_F(TheScreen, SaysWhenThePipelineDiesAndWhatFollows) {
     EXPECT_TRUE(waitForPicture([](const Answer& answer) { return answer.status == 200; }));
 }
 
-TEST_F(TheScreen, TellsOfValuesAsTheyChange) {
+TEST_F(TheScreen, SendsEachValueChange) {
     EventReader reader(screen, lastNumber());
     model.set(BRIGHTNESS, 60);
     EXPECT_TRUE(reader.waitFor("news", [](const json& line) {
@@ -287,7 +287,7 @@ TEST_F(TheScreen, TellsOfValuesAsTheyChange) {
     }));
 }
 
-TEST_F(TheScreen, TellsOfTheRestAsItChanges) {
+TEST_F(TheScreen, SendsEachStatusChange) {
     EventReader reader(screen, lastNumber());
     television.sourceSwitch().selectChannel("2");
     EXPECT_TRUE(reader.waitFor("status", [](const json& status) { return status.at("channel") == 1; }));
@@ -304,11 +304,11 @@ TEST_F(TheScreen, ShowsTheLog) {
     }));
     post("/remote", {{"channel", "77"}});
     EXPECT_TRUE(reader.waitFor("news", [](const json& line) { return line.at("kind") == "refused"; }));
-    // Whoever opens the page later sees it, too.
+    // A page that is opened later shows it, too.
     EXPECT_THAT(get("/state").body, HasSubstr("broken 7"));
 }
 
-TEST_F(TheScreen, SaysSoIfWhatHappenedCannotAllBeTold) {
+TEST_F(TheScreen, ReportsMissedEvents) {
     EventReader early(screen, 0);
     ASSERT_EQ(early.waitForStatus(), 200);
     const unsigned long first = lastNumber();
@@ -318,14 +318,14 @@ TEST_F(TheScreen, SaysSoIfWhatHappenedCannotAllBeTold) {
     }
     EventReader late(screen, first);
     EXPECT_TRUE(late.waitFor("missed", [](const json&) { return true; }));
-    // The number of a television that was there before.
+    // This number belongs to an earlier run of the television.
     EventReader restarted(screen, 1'000'000);
     EXPECT_TRUE(restarted.waitFor("missed", [](const json&) { return true; }));
     EXPECT_EQ(get("/events").status, 400);
     EXPECT_EQ(get("/events?after=x").status, 400);
 }
 
-TEST_F(TheScreen, ShowsWhatIsNoText) {
+TEST_F(TheScreen, ReplacesInvalidUtf8) {
     model.set(SOURCE, std::string("\xff\x01<script>"));
     const Answer state = get("/state");
     EXPECT_EQ(state.status, 200);
@@ -333,7 +333,7 @@ TEST_F(TheScreen, ShowsWhatIsNoText) {
     EXPECT_EQ(state.type, JSON_TYPE);
 }
 
-TEST_F(TheScreen, SendsAPictureOnlyIfItIsAnother) {
+TEST_F(TheScreen, SendsAPictureOnlyIfItHasChanged) {
     startVideo();
     ASSERT_TRUE(waitForPicture([](const Answer& answer) { return answer.type == "image/jpeg"; }));
     post("/remote", {{"playing", false}});
@@ -348,11 +348,11 @@ TEST_F(TheScreen, SendsAPictureOnlyIfItIsAnother) {
     EXPECT_NE(other->body, "");
 }
 
-TEST_F(TheScreen, ShowsAnotherPictureForEachSource) {
+TEST_F(TheScreen, ShowsADifferentPictureForEachSource) {
     startVideo();
     const auto pictureOf = [this](const std::string& source) {
         EXPECT_EQ(setValue(SOURCE, source).status, 200);
-        // From here on it is drawn; one before it may still be kept.
+        // A picture that was drawn before this command may still be cached.
         EXPECT_TRUE(television.video().command("play"));
         std::vector<unsigned char> luma;
         for (int i = 0; i < 2; ++i) {
@@ -376,12 +376,12 @@ TEST_F(TheScreen, ShowsAnotherPictureForEachSource) {
             EXPECT_GT(differing, static_cast<int>(a->second.size() / 200)) << a->first << ' ' << b->first;
         }
     }
-    // A name that is no word for the pipeline, and back.
+    // A source name that contains a pipeline command does not reach the pipeline as a command.
     EXPECT_NE(pictureOf("<b>\nscene night"), pictures["TV"]);
     EXPECT_TRUE(television.video().running());
 }
 
-TEST_F(TheScreen, ShowsAFilmAndKeepsThePictureIfItCannot) {
+TEST_F(TheScreen, ShowsAFilmAndKeepsThePictureOnFailure) {
     startVideo();
     const auto isPicture = [](const Answer& answer) { return answer.status == 200; };
     ASSERT_TRUE(waitForPicture(isPicture));

@@ -88,7 +88,7 @@ def test_a_short_name_stands_for_one_key(television, tmp_path):
     catalogue.write_text(catalogue.read_text().replace('"level"', '"c.x"'))
     with Television(video="off", catalogue=catalogue) as other:
         assert refusal(other.get, "level") == "'level' is short for a.level and b.level"
-        # A program has the same keys.
+        # A program uses the same catalogue.
         found = other.run(["aipqctl", "key", "get", "b.level"], stdout=subprocess.PIPE, text=True, cwd="/")
         assert found.stdout == "5\n"
 
@@ -97,7 +97,7 @@ def test_a_short_name_stands_for_one_key(television, tmp_path):
 
 
 def test_a_wait_ends_with_a_program_s_change(television):
-    # The library's worker does not miss a late notification.
+    # The library's worker is waiting when a delayed notification arrives.
     television.fault("notifications.delay", 250)
     program = television.start(["aipqctl", "set", "brightness", "60", "--wait"])
     assert television.wait_for("brightness", lambda brightness: 50 < brightness < 60, LIMIT) in range(51, 60)
@@ -337,7 +337,7 @@ def test_the_death_of_the_television_is_reported(killed_within_a_wait):
         with pytest.raises(TelevisionGone, match=died):
             television.wait_for("brightness", kill if killed_within_a_wait else 60, LIMIT)
         assert refusal(television.get, "brightness") == died
-    # A test that has not noticed it fails, too.
+    # A test that does not check the television fails, too.
     with pytest.raises(TelevisionError, match=died):
         with Television(video="off") as television:
             kill()
@@ -359,7 +359,7 @@ def test_no_rights_are_needed_where_user_namespaces_are_allowed():
 
 
 def test_where_namespaces_are_not_allowed_one_line_says_so():
-    # A user whom no number stands for.
+    # The current user ID has no mapping.
     less = ["setpriv", "--bounding-set", "-sys_admin"] if os.geteuid() == 0 else []
     words = [*less, "unshare", "--user", sys.executable, "-c", CAPTURE]
     refused = subprocess.run(words, stderr=subprocess.PIPE, text=True)

@@ -1,4 +1,4 @@
-// The library and the simulated television's video pipeline, each in its own process, with a real decoder.
+// The library and the simulated television's video pipeline, in two processes, with a real decoder.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <mqueue.h>
@@ -75,7 +75,7 @@ void removeEverything() {
     if (const int id = shmget(video::CAPTURE_BLOCK_KEY, 0, 0); id != -1) shmctl(id, IPC_RMID, nullptr);
 }
 
-// Films and other files of a test program, gone when it ends.
+// Films and other files of a test program. They are removed at its end.
 class Files {
   public:
     Files() : m_folder(fs::temp_directory_path() / ("video_pipeline_test." + std::to_string(getpid()))) {
@@ -85,7 +85,7 @@ class Files {
 
     std::string path(const std::string& name) const { return m_folder / name; }
 
-    // Two seconds of one of videotestsrc's patterns.
+    // Makes a film of two seconds from a pattern of videotestsrc.
     std::string film(const std::string& pattern) {
         const std::string file = path(pattern + ".avi");
         if (fs::exists(file)) return file;
@@ -148,7 +148,7 @@ class TheVideoPipeline : public tests::TelevisionTest {
         return capture.getPicture(true, &picture);
     }
 
-    // Settings travel beside the requests: captures until a frame has what is wanted.
+    // Settings arrive independently of requests: captures until a frame fulfils the condition.
     template <typename Condition>
     bool captureUntil(Condition condition) {
         const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
@@ -157,12 +157,12 @@ class TheVideoPipeline : public tests::TelevisionTest {
         return false;
     }
 
-    // A busy machine may not deliver a frame within the library's two seconds.
+    // On a busy machine, a frame may not arrive within the library's two seconds.
     bool captureEventually() {
         return captureUntil([](const Colour&) { return true; });
     }
 
-    // What is on. A busy machine may not draw it within the television's second.
+    // Returns the current picture. On a busy machine, it may not be drawn within the television's second.
     simulated::Picture pictureEventually(unsigned width, unsigned height) {
         simulated::Picture shown;
         tests::eventually([&] {
@@ -191,7 +191,7 @@ TEST_F(TheVideoPipeline, DeliversTheFilmThatIsPlaying) {
     EXPECT_LT(mean.blue, 15);
 }
 
-TEST_F(TheVideoPipeline, ScalesToTheSizeThatIsAskedFor) {
+TEST_F(TheVideoPipeline, ScalesToTheRequestedSize) {
     play(files->film("smpte"));
     startCapture();
     picture.width = 70;
@@ -199,7 +199,7 @@ TEST_F(TheVideoPipeline, ScalesToTheSizeThatIsAskedFor) {
     ASSERT_TRUE(captureEventually());
     EXPECT_EQ(picture.width, 70U);
     EXPECT_EQ(picture.height, 40U);
-    // The test card's first bar is light grey, its last one in the upper part blue.
+    // The first bar of the test card is light grey; the last bar in its upper part is blue.
     EXPECT_GT(picture.data[1], 150);
     const unsigned char* const last = picture.data + 3 * 69;
     EXPECT_GT(last[2], 100);
@@ -225,7 +225,7 @@ TEST_F(TheVideoPipeline, ShowsMovingScenesWithoutAFilm) {
         captureUntil([&](const Colour&) { return !std::equal(first.begin(), first.end(), picture.data); }));
 }
 
-TEST_F(TheVideoPipeline, ShowsThePictureSettingsInForce) {
+TEST_F(TheVideoPipeline, AppliesTheCurrentPictureSettings) {
     model.set(BRIGHTNESS, 0);
     play(files->film("smpte"));
     startCapture();
@@ -239,7 +239,7 @@ TEST_F(TheVideoPipeline, ShowsThePictureSettingsInForce) {
     }));
 }
 
-TEST_F(TheVideoPipeline, ServesALibraryThatStopsAndStarts) {
+TEST_F(TheVideoPipeline, ServesALibraryThatRestarts) {
     play(files->film("red"));
     for (int i = 0; i < 3; ++i) {
         startCapture();
@@ -248,18 +248,18 @@ TEST_F(TheVideoPipeline, ServesALibraryThatStopsAndStarts) {
     }
 }
 
-TEST_F(TheVideoPipeline, ServesAgainAfterTheQueueWasTakenAway) {
+TEST_F(TheVideoPipeline, ServesAgainAfterTheQueueWasRemoved) {
     play(files->film("red"));
     startCapture();
     ASSERT_TRUE(captureEventually());
     ASSERT_EQ(mq_unlink(video::REQUEST_QUEUE_NAME), 0);
-    // The library still holds the queue that nobody can find any more, until it starts anew.
+    // The library keeps the removed queue open until it starts again.
     capture.stop();
     startCapture();
     EXPECT_TRUE(captureEventually());
 }
 
-TEST_F(TheVideoPipeline, CanDieAndComeBackUnderARunningLibrary) {
+TEST_F(TheVideoPipeline, CanRestartWhileALibraryRuns) {
     play(files->film("red"));
     startCapture();
     ASSERT_TRUE(captureEventually());
@@ -270,7 +270,7 @@ TEST_F(TheVideoPipeline, CanDieAndComeBackUnderARunningLibrary) {
     EXPECT_TRUE(captureUntil([](const Colour& mean) { return mean.blue > 200 && mean.red < 40; }));
 }
 
-TEST_F(TheVideoPipeline, CanHangAndGoOn) {
+TEST_F(TheVideoPipeline, CanHangAndContinue) {
     play(files->film("red"));
     startCapture();
     television.video().stall();
@@ -290,7 +290,7 @@ TEST_F(TheVideoPipeline, ChangesItsFilmOnCommand) {
     EXPECT_GE(television.video().delivered(), 1U);
 }
 
-TEST_F(TheVideoPipeline, TakesUnusedQueueAndBlockAwayWhenTheTelevisionIsSwitchedOff) {
+TEST_F(TheVideoPipeline, RemovesUnusedQueueAndBlockAtItsEnd) {
     play(files->film("red"));
     ASSERT_NE(shmget(video::CAPTURE_BLOCK_KEY, sizeof(video::CaptureBlock), IPC_CREAT | 0666), -1);
     const mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDWR | O_CREAT, 0666, nullptr);
@@ -300,7 +300,7 @@ TEST_F(TheVideoPipeline, TakesUnusedQueueAndBlockAwayWhenTheTelevisionIsSwitched
     EXPECT_FALSE(isAnythingLeft());
 }
 
-TEST_F(TheVideoPipeline, LeavesQueueAndBlockToARunningLibraryWhenTheTelevisionIsSwitchedOff) {
+TEST_F(TheVideoPipeline, KeepsQueueAndBlockOfARunningLibraryAtItsEnd) {
     play(files->film("red"));
     startCapture();
     ASSERT_TRUE(captureEventually());
@@ -310,7 +310,7 @@ TEST_F(TheVideoPipeline, LeavesQueueAndBlockToARunningLibraryWhenTheTelevisionIs
     EXPECT_GT(meanOf(picture).blue, 200);
 }
 
-TEST_F(TheVideoPipeline, ShowsItsPictureWithoutTheClientsBlockAndQueue) {
+TEST_F(TheVideoPipeline, DrawsAPictureWithoutClientBlockAndQueue) {
     play(files->film("red"));
     const simulated::Picture red = pictureEventually(70, 40);
     EXPECT_EQ(red.problem, "");
@@ -322,12 +322,12 @@ TEST_F(TheVideoPipeline, ShowsItsPictureWithoutTheClientsBlockAndQueue) {
     EXPECT_EQ(television.video().delivered(), 0U);
     EXPECT_FALSE(isAnythingLeft());
 
-    // A setting is in force from the next picture on.
+    // A setting takes effect with the next picture.
     model.set(BRIGHTNESS, 0);
     EXPECT_LT(pictureEventually(70, 40).rgba.at(0), 40);
 }
 
-TEST_F(TheVideoPipeline, SaysWhyThereIsNoPicture) {
+TEST_F(TheVideoPipeline, ReportsWhyThereIsNoPicture) {
     simulated::VideoPipeline& video = television.video();
     EXPECT_EQ(video.picture(70, 40).problem, "the video pipeline is off");
     EXPECT_FALSE(video.start(files->path("missing.avi")));
@@ -339,12 +339,12 @@ TEST_F(TheVideoPipeline, SaysWhyThereIsNoPicture) {
     EXPECT_EQ(video.picture(70, 40).problem, "the video pipeline died");
     play(files->film("red"));
     EXPECT_EQ(pictureEventually(70, 40).problem, "");
-    // Not by the television's doing.
+    // Crash it from outside: the television did not stop it.
     ASSERT_TRUE(crashPipelineOf());
     EXPECT_THAT(video.picture(70, 40).problem, StartsWith("the video pipeline died"));
 }
 
-TEST_F(TheVideoPipeline, GivesPicturesOfOneSizeAfterItHungInAnother) {
+TEST_F(TheVideoPipeline, DrawsTheRequestedSizeAfterAHang) {
     play(files->film("red"));
     television.video().stall();
     EXPECT_EQ(television.video().picture(70, 40).problem, "the video pipeline does not answer");
@@ -355,7 +355,7 @@ TEST_F(TheVideoPipeline, GivesPicturesOfOneSizeAfterItHungInAnother) {
     EXPECT_EQ(red.rgba.size(), 4U * 200U * 100U);
 }
 
-TEST_F(TheVideoPipeline, LeavesNoDescriptorsBehind) {
+TEST_F(TheVideoPipeline, ClosesItsDescriptors) {
     const auto open = [] {
         return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
     };
@@ -374,7 +374,7 @@ TEST_F(TheVideoPipeline, LeavesNoDescriptorsBehind) {
     EXPECT_EQ(open(), before);
 }
 
-// When it dies although nobody ended it.
+// Unexpected ends of the pipeline
 
 using Pauses = std::vector<std::chrono::milliseconds>;
 
@@ -389,7 +389,7 @@ class AVideoPipelineThatDies : public TheVideoPipeline {
         return waitFor([this, count] { return m_restarts >= count; });
     }
 
-    // So far.
+    // Returns all PipelineDied events until now.
     std::vector<simulated::PipelineDied> deaths() const {
         const std::lock_guard lock(m_mutex);
         return m_deaths;
@@ -399,7 +399,7 @@ class AVideoPipelineThatDies : public TheVideoPipeline {
         return m_restarts;
     }
 
-    // Crashes it whenever it runs, until it stays off.
+    // Crashes the pipeline each time it runs, until the television stops restarting it.
     void crashUntilGivenUp() {
         for (std::size_t count = 1; count <= 10; ++count) {
             crash();
@@ -433,7 +433,7 @@ class AVideoPipelineThatDies : public TheVideoPipeline {
         }};
 };
 
-TEST_F(AVideoPipelineThatDies, ShowsTheSameFilmAgainWithThePictureSettings) {
+TEST_F(AVideoPipelineThatDies, ShowsTheSameFilmAndSettingsAgain) {
     model.set(BRIGHTNESS, 0);
     play(files->film("smpte"));
     startCapture();
@@ -451,7 +451,7 @@ TEST_F(AVideoPipelineThatDies, ShowsTheSameFilmAgainWithThePictureSettings) {
     EXPECT_EQ(deaths()[0].text, "the video pipeline died (signal 9, Killed); next try in 0.5 s (1 of 5)");
 }
 
-TEST_F(AVideoPipelineThatDies, ShowsTheSameSceneAgainAndKeepsStill) {
+TEST_F(AVideoPipelineThatDies, ShowsTheSameSceneAgainAndStaysPaused) {
     video.setRestarts({{1ms}});
     play("");
     television.sourceSwitch().selectChannel("3");
@@ -460,7 +460,7 @@ TEST_F(AVideoPipelineThatDies, ShowsTheSameSceneAgainAndKeepsStill) {
     ASSERT_TRUE(waitForRestarts(1));
     const simulated::Picture first = pictureEventually(70, 40);
     ASSERT_EQ(first.problem, "");
-    // Snow; without a scene of its own, it would begin with the night.
+    // The expected picture is snow; without a selected scene, the pipeline would show the night.
     EXPECT_GT(std::accumulate(first.rgba.begin(), first.rgba.end(), 0U) / first.rgba.size(), 130U);
     for (int i = 0; i < 50; ++i) ASSERT_EQ(pictureEventually(70, 40).rgba, first.rgba);
     television.sourceSwitch().selectChannel("3");  // plays
@@ -469,7 +469,7 @@ TEST_F(AVideoPipelineThatDies, ShowsTheSameSceneAgainAndKeepsStill) {
     EXPECT_NE(pictureEventually(70, 40).rgba, first.rgba);
 }
 
-TEST_F(AVideoPipelineThatDies, IsGivenUpAfterGrowingPausesUntilItIsSwitchedOnAgain) {
+TEST_F(AVideoPipelineThatDies, IsNotRestartedAfterTheLastPause) {
     EXPECT_EQ(simulated::VideoPipeline::Restarts().pauses, (Pauses{500ms, 1s, 2s, 4s, 8s}));
     video.setRestarts({{1ms, 20ms, 40ms}});
     const std::string film = files->film("red");
@@ -495,7 +495,7 @@ TEST_F(AVideoPipelineThatDies, IsGivenUpAfterGrowingPausesUntilItIsSwitchedOnAga
     EXPECT_EQ(deaths().back().pause, 1ms);
 }
 
-TEST_F(AVideoPipelineThatDies, StartsFromTheFirstPauseAgainAfterItHasLasted) {
+TEST_F(AVideoPipelineThatDies, ResetsThePausesAfterAStableRun) {
     video.setRestarts({{1ms, 1h}, 0ms});
     play("");
     for (std::size_t count = 1; count <= 3; ++count) {
@@ -505,7 +505,7 @@ TEST_F(AVideoPipelineThatDies, StartsFromTheFirstPauseAgainAfterItHasLasted) {
     }
 }
 
-TEST_F(AVideoPipelineThatDies, SaysWhyItDoesNotStartAgain) {
+TEST_F(AVideoPipelineThatDies, ReportsWhyItDoesNotRestart) {
     video.setRestarts({{1ms, 1ms}});
     const std::string film = files->path("removed.avi");
     fs::copy_file(files->film("red"), film);
@@ -518,7 +518,7 @@ TEST_F(AVideoPipelineThatDies, SaysWhyItDoesNotStartAgain) {
     EXPECT_EQ(restarts(), 0U);
 }
 
-TEST_F(AVideoPipelineThatDies, StaysDeadWhileAFaultWantsIt) {
+TEST_F(AVideoPipelineThatDies, IsNotRestartedWhileAFaultForbidsIt) {
     video.setRestarts({{0ms}});
     play("");
     setFault(television, "", "video.killed", 1);
@@ -526,7 +526,7 @@ TEST_F(AVideoPipelineThatDies, StaysDeadWhileAFaultWantsIt) {
     EXPECT_EQ(video.problem(), "the video pipeline died");
     setFault(television, "", "video.killed", 0);
     EXPECT_TRUE(video.running());
-    // Also if it has died before.
+    // The fault also works after an unexpected death.
     video.setRestarts({{1h}});
     crash();
     ASSERT_TRUE(waitForDeaths(1));
@@ -540,7 +540,7 @@ TEST_F(AVideoPipelineThatDies, StaysDeadWhileAFaultWantsIt) {
     EXPECT_EQ(restarts(), 0U);
 }
 
-TEST_F(AVideoPipelineThatDies, IsNotOneThatHangs) {
+TEST_F(AVideoPipelineThatDies, IsDistinguishedFromAHangingPipeline) {
     video.setRestarts({{0ms}});
     play("");
     const pid_t pipeline = pipelineOf();
@@ -551,7 +551,7 @@ TEST_F(AVideoPipelineThatDies, IsNotOneThatHangs) {
     EXPECT_EQ(pictureEventually(70, 40).problem, "");
     EXPECT_EQ(pipelineOf(), pipeline);
     EXPECT_THAT(deaths(), IsEmpty());
-    // One that hangs may die all the same.
+    // A hanging pipeline may still die.
     video.stall();
     crash();
     ASSERT_TRUE(waitForRestarts(1));
@@ -559,7 +559,7 @@ TEST_F(AVideoPipelineThatDies, IsNotOneThatHangs) {
     EXPECT_EQ(pictureEventually(70, 40).problem, "");
 }
 
-TEST_F(AVideoPipelineThatDies, StartsAtOnceOrStaysOffWhenTheUserDoesNotWait) {
+TEST_F(AVideoPipelineThatDies, ObeysACommandDuringAPause) {
     video.setRestarts({{1h}});
     play("");
     crash();
@@ -578,7 +578,7 @@ TEST_F(AVideoPipelineThatDies, StartsAtOnceOrStaysOffWhenTheUserDoesNotWait) {
     EXPECT_EQ(restarts(), 0U);
 }
 
-TEST_F(AVideoPipelineThatDies, LeavesNothingBehindAndOtherChildrenAlone) {
+TEST_F(AVideoPipelineThatDies, IsReapedWithoutAffectingOtherChildren) {
     const auto open = [] {
         return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
     };
@@ -605,7 +605,7 @@ TEST_F(AVideoPipelineThatDies, LeavesNothingBehindAndOtherChildrenAlone) {
     EXPECT_EQ(waitpid(-1, &status, WNOHANG), -1);
 }
 
-TEST_F(AVideoPipelineThatDies, StaysOffWhenItDiesWhileItIsSwitchedOff) {
+TEST_F(AVideoPipelineThatDies, StaysOffIfItIsStoppedAfterACrash) {
     video.setRestarts({{0ms}});
     for (int i = 0; i < 10; ++i) {
         play("");
@@ -616,7 +616,7 @@ TEST_F(AVideoPipelineThatDies, StaysOffWhenItDiesWhileItIsSwitchedOff) {
     }
 }
 
-TEST_F(TheVideoPipeline, IsTheOnlyOneOfItsIpcNamespace) {
+TEST_F(TheVideoPipeline, RefusesAnotherPipelineInItsIpcNamespace) {
     play(files->film("red"));
     EXPECT_FALSE(television.video().start(files->film("red")));
     EXPECT_EQ(television.video().error(), "the video pipeline runs already");
@@ -626,9 +626,9 @@ TEST_F(TheVideoPipeline, IsTheOnlyOneOfItsIpcNamespace) {
     EXPECT_TRUE(television.video().running());
 }
 
-TEST_F(TheVideoPipeline, DoesNotRefuseOneOfAnotherIpcNamespace) {
+TEST_F(TheVideoPipeline, AllowsAPipelineInAnotherIpcNamespace) {
     play(files->film("red"));
-    // The end of its control line switches it off, once it serves.
+    // Closing its control pipe stops the second pipeline, once it is serving.
     const std::string second = PIPELINE_PROGRAM " --control-fd 0 -- " + files->film("red");
     EXPECT_EQ(runProgram("true | " + second).status, 3);
     const Finished apart = runProgram("true | unshare --map-current-user --ipc " + second);
@@ -636,7 +636,7 @@ TEST_F(TheVideoPipeline, DoesNotRefuseOneOfAnotherIpcNamespace) {
     EXPECT_TRUE(television.video().running());
 }
 
-TEST_F(TheVideoPipeline, RefusesWhatIsNoFilmInOneLineAndLeavesNothingBehind) {
+TEST_F(TheVideoPipeline, RejectsAnInvalidFilmInOneLine) {
     fs::create_directory(files->path("folder"));
     std::ofstream(files->path("empty.avi")).close();
     for (const std::string& bad : {files->path("missing.avi"), files->path("folder"),
@@ -662,7 +662,7 @@ TEST_F(TheVideoPipeline, StartsWithTheProgramThatUsesTheLibrary) {
     EXPECT_EQ(example.status, 0) << example.output;
     for (const char* const name : {"waited.png", "callback-1.png", "callback-2.png", "callback-3.png"})
         EXPECT_TRUE(fs::exists(folder / name)) << name;
-    // The pipeline notices on its own that the program has ended.
+    // The pipeline itself detects that the program has ended.
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (isAnythingLeft() && std::chrono::steady_clock::now() < limit)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));

@@ -103,7 +103,7 @@ class MethodAdder {
             }
             reply.send();
         } catch (const sdbus::Error&) {
-            return;  // the caller, or the bus, is gone
+            return;  // the caller or the bus is gone
         }
     }
 

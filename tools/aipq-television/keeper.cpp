@@ -208,7 +208,7 @@ class Keeper {
         m_television = startChild(SIGKILL);
         if (m_television == 0) {
             rename("aipq-television");
-            ::setsid();  // without the terminal
+            ::setsid();  // detaches it from the terminal
             sigset_t none;
             ::sigemptyset(&none);
             ::sigprocmask(SIG_SETMASK, &none, nullptr);

@@ -30,7 +30,7 @@ struct Run {
 // The signals that the caller forwards to the keeper. It calls sigqueue() with one of these values.
 sigset_t forwardedSignals();
 constexpr int FOR_COMMAND = 1;
-constexpr int COMMAND_HAS_IT = 2;  // the terminal sent it to the whole process group
+constexpr int COMMAND_HAS_IT = 2;  // the command got it too: the terminal sent it to the whole group
 
 // Runs the keeper process (see run_command.h), a child of `caller`. The keeper receives SIGCHLD when `caller`
 // ends. Returns the exit code of the run.

@@ -49,8 +49,7 @@ class RemoteApplication final : public zt::appmanager::AppInterface {
     int notify(simulated::Lifecycle notification, const std::string& url,
                const std::string& text = std::string(), int number = 0);
 
-    const std::shared_ptr<SignalSender>
-        m_sender;  // a notification may still use it when the session has ended
+    const std::shared_ptr<SignalSender> m_sender;  // a notification may use it after the session
     const std::string m_name;
     std::mutex m_mutex;
     std::condition_variable m_changed;

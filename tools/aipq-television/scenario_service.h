@@ -64,7 +64,7 @@ class ScenarioService {
 
     // The connection's thread locks it too; that thread must not wait for a thread that sends.
     std::mutex m_ownersMutex;
-    std::set<std::string> m_owners;  // on the bus, of recordings that have been asked for
+    std::set<std::string> m_owners;  // the bus names of the clients that record
 
     remote::NotificationThread m_announcer;
     std::string m_owner;                                      // of the recording; empty if it has none

@@ -17,9 +17,9 @@ namespace television {
 
 struct TelevisionOptions {
     std::string name = remote::DEFAULT_NAME;
-    std::string bus;  // its address; empty for a bus of its own
+    std::string bus;  // the address; empty for a private bus
     std::string video = "scenes";
-    std::string catalogue;  // empty for that of the environment, or else the built-in one
+    std::string catalogue;  // empty for AIPQ_TV_CATALOGUE or the built-in catalogue
     std::optional<int> screenPort;
 };
 

@@ -25,7 +25,7 @@ class SignalSender {
             ((signal << arguments), ...);
             signal.send();
         } catch (const sdbus::Error&) {
-            return;  // the bus is gone; the line notices that itself
+            return;  // the bus is gone; the connection detects that itself
         }
         m_line.wake();
     }

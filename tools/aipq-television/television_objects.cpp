@@ -34,7 +34,7 @@ constexpr char TABLE[] = "aipq.television.Table";
 constexpr char FAULTS[] = "aipq.television.Faults";
 constexpr char PROPERTIES[] = "org.freedesktop.DBus.Properties";
 
-constexpr char FAULT_PREFIX[] = "key.";  // of the faults that every key has
+constexpr char FAULT_PREFIX[] = "key.";  // the names of a key's faults begin with it
 
 constexpr auto ACTION_LIMIT = std::chrono::seconds(20);
 

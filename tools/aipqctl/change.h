@@ -15,7 +15,7 @@ namespace aipqctl {
 struct Assignment {
     std::string name;  // a setting or a key
     std::vector<std::string> texts;
-    int sign = 0;  // of a number that is added, for NAME+=5 and NAME-=5
+    int sign = 0;  // the sign of NAME+=5 or NAME-=5; 0 for NAME=5
 };
 
 // Parses "NAME VALUE..." or any number of "NAME=VALUE". Throws Failure (2) for anything else.
@@ -25,7 +25,7 @@ std::vector<Assignment> parseAssignments(const std::vector<std::string>& words);
 struct Named {
     std::string name;
     const KeyDefinition* key;
-    const Setting* setting;  // null for a key that is no setting
+    const Setting* setting;  // null for a key that is not a setting
 };
 
 // Throws Failure if the name is unknown, or if the key has no value.
@@ -34,7 +34,7 @@ Value readNamed(const Named& named);
 
 struct ChangeOptions {
     bool wait = false;
-    double timeout = 62;  // the library's workers wait for a minute
+    double timeout = 62;  // seconds; the library's workers wait for 60
     bool json = false;
 };
 

@@ -51,7 +51,7 @@ class OrderlyEnd {
     OrderlyEnd() {
         struct sigaction action {};
         action.sa_handler = [](int) { stop = true; };
-        action.sa_flags = SA_RESTART;  // the platform's threads may get the signal, too
+        action.sa_flags = SA_RESTART;  // the platform's threads may get the signal
         for (std::size_t i = 0; i < ENDING.size(); ++i) sigaction(ENDING[i], &action, &m_before[i]);
         action.sa_handler = SIG_IGN;
         sigaction(SIGPIPE, &action, &m_pipeBefore);

@@ -15,7 +15,7 @@ namespace aipqctl {
 
 // The limits after which a command that prints events ends by itself.
 struct StreamLimits {
-    unsigned count = 0;  // 0 for any
+    unsigned count = 0;  // 0 for no limit
     double seconds = 0;
 };
 

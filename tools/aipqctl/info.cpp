@@ -46,7 +46,7 @@ const char* playerName(PlayerState state) {
 }
 
 struct Line {
-    const char* entry;  // of the JSON object
+    const char* entry;  // the member of the JSON object
     const char* words;
     const char* key;
 };

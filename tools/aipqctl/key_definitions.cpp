@@ -16,7 +16,7 @@ namespace {
 
 struct ValueType {
     ObjectTypeSpec type;
-    const char* what;  // one such value, in a sentence
+    const char* what;  // the name of one such value in a sentence
 };
 
 constexpr std::array<ValueType, 5> VALUE_TYPES{{

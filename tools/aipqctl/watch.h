@@ -10,7 +10,7 @@
 namespace aipqctl {
 
 struct Watched {
-    std::string name;  // as the user calls it
+    std::string name;  // as on the command line
     KeyDefinition key;
 };
 

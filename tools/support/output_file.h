@@ -38,7 +38,7 @@ class OutputFile {
     [[noreturn]] void fail(int error) const;
     void open();
 
-    const std::string m_path;  // as the user wrote it
+    const std::string m_path;  // as on the command line
     std::string m_target;      // the file behind the links
     std::string m_temporary;   // empty if the target is written directly
     int m_file = -1;

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-// Escapes what a terminal would not show as it is: control characters, bytes that are not UTF-8, and marks
-// that change the direction of the text. "\x1b", "\u{202e}", and "\n" for the end of a line.
+// Escapes characters that a terminal would interpret or hide: control characters, bytes that are not UTF-8,
+// and marks that change the text direction. Examples: "\x1b", "\u{202e}", and "\n" for the end of a line.
 std::string safeText(std::string_view text);
 
 // Returns equivalent JSON in which such characters are escaped. `json` must be valid UTF-8.

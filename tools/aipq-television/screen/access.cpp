@@ -20,7 +20,7 @@ using httplib::Request;
 namespace {
 
 constexpr char HEXADECIMAL[] = "0123456789abcdef";
-constexpr std::size_t TOKEN_BYTES = 16;  // nobody guesses them
+constexpr std::size_t TOKEN_BYTES = 16;  // too many to guess
 
 // Compares in constant time: the time does not depend on the position of the first difference.
 bool sameSecret(std::string_view a, std::string_view b) {

@@ -56,7 +56,7 @@ class Controls {
     std::vector<simulated::KeyDefinition> keysInOrder() const;
 
     simulated::Television& m_television;
-    std::vector<std::string> m_order;  // of the catalogue's keys
+    std::vector<std::string> m_order;  // the names of the catalogue's keys
 };
 
 }  // namespace television

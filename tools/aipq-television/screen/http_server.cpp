@@ -22,7 +22,7 @@ constexpr auto REQUEST_LIMIT = 10s;
 constexpr auto WRITE_LIMIT = 5s;
 constexpr auto IDLE_LIMIT = 2s;
 constexpr std::size_t MOST_CONNECTIONS = 256;
-constexpr std::size_t MOST_REQUESTS = 10'000;  // of one connection
+constexpr std::size_t MOST_REQUESTS = 10'000;  // on one connection
 
 bool waitFor(socket_t socket, short events, Clock::time_point limit) {
     pollfd fd{socket, events, 0};

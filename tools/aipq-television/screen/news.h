@@ -19,7 +19,7 @@ class News {
   public:
     struct Item {
         unsigned long number;
-        std::string text;  // of a JSON object
+        std::string text;  // one JSON object
     };
 
     // The stored items after a number. `missed`: some of the items after it are no longer stored.

@@ -16,7 +16,7 @@ class PictureFile {
 
     struct Jpeg {
         std::string bytes;
-        std::string tag;  // the same for the same bytes, as HTTP quotes it
+        std::string tag;  // the ETag: a quoted hash of the bytes
     };
 
     // Callable from any thread. Throws Refusal with the reason if there is no picture.

@@ -20,7 +20,7 @@ std::string newToken();
 bool isToken(const std::string& text);
 
 struct ScreenOptions {
-    std::string name;  // of the television, for people
+    std::string name;  // the television's display name
     int port = 0;      // 0 is any that is free
     std::string token = newToken();
 };

@@ -3,7 +3,7 @@
 
 const RECORDING_INTERVAL_MS = 1000;
 
-let recording = '';  // what has been recorded so far
+let recording = '';  // the text recorded so far
 
 function showDesk() {
   byId('stop-scenario').hidden = !status.scenario;
@@ -66,7 +66,7 @@ function listenToDesk() {
   byId('choose-scenario').addEventListener('click', () => file.click());
   file.addEventListener('change', () => {
     playScenario(file.files[0]);
-    file.value = '';  // so that the same file can be chosen again
+    file.value = '';  // allows choosing the same file again
   });
   byId('stop-scenario').addEventListener('click', () => change('stop-scenario', {}));
   byId('record').addEventListener('click', toggleRecording);

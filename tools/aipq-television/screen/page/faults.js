@@ -2,7 +2,7 @@
 'use strict';
 
 let faultDefinitions = [];
-const faultRows = [];  // those that can be seen
+const faultRows = [];  // the visible rows
 
 const faultValue = (name, key) => {
   const active = (status.faults || []).find((fault) => fault.name === name && fault.key === key);

@@ -4,7 +4,7 @@
 const FIRST_GROUP = 'Picture settings';
 const ALL_GROUPS = 'All';
 
-const rows = new Map();  // of the panel, by key
+const rows = new Map();  // the panel's rows, by key
 
 // A control of a value. `show` displays a new value unless the user is editing.
 function slider(key) {
@@ -161,7 +161,7 @@ function takeValue(name, value) {
   if (!shown) return;
   shown.show(value);
   shown.row.classList.remove('changed');
-  void shown.row.offsetWidth;  // so that the animation starts anew
+  void shown.row.offsetWidth;  // restarts the animation
   shown.row.classList.add('changed');
   showFacts();
 }

@@ -31,7 +31,7 @@ function remembered(name) {
 }
 
 let status = {};           // what the television said last, beside the values
-const values = new Map();  // of the keys
+const values = new Map();  // by key
 
 // The time of the television's last response.
 let heard = new Date();

@@ -5,8 +5,8 @@ const PICTURE_INTERVAL_MS = 100;
 
 let noPicture = '';     // why there is none
 let pictureTag = '';    // of the one that is shown
-let pictureTimes = [];  // of those that came in the last two seconds
-let picturesSince = 0;  // when the first of an unbroken row came; 0 for none
+let pictureTimes = [];  // arrival times of the last two seconds
+let picturesSince = 0;  // start of the current uninterrupted sequence; 0 for none
 
 function showNothing() {
   const nothing = byId('nothing');
