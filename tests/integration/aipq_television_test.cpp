@@ -60,9 +60,9 @@ TEST(ATelevisionProgram, RefusesANameThatIsInUse) {
     TelevisionProcess first("twin");
     ASSERT_TRUE(first.start());
     expectRefusal({"--name", "twin", "--video", "off"}, 1,
-                  "aipq-television: a television 'twin' runs already");
+                  "aipq-television: a television 'twin' is already running");
     expectRefusal({"--name", "twin", "--video", "off", "--bus", first.address()}, 1,
-                  "aipq-television: a television 'twin' runs already on this bus");
+                  "aipq-television: a television 'twin' is already running on this bus");
     EXPECT_EQ(first.get<int>(BRIGHTNESS), 50);
     EXPECT_EQ(first.stop(), 0);
     EXPECT_THAT(televisionFiles(), IsEmpty());
@@ -231,7 +231,7 @@ TEST_F(ATelevisionOnItsBus, InvokesAnActionAndUsesTheRemoteControl) {
     EXPECT_THAT(
         busctl({"call", SERVICE, remote::OBJECT, T::TELEVISION, "Tell", "ssssi", "", "nonsense", "", "", "0"})
             .errors,
-        HasSubstr("there is no news 'nonsense'"));
+        HasSubstr("there is no notification 'nonsense'"));
 }
 
 TEST_F(ATelevisionOnItsBus, LetsBusctlMonitorTheWritesOfClients) {

@@ -203,7 +203,8 @@ TEST_F(ACapture, ReportsMissingRightsOnTheBlock) {
     const Result result = runOn(withoutRights, {"capture", "-o", path("frame.png")});
     EXPECT_EQ(result.exitCode, 8);
     EXPECT_EQ(result.err,
-              "aipqctl: the capture block may not be opened: run as root, or as the pipeline's user\n");
+              "aipqctl: the capture block cannot be opened, no permission: run as root, or as the pipeline's "
+              "user\n");
 }
 
 TEST_F(ACapture, ReportsMissingRightsOnTheQueue) {
@@ -213,10 +214,10 @@ TEST_F(ACapture, ReportsMissingRightsOnTheQueue) {
     mq_close(queue);
     const Result result = runOn(withoutRights, {"capture", "-o", path("frame.png")});
     EXPECT_EQ(result.exitCode, 8);
-    EXPECT_EQ(
-        result.err,
-        "aipqctl: the request queue /picture_capture_message_queue may not be opened: run as root, or as "
-        "the pipeline's user\n");
+    EXPECT_EQ(result.err,
+              "aipqctl: the request queue /picture_capture_message_queue cannot be opened, no permission: "
+              "run as root, or as "
+              "the pipeline's user\n");
 }
 
 }  // namespace

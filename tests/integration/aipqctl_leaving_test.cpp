@@ -74,7 +74,7 @@ TEST_P(ARead, PrintsEverythingOrNothingIfTheTelevisionIsKilled) {
             EXPECT_EQ(result.exitCode, 7) << result.err;
             EXPECT_EQ(result.out, "");
             EXPECT_THAT(result.err, AnyOf(StartsWith("aipqctl: no television 'leaving' answers"),
-                                          StartsWith("aipqctl: the television left meanwhile")));
+                                          StartsWith("aipqctl: the television left during the request")));
         }
         ASSERT_TRUE(television.start());
     }
@@ -133,7 +133,7 @@ TEST_F(ALeavingTelevision, EndsTheDoctorCommand) {
     television.kill();
     const Result result = doctor.finish();
     EXPECT_EQ(result.exitCode, 7);
-    EXPECT_THAT(result.err, EndsWith("aipqctl: the television left: the rest has not been checked\n"));
+    EXPECT_THAT(result.err, EndsWith("aipqctl: the television left: the remaining checks did not run\n"));
     EXPECT_THAT(result.out, HasSubstr("not run: interrupted\n"));
 }
 

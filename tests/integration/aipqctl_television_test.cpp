@@ -144,12 +144,12 @@ INSTANTIATE_TEST_SUITE_P(
                 withFaults(BRIGHTNESS, refusing()),
                 {"key", "set", BRIGHTNESS, "60"},
                 1,
-                std::string(BRIGHTNESS) + " stays at 50: the television does not take 60"},
+                std::string(BRIGHTNESS) + " stays at 50: the television does not accept 60"},
         Trouble{"keepsTheTuner",
                 withFaults(COLOR_TUNER_LUMA, refusing()),
                 {"color-tuner", "set", "--luma", "3"},
                 1,
-                "luma stays at 0: the television does not take 3"},
+                "luma stays at 0: the television does not accept 3"},
         Trouble{"hasNoThreads",
                 noThreads,
                 {"set", "nr", "1"},
@@ -164,7 +164,7 @@ INSTANTIATE_TEST_SUITE_P(
                 withFaults(SWITCH_ACTION, silent()),
                 {"source", "pause", "av"},
                 1,
-                "the television has not answered for 10 s; whether it did it is not known"},
+                "the television has not answered for 10 s; the effect of the request is unknown"},
         Trouble{"tellsNothingInTime",
                 nothing,
                 {"power", "-n", "1", "--seconds", "0.1"},
@@ -297,20 +297,20 @@ TEST(ATelevisionOfABadName, IsAWrongCommandLine) {
 
 TEST(ThePowerCommand, PrintsEventsUntilCtrlC) {
     // No event shows when the program has begun to listen: repeat `running` until it has printed one.
-    std::array<int, 2> heard{};
-    ASSERT_EQ(pipe(heard.data()), 0);
-    const auto tell = [heard](Television& television) {
-        std::thread([heard, &television] {
+    std::array<int, 2> printed{};
+    ASSERT_EQ(pipe(printed.data()), 0);
+    const auto sendEvents = [printed](Television& television) {
+        std::thread([printed, &television] {
             auto& applications = television.applications();
-            pollfd wait{heard[0], POLLIN, 0};
+            pollfd wait{printed[0], POLLIN, 0};
             while (poll(&wait, 1, 20) == 0) applications.tell(Lifecycle::RUNNING, "app://pq");
-            for (int news = 0; news <= static_cast<int>(Lifecycle::STR_RESUMING); ++news)
-                applications.tell(static_cast<Lifecycle>(news), "app://pq");
+            for (int event = 0; event <= static_cast<int>(Lifecycle::STR_RESUMING); ++event)
+                applications.tell(static_cast<Lifecycle>(event), "app://pq");
         }).detach();
     };
-    Running power(programOn(tell, {"power", "--json"}));
+    Running power(programOn(sendEvents, {"power", "--json"}));
     std::string lines = power.readLine() + '\n';
-    EXPECT_EQ(write(heard[1], "!", 1), 1);
+    EXPECT_EQ(write(printed[1], "!", 1), 1);
     std::vector<std::string> events{"running"};
     while (events.back() != "str-resuming") {
         const std::string line = power.readLine();
@@ -325,8 +325,8 @@ TEST(ThePowerCommand, PrintsEventsUntilCtrlC) {
     EXPECT_EQ(validate("power", lines), "");
     EXPECT_THAT(events, testing::ElementsAre("running", "suspend", "suspend-ex", "resume", "resume-ex",
                                              "str-suspending", "str-suspend", "str-resume", "str-resuming"));
-    close(heard[0]);
-    close(heard[1]);
+    close(printed[0]);
+    close(printed[1]);
 }
 
 // JSON

@@ -157,7 +157,7 @@ TEST_F(ARecordingFile, IsCompleteWhenItsTelevisionIsKilled) {
     television.kill();
     EXPECT_EQ(process->wait(), 7);
     EXPECT_EQ(process->errors(), "aipq-television: the television was switched off; " + file +
-                                     " has what happened until then\n");
+                                     " contains the events until then\n");
     ASSERT_TRUE(television.start());
     expectToPlay(file, 61);
 }
@@ -168,7 +168,7 @@ TEST_F(ARecordingFile, IsNotChangedByASecondRecorder) {
     for (const std::string& file : {kept, pathOf("second.toml")}) {
         ChildProcess second(commandFor(file));
         EXPECT_EQ(second.wait(), 1);
-        EXPECT_EQ(second.errors(), "aipq-television: a scenario is being recorded already\n");
+        EXPECT_EQ(second.errors(), "aipq-television: a scenario is already being recorded\n");
     }
     EXPECT_EQ(textOf(kept), "what was there");
     EXPECT_THAT(filesLike("second"), testing::IsEmpty());

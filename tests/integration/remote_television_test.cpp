@@ -288,10 +288,10 @@ TEST_F(ATelevisionProcess, EndsAnIteratorWithItsAccessor) {
 TEST_F(ATelevisionProcess, NotifiesAnApplicationOfItsLifecycle) {
     Service service("aipq");
     EXPECT_THAT(television.applications(), ElementsAre("aipq"));
-    for (const char* const news :
+    for (const char* const notification :
          {"running", "suspend", "suspend_ex", "resume", "resume_ex", "str_suspending", "str_suspend",
           "str_resume", "str_resuming", "destroy", "key_event"})
-        television.tell("", news, "app://aipq", "text", 3);
+        television.tell("", notification, "app://aipq", "text", 3);
     EXPECT_TRUE(service.heard.waitFor("9"));
     EXPECT_THAT(service.heard.all(), ElementsAre("1", "2", "3", "4", "5", "6", "7", "8", "9"));
     television.call("Suspend");

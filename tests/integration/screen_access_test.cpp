@@ -138,7 +138,7 @@ TEST_F(TheScreen, AnswersWhileSixtyConnectionsAreSlow) {
     EXPECT_EQ(setValue(BRIGHTNESS, 60).status, 200);
     EventReader reader(screen, lastNumber());
     model.set(BRIGHTNESS, 61);
-    EXPECT_TRUE(reader.waitFor("news", [](const json& line) { return line.value("value", json()) == 61; }));
+    EXPECT_TRUE(reader.waitFor("log", [](const json& line) { return line.value("value", json()) == 61; }));
     EXPECT_EQ(get("/state").status, 200);
 }
 
@@ -237,7 +237,7 @@ TEST_F(TheScreen, DoesNotShareAPort) {
         anotherScreen(screen.port(), stage);
         FAIL() << "two screens at one port";
     } catch (const std::runtime_error& error) {
-        EXPECT_EQ(std::string(error.what()), "the screen cannot be served at port " +
+        EXPECT_EQ(std::string(error.what()), "cannot serve the page on port " +
                                                  std::to_string(screen.port()) + ": Address already in use");
     }
     EXPECT_EQ(get("/").status, 200);

@@ -205,7 +205,7 @@ class ThePage(ABrowser):
         self.press('powers', 'Wake up')
         self.wait_for(lambda: not self.find('#nothing').is_displayed())
         self.press('notifications', 'Suspend, extended')
-        self.wait_for(lambda: self.text('message') == 'no application is registered to be told')
+        self.wait_for(lambda: self.text('message') == 'no application is registered for notifications')
 
     def test_names_the_television(self):
         self.assertEqual(self.browser.title, 'den – simulated television')
@@ -344,7 +344,7 @@ class ThePageAndItsTelevision(ABrowser):
         self.wait_for(lambda: self.value_of(CONTRAST, 'input[type=range]') == '70')
         self.find('#reset').click()
         self.wait_for(lambda: self.value_of(CONTRAST) == '50')
-        self.wait_for(lambda: self.text('message') == 'the television is as just switched on')
+        self.wait_for(lambda: self.text('message') == 'the television is reset')
 
 
 if __name__ == '__main__':

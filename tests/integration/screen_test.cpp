@@ -156,7 +156,7 @@ TEST_F(TheScreen, ChangesChannelsLikeTheRemoteControl) {
 
 TEST_F(TheScreen, NotifiesApplicationsOfPowerStates) {
     EXPECT_EQ(post("/power", {{"power", "suspend"}}).content().at("notice"),
-              "no application is registered to be told");
+              "no application is registered for notifications");
     std::vector<TVPowerState> states;
     SystemState service("service");
     service.registerCallBackTVPowerState(
@@ -257,7 +257,7 @@ TEST_F(TheScreen, ReportsADeadPipelineAndItsRestart) {
     startVideo();
     EventReader reader(screen, lastNumber());
     const auto says = [&reader](const std::string& line) {
-        return reader.waitFor("news", [line](const json& news) {
+        return reader.waitFor("log", [line](const json& news) {
             return news.at("kind") == "video" && news.at("text") == line;
         });
     };
@@ -282,7 +282,7 @@ TEST_F(TheScreen, ReportsADeadPipelineAndItsRestart) {
 TEST_F(TheScreen, SendsEachValueChange) {
     EventReader reader(screen, lastNumber());
     model.set(BRIGHTNESS, 60);
-    EXPECT_TRUE(reader.waitFor("news", [](const json& line) {
+    EXPECT_TRUE(reader.waitFor("log", [](const json& line) {
         return line.at("kind") == "value" && line.value("key", "") == BRIGHTNESS && line.at("value") == 60;
     }));
 }
@@ -293,17 +293,17 @@ TEST_F(TheScreen, SendsEachStatusChange) {
     EXPECT_TRUE(reader.waitFor("status", [](const json& status) { return status.at("channel") == 1; }));
     post("/fault", {{"fault", "key.delay"}, {"key", BRIGHTNESS}, {"value", 5}});
     EXPECT_TRUE(reader.waitFor("status", [](const json& status) { return status.at("faults").size() == 1; }));
-    EXPECT_TRUE(reader.waitFor("news", [](const json& line) { return line.at("kind") == "fault"; }));
+    EXPECT_TRUE(reader.waitFor("log", [](const json& line) { return line.at("kind") == "fault"; }));
 }
 
 TEST_F(TheScreen, ShowsTheLog) {
     EventReader reader(screen, lastNumber());
     cspDebugOutput0(tests::ERROR, "broken %d \xff\n", 7);
-    EXPECT_TRUE(reader.waitFor("news", [](const json& line) {
+    EXPECT_TRUE(reader.waitFor("log", [](const json& line) {
         return line.at("kind") == "error" && line.at("text") == "broken 7 \xef\xbf\xbd";
     }));
     post("/remote", {{"channel", "77"}});
-    EXPECT_TRUE(reader.waitFor("news", [](const json& line) { return line.at("kind") == "refused"; }));
+    EXPECT_TRUE(reader.waitFor("log", [](const json& line) { return line.at("kind") == "refused"; }));
     // A page that is opened later shows it, too.
     EXPECT_THAT(get("/state").body, HasSubstr("broken 7"));
 }
@@ -401,7 +401,7 @@ TEST_F(TheScreen, ResetsTheTelevision) {
     setValue(BRIGHTNESS, 90);
     post("/fault", {{"fault", "video.stalled"}, {"value", 1}});
     post("/fault", {{"fault", "key.delay"}, {"key", BRIGHTNESS}, {"value", 500}});
-    EXPECT_EQ(post("/reset", json::object()).content().at("notice"), "the television is as just switched on");
+    EXPECT_EQ(post("/reset", json::object()).content().at("notice"), "the television is reset");
     EXPECT_EQ(model.value(BRIGHTNESS), Value(50));
     EXPECT_EQ(get("/state").content().at("status").at("faults"), json::array());
     EXPECT_TRUE(waitForPicture([](const Answer& answer) { return answer.status == 200; }));
@@ -410,7 +410,7 @@ TEST_F(TheScreen, ResetsTheTelevision) {
 TEST_F(TheScreen, PlaysAScenario) {
     EventReader reader(screen, lastNumber());
     const auto says = [&reader](const std::string& text) {
-        return reader.waitFor("news", [text](const json& line) {
+        return reader.waitFor("log", [text](const json& line) {
             return line.at("kind") == "scenario" && line.at("text") == text;
         });
     };
@@ -421,7 +421,7 @@ TEST_F(TheScreen, PlaysAScenario) {
     EXPECT_EQ(get("/state").content().at("status").at("scenario"), true);
     const Answer second = post("/scenario", lasting);
     EXPECT_EQ(second.status, 409);
-    EXPECT_EQ(second.error(), "a scenario plays already");
+    EXPECT_EQ(second.error(), "a scenario is already playing");
     EXPECT_EQ(post("/stop-scenario", json::object()).status, 200);
     EXPECT_TRUE(says("the scenario was stopped"));
 
@@ -436,9 +436,9 @@ TEST_F(TheScreen, PlaysAScenario) {
 
 TEST_F(TheScreen, RecordsAScenario) {
     EXPECT_EQ(get("/recording").error(), "nothing has been recorded");
-    EXPECT_EQ(post("/record", {{"on", false}}).error(), "the page does not record");
+    EXPECT_EQ(post("/record", {{"on", false}}).error(), "the page is not recording");
     EXPECT_EQ(post("/record", {{"on", true}}).status, 200);
-    EXPECT_EQ(post("/record", {{"on", true}}).error(), "the page records already");
+    EXPECT_EQ(post("/record", {{"on", true}}).error(), "the page is already recording");
     EXPECT_EQ(get("/state").content().at("status").at("recording"), true);
     setValue(BRIGHTNESS, 65);
     EXPECT_THAT(get("/recording").body, HasSubstr("to = 65"));

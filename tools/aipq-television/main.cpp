@@ -51,8 +51,8 @@ std::vector<std::string> takeCommand(std::vector<std::string>& words) {
     return command;
 }
 
-constexpr char VIDEO_HELP[] = "the film that it shows, scenes, or off";
-constexpr char CATALOGUE_HELP[] = "the file of its keys; without it, the built-in one";
+constexpr char VIDEO_HELP[] = "the picture: a film, scenes, or off";
+constexpr char CATALOGUE_HELP[] = "the file of its keys; the built-in catalogue by default";
 
 constexpr char RUN_EXIT_CODES[] =
     "Exit code: the command's; 128 and the number of the signal that killed it; or\n"
@@ -67,12 +67,11 @@ constexpr char RUN_EXIT_CODES[] =
 
 CLI::App* addRun(CLI::App& app, Options& options) {
     CLI::App* const run = app.add_subcommand(
-        "run", "run a command with a television of its own: aipq-television run [OPTIONS] -- COMMAND...");
+        "run", "run a command with a private television: aipq-television run [OPTIONS] -- COMMAND...");
     run->add_option("--video", options.own.video, VIDEO_HELP)->capture_default_str();
-    run->add_option("--scenario", options.scenario, "the scenario that it plays");
+    run->add_option("--scenario", options.scenario, "the scenario to play");
     run->add_option("--catalogue", options.own.catalogue, CATALOGUE_HELP);
-    run->add_option("--log", options.log,
-                    "the file for what happens on the television, and for what it prints");
+    run->add_option("--log", options.log, "the file for the television's events and messages");
     run->footer(RUN_EXIT_CODES);
     return run;
 }
@@ -89,21 +88,20 @@ int reportUsage(const CLI::App& app, const CLI::ParseError& error) {
 int main(int argc, char** argv) {
     Options options;
     options.television = televisionOfEnvironment();
-    CLI::App app("The simulated television as a process of its own, for any number of clients",
+    CLI::App app("The simulated television in a separate process, for any number of clients",
                  "aipq-television");
     app.require_subcommand(0, 1);
     app.set_version_flag("--version", "aipq-television " AIPQ_TELEVISION_VERSION, "print the version");
     addCompleteCommand(app, [](const std::string&) { return std::vector<std::string>{}; });
-    app.add_option("--name", options.own.name, "what clients call it in AIPQ_TV")->capture_default_str();
-    app.add_option("--bus", options.own.bus,
-                   "D-Bus address to be on; without it, it starts a bus of its own");
+    app.add_option("--name", options.own.name, "its name for clients, in AIPQ_TV")->capture_default_str();
+    app.add_option("--bus", options.own.bus, "the D-Bus address to join; a private bus by default");
     app.add_option("--video", options.own.video, VIDEO_HELP)->capture_default_str();
     app.add_option("--catalogue", options.own.catalogue, CATALOGUE_HELP);
     CLI::App* const run = addRun(app, options);
     int port = 0;
     CLI::Option* const screen =
         app.add_option("--screen", port,
-                       "show it on a page for this machine's browsers; any free port if none is given")
+                       "serve a page for this machine's browsers; on a free port by default")
             ->expected(0, 1)
             ->type_name("[PORT]")
             ->check(CLI::Range(0, 65535));
@@ -113,10 +111,10 @@ int main(int argc, char** argv) {
             ->capture_default_str();
     };
     CLI::App* const play =
-        app.add_subcommand("play", "play a scenario on a television that runs, and follow it");
+        app.add_subcommand("play", "play a scenario on a running television and print its steps");
     play->alias("replay");
     play->add_option("FILE", options.file, "the scenario")->required();
-    play->add_option("--speed", options.speed, "so many times faster")
+    play->add_option("--speed", options.speed, "the factor by which it plays faster")
         ->capture_default_str()
         ->check(isRate());
     addTelevision(play);

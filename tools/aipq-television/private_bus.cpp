@@ -77,7 +77,7 @@ void PrivateBus::lock(const std::string& name) {
         if (::flock(m_lock, LOCK_EX | LOCK_NB) != 0) {
             ::close(m_lock);
             throw std::runtime_error("a television '" + name +
-                                     "' runs already: use it, end it, or give this one another --name");
+                                     "' is already running: use it, end it, or give this one another --name");
         }
         // A television that was ending may have removed the file since. Another television can then lock a
         // new file.

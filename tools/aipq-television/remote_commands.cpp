@@ -258,7 +258,7 @@ int recordScenario(const remote::Place& place, const std::string& file, const st
         if (const auto failure =
                 callAndWait(scenarios, endSignals, "RecordForCaller", ignore, printable(title)))
             return reportFailure(*failure, place);
-        std::cout << "Recording what happens on the television '" << place.name << "'; Ctrl-C ends it."
+        std::cout << "Recording the events of the television '" << place.name << "'; Ctrl-C ends it."
                   << std::endl;
         while (!scenarios.lost() && recording.error() == 0 && !waitForSignal(endSignals)) {
         }
@@ -267,7 +267,7 @@ int recordScenario(const remote::Place& place, const std::string& file, const st
             return report(EXIT_BAD_FILE, file + " cannot be written: " + std::strerror(recording.error()));
         if (failure && recording.begun() && failure->name == NO_REPLY)
             return report(EXIT_NO_TELEVISION,
-                          "the television was switched off; " + file + " has what happened until then");
+                          "the television was switched off; " + file + " contains the events until then");
         if (failure) return reportFailure(*failure, place);
         std::cout << "\nRecorded in " << file << "; play it with: aipq-television play " << file << '\n';
         return EXIT_DONE;

@@ -91,7 +91,7 @@ ScenarioService::ScenarioService(simulated::Television& television, remote::Line
 std::shared_ptr<simulated::ScenarioPlayer> ScenarioService::start(
     simulated::Scenario scenario, double speed, simulated::ScenarioPlayer::Listener listener) {
     const std::lock_guard lock(m_mutex);
-    if (m_player && !m_player->result()) bus::refuse(bus::REFUSED, "a scenario plays already");
+    if (m_player && !m_player->result()) bus::refuse(bus::REFUSED, "a scenario is already playing");
     m_player = std::make_shared<simulated::ScenarioPlayer>(m_television, std::move(scenario),
                                                            std::move(listener), speed);
     return m_player;
@@ -122,7 +122,7 @@ std::tuple<std::string, std::string> ScenarioService::play(const std::string& na
 
 void ScenarioService::record(const std::string& title, const std::string& owner) {
     const std::lock_guard lock(m_mutex);
-    if (m_recorder) bus::refuse(bus::REFUSED, "a scenario is being recorded already");
+    if (m_recorder) bus::refuse(bus::REFUSED, "a scenario is already being recorded");
     simulated::ScenarioRecorder::Listener onText;
     if (!owner.empty()) onText = [this](const std::string& text) { announceRecorded(text); };
     m_owner = owner;

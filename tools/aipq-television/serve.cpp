@@ -138,7 +138,7 @@ void takeName(remote::Line& line, const remote::Place& place) {
         if (error.getName() != "org.freedesktop.DBus.Error.FileExists") throw;
         throw std::runtime_error(
             "a television '" + place.name +
-            "' runs already on this bus: use it, end it, or give this one another --name");
+            "' is already running on this bus: use it, end it, or give this one another --name");
     }
 }
 

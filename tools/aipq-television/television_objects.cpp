@@ -297,19 +297,20 @@ void TelevisionObjects::addTelevision() {
         return Nothing();
     });
     methods.add<std::string, std::string, std::string, std::string, std::int32_t>(
-        "Tell", {{"application", "news", "url", "text", "number"}, {}},
+        "Tell", {{"application", "notification", "url", "text", "number"}, {}},
         [&tv](const std::string& application, const std::string& name, const std::string& url,
               const std::string& text, std::int32_t number) {
-            const auto news = simulated::findLifecycle(name);
-            if (!news) {
+            const auto notification = simulated::findLifecycle(name);
+            if (!notification) {
                 std::string names;
                 for (const std::string& known : simulated::lifecycleNames()) names += ' ' + known;
-                bus::refuse(bus::WRONG_VALUE, "there is no news '" + name + "', but" + names);
+                bus::refuse(bus::WRONG_VALUE,
+                            "there is no notification '" + name + "'; choose one of" + names);
             }
             if (application.empty()) {
-                tv.applications().tell(*news, url, text, number);
+                tv.applications().tell(*notification, url, text, number);
             } else {
-                tv.applications().tellOne(application, *news, url, text, number);
+                tv.applications().tellOne(application, *notification, url, text, number);
             }
             return Nothing();
         });
@@ -322,7 +323,7 @@ void TelevisionObjects::addTelevision() {
         if (!scene.empty() && std::find(names.begin(), names.end(), scene) == names.end()) {
             std::string known;
             for (const std::string_view name : names) known += ' ' + std::string(name);
-            bus::refuse(bus::WRONG_VALUE, "there is no scene '" + scene + "', but" + known);
+            bus::refuse(bus::WRONG_VALUE, "there is no scene '" + scene + "'; choose one of" + known);
         }
         tv.video().showProgramme(scene);
         return Nothing();

@@ -48,7 +48,7 @@ std::vector<Assignment> parseAssignments(const std::vector<std::string>& words) 
         const std::string& name = assignments.back().name;
         const auto isTwin = [&](const Assignment& other) { return other.name == name; };
         if (std::count_if(assignments.begin(), assignments.end(), isTwin) > 1)
-            throw Failure(EXIT_WRONG_USE, "'" + name + "' is there twice");
+            throw Failure(EXIT_WRONG_USE, "'" + name + "' is given twice");
     }
     return assignments;
 }

@@ -94,7 +94,8 @@ PictureData parseSize(const std::string& text) {
 
 [[noreturn]] void failAccess(const std::string& what, int error) {
     if (error == EACCES || error == EPERM)
-        throw Failure(EXIT_NO_RIGHTS, what + " may not be opened: run as root, or as the pipeline's user");
+        throw Failure(EXIT_NO_RIGHTS,
+                      what + " cannot be opened, no permission: run as root, or as the pipeline's user");
     throw Failure(EXIT_REFUSED, what + " cannot be opened: " + std::strerror(error));
 }
 
@@ -318,21 +319,22 @@ void addCaptureCommand(CLI::App& app, Context& context) {
     command
         .add_option("-o,--output", wish->file,
                     "the file; %d or %03d in it is the frame's number; - for standard output; capture-%d.png "
-                    "unless given")
+                    "by default")
         ->type_name("FILE");
     command
         .add_option("-n,--count", wish->count,
-                    "so many frames, 0 until Ctrl-C; one unless given, but with --every until Ctrl-C")
+                    "the number of frames, 0 until Ctrl-C; 1 by default, but with --every 0")
         ->type_name("COUNT")
         ->check(isNumber(0U, 1000000000U));
     command
         .add_option("--format", wish->format,
-                    "png unless given, or rgb: 3 bytes a pixel, one frame after the other in one file")
+                    "png, the default, or rgb: 3 bytes per pixel, all frames in one file")
         ->type_name("FORMAT");
-    command.add_option("--every", wish->every, "one frame in this time; as fast as they come unless given")
+    command
+        .add_option("--every", wish->every, "save one frame per this time; as fast as possible by default")
         ->type_name("SECONDS")
         ->check(isDuration());
-    command.add_option("--size", wish->size, "the frames' size; 224x224 unless given")->type_name("WxH");
+    command.add_option("--size", wish->size, "the frames' size; 224x224 by default")->type_name("WxH");
     command.add_flag("--async", wish->async, "let the library call back with each frame");
     command.callback([wish, &context] { capture(*wish, context.json); });
 }

@@ -143,7 +143,7 @@ Value wantedValue(const Assignment& assignment, const Named& named, const Value&
     const long long difference = toNumber(parseValue(named.name, anyNumber, {text}));
     long long sum = 0;
     if (__builtin_add_overflow(toNumber(before), assignment.sign < 0 ? -difference : difference, &sum))
-        throw Failure(EXIT_OUT_OF_RANGE, named.name + " takes no such large number");
+        throw Failure(EXIT_OUT_OF_RANGE, named.name + " does not accept such a large number");
     return parseValue(named.name, key, {std::to_string(sum)});
 }
 
@@ -260,7 +260,7 @@ void writeKey(const Change& change) {
     access.write(change.wanted);
     if (!reads(access, change.wanted))
         throw Failure(EXIT_REFUSED, change.named.name + " stays at " + toText(access.read()) +
-                                        ": the television does not take " + toText(change.wanted));
+                                        ": the television does not accept " + toText(change.wanted));
 }
 
 void report(const Change& change, const ChangeOptions& options) {

@@ -135,7 +135,8 @@ void addChannelCommand(CLI::App& app, Context& context) {
 
     const auto wish = std::make_shared<ChannelRequest>();
     const auto addForce = [&](CLI::App& operation) -> CLI::App& {
-        operation.add_flag("--force", wish->force, "ask for picture and sound even where they are held back");
+        operation.add_flag("--force", wish->force,
+                           "request picture and sound even if the television suppresses them");
         return operation;
     };
 
@@ -155,7 +156,7 @@ void addChannelCommand(CLI::App& app, Context& context) {
     });
 
     CLI::App& uri = addForce(*command.add_subcommand("uri", "Go to a channel by its URI"));
-    uri.add_option("URI", wish->target, "as in the list")->type_name("")->required();
+    uri.add_option("URI", wish->target, "its URI in the list")->type_name("")->required();
     uri.callback([wish, &context] {
         change(
             "uri", wish->target,
@@ -164,8 +165,8 @@ void addChannelCommand(CLI::App& app, Context& context) {
     });
 
     CLI::App& uuid = addForce(*command.add_subcommand("uuid", "Go to a channel by its UUIDs"));
-    uuid.add_option("UUID", wish->target, "the channel's, as in the list")->type_name("")->required();
-    uuid.add_option("FOLDER", wish->folder, "its folder's, as in the list")->type_name("")->required();
+    uuid.add_option("UUID", wish->target, "the channel's UUID in the list")->type_name("")->required();
+    uuid.add_option("FOLDER", wish->folder, "its folder's UUID in the list")->type_name("")->required();
     uuid.callback([wish, &context] {
         change(
             "uuid", wish->target,

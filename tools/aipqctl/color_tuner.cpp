@@ -40,7 +40,7 @@ void set(const Wishes& wishes, bool json) {
         KeyAccess key(SETTINGS[TUNER + i].key, lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER);
         if (!reads(key, values[i]))
             throw Failure(EXIT_REFUSED, std::string(PARTS[i]) + " stays at " + toText(key.read()) +
-                                            ": the television does not take " + std::to_string(values[i]));
+                                            ": the television does not accept " + std::to_string(values[i]));
     }
     showTuner(json);
 }
@@ -55,7 +55,7 @@ void addColorTunerCommand(CLI::App& app, Context& context) {
     command.add_subcommand("get", "Show mode, luma, saturation and hue")->callback([&context] {
         showTuner(context.json);
     });
-    CLI::App& setter = *command.add_subcommand("set", "Set what is given, and keep the rest");
+    CLI::App& setter = *command.add_subcommand("set", "Set the given values, and keep the others");
     const auto wishes = std::make_shared<Wishes>();
     for (std::size_t i = 0; i < PARTS.size(); ++i)
         setter.add_option(std::string("--") + PARTS[i], (*wishes)[i], std::string("the new ") + PARTS[i])

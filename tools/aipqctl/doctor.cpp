@@ -189,7 +189,7 @@ int examine(const DoctorOptions& options, bool json) {
         code = failWith(EXIT_BAD_FILE, problem.what());
     }
     if (left) {
-        code = failWith(EXIT_NO_TELEVISION, "the television left: the rest has not been checked");
+        code = failWith(EXIT_NO_TELEVISION, "the television left: the remaining checks did not run");
     } else if (stop) {
         code = EXIT_CUT_SHORT;
     }
@@ -201,28 +201,30 @@ int examine(const DoctorOptions& options, bool json) {
 }  // namespace
 
 void addDoctorCommand(CLI::App& app, Context& context) {
-    CLI::App* const command = app.add_subcommand(
-        "doctor",
-        "Checks a platform: whether everything that the library demands of it is there and behaves. Changes "
-        "settings by a small step, one at a time, and puts them back, also on Ctrl-C.");
+    CLI::App* const command =
+        app.add_subcommand("doctor",
+                           "Checks whether a platform provides everything that the library requires and "
+                           "behaves correctly. Changes "
+                           "settings by a small step, one at a time, and restores them, also after Ctrl-C.");
     const auto options = std::make_shared<DoctorOptions>();
     command
         ->add_option("--only", options->selection.only,
                      "run this check, group of checks, or checks of this key")
         ->type_name("CHECK")
         ->allow_extra_args(false);
-    command->add_option("--skip", options->selection.skip, "leave this check, group or key out")
+    command->add_option("--skip", options->selection.skip, "skip this check, group or key")
         ->type_name("CHECK")
         ->allow_extra_args(false);
     command->add_flag("--no-write", options->noWrite,
-                      "leave the television as it is: change nothing, invoke nothing");
-    command->add_flag("--no-video", options->noVideo, "leave out the queue, the segment and the frames");
+                      "do not change the television: write nothing, invoke nothing");
+    command->add_flag("--no-video", options->noVideo,
+                      "skip the checks of the queue, the segment and the frames");
     command
         ->add_option("--stream", options->streamSeconds,
-                     "also capture frames for this time, to see whether they keep coming")
+                     "also capture frames for this time, and check that they continue to arrive")
         ->type_name("SECONDS")
         ->check(isDuration());
-    command->add_flag("--list", options->list, "name the checks and run none");
+    command->add_flag("--list", options->list, "list the checks and run none");
     command->add_option("--junit", options->junit, "also write the results as JUnit XML")->type_name("FILE");
     command->callback([options, &context] {
         options->selection.changes = !options->noWrite;

@@ -51,7 +51,7 @@ void set(const Request& request, bool json) {
     access.write(wanted);
     if (!reads(access, wanted))
         throw Failure(EXIT_REFUSED, key.name + " stays at " + toText(access.read()) +
-                                        ": the television does not take " + toText(wanted));
+                                        ": the television does not accept " + toText(wanted));
     if (json)
         return printJson({{"key", key.name},
                           {"type", typeName(key.type)},

@@ -66,7 +66,7 @@ void power(const StreamLimits& limits, bool json) {
 
 void addPowerCommand(CLI::App& app, Context& context) {
     CLI::App& command =
-        *app.add_subcommand("power", "Print what the application manager tells of life and power");
+        *app.add_subcommand("power", "Print the application manager's lifecycle and power notifications");
     const auto limits = std::make_shared<StreamLimits>();
     addStreamOptions(command, *limits, "messages");
     command.callback([limits, &context] { power(*limits, context.json); });

@@ -41,7 +41,7 @@ void addPqCommand(CLI::App& app, Context& context) {
     command.callback([&command, &context] {
         if (command.get_subcommands().empty()) showParameters(context.json);
     });
-    command.add_subcommand("get", "Show the numbers that the television has")->callback([&context] {
+    command.add_subcommand("get", "Show the television's current parameters")->callback([&context] {
         showParameters(context.json);
     });
     CLI::App& setter = *command.add_subcommand(

@@ -113,9 +113,9 @@ int runCommand(int argc, char** argv) {
     program.set_help_flag("-h,--help", "Print this help");
     program.set_version_flag("--version", "aipqctl " AIPQCTL_VERSION, "Print the version");
     program.add_flag("--json", context.json, "Print JSON, one object a line");
-    program.add_option("--tv", options.television, "The simulated television to talk to")
+    program.add_option("--tv", options.television, "The simulated television to use")
         ->type_name("TELEVISION");
-    program.add_flag("--embedded", options.embedded, "Use a short-lived simulated television of one's own");
+    program.add_flag("--embedded", options.embedded, "Start a private simulated television for this command");
     program.add_flag("-v,--verbose", options.verbose, "Show the platform's log");
     program.parse_complete_callback([&] {
         prepareEnvironment(options, program);
@@ -125,7 +125,7 @@ int runCommand(int argc, char** argv) {
     program.get_formatter()->label("REQUIRED", "");
     addCommands(program, context);
     // Set the footer last: the commands would inherit it.
-    program.footer("These options may stand behind a command, too. 'aipqctl COMMAND --help' shows its own.");
+    program.footer("These options may also follow the command. 'aipqctl COMMAND --help' shows its own.");
 
     try {
         program.parse(argc, argv);

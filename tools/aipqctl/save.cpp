@@ -86,7 +86,7 @@ void addRestoreCommand(CLI::App& app, Context& context) {
     command.add_option("FILE", *file, "the file; - for standard input")->type_name("")->required();
     command
         .add_option("--timeout", options->timeout,
-                    "give up when a setting has not moved for so long; 62 unless given")
+                    "fail if a setting has not moved for this time; 62 by default")
         ->type_name("SECONDS")
         ->check(isDuration());
     command.callback([file, options, &context] {

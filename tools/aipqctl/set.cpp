@@ -34,10 +34,10 @@ void addSetCommand(CLI::App& app, Context& context) {
             "NAME VALUE, or any number of NAME=VALUE; +5 and -5 are relative, as are NAME+=5 and NAME-=5")
         ->type_name("")
         ->required();
-    command.add_flag("--wait", options->wait, "show the way there, and confirm by reading back");
+    command.add_flag("--wait", options->wait, "show each step, and read the new values back");
     command
         .add_option("--timeout", options->timeout,
-                    "give up when it has not moved for so long; 62 unless given")
+                    "fail if a setting has not moved for this time; 62 by default")
         ->type_name("SECONDS")
         ->check(isDuration());
     command.callback([words, options, &context] {

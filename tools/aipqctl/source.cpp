@@ -92,15 +92,16 @@ std::vector<std::string> resourceNames() { return names(RESOURCES); }
 std::vector<std::string> playbackNames() { return names(PLAYBACK); }
 
 void addSourceCommand(CLI::App& app, Context& context) {
-    CLI::App& command =
-        *app.add_subcommand("source", "Show the source; take and give back what it plays with");
+    CLI::App& command = *app.add_subcommand("source", "Show the source; request and release its resources");
     command.callback([&command, &context] {
         if (command.get_subcommands().empty()) showSource(context.json);
     });
-    command.add_subcommand("get", "Show what is playing")->callback([&context] { showSource(context.json); });
+    command.add_subcommand("get", "Show the current source")->callback([&context] {
+        showSource(context.json);
+    });
 
     const auto name = std::make_shared<std::string>();
-    addOperation(command, "request", "Take resources from the television's own playback", "RESOURCES",
+    addOperation(command, "request", "Request resources from the television's own playback", "RESOURCES",
                  resourceNames(), name)
         .callback([name, &context] {
             const auto type = find(RESOURCES, *name).type;
@@ -108,20 +109,20 @@ void addSourceCommand(CLI::App& app, Context& context) {
                 "request", *name, [type](Access& access) { return access.requestResourceFromSystem(type); },
                 context.json);
         });
-    addOperation(command, "release", "Give resources back", "RESOURCES", resourceNames(), name)
+    addOperation(command, "release", "Release resources", "RESOURCES", resourceNames(), name)
         .callback([name, &context] {
             const auto type = find(RESOURCES, *name).type;
             request(
                 "release", *name, [type](Access& access) { return access.releaseResourceToSystem(type); },
                 context.json);
         });
-    addOperation(command, "pause", "Stop what plays", "PLAYBACK", playbackNames(), name)
+    addOperation(command, "pause", "Stop playback", "PLAYBACK", playbackNames(), name)
         .callback([name, &context] {
             const auto operation = find(PLAYBACK, *name).pause;
             request(
                 "pause", *name, [operation](Access& access) { return (access.*operation)(); }, context.json);
         });
-    addOperation(command, "resume", "Restart what plays", "PLAYBACK", playbackNames(), name)
+    addOperation(command, "resume", "Restart playback", "PLAYBACK", playbackNames(), name)
         .callback([name, &context] {
             const auto operation = find(PLAYBACK, *name).resume;
             request(

@@ -14,7 +14,7 @@ std::vector<std::string> columnsOf(const std::string& name, unsigned count) {
     const KeyDefinition* const key = findKey(name);
     if (key != nullptr && key->type != lomodelapi::OBJECT_TYPE_TABLE)
         throw Failure(EXIT_WRONG_TYPE,
-                      name + " is no table but of type " + typeName(key->type) + ": use 'aipqctl key'");
+                      name + " is not a table but of type " + typeName(key->type) + ": use 'aipqctl key'");
     if (key == nullptr && count == 0) {
         const std::string hint = suggestion(name, keyNames(Keys::TABLES));
         throw Failure(EXIT_UNKNOWN,
@@ -49,7 +49,7 @@ void addTableCommand(CLI::App& app, Context& context) {
         ->type_name("")
         ->required();
     command
-        .add_option("--columns", *columns, "the first so many columns; needed for a table that is not listed")
+        .add_option("--columns", *columns, "the number of columns; required for a table that is not listed")
         ->type_name("COUNT")
         ->check(isNumber(1U, 1000U));
     command.callback([key, columns, &context] { show(*key, *columns, context.json); });

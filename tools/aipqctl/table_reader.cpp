@@ -87,7 +87,7 @@ Rows readTable(const std::string& key, std::size_t columns) {
     lomodelapi::TableIterator* const iterator = table.getIterator();
     if (iterator == nullptr) {
         requireSameTelevision();
-        throw Failure(EXIT_WRONG_TYPE, key + " gives no rows: it is no table, or not available now");
+        throw Failure(EXIT_WRONG_TYPE, key + " returns no rows: it is not a table, or not available now");
     }
 
     const Failure silent(EXIT_REFUSED, key + " does not answer: try again, or look at its log with -v");

@@ -60,7 +60,7 @@ void requireTelevision() {
 void requireSameTelevision() {
     requireTelevision();
     if (answeringRun() != firstRun())
-        throw Failure(EXIT_NO_TELEVISION, "the television left meanwhile: try again");
+        throw Failure(EXIT_NO_TELEVISION, "the television left during the request: try again");
 }
 
 bool answered(std::function<bool()> request) {
@@ -70,7 +70,7 @@ bool answered(std::function<bool()> request) {
     std::thread([answer, request = std::move(request)] { answer->set_value(request()); }).detach();
     if (result.wait_for(ANSWER_LIMIT) != std::future_status::ready)
         throw Failure(EXIT_REFUSED,
-                      "the television has not answered for 10 s; whether it did it is not known");
+                      "the television has not answered for 10 s; the effect of the request is unknown");
     const bool success = result.get();
     if (!success) requireSameTelevision();
     return success;

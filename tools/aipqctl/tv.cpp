@@ -15,7 +15,7 @@ void listTelevisions(bool json) {
 }  // namespace
 
 void addTvCommand(CLI::App& app, Context& context) {
-    CLI::App& command = *app.add_subcommand("tv", "List the simulated televisions that run");
+    CLI::App& command = *app.add_subcommand("tv", "List the running simulated televisions");
     command.callback([&context] { listTelevisions(context.json); });
     // An alias, for users who expect a subcommand.
     command.add_subcommand("list", "List them");

@@ -59,7 +59,7 @@ std::string newToken() {
     // The kernel returns this many bytes at once. Shortly after boot it may block until it has enough
     // entropy.
     if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
-        throw std::runtime_error("the kernel gives no random numbers");
+        throw std::runtime_error("the kernel returned no random numbers");
     std::string token;
     for (const unsigned byte : bytes) {
         token += HEXADECIMAL[byte >> 4U];

@@ -35,22 +35,23 @@ constexpr char APPLICATION_URL[] = "app://television";
 
 // A button of the page that sends one notification to every application.
 struct Power {
-    Lifecycle news;
+    Lifecycle notification;
     const char* label;
     const char* hint;
 };
 
 constexpr std::array<Power, 8> POWERS{{
     {Lifecycle::RUNNING, "Running", "The application runs: TV_POWER_STATE_RUNNING"},
-    {Lifecycle::DESTROY, "Destroy", "The application is to end; a service gets no power state"},
-    {Lifecycle::SUSPEND, "Suspend", "The application is to pause: TV_POWER_STATE_SUSPEND"},
-    {Lifecycle::RESUME, "Resume", "The application goes on: TV_POWER_STATE_RESUME"},
+    {Lifecycle::DESTROY, "Destroy", "The application must end; a service receives no power state"},
+    {Lifecycle::SUSPEND, "Suspend", "The application must pause: TV_POWER_STATE_SUSPEND"},
+    {Lifecycle::RESUME, "Resume", "The application continues: TV_POWER_STATE_RESUME"},
     {Lifecycle::SUSPEND_EX, "Suspend, extended",
      "The application manager's second kind of suspend: TV_POWER_STATE_SUSPEND_EX"},
     {Lifecycle::RESUME_EX, "Resume, extended",
      "The application manager's second kind of resume: TV_POWER_STATE_RESUME_EX"},
-    {Lifecycle::LOST_FOCUS, "Lose focus", "Another application is in front; a service gets no power state"},
-    {Lifecycle::GET_FOCUS, "Get focus", "The application is in front; a service gets no power state"},
+    {Lifecycle::LOST_FOCUS, "Lose focus",
+     "Another application is in front; a service receives no power state"},
+    {Lifecycle::GET_FOCUS, "Get focus", "The application is in front; a service receives no power state"},
 }};
 
 // The full sequences, which also change the television's own state.
@@ -134,7 +135,7 @@ Value valueFor(const KeyDefinition& key, const json& value) {
             return texts;
         }
         default:
-            throw Refusal(UNPROCESSABLE, key.name + " has no value that could be set");
+            throw Refusal(UNPROCESSABLE, key.name + " has no value to set");
     }
 }
 
@@ -198,8 +199,9 @@ json Controls::state() const {
                           {"meaning", fault.meaning}});
     json notifications = json::array();
     for (const Power& power : POWERS)
-        notifications.push_back(
-            {{"name", simulated::lifecycleName(power.news)}, {"label", power.label}, {"hint", power.hint}});
+        notifications.push_back({{"name", simulated::lifecycleName(power.notification)},
+                                 {"label", power.label},
+                                 {"hint", power.hint}});
     const json powers{{{"name", SUSPEND_TO_RAM},
                        {"label", "Suspend to RAM"},
                        {"hint",
@@ -208,7 +210,7 @@ json Controls::state() const {
                       {{"name", RESUME_FROM_RAM},
                        {"label", "Wake up"},
                        {"hint",
-                        "The whole television: the picture goes on, and every application is notified "
+                        "The whole television: the picture continues, and every application is notified "
                         "of both phases of the wake-up, resume and focus"}}};
     return {{"keys", keys}, {"faults", faults}, {"powers", powers}, {"notifications", notifications}};
 }
@@ -277,7 +279,7 @@ std::string Controls::press(const json& wish) {
 std::string Controls::changePower(const json& wish) {
     const std::string name = textMember(wish, "power");
     const auto power = std::find_if(POWERS.begin(), POWERS.end(), [&](const Power& candidate) {
-        return simulated::lifecycleName(candidate.news) == name;
+        return simulated::lifecycleName(candidate.notification) == name;
     });
     if (name == SUSPEND_TO_RAM) {
         if (m_television.suspended()) throw Refusal(CONFLICT, "the television is suspended already");
@@ -286,12 +288,13 @@ std::string Controls::changePower(const json& wish) {
         if (!m_television.suspended()) throw Refusal(CONFLICT, "the television is not suspended");
         m_television.resume();
     } else if (power != POWERS.end()) {
-        m_television.applications().tell(power->news, APPLICATION_URL);
+        m_television.applications().tell(power->notification, APPLICATION_URL);
     } else {
         throw Refusal(NOT_FOUND, "there is no power state '" + name + "'");
     }
-    return m_television.applications().applications().empty() ? "no application is registered to be told"
-                                                              : "";
+    return m_television.applications().applications().empty()
+               ? "no application is registered for notifications"
+               : "";
 }
 
 std::string Controls::setFault(const json& wish) {
@@ -348,7 +351,7 @@ std::string Controls::reset(const json& wish) {
     // The television's own reset does not change the video pipeline's faults.
     clearFaults(wish);
     m_television.reset();
-    return "the television is as just switched on";
+    return "the television is reset";
 }
 
 }  // namespace television

@@ -4,7 +4,7 @@
 #include <variant>
 
 #include "controls.h"
-#include "news.h"
+#include "recent_events.h"
 
 namespace television {
 
@@ -39,11 +39,11 @@ struct Describe {
     }
     json operator()(const simulated::ShowVideo& event) const { return line("video", event.video); }
     json operator()(const simulated::ShowScene& event) const {
-        return line("video", event.scene.empty() ? "what was on at first" : "scene " + event.scene);
+        return line("video", event.scene.empty() ? "the original picture" : "scene " + event.scene);
     }
     json operator()(const simulated::Tell& event) const {
         const std::string whom = event.application.empty() ? "every application" : event.application;
-        return line("power", simulated::lifecycleName(event.news) + " is told to " + whom);
+        return line("power", simulated::lifecycleName(event.news) + " is sent to " + whom);
     }
     json operator()(const simulated::SetPower& event) const {
         return line("power",

@@ -23,7 +23,7 @@ std::string toJpeg(const simulated::Picture& picture) {
     unsigned long size = bytes.size();
     if (!compressor || tjCompress2(compressor.get(), picture.rgba.data(), width, 0, height, TJPF_RGBA,
                                    &target, &size, TJSAMP_444, QUALITY, TJFLAG_NOREALLOC) != 0)
-        throw std::runtime_error("the picture cannot be made a JPEG file");
+        throw std::runtime_error("the picture cannot be encoded as JPEG");
     bytes.resize(size);
     return bytes;
 }

@@ -28,19 +28,19 @@ std::string describe(const ScenarioPlayer::Result& result) {
 
 }  // namespace
 
-Scenarios::Scenarios(simulated::Television& television, Stage stage, std::shared_ptr<News> news)
-    : m_television(television), m_stage(std::move(stage)), m_news(std::move(news)) {}
+Scenarios::Scenarios(simulated::Television& television, Stage stage, std::shared_ptr<RecentEvents> recent)
+    : m_television(television), m_stage(std::move(stage)), m_recent(std::move(recent)) {}
 
 std::string Scenarios::play(const json& wish) {
     const std::string name = textMember(wish, "name");
     const std::string text = textMember(wish, "text");
-    if (m_stage.plays()) throw Refusal(CONFLICT, "a scenario plays already");
+    if (m_stage.plays()) throw Refusal(CONFLICT, "a scenario is already playing");
     try {
         simulated::Scenario scenario = simulated::parseScenario(text, name, m_television.model().keys());
-        m_news->add({{"kind", "scenario"}, {"text", name + " plays"}});
+        m_recent->add({{"kind", "scenario"}, {"text", name + " plays"}});
         // The player may outlive the page.
-        const auto onEnd = [news = m_news](const ScenarioPlayer::Result& result) {
-            news->add({{"kind", "scenario"}, {"text", describe(result)}});
+        const auto onEnd = [recent = m_recent](const ScenarioPlayer::Result& result) {
+            recent->add({{"kind", "scenario"}, {"text", describe(result)}});
         };
         m_stage.play(std::move(scenario), {{}, onEnd});
     } catch (const std::runtime_error& error) {
@@ -59,14 +59,14 @@ std::string Scenarios::record(const json& wish) {
     const bool on = flagMember(wish, "on");
     const std::lock_guard lock(m_mutex);
     if (on == (m_recorder != nullptr))
-        throw Refusal(CONFLICT, on ? "the page records already" : "the page does not record");
+        throw Refusal(CONFLICT, on ? "the page is already recording" : "the page is not recording");
     if (on) {
         m_recorder = std::make_unique<simulated::ScenarioRecorder>(m_television);
     } else {
         m_recorded = simulated::formatScenario(m_recorder->scenario());
         m_recorder.reset();
     }
-    m_news->add({{"kind", "scenario"}, {"text", on ? "the page records" : "the recording has ended"}});
+    m_recent->add({{"kind", "scenario"}, {"text", on ? "the page is recording" : "the recording has ended"}});
     return {};
 }
 

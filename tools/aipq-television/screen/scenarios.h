@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "news.h"
+#include "recent_events.h"
 #include "simulated/scenario_recorder.h"
 #include "stage.h"
 
@@ -16,7 +16,7 @@ namespace television {
 // All operations are callable from any thread. Those that take a request throw Refusal.
 class Scenarios {
   public:
-    Scenarios(simulated::Television& television, Stage stage, std::shared_ptr<News> news);
+    Scenarios(simulated::Television& television, Stage stage, std::shared_ptr<RecentEvents> recent);
 
     // {"name", "text"}: the name and the content of a scenario file
     std::string play(const nlohmann::json& wish);
@@ -33,7 +33,7 @@ class Scenarios {
   private:
     simulated::Television& m_television;
     const Stage m_stage;
-    const std::shared_ptr<News> m_news;
+    const std::shared_ptr<RecentEvents> m_recent;
     mutable std::mutex m_mutex;
     std::unique_ptr<simulated::ScenarioRecorder> m_recorder;
     std::string m_recorded;

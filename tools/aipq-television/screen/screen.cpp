@@ -18,9 +18,9 @@
 #include "event_text.h"
 #include "http_server.h"
 #include "http_status.h"
-#include "news.h"
 #include "page_files.h"
 #include "picture_file.h"
+#include "recent_events.h"
 #include "scenarios.h"
 #include "simulated/television.h"
 
@@ -91,24 +91,24 @@ class StatusText {
     std::string m_text;
 };
 
-// The event stream of one browser: "news" has log lines and values, "status" has everything else.
+// The event stream of one browser: "log" has log lines and values, "status" has everything else.
 class EventStream {
   public:
-    EventStream(StatusText& status, const News& news, unsigned long after)
-        : m_shared(status), m_news(news), m_last(after) {}
+    EventStream(StatusText& status, const RecentEvents& recent, unsigned long after)
+        : m_shared(status), m_recent(recent), m_last(after) {}
 
     // Waits a while for something to send. Returns false when the stream has ended.
     bool write(httplib::DataSink& sink) {
-        m_news.waitFor(m_last, STATUS_INTERVAL);
-        if (m_news.ended()) return false;
+        m_recent.waitFor(m_last, STATUS_INTERVAL);
+        if (m_recent.ended()) return false;
         std::string text;
-        const News::Since since = m_news.since(m_last);
+        const RecentEvents::Since since = m_recent.since(m_last);
         if (since.missed) {
             text += "event: missed\ndata: {}\n\n";
-            m_last = m_news.last();
+            m_last = m_recent.last();
         } else {
-            for (const News::Item& item : since.items) {
-                text += "event: news\ndata: " + item.text + "\n\n";
+            for (const RecentEvents::Item& item : since.items) {
+                text += "event: log\ndata: " + item.text + "\n\n";
                 m_last = item.number;
             }
         }
@@ -128,7 +128,7 @@ class EventStream {
 
   private:
     StatusText& m_shared;
-    const News& m_news;
+    const RecentEvents& m_recent;
     unsigned long m_last;
     std::string m_status;
     std::chrono::steady_clock::time_point m_statusDue;
@@ -144,7 +144,7 @@ class Screen::Implementation {
           m_name(options.name),
           m_controls(television),
           m_picture(television.video()),
-          m_scenarios(television, std::move(stage), m_news) {
+          m_scenarios(television, std::move(stage), m_recent) {
         m_server.set_socket_options(takePortAlone);
         m_server.set_tcp_nodelay(true);
         m_server.set_payload_max_length(BODY_MAX_BYTES);
@@ -174,11 +174,11 @@ class Screen::Implementation {
                  : m_server.bind_to_port(HOST, options.port) ? options.port
                                                              : -1;
         if (m_port <= 0)
-            throw std::runtime_error("the screen cannot be served at port " + std::to_string(options.port) +
-                                     ": " + std::strerror(errno));
+            throw std::runtime_error("cannot serve the page on port " + std::to_string(options.port) + ": " +
+                                     std::strerror(errno));
         m_access.emplace(options.token, m_port);
         television.debugOutput().setListener([this](unsigned levelWord, const std::string& line) {
-            m_news->add(
+            m_recent->add(
                 {{"kind", kindOf(levelWord)}, {"text", line.substr(0, line.find_last_not_of('\n') + 1)}});
         });
         m_thread = std::thread([this] {
@@ -189,7 +189,7 @@ class Screen::Implementation {
 
     ~Implementation() {
         m_television.debugOutput().setListener(nullptr);
-        m_news->end();
+        m_recent->end();
         // The server cannot be stopped before it runs.
         while (!m_server.is_running() && !m_finished) std::this_thread::sleep_for(1ms);
         m_server.stop();
@@ -219,7 +219,7 @@ class Screen::Implementation {
                 answerError(response, INTERNAL_ERROR, error.what());
             }
             if (request.method == "POST" && response.status >= BAD_REQUEST)
-                m_news->add({{"kind", "refused"}, {"text", json::parse(response.body).at("error")}});
+                m_recent->add({{"kind", "refused"}, {"text", json::parse(response.body).at("error")}});
         };
     }
 
@@ -248,13 +248,13 @@ class Screen::Implementation {
         m_server.Get("/state", answering([this](const Request&, Response& response) {
                          // The stream reports all events after this number, even those that the state already
                          // includes.
-                         const unsigned long last = m_news->last();
+                         const unsigned long last = m_recent->last();
                          json state = m_controls.state();
                          state["name"] = m_name;
                          state["status"] = status();
                          state["last"] = last;
                          json lines = json::array();
-                         for (const News::Item& item : m_news->since(0).items)
+                         for (const RecentEvents::Item& item : m_recent->since(0).items)
                              if (item.number <= last) lines.push_back(json::parse(item.text));
                          state["log"] = lines;
                          response.set_content(asText(state), JSON_TYPE);
@@ -275,7 +275,7 @@ class Screen::Implementation {
             --m_streams;
             throw Refusal(UNAVAILABLE, "the page is open too often: close some of its tabs");
         }
-        const auto stream = std::make_shared<EventStream>(m_status, *m_news, after);
+        const auto stream = std::make_shared<EventStream>(m_status, *m_recent, after);
         response.set_chunked_content_provider(
             "text/event-stream",
             [stream](std::size_t, httplib::DataSink& sink) { return stream->write(sink); },
@@ -316,7 +316,7 @@ class Screen::Implementation {
 
     simulated::Television& m_television;
     const std::string m_name;
-    const std::shared_ptr<News> m_news = std::make_shared<News>();
+    const std::shared_ptr<RecentEvents> m_recent = std::make_shared<RecentEvents>();
     Controls m_controls;
     PictureFile m_picture;
     Scenarios m_scenarios;
@@ -325,7 +325,7 @@ class Screen::Implementation {
     simulated::Events::Subscription m_subscription{m_television.events(),
                                                    [this](const simulated::Event& event) {
                                                        json line = toLogLine(event);
-                                                       if (!line.is_null()) m_news->add(std::move(line));
+                                                       if (!line.is_null()) m_recent->add(std::move(line));
                                                    }};
     std::optional<Access> m_access;
     HttpServer m_server;

@@ -60,7 +60,7 @@ async function follow() {
     events.onerror = end;
     events.addEventListener('missed', end);
     events.addEventListener('status', (event) => takeStatus(JSON.parse(event.data)));
-    events.addEventListener('news', (event) => {
+    events.addEventListener('log', (event) => {
       const line = JSON.parse(event.data);
       if ('key' in line) takeValue(line.key, line.value);
       addToLog([line]);
@@ -75,7 +75,7 @@ async function stayConnected() {
       try {
         await follow();
       } catch (error) {
-        showGone(error.name === 'Error' ? error.message : 'no answer since ' + clockTime(heard));
+        showGone(error.name === 'Error' ? error.message : 'no answer since ' + clockTime(lastResponse));
       }
     }
     // After a connection that lasted, reconnect at once.

@@ -34,10 +34,10 @@ let status = {};           // what the television said last, beside the values
 const values = new Map();  // by key
 
 // The time of the television's last response.
-let heard = new Date();
+let lastResponse = new Date();
 function ask(path, options = {}) {
   return fetch(path, {signal: AbortSignal.timeout(ANSWER_LIMIT_MS), ...options}).then((answer) => {
-    heard = new Date();
+    lastResponse = new Date();
     return answer;
   });
 }

@@ -47,9 +47,9 @@ function showBanner(text) {
   bannerTimer = setTimeout(() => banner.classList.remove('on'), 2500);
 }
 
-function takeStatus(news) {
+function takeStatus(newStatus) {
   const before = status;
-  status = news;
+  status = newStatus;
   press(byId('video'), status.video);
   const play = byId('play');
   play.firstElementChild.textContent = status.playing ? '❚❚' : '▶';

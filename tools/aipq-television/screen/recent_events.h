@@ -1,5 +1,5 @@
-#ifndef TELEVISION_NEWS_H
-#define TELEVISION_NEWS_H
+#ifndef TELEVISION_RECENT_EVENTS_H
+#define TELEVISION_RECENT_EVENTS_H
 
 #include <chrono>
 #include <condition_variable>
@@ -15,7 +15,7 @@ namespace television {
 std::string asText(const nlohmann::json& value);
 
 // The most recent events, numbered: the log of the page. Any thread may use it, also with the model locked.
-class News {
+class RecentEvents {
   public:
     struct Item {
         unsigned long number;

@@ -1,4 +1,4 @@
-#include "news.h"
+#include "recent_events.h"
 
 #include <algorithm>
 #include <utility>
@@ -15,7 +15,7 @@ constexpr std::size_t ITEMS_KEPT = 500;
 
 std::string asText(const json& value) { return value.dump(-1, ' ', false, json::error_handler_t::replace); }
 
-void News::add(json line) {
+void RecentEvents::add(json line) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     line["time"] = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
     const std::lock_guard lock(m_mutex);
@@ -25,12 +25,12 @@ void News::add(json line) {
     m_changed.notify_all();
 }
 
-unsigned long News::last() const {
+unsigned long RecentEvents::last() const {
     const std::lock_guard lock(m_mutex);
     return m_last;
 }
 
-News::Since News::since(unsigned long number) const {
+RecentEvents::Since RecentEvents::since(unsigned long number) const {
     const std::lock_guard lock(m_mutex);
     const auto first =
         std::find_if(m_items.begin(), m_items.end(), [&](const Item& item) { return item.number > number; });
@@ -39,18 +39,18 @@ News::Since News::since(unsigned long number) const {
     return {{first, m_items.end()}, missed};
 }
 
-void News::waitFor(unsigned long number, std::chrono::milliseconds limit) const {
+void RecentEvents::waitFor(unsigned long number, std::chrono::milliseconds limit) const {
     std::unique_lock lock(m_mutex);
     m_changed.wait_for(lock, limit, [&] { return m_ended || m_last > number; });
 }
 
-void News::end() {
+void RecentEvents::end() {
     const std::lock_guard lock(m_mutex);
     m_ended = true;
     m_changed.notify_all();
 }
 
-bool News::ended() const {
+bool RecentEvents::ended() const {
     const std::lock_guard lock(m_mutex);
     return m_ended;
 }
