@@ -139,7 +139,7 @@ class ThePage(ABrowser):
         self.assertIn(BRIGHTNESS + ' = 90', self.log_lines())
         self.screenshot('brighter')
 
-    def test_sets_what_is_typed_and_refuses_what_does_not_fit(self):
+    def test_sets_typed_values_and_rejects_invalid_ones(self):
         self.type_into(self.input_of(CONTRAST), '70')
         self.wait_for(lambda: self.value_of(CONTRAST, 'input[type=range]') == '70')
         self.type_into(self.input_of(CONTRAST), '101')
@@ -151,7 +151,7 @@ class ThePage(ABrowser):
         vector.send_keys('80, 20', Keys.CONTROL, Keys.ENTER)
         self.wait_for(lambda: PQ + ' = [80,20]' in self.log_lines())
 
-    def test_follows_what_others_change(self):
+    def test_shows_changes_by_other_clients(self):
         self.browser.execute_script(
             "fetch('value', {method: 'POST', headers: {'Content-Type': 'application/json'},"
             " body: JSON.stringify({key: arguments[0], value: '<b>x</b>'})})", SOURCE)
@@ -176,7 +176,7 @@ class ThePage(ABrowser):
         self.wait_for(lambda: self.text('play').endswith('Play'))
         self.screenshot('remote')
 
-    def test_says_why_there_is_no_picture_and_shows_it_again(self):
+    def test_reports_a_missing_picture_and_its_return(self):
         self.find('#tab-faults').click()
         self.find('[data-fault="video.killed"] input').click()
         self.wait_for(lambda: self.text('nothing') == 'No picture\nthe video pipeline died')
@@ -211,7 +211,7 @@ class ThePage(ABrowser):
         self.assertEqual(self.browser.title, 'den – simulated television')
         self.assertEqual(self.text('name'), 'den')
 
-    def test_opens_on_the_picture_settings_and_remembers_what_was_open(self):
+    def test_opens_on_the_picture_settings_and_remembers_the_view(self):
         shown = lambda: self.browser.execute_script(
             "return [...document.querySelectorAll('#key-rows h3')].filter((h) => h.offsetParent)"
             '.map((h) => h.textContent)')
@@ -225,12 +225,12 @@ class ThePage(ABrowser):
         self.find('#tab-keys').click()
         self.assertEqual(shown(), ['Channels'])
 
-    def test_counts_the_pictures_that_come(self):
+    def test_counts_the_pictures_per_second(self):
         self.wait_for(lambda: re.search(r'· [1-9]\d* pictures? a second', self.text('caption')))
         self.find('#play').click()
         self.wait_for(lambda: self.text('caption').endswith('the picture stands still'))
 
-    def test_fits_a_desk_and_a_phone(self):
+    def test_fits_a_desktop_and_a_phone_screen(self):
         for width, height in ((1280, 800), (400, 800)):
             self.resize(width, height)
             self.assertLessEqual(self.width_needed(), width)
@@ -248,7 +248,7 @@ class ThePage(ABrowser):
 
 
 class ThePageAndItsTelevision(ABrowser):
-    def test_says_so_when_the_television_is_gone_and_goes_on_when_it_is_back(self):
+    def test_reports_a_lost_television_and_reconnects(self):
         self.assertTrue(self.enabled('fieldset button'))
         self.end_television(signal.SIGKILL)
         self.wait_for(lambda: re.fullmatch(r'no answer since \d\d:\d\d:\d\d', self.text('connection')))
@@ -274,7 +274,7 @@ class ThePageAndItsTelevision(ABrowser):
         self.assertTrue(self.enabled('fieldset button'))
         self.assertEqual(self.browser.title, 'den – simulated television')
 
-    def test_sees_a_television_that_hangs_as_gone(self):
+    def test_reports_a_hanging_television_as_lost(self):
         self.television.send_signal(signal.SIGSTOP)
         self.wait_for(lambda: self.text('connection').startswith('no answer since '))
         self.television.send_signal(signal.SIGCONT)
@@ -292,7 +292,7 @@ class ThePageAndItsTelevision(ABrowser):
         self.assertEqual(self.find('body').text, "the television's token is missing: open the whole address that "
                                                  'aipq-television printed')
 
-    def test_keeps_the_picture_and_the_log_in_sight_when_a_film_is_missing(self):
+    def test_keeps_the_picture_visible_when_a_film_is_missing(self):
         self.find('#film').send_keys('no-film.mp4', Keys.ENTER)
         self.wait_for(lambda: self.text('message') == 'the film no-film.mp4 cannot be read: '
                                                       'No such file or directory')
@@ -302,7 +302,7 @@ class ThePageAndItsTelevision(ABrowser):
             self.screenshot(f'film missing {width}')
         self.assertFalse(self.find('#nothing').is_displayed())
 
-    def test_plays_a_scenario_and_records_one(self):
+    def test_plays_and_records_a_scenario(self):
         path = os.path.join(self.folder, 'short.toml')
         with open(path, 'w', encoding='utf-8') as file:
             file.write(f'[[step]]\nset = "{BRIGHTNESS}"\nto = 77\n'

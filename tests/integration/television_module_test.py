@@ -96,7 +96,7 @@ def test_a_short_name_stands_for_one_key(television, tmp_path):
 # Waiting
 
 
-def test_a_wait_ends_with_a_program_s_change(television):
+def test_a_wait_ends_when_a_program_changes_the_key(television):
     # The library's worker is waiting when a delayed notification arrives.
     television.fault("notifications.delay", 250)
     program = television.start(["aipqctl", "set", "brightness", "60", "--wait"])
@@ -167,9 +167,9 @@ def test_the_picture_follows_the_settings(television, tmp_path):
     assert "PNG image data, 64 x 36, 8-bit/color RGBA" in described
 
 
-def test_what_cannot_be_shown_is_refused(television, tmp_path):
+def test_an_invalid_scene_size_or_film_is_refused(television, tmp_path):
     scenes = "night sunset snow garden bars cellar train portrait"
-    assert refusal(television.show_scene, "nigth") == f"there is no scene 'nigth', but {scenes}"
+    assert refusal(television.show_scene, "nigth") == f"there is no scene 'nigth'; choose one of {scenes}"
     assert refusal(television.picture, 5000, 5000).startswith("no picture: ")
     television.play("off")
     assert refusal(television.picture) == "no picture: the video pipeline is off"
@@ -198,7 +198,7 @@ def test_a_fault_ends_with_its_block(television):
     assert refusal(television.fault, "key.drop") == "the fault 'key.drop' is of a key: name one"
 
 
-def test_a_fault_of_a_fault_restores_the_former_one(television):
+def test_a_nested_fault_restores_the_previous_value(television):
     with television.fault("notifications.delay", 900):
         with television.fault("notifications.delay", 100):
             pass
@@ -290,7 +290,7 @@ def test_a_killed_test_leaves_nothing_behind():
 # A running television
 
 
-def test_a_running_television_is_attached_to(television, monkeypatch):
+def test_a_test_attaches_to_a_running_television(television, monkeypatch):
     television.set("brightness", 61)
     with Television.attach(television.environment["AIPQ_TV"]) as attached:
         assert attached.get("brightness") == 61
@@ -353,12 +353,12 @@ CAPTURE = """if True:
 """
 
 
-def test_no_rights_are_needed_where_user_namespaces_are_allowed():
+def test_no_rights_are_needed_if_user_namespaces_are_allowed():
     less = ["setpriv", "--bounding-set", "-sys_admin"] if os.geteuid() == 0 else []
     subprocess.run([*less, sys.executable, "-c", CAPTURE], check=True)
 
 
-def test_where_namespaces_are_not_allowed_one_line_says_so():
+def test_missing_namespace_rights_are_reported_in_one_line():
     # The current user ID has no mapping.
     less = ["setpriv", "--bounding-set", "-sys_admin"] if os.geteuid() == 0 else []
     words = [*less, "unshare", "--user", sys.executable, "-c", CAPTURE]
@@ -390,7 +390,7 @@ def test_the_report_of_a_failed_test_has_the_log(pytester):
     result.stdout.no_fnmatch_line("*brightness = 62*")
 
 
-def test_the_report_of_a_test_shows_its_own_line_only(pytester):
+def test_a_report_omits_the_frames_of_the_module(pytester):
     pytester.makepyfile("""
         def test_fails(television):
             television.get("nothing")

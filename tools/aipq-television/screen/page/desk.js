@@ -32,7 +32,7 @@ async function fetchRecording() {
   if (answer.ok) recording = await answer.text();
 }
 
-// Saves the recording in the browser, where it survives the television.
+// Regularly copies the recording to the page, where it survives the television.
 async function keepRecording() {
   for (;;) {
     try {

@@ -24,15 +24,15 @@ function pictureRate() {
   const seconds = Math.min(now - picturesSince, 2000) / 1000;
   if (seconds < 1) return '';
   const rate = Math.round(pictureTimes.length / seconds);
-  if (pictureTimes.length === 0) return ' · the picture stands still';
+  if (pictureTimes.length === 0) return ' · still picture';
   return rate < 1 ? ' · less than 1 picture a second' : ` · ${rate} picture${rate === 1 ? '' : 's'} a second`;
 }
 
 function caption(luma) {
   const what = status.film ? status.film : 'generated scenes';
   const gone = document.body.classList.contains('gone');
-  byId('caption').textContent = gone ? 'The page goes on by itself when the television is back'
-    : noPicture ? 'The picture comes back by itself when there is one'
+  byId('caption').textContent = gone ? 'The page reconnects when the television returns'
+    : noPicture ? 'The picture returns as soon as it is available'
     : `${what} · mean luma ${luma}${pictureRate()}`;
 }
 
