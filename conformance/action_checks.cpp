@@ -71,7 +71,7 @@ unsigned invoke(Visit& visit, ActionAccess& action, const Answers& answers, cons
     if (answer.when - begin > IN_TIME)
         throw Failure{
             what + " was answered after " + seconds(answer.when - begin) + ", later than " + seconds(IN_TIME),
-            "Find what delays the action's answer: the service's caller stands still meanwhile."};
+            "Find what delays the action's answer: the service's caller is blocked until it arrives."};
     if (answer.value.error != 0)
         throw Failure{
             what + " was answered with the error " + std::to_string(answer.value.error),
@@ -109,14 +109,14 @@ Passed checkAction(Visit& visit) {
     visit.undone();
     if (taken == released)
         throw Failure{"2 invocations got the same id " + std::to_string(taken),
-                      "Give each invocation an id of its own: answers are told apart by it."};
+                      "Give each invocation its own id: the library assigns answers by id."};
     visit.pause(QUIET);
     for (const unsigned id : {taken, released})
         if (const std::size_t count = answers->of(id).size(); count != 1)
             throw Failure{
                 "the invocation " + std::to_string(id) + " was answered " + std::to_string(count) + " times",
-                "Answer every invocation once: what is left over is kept for ever."};
-    return {"programme information is taken and released; picture and sound go on"};
+                "Answer every invocation once: the library keeps other answers for ever."};
+    return {"programme information is taken and released; picture and sound continue"};
 }
 
 }  // namespace

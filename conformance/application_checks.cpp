@@ -18,7 +18,7 @@ void requireAccepted(int status, const char* what) {
     if (status == 0) return;
     throw Failure{std::string(what) + " was refused (status " + std::to_string(status) + ")",
                   std::string("Let the application manager know an application named '") + APPLICATION +
-                      "', or see what it demands of one."};
+                      "', or see why it refuses the registration."};
 }
 
 Passed checkApplicationManager(Visit& visit) {

@@ -41,7 +41,7 @@ T awaitFirst(const Visit& visit, const Record<T>& record, const std::string& wha
     const Clock::time_point begin = Clock::now();
     if (!visit.waitUntil(GIVE_UP, [&] { return record.size() > 0; }))
         throw Failure{what + " did not come within " + seconds(GIVE_UP),
-                      "Let the table tell the iterator's observer, on a thread of the model."};
+                      "Let the table notify the iterator's observer, on a thread of the model."};
     const auto first = record.entries().front();
     if (first.when - begin > IN_TIME)
         throw Failure{
@@ -67,8 +67,8 @@ Passed checkChannels(Visit& visit) {
                       "Let the model offer a table of exactly this name."};
     const std::shared_ptr<void> opened(nullptr, [&](void*) { list->destroy(); });
     if (list->getIterator() == nullptr)
-        throw Failure{"gives no iterator",
-                      "See why createIterator() of the table gives none to this process."};
+        throw Failure{"creates no iterator",
+                      "See why createIterator() of the table returns null to this process."};
 
     const int count = awaitFirst(visit, news->ready, "the news that the iterator is ready");
     requireAccepted(timed("asking for rows", [&] { return list->getIterator()->readRowChunk(CHUNK); }),
@@ -87,10 +87,10 @@ Passed checkChannels(Visit& visit) {
     visit.pause(QUIET);
     if (news->count() != told)
         throw Failure{"the iterator's observer was told something after its release",
-                      "Let releaseIterator() return only when the observer is not called any more: it is "
-                      "destroyed next."};
+                      "Let releaseIterator() return only when the observer is not called any more: the "
+                      "library destroys it next."};
     return {std::to_string(rows) + " rows read, released",
-            count == 0 ? "There is no channel: tune some in to see more than an empty table." : ""};
+            count == 0 ? "There is no channel: scan for channels to check more than an empty table." : ""};
 }
 
 }  // namespace

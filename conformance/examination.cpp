@@ -132,7 +132,7 @@ Result examine(const Check& check, Visit& visit) {
         result.advice = "Run it once more with this check only, under a debugger that stops at exceptions.";
     } catch (...) {
         result.verdict = Verdict::FAILED;
-        result.finding = "threw something that is no std::exception";
+        result.finding = "threw an object that is not a std::exception";
         result.advice = "Run it once more with this check only, under a debugger that stops at exceptions.";
     }
     try {
@@ -178,7 +178,7 @@ Result Examination::runOne(const Check& check, const std::atomic<bool>& stop) {
             Verdict::FAILED,
             "has not ended after " + seconds(m_limit) + ": a call into the platform does not return" +
                 progress->visit.notUndone(),
-            "Run it once more with this check only, and look where it stands with a debugger.",
+            "Run this check alone once more, and find the blocked call with a debugger.",
             m_limit};
 }
 

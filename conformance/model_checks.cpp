@@ -112,7 +112,7 @@ Value read(ValueAccessBase& access) {
     Value value{};
     if (const int status = timed("reading", [&] { return access.getValue(value); }); status != 0)
         throw Failure{"cannot be read (status " + std::to_string(status) + ")",
-                      "See why the model refuses to read it to this process."};
+                      "See why the model refuses reads by this process."};
     return value;
 }
 
@@ -120,7 +120,7 @@ template <typename Value>
 void write(ValueAccessBase& access, const Value& value) {
     if (const int status = timed("writing", [&] { return access.setValue(value); }); status != 0)
         throw Failure{"cannot be written (status " + std::to_string(status) + ")",
-                      "See why the model refuses to let this process write it."};
+                      "See why the model refuses writes by this process."};
 }
 
 // A subscription to a key, and its notifications.
@@ -186,7 +186,7 @@ void requireInRange(const KeyDefinition& key, long long value) {
     if (!key.range || key.range->contains(value)) return;
     throw Failure{std::to_string(value) + " is not in " + std::to_string(key.range->lowest) + ".." +
                       std::to_string(key.range->highest),
-                  "Let the model convert the value to this range: the library takes and gives no other."};
+                  "Let the model convert the value to this range: the library accepts no other."};
 }
 
 std::string foundValue(const KeyDefinition& key, long long value) {
@@ -317,12 +317,12 @@ Passed checkWrite(Visit& visit, const KeyDefinition& key) {
         throw Failure{
             "nothing was announced within " + seconds(GIVE_UP) + after + ", and it reads " + textOf(now),
             now == setting.changed ? ADVICE_ANNOUNCE
-                                   : "See why the model does not take the value from this process."};
+                                   : "See why the model does not accept the value from this process."};
     }
     const auto first = subscription.announced().entries().front();
     if (first.value != setting.changed)
         throw Failure{textOf(first.value) + " was announced" + after,
-                      "See why the model does not keep the value, or whether somebody else operates the "
+                      "See why the model does not keep the value, or whether another client operates the "
                       "television."};
     if (first.thread == std::this_thread::get_id())
         throw Failure{
@@ -347,8 +347,8 @@ Passed checkWrite(Visit& visit, const KeyDefinition& key) {
     if (const auto values = subscription.values(); values.size() != 2)
         throw Failure{
             "2 writes were announced " + std::to_string(values.size()) + " times: " + textOf(values),
-            "Let the model announce each change once, or see who else operates the television."};
-    return {"a small change is kept and announced once, and so is its way back"};
+            "Let the model announce each change once, or find other clients that operate the television."};
+    return {"a small change and its reversal are each kept and announced once"};
 }
 
 template <typename K>
@@ -359,11 +359,10 @@ Passed checkOrder(Visit& visit, const KeyDefinition& key) {
     const bool all = setting.subscription.await(visit, 2);
     const auto values = setting.subscription.values();
     if (!all)
-        throw Failure{
-            "of 2 writes without a pause, " + std::to_string(values.size()) + " were announced within " +
-                seconds(GIVE_UP),
-            "Let the model announce each change: whoever waits for one that never comes waits for a "
-            "minute."};
+        throw Failure{"of 2 writes without a pause, " + std::to_string(values.size()) +
+                          " were announced within " + seconds(GIVE_UP),
+                      "Let the model announce each change: a setting waits a minute for a missing "
+                      "announcement."};
     if (values != std::vector<typename K::Value>{setting.changed, setting.original})
         throw Failure{textOf(values) + " was announced after " + textOf(setting.changed) + " and then " +
                           textOf(setting.original) + " were written",
@@ -377,20 +376,20 @@ Passed checkSilence(Visit& visit, const KeyDefinition& key) {
     Subscription<K> ended(visit, key);
     setting.change();
     if (!setting.subscription.await(visit, 1) || !ended.await(visit, 1))
-        throw Failure{"not both of 2 subscribers were told of a change within " + seconds(GIVE_UP),
+        throw Failure{"a change was not announced to both of 2 subscribers within " + seconds(GIVE_UP),
                       ADVICE_ANNOUNCE};
     ended.end();
     const std::size_t heard = ended.announced().size();
     setting.changeBack();
     if (!visit.waitUntil(GIVE_UP, [&] { return setting.subscription.lastIs(setting.original); }))
         throw Failure{"nothing was announced to the other subscriber within " + seconds(GIVE_UP),
-                      "Let the end of one subscription leave the others as they are."};
+                      "Let the end of one subscription not change the others."};
     setting.isBack();
     visit.pause(QUIET);
     if (const auto values = ended.values(); values.size() != heard)
         throw Failure{textOf(values.back()) + " was announced to a subscriber that had disconnected",
-                      "Let disconnectValue() return only when its observer is not called any more: it is "
-                      "destroyed next."};
+                      "Let disconnectValue() return only when its observer is not called any more: the "
+                      "library destroys it next."};
     return {"silent after disconnecting, for " + std::to_string(QUIET.count()) + " ms"};
 }
 

@@ -84,7 +84,7 @@ Passed checkQueue(Visit&) {
     if (!queue.exists()) {
         const std::string error = errorText(errno);
         throw Failure{"cannot be opened: " + error + queueOwner(),
-                      "Run as the user that it belongs to, or let that one create it with the rights " +
+                      "Run as its owner, or let the owner create it with the permissions " +
                           octal(video::CAPTURE_PERMISSIONS) + "."};
     }
     mq_attr attributes{};
@@ -92,7 +92,7 @@ Passed checkQueue(Visit&) {
     if (attributes.mq_msgsize != static_cast<long>(video::REQUEST_SIZE))
         throw Failure{"exists with messages of " + std::to_string(attributes.mq_msgsize) +
                           " bytes instead of " + std::to_string(video::REQUEST_SIZE),
-                      "End the program that created it so, and remove the queue."};
+                      "End the program that created it, and remove the queue."};
     const std::string waiting = std::to_string(attributes.mq_curmsgs) + " of " +
                                 std::to_string(attributes.mq_maxmsg) + " requests waiting";
     if (attributes.mq_curmsgs >= attributes.mq_maxmsg)
@@ -140,18 +140,17 @@ Passed checkSegment(Visit&) {
     if (id == -1 || shmctl(id, IPC_STAT, &status) != 0) {
         const std::string error = errorText(errno);
         throw Failure{"cannot be opened: " + error + segmentOwner(),
-                      "Run as the user that it belongs to, or let that one create it with the rights " +
+                      "Run as its owner, or let the owner create it with the permissions " +
                           octal(video::CAPTURE_PERMISSIONS) + "."};
     }
     if (status.shm_segsz != size)
-        throw Failure{
-            "exists with " + std::to_string(status.shm_segsz) + " bytes instead of " + std::to_string(size) +
-                segmentOwner(),
-            "End the program that created it so, and remove it: ipcrm -m " + std::to_string(id) + "."};
+        throw Failure{"exists with " + std::to_string(status.shm_segsz) + " bytes instead of " +
+                          std::to_string(size) + segmentOwner(),
+                      "End the program that created it, and remove it: ipcrm -m " + std::to_string(id) + "."};
     const void* const address = shmat(id, nullptr, 0);
     if (address == reinterpret_cast<const void*>(-1))
         throw Failure{"cannot be attached: " + errorText(errno),
-                      "See what keeps this process from attaching a segment that it may open."};
+                      "See why this process may open, but not attach the segment."};
     shmdt(address);
     return {"exists, can be attached, " + std::to_string(size) + " bytes"};
 }
@@ -159,7 +158,7 @@ Passed checkSegment(Visit&) {
 // Starts a capture and waits until it accepts requests.
 void start(Visit& visit, PictureCapture& capture) {
     if (queueExists())
-        throw Failure{"the request queue exists already: another program captures, or left it behind",
+        throw Failure{"the request queue exists already: another program captures, or has not removed it",
                       std::string("End that program, or remove /dev/mqueue") + video::REQUEST_QUEUE_NAME +
                           ", and run again."};
     // A request without an attached block crashes.
@@ -324,7 +323,11 @@ std::vector<Check> videoChecks() {
          "whether frames arrive, how fast, and in the size asked for",
          {"framework", nameOf("queue", queue), nameOf("segment", segment)},
          checkFrame},
-        {"callback", "", "whether a frame arrives by the callback", {"framework", "frame"}, checkCallback},
+        {"callback",
+         "",
+         "whether a frame arrives through the callback",
+         {"framework", "frame"},
+         checkCallback},
     };
     for (Check& check : checks) check.isVideo = true;
     return {std::begin(checks), std::end(checks)};

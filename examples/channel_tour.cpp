@@ -120,7 +120,7 @@ void saveFrame(PictureCapture& capture, const std::string& path) {
 int main(int argc, char** argv) {
     CLI::App arguments("Tunes to every channel of the television and returns to the first.");
     std::string folder;
-    arguments.add_option("FOLDER", folder, "where the pictures go")
+    arguments.add_option("FOLDER", folder, "the folder for the pictures")
         ->required()
         ->check(CLI::ExistingDirectory);
     parseArguments(arguments, argc, argv);

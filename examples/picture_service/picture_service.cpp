@@ -37,15 +37,15 @@ PictureService::PictureService(Timeline& timeline) : m_timeline(timeline), m_wat
 
 bool PictureService::run(const std::function<bool()>& stop, std::string& error) {
     if (!m_control.open()) {
-        error = "the television does not tell its picture settings";
+        error = "the television's picture settings cannot be read";
         return false;
     }
     m_judge.emplace(m_control.found());
-    m_timeline.print("decides by rules on what it measures in the frames; nothing is learned");
+    m_timeline.print("decides by rules on measurements of the frames; it learns nothing");
     const bool success = work(stop, error);
     if (!putSettingsBack()) {
         if (success)
-            error = m_awaySince ? "the television is away: its picture settings are not put back"
+            error = m_awaySince ? "the television is away: its picture settings are not restored"
                                 : "the television did not take its picture settings back";
         return false;
     }

@@ -104,8 +104,7 @@ std::string decision(const Decision& decision) {
 }
 
 std::string captured(const Episode& episode) {
-    if (!episode.captured)
-        return element("p class=\"quiet\"", "No frame was captured with these settings in force.");
+    if (!episode.captured) return element("p class=\"quiet\"", "No frame was captured with these settings.");
     const Measurement& measured = episode.captured->measurement;
     return element("div class=\"small\"",
                    figure(episode.captured->frame, "Captured",

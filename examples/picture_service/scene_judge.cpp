@@ -140,7 +140,7 @@ double at(const ToneCurve& curve, double level) {
     return curve[below] + part * (curve[below + 1] - curve[below]);
 }
 
-// The lowest grey level that the curve does not clip to black.
+// The darkest and the brightest level of the film that the curve does not clip.
 int firstAboveBlack(const ToneCurve& curve) {
     const auto first =
         std::find_if(curve.begin(), curve.end(), [](int level) { return level > CLIPPED_BLACK; });
@@ -182,7 +182,7 @@ bool Rules::toneFits(const Settings& settings, double& cost) const {
     const double wantedBlack = userBlack - 0.8 * m_tones.dull * std::max(0.0, userBlack - 12);
     const double wantedWhite =
         userWhite + 0.8 * m_tones.dull * std::max(0.0, 243 - userWhite) - WHITE_LOSS * m_tones.bright;
-    // Of equal costs, the settings nearest to the user's win.
+    // Settings near the user's cost less.
     const int moves =
         std::abs(settings.contrast - m_user.contrast) + std::abs(settings.brightness - m_user.brightness);
     cost = std::pow(black - wantedBlack, 2) + std::pow(white - wantedWhite, 2) + moves;
@@ -196,8 +196,8 @@ bool Rules::toneFits(const Settings& settings, double& cost) const {
            greyGain(curve) * LEAST_SATURATION <= mostGreyGain();
 }
 
-// The PQ parameters give the shape, for shadows and highlights; contrast, and for a dull picture brightness,
-// bring black and white back to where they belong. What does not fit is tried again, weaker.
+// The PQ parameters shape shadows and highlights. Contrast, and for a dull picture brightness, move black and
+// white back to their levels. If the result does not fit, a weaker one is tried.
 void Rules::fitTone() {
     // A lift makes the noise of the shadows visible.
     const double lift = 75 * m_tones.dark * (1 - 0.5 * share(m_film.noise, 2, 7));

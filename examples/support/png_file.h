@@ -5,7 +5,7 @@
 
 #include "platform_adaptation/ai_common.h"
 
-// Saves a delivered frame. False, with the reason in `error`, if the frame is not within the capture block
+// Saves a captured frame. Returns false, with the reason in `error`, if the frame exceeds the capture block
 // (its size comes from another process) or the file cannot be written.
 bool savePng(const std::string& path, const korvale::ai::PictureData& picture, std::string& error);
 

@@ -1,8 +1,8 @@
 #ifndef PLATFORM_ADAPTATION_EXPORT_H
 #define PLATFORM_ADAPTATION_EXPORT_H
 
-// What is not marked with the first is hidden in the library; the second hides a member of a class that is
-// not.
+// PLATFORM_ADAPTATION_API exports a function or class from the library, which hides everything else.
+// PLATFORM_ADAPTATION_LOCAL hides a member of an exported class.
 #define PLATFORM_ADAPTATION_API __attribute__((visibility("default")))
 #define PLATFORM_ADAPTATION_LOCAL __attribute__((visibility("hidden")))
 

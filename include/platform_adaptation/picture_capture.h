@@ -21,8 +21,8 @@ struct CaptureBlock;
 //      +--------------------+      +---------------------------+
 //          stop(), ~                  frame there, or 2 s over
 //
-// Any thread; but stop(), the destructor and a request without waiting block for ever inside the callback.
-// start() and stop() one at a time.
+// Any thread. Inside the callback, stop(), the destructor and a request without waiting block for ever. Do
+// not call start() and stop() at the same time.
 //
 // The pipeline's queue holds five messages, and stop() sends one. With five messages untaken, stop() and the
 // destructor block until the pipeline takes one. A sixth request blocks the sender thread, and the next
@@ -42,8 +42,8 @@ class PLATFORM_ADAPTATION_API PictureCapture {
     PictureCapture(const PictureCapture&) = delete;
     PictureCapture& operator=(const PictureCapture&) = delete;
 
-    // Replaces the callback; `userData` is passed to each call. Call it before start(): without a callback
-    // then, nothing is ever called. Does not wait for a call that is running.
+    // Replaces the callback; `userData` is passed to each call. Call it before start(): if there is no
+    // callback at start(), no callback is ever called. Does not wait for a call that is running.
     void registerCallBack(NotifyFunction fn, void* userData);
 
     // Attaches the capture block, clears it, and starts the threads. Failures are logged only; on a running

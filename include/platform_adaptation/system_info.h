@@ -51,7 +51,7 @@ enum StreamMode {
     STREAM_MODE_TV_SERVICE = 2,
 };
 
-// The model's own numbers. A failed read and every other number give 0.
+// The model's own numbers. A failed read and all other numbers give 0.
 enum VideoGameMode {
     VIDEO_GAME_MODE_0 = 0,
     VIDEO_GAME_MODE_1 = 1,
@@ -69,11 +69,11 @@ class PLATFORM_ADAPTATION_API SystemInfoInterface {
 
     virtual ~SystemInfoInterface() = default;
 
-    // Each replaces the callback of its kind, null for none; `userData` is passed to each call. Takes effect
-    // with the next change. Any thread; but if a change arrives at that moment, the previous function may be
-    // called with the new `userData`. Does not wait for a call that is running: keep the previous user data
-    // until that call has returned. A callback runs on the model's thread; the next notification waits until
-    // it returns.
+    // Each function replaces the callback of its kind, null for none; `userData` is passed to each call.
+    // Takes effect with the next change. Any thread; but if a change arrives at that moment, the previous
+    // function may be called with the new `userData`. Does not wait for a call that is running: keep the
+    // previous user data until that call has returned. A callback runs on the model's thread; the next
+    // notification waits until it returns.
     virtual void registerCallBackAIPQ(NotifyAIPQ fn, void* userData) = 0;
     virtual void registerCallBackSourceType(NotifySourceType fn, void* userData) = 0;
     virtual void registerCallBackPlayerState(NotifyPlayerState fn, void* userData) = 0;
@@ -81,8 +81,8 @@ class PLATFORM_ADAPTATION_API SystemInfoInterface {
     virtual void registerCallBackVideoInfoHDRType(NotifyVideoInfoHDRType fn, void* userData) = 0;
     virtual void registerCallBackVideoGameMode(NotifyVideoGameMode fn, void* userData) = 0;
 
-    // Each reads the television now, on the caller's thread. A getter whose key is not connected first tries
-    // to connect it: getAIPQSwitchAvailable(), getAIPQSwitchState(), getAIPQAvailable() and
+    // Each getter reads the television now, on the caller's thread. If its key is not connected, it first
+    // tries to connect it: getAIPQSwitchAvailable(), getAIPQSwitchState(), getAIPQAvailable() and
     // getTvStreamEncrypted() for up to 1 s, the others for 100 ms. On failure it returns false, or the
     // enumeration's 0.
     virtual bool getAIPQSwitchAvailable() = 0;
@@ -103,12 +103,12 @@ class PLATFORM_ADAPTATION_API SystemInfo : public SystemInfoInterface {
     using StringAccess = ValueAccessT<lomodelapi::ObserverString>;
     using StringsAccess = ValueAccessT<lomodelapi::ObserverVectorString>;
 
-    // Connects to the television: 100 ms for each of six keys that is missing. The callbacks of the AIPQ
-    // switch and availability and of the TV service's stream are called only after their getter has connected
-    // the key.
+    // Connects to the television, which takes 100 ms for each of six keys that is missing. The callbacks of
+    // the AIPQ switch and availability and of the TV service's stream are called only after their getter has
+    // connected the key.
     SystemInfo();
-    // With accessors made elsewhere, which keep their own handlers: a registered callback is called only if
-    // those handlers call the on...Changed operations.
+    // Uses the given accessors, which keep their own handlers: a registered callback is called only if those
+    // handlers call the on...Changed operations.
     SystemInfo(std::shared_ptr<StringAccess> sourcePath, std::shared_ptr<StringAccess> videoFormatInfo,
                std::shared_ptr<IntegerAccess> mediaStreamEncrypted,
                std::shared_ptr<StringsAccess> tvServicePlay, std::shared_ptr<IntegerAccess> aipqSwitch,
@@ -150,8 +150,10 @@ class PLATFORM_ADAPTATION_API SystemInfo : public SystemInfoInterface {
     VideoInfoHDRType str2VideoInfoHDRType(std::string text);
     PlayerState str2PlayerState(std::string text);
     VideoGameMode int2VideoGameMode(int number);
-    // The encryption flag in the TV service's play attributes: the lowest bit of the number in element 8.
-    // False if there is no such element, or no number in it that fits 32 bits; `encrypted` is then unchanged.
+    // Reads the encryption flag from the TV service's play attributes: the lowest bit of the number in
+    // element
+    // 8. Returns false if there is no such element, or if it has no number that fits 32 bits; `encrypted` is
+    // then unchanged.
     bool parserTvStreamEncrypte(bool& encrypted, std::vector<std::string>& attributes);
 
     // The accessors call these with each change, on the model's thread.
@@ -169,8 +171,8 @@ class PLATFORM_ADAPTATION_API SystemInfo : public SystemInfoInterface {
     PLATFORM_ADAPTATION_LOCAL std::array<ValueAccessBase*, 6> connectedAccessors() const;
     PLATFORM_ADAPTATION_LOCAL void notifyAIPQ(AIPQMode mode, const ValueObject& value, const char* function);
 
-    // The pairs are shared between threads without a lock, by design. That of the game mode is null here
-    // because setNotifyValue() does not clear it.
+    // The pairs are shared between threads without a lock, by design. The pair of the game mode is
+    // initialised to null here, because setNotifyValue() does not clear it.
     NotifyAIPQ m_notifyAIPQ;
     void* m_userDataAIPQ;
     NotifySourceType m_notifySourceType;

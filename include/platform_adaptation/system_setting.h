@@ -45,8 +45,8 @@ class PLATFORM_ADAPTATION_API SystemSettingInterface {
     // thread. -1 if there are not 34 elements or the write failed; the values themselves are not checked.
     virtual int setVideoPQParameters(std::vector<int>& ivec) = 0;
 
-    // Each reads the television now, on the caller's thread; -1 if that fails. Every read and write of a key
-    // that is not connected first tries to connect it, for 100 ms.
+    // Each getter reads the television now, on the caller's thread; it returns -1 on failure. Every read and
+    // write of a key that is not connected first tries to connect it, for 100 ms.
     virtual int getVideoBrightness() = 0;
     virtual int getVideoContrast() = 0;
     virtual int getVideoSaturation() = 0;
@@ -54,24 +54,24 @@ class PLATFORM_ADAPTATION_API SystemSettingInterface {
     virtual int getVideoMEMC() = 0;
     virtual int getVideoNR() = 0;
 
-    // Reads the colour tuner's brightness, saturation and hue into elements 1 to 3, -1 for each that fails
-    // (which is a valid value, too). Does not read the mode but sets it to element 0, like
-    // setVideoColorTuner(), and blocks until it is written. Returns 0 whatever the mode's change and the
-    // reads gave; -1, and nothing happens, if there are not 4 elements.
+    // Reads the colour tuner's brightness, saturation and hue into elements 1 to 3; -1, which is also a valid
+    // value, for each that fails. Does not read the mode, but sets it to element 0, like
+    // setVideoColorTuner(), and blocks until it is written. Returns 0, whatever the result of the mode's
+    // change and of the reads. Returns -1, and does nothing, if there are not 4 elements.
     virtual int getVideoColorTunerFamily(std::vector<int>& ivec) = 0;
 };
 
-// Destroy it only when all changes have ended: their workers use it, and nothing waits for them. Only the log
-// reports the end; the plain way is to keep the object for the life of the process.
+// Destroy it only when all changes have ended: their workers use it, and no function waits for them. Only the
+// log reports the end of a change. The simplest solution is to keep the object for the life of the process.
 class PLATFORM_ADAPTATION_API SystemSetting : public SystemSettingInterface {
   public:
     using IntegerAccess = ValueAccessT<lomodelapi::ObserverNumericInteger>;
     using IntegersAccess = ValueAccessT<lomodelapi::ObserverVectorNumericInteger>;
 
-    // Connects to the television: 100 ms for each of eleven keys that is missing.
+    // Connects to the television, which takes 100 ms for each of eleven keys that is missing.
     SystemSetting();
-    // With accessors made elsewhere, which keep their own handlers: a worker's wait times out unless those
-    // call the on...Changed operations.
+    // Uses the given accessors, which keep their own handlers: a worker's wait times out unless those
+    // handlers call the on...Changed operations.
     SystemSetting(std::shared_ptr<IntegerAccess> brightness, std::shared_ptr<IntegerAccess> contrast,
                   std::shared_ptr<IntegerAccess> saturation, std::shared_ptr<IntegerAccess> sharpness,
                   std::shared_ptr<IntegerAccess> memc, std::shared_ptr<IntegerAccess> nr,
@@ -99,8 +99,8 @@ class PLATFORM_ADAPTATION_API SystemSetting : public SystemSettingInterface {
     int getVideoNR() override;
     int getVideoColorTunerFamily(std::vector<int>& ivec) override;
 
-    // Writes the colour tuner's mode. Returns 0 when it is written or its failure is logged; -1 if it is out
-    // of range or no thread could be created.
+    // Writes the colour tuner's mode. Returns 0 when the mode is written or its failure is logged; -1 if it
+    // is out of range or no thread could be created.
     int setVideoColorTuner(int value);
     int getVideoColorTuner();
     int getVideoColorTunerB();
@@ -118,8 +118,8 @@ class PLATFORM_ADAPTATION_API SystemSetting : public SystemSettingInterface {
     bool isValidColorTunerSValue(int value);
     bool isValidColorTunerHValue(int value);
 
-    // The accessors call these with each change, on the model's thread. Each ends one wait for its setting.
-    // Throw std::system_error if the mutex cannot be locked.
+    // The accessors call these with each change, on the model's thread. Each call ends one wait for its
+    // setting. Throw std::system_error if the mutex cannot be locked.
     void onVideoBrightnessChanged(const ValueObject& value);
     void onVideoContrastChanged(const ValueObject& value);
     void onVideoSaturationChanged(const ValueObject& value);
@@ -131,10 +131,10 @@ class PLATFORM_ADAPTATION_API SystemSetting : public SystemSettingInterface {
     void onVideoColorTunerSChanged(const ValueObject& value);
     void onVideoColorTunerHChanged(const ValueObject& value);
 
-    // Block until the television announces a change of the setting, to any value, and return 0; or -1 after a
-    // minute, or if the wait itself fails. A change announced before the wait began does not count; of
-    // several waits, one announcement ends one. A wait may end with 0 without a change: read the setting
-    // again. The time is that of the system clock: setting it back lengthens the wait.
+    // Block until the television announces a change of the setting, to any value, and return 0; return -1
+    // after a minute, or if the wait itself fails. A change that is announced before the wait begins does not
+    // count. If several threads wait, one announcement ends one wait. A wait may end with 0 without a change:
+    // read the setting again. The time is that of the system clock: setting it back lengthens the wait.
     int waitForVideoBrightnessChanged();
     int waitForVideoContrastChanged();
     int waitForVideoSaturationChanged();

@@ -34,20 +34,21 @@ class PLATFORM_ADAPTATION_API SystemStateInterface {
     virtual ~SystemStateInterface() = default;
 
     // Replaces the callback, null for none; `userData` is passed to each call. Takes effect with the next
-    // change. Any thread; SystemInfoInterface says what a change that arrives at that moment may mix. The
-    // callback runs on the application manager's client thread; the next notification waits until it returns.
+    // change. Any thread. If a change arrives at that moment, the previous function may be called with the
+    // new `userData`. The callback runs on the application manager's client thread; the next notification
+    // waits until it returns.
     virtual void registerCallBackTVPowerState(NotifyTVPowerState fn, void* userData) = 0;
 };
 
 // Registers the service with the application manager under a name, and reports the television's power state.
-// May live on the stack, on the heap or in a shared pointer.
+// The object may be on the stack, on the heap or in a shared pointer.
 class PLATFORM_ADAPTATION_API SystemState : public zt::appmanager::AppInterface, public SystemStateInterface {
   public:
-    // Registers. The application manager is looked up here and never again: without one, the object stays
-    // unregistered. A null `name` throws std::logic_error, as std::string does.
+    // Registers the service. The application manager is looked up here and never again: without one, the
+    // object stays unregistered. A null `name` throws std::logic_error, as std::string does.
     explicit SystemState(const char* name);
-    // Unregisters: no notification arrives after it has returned. Do not destroy the object inside its own
-    // callback.
+    // Unregisters the service: no notification arrives after it has returned. Do not destroy the object
+    // inside its own callback.
     ~SystemState() override;
 
     SystemState(const SystemState&) = delete;
@@ -78,7 +79,7 @@ class PLATFORM_ADAPTATION_API SystemState : public zt::appmanager::AppInterface,
 
     void registerCallBackTVPowerState(NotifyTVPowerState fn, void* userData) override;
 
-    // Register and unregister; the constructor and the destructor call these. False if there was no
+    // Register and unregister; the constructor and the destructor call these. Return false if there was no
     // application manager at construction. A refusal by the application manager is not reported.
     bool registerApp();
     bool unRegisterApp();

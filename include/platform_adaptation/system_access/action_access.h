@@ -24,11 +24,11 @@ class PLATFORM_ADAPTATION_API ActionHandler {
     ~ActionHandler() = default;
 };
 
-// An accessor to an action: connect it, then invoke it any number of times; the handler receives the answer
-// of each invocation. ValueAccessBase says when a handler may be replaced.
+// An accessor to an action: connect it, then invoke it any number of times. The handler receives the answer
+// of each invocation. ValueAccessBase documents when a handler may be replaced.
 class PLATFORM_ADAPTATION_API ActionAccess : public ValueAccessBase, public lomodelapi::ObserverAction {
   public:
-    // Neither connects.
+    // The constructors do not connect.
     ActionAccess(std::string name, std::shared_ptr<ActionHandler> handler);
     explicit ActionAccess(std::string name);
     // Disconnects if connected.
@@ -42,18 +42,18 @@ class PLATFORM_ADAPTATION_API ActionAccess : public ValueAccessBase, public lomo
     virtual int setActionResultHandler(std::shared_ptr<ActionHandler> handler);
 
     // Starts the action on the caller's thread and sets `actionId`, the id of its answer. The answer may
-    // arrive before this returns. Returns 0, or the model's status; -1 if not connected, and `actionId` is
+    // arrive before this returns. Returns 0 or the model's status; -1 if not connected, and `actionId` is
     // unchanged. Does not connect.
     virtual int invoke(unsigned int& actionId, const std::vector<lomodelapi::Argument>& args);
 
-    // The model calls these, on its thread. Without a handler an answer is logged and dropped. The elements
-    // of a result are put in the order of their positions, of which the low 8 bits are used, as a signed
+    // The model calls these, on its thread. Without a handler, an answer is logged and dropped. The elements
+    // of a result are ordered by their positions. Only the low 8 bits of a position are used, as a signed
     // number. An element whose position is outside the list is dropped; a missing one is an empty text.
     void notifyExecutionError(unsigned int actionId, int error) override;
     void notifyResult(unsigned int actionId, const std::vector<lomodelapi::Argument>& args) override;
 
   private:
-    int m_timeout;  // as last passed to connect()
+    int m_timeout;  // the last timeout passed to connect()
     std::shared_ptr<ActionHandler> m_actionHandler;
 };
 

@@ -32,13 +32,13 @@ class PLATFORM_ADAPTATION_API IteratorHandler {
     ~IteratorHandler() = default;
 };
 
-// Opened by create() alone: connect() and disconnect() do nothing. Replace the handler before create(), after
+// Only create() opens it; connect() and disconnect() do nothing. Replace the handler before create(), after
 // destroy(), or inside one of its callbacks.
 class PLATFORM_ADAPTATION_API IteratorAccess : public ValueAccessBase,
                                                public lomodelapi::ObserverTableIterator {
   public:
-    // `name` is the table's key; `columns` are the columns to read. Everything is copied; nothing is
-    // connected.
+    // `name` is the table's key; `columns` are the columns to read. All arguments are copied. Does not
+    // connect.
     IteratorAccess(std::string name, std::shared_ptr<IteratorHandler> handler,
                    const lomodelapi::IteratorType& type,
                    const std::vector<lomodelapi::TableSelection>& selection, const std::vector<int>& columns,
@@ -50,17 +50,17 @@ class PLATFORM_ADAPTATION_API IteratorAccess : public ValueAccessBase,
     int connect(int timeoutMs) override;
     int disconnect() override;
 
-    // Connects the table (blocking up to a second) and opens the iterator. Returns 0, whether or not the
-    // model created an iterator: check getIterator(). Returns 4 if the table could not be connected; the
-    // accessor is then unchanged. A second call opens a new iterator through a new connection; call destroy()
-    // first, as the old iterator is lost otherwise.
+    // Connects the table (blocking up to a second) and opens the iterator. Returns 0 even if the model
+    // created no iterator: check getIterator(). Returns 4 if the table could not be connected; the accessor
+    // is then unchanged. A second call opens a new iterator through a new connection. Call destroy() first,
+    // because the old iterator is lost otherwise.
     virtual int create();
     // Releases the iterator, if there is one; the table stays connected. Returns 0.
     virtual int destroy();
     // Replaces the handler, empty for none; returns 0.
     virtual int setActionResultHandler(std::shared_ptr<IteratorHandler> handler);
 
-    // The model calls these, on its thread: each calls the handler's operation of the same name.
+    // The model calls these, on its thread. Each calls the handler's operation of the same name.
     void notifyCommit(int status) override;
     void notifyTotalCount(int count) override;
     void notifySeekToRow(int row) override;
@@ -71,8 +71,8 @@ class PLATFORM_ADAPTATION_API IteratorAccess : public ValueAccessBase,
     void notifyIteratorReady(int count) override;
     void notifyUpdate(int kind) override;
 
-    // The model's iterator, through which rows are requested. Null before create(), after destroy(), and if
-    // the model created none; it may still be null in a notification that arrives before create() returns.
+    // The model's iterator, which serves requests for rows. Null before create(), after destroy(), and if the
+    // model created none. It may still be null in a notification that arrives before create() returns.
     lomodelapi::TableIterator* getIterator() const;
 
   private:

@@ -6,10 +6,10 @@
 
 #include "platform_adaptation/export.h"
 
-// Every request blocks its caller until the television has answered this very request, without a timeout, and
-// returns true if the answer was success. False: the television could not be reached (after about a second),
-// refused the request, or failed. Any thread but the model's thread, which delivers the answers; any number
-// of requests at once, after a first one has returned.
+// Every request blocks its caller, without a timeout, until the television answers this request. Returns true
+// if the answer was success. Returns false if the television could not be reached (after about a second),
+// refused the request, or failed. Call it on any thread except the model's thread, which delivers the
+// answers. After a first request has returned, any number of requests may run at the same time.
 class PLATFORM_ADAPTATION_API SourceSwitchAccess {
   public:
     // A set of bits: 1 video, 2 audio (never alone), 4 PSI, programme-specific information.
@@ -29,8 +29,8 @@ class PLATFORM_ADAPTATION_API SourceSwitchAccess {
     virtual bool releaseResourceToSystem(_ResourceType type) = 0;
 
     // Stop and restart playback. pauseVideo() and resumeVideo() send the same request, with the resources
-    // that this object believes to be running: the television decides which of the two it is. pausePSIAV()
-    // sends no request and returns true.
+    // that this object believes to be running; the television decides whether to stop or restart.
+    // pausePSIAV() sends no request and returns true.
     virtual bool pauseVideo() = 0;
     virtual bool pausePSI() = 0;
     virtual bool pauseAV() = 0;
@@ -44,8 +44,8 @@ class PLATFORM_ADAPTATION_API SourceSwitchAccess {
     // Returns a status, like ValueAccessBase::setValue().
     virtual int setQuietFlag(int flag) = 0;
 
-    // Tune. The texts are passed unchanged and unchecked. `forceShowAV` requests picture and sound even where
-    // the television would withhold them.
+    // Select a channel. The texts are passed unchanged and unchecked. `forceShowAV` requests picture and
+    // sound even if the television would withhold them.
     virtual bool setChannelByUUIDs(std::string channelUUID, std::string folderUUID, bool forceShowAV) = 0;
     virtual bool setChannelByURI(std::string uri, bool forceShowAV) = 0;
     virtual bool setChannelNext() = 0;

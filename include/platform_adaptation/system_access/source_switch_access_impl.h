@@ -16,7 +16,7 @@
 class PLATFORM_ADAPTATION_API SourceSwitchAccessImpl : public SourceSwitchAccess {
   public:
     // The instance of this process, created by the first call and never destroyed. Make further calls after
-    // the first has returned: two first calls at once may each create an instance.
+    // the first has returned: two first calls at the same time may each create an instance.
     static SourceSwitchAccessImpl* GetInstance();
 
     // Throws std::runtime_error if a condition variable or mutex cannot be created.
@@ -55,8 +55,8 @@ class PLATFORM_ADAPTATION_API SourceSwitchAccessImpl : public SourceSwitchAccess
     // an error of 0. Throws std::runtime_error if the wait itself fails.
     bool waitForResult(unsigned int actionId);
 
-    // Store an answer and wake every waiting request, on the model's thread. An answer that no thread waits
-    // for is kept for a later waitForResult(), and of two answers to one invocation the first. Throw
+    // Store an answer and wake every waiting request, on the model's thread. An answer without a waiting
+    // thread is kept for a later waitForResult(). Of two answers to one invocation, the first is kept. Throw
     // std::runtime_error or std::bad_alloc if that fails; the request whose answer is lost stays blocked.
     void onActionResult(int actionId, const ValueObject& result);
     void onActionFailed(int actionId, int error);

@@ -9,7 +9,7 @@
 #include "platform_adaptation/export.h"
 #include "platform_adaptation/system_access/value_access_base.h"
 
-// Held by a TableAccess and never called: iterators are notified of changes of a table's rows.
+// Held by a TableAccess, but never called: iterators are notified of changes of a table's rows.
 class PLATFORM_ADAPTATION_API TableHandler {
   public:
     virtual ~TableHandler() = default;
@@ -19,7 +19,7 @@ class PLATFORM_ADAPTATION_API TableHandler {
 // An accessor to a table, which creates iterators.
 class PLATFORM_ADAPTATION_API TableAccess : public ValueAccessBase, public lomodelapi::ObserverTable {
   public:
-    // Neither connects.
+    // The constructors do not connect.
     TableAccess(std::string name, std::shared_ptr<TableHandler> handler);
     explicit TableAccess(std::string name);
     // Disconnects if connected.
@@ -33,14 +33,14 @@ class PLATFORM_ADAPTATION_API TableAccess : public ValueAccessBase, public lomod
     // Replaces the handler, empty for none; returns 0.
     virtual int setActionResultHandler(std::shared_ptr<TableHandler> handler);
 
-    // The model calls this, on its thread. It logs, and does not call the handler.
+    // The model calls this, on its thread. Writes a log line, and does not call the handler.
     void notifyUpdate(int kind) override;
 
     // The model's object; null when not connected.
     BizValue* getAccess() const;
 
   private:
-    int m_timeout;  // as last passed to connect()
+    int m_timeout;  // the last timeout passed to connect()
     std::shared_ptr<TableHandler> m_tableHandler;
     BizValue* m_table;  // the base's object: set and cleared with it
 };

@@ -10,7 +10,7 @@
 #include "platform_adaptation/export.h"
 #include "platform_adaptation/system_access/value_access_base.h"
 
-// In each instantiation one of the five notifications overrides `Observer`'s, so none can be marked
+// In each instantiation, one of the five notifications overrides that of `Observer`. So none can be marked
 // `override`.
 #ifdef __clang__
 #pragma clang diagnostic push
@@ -26,11 +26,12 @@
 //   lomodelapi::ObserverVectorNumericInteger  TYPE_VECTOR of TYPE_INT
 //   lomodelapi::ObserverVectorString          TYPE_VECTOR of TYPE_STRING
 //
-// These five are compiled in the library; there are no others. connect() returns 6 for a key of another type.
+// The library contains these five instantiations and no others. connect() returns 6 for a key of another
+// type.
 template <typename Observer>
 class PLATFORM_ADAPTATION_API ValueAccessT : public ValueAccessBase, public Observer {
   public:
-    // Neither connects.
+    // The constructors do not connect.
     explicit ValueAccessT(std::string name);
     ValueAccessT(std::string name, std::shared_ptr<ValueHandler> handler);
     // Disconnects if connected.
@@ -39,8 +40,8 @@ class PLATFORM_ADAPTATION_API ValueAccessT : public ValueAccessBase, public Obse
     int connect(int timeoutMs) override;
     int disconnect() override;
 
-    // The model calls the one that `Observer` declares, on its thread. Each calls onNewValue() with the value
-    // as a ValueObject; without a handler the value is dropped.
+    // The model calls the notification that `Observer` declares, on its thread. Each notification calls
+    // onNewValue() with the value as a ValueObject; without a handler, the value is dropped.
     virtual void notifyNewValue(int value);
     virtual void notifyNewValue(long long value);
     virtual void notifyNewValue(const std::string& value);

@@ -34,14 +34,14 @@ class Observer;
 // not fit it; 8 the key of a value accessor is the placeholder "missing"; any other is the model's own.
 class PLATFORM_ADAPTATION_API ValueAccessBase {
   public:
-    // Nothing is connected.
+    // Does not connect.
     explicit ValueAccessBase(const std::string& name);
     virtual ~ValueAccessBase();
 
     ValueAccessBase(const ValueAccessBase&) = delete;
     ValueAccessBase& operator=(const ValueAccessBase&) = delete;
 
-    // Replaces the owner's handler, empty for none; see above when this is allowed.
+    // Replaces the owner's handler, empty for none. The class comment says when this is allowed.
     virtual void setNewValueHandler(std::shared_ptr<ValueHandler> handler);
 
     // Subscribes to the key; returns a status. Returns 0 at once if connected. Makes one attempt per started
@@ -51,25 +51,25 @@ class PLATFORM_ADAPTATION_API ValueAccessBase {
     virtual int connect(int timeoutMs) = 0;
 
     // Ends the subscription; the accessor can connect again. Returns 0. No notification arrives after it has
-    // returned, unless it was called from one.
+    // returned, unless it was called from a notification.
     virtual int disconnect() = 0;
 
     // The object's type as a number (lomodelapi::ObjectTypeSpec); 0 if not connected. Does not connect.
     virtual int getType();
     virtual std::string getName();
 
-    // Read the value into the argument, connecting first if necessary. Return a status. If it is not 0, the
-    // argument is unchanged, except for texts and lists that the model itself wrote before it refused. A
-    // 32-bit read of a 64-bit key, and the reverse, is a type mismatch.
+    // Read the value into the argument, connecting first if necessary. Return a status. If the status is not
+    // 0, the argument is unchanged, except for texts and lists that the model itself wrote before it refused.
+    // A 32-bit read of a 64-bit key, and the reverse, is a type mismatch.
     virtual int getValue(std::string& value);
     virtual int getValue(int& value);
     virtual int getValue(long long& value);
     virtual int getValue(std::vector<std::string>& value);
     virtual int getValue(std::vector<int>& value);
 
-    // Write the value, connecting first if necessary. Return a status; if it is not 0, nothing was written. 0
-    // says that the model was given the value, not that it accepted it. An integer may be written to a key of
-    // either width if it fits.
+    // Write the value, connecting first if necessary. Return a status. If the status is not 0, nothing was
+    // written. 0 means that the model received the value, not that it accepted the value. An integer may be
+    // written to a key of either width if it fits.
     virtual int setValue(const std::string& value);
     virtual int setValue(int value);
     virtual int setValue(long long value);
@@ -86,21 +86,21 @@ class PLATFORM_ADAPTATION_API ValueAccessBase {
     // Connects with the kept timeout if not connected; returns a status.
     int tryConnectIfNeeded();
 
-    // "OBJECT_TYPE_STRING" and so on; "OBJECT_TYPE_NONE" for any other number. A literal.
+    // Returns "OBJECT_TYPE_STRING" and so on; "OBJECT_TYPE_NONE" for any other number. The text is a literal.
     static const char* accessTypeName(lomodelapi::ObjectTypeSpec type);
 
   protected:
     PLATFORM_ADAPTATION_LOCAL bool isConnected() const;
 
-    // Requests the object of this name from `root` until it yields one or `timeoutMs` is over. Returns null
-    // then, with the model's last answer in `status`.
+    // Requests the object of this name from `root` until `root` returns one or `timeoutMs` has passed.
+    // Returns null after the timeout, with the model's last answer in `status`.
     PLATFORM_ADAPTATION_LOCAL BizValue* attach(RootInterface* root, lomodelapi::Observer* observer,
                                                int timeoutMs, int& status);
 
-    // Ends the subscription of `observer`, whether or not there is one, and clears the object.
+    // Ends the subscription of `observer`, if any, and clears the object.
     PLATFORM_ADAPTATION_LOCAL void detach(lomodelapi::Observer* observer);
 
-    // Connects a value accessor: `wanted` is the type that `observer` follows, `kind` its name in the log.
+    // Connects a value accessor. `wanted` is the type that `observer` follows, `kind` is its name in the log.
     PLATFORM_ADAPTATION_LOCAL int connectAs(lomodelapi::Observer* observer, lomodelapi::ObjectTypeSpec wanted,
                                             const char* kind, int timeoutMs);
 

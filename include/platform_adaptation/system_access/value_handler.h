@@ -1,4 +1,4 @@
-// The owner's side of a change notification.
+// The handler of change notifications.
 #ifndef PLATFORM_ADAPTATION_SYSTEM_ACCESS_VALUE_HANDLER_H
 #define PLATFORM_ADAPTATION_SYSTEM_ACCESS_VALUE_HANDLER_H
 
@@ -16,11 +16,13 @@ class PLATFORM_ADAPTATION_API ValueHandler {
 
   protected:
     // Logs that a value was dropped because `handler` has no owner or no callback. `callback` is the first
-    // word of the member function's pointer: the address of the function, or an offset if it is virtual.
+    // word of the pointer to the member function: the function's address, or an offset if the function is
+    // virtual.
     static void logNoObserver(const void* handler, const void* owner, const void* callback);
 };
 
-// Calls a member function of its owner with each change. The owner is not owned and must outlive the handler.
+// Calls a member function of its owner with each change. The handler does not own the owner, which must
+// outlive it.
 template <typename Owner>
 class ValueHandlerT : public ValueHandler {
   public:

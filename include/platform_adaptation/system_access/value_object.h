@@ -17,8 +17,8 @@ struct Point {
 inline bool operator==(const Point& a, const Point& b) { return a.first == b.first && a.second == b.second; }
 inline bool operator!=(const Point& a, const Point& b) { return !(a == b); }
 
-// A tagged variant with lenient conversions: every kind converts to every type. A plain value: copy it
-// between threads, do not share it while one of them writes.
+// A tagged variant with lenient conversions: every kind converts to every type. It is a plain value: copy it
+// between threads, and do not share it while one of them writes.
 //
 // The fields are public so that a list can be filled in place: set `kind` to TYPE_VECTOR and append to
 // `items`. Only the field that the kind selects counts; the others keep their content.
@@ -56,8 +56,8 @@ class PLATFORM_ADAPTATION_API ValueObject {
     // TYPE_UNDEFINED.
     ValueObject() noexcept;
 
-    // The kind is that of the argument. Text gives TYPE_STRING; any other pointer does not compile, as it
-    // would otherwise become a boolean. A `long` is ambiguous here and in conversions: cast it.
+    // The kind is that of the argument. A text gives TYPE_STRING. Any other pointer does not compile, because
+    // it would otherwise become a boolean. A `long` is ambiguous here and in conversions: cast it.
     ValueObject(bool value) noexcept;
     ValueObject(int value) noexcept;
     ValueObject(unsigned int value) noexcept;
@@ -73,9 +73,9 @@ class PLATFORM_ADAPTATION_API ValueObject {
     ValueObject(T* pointer) = delete;
     ValueObject(std::nullptr_t) = delete;
 
-    // A copy has the kind and the one payload that the kind selects, and nothing of the other fields.
+    // A copy has the kind and the one payload that the kind selects. The other fields are not copied.
     ValueObject(const ValueObject& other);
-    // The same, but moves a text or list: `other` keeps its kind, with an empty text or list.
+    // Like the copy, but moves a text or list: `other` keeps its kind, with an empty text or list.
     ValueObject(ValueObject&& other) noexcept;
 
     ~ValueObject();

@@ -1,5 +1,5 @@
 // The platform's debug output. A television's own header offers the same two functions with C linkage. If it
-// says that they throw nothing, as here, the library is some 4 KiB smaller.
+// declares them nothrow, as here, the library is about 4 KiB smaller.
 #ifndef CSP_DEBUG_H
 #define CSP_DEBUG_H
 
@@ -11,8 +11,8 @@ extern "C" {
 // level: 1 entry and exit traces, 1000 errors, 4000 information. Any thread; never blocks.
 int cspDebugCheckLevelGetFrameAndChunk(unsigned int levelWord) __attribute__((nothrow));
 
-// Prints one line, printf-style. Any thread. Callers ask for the level first; no line is printed twice or
-// interleaved with another.
+// Prints one line, printf-style. Any thread. Callers check the level first. A line is neither printed twice
+// nor interleaved with another.
 void cspDebugOutput0(unsigned int levelWord, const char* format, ...)
     __attribute__((nothrow, format(printf, 2, 3)));
 

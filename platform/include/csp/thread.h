@@ -11,12 +11,12 @@ extern "C" {
 // Initialises `attributes` with the platform's defaults; 0 on success.
 int _cspOsalPOSIX_pthread_attr_init(pthread_attr_t* attributes);
 
-// Releases what the initialisation took; 0 on success.
+// Releases the resources of the initialisation; 0 on success.
 int _cspOsalPOSIX_pthread_attr_destroy(pthread_attr_t* attributes);
 
 // Starts `routine(argument)` on a new thread and stores its handle in `*thread`. `file` and `line` name the
-// caller in the platform's list of threads; `file` must stay valid as long as the process runs. 0 on success;
-// otherwise an errno value, and `*thread` is as it was.
+// caller in the platform's list of threads; `file` must stay valid as long as the process runs. Returns 0 on
+// success; otherwise an errno value, and `*thread` is unchanged.
 int _cspOsalPOSIX_pthread_create_line(pthread_t* thread, const pthread_attr_t* attributes,
                                       void* (*routine)(void*), void* argument, const char* file, int line);
 

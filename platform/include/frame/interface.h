@@ -1,5 +1,5 @@
 // A named interface of the process framework. A television's own header must offer the class with an
-// operation that yields the model's root.
+// operation that returns the model's root.
 #ifndef FRAME_INTERFACE_H
 #define FRAME_INTERFACE_H
 
@@ -11,8 +11,8 @@ class Interface {
   public:
     virtual ~Interface() = default;
 
-    // The model's root, or null if this interface has none. The framework keeps the root alive; the caller
-    // does not own it.
+    // Returns the model's root, or null if this interface has none. The framework keeps the root alive; the
+    // caller does not own it.
     virtual RootInterface* getRootInterface() = 0;
 };
 

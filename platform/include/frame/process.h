@@ -1,5 +1,6 @@
 // The process framework, through which a process finds the platform's named interfaces. A television's own
-// header must offer the two operations; the model's root goes by "dovra.lm.interfaces.tvapi.RootInterface".
+// header must offer the two operations. The name of the model's root is
+// "dovra.lm.interfaces.tvapi.RootInterface".
 #ifndef FRAME_PROCESS_H
 #define FRAME_PROCESS_H
 
@@ -12,10 +13,11 @@ namespace frame {
 
 class Process {
   public:
-    // This process, by value: a light handle, destroyed after use. Any thread.
+    // Returns this process by value: a light handle, destroyed after use. Any thread.
     static Process getInstance();
 
-    // Looks up `name`. 0 on success, with `reference` filled; otherwise non-zero, with `reference` as it was.
+    // Looks up `name`. Returns 0 on success, with `reference` filled; otherwise non-zero, with `reference`
+    // unchanged.
     int getInterfaceReference(boost::shared_ptr<Interface>& reference, const std::string& name);
 };
 

@@ -10,7 +10,7 @@ namespace lomodelapi {
 struct Argument {
     std::uint16_t type;      // 0
     std::uint16_t position;  // in the action's list of parameters, from 0
-    std::string value;       // everything travels as text, numbers too
+    std::string value;       // all values are text, numbers too
 };
 
 }  // namespace lomodelapi

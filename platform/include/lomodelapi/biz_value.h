@@ -1,8 +1,7 @@
 // The model's object behind one key. A television's own header must offer these operations.
 //
-// One class serves every type of object, and an operation that does not fit the object's type is refused
-// rather than undefined: a client that mistakes an object's type gets an error, never another object's
-// memory.
+// One class serves every type of object. An operation that does not fit the object's type is refused and not
+// undefined: a client that mistakes an object's type gets an error, and never reads another object's memory.
 #ifndef LOMODELAPI_BIZ_VALUE_H
 #define LOMODELAPI_BIZ_VALUE_H
 
@@ -18,11 +17,11 @@ namespace lomodelapi {
 class ObserverTableIterator;
 }
 
-// All operations: any thread; they may block for as long as the model takes to answer. A read or write that
-// returns a status returns 0 on success; on failure of a read its output is as it was.
+// Any thread may call all operations; they may block for as long as the model takes to answer. A read or
+// write that returns a status returns 0 on success; a failed read does not change its output.
 class BizValue {
   public:
-    // What an operation that does not fit the object's type returns.
+    // The status of an operation that does not fit the object's type.
     static constexpr int WRONG_TYPE = 6;
 
     virtual lomodelapi::ObjectTypeSpec getType() = 0;
@@ -47,17 +46,18 @@ class BizValue {
     virtual int getStringVector(std::vector<std::string>&) { return WRONG_TYPE; }
     virtual int setStringVector(const std::map<int, std::string>&) { return WRONG_TYPE; }
 
-    // OBJECT_TYPE_ACTION: starts the action and tells the id of this invocation. 0 if it was accepted; the
-    // answer may arrive before this returns.
+    // OBJECT_TYPE_ACTION: starts the action and sets the id of this invocation. Returns 0 if it was accepted;
+    // the answer may arrive before this returns.
     virtual int invoke(unsigned int& actionId, const std::vector<lomodelapi::Argument>& arguments) {
         static_cast<void>(actionId);
         static_cast<void>(arguments);
         return WRONG_TYPE;
     }
 
-    // OBJECT_TYPE_TABLE: opens an iterator, which tells `observer` everything; null if it cannot. Once it is
-    // released, or the table disconnected, the observer is not called again, unless it is being called on
-    // this very thread. 0 on success of a release.
+    // OBJECT_TYPE_TABLE: opens an iterator, which sends all notifications to `observer`; null on failure.
+    // After the release of the iterator, or the disconnection of the table, the observer is not called again,
+    // unless the release runs inside a call of the observer on the same thread. A release returns 0 on
+    // success.
     virtual lomodelapi::TableIterator* createIterator(
         const lomodelapi::IteratorType& type, lomodelapi::ObserverTableIterator* observer,
         const std::vector<lomodelapi::TableSelection>& selections, const std::vector<int>& columns,

@@ -1,9 +1,9 @@
-// What the model calls when something that a client subscribed to changes. A television's own header must
-// offer these classes with this order of virtual operations: destructor, one operation with a default
+// The observers that the model calls when a subscribed object changes. A television's own header must offer
+// these classes with this order of virtual operations: destructor, one operation with a default
 // implementation, then the notifications of the kind.
 //
 // Every notification arrives on a thread of the model, never on the stack of the client's own call. Arguments
-// are valid during the call only. A notification must not block for long: the next one waits behind it.
+// are valid during the call only. A notification must not block for long, because the next one waits for it.
 #ifndef LOMODELAPI_OBSERVER_H
 #define LOMODELAPI_OBSERVER_H
 
@@ -18,7 +18,7 @@ class Observer {
   public:
     virtual ~Observer() = default;
 
-    // The object behind the subscription went away (`available` false) or came back. The subscription stays.
+    // The object of the subscription went away (`available` is false) or came back. The subscription stays.
     virtual void notifyAvailability(bool available) { static_cast<void>(available); }
 };
 
@@ -47,7 +47,7 @@ class ObserverVectorString : public Observer {
     virtual void notifyStringVector(const std::vector<std::string>& value) = 0;
 };
 
-// Each invocation that was accepted is answered once, by one of the two, with the id that it was given.
+// Each accepted invocation is answered once, by one of the two operations, with the id of the invocation.
 class ObserverAction : public Observer {
   public:
     virtual void notifyExecutionError(unsigned int actionId, int error) = 0;
@@ -59,8 +59,8 @@ class ObserverTable : public Observer {
     virtual void notifyUpdate(int kind) = 0;
 };
 
-// The answers to what an iterator was asked (lomodelapi/table.h), and news of its own: it is ready, with the
-// number of its rows; the table was updated.
+// The answers to an iterator's requests (lomodelapi/table.h), and its own notifications: the iterator is
+// ready, with the number of its rows; the table was updated.
 class ObserverTableIterator : public Observer {
   public:
     virtual void notifyCommit(int status) = 0;

@@ -7,27 +7,27 @@
 
 namespace lomodelapi {
 
-// What kind of iterator is wanted.
+// The requested kind of iterator.
 struct IteratorType {
-    int kind;       // 0, rows as they are now; 1, rows that follow the table's updates
+    int kind;       // 0: the current rows; 1: rows that follow the table's updates
     int chunkSize;  // the most rows in one answer to readRowChunk()
 };
 
-// Only rows whose `column` is `value`; several selections must all hold.
+// Selects rows whose `column` is `value`. If there are several selections, all must hold.
 struct TableSelection {
     int column;
     std::string value;
 };
 
-// Rows ordered by `column`; of several, the first counts most.
+// Orders rows by `column`. If there are several orders, the first has priority.
 struct TableOrder {
     int column;
     bool ascending;
 };
 
-// An iterator over a table. Every operation only asks: the answer arrives at the iterator's observer, on a
-// thread of the model. A row number is from 0; -1 stands for no row. They return 0, or the model's status if
-// they were refused, and then no answer arrives. Any thread.
+// An iterator over a table. Every operation is a request: its answer arrives at the iterator's observer, on a
+// thread of the model. Row numbers start at 0; -1 means no row. Requests return 0. A refused request returns
+// the model's status, and no answer arrives. Any thread.
 class TableIterator {
   public:
     virtual int requestTotalCount() = 0;                                  // answer: notifyTotalCount
@@ -39,7 +39,7 @@ class TableIterator {
     virtual int commit() = 0;                 // answer: notifyCommit
 
   protected:
-    // A table owns its iterators; BizValue::releaseIterator gives one back.
+    // A table owns its iterators; BizValue::releaseIterator returns one.
     ~TableIterator() = default;
 };
 

@@ -1,5 +1,4 @@
-// The request queue and the capture block, through which a frame gets from the video pipeline to this
-// process.
+// The request queue and the capture block, which transfer frames from the video pipeline to this process.
 //
 // Both sides include this file; it is the whole interface between them. They may be built for different
 // processors: every field has a fixed width and all of them are little-endian.
@@ -13,9 +12,9 @@
 //   polls state (acquire)                <----   state = FRAME_READY (release)
 //   reads the pixels in place
 //
-// The state word is the only synchronisation: whoever reads FRAME_READY with acquire order sees the whole
-// frame that was written before it with release order. Nothing else in the block may be relied on while the
-// state is FRAME_REQUESTED.
+// The state word is the only synchronisation: a reader that reads FRAME_READY with acquire order sees the
+// whole frame that was written before it with release order. While the state is FRAME_REQUESTED, the other
+// content of the block is undefined.
 #ifndef VIDEO_CAPTURE_BLOCK_H
 #define VIDEO_CAPTURE_BLOCK_H
 
@@ -24,18 +23,18 @@
 
 namespace video {
 
-// The block: a System V segment of this key and exactly sizeof(CaptureBlock) bytes, created by whichever side
-// comes first.
+// The block: a System V segment of this key and exactly sizeof(CaptureBlock) bytes. The side that starts
+// first creates it.
 constexpr std::int32_t CAPTURE_BLOCK_KEY = 72314;
 constexpr unsigned CAPTURE_PERMISSIONS = 0666;
 
-// The queue: POSIX, created and in the end removed by the requester.
+// The queue: POSIX, created and finally removed by the requester.
 constexpr char REQUEST_QUEUE_NAME[] = "/picture_capture_message_queue";
 constexpr long REQUEST_QUEUE_DEPTH = 5;
 
-// A request: exactly this many bytes, the text terminated and filled with zero bytes. A message with any
-// other text is no request. When the requester stops, it sends its last message once more, which is 20 zero
-// bytes if it made no request, and then removes the queue.
+// A request has exactly this many bytes: the text, terminated and filled with zero bytes. A message with any
+// other text is not a request. When the requester stops, it sends its last message once more (20 zero bytes
+// if it made no request), and then removes the queue.
 constexpr std::size_t REQUEST_SIZE = 20;
 constexpr char REQUEST_TEXT[] = "capture_video";
 

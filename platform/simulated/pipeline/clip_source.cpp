@@ -244,7 +244,7 @@ std::string ClipSource::waitForFirstFrame(const std::stop_token& stop) {
     ClipProblem problem;
     while (!stop.stop_requested()) {
         if (Clock::now() >= deadline) {
-            return "no frame came out of it for " + std::to_string(OPENING_LIMIT.count()) + " seconds";
+            return "no frame could be decoded for " + std::to_string(OPENING_LIMIT.count()) + " seconds";
         }
         const Owned<GstMessage> message(gst_bus_timed_pop_filtered(m_bus.get(), BUS_WAIT, wanted));
         if (!message) continue;

@@ -118,7 +118,7 @@ void Pipeline::tellFilm() {
 bool Pipeline::render(Image& image) {
     const bool rendered = m_source->render(image);
     if (rendered) simulated::applyPicture(m_picture, image);
-    if (!rendered && !m_cannotRender) reportEverywhere("cannot convert what is on into a frame");
+    if (!rendered && !m_cannotRender) reportEverywhere("cannot convert the current picture to a frame");
     m_cannotRender = !rendered;
     return rendered;
 }

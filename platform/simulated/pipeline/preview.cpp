@@ -59,7 +59,7 @@ std::string Preview::show(std::string_view size, const Render& render) {
         return "preview takes WIDTHxHEIGHT, at most " + std::to_string(m_bytes / 4) + " pixels";
     }
     Image image(width, height);
-    if (!render(image)) return "cannot convert what is on into a frame";
+    if (!render(image)) return "cannot convert the current picture to a frame";
     std::copy(image.rgba.begin(), image.rgba.end(), m_pixels);
     return {};
 }

@@ -112,7 +112,7 @@ class Client final : public simulated::OtherTelevision {
             }
         } catch (const sdbus::Error& error) {
             // A television of another version may send this.
-            std::cerr << "simulated television: news that cannot be understood: " << error.getMessage()
+            std::cerr << "simulated television: cannot understand a notification: " << error.getMessage()
                       << '\n';
         }
     }

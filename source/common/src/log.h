@@ -1,5 +1,5 @@
-// Log lines. Each is offered to the platform with its level first; only if the level is on are its arguments
-// evaluated and formatted. A file defines LOG_TAG before it includes this.
+// Log lines. Each line's level is first checked with the platform; arguments are evaluated and formatted only
+// if the level is on. A file defines LOG_TAG before it includes this.
 #ifndef COMMON_LOG_H
 #define COMMON_LOG_H
 
@@ -29,7 +29,7 @@ namespace {
 
 constexpr const char* FILE_NAME = baseName(__BASE_FILE__);
 
-// Out of line: a call of cspDebugOutput0() for each line would be a good part of the library's size.
+// Out of line: inlined calls of cspDebugOutput0() would increase the library's size considerably.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"  // LOG_AT checks the format
 template <typename... Arguments>
@@ -48,8 +48,8 @@ template <typename... Arguments>
 
 }  // namespace logging
 
-// `function` names the operation that the client called where one implementation serves several. The call
-// that is never made lets the compiler check the format.
+// `function` names the operation that the client called, if one implementation serves several. The compiler
+// checks the format through a call that is never made.
 #define LOG_AT(level, function, format, ...)                                                                \
     do {                                                                                                    \
         if (false) cspDebugOutput0(level, format __VA_OPT__(, ) __VA_ARGS__);                               \

@@ -5,7 +5,7 @@
 
 #include "platform_adaptation/system_access/value_handler.h"
 
-// One attempt per accessor while a facade is constructed, with the pause that follows a failed one.
+// The timeout for each accessor of a facade at construction: one attempt, and a pause if it fails.
 constexpr int FACADE_CONNECT_TIMEOUT_MS = 100;
 
 // An accessor to `key` that calls a member of `owner` with each change. `owner` outlives the accessor.

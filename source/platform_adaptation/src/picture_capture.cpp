@@ -40,7 +40,7 @@ void signalUnderLock(pthread_mutex_t& mutex, pthread_cond_t& condition) {
     pthread_cond_signal(&condition);
 }
 
-// The entries of the two threads; `arg` is the PictureCapture.
+// The routines of the two threads; `arg` is the PictureCapture.
 
 void* threadSendMessageQueueForPicture(void* arg) {
     LOG_INFO("create thread to send message queue.\n");
@@ -105,7 +105,7 @@ bool PictureCapture::initShareMemory() {
     }
     void* const address = shmat(id, nullptr, 0);
     CaptureBlock* const block = static_cast<CaptureBlock*>(address);
-    // The failure value is stored, too: a request that follows it faults instead of writing to an earlier
+    // A failed address is stored, too: the next request then crashes instead of writing to an earlier
     // attachment.
     storeShared(m_pshareMemory, block);
     if (address == reinterpret_cast<void*>(-1)) {
@@ -113,7 +113,7 @@ bool PictureCapture::initShareMemory() {
         return false;
     }
     LOG_INFO("init share memory.\n");
-    // The block is stored already: a request of another thread may write its words at the same time.
+    // The block is stored already: another thread's request may write these words at the same time.
     for (std::uint32_t* const word :
          {&block->totalSize, &block->state, &block->width, &block->height, &block->colorMode, &block->option})
         storeShared(*word, std::uint32_t{0});
@@ -236,8 +236,8 @@ void PictureCapture::handleSendMessageQueue() {
     attributes.mq_msgsize = static_cast<long>(video::REQUEST_SIZE);
     mqd_t queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDWR | O_CREAT | O_EXCL, video::CAPTURE_PERMISSIONS,
                           &attributes);
-    // errno counts even after a success, when it may be left over from an earlier call: the queue is then
-    // opened once more, and the first descriptor stays open.
+    // errno is checked even after a success, when an earlier call may have set it. The queue is then opened
+    // once more, and the first descriptor stays open.
     if (const int error = errno; error == EEXIST) {
         queue = mq_open(video::REQUEST_QUEUE_NAME, O_RDWR);
         if (queue == -1) {
@@ -252,8 +252,8 @@ void PictureCapture::handleSendMessageQueue() {
 
     while (loadShared(m_loopSendMessageQueue)) {
         const Lock lock(m_sendMutex);
-        // Every wake-up sends, spurious ones too. stop() may have signalled between the loop's test and the
-        // lock: this wait would then never end.
+        // Every wake-up sends, even a spurious one. If stop() signals between the loop's test and the lock,
+        // this wait never ends.
         if (loadShared(m_loopSendMessageQueue)) pthread_cond_wait(&m_sendCond, &m_sendMutex);
         const int result = mq_send(queue, m_sendMessage, sizeof m_sendMessage, 0);
         const int error = errno;
@@ -266,8 +266,8 @@ void PictureCapture::handleSendMessageQueue() {
 }
 
 void PictureCapture::handleCheckCapture() {
-    // Held except while waiting: an asynchronous request blocks until the previous callback has returned, and
-    // the signal of stop() cannot fall between the loop's test and the wait.
+    // The lock is released only during the wait. So an asynchronous request blocks until the previous
+    // callback has returned, and the signal of stop() cannot fall between the loop's test and the wait.
     const Lock lock(m_checkMutex);
     while (loadShared(m_loopCheckCapture)) {
         pthread_cond_wait(&m_checkCond, &m_checkMutex);
@@ -278,7 +278,7 @@ void PictureCapture::handleCheckCapture() {
             continue;
         }
         const bool result = picutreCaptureFinished(&picture);
-        // The callback that is registered now: it may have been replaced, or removed, during the wait.
+        // Uses the current callback, which may have been replaced or removed during the wait.
         callBack(m_notifyFun, m_userData, result, &picture);
     }
 }

@@ -23,7 +23,7 @@ void storeCallBack(Function& function, Function newFunction, void*& userData, vo
     storeShared(function, newFunction);
 }
 
-// Calls it; false if there is none.
+// Calls the callback. Returns false if there is none.
 template <typename Function, typename... Arguments>
 bool callBack(const Function& function, void* const& userData, Arguments... arguments) {
     const Function current = loadShared(function);

@@ -63,7 +63,7 @@ std::int32_t toLong(const std::string& text) {
     return static_cast<std::int32_t>(number);
 }
 
-// `word` and `failureWord` name the value in the log, `function` the getter that the client called.
+// `word` and `failureWord` name the value in the log; `function` is the getter that the client called.
 bool readFlag(SystemInfo::IntegerAccess& access, const char* word, const char* failureWord,
               const char* function) {
     LOG_ENTER_AS(function);
@@ -142,7 +142,7 @@ void SystemInfo::setNotifyValue() {
                                           nullptr);
 }
 
-// The others connect at their getter's first call.
+// The other accessors connect in the first call of their getter.
 std::array<ValueAccessBase*, 6> SystemInfo::connectedAccessors() const {
     return {m_sourcePath.get(), m_videoFormatInfo.get(), m_mediaStreamEncrypted.get(),
             m_hdrType.get(),    m_gameMode.get(),        m_aipqSupported.get()};
@@ -287,7 +287,7 @@ bool SystemInfo::parserTvStreamEncrypte(bool& encrypted, std::vector<std::string
     try {
         const std::string attribute = attributes[ENCRYPTION_ATTRIBUTE];
         LOG_INFO("media stream encrytped: %s.\n", attribute.c_str());
-        // The lowest bit and nothing else: 2 is not encrypted.
+        // Only the lowest bit counts: 2 means not encrypted.
         encrypted = (toLong(attribute) & 1) != 0;
         return true;
     } catch (const std::invalid_argument&) {
@@ -300,7 +300,7 @@ bool SystemInfo::parserTvStreamEncrypte(bool& encrypted, std::vector<std::string
     return false;
 }
 
-// Changes. A text is converted, and logged, only for a registered callback.
+// Changes. A text is converted, and logged, only if a callback is registered.
 
 void SystemInfo::notifyAIPQ(AIPQMode mode, const ValueObject& value, const char* function) {
     LOG_ENTER_AS(function);

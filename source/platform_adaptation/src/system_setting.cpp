@@ -23,8 +23,8 @@ constexpr std::chrono::seconds WAIT_PERIOD{1};
 constexpr std::size_t FAMILY_SIZE = 4;
 constexpr std::size_t PQ_INPUT_SIZE = 34;
 
-// Which of the 34 input elements stand in the 27 that are written: six leading values, then the groups 2, 4,
-// 6, 5, 1, 3 and 7, without the first of each group's four.
+// The indices of the 34 input elements in the order of the 27 written ones: six leading values, then the
+// groups 2, 4, 6, 5, 1, 3 and 7, each without the first of its four elements.
 constexpr std::array<std::size_t, 27> PQ_ORDER{0,  1,  2,  3,  4, 5, 11, 12, 13, 19, 20, 21, 27, 28,
                                                29, 23, 24, 25, 7, 8, 9,  15, 16, 17, 31, 32, 33};
 
@@ -41,7 +41,7 @@ bool hasSize(const std::vector<int>& elements, std::size_t size, const char* fun
 
 }  // namespace
 
-// How the worker of a setting brings it to its value.
+// The way in which the worker of a setting changes it.
 enum class SystemSetting::Kind {
     STEPPED,      // in steps of 2, each confirmed by the television
     ONCE,         // in one write that the television confirms
@@ -57,10 +57,10 @@ struct SystemSetting::Setting {
     const char* word;                // in messages
     const char* getterWord = word;   // in the getter's messages
     const char* failureWord = word;  // in the message of a failed write
-    bool keepsThread = false;        // initValue() does not forget its worker's handle
+    bool keepsThread = false;        // initValue() keeps its worker's handle
     std::shared_ptr<IntegerAccess> SystemSetting::*access;
-    // The setting's own operations, which call the shared implementation again: a log line names the
-    // operation that runs, workers read through the virtual getter, and a thread needs a routine of its own.
+    // The setting's own operations, which call the shared implementation: a log line names the running
+    // operation, workers read through the virtual getter, and each thread needs its own routine.
     int (SystemSetting::*getter)();
     void (SystemSetting::*changeHandler)(const ValueObject&);
     int (SystemSetting::*wait)();
@@ -198,7 +198,7 @@ struct SystemSetting::Table {
         .routine = &S::setVideoColorTunerHRun,
     };
 
-    // In the order of their indices.
+    // In the order of the indices.
     static constexpr std::array<const Setting*, SETTINGS> ALL{
         &BRIGHTNESS, &CONTRAST, &SATURATION, &SHARPNESS, &MEMC, &NR, &TUNER, &TUNER_B, &TUNER_S, &TUNER_H};
 
@@ -297,9 +297,8 @@ int SystemSetting::set(const Setting& setting, int value, const char* function) 
     return 0;
 }
 
-// Looks at no value and tests no predicate: any wake-up before the deadline is taken for the change, and a
-// change that was announced before the wait began is missed. Both are known and kept; the workers read the
-// value again.
+// Does not check a value or a predicate: any wake-up before the deadline counts as the change, and a change
+// that was announced before the wait began is missed. This is intended; the workers read the value again.
 int SystemSetting::waitForChange(const Setting& setting, const char* function) {
     using std::chrono::system_clock;
     LOG_ENTER_AS(function);
@@ -354,8 +353,8 @@ bool SystemSetting::apply(const Setting& setting, int target, const char* functi
     LOG_INFO_AS(function, "set video %s, current value: %d, set value: %d.\n", setting.word, current, target);
     if (setting.kind == Kind::ONCE) return current == target || writeAndWait(setting, target, function);
 
-    // Steps from the value read back, not from the one written: the television may settle on another. There
-    // is no limit on the number of steps.
+    // Steps from the value read back, not from the written value, because the television may choose another
+    // value. The number of steps is not limited.
     while (current != target) {
         const int distance = target - current;
         const int next = std::abs(distance) <= STEP ? target : distance > 0 ? current + STEP : current - STEP;
@@ -377,8 +376,8 @@ bool SystemSetting::write(const Setting& setting, int value, const char* functio
     return false;
 }
 
-// The write comes before the lock that the wait takes: a change announced in between wakes no worker. Known
-// and kept.
+// The write precedes the lock that the wait takes: a change announced in between wakes no worker. This is
+// intended.
 bool SystemSetting::writeAndWait(const Setting& setting, int value, const char* function) {
     if (!write(setting, value, function)) return false;
     if ((this->*setting.wait)() == 0) return true;
@@ -386,7 +385,7 @@ bool SystemSetting::writeAndWait(const Setting& setting, int value, const char* 
     return false;
 }
 
-// The colour tuner: callers wait for the workers, and the workers wait for no confirmation
+// The colour tuner: callers wait for the workers; the workers do not wait for confirmations.
 
 int SystemSetting::setVideoColorTuner(int value) {
     LOG_INFO("set video color tuner, value: %d.\n", value);
@@ -407,7 +406,7 @@ int SystemSetting::setVideoColorTunerFamily(std::vector<int>& ivec) {
         if (!validate(*family[i], ivec[i], __func__)) return -1;
     for (std::size_t i = 0; i < FAMILY_SIZE; ++i) storeShared(m_setValue[family[i]->index], ivec[i]);
 
-    // The mode is written completely before the values are, which are written side by side.
+    // The mode is written before the values, which are written in parallel.
     LOG_INFO("1.create set video color tuner thread.\n");
     pthread_t mode{};
     if (!startWorker(Table::TUNER, mode)) return -1;
@@ -418,7 +417,7 @@ int SystemSetting::setVideoColorTunerFamily(std::vector<int>& ivec) {
         const Setting& setting = *family[i + 1];
         LOG_INFO("%d.create set video %s thread.\n", static_cast<int>(i + 2), setting.word);
         if (startWorker(setting, threads[i])) continue;
-        // The workers that run already are not waited for.
+        // Workers that already run are not waited for.
         for (std::size_t running = 0; running < i; ++running) pthread_detach(threads[running]);
         return -1;
     }
@@ -429,7 +428,7 @@ int SystemSetting::setVideoColorTunerFamily(std::vector<int>& ivec) {
 int SystemSetting::getVideoColorTunerFamily(std::vector<int>& ivec) {
     LOG_ENTER();
     if (!hasSize(ivec, FAMILY_SIZE, __func__)) return -1;
-    // Not read but set, to what the caller gives: the television's clients rely on it.
+    // The mode is not read, but set to the caller's value: the television's clients rely on this.
     setVideoColorTuner(ivec[0]);
     ivec[1] = getVideoColorTunerB();
     ivec[2] = getVideoColorTunerS();

@@ -13,7 +13,7 @@ using zt::appmanager::AppInterface;
 
 namespace {
 
-// Not read; it exists from the moment the library is loaded.
+// Not read; it exists as soon as the library is loaded.
 [[gnu::used]] const std::string factoryName = "QelFactory";
 
 // Reported to the application manager before and after the callback of a suspend to RAM.

@@ -12,19 +12,19 @@ namespace apmclient {
 
 class AppManagerClient {
   public:
-    // The client of this process, which lives as long as it does; null if the application manager cannot be
-    // reached. Any thread.
+    // Returns the client of this process, which lives as long as the process; null if the application manager
+    // cannot be reached. Any thread.
     static AppManagerClient* getInstance();
 
-    // From now on `app` is told about the life of the application `name`. 0 on success.
+    // From now on, `app` is notified of the life of the application `name`. Returns 0 on success.
     virtual int registerApp(const std::string& name,
                             const boost::shared_ptr<appmanager::AppInterface>& app) = 0;
 
-    // The application is told nothing any more once this has returned, unless this is called by one of its
-    // own operations; the reference to it is given up. 0 on success.
+    // Ends the notifications and releases the reference to the application. No notification arrives after
+    // this has returned, unless one of the application's own operations calls it. Returns 0 on success.
     virtual int unregisterApp(const std::string& name) = 0;
 
-    // The application reports how far it is with a change of its life. 0 on success.
+    // The application reports its progress with a change of its life. Returns 0 on success.
     virtual int reportStatus(const std::string& name, int status) = 0;
 
   protected:

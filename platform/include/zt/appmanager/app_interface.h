@@ -1,8 +1,8 @@
-// What the application manager calls in an application that has registered with it. A television's own header
+// The operations that the application manager calls in a registered application. A television's own header
 // must offer the class with this order of virtual operations.
 //
-// Every operation is called on the application manager's client thread, one at a time; 0 tells it that all is
-// well.
+// Every operation is called on the application manager's client thread, one at a time; a return value of 0
+// means success.
 #ifndef ZT_APPMANAGER_APP_INTERFACE_H
 #define ZT_APPMANAGER_APP_INTERFACE_H
 
@@ -11,8 +11,7 @@
 namespace zt {
 namespace appmanager {
 
-// Why the television goes to suspend-to-RAM (STR), and what woke it. The numbers are the application
-// manager's.
+// The reasons for suspend-to-RAM (STR) and for its end. The numbers are the application manager's.
 typedef int APMSuspendReason_t;
 typedef int APMResumeReason_t;
 
@@ -39,7 +38,7 @@ class AppInterface {
     virtual int onKeyEvent(int key, int action) = 0;
     virtual std::string getName() = 0;
 
-    // Not needed by every application.
+    // Optional for applications.
     virtual int onLowMemory(int level) {
         static_cast<void>(level);
         return 0;

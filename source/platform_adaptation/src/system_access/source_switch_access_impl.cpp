@@ -31,12 +31,12 @@ std::string nextTag() {
     return "ss_access_" + std::to_string(currentThread()) + "_" + std::to_string(count);
 }
 
-// The action's answers, for the accessor that it was made for.
+// Passes the action's answers to the accessor that created it.
 class SourceSwitchActionHandlerImpl final : public ActionHandler {
   public:
     explicit SourceSwitchActionHandlerImpl(SourceSwitchAccessImpl* owner) : m_owner(owner) {}
 
-    // No exception enters the model, which calls these.
+    // The model calls these: they must not throw into it.
 
     void onActionResult(int actionId, const ValueObject& result) override {
         try {
@@ -58,7 +58,7 @@ class SourceSwitchActionHandlerImpl final : public ActionHandler {
     SourceSwitchAccessImpl* m_owner;
 };
 
-// No exception leaves a request: it is logged under the name of the request, which then returns `failure`.
+// Catches every exception of a request, logs it under the request's name and returns `failure`.
 template <typename Result, typename Operation>
 Result attempt(const char* function, Result failure, Operation operation) {
     try {
@@ -76,7 +76,7 @@ struct SourceSwitchAccessImpl::Parameter {
     std::string value;
 };
 
-// No lock: two first calls at once may each make an instance.
+// There is no lock: two first calls at the same time may each create an instance.
 SourceSwitchAccessImpl* SourceSwitchAccessImpl::GetInstance() {
     LOG_ENTER();
     if (loadShared(instance) == nullptr) storeShared(instance, new SourceSwitchAccessImpl);
@@ -138,7 +138,7 @@ bool SourceSwitchAccessImpl::waitForResult(unsigned int actionId) {
     const int id = static_cast<int>(actionId);
     LOG_INFO("waiting result ...  for  actionid: %d\n", id);
     UniqueLock lock(m_resultMutex);
-    // Every answer wakes all waiting threads, and each looks for its own. There is no timeout.
+    // Every answer wakes all waiting threads, and each searches for its own answer. There is no timeout.
     for (int pass = 1;; ++pass) {
         LOG_INFO("waiting result ...  %03d   actionid: %d\n", pass, id);
         if (const auto result = m_actionResults.find(actionId); result != m_actionResults.end()) {
@@ -151,7 +151,7 @@ bool SourceSwitchAccessImpl::waitForResult(unsigned int actionId) {
     }
 }
 
-// An answer that is not consumed yet is kept; one that no thread waits for is kept for ever.
+// An answer is kept until it is consumed; without a waiting thread, for ever.
 void SourceSwitchAccessImpl::takeAnswer(unsigned int actionId, int code) {
     UniqueLock lock(m_resultMutex);
     m_actionResults.emplace(actionId, code);
@@ -222,7 +222,7 @@ bool SourceSwitchAccessImpl::pauseAV() {
     return done;
 }
 
-// Asks nothing of the television, unlike its counterpart.
+// Unlike its counterpart, sends no request.
 bool SourceSwitchAccessImpl::pausePSIAV() {
     LOG_ENTER();
     storeShared(m_avRunning, false);
@@ -259,7 +259,7 @@ bool SourceSwitchAccessImpl::resumePSIAV() {
     return done;
 }
 
-// The same request twice: the television knows whether it stops or restarts what plays.
+// pauseVideo() and resumeVideo() send the same request: the television knows whether to stop or restart.
 
 bool SourceSwitchAccessImpl::pauseVideo() {
     const bool done = changeDTVPlaybackStatus(runningResources());
@@ -287,7 +287,7 @@ bool SourceSwitchAccessImpl::requestStep(const char* direction, const char* func
 bool SourceSwitchAccessImpl::setChannelNext() { return requestStep("+1", __func__); }
 bool SourceSwitchAccessImpl::setChannelPrev() { return requestStep("-1", __func__); }
 
-// Position 5 stands twice: the television resolves the list itself.
+// There are two arguments for position 5: the television resolves the list itself.
 bool SourceSwitchAccessImpl::tune(ActionAccess* action, const std::string& channel, const std::string& folder,
                                   bool forceShowAV, const char* function) {
     return request(action, CHANGE_CHANNEL,

@@ -1,4 +1,4 @@
-// What the operations of the accessors return.
+// The statuses that the accessors' operations return.
 #ifndef PLATFORM_ADAPTATION_STATUS_H
 #define PLATFORM_ADAPTATION_STATUS_H
 

@@ -32,7 +32,7 @@ int TableAccess::connect(int timeoutMs) {
         LOG_ERROR("Failed %d.\n", status);
         return STATUS_NOT_CONNECTED;
     }
-    // Queried and not checked: an object that is no table refuses to create iterators.
+    // The type is queried, but not checked: an object that is not a table refuses to create iterators.
     table->getType();
     storeShared(m_value, table);
     storeShared(m_table, table);
@@ -50,7 +50,7 @@ int TableAccess::setActionResultHandler(std::shared_ptr<TableHandler> handler) {
     return STATUS_OK;
 }
 
-// The handler is held and deliberately not called: iterators are notified of changes of rows.
+// The handler is deliberately not called: iterators are notified of changes of rows.
 void TableAccess::notifyUpdate(int) {
     LOG_ENTER();
     [[maybe_unused]] const auto handler = m_tableHandler;

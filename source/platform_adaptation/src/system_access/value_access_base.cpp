@@ -21,13 +21,13 @@ using namespace lomodelapi;
 
 namespace {
 
-// How long a read or write tries to connect an accessor on which connect() was never called.
+// The timeout for connecting on demand, if connect() was never called.
 constexpr int ON_DEMAND_TIMEOUT_MS = 1000;
 
-// Placeholder: never connected.
+// The placeholder of a key that is never connected.
 constexpr char MISSING[] = "missing";
 
-// Not built for each lookup: a connected accessor is destroyed without an allocation of its own.
+// Not built for each lookup: destroying a connected accessor must not allocate memory.
 const std::string ROOT_INTERFACE = "dovra.lm.interfaces.tvapi.RootInterface";
 
 template <typename T>
@@ -63,7 +63,7 @@ template void ValueAccessBase::deliver(const std::vector<std::string>&);
 
 void ValueAccessBase::onNewValue(const ValueObject& value) {
     LOG_ENTER();
-    // The copy keeps a handler alive that replaces itself, or destroys this accessor, in its own call.
+    // The copy keeps the handler alive if the call replaces it or destroys this accessor.
     if (const auto handler = m_handler) handler->onNewValue(value);
 }
 
@@ -136,7 +136,7 @@ void ValueAccessBase::detach(Observer* observer) {
 }
 
 const char* ValueAccessBase::accessTypeName(ObjectTypeSpec type) {
-    // By number.
+    // Indexed by type.
     constexpr std::array<const char*, 9> names{
         "OBJECT_TYPE_NONE",          "OBJECT_TYPE_NUMERIC_INTEGER",
         "OBJECT_TYPE_STRING",        "OBJECT_TYPE_VECTOR_NUMERIC_INTEGER",
@@ -160,11 +160,11 @@ inline int ValueAccessBase::connectedValue(BizValue*& value) {
     if (value != nullptr) return STATUS_OK;
     if (const int status = tryConnectIfNeeded(); status != STATUS_OK) return status;
     value = loadShared(m_value);
-    // Another thread may have disconnected in between.
+    // Another thread may have disconnected in the meantime.
     return value != nullptr ? STATUS_OK : STATUS_NOT_CONNECTED;
 }
 
-// For the operations that accept one type only; `function` is the operation that the client called.
+// Used by the operations that accept one type only; `function` is the operation that the client called.
 inline int ValueAccessBase::connectedValue(BizValue*& value, ObjectTypeSpec wanted, const char* function) {
     if (const int status = connectedValue(value); status != STATUS_OK) return status;
     if (value->getType() == wanted) return STATUS_OK;
@@ -205,8 +205,8 @@ int ValueAccessBase::getValue(std::vector<int>& out) {
     return status == STATUS_OK ? value->getIntegerVector(out) : status;
 }
 
-// Whether the model accepts a written value shows in its notifications only: what the writes return is not
-// looked at.
+// The model reports the acceptance of a value only in its notifications: the return values of the writes are
+// ignored.
 int ValueAccessBase::setValue(const std::string& newValue) {
     LOG_ENTER();
     BizValue* value = nullptr;

@@ -10,7 +10,7 @@ namespace {
 
 bool isNumber(int kind) noexcept { return kind >= ValueObject::TYPE_INT && kind <= ValueObject::TYPE_DOUBLE; }
 
-// Saturates, on every processor alike; NaN gives 0.
+// Converts with saturation, equally on every processor; NaN gives 0.
 template <typename To, typename From>
 To saturate(From value) noexcept {
     // The first value beyond the range is a power of two, exact in floating point; max() would be rounded.
@@ -33,7 +33,7 @@ To convert(From value) noexcept {
     }
 }
 
-// Longest: a sign, 20 digits; or a sign, 6 digits, a point, and an exponent of 5 characters.
+// The longest text: a sign and 20 digits; or a sign, 6 digits, a point and an exponent of 5 characters.
 constexpr std::size_t NUMBER_LENGTH = 24;
 
 template <typename... Arguments>
@@ -115,7 +115,7 @@ ValueObject& ValueObject::operator=(const Point& value) noexcept {
     return *this;
 }
 
-// In both assignments `other` may be an item of the old list: replace the list last.
+// In both assignments, `other` may be an item of the old list: replace the list last.
 ValueObject& ValueObject::operator=(const ValueObject& other) {
     if (this == &other) return *this;
     std::vector<ValueObject> newItems(other.items.size());
@@ -157,7 +157,7 @@ T ValueObject::toNumber() const noexcept {
         case TYPE_UINT64:
             return convert<T>(scalar.u64);
         case TYPE_BOOL: {
-            // As a byte: the field is open to everyone, and a bool of another value than 0 and 1 is
+            // Read as a byte: the field is public, and reading a bool with a value other than 0 and 1 is
             // undefined.
             unsigned char byte = 0;
             std::memcpy(&byte, &scalar, sizeof byte);
