@@ -13,8 +13,8 @@
 //   reads the pixels in place
 //
 // The state word is the only synchronisation: a reader that reads FRAME_READY with acquire order sees the
-// whole frame that was written before it with release order. While the state is FRAME_REQUESTED, the other
-// content of the block is undefined.
+// whole frame that was written before it with release order. While the state is FRAME_REQUESTED, the
+// requester must not rely on any other content of the block.
 #ifndef VIDEO_CAPTURE_BLOCK_H
 #define VIDEO_CAPTURE_BLOCK_H
 
