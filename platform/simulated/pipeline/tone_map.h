@@ -12,13 +12,12 @@ namespace pipeline {
 enum class HdrTransfer { PQ, HLG };
 
 // Converts PQ or HLG with BT.2020 primaries to sRGB, as a panel of 1000 cd/m2 would show it:
-//   - light in cd/m2: PQ as it is coded, HLG for a display of 1000 cd/m2 (system gamma 1.2);
-//   - the colours of BT.709; those outside are clipped;
-//   - the brightest of red, green and blue, relative to the reference white of 203 cd/m2, is compressed: up
-//   to
-//     half of that white it is unchanged, above it approaches white, which 1000 cd/m2 reaches. The other two
-//     are scaled by the same factor, which keeps the hue;
-//   - the sRGB curve.
+//   - converts the code to light in cd/m2: PQ directly, HLG for a display of 1000 cd/m2 (system gamma 1.2);
+//   - converts the colours to BT.709; colours outside are clipped;
+//   - compresses the brightest of red, green and blue, relative to the reference white of 203 cd/m2: up to
+//     half of that white, it is unchanged; above, it approaches white, which 1000 cd/m2 reaches. The other
+//     two are scaled by the same factor, which keeps the hue;
+//   - applies the sRGB curve.
 class ToneMap {
   public:
     explicit ToneMap(HdrTransfer transfer);

@@ -44,8 +44,9 @@ class ClientModel final : public RootInterface {
 
     Restored restore(Line& line);
 
-    // Called when all threads can use the line. Ends what its owner released during the restore. Notifies the
-    // other observers, with the value if it differs from the value that they know.
+    // Called when all threads can use the line. Ends subscriptions and iterators that their owner released
+    // during the restore. Notifies the other observers, with the value if it differs from the value that they
+    // know.
     void confirm(Line& line, Restored restored);
 
     // Handles a notification from the television, on the line's thread.

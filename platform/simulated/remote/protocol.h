@@ -2,10 +2,9 @@
 //
 // Two kinds of objects are on its bus:
 //
-//   OBJECT          the television as people and scripts use it (busctl), with one object for each key below
-//   PLATFORM_OBJECT what the platform library in a client's process calls, and who hears of it; one
-//   interface,
-//                   PLATFORM_INTERFACE, which follows platform/include call by call
+//   OBJECT           the television for people and scripts (busctl); each key has an object below it
+//   PLATFORM_OBJECT  the television for the platform library in a client's process; its interface
+//                    PLATFORM_INTERFACE has one method for each call of platform/include
 //
 // A client numbers its subscriptions and iterators itself: so it knows the number before the first
 // notification arrives. Notifications are signals to this one client:

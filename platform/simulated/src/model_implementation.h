@@ -1,8 +1,8 @@
 // The clients' side of the simulated television's model.
 //
 // model_implementation.cpp  subscriptions, and the notifications on the model thread
-// model_key.cpp             what a client requests of a key
-// model_iterator.cpp        what a client requests of a table's iterator
+// model_key.cpp             a client's requests to a key
+// model_iterator.cpp        a client's requests to a table's iterator
 #ifndef SIMULATED_MODEL_IMPLEMENTATION_H
 #define SIMULATED_MODEL_IMPLEMENTATION_H
 

@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 
 using Pause = std::optional<std::chrono::milliseconds>;
 
-// Describes what follows the death of a video pipeline: a new start after the pause, or none.
+// Describes the next step after the death of a video pipeline: a new start after the pause, or none.
 std::string describeNext(Pause pause, std::size_t tries, std::size_t mostTries, const std::string& clip) {
     std::ostringstream text;
     if (pause) {
