@@ -1,5 +1,6 @@
-// The requirements of the library on any platform: each check of `aipqctl doctor` is a test. This program does
-// not depend on the simulated television; linked with the libraries of a real television, it tests that one.
+// The requirements of the library on any platform: each check of `aipqctl doctor` is a test. This program
+// does not depend on the simulated television; linked with the libraries of a real television, it tests that
+// one.
 #include <gtest/gtest.h>
 
 #include <algorithm>

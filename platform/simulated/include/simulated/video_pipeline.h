@@ -55,7 +55,7 @@ class VideoPipeline {
     VideoPipeline(const VideoPipeline&) = delete;
     VideoPipeline& operator=(const VideoPipeline&) = delete;
 
-    // Returns why a film cannot be played; empty if it can. Opens it in a process of its own, and waits for
+    // Returns why a film cannot be played; empty if it can. Opens it in a separate process, and waits for
     // it.
     static std::string problemWith(const std::string& film);
     // Returns whether a film can be played; if not, error() has the reason. Does not change what runs.
