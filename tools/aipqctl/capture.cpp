@@ -217,10 +217,11 @@ class Frames {
 // The output files of one run: one file per frame, or one file for all frames.
 class Files {
   public:
-    Files(const CaptureRequest& wish, bool several)
-        : m_isRaw(wish.format == "rgb"), m_name(wish.file.empty() ? "capture-%d." + wish.format : wish.file) {
-        if (!m_isRaw && wish.format != "png")
-            throw Failure(EXIT_UNKNOWN, "no format '" + wish.format + "': png or rgb");
+    Files(const CaptureRequest& request, bool several)
+        : m_isRaw(request.format == "rgb"),
+          m_name(request.file.empty() ? "capture-%d." + request.format : request.file) {
+        if (!m_isRaw && request.format != "png")
+            throw Failure(EXIT_UNKNOWN, "no format '" + request.format + "': png or rgb");
         const bool isStream = m_isRaw || isStandardOutput();
         if (several && !isStream && !findNumberPlace(m_name))
             throw Failure(EXIT_WRONG_USE,
@@ -276,18 +277,18 @@ void report(const PictureData& picture, unsigned number, const std::string& file
               taken.data());
 }
 
-void capture(const CaptureRequest& wish, bool json) {
-    const bool endless = wish.count ? *wish.count == 0 : wish.every > 0;
-    const unsigned count = wish.count.value_or(1);
-    const PictureData wanted = parseSize(wish.size);
-    Files files(wish, endless || count > 1);
+void capture(const CaptureRequest& request, bool json) {
+    const bool endless = request.count ? *request.count == 0 : request.every > 0;
+    const unsigned count = request.count.value_or(1);
+    const PictureData wanted = parseSize(request.size);
+    Files files(request, endless || count > 1);
 
     requireTelevision();
-    Frames frames(wanted, wish.async);
+    Frames frames(wanted, request.async);
     const auto begin = Clock::now();
     for (unsigned number = 1; endless || number <= count; ++number) {
         const auto due = begin + std::chrono::ceil<Clock::duration>(
-                                     std::chrono::duration<double>(wish.every * (number - 1)));
+                                     std::chrono::duration<double>(request.every * (number - 1)));
         std::optional<PictureData> picture;
         const auto asked = std::max(due, Clock::now());
         try {
@@ -315,28 +316,28 @@ void capture(const CaptureRequest& wish, bool json) {
 
 void addCaptureCommand(CLI::App& app, Context& context) {
     CLI::App& command = *app.add_subcommand("capture", "Save frames of the running video");
-    const auto wish = std::make_shared<CaptureRequest>();
+    const auto request = std::make_shared<CaptureRequest>();
     command
-        .add_option("-o,--output", wish->file,
+        .add_option("-o,--output", request->file,
                     "the file; %d or %03d in it is the frame's number; - for standard output; capture-%d.png "
                     "by default")
         ->type_name("FILE");
     command
-        .add_option("-n,--count", wish->count,
+        .add_option("-n,--count", request->count,
                     "the number of frames, 0 until Ctrl-C; 1 by default, but with --every 0")
         ->type_name("COUNT")
         ->check(isNumber(0U, 1000000000U));
     command
-        .add_option("--format", wish->format,
+        .add_option("--format", request->format,
                     "png, the default, or rgb: 3 bytes per pixel, all frames in one file")
         ->type_name("FORMAT");
     command
-        .add_option("--every", wish->every, "save one frame per this time; as fast as possible by default")
+        .add_option("--every", request->every, "save one frame per this time; as fast as possible by default")
         ->type_name("SECONDS")
         ->check(isDuration());
-    command.add_option("--size", wish->size, "the frames' size; 224x224 by default")->type_name("WxH");
-    command.add_flag("--async", wish->async, "let the library call back with each frame");
-    command.callback([wish, &context] { capture(*wish, context.json); });
+    command.add_option("--size", request->size, "the frames' size; 224x224 by default")->type_name("WxH");
+    command.add_flag("--async", request->async, "let the library call back with each frame");
+    command.callback([request, &context] { capture(*request, context.json); });
 }
 
 }  // namespace aipqctl

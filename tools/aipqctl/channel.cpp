@@ -133,45 +133,45 @@ void addChannelCommand(CLI::App& app, Context& context) {
             "prev", nullptr, [](Access& access) { return access.setChannelPrev(); }, context.json);
     });
 
-    const auto wish = std::make_shared<ChannelRequest>();
+    const auto request = std::make_shared<ChannelRequest>();
     const auto addForce = [&](CLI::App& operation) -> CLI::App& {
-        operation.add_flag("--force", wish->force,
+        operation.add_flag("--force", request->force,
                            "request picture and sound even if the television suppresses them");
         return operation;
     };
 
     CLI::App& to = addForce(*command.add_subcommand("to", "Go to a channel of the list"));
-    to.add_option("CHANNEL", wish->target, "its number or its name")->type_name("")->required();
-    to.callback([wish, &context] {
+    to.add_option("CHANNEL", request->target, "its number or its name")->type_name("")->required();
+    to.callback([request, &context] {
         const Channels channels;
-        const auto& row = channels.find(wish->target);
+        const auto& row = channels.find(request->target);
         const std::string uuid = channels.cell(row, "uuid");
         const std::string folder = channels.cell(row, "folder");
         change(
-            "to", wish->target,
-            [uuid, folder, force = wish->force](Access& access) {
+            "to", request->target,
+            [uuid, folder, force = request->force](Access& access) {
                 return access.setChannelByUUIDs(uuid, folder, force);
             },
             context.json);
     });
 
     CLI::App& uri = addForce(*command.add_subcommand("uri", "Go to a channel by its URI"));
-    uri.add_option("URI", wish->target, "its URI in the list")->type_name("")->required();
-    uri.callback([wish, &context] {
+    uri.add_option("URI", request->target, "its URI in the list")->type_name("")->required();
+    uri.callback([request, &context] {
         change(
-            "uri", wish->target,
-            [wish](Access& access) { return access.setChannelByURI(wish->target, wish->force); },
+            "uri", request->target,
+            [request](Access& access) { return access.setChannelByURI(request->target, request->force); },
             context.json);
     });
 
     CLI::App& uuid = addForce(*command.add_subcommand("uuid", "Go to a channel by its UUIDs"));
-    uuid.add_option("UUID", wish->target, "the channel's UUID in the list")->type_name("")->required();
-    uuid.add_option("FOLDER", wish->folder, "its folder's UUID in the list")->type_name("")->required();
-    uuid.callback([wish, &context] {
+    uuid.add_option("UUID", request->target, "the channel's UUID in the list")->type_name("")->required();
+    uuid.add_option("FOLDER", request->folder, "its folder's UUID in the list")->type_name("")->required();
+    uuid.callback([request, &context] {
         change(
-            "uuid", wish->target,
-            [wish](Access& access) {
-                return access.setChannelByUUIDs(wish->target, wish->folder, wish->force);
+            "uuid", request->target,
+            [request](Access& access) {
+                return access.setChannelByUUIDs(request->target, request->folder, request->force);
             },
             context.json);
     });

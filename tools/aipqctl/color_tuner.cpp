@@ -12,7 +12,7 @@ namespace aipqctl {
 namespace {
 
 constexpr std::array<const char*, TUNER_SIZE> PARTS{"mode", "luma", "sat", "hue"};
-using Wishes = std::array<std::string, TUNER_SIZE>;
+using Requested = std::array<std::string, TUNER_SIZE>;
 
 void showTuner(bool json) {
     const std::vector<int> values = readTuner();
@@ -26,11 +26,11 @@ void showTuner(bool json) {
     for (const std::string& line : aligned(rows)) printLine(line);
 }
 
-void set(const Wishes& wishes, bool json) {
+void set(const Requested& requested, bool json) {
     std::array<std::optional<int>, TUNER_SIZE> wanted;
     for (std::size_t i = 0; i < PARTS.size(); ++i)
-        if (!wishes[i].empty())
-            wanted[i] = parseInteger(PARTS[i], definition(SETTINGS[TUNER + i]), wishes[i]);
+        if (!requested[i].empty())
+            wanted[i] = parseInteger(PARTS[i], definition(SETTINGS[TUNER + i]), requested[i]);
 
     // The library sets all four values: pass the current value of the others.
     std::vector<int> values = readTuner();
@@ -56,12 +56,12 @@ void addColorTunerCommand(CLI::App& app, Context& context) {
         showTuner(context.json);
     });
     CLI::App& setter = *command.add_subcommand("set", "Set the given values, and keep the others");
-    const auto wishes = std::make_shared<Wishes>();
+    const auto requested = std::make_shared<Requested>();
     for (std::size_t i = 0; i < PARTS.size(); ++i)
-        setter.add_option(std::string("--") + PARTS[i], (*wishes)[i], std::string("the new ") + PARTS[i])
+        setter.add_option(std::string("--") + PARTS[i], (*requested)[i], std::string("the new ") + PARTS[i])
             ->type_name("NUMBER");
     setter.require_option();
-    setter.callback([wishes, &context] { set(*wishes, context.json); });
+    setter.callback([requested, &context] { set(*requested, context.json); });
 }
 
 }  // namespace aipqctl

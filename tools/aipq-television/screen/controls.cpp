@@ -70,9 +70,9 @@ const char* nameOf(FaultKind kind) {
     return "";
 }
 
-const json& member(const json& wish, const char* name) {
-    const auto found = wish.find(name);
-    if (found == wish.end()) throw Refusal(BAD_REQUEST, std::string("'") + name + "' is missing");
+const json& member(const json& request, const char* name) {
+    const auto found = request.find(name);
+    if (found == request.end()) throw Refusal(BAD_REQUEST, std::string("'") + name + "' is missing");
     return *found;
 }
 
@@ -141,14 +141,14 @@ Value valueFor(const KeyDefinition& key, const json& value) {
 
 }  // namespace
 
-std::string textMember(const json& wish, const char* name) {
-    const json& value = member(wish, name);
+std::string textMember(const json& request, const char* name) {
+    const json& value = member(request, name);
     if (!value.is_string()) throw Refusal(BAD_REQUEST, std::string("'") + name + "' must be a text");
     return value.get<std::string>();
 }
 
-bool flagMember(const json& wish, const char* name) {
-    const json& value = member(wish, name);
+bool flagMember(const json& request, const char* name) {
+    const json& value = member(request, name);
     if (!value.is_boolean()) throw Refusal(BAD_REQUEST, std::string("'") + name + "' must be true or false");
     return value.get<bool>();
 }
@@ -250,9 +250,9 @@ json Controls::status() const {
             {"applications", m_television.applications().applications()}};
 }
 
-std::string Controls::setValue(const json& wish) {
-    const std::string name = textMember(wish, "key");
-    const json& value = member(wish, "value");
+std::string Controls::setValue(const json& request) {
+    const std::string name = textMember(request, "key");
+    const json& value = member(request, "value");
     const std::vector<KeyDefinition> keys = m_television.model().keys();
     const auto key =
         std::find_if(keys.begin(), keys.end(), [&](const KeyDefinition& k) { return k.name == name; });
@@ -261,13 +261,13 @@ std::string Controls::setValue(const json& wish) {
     return {};  // the log shows the change itself
 }
 
-std::string Controls::press(const json& wish) {
+std::string Controls::press(const json& request) {
     simulated::SourceSwitch& remote = m_television.sourceSwitch();
-    if (wish.contains("playing")) {
-        remote.setPlaying(flagMember(wish, "playing"));
+    if (request.contains("playing")) {
+        remote.setPlaying(flagMember(request, "playing"));
         return {};
     }
-    const std::string channel = textMember(wish, "channel");
+    const std::string channel = textMember(request, "channel");
     try {
         if (remote.selectChannel(channel)) return {};
     } catch (const std::out_of_range&) {
@@ -276,8 +276,8 @@ std::string Controls::press(const json& wish) {
     throw Refusal(NOT_FOUND, "there is no channel '" + channel + "'");
 }
 
-std::string Controls::changePower(const json& wish) {
-    const std::string name = textMember(wish, "power");
+std::string Controls::changePower(const json& request) {
+    const std::string name = textMember(request, "power");
     const auto power = std::find_if(POWERS.begin(), POWERS.end(), [&](const Power& candidate) {
         return simulated::lifecycleName(candidate.notification) == name;
     });
@@ -297,10 +297,10 @@ std::string Controls::changePower(const json& wish) {
                : "";
 }
 
-std::string Controls::setFault(const json& wish) {
-    const std::string name = textMember(wish, "fault");
-    const std::string key = wish.contains("key") ? textMember(wish, "key") : std::string();
-    const auto value = wholeNumber(member(wish, "value"));
+std::string Controls::setFault(const json& request) {
+    const std::string name = textMember(request, "fault");
+    const std::string key = request.contains("key") ? textMember(request, "key") : std::string();
+    const auto value = wholeNumber(member(request, "value"));
     if (!value) throw Refusal(UNPROCESSABLE, "the fault '" + name + "' takes a whole number");
     try {
         simulated::setFault(m_television, key, name, *value);
@@ -323,17 +323,17 @@ std::string Controls::clearFaults(const json&) {
     return {};
 }
 
-std::string Controls::switchVideo(const json& wish) {
+std::string Controls::switchVideo(const json& request) {
     simulated::VideoPipeline& video = m_television.video();
     const std::string film = video.clip();
-    const std::string wanted = !flagMember(wish, "on") ? "off" : film.empty() ? "scenes" : film;
+    const std::string wanted = !flagMember(request, "on") ? "off" : film.empty() ? "scenes" : film;
     if (!m_television.showVideo(wanted)) throw Refusal(CONFLICT, video.error());
     return {};
 }
 
-std::string Controls::showFilm(const json& wish) {
+std::string Controls::showFilm(const json& request) {
     simulated::VideoPipeline& video = m_television.video();
-    const std::string film = textMember(wish, "film");
+    const std::string film = textMember(request, "film");
     const std::string before = !video.running() ? "off" : video.clip().empty() ? "scenes" : video.clip();
     const std::string wanted = film.empty() ? "scenes" : film;
     if (!film.empty() && ::access(film.c_str(), R_OK) != 0)
@@ -347,9 +347,9 @@ std::string Controls::showFilm(const json& wish) {
     return {};
 }
 
-std::string Controls::reset(const json& wish) {
+std::string Controls::reset(const json& request) {
     // The television's own reset does not change the video pipeline's faults.
-    clearFaults(wish);
+    clearFaults(request);
     m_television.reset();
     return "the television is reset";
 }

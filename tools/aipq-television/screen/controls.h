@@ -21,8 +21,8 @@ struct Refusal : std::runtime_error {
 nlohmann::json toJson(const simulated::Value& value);
 
 // Returns a member of a request. Both throw Refusal.
-std::string textMember(const nlohmann::json& wish, const char* name);
-bool flagMember(const nlohmann::json& wish, const char* name);
+std::string textMember(const nlohmann::json& request, const char* name);
+bool flagMember(const nlohmann::json& request, const char* name);
 
 // All operations are callable from any thread. Those that change something throw Refusal. They return a
 // message for the user, or an empty text; the log reports the change itself.
@@ -36,21 +36,21 @@ class Controls {
     nlohmann::json status() const;
 
     // {"key", "value"}
-    std::string setValue(const nlohmann::json& wish);
+    std::string setValue(const nlohmann::json& request);
     // {"channel": "+1" | "-1" | NUMBER} or {"playing": BOOLEAN}
-    std::string press(const nlohmann::json& wish);
+    std::string press(const nlohmann::json& request);
     // {"power": NAME}
-    std::string changePower(const nlohmann::json& wish);
+    std::string changePower(const nlohmann::json& request);
     // {"fault", "value", and "key" for a fault of a key}
-    std::string setFault(const nlohmann::json& wish);
+    std::string setFault(const nlohmann::json& request);
     // {}
-    std::string clearFaults(const nlohmann::json& wish);
+    std::string clearFaults(const nlohmann::json& request);
     // {"on": BOOLEAN}
-    std::string switchVideo(const nlohmann::json& wish);
+    std::string switchVideo(const nlohmann::json& request);
     // {"film": PATH}, or "" for generated scenes. If the film cannot be shown, the current picture stays.
-    std::string showFilm(const nlohmann::json& wish);
+    std::string showFilm(const nlohmann::json& request);
     // {}
-    std::string reset(const nlohmann::json& wish);
+    std::string reset(const nlohmann::json& request);
 
   private:
     std::vector<simulated::KeyDefinition> keysInOrder() const;

@@ -31,9 +31,9 @@ std::string describe(const ScenarioPlayer::Result& result) {
 Scenarios::Scenarios(simulated::Television& television, Stage stage, std::shared_ptr<RecentEvents> recent)
     : m_television(television), m_stage(std::move(stage)), m_recent(std::move(recent)) {}
 
-std::string Scenarios::play(const json& wish) {
-    const std::string name = textMember(wish, "name");
-    const std::string text = textMember(wish, "text");
+std::string Scenarios::play(const json& request) {
+    const std::string name = textMember(request, "name");
+    const std::string text = textMember(request, "text");
     if (m_stage.plays()) throw Refusal(CONFLICT, "a scenario is already playing");
     try {
         simulated::Scenario scenario = simulated::parseScenario(text, name, m_television.model().keys());
@@ -55,8 +55,8 @@ std::string Scenarios::stop(const json&) {
     return {};
 }
 
-std::string Scenarios::record(const json& wish) {
-    const bool on = flagMember(wish, "on");
+std::string Scenarios::record(const json& request) {
+    const bool on = flagMember(request, "on");
     const std::lock_guard lock(m_mutex);
     if (on == (m_recorder != nullptr))
         throw Refusal(CONFLICT, on ? "the page is already recording" : "the page is not recording");

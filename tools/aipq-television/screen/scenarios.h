@@ -19,11 +19,11 @@ class Scenarios {
     Scenarios(simulated::Television& television, Stage stage, std::shared_ptr<RecentEvents> recent);
 
     // {"name", "text"}: the name and the content of a scenario file
-    std::string play(const nlohmann::json& wish);
+    std::string play(const nlohmann::json& request);
     // {}
-    std::string stop(const nlohmann::json& wish);
+    std::string stop(const nlohmann::json& request);
     // {"on": BOOLEAN}
-    std::string record(const nlohmann::json& wish);
+    std::string record(const nlohmann::json& request);
 
     bool plays() const { return m_stage.plays(); }
     bool records() const;

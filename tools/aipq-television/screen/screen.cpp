@@ -43,9 +43,9 @@ constexpr auto STATUS_INTERVAL = 200ms;
 constexpr auto SIGN_OF_LIFE_INTERVAL = 5s;
 
 json parseBody(const std::string& body) {
-    json wish = json::parse(body, nullptr, false);
-    if (!wish.is_object()) throw Refusal(BAD_REQUEST, "the body must be one JSON object");
-    return wish;
+    json parsed = json::parse(body, nullptr, false);
+    if (!parsed.is_object()) throw Refusal(BAD_REQUEST, "the body must be one JSON object");
+    return parsed;
 }
 
 void answerError(Response& response, int status, const std::string& text) {

@@ -10,9 +10,9 @@ const faultValue = (name, key) => {
 };
 
 function setFault(fault, key, value) {
-  const wish = {fault: fault.name, value};
-  if (fault.ofKey) wish.key = key;
-  return change('fault', wish);
+  const request = {fault: fault.name, value};
+  if (fault.ofKey) request.key = key;
+  return change('fault', request);
 }
 
 function faultRow(fault, key) {

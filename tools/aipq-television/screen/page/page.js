@@ -24,7 +24,7 @@ const clockTime = (date) => date.toLocaleTimeString('en-GB');
 
 // Saves a value until the next visit. A browser may forbid that.
 function remember(name, value) {
-  try { localStorage.setItem(name, value); } catch { /* then it starts anew each time */ }
+  try { localStorage.setItem(name, value); } catch { /* the page then starts with its defaults */ }
 }
 function remembered(name) {
   try { return localStorage.getItem(name); } catch { return null; }
@@ -54,10 +54,10 @@ function say(text, isError) {
 }
 
 // Requests a change. Returns true if the television made it.
-async function change(path, wish) {
+async function change(path, request) {
   try {
     const answer = await ask(path, {
-      method: 'POST', headers: {'Content-Type': 'application/json'}, body: JSON.stringify(wish),
+      method: 'POST', headers: {'Content-Type': 'application/json'}, body: JSON.stringify(request),
       // Starting a film may take longer.
       signal: AbortSignal.timeout(10 * ANSWER_LIMIT_MS),
     });
