@@ -22,11 +22,10 @@ struct Passed {
 };
 
 struct Check {
-    std::string group;    // "key"
-    std::string subject;  // the key that is checked; empty if the group has one check only
-    std::string asks;     // the question that the check answers
-    std::vector<std::string>
-        needs;  // names of checks; the check is skipped if one of them ran and did not pass
+    std::string group;               // "key"
+    std::string subject;             // the key that is checked; empty if the group has one check only
+    std::string asks;                // the question that the check answers
+    std::vector<std::string> needs;  // names of checks; not run if one of them ran and failed
     std::function<Passed(Visit&)> run;
     bool changes = false;  // changes the television for a short time
     bool isVideo = false;  // checks the delivery of frames

@@ -151,9 +151,8 @@ class PLATFORM_ADAPTATION_API SystemInfo : public SystemInfoInterface {
     PlayerState str2PlayerState(std::string text);
     VideoGameMode int2VideoGameMode(int number);
     // Reads the encryption flag from the TV service's play attributes: the lowest bit of the number in
-    // element
-    // 8. Returns false if there is no such element, or if it has no number that fits 32 bits; `encrypted` is
-    // then unchanged.
+    // element 8. Returns false if there is no such element, or if it has no number that fits 32 bits;
+    // `encrypted` is then unchanged.
     bool parserTvStreamEncrypte(bool& encrypted, std::vector<std::string>& attributes);
 
     // The accessors call these with each change, on the model's thread.

@@ -147,8 +147,8 @@ int VideoPipeline::Connection::spawn(const std::string& clip, int control, int p
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, control, CONTROL_FD);
     posix_spawn_file_actions_adddup2(&actions, preview, PREVIEW_FD);
-    // In a separate process group: if the television is killed while its pipeline is stopped, the
-    // kernel ends the pipeline. Otherwise it would stay, and no other television could have a pipeline.
+    // In a separate process group: if the television is killed while its pipeline is stopped, the kernel
+    // ends the pipeline. Otherwise it would stay, and no other television could have a pipeline.
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setpgroup(&attributes, 0);
