@@ -55,8 +55,8 @@ class PLATFORM_ADAPTATION_API SourceSwitchAccessImpl : public SourceSwitchAccess
     // an error of 0. Throws std::runtime_error if the wait itself fails.
     bool waitForResult(unsigned int actionId);
 
-    // Store an answer and wake every waiting request, on the model's thread. An answer without a waiting
-    // thread is kept for a later waitForResult(). Of two answers to one invocation, the first is kept. Throw
+    // Store an answer and wake every waiting request, on the model's thread. An answer that no thread waits
+    // for is kept for a later waitForResult(). Of two answers to one invocation, the first is kept. Throw
     // std::runtime_error or std::bad_alloc if that fails; the request whose answer is lost stays blocked.
     void onActionResult(int actionId, const ValueObject& result);
     void onActionFailed(int actionId, int error);
