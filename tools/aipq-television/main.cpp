@@ -59,8 +59,8 @@ constexpr char RUN_EXIT_CODES[] =
     "  1    the command succeeded, but the scenario failed\n"
     "  2    the command line is wrong\n"
     "  6    the film, the scenario or the catalogue is missing or broken, or the log cannot be written\n"
-    "  8    there is no right to create an IPC namespace or a user namespace\n"
-    "  124  the television died under the command\n"
+    "  8    the user may not create an IPC namespace or a user namespace\n"
+    "  124  the television died while the command ran\n"
     "  125  the television could not start\n"
     "  126  the command cannot be executed\n"
     "  127  there is no such command";
