@@ -7,6 +7,7 @@
 #include <string>
 
 #include "capture_test.h"
+#include "eventually.h"
 #include "forked_pipeline.h"
 #include "heard.h"
 #include "system_faults.h"
@@ -104,6 +105,7 @@ TEST_F(TheQueue, MayHaveARequestOfAnotherProgram) {
     createQueue(20, video::CAPTURE_PERMISSIONS, std::string(CAPTURE_REQUEST.data(), CAPTURE_REQUEST.size()));
     start();
     const ForkedPipeline pipeline(answer);
+    EXPECT_TRUE(tests::eventually([&] { return pipeline.answered() == 1; }));
     expectFrame();
     expectFrame(100, 50);
 }
@@ -185,6 +187,7 @@ TEST_F(ThePipelineProcess, MayAnswerARequestTwice) {
         answer(number, block);
     });
     expectFrame();
+    EXPECT_TRUE(tests::eventually([&] { return pipeline.answered() == 1; }));
     expectFrame(100, 50);
 }
 

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <mqueue.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/shm.h>
 #include <sys/wait.h>
@@ -35,7 +36,10 @@ class ForkedPipeline {
     // sees a copy of the test's memory from the time of the construction, and must not allocate.
     using Answer = std::function<void(unsigned number, video::CaptureBlock& block)>;
 
-    explicit ForkedPipeline(const Answer& answer) : m_process(fork()) {
+    explicit ForkedPipeline(const Answer& answer)
+        : m_answered(static_cast<unsigned*>(
+              mmap(nullptr, sizeof(unsigned), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))),
+          m_process(fork()) {
         if (m_process == 0) serve(answer);
     }
     ForkedPipeline(const ForkedPipeline&) = delete;
@@ -43,10 +47,14 @@ class ForkedPipeline {
     ~ForkedPipeline() {
         kill(m_process, SIGKILL);
         waitpid(m_process, nullptr, 0);
+        munmap(m_answered, sizeof(unsigned));
     }
 
+    // How many requests it has answered. Until then it may still write to the block.
+    unsigned answered() const { return std::atomic_ref(*m_answered).load(); }
+
   private:
-    [[noreturn]] static void serve(const Answer& answer) {
+    [[noreturn]] void serve(const Answer& answer) const {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         for (unsigned number = 0;;) {
             usleep(5000);
@@ -61,9 +69,11 @@ class ForkedPipeline {
             if (memory == reinterpret_cast<void*>(-1)) continue;
             answer(number, *static_cast<video::CaptureBlock*>(memory));
             shmdt(memory);
+            ++std::atomic_ref(*m_answered);
         }
     }
 
+    unsigned* const m_answered;  // shared with the pipeline's process
     const pid_t m_process;
 };
 
