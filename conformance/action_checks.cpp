@@ -115,7 +115,7 @@ Passed checkAction(Visit& visit) {
         if (const std::size_t count = answers->of(id).size(); count != 1)
             throw Failure{
                 "the invocation " + std::to_string(id) + " was answered " + std::to_string(count) + " times",
-                "Answer every invocation once: the library keeps other answers for ever."};
+                "Answer every invocation once: the library keeps other answers without limit."};
     return {"programme information is taken and released; picture and sound continue"};
 }
 

@@ -15,7 +15,7 @@ using catalogue::keys::CHANNEL_LIST;
 
 constexpr int CHUNK = 100;
 
-class News final : public IteratorHandler {
+class Notifications final : public IteratorHandler {
   public:
     void onIteratorReady(int count) override { ready.add(count); }
     void onReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) override {
@@ -57,10 +57,11 @@ void requireAccepted(int status, const std::string& what) {
 }
 
 Passed checkChannels(Visit& visit) {
-    const auto news = std::make_shared<News>();
-    const auto list = std::make_shared<IteratorAccess>(
-        CHANNEL_LIST, news, lomodelapi::IteratorType{0, CHUNK}, std::vector<lomodelapi::TableSelection>(),
-        std::vector<int>{0, 1}, std::vector<lomodelapi::TableOrder>());
+    const auto notifications = std::make_shared<Notifications>();
+    const auto list =
+        std::make_shared<IteratorAccess>(CHANNEL_LIST, notifications, lomodelapi::IteratorType{0, CHUNK},
+                                         std::vector<lomodelapi::TableSelection>(), std::vector<int>{0, 1},
+                                         std::vector<lomodelapi::TableOrder>());
     visit.keep(list);
     if (const int status = list->create(); status != 0)
         throw Failure{"cannot be connected (status " + std::to_string(status) + ")",
@@ -70,10 +71,10 @@ Passed checkChannels(Visit& visit) {
         throw Failure{"creates no iterator",
                       "See why createIterator() of the table returns null to this process."};
 
-    const int count = awaitFirst(visit, news->ready, "the news that the iterator is ready");
+    const int count = awaitFirst(visit, notifications->ready, "the notification that the iterator is ready");
     requireAccepted(timed("asking for rows", [&] { return list->getIterator()->readRowChunk(CHUNK); }),
                     "reading rows");
-    const std::size_t rows = awaitFirst(visit, news->chunks, "the rows");
+    const std::size_t rows = awaitFirst(visit, notifications->chunks, "the rows");
     const std::size_t wanted = static_cast<std::size_t>(std::clamp(count, 0, CHUNK));
     if (rows != wanted)
         throw Failure{std::to_string(rows) + " rows were read of " + std::to_string(count),
@@ -83,10 +84,10 @@ Passed checkChannels(Visit& visit) {
     // The answer to a request just before the release must not arrive after the release.
     requireAccepted(list->getIterator()->requestTotalCount(), "asking for the number of rows");
     list->destroy();
-    const std::size_t told = news->count();
+    const std::size_t before = notifications->count();
     visit.pause(QUIET);
-    if (news->count() != told)
-        throw Failure{"the iterator's observer was told something after its release",
+    if (notifications->count() != before)
+        throw Failure{"the iterator's observer was notified after its release",
                       "Let releaseIterator() return only when the observer is not called any more: the "
                       "library destroys it next."};
     return {std::to_string(rows) + " rows read, released",

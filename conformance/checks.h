@@ -24,7 +24,7 @@ struct Passed {
 struct Check {
     std::string group;               // "key"
     std::string subject;             // the key that is checked; empty if the group has one check only
-    std::string asks;                // the question that the check answers
+    std::string question;            // the question that the check answers
     std::vector<std::string> needs;  // names of checks; not run if one of them ran and failed
     std::function<Passed(Visit&)> run;
     bool changes = false;  // changes the television for a short time
@@ -39,7 +39,7 @@ enum class Verdict { PASSED, FAILED, NOT_RUN };
 struct Result {
     std::string group;
     std::string subject;
-    std::string asks;
+    std::string question;
     Verdict verdict;
     std::string finding;  // the observation, or the reason why the check was not run
     std::string advice;   // the next step; for a check that passed, a warning or empty
@@ -80,7 +80,7 @@ class Examination {
     // Call it once. Reports each result on the caller's thread as soon as it is known. After `stop` is set,
     // the running check ends within a few seconds and undoes its changes, and the others are not run.
     std::vector<Result> run(const std::atomic<bool>& stop,
-                            const std::function<void(const Result&)>& tell = {});
+                            const std::function<void(const Result&)>& report = {});
 
     // Whether a check has not ended. The remaining checks were then not run, and the hanging one may still
     // run.

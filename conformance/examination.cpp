@@ -103,12 +103,12 @@ namespace {
 constexpr char INTERRUPTED[] = "interrupted";
 
 Result notRun(const Check& check, const std::string& reason) {
-    return {check.group, check.subject, check.asks, Verdict::NOT_RUN, reason, "", milliseconds(0)};
+    return {check.group, check.subject, check.question, Verdict::NOT_RUN, reason, "", milliseconds(0)};
 }
 
 // When this returns, all changes of the check have been undone, or their failure is in the result.
 Result examine(const Check& check, Visit& visit) {
-    Result result{check.group, check.subject, check.asks, Verdict::PASSED, "", "", milliseconds(0)};
+    Result result{check.group, check.subject, check.question, Verdict::PASSED, "", "", milliseconds(0)};
     const Clock::time_point begin = Clock::now();
     try {
         visit.goOn();
@@ -174,7 +174,7 @@ Result Examination::runOne(const Check& check, const std::atomic<bool>& stop) {
     m_hanging = std::move(thread);
     return {check.group,
             check.subject,
-            check.asks,
+            check.question,
             Verdict::FAILED,
             "has not ended after " + seconds(m_limit) + ": a call into the platform does not return" +
                 progress->visit.notUndone(),
@@ -183,13 +183,13 @@ Result Examination::runOne(const Check& check, const std::atomic<bool>& stop) {
 }
 
 std::vector<Result> Examination::run(const std::atomic<bool>& stop,
-                                     const std::function<void(const Result&)>& tell) {
+                                     const std::function<void(const Result&)>& report) {
     std::vector<Result> results;
     std::map<std::string, Verdict> verdicts;
     const auto finished = [&](const Result& result) {
         results.push_back(result);
         verdicts[nameOf(result.group, result.subject)] = result.verdict;
-        if (tell) tell(result);
+        if (report) report(result);
     };
     for (const Check& check : m_checks) {
         const auto missing =

@@ -130,7 +130,8 @@ class Subscription {
     using Value = typename K::Value;
 
     Subscription(Visit& visit, const KeyDefinition& key)
-        : m_news(std::make_shared<News>()), m_access(std::make_shared<typename K::Access>(key.name, m_news)) {
+        : m_notifications(std::make_shared<Notifications>()),
+          m_access(std::make_shared<typename K::Access>(key.name, m_notifications)) {
         visit.keep(m_access);
         connect(key, *m_access);
     }
@@ -143,7 +144,7 @@ class Subscription {
     }
 
     ValueAccessBase& access() { return *m_access; }
-    const Record<Value>& announced() const { return m_news->record; }
+    const Record<Value>& announced() const { return m_notifications->record; }
 
     std::vector<Value> values() const {
         std::vector<Value> list;
@@ -170,12 +171,12 @@ class Subscription {
     }
 
   private:
-    struct News final : ValueHandler {
+    struct Notifications final : ValueHandler {
         void onNewValue(const ValueObject& value) override { record.add(value.operator Value()); }
         Record<Value> record;
     };
 
-    std::shared_ptr<News> m_news;
+    std::shared_ptr<Notifications> m_notifications;
     std::shared_ptr<typename K::Access> m_access;
     bool m_connected = true;
 };
@@ -379,14 +380,14 @@ Passed checkSilence(Visit& visit, const KeyDefinition& key) {
         throw Failure{"a change was not announced to both of 2 subscribers within " + seconds(GIVE_UP),
                       ADVICE_ANNOUNCE};
     ended.end();
-    const std::size_t heard = ended.announced().size();
+    const std::size_t before = ended.announced().size();
     setting.changeBack();
     if (!visit.waitUntil(GIVE_UP, [&] { return setting.subscription.lastIs(setting.original); }))
         throw Failure{"nothing was announced to the other subscriber within " + seconds(GIVE_UP),
                       "Let the end of one subscription not change the others."};
     setting.isBack();
     visit.pause(QUIET);
-    if (const auto values = ended.values(); values.size() != heard)
+    if (const auto values = ended.values(); values.size() != before)
         throw Failure{textOf(values.back()) + " was announced to a subscriber that had disconnected",
                       "Let disconnectValue() return only when its observer is not called any more: the "
                       "library destroys it next."};
@@ -412,8 +413,8 @@ std::vector<Check> modelChecks() {
                           [key](Visit&) { return checkKey(key); }});
     for (const KeyDefinition& key : keys) {
         if (!isSetting(key)) continue;
-        const auto add = [&](const char* group, const char* asks, const char* needed, auto check) {
-            checks.push_back({group, key.name, asks, {FRAMEWORK, nameOf(needed, key.name)}, check, true});
+        const auto add = [&](const char* group, const char* question, const char* needed, auto check) {
+            checks.push_back({group, key.name, question, {FRAMEWORK, nameOf(needed, key.name)}, check, true});
         };
         withKind(key.type, [&](auto kind) {
             using K = decltype(kind);

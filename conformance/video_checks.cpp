@@ -171,10 +171,11 @@ void start(Visit& visit, PictureCapture& capture) {
     visit.pause(milliseconds(50));
 }
 
-void requireSize(const PictureData& picture, const PictureData& wish) {
-    if (picture.width == wish.width && picture.height == wish.height) return;
-    throw Failure{std::to_string(wish.width) + " x " + std::to_string(wish.height) + " was asked for, " +
-                      std::to_string(picture.width) + " x " + std::to_string(picture.height) + " came",
+void requireSize(const PictureData& picture, const PictureData& request) {
+    if (picture.width == request.width && picture.height == request.height) return;
+    throw Failure{std::to_string(request.width) + " x " + std::to_string(request.height) +
+                      " was asked for, " + std::to_string(picture.width) + " x " +
+                      std::to_string(picture.height) + " came",
                   "Let the video pipeline scale to the size in the capture block."};
 }
 
@@ -198,8 +199,8 @@ bool hasOneColour(const PictureData& picture) {
 }
 
 Passed checkFrame(Visit& visit) {
-    PictureData wish;
-    initPictureData(wish);
+    PictureData request;
+    initPictureData(request);
     PictureCapture capture;
     start(visit, capture);
     std::vector<milliseconds> times;
@@ -207,14 +208,14 @@ Passed checkFrame(Visit& visit) {
     int lost = 0;
     while (times.size() < FRAMES) {
         visit.goOn();
-        PictureData picture = wish;
+        PictureData picture = request;
         const Clock::time_point begin = Clock::now();
         if (!capture.getPicture(true, &picture)) {
             if (++lost > SPARE_REQUESTS) failWithoutFrame(lost);
             continue;
         }
         times.push_back(std::chrono::duration_cast<milliseconds>(Clock::now() - begin));
-        requireSize(picture, wish);
+        requireSize(picture, request);
         oneColour = oneColour && hasOneColour(picture);
     }
     std::sort(times.begin(), times.end());
@@ -222,8 +223,8 @@ Passed checkFrame(Visit& visit) {
     if (oneColour)
         warning += std::string(warning.empty() ? "" : " ") +
                    "All frames have one colour: see whether the television shows more.";
-    return {std::to_string(FRAMES) + " frames of " + std::to_string(wish.width) + " x " +
-                std::to_string(wish.height) + " in " + std::to_string(times.front().count()) + " ms / " +
+    return {std::to_string(FRAMES) + " frames of " + std::to_string(request.width) + " x " +
+                std::to_string(request.height) + " in " + std::to_string(times.front().count()) + " ms / " +
                 std::to_string(times[FRAMES / 2].count()) + " ms / " + std::to_string(times.back().count()) +
                 " ms (least, median, most)",
             warning};
@@ -236,8 +237,8 @@ struct Delivery {
 };
 
 Passed checkCallback(Visit& visit) {
-    PictureData wish;
-    initPictureData(wish);
+    PictureData request;
+    initPictureData(request);
     Record<Delivery> deliveries;  // outlives the capture, whose stop calls the callback once more
     PictureCapture capture;
     capture.registerCallBack(
@@ -248,12 +249,13 @@ Passed checkCallback(Visit& visit) {
     start(visit, capture);
     for (int requests = 1;; ++requests) {
         const std::size_t before = deliveries.size();
-        capture.getPicture(false, &wish);
+        capture.getPicture(false, &request);
         visit.waitUntil(FRAME_LIMIT, [&] { return deliveries.size() > before; });
         const auto all = deliveries.entries();
         if (all.size() > before && all.back().value.success) {
             const auto& delivery = all.back();
-            requireSize({nullptr, delivery.value.width, delivery.value.height, wish.colorMode, 0}, wish);
+            requireSize({nullptr, delivery.value.width, delivery.value.height, request.colorMode, 0},
+                        request);
             if (delivery.thread == std::this_thread::get_id())
                 throw Failure{
                     "the callback was called on the requesting thread",
@@ -265,8 +267,8 @@ Passed checkCallback(Visit& visit) {
 }
 
 Passed checkStream(Visit& visit, milliseconds duration) {
-    PictureData wish;
-    initPictureData(wish);
+    PictureData request;
+    initPictureData(request);
     PictureCapture capture;
     start(visit, capture);
     std::vector<milliseconds> times;
@@ -275,7 +277,7 @@ Passed checkStream(Visit& visit, milliseconds duration) {
     const Clock::time_point end = Clock::now() + duration;
     while (Clock::now() < end) {
         visit.goOn();
-        PictureData picture = wish;
+        PictureData picture = request;
         const Clock::time_point begin = Clock::now();
         if (!capture.getPicture(true, &picture)) {
             ++lost;
@@ -284,7 +286,7 @@ Passed checkStream(Visit& visit, milliseconds duration) {
         }
         lostInARow = 0;
         times.push_back(std::chrono::duration_cast<milliseconds>(Clock::now() - begin));
-        requireSize(picture, wish);
+        requireSize(picture, request);
     }
     if (times.empty()) failWithoutFrame(lost);
     std::sort(times.begin(), times.end());

@@ -20,7 +20,8 @@ namespace conformance {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// An answer after IN_TIME is late. Waiting until GIVE_UP tells a late answer from a missing one.
+// An answer after IN_TIME is late. The wait goes on until GIVE_UP to distinguish a late answer from a missing
+// one.
 constexpr milliseconds IN_TIME{2000};
 constexpr milliseconds GIVE_UP{4000};
 // How long no notification must arrive for a check of silence to pass.
@@ -130,9 +131,9 @@ auto timed(const std::string& what, Call call) {
     const Clock::time_point begin = Clock::now();
     auto answer = call();
     if (const auto took = Clock::now() - begin; took > IN_TIME)
-        throw Failure{
-            what + " took " + seconds(took) + ", more than " + seconds(IN_TIME),
-            "Find what blocks this call in the platform: the service's threads stand still meanwhile."};
+        throw Failure{what + " took " + seconds(took) + ", more than " + seconds(IN_TIME),
+                      "Find what blocks this call in the platform: the service's threads are blocked until "
+                      "it returns."};
     return answer;
 }
 

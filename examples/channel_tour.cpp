@@ -41,11 +41,11 @@ struct Channel {
 class RowCollector final : public IteratorHandler {
   public:
     // All on the model's thread.
-    void onIteratorReady(int count) override { tell(m_count, count); }
+    void onIteratorReady(int count) override { store(m_count, count); }
     void onReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) override {
         std::vector<std::vector<std::string>> copies;
         for (const auto* row : rows) copies.push_back(*row);
-        tell(m_rows, copies);
+        store(m_rows, copies);
     }
     void onCommit(int) override {}
     void onTotalCount(int) override {}
@@ -60,30 +60,30 @@ class RowCollector final : public IteratorHandler {
 
   private:
     template <typename T>
-    struct News {
+    struct Answer {
         bool arrived = false;
         T value{};
     };
 
     template <typename T>
-    void tell(News<T>& news, const T& value) {
+    void store(Answer<T>& answer, const T& value) {
         const std::lock_guard lock(m_mutex);
-        news = {true, value};
+        answer = {true, value};
         m_changed.notify_all();
     }
 
     template <typename T>
-    T waitFor(News<T>& news) {
+    T waitFor(Answer<T>& answer) {
         std::unique_lock lock(m_mutex);
-        if (!m_changed.wait_for(lock, ANSWER_LIMIT, [&] { return news.arrived; }))
+        if (!m_changed.wait_for(lock, ANSWER_LIMIT, [&] { return answer.arrived; }))
             fail("the channel list does not answer");
-        return news.value;
+        return answer.value;
     }
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    News<int> m_count;
-    News<std::vector<std::vector<std::string>>> m_rows;
+    Answer<int> m_count;
+    Answer<std::vector<std::vector<std::string>>> m_rows;
 };
 
 std::vector<Channel> readChannels() {

@@ -52,11 +52,11 @@ void FrameGrabber::request() {
         m_requested = Clock::now();
         m_frame.reset();
     }
-    PictureData wish;
-    initPictureData(wish);
-    wish.width = FRAME_WIDTH;
-    wish.height = FRAME_HEIGHT;
-    m_capture.getPicture(false, &wish);
+    PictureData request;
+    initPictureData(request);
+    request.width = FRAME_WIDTH;
+    request.height = FRAME_HEIGHT;
+    m_capture.getPicture(false, &request);
 }
 
 std::optional<Frame> FrameGrabber::take(std::chrono::milliseconds limit) {

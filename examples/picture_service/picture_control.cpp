@@ -30,13 +30,13 @@ constexpr std::size_t PQ_ROLL_OFF = 1;
 void WorkerSetting::advance(SystemSetting& television, int value, Settings& inForce) {
     inForce.*m_member = value;
     follow(television, value);
-    if (m_running || !m_wish) return;
+    if (m_running || !m_requested) return;
 
-    if (*m_wish == value) {
-        m_wish.reset();
-    } else if ((television.*m_set)(*m_wish) == 0) {
-        m_target = *m_wish;
-        m_wish.reset();
+    if (*m_requested == value) {
+        m_requested.reset();
+    } else if ((television.*m_set)(*m_requested) == 0) {
+        m_target = *m_requested;
+        m_requested.reset();
         m_running = true;
         m_lastMove = m_lastAnnouncement = Clock::now();
     }
@@ -60,7 +60,7 @@ void WorkerSetting::repeatAnnouncement(SystemSetting& television) const {
 }
 
 bool WorkerSetting::atRest() const {
-    return !m_wish && (!m_running || m_value == m_target) && Clock::now() - m_lastMove > PICTURE_FOLLOWS;
+    return !m_requested && (!m_running || m_value == m_target) && Clock::now() - m_lastMove > PICTURE_FOLLOWS;
 }
 
 PictureControl::PictureControl()
@@ -92,7 +92,7 @@ bool PictureControl::open() {
 }
 
 void PictureControl::moveTo(const Settings& target) {
-    for (WorkerSetting& setting : m_workers) setting.wish(target);
+    for (WorkerSetting& setting : m_workers) setting.request(target);
     m_toWrite = target;
     m_lastWrite = {};
     advance();

@@ -28,7 +28,7 @@ class WorkerSetting {
         : m_member(member), m_get(get), m_set(set), m_announce(announce) {}
 
     // Requests a value. A later request replaces it.
-    void wish(const Settings& target) { m_wish = target.*m_member; }
+    void request(const Settings& target) { m_requested = target.*m_member; }
 
     // Reads the setting back; negative if the television did not return the value.
     int read(SystemSetting& television) const { return (television.*m_get)(); }
@@ -42,11 +42,11 @@ class WorkerSetting {
 
     // Cancels the requested change. A running worker must still end.
     void forget() {
-        m_wish.reset();
+        m_requested.reset();
         m_lastMove = Clock::now();
     }
 
-    bool changing() const { return m_running || m_wish.has_value(); }
+    bool changing() const { return m_running || m_requested.has_value(); }
     // Whether the picture shows the value, and no worker changes it.
     bool atRest() const;
     Clock::time_point lastMove() const { return m_lastMove; }
@@ -58,7 +58,7 @@ class WorkerSetting {
     Getter m_get;
     Setter m_set;
     Announcement m_announce;
-    std::optional<int> m_wish;
+    std::optional<int> m_requested;
     bool m_running = false;
     int m_target = 0;
     int m_value = -1;

@@ -27,7 +27,7 @@ class TelevisionWatch {
     std::string playing();
 
   private:
-    // The last value of a kind, which tells changes from repetitions.
+    // The last value of a kind, to recognise repeated values.
     template <typename T>
     class Last {
       public:

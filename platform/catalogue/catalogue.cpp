@@ -63,7 +63,7 @@ class Parser {
         const toml::node* const node = table.get(name);
         if (node == nullptr) m_reader.fail(table.source(), std::string("a key without '") + name + "'");
         const auto value = node->value_exact<std::string>();
-        if (!value) m_reader.fail(node->source(), std::string("'") + name + "' is no text");
+        if (!value) m_reader.fail(node->source(), std::string("'") + name + "' is not a text");
         return *value;
     }
 
@@ -150,7 +150,7 @@ std::vector<KeyDefinition> parseCatalogue(std::string_view text, const std::stri
     Parser parser(reader);
     std::vector<KeyDefinition> definitions;
     for (const toml::node& key : *keys) {
-        if (!key.is_table()) reader.fail(key.source(), "'key' is no table");
+        if (!key.is_table()) reader.fail(key.source(), "'key' is not a table");
         definitions.push_back(parser.key(*key.as_table()));
     }
     return definitions;

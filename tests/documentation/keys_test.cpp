@@ -179,32 +179,32 @@ TEST_F(TheTableOfKeys, MatchesTheCatalogueAndTheFacades) {
 
     // The callbacks are tested with available keys and subscriptions to all of them.
     for (const KeyDefinition& key : m_keys) model.offer(key.name);
-    SystemInfo told;
-    told.getAIPQSwitchAvailable();
-    told.getAIPQSwitchState();
-    told.getAIPQAvailable();
-    told.getTvStreamEncrypted();
+    SystemInfo direct;
+    direct.getAIPQSwitchAvailable();
+    direct.getAIPQSwitchState();
+    direct.getAIPQAvailable();
+    direct.getTvStreamEncrypted();
     std::string called;
-    told.registerCallBackAIPQ(
+    direct.registerCallBackAIPQ(
         [](AIPQMode, bool, void* name) { *static_cast<std::string*>(name) = "registerCallBackAIPQ"; },
         &called);
-    told.registerCallBackSourceType(
+    direct.registerCallBackSourceType(
         [](SourceType, void* name) { *static_cast<std::string*>(name) = "registerCallBackSourceType"; },
         &called);
-    told.registerCallBackPlayerState(
+    direct.registerCallBackPlayerState(
         [](PlayerState, void* name) { *static_cast<std::string*>(name) = "registerCallBackPlayerState"; },
         &called);
-    told.registerCallBackStreamEncrypted(
+    direct.registerCallBackStreamEncrypted(
         [](StreamMode, bool, void* name) {
             *static_cast<std::string*>(name) = "registerCallBackStreamEncrypted";
         },
         &called);
-    told.registerCallBackVideoInfoHDRType(
+    direct.registerCallBackVideoInfoHDRType(
         [](VideoInfoHDRType, void* name) {
             *static_cast<std::string*>(name) = "registerCallBackVideoInfoHDRType";
         },
         &called);
-    told.registerCallBackVideoGameMode(
+    direct.registerCallBackVideoGameMode(
         [](VideoGameMode, void* name) { *static_cast<std::string*>(name) = "registerCallBackVideoGameMode"; },
         &called);
     ASSERT_TRUE(model.settle());

@@ -104,7 +104,7 @@ void requestFrame(PictureCapture& capture, CaptureBlock& block, const void* atta
     picture.height = input.number<std::uint32_t>();
     picture.colorMode = static_cast<korvale::ai::ColorMode>(input.number<std::int32_t>());
     picture.option = input.number<std::int32_t>();
-    const PictureData wish = picture;
+    const PictureData request = picture;
 
     int looks = 0;
     bool ready = false;
@@ -114,9 +114,9 @@ void requestFrame(PictureCapture& capture, CaptureBlock& block, const void* atta
         if (line.find("state: ") == std::string::npos) return;
         if (looks == 0) {
             FUZZ_CHECK(block.state == video::FRAME_REQUESTED);
-            FUZZ_CHECK(block.width == wish.width && block.height == wish.height);
-            FUZZ_CHECK(block.colorMode == static_cast<std::uint32_t>(wish.colorMode));
-            FUZZ_CHECK(block.option == static_cast<std::uint32_t>(wish.option));
+            FUZZ_CHECK(block.width == request.width && block.height == request.height);
+            FUZZ_CHECK(block.colorMode == static_cast<std::uint32_t>(request.colorMode));
+            FUZZ_CHECK(block.option == static_cast<std::uint32_t>(request.option));
         }
         ++looks;
         FUZZ_CHECK(!ready);
@@ -128,7 +128,7 @@ void requestFrame(PictureCapture& capture, CaptureBlock& block, const void* atta
 
     FUZZ_CHECK(done == ready);
     FUZZ_CHECK(done || looks == LOOKS);
-    FUZZ_CHECK(picture.option == wish.option);
+    FUZZ_CHECK(picture.option == request.option);
     if (done) {
         FUZZ_CHECK(picture.data ==
                    static_cast<const std::uint8_t*>(attachment) + offsetof(CaptureBlock, pixels));
@@ -137,8 +137,9 @@ void requestFrame(PictureCapture& capture, CaptureBlock& block, const void* atta
         // All pixels can be read, even if the pipeline reports another size.
         FUZZ_CHECK(std::memcmp(picture.data, block.pixels, video::CAPTURE_PIXEL_BYTES) == 0);
     } else {
-        FUZZ_CHECK(picture.data == nullptr && picture.width == wish.width && picture.height == wish.height);
-        FUZZ_CHECK(picture.colorMode == wish.colorMode);
+        FUZZ_CHECK(picture.data == nullptr && picture.width == request.width &&
+                   picture.height == request.height);
+        FUZZ_CHECK(picture.colorMode == request.colorMode);
     }
 }
 

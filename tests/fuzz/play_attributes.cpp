@@ -39,16 +39,16 @@ Expected expectedOf(const std::vector<std::string>& attributes) {
     return {number % 2 != 0, ""};
 }
 
-struct Heard {
+struct Received {
     unsigned calls = 0;
     bool encrypted = false;
 };
 
 void onStreamEncrypted(StreamMode mode, bool encrypted, void* userData) {
     FUZZ_CHECK(mode == STREAM_MODE_TV_SERVICE);
-    Heard& heard = *static_cast<Heard*>(userData);
-    ++heard.calls;
-    heard.encrypted = encrypted;
+    Received& received = *static_cast<Received*>(userData);
+    ++received.calls;
+    received.encrypted = encrypted;
 }
 
 // Expects that `complaint` is the only error line, or that there is no error line if it is empty.
@@ -89,15 +89,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     checkComplaint(log, expected.complaint);
 
     info.getTvStreamEncrypted();  // the first read subscribes to the key
-    Heard heard;
-    info.registerCallBackStreamEncrypted(onStreamEncrypted, &heard);
+    Received received;
+    info.registerCallBackStreamEncrypted(onStreamEncrypted, &received);
     const bool changes = model.value(PLAY_ATTRIBUTES) != Value(attributes);
     log.clear();
     model.set(PLAY_ATTRIBUTES, attributes);
     FUZZ_CHECK(model.settle());
     info.registerCallBackStreamEncrypted(nullptr, nullptr);
-    FUZZ_CHECK(heard.calls == (changes && expected.encrypted ? 1U : 0U));
-    if (heard.calls > 0) FUZZ_CHECK(heard.encrypted == *expected.encrypted);
+    FUZZ_CHECK(received.calls == (changes && expected.encrypted ? 1U : 0U));
+    if (received.calls > 0) FUZZ_CHECK(received.encrypted == *expected.encrypted);
     checkComplaint(log, changes ? expected.complaint : "");
 
     log.clear();

@@ -28,11 +28,11 @@ namespace {
 TEST(ATelevisionProgram, ReportsABadCommandLineInOneLine) {
     for (const char* const name : {"", "9x", "a b", "a.b", "a/b", "embedded"})
         expectRefusal({"--name", name, "--video", "off"}, 2,
-                      "aipq-television: '" + std::string(name) + "' is no name");
+                      "aipq-television: '" + std::string(name) + "' is not a name");
     expectRefusal({"--video", "off", "--bus", "unix:path=/nowhere"}, 8,
                   "aipq-television: the bus unix:path=/nowhere: No such file or directory");
     expectRefusal({"--video", "off", "--bus", "nonsense"}, 2,
-                  "aipq-television: 'nonsense' is no address of a bus");
+                  "aipq-television: 'nonsense' is not an address of a bus");
     expectRefusal({"--video", "/no/film"}, 6, "aipq-television: the film /no/film cannot be read: ");
     expectRefusal({"--video", "off", "--catalogue", "/no/file"}, 6, "aipq-television: /no/file: ");
     const std::string bad =
@@ -228,10 +228,10 @@ TEST_F(ATelevisionOnItsBus, InvokesAnActionAndUsesTheRemoteControl) {
     EXPECT_EQ(get(HDR_TYPE, T::VALUE, "Value").output, "s \"hdr_10\"\n");
     EXPECT_THAT(busctl({"call", SERVICE, remote::OBJECT, T::TELEVISION, "SelectChannel", "s", "99"}).errors,
                 HasSubstr("there is no channel '99'"));
-    EXPECT_THAT(
-        busctl({"call", SERVICE, remote::OBJECT, T::TELEVISION, "Tell", "ssssi", "", "nonsense", "", "", "0"})
-            .errors,
-        HasSubstr("there is no notification 'nonsense'"));
+    EXPECT_THAT(busctl({"call", SERVICE, remote::OBJECT, T::TELEVISION, "Notify", "ssssi", "", "nonsense", "",
+                        "", "0"})
+                    .errors,
+                HasSubstr("there is no notification 'nonsense'"));
 }
 
 TEST_F(ATelevisionOnItsBus, LetsBusctlMonitorTheWritesOfClients) {
@@ -239,7 +239,7 @@ TEST_F(ATelevisionOnItsBus, LetsBusctlMonitorTheWritesOfClients) {
     // busctl reports when it is listening.
     ASSERT_TRUE(monitor.waitForErrors("Monitoring bus message stream"));
     ChildProcess client({CLIENT_PROGRAM}, {{"AIPQ_TV", television.name()}});
-    client.tell(std::string("set ") + BRIGHTNESS + " 77");
+    client.send(std::string("set ") + BRIGHTNESS + " 77");
     ASSERT_TRUE(client.waitForOutput("done 0"));
     EXPECT_TRUE(monitor.waitForOutput("INT32 77"));
     EXPECT_TRUE(monitor.waitForOutput("PropertiesChanged"));

@@ -170,12 +170,9 @@ TEST_F(ACapture, RejectsAnInvalidSize) {
         const char* size;
         int exitCode;
         const char* what;
-    } const rows[]{{"160", 4, " is no size"},
-                   {"160x", 4, " is no size"},
-                   {"160x90x", 4, " is no size"},
-                   {"-1x5", 4, " is no size"},
-                   {"0x5", 5, " does not fit"},
-                   {"225x224", 5, " does not fit"},
+    } const rows[]{{"160", 4, " is not a size"},         {"160x", 4, " is not a size"},
+                   {"160x90x", 4, " is not a size"},     {"-1x5", 4, " is not a size"},
+                   {"0x5", 5, " does not fit"},          {"225x224", 5, " does not fit"},
                    {"99999999999x1", 5, " does not fit"}};
     for (const auto& row : rows) {
         const Result result = runEmbedded({"capture", "--size", row.size});

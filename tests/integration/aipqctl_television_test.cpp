@@ -303,9 +303,9 @@ TEST(ThePowerCommand, PrintsEventsUntilCtrlC) {
         std::thread([printed, &television] {
             auto& applications = television.applications();
             pollfd wait{printed[0], POLLIN, 0};
-            while (poll(&wait, 1, 20) == 0) applications.tell(Lifecycle::RUNNING, "app://pq");
+            while (poll(&wait, 1, 20) == 0) applications.notify(Lifecycle::RUNNING, "app://pq");
             for (int event = 0; event <= static_cast<int>(Lifecycle::STR_RESUMING); ++event)
-                applications.tell(static_cast<Lifecycle>(event), "app://pq");
+                applications.notify(static_cast<Lifecycle>(event), "app://pq");
         }).detach();
     };
     Running power(programOn(sendEvents, {"power", "--json"}));

@@ -29,7 +29,7 @@ class A32BitLibrary : public tests::TelevisionTest {
         std::string header(5, '\0');
         program.read(header.data(), 5);
         ASSERT_TRUE(program) << PIPELINE << " is missing: build the preset release first";
-        ASSERT_EQ(header[4], 2) << PIPELINE << " is no 64-bit program";
+        ASSERT_EQ(header[4], 2) << PIPELINE << " is not a 64-bit program";
 
         setenv("PATH", (std::string(PIPELINE_FOLDER) + ":" + std::getenv("PATH")).c_str(), 1);
         ASSERT_TRUE(television.video().start()) << television.video().error();

@@ -28,12 +28,12 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using tests::ActionRecorder;
 using tests::ChildProcess;
-using tests::Heard;
 using tests::Int64;
 using tests::Integer;
 using tests::Integers;
 using tests::IteratorRecorder;
 using tests::NUMBERS;
+using tests::Received;
 using tests::Service;
 using tests::String;
 using tests::Strings;
@@ -95,8 +95,8 @@ class ATelevisionProcess : public tests::RemoteTest {
         EXPECT_EQ(access.getValue(back), 0);
         EXPECT_EQ(back, value);
         const ValueObject expected = toObject(value);
-        EXPECT_TRUE(recorder->heard.waitFor(expected.convertToStringType()));
-        EXPECT_EQ(recorder->heard.count(), 1U);
+        EXPECT_TRUE(recorder->received.waitFor(expected.convertToStringType()));
+        EXPECT_EQ(recorder->received.count(), 1U);
     }
 
     template <typename Value>
@@ -157,18 +157,18 @@ TEST_F(ATelevisionProcess, AnnouncesItsOwnChanges) {
     String access(SOURCE, recorder);
     ASSERT_EQ(access.connect(1000), 0);
     television.set(SOURCE, std::string("HDMI3"));
-    EXPECT_TRUE(recorder->heard.waitFor("HDMI3"));
+    EXPECT_TRUE(recorder->received.waitFor("HDMI3"));
     television.set(SOURCE, std::string("HDMI3"));  // no change
     EXPECT_EQ(access.disconnect(), 0);
     const auto other = std::make_shared<ValueRecorder>();
     String otherAccess(SOURCE, other);
     ASSERT_EQ(otherAccess.connect(1000), 0);
     television.set(SOURCE, std::string("HDMI4"));
-    EXPECT_TRUE(other->heard.waitFor("HDMI4"));
+    EXPECT_TRUE(other->received.waitFor("HDMI4"));
     ASSERT_EQ(access.connect(1000), 0);
     television.set(SOURCE, std::string("HDMI5"));
-    EXPECT_TRUE(recorder->heard.waitFor("HDMI5"));
-    EXPECT_THAT(recorder->heard.all(), ElementsAre("HDMI3", "HDMI5"));
+    EXPECT_TRUE(recorder->received.waitFor("HDMI5"));
+    EXPECT_THAT(recorder->received.all(), ElementsAre("HDMI3", "HDMI5"));
 }
 
 TEST_F(ATelevisionProcess, AnnouncesInTheOrderOfChanges) {
@@ -180,8 +180,8 @@ TEST_F(ATelevisionProcess, AnnouncesInTheOrderOfChanges) {
         ASSERT_EQ(access.setValue(i % 100), 0);
         expected.push_back(std::to_string(i % 100));
     }
-    EXPECT_TRUE(recorder->heard.waitFor("99", 2));
-    EXPECT_EQ(recorder->heard.all(), expected);
+    EXPECT_TRUE(recorder->received.waitFor("99", 2));
+    EXPECT_EQ(recorder->received.all(), expected);
 }
 
 TEST_F(ATelevisionProcess, KeepsTheValueIfTheNewOneIsOutOfRange) {
@@ -191,8 +191,8 @@ TEST_F(ATelevisionProcess, KeepsTheValueIfTheNewOneIsOutOfRange) {
     EXPECT_EQ(access.setValue(-1), 0);
     EXPECT_EQ(television.get<int>(BRIGHTNESS), 50);
     EXPECT_EQ(access.setValue(51), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("51"));
-    EXPECT_EQ(recorder->heard.count(), 1U);
+    EXPECT_TRUE(recorder->received.waitFor("51"));
+    EXPECT_EQ(recorder->received.count(), 1U);
     EXPECT_EQ(access.setValue(5'000'000'000LL), 6);
 }
 
@@ -226,19 +226,19 @@ TEST_F(ATelevisionProcess, AnswersAnAction) {
     ASSERT_EQ(action.connect(1000), 0);
     unsigned id = 0;
     ASSERT_EQ(action.invoke(id, {{0, 0, "tag"}, {0, 1, "8"}, {0, 3, "+1"}, {0, 5, "2"}}), 0);
-    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " [dvb://1.1051.28007,Night]"));
+    EXPECT_TRUE(recorder->received.waitFor(std::to_string(id) + " [dvb://1.1051.28007,Night]"));
     ASSERT_EQ(action.invoke(id, {{0, 1, NO_UTF8}}), 0);
-    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " failed 22"));
+    EXPECT_TRUE(recorder->received.waitFor(std::to_string(id) + " failed 22"));
     ASSERT_EQ(action.invoke(id, {}), 0);
-    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " failed 22"));
+    EXPECT_TRUE(recorder->received.waitFor(std::to_string(id) + " failed 22"));
 
     television.setFault(SWITCH_ACTION, "key.invoke_status", 17);
     EXPECT_EQ(action.invoke(id, {}), 17);
     television.setFault(SWITCH_ACTION, "key.invoke_status", 0);
     television.setFault(SWITCH_ACTION, "key.answer_before_returning", 1);
     ASSERT_EQ(action.invoke(id, {}), 0);
-    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " failed 22"));
-    EXPECT_EQ(recorder->heard.count(), 4U);
+    EXPECT_TRUE(recorder->received.waitFor(std::to_string(id) + " failed 22"));
+    EXPECT_EQ(recorder->received.count(), 4U);
 }
 
 TEST_F(ATelevisionProcess, ReadsATableByIterators) {
@@ -258,17 +258,17 @@ TEST_F(ATelevisionProcess, ReadsATableByIterators) {
     EXPECT_EQ(rows->seekToContent(1, "Night"), 0);
     EXPECT_EQ(rows->seekToContent(1, NO_UTF8), 0);
     EXPECT_EQ(rows->commit(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("commit 0"));
-    EXPECT_THAT(recorder->heard.all(), ElementsAre("ready 4", "total 4", "row 1,First", "cursor 1",
-                                                   "chunk 2,Night 3,Snow 5,Test card", "row ", "seek 2",
-                                                   "seek -1", "content 1", "content -1", "commit 0"));
+    EXPECT_TRUE(recorder->received.waitFor("commit 0"));
+    EXPECT_THAT(recorder->received.all(), ElementsAre("ready 4", "total 4", "row 1,First", "cursor 1",
+                                                      "chunk 2,Night 3,Snow 5,Test card", "row ", "seek 2",
+                                                      "seek -1", "content 1", "content -1", "commit 0"));
 
-    recorder->heard.forget();
+    recorder->received.forget();
     television.setRows(CHANNELS, {{"9", NO_UTF8.substr(2, 2), "", "", "", "", "0", ""}});
-    EXPECT_TRUE(recorder->heard.waitFor("update 0"));
+    EXPECT_TRUE(recorder->received.waitFor("update 0"));
     EXPECT_EQ(rows->seekToRow(0), 0);
     EXPECT_EQ(rows->readRow(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("row 9, z"));
+    EXPECT_TRUE(recorder->received.waitFor("row 9, z"));
     EXPECT_EQ(iterator->destroy(), 0);
     EXPECT_EQ(television.iterators(CHANNELS), 0U);
     EXPECT_NE(rows->readRow(), 0);
@@ -291,13 +291,13 @@ TEST_F(ATelevisionProcess, NotifiesAnApplicationOfItsLifecycle) {
     for (const char* const notification :
          {"running", "suspend", "suspend_ex", "resume", "resume_ex", "str_suspending", "str_suspend",
           "str_resume", "str_resuming", "destroy", "key_event"})
-        television.tell("", notification, "app://aipq", "text", 3);
-    EXPECT_TRUE(service.heard.waitFor("9"));
-    EXPECT_THAT(service.heard.all(), ElementsAre("1", "2", "3", "4", "5", "6", "7", "8", "9"));
+        television.notify("", notification, "app://aipq", "text", 3);
+    EXPECT_TRUE(service.received.waitFor("9"));
+    EXPECT_THAT(service.received.all(), ElementsAre("1", "2", "3", "4", "5", "6", "7", "8", "9"));
     television.call("Suspend");
-    EXPECT_TRUE(service.heard.waitFor("7", 2));
+    EXPECT_TRUE(service.received.waitFor("7", 2));
     television.call("Resume");
-    EXPECT_TRUE(service.heard.waitFor("4", 2));
+    EXPECT_TRUE(service.received.waitFor("4", 2));
     EXPECT_TRUE(service.state().unRegisterApp());
     EXPECT_THAT(television.applications(), IsEmpty());
 }
@@ -305,8 +305,8 @@ TEST_F(ATelevisionProcess, NotifiesAnApplicationOfItsLifecycle) {
 TEST_F(ATelevisionProcess, ReceivesTheReportsOfAnApplication) {
     using Reports = std::vector<sdbus::Struct<std::string, std::int32_t>>;
     Service service("aipq");
-    television.tell("aipq", "str_suspend");
-    EXPECT_TRUE(service.heard.waitFor("7"));
+    television.notify("aipq", "str_suspend");
+    EXPECT_TRUE(service.received.waitFor("7"));
     EXPECT_TRUE(becomes([&] {
         return television.property<Reports>("", TelevisionProcess::TELEVISION, "Reports") ==
                Reports{{"aipq", 7}, {"aipq", 8}};
@@ -316,22 +316,22 @@ TEST_F(ATelevisionProcess, ReceivesTheReportsOfAnApplication) {
 TEST_F(ATelevisionProcess, LetsAnApplicationUnregisterInItsOwnCallback) {
     struct Leaver {
         SystemState state{"leaver"};
-        Heard heard;
+        Received received;
     } leaver;
     leaver.state.registerCallBackTVPowerState(
         [](TVPowerState, void* self) {
             Leaver& it = *static_cast<Leaver*>(self);
             it.state.unRegisterApp();
-            it.heard.add("left");
+            it.received.add("left");
         },
         &leaver);
-    television.tell("leaver", "running");
-    EXPECT_TRUE(leaver.heard.waitFor("left"));
+    television.notify("leaver", "running");
+    EXPECT_TRUE(leaver.received.waitFor("left"));
     EXPECT_THAT(television.applications(), IsEmpty());
     Service next("next");
-    television.tell("", "suspend");
-    EXPECT_TRUE(next.heard.waitFor("2"));
-    EXPECT_EQ(leaver.heard.count(), 1U);
+    television.notify("", "suspend");
+    EXPECT_TRUE(next.received.waitFor("2"));
+    EXPECT_EQ(leaver.received.count(), 1U);
 }
 
 TEST_F(ATelevisionProcess, RefusesApplicationsIfAFaultIsSet) {
@@ -363,35 +363,39 @@ TEST_F(ATelevisionProcess, FollowsThePictureSettings) {
 }
 
 TEST_F(ATelevisionProcess, ProvidesTheSystemInformation) {
-    Heard heard;
+    Received received;
     SystemInfo info;
     EXPECT_EQ(info.getSourceType(), SOURCE_TYPE_TV);
     EXPECT_EQ(info.getVideoInfoHDRType(), VIDEO_INFO_HDR_TYPE_SDR);
     EXPECT_EQ(info.getPlayerState(), PLAYER_STATE_PLAYING);
     EXPECT_TRUE(info.getAIPQSwitchState());
     info.registerCallBackSourceType(
-        [](SourceType type, void* it) { static_cast<Heard*>(it)->add("source " + std::to_string(type)); },
-        &heard);
+        [](SourceType type, void* it) { static_cast<Received*>(it)->add("source " + std::to_string(type)); },
+        &received);
     info.registerCallBackVideoInfoHDRType(
-        [](VideoInfoHDRType type, void* it) { static_cast<Heard*>(it)->add("hdr " + std::to_string(type)); },
-        &heard);
+        [](VideoInfoHDRType type, void* it) {
+            static_cast<Received*>(it)->add("hdr " + std::to_string(type));
+        },
+        &received);
     info.registerCallBackPlayerState(
-        [](PlayerState state, void* it) { static_cast<Heard*>(it)->add("player " + std::to_string(state)); },
-        &heard);
+        [](PlayerState state, void* it) {
+            static_cast<Received*>(it)->add("player " + std::to_string(state));
+        },
+        &received);
     info.registerCallBackAIPQ(
         [](AIPQMode mode, bool on, void* it) {
-            static_cast<Heard*>(it)->add("aipq " + std::to_string(mode) + (on ? " on" : " off"));
+            static_cast<Received*>(it)->add("aipq " + std::to_string(mode) + (on ? " on" : " off"));
         },
-        &heard);
+        &received);
     television.set(SOURCE, std::string("HDMI2"));
-    EXPECT_TRUE(heard.waitFor("source 2"));
+    EXPECT_TRUE(received.waitFor("source 2"));
     television.call("SelectChannel", std::string("4"));
-    EXPECT_TRUE(heard.waitFor("source 1"));
-    EXPECT_TRUE(heard.waitFor("hdr 2"));
+    EXPECT_TRUE(received.waitFor("source 1"));
+    EXPECT_TRUE(received.waitFor("hdr 2"));
     television.call("SetPlaying", false);
-    EXPECT_TRUE(heard.waitFor("player 3"));
+    EXPECT_TRUE(received.waitFor("player 3"));
     television.set("dovra.sl2.i32.video.aipq.user.switch.osd", std::int32_t{0});
-    EXPECT_TRUE(heard.waitFor("aipq 2 off"));
+    EXPECT_TRUE(received.waitFor("aipq 2 off"));
 }
 
 TEST_F(ATelevisionProcess, SwitchesSourcesAndChannels) {
@@ -457,7 +461,7 @@ class SeveralClients : public ATelevisionProcess {
   protected:
     static bool perform(ChildProcess& client, const std::string& command) {
         const std::size_t before = client.output().size();
-        client.tell(command);
+        client.send(command);
         // Finds the first "done" after the earlier output.
         return becomes([&] { return client.output().find("done ", before) != std::string::npos; }) &&
                client.output().find("done 0\n", before) != std::string::npos;
@@ -478,10 +482,10 @@ TEST_F(SeveralClients, ReceiveOnlyTheirOwnNotifications) {
     ASSERT_TRUE(perform(first, std::string("set ") + CONTRAST + " 62"));
     EXPECT_TRUE(first.waitForOutput("brightness=61"));
     EXPECT_TRUE(second.waitForOutput("contrast=62"));
-    EXPECT_TRUE(recorder->heard.waitFor("61"));
+    EXPECT_TRUE(recorder->received.waitFor("61"));
     EXPECT_EQ(first.output().find("contrast"), std::string::npos);
     EXPECT_EQ(second.output().find("brightness"), std::string::npos);
-    EXPECT_EQ(recorder->heard.count(), 1U);
+    EXPECT_EQ(recorder->received.count(), 1U);
 }
 
 TEST_F(SeveralClients, ReceiveOnlyTheAnswersToTheirOwnRequests) {
@@ -493,8 +497,8 @@ TEST_F(SeveralClients, ReceiveOnlyTheAnswersToTheirOwnRequests) {
     unsigned id = 0;
     ASSERT_EQ(action.invoke(id, {}), 0);
     ASSERT_TRUE(perform(first, "previous"));
-    EXPECT_TRUE(recorder->heard.waitFor(std::to_string(id) + " failed 22"));
-    EXPECT_EQ(recorder->heard.count(), 1U);
+    EXPECT_TRUE(recorder->received.waitFor(std::to_string(id) + " failed 22"));
+    EXPECT_EQ(recorder->received.count(), 1U);
 }
 
 TEST_F(SeveralClients, AreRemovedWhenTheyAreKilled) {
@@ -508,7 +512,7 @@ TEST_F(SeveralClients, AreRemovedWhenTheyAreKilled) {
     EXPECT_THAT(television.applications(), ElementsAre("aipq", "one", "two"));
     EXPECT_EQ(television.iterators(CHANNELS), 2U);
     television.setFault(SWITCH_ACTION, "key.never_answer", 1);
-    first.tell("previous");  // in the middle of a request
+    first.send("previous");  // in the middle of a request
     ASSERT_TRUE(becomes([&] { return television.subscribers(SWITCH_ACTION) == 1U; }));
     first.signal(SIGKILL);
     EXPECT_TRUE(becomes([&] {
@@ -516,9 +520,9 @@ TEST_F(SeveralClients, AreRemovedWhenTheyAreKilled) {
                television.subscribers(SWITCH_ACTION) == 0U && television.applications().size() == 2U;
     }));
     EXPECT_THAT(television.applications(), ElementsAre("aipq", "two"));
-    television.tell("", "suspend");
+    television.notify("", "suspend");
     EXPECT_TRUE(second.waitForOutput("two 2"));
-    EXPECT_TRUE(service.heard.waitFor("2"));
+    EXPECT_TRUE(service.received.waitFor("2"));
     second.signal(SIGKILL);
     EXPECT_TRUE(becomes([&] {
         return television.subscribers(BRIGHTNESS) == 0U && television.iterators(CHANNELS) == 0U &&
@@ -532,13 +536,13 @@ TEST_F(SeveralClients, AreNotDelayedByAHangingClient) {
     ASSERT_TRUE(perform(first, std::string("follow ") + BRIGHTNESS));
     ASSERT_TRUE(perform(second, std::string("follow ") + BRIGHTNESS));
     first.signal(SIGSTOP);
-    television.tell("hanging", "suspend");
-    television.tell("aipq", "suspend");
+    television.notify("hanging", "suspend");
+    television.notify("aipq", "suspend");
     for (int i = 1; i <= 20; ++i) ASSERT_EQ(Integer(BRIGHTNESS).setValue(i), 0);
     EXPECT_TRUE(second.waitForOutput("brightness=20"));
     first.signal(SIGKILL);
     // The television does not wait for a killed client.
-    EXPECT_TRUE(service.heard.waitFor("2"));
+    EXPECT_TRUE(service.received.waitFor("2"));
 }
 
 // The television is killed
@@ -600,7 +604,7 @@ TEST_F(AKilledTelevision, RestoresClientsRegistrationsWhenItRestarts) {
     const auto rows = std::make_shared<IteratorRecorder>();
     const auto iterator = makeIterator(rows);
     ASSERT_EQ(iterator->create(), 0);
-    ASSERT_TRUE(rows->heard.waitFor("ready 4"));
+    ASSERT_TRUE(rows->received.waitFor("ready 4"));
     Service service("aipq");
     for (int life = 1; life <= 3; ++life) {
         killAndSwitchOnAgain();
@@ -608,15 +612,15 @@ TEST_F(AKilledTelevision, RestoresClientsRegistrationsWhenItRestarts) {
         EXPECT_EQ(television.iterators(CHANNELS), 1U);
         EXPECT_THAT(television.applications(), ElementsAre("aipq"));
         television.set(BRIGHTNESS, std::int32_t{life});
-        EXPECT_TRUE(recorder->heard.waitFor(std::to_string(life)));
-        EXPECT_TRUE(rows->heard.waitFor("ready 4", 1 + life));
+        EXPECT_TRUE(recorder->received.waitFor(std::to_string(life)));
+        EXPECT_TRUE(rows->received.waitFor("ready 4", 1 + life));
         EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-        EXPECT_TRUE(rows->heard.waitFor("row 1,First", life));
-        television.tell("aipq", "running");
-        EXPECT_TRUE(service.heard.waitFor("1", life));
+        EXPECT_TRUE(rows->received.waitFor("row 1,First", life));
+        television.notify("aipq", "running");
+        EXPECT_TRUE(service.received.waitFor("1", life));
     }
     // A new television starts with the value 50.
-    EXPECT_THAT(recorder->heard.all(), ElementsAre("1", "50", "2", "50", "3"));
+    EXPECT_THAT(recorder->received.all(), ElementsAre("1", "50", "2", "50", "3"));
 }
 
 TEST_F(AKilledTelevision, AnnouncesChangedValuesWhenItRestarts) {
@@ -641,29 +645,29 @@ TEST_F(AKilledTelevision, AnnouncesChangedValuesWhenItRestarts) {
     follow(numbers);
     follow(texts);
     follow(wide);
-    Heard source;
+    Received source;
     SystemInfo info;
     info.registerCallBackSourceType(
-        [](SourceType type, void* it) { static_cast<Heard*>(it)->add(std::to_string(type)); }, &source);
+        [](SourceType type, void* it) { static_cast<Received*>(it)->add(std::to_string(type)); }, &source);
     television.set(SOURCE, std::string("HDMI2"));
     ASSERT_TRUE(source.waitFor("2"));
-    ASSERT_TRUE(brightnessHeard->heard.waitFor("60"));
+    ASSERT_TRUE(brightnessHeard->received.waitFor("60"));
 
     killAndSwitchOnAgain();
     EXPECT_TRUE(source.waitFor("1"));
-    EXPECT_TRUE(brightnessHeard->heard.waitFor("50"));
+    EXPECT_TRUE(brightnessHeard->received.waitFor("50"));
     for (const auto& recorder : {numbersHeard, textsHeard, wideHeard})
-        EXPECT_TRUE(recorder->heard.waitForBeginning(""));
+        EXPECT_TRUE(recorder->received.waitForBeginning(""));
     television.set(CONTRAST, std::int32_t{51});
-    EXPECT_TRUE(contrastHeard->heard.waitFor("51"));
-    EXPECT_THAT(contrastHeard->heard.all(), ElementsAre("51")) << "it was 50 before and after";
-    EXPECT_THAT(brightnessHeard->heard.all(), ElementsAre("60", "50"));
+    EXPECT_TRUE(contrastHeard->received.waitFor("51"));
+    EXPECT_THAT(contrastHeard->received.all(), ElementsAre("51")) << "it was 50 before and after";
+    EXPECT_THAT(brightnessHeard->received.all(), ElementsAre("60", "50"));
 }
 
 TEST_F(AKilledTelevision, DoesNotAnnounceAKeyThatItsSuccessorLacks) {
     struct Follower : lomodelapi::Observer {
-        void notifyAvailability(bool available) override { heard.add(available ? "back" : "away"); }
-        Heard heard;
+        void notifyAvailability(bool available) override { received.add(available ? "back" : "away"); }
+        Received received;
     };
     Follower lost;
     Follower kept;
@@ -674,11 +678,11 @@ TEST_F(AKilledTelevision, DoesNotAnnounceAKeyThatItsSuccessorLacks) {
     ASSERT_EQ(root->connectValue(TEXT, &lost, lostValue), 0);
     ASSERT_EQ(root->connectValue(BRIGHTNESS, &kept, keptValue), 0);
     television.kill();
-    ASSERT_TRUE(lost.heard.waitFor("away"));
+    ASSERT_TRUE(lost.received.waitFor("away"));
     TelevisionProcess next(television.name());
     ASSERT_TRUE(next.start());
-    EXPECT_TRUE(kept.heard.waitFor("back"));
-    EXPECT_THAT(lost.heard.all(), ElementsAre("away"));
+    EXPECT_TRUE(kept.received.waitFor("back"));
+    EXPECT_THAT(lost.received.all(), ElementsAre("away"));
     root->disconnectValue(TEXT, &lost, lostValue);
     root->disconnectValue(BRIGHTNESS, &kept, keptValue);
     EXPECT_EQ(next.stop(), 0);
@@ -737,7 +741,7 @@ TEST_F(AKilledTelevision, AcceptsANewSettingAfterAnUnfinishedOne) {
     SystemSetting setting;
     EXPECT_EQ(setting.setVideoBrightness(100), 0);
     ASSERT_TRUE(becomes([&] {
-        if (recorder->heard.waitFor("56", 1, 1s)) return true;
+        if (recorder->received.waitFor("56", 1, 1s)) return true;
         announceAgain(BRIGHTNESS);
         return false;
     }));
@@ -774,23 +778,23 @@ TEST_F(AKilledTelevision, LetsConnectWaitUntilItRestarts) {
 TEST_F(AKilledTelevision, MayDieDuringTheNotificationOfAnApplication) {
     struct Slow {
         SystemState state{"slow"};
-        Heard heard;
+        Received received;
         std::promise<void> mayReturn;
     } slow;
     slow.state.registerCallBackTVPowerState(
         [](TVPowerState state, void* self) {
             Slow& it = *static_cast<Slow*>(self);
-            it.heard.add(std::to_string(state));
+            it.received.add(std::to_string(state));
             if (state == TV_POWER_STATE_SUSPEND) it.mayReturn.get_future().wait();
         },
         &slow);
-    television.tell("slow", "suspend");
-    ASSERT_TRUE(slow.heard.waitFor("2"));
+    television.notify("slow", "suspend");
+    ASSERT_TRUE(slow.received.waitFor("2"));
     television.kill();
     slow.mayReturn.set_value();
     switchOn();
-    television.tell("slow", "resume");
-    EXPECT_TRUE(slow.heard.waitFor("4"));
+    television.notify("slow", "resume");
+    EXPECT_TRUE(slow.received.waitFor("4"));
 }
 
 TEST_F(AKilledTelevision, LetsItsClientsUnsubscribe) {
@@ -814,7 +818,7 @@ TEST_F(AKilledTelevision, LetsItsClientsUnsubscribe) {
     EXPECT_THAT(television.applications(), IsEmpty());
     EXPECT_EQ(contrast.connect(1000), 0);
     television.set(CONTRAST, std::int32_t{9});
-    EXPECT_TRUE(recorder->heard.waitFor("9"));
+    EXPECT_TRUE(recorder->received.waitFor("9"));
 }
 
 // Runs operations of every kind on several threads until it is destroyed.
@@ -887,14 +891,14 @@ TEST_F(AKilledTelevision, LeavesItsClientsRunningAfterManyDeaths) {
     }
     ASSERT_TRUE(isFound());
     television.set(CONTRAST, std::int32_t{99});
-    EXPECT_TRUE(recorder->heard.waitFor("99"));
-    television.tell("aipq", "suspend");
-    EXPECT_TRUE(service.heard.waitFor("2"));
+    EXPECT_TRUE(recorder->received.waitFor("99"));
+    television.notify("aipq", "suspend");
+    EXPECT_TRUE(service.received.waitFor("2"));
     EXPECT_TRUE(sourceSwitch.setChannelNext());
     const auto rows = std::make_shared<IteratorRecorder>();
     const auto iterator = makeIterator(rows);
     ASSERT_EQ(iterator->create(), 0);
-    EXPECT_TRUE(rows->heard.waitForBeginning("ready"));
+    EXPECT_TRUE(rows->received.waitForBeginning("ready"));
     // The subscriptions, iterators and applications of Traffic are released.
     EXPECT_TRUE(becomes([&] {
         return television.subscribers(BRIGHTNESS) == 0 && television.subscribers(SOURCE) == 0 &&
@@ -927,8 +931,8 @@ TEST_F(AProgramThatIsStartedFirst, FailsUntilTheTelevisionStarts) {
     EXPECT_EQ(info.getSourceType(), SOURCE_TYPE_TV);
     EXPECT_TRUE(sourceSwitch.setChannelNext());
     Service service("aipq");
-    television.tell("", "running");
-    EXPECT_TRUE(service.heard.waitFor("1"));
+    television.notify("", "running");
+    EXPECT_TRUE(service.received.waitFor("1"));
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ read -r line
             << run.output() << run.errors();
         EXPECT_THAT(run.output(), HasSubstr(": 224 x 224"));
     }
-    for (const auto& run : runs) run->tell("end");
+    for (const auto& run : runs) run->send("end");
     for (const auto& run : runs) EXPECT_EQ(run->wait(LIMIT), 0);
     EXPECT_THAT(tests::runFolders(), IsEmpty());
 }

@@ -141,7 +141,7 @@ TEST_F(ACommandWithItsOwnTelevision, CapturesFramesBesideOtherRuns) {
         run({"--video", "scenes"}, shell("aipqctl get brightness; aipqctl capture -o " + frame));
     EXPECT_THAT(second.output, MatchesRegex("50\n.*: 224 x 224, [0-9]+ ms\n")) << second.errors;
     EXPECT_EQ(second.exitCode, 0);
-    first.tell("go on");
+    first.send("go on");
     EXPECT_EQ(first.wait(), 0);
     EXPECT_THAT(first.output(), HasSubstr("\n70\n"));
     EXPECT_EQ(first.errors(), "");
@@ -152,7 +152,7 @@ TEST_F(ACommandWithItsOwnTelevision, KeepsArgumentsStreamsAndDescriptors) {
                                                    "read -r line; printf '<%s>' \"$line\" \"$@\"; pwd;"
                                                    "ls /proc/self/fd | wc -w; echo said >&2",
                                                    "sh", "[a,b]", "", "--", "--video", "%%", "*"}));
-    echo.tell("a line");
+    echo.send("a line");
     EXPECT_EQ(echo.wait(), 0);
     ChildProcess plain({"sh", "-c", "ls /proc/self/fd | wc -w"});
     EXPECT_EQ(plain.wait(), 0);
@@ -208,7 +208,7 @@ TEST_F(ACommandWithItsOwnTelevision, ExitsWith1IfOnlyTheScenarioFails) {
         ChildProcess process(
             tests::runWords({"--scenario", scenario}, {"sh", "-c", std::string("read -r line; ") + end}));
         EXPECT_TRUE(process.waitForErrors(line)) << process.errors();
-        process.tell("end");
+        process.send("end");
         EXPECT_EQ(process.wait(), exitCode);
         EXPECT_EQ(process.errors(), line);
     }
@@ -247,7 +247,7 @@ TEST_F(ACommandWithItsOwnTelevision, FailsIfTheLogCannotBeWritten) {
         EXPECT_TRUE(process.waitForOutput("up\n")) << process.errors();
         // From now on, writing to the log fails.
         ::close(reader);
-        process.tell("go on");
+        process.send("go on");
         EXPECT_EQ(process.wait(), exitCode);
         EXPECT_EQ(process.errors(),
                   "aipq-television: the log " + log + " is incomplete: it could not be written\n");

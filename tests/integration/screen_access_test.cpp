@@ -168,30 +168,30 @@ TEST_F(TheScreen, AcceptsOnlyHostNamesOfThisMachine) {
 }
 
 TEST_F(TheScreen, AcceptsChangesOnlyFromItsOwnPage) {
-    const std::string wish = json{{"key", BRIGHTNESS}, {"value", 60}}.dump();
+    const std::string body = json{{"key", BRIGHTNESS}, {"value", 60}}.dump();
     for (const char* const path : CHANGES)
         EXPECT_EQ(post(path, "{}", {{"Origin", "http://127.0.0.1:1"}}).status, 403) << path;
     const std::string own = "127.0.0.1:" + std::to_string(screen.port());
     for (const std::string origin :
          {"http://example.org", "null", "http://127.0.0.1:1", "https://127.0.0.1", "http://localhost"}) {
-        const Answer answer = post("/value", wish, {{"Origin", origin}});
+        const Answer answer = post("/value", body, {{"Origin", origin}});
         EXPECT_EQ(answer.status, 403) << origin;
         EXPECT_EQ(answer.error(), "only the television's own page may change it");
     }
     for (const char* const type : {"text/plain", "application/x-www-form-urlencoded", "application/jsonx"})
-        EXPECT_EQ(post("/value", wish, {}, type).status, 415) << type;
+        EXPECT_EQ(post("/value", body, {}, type).status, 415) << type;
     EXPECT_EQ(get("/value?key=" + std::string(BRIGHTNESS) + "&value=60").status, 404);
     EXPECT_EQ(model.value(BRIGHTNESS), Value(50));
-    EXPECT_EQ(post("/value", wish, {{"Origin", "http://" + own}}, "application/json; charset=utf-8").status,
+    EXPECT_EQ(post("/value", body, {{"Origin", "http://" + own}}, "application/json; charset=utf-8").status,
               200);
     EXPECT_EQ(model.value(BRIGHTNESS), Value(60));
 }
 
 TEST_F(TheScreen, DoesNotParseARefusedBodyAsARequest) {
-    const std::string wish = json{{"key", BRIGHTNESS}, {"value", 60}}.dump();
+    const std::string body = json{{"key", BRIGHTNESS}, {"value", 60}}.dump();
     const std::string smuggled =
         "POST /value HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/json\r\n" +
-        ("Content-Length: " + std::to_string(wish.size())) + "\r\n\r\n" + wish;
+        ("Content-Length: " + std::to_string(body.size())) + "\r\n\r\n" + body;
     for (const char* const path : {"/value", "/nothing", "/state"}) {
         EXPECT_THAT(post(path, smuggled, {{"Origin", "http://example.org"}}, "text/plain").status,
                     AnyOf(403, 404));

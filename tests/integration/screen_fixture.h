@@ -157,7 +157,7 @@ class TheScreen : public TelevisionTest {
         return answerOf(client.Post(path, headers, body, type));
     }
 
-    Answer post(const std::string& path, const json& wish) { return post(path, wish.dump()); }
+    Answer post(const std::string& path, const json& body) { return post(path, body.dump()); }
 
     Answer setValue(const std::string& key, const json& value) {
         return post("/value", {{"key", key}, {"value", value}});

@@ -203,9 +203,9 @@ TEST_F(TheScreen, SetsFaultsAndClearsThem) {
 }
 
 TEST_F(TheScreen, RejectsUnknownFaults) {
-    const auto status = [&](const json& wish) {
-        const Answer answer = post("/fault", wish);
-        EXPECT_NE(answer.error(), "") << wish;
+    const auto status = [&](const json& body) {
+        const Answer answer = post("/fault", body);
+        EXPECT_NE(answer.error(), "") << body;
         return answer.status;
     };
     EXPECT_EQ(status({{"fault", "key.none"}, {"key", BRIGHTNESS}, {"value", 1}}), 404);
@@ -257,8 +257,8 @@ TEST_F(TheScreen, ReportsADeadPipelineAndItsRestart) {
     startVideo();
     EventReader reader(screen, lastNumber());
     const auto says = [&reader](const std::string& line) {
-        return reader.waitFor("log", [line](const json& news) {
-            return news.at("kind") == "video" && news.at("text") == line;
+        return reader.waitFor("log", [line](const json& message) {
+            return message.at("kind") == "video" && message.at("text") == line;
         });
     };
     const auto lacksPicture = [](const std::string& reason) {

@@ -56,10 +56,10 @@ def build_and_install(args, options):
     (adapter / "adapter.cpp").write_text("namespace {}\n")
 
     trace = args.build / "trace.json"
-    told = run("cmake", "-S", args.project, "-B", build, "-G", "Ninja", "-DCMAKE_INSTALL_PREFIX=/usr",
+    output = run("cmake", "-S", args.project, "-B", build, "-G", "Ninja", "-DCMAKE_INSTALL_PREFIX=/usr",
                "-DCMAKE_INSTALL_LIBDIR=lib", "-DCMAKE_CXX_COMPILER_LAUNCHER=ccache", "--trace-expand",
                "--trace-format=json-v1", f"--trace-redirect={trace}", *options)
-    unused = re.findall(r"^    (\w+)$", told.partition("not used by the project:")[2], re.M)
+    unused = re.findall(r"^    (\w+)$", output.partition("not used by the project:")[2], re.M)
     if unused:
         sys.exit(f"EXTRA_OECMAKE: options that the project does not know: {unused}")
     looked_for = set()

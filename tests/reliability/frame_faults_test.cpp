@@ -9,7 +9,7 @@
 #include "capture_test.h"
 #include "eventually.h"
 #include "forked_pipeline.h"
-#include "heard.h"
+#include "received.h"
 #include "system_faults.h"
 #include "without_rights.h"
 
@@ -18,8 +18,8 @@ using korvale::ai::PictureData;
 using tests::CAPTURE_REQUEST;
 using tests::fillFrame;
 using tests::ForkedPipeline;
-using tests::Heard;
 using tests::Peer;
+using tests::Received;
 using video::CaptureBlock;
 
 namespace {
@@ -244,23 +244,23 @@ TEST_F(TheQueue, DropsAMessageThatIsNoRequest) {
 class TheThreadCreation : public FrameFaultTest {};
 
 TEST_F(TheThreadCreation, ThatFailsForTheCheckingThreadStopsCallbacks) {
-    Heard heard;
+    Received received;
     capture.registerCallBack(
         [](bool success, PictureData*, void* target) {
-            static_cast<Heard*>(target)->add(success ? "a frame" : "none");
+            static_cast<Received*>(target)->add(success ? "a frame" : "none");
         },
-        &heard);
+        &received);
     television.threads().fail(1, 1);
     start();
     const ForkedPipeline pipeline(answer);
     request(&picture);
     EXPECT_TRUE(capture.picutreCaptureFinished(&picture));
-    EXPECT_EQ(heard.count(), 0U);
+    EXPECT_EQ(received.count(), 0U);
     restart();
     awaitSleep("create thread check caputre.\n");
     request(&picture);
-    EXPECT_TRUE(heard.waitFor("a frame"));
-    capture.stop();  // calls the callback once more, while `heard` still exists
+    EXPECT_TRUE(received.waitFor("a frame"));
+    capture.stop();  // calls the callback once more, while `received` still exists
 }
 
 }  // namespace

@@ -27,9 +27,9 @@ using simulated::Lifecycle;
 using simulated::Order;
 using testing::ElementsAre;
 using tests::eventually;
-using tests::Heard;
 using tests::Integer;
 using tests::IteratorRecorder;
+using tests::Received;
 using tests::Service;
 using tests::String;
 using tests::ValueRecorder;
@@ -120,11 +120,11 @@ TEST_F(TheRead, MayOvertakeTheNotificationOfItsValue) {
     model.holdNotifications();
     model.set(BRIGHTNESS, 60);
     EXPECT_EQ(read(access), 60);
-    EXPECT_EQ(recorder->heard.count(), 0U);
+    EXPECT_EQ(recorder->received.count(), 0U);
     model.releaseNotifications();
-    EXPECT_TRUE(recorder->heard.waitFor("60"));
+    EXPECT_TRUE(recorder->received.waitFor("60"));
     model.set(BRIGHTNESS, 61);
-    EXPECT_TRUE(recorder->heard.waitFor("61"));
+    EXPECT_TRUE(recorder->received.waitFor("61"));
     EXPECT_EQ(read(access), 61);
 }
 
@@ -139,10 +139,10 @@ TEST_F(TheWrite, Returns0EvenIfTheTelevisionRefusesIt) {
     EXPECT_EQ(access.setValue(60), 0);
     EXPECT_EQ(read(access), 50);
     EXPECT_TRUE(model.settle());
-    EXPECT_EQ(recorder->heard.count(), 0U);
+    EXPECT_EQ(recorder->received.count(), 0U);
     clearFaults(BRIGHTNESS);
     EXPECT_EQ(access.setValue(60), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("60"));
+    EXPECT_TRUE(recorder->received.waitFor("60"));
 }
 
 TEST_F(TheWrite, TakesEffectAfterADelay) {
@@ -166,9 +166,9 @@ TEST_F(TheWrite, ChangesNothingOutsideTheRangeOfTheKey) {
     EXPECT_EQ(access.setValue(11), 0);
     EXPECT_EQ(read(access), 5);
     EXPECT_TRUE(model.settle());
-    EXPECT_EQ(recorder->heard.count(), 0U);
+    EXPECT_EQ(recorder->received.count(), 0U);
     EXPECT_EQ(access.setValue(10), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("10"));
+    EXPECT_TRUE(recorder->received.waitFor("10"));
 }
 
 // Notifications
@@ -184,10 +184,10 @@ class BusyHandler final : public ValueHandler {
     void onNewValue(const ValueObject& value) override {
         entered.add("entered");
         gate.pass();
-        heard.add(value.convertToStringType());
+        received.add(value.convertToStringType());
     }
-    Heard entered;
-    Heard heard;
+    Received entered;
+    Received received;
     Gate gate;
 };
 
@@ -197,10 +197,10 @@ TEST_F(TheNotification, ThatIsLostDoesNotCallTheHandler) {
     setFault(BRIGHTNESS, &KeyFaults::dropNotifications, 1U);
     model.set(BRIGHTNESS, 60);
     EXPECT_TRUE(model.settle());
-    EXPECT_EQ(recorder->heard.count(), 0U);
+    EXPECT_EQ(recorder->received.count(), 0U);
     EXPECT_EQ(read(access), 60);
     model.set(BRIGHTNESS, 61);
-    EXPECT_TRUE(recorder->heard.waitFor("61"));
+    EXPECT_TRUE(recorder->received.waitFor("61"));
 }
 
 TEST_F(TheNotification, ThatIsRepeatedCallsTheHandlerTwice) {
@@ -208,11 +208,11 @@ TEST_F(TheNotification, ThatIsRepeatedCallsTheHandlerTwice) {
     ASSERT_EQ(access.connect(0), 0);
     setFault(BRIGHTNESS, &KeyFaults::repeatNotifications, 1U);
     model.set(BRIGHTNESS, 60);
-    EXPECT_TRUE(recorder->heard.waitFor("60", 2));
+    EXPECT_TRUE(recorder->received.waitFor("60", 2));
     clearFaults(BRIGHTNESS);
     model.set(BRIGHTNESS, 61);
     EXPECT_TRUE(model.settle());
-    EXPECT_THAT(recorder->heard.all(), ElementsAre("60", "60", "61"));
+    EXPECT_THAT(recorder->received.all(), ElementsAre("60", "60", "61"));
 }
 
 TEST_F(TheNotification, CallsTheHandlerInTheOrderOfArrival) {
@@ -222,10 +222,10 @@ TEST_F(TheNotification, CallsTheHandlerInTheOrderOfArrival) {
     for (const int value : {60, 61, 62}) model.set(BRIGHTNESS, value);
     model.releaseNotifications(Order::REVERSED);
     EXPECT_TRUE(model.settle());
-    EXPECT_THAT(recorder->heard.all(), ElementsAre("62", "61", "60"));
+    EXPECT_THAT(recorder->received.all(), ElementsAre("62", "61", "60"));
     EXPECT_EQ(read(access), 62);
     model.set(BRIGHTNESS, 63);
-    EXPECT_TRUE(recorder->heard.waitFor("63"));
+    EXPECT_TRUE(recorder->received.waitFor("63"));
 }
 
 TEST_F(TheNotification, OfAnotherTypeCountsAs0) {
@@ -246,9 +246,9 @@ TEST_F(TheNotification, OfAnotherTypeCountsAs0) {
     EXPECT_EQ(last->number, 0);
 
     SystemInfo info;
-    Heard sources;
+    Received sources;
     info.registerCallBackSourceType(
-        [](SourceType type, void* heard) { static_cast<Heard*>(heard)->add(std::to_string(type)); },
+        [](SourceType type, void* received) { static_cast<Received*>(received)->add(std::to_string(type)); },
         &sources);
     info.onSourceTypeChanged(ValueObject(1));
     EXPECT_THAT(sources.all(), ElementsAre("0"));
@@ -273,18 +273,18 @@ TEST_F(TheNotification, ThatArrivesDuringACallbackIsNotLost) {
     }
     EXPECT_TRUE(handler->entered.waitFor("entered"));
     handler->gate.open();
-    EXPECT_TRUE(handler->heard.waitFor(std::to_string(changes)));
-    EXPECT_EQ(handler->heard.all(), expected);
+    EXPECT_TRUE(handler->received.waitFor(std::to_string(changes)));
+    EXPECT_EQ(handler->received.all(), expected);
     model.set("test.busy", -1);
-    EXPECT_TRUE(handler->heard.waitFor("-1"));
+    EXPECT_TRUE(handler->received.waitFor("-1"));
 }
 
 TEST_F(TheNotification, WithoutTheEncryptionFlagCallsNoCallback) {
     SystemInfo info;
-    Heard encrypted;
+    Received encrypted;
     info.registerCallBackStreamEncrypted(
-        [](StreamMode mode, bool on, void* heard) {
-            static_cast<Heard*>(heard)->add(std::to_string(mode) + (on ? " on" : " off"));
+        [](StreamMode mode, bool on, void* received) {
+            static_cast<Received*>(received)->add(std::to_string(mode) + (on ? " on" : " off"));
         },
         &encrypted);
     info.getTvStreamEncrypted();  // subscribes to the attributes
@@ -319,8 +319,8 @@ class OnATable : public FaultTest {
                                                          std::vector<TableSelection>(), columns,
                                                          std::vector<TableOrder>());
         EXPECT_EQ(iterator->create(), 0);
-        EXPECT_TRUE(recorder->heard.waitForBeginning("ready"));
-        recorder->heard.forget();
+        EXPECT_TRUE(recorder->received.waitForBeginning("ready"));
+        recorder->received.forget();
         return iterator;
     }
 
@@ -344,11 +344,11 @@ TEST_F(TheTable, NotifiesTwiceOfARepeatedUpdate) {
     const auto updates = [this] { return log.countEnter("table_access.cpp", "notifyUpdate"); };
     setFault(CHANNELS, &KeyFaults::repeatNotifications, 1U);
     model.setRows(CHANNELS, {{"1", "One"}});
-    EXPECT_TRUE(recorder->heard.waitFor("update 0", 2));
+    EXPECT_TRUE(recorder->received.waitFor("update 0", 2));
     EXPECT_EQ(updates(), 2U);
     clearFaults(CHANNELS);
     model.setRows(CHANNELS, {{"1", "One"}, {"2", "Two"}});
-    EXPECT_TRUE(recorder->heard.waitFor("update 0", 3));
+    EXPECT_TRUE(recorder->received.waitFor("update 0", 3));
     EXPECT_EQ(updates(), 3U);
 }
 
@@ -356,19 +356,19 @@ TEST_F(TheTable, MayHave5000Rows) {
     const auto iterator = open();
     model.setRows(CHANNELS, simulated::Rows(5000, {"1", "One"}));
     EXPECT_EQ(iterator->getIterator()->requestTotalCount(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("total 5000"));
+    EXPECT_TRUE(recorder->received.waitFor("total 5000"));
     model.setRows(CHANNELS, {{"1", "One"}});
     EXPECT_EQ(iterator->getIterator()->requestTotalCount(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("total 1"));
+    EXPECT_TRUE(recorder->received.waitFor("total 1"));
 }
 
 TEST_F(TheTable, FillsMissingColumnsWithEmptyTexts) {
     const auto iterator = open();
     model.setRows(CHANNELS, {{"1"}, {"2", "Two"}});
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("row 1,"));
+    EXPECT_TRUE(recorder->received.waitFor("row 1,"));
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("row 2,Two"));
+    EXPECT_TRUE(recorder->received.waitFor("row 2,Two"));
 }
 
 class TheIterator : public OnATable {};
@@ -378,11 +378,11 @@ TEST_F(TheIterator, AnswersAfterTheRequestHasReturned) {
     setFault<std::chrono::milliseconds>(CHANNELS, &KeyFaults::notificationDelay, DELAY);
     const auto start = Clock::now();
     EXPECT_EQ(iterator->getIterator()->requestTotalCount(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("total 5"));
+    EXPECT_TRUE(recorder->received.waitFor("total 5"));
     EXPECT_GE(Clock::now() - start, DELAY);
     clearFaults(CHANNELS);
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("row 1,First"));
+    EXPECT_TRUE(recorder->received.waitFor("row 1,First"));
 }
 
 TEST_F(TheIterator, AnswersTheRequestAfterALostOne) {
@@ -390,19 +390,19 @@ TEST_F(TheIterator, AnswersTheRequestAfterALostOne) {
     setFault(CHANNELS, &KeyFaults::dropNotifications, 1U);
     EXPECT_EQ(iterator->getIterator()->requestTotalCount(), 0);
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("row 1,First"));
-    EXPECT_EQ(recorder->heard.count(), 1U);
+    EXPECT_TRUE(recorder->received.waitFor("row 1,First"));
+    EXPECT_EQ(recorder->received.count(), 1U);
 }
 
 TEST_F(TheIterator, PassesARepeatedAnswerTwice) {
     const auto iterator = open();
     setFault(CHANNELS, &KeyFaults::repeatNotifications, 1U);
     EXPECT_EQ(iterator->getIterator()->requestTotalCount(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("total 5", 2));
+    EXPECT_TRUE(recorder->received.waitFor("total 5", 2));
     clearFaults(CHANNELS);
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
     EXPECT_TRUE(model.settle());
-    EXPECT_THAT(recorder->heard.all(), ElementsAre("total 5", "total 5", "row 1,First"));
+    EXPECT_THAT(recorder->received.all(), ElementsAre("total 5", "total 5", "row 1,First"));
 }
 
 TEST_F(TheIterator, PassesAnswersInTheOrderOfArrival) {
@@ -413,23 +413,23 @@ TEST_F(TheIterator, PassesAnswersInTheOrderOfArrival) {
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
     model.releaseNotifications(Order::REVERSED);
     EXPECT_TRUE(model.settle());
-    EXPECT_THAT(recorder->heard.all(), ElementsAre("row 2,Night", "seek 1", "total 5"));
+    EXPECT_THAT(recorder->received.all(), ElementsAre("row 2,Night", "seek 1", "total 5"));
     EXPECT_EQ(iterator->getIterator()->requestCursorPosition(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("cursor 2"));
+    EXPECT_TRUE(recorder->received.waitFor("cursor 2"));
 }
 
 TEST_F(TheIterator, ReadsMissingColumnsAsEmptyTexts) {
     {
         const auto iterator = open({0, 99, -1});
         EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-        EXPECT_TRUE(recorder->heard.waitFor("row 1,,"));
+        EXPECT_TRUE(recorder->received.waitFor("row 1,,"));
         EXPECT_EQ(iterator->getIterator()->seekToRow(99), 0);
-        EXPECT_TRUE(recorder->heard.waitFor("seek -1"));
+        EXPECT_TRUE(recorder->received.waitFor("seek -1"));
     }
-    recorder->heard.forget();
+    recorder->received.forget();
     const auto iterator = open();
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-    EXPECT_TRUE(recorder->heard.waitFor("row 1,First"));
+    EXPECT_TRUE(recorder->received.waitFor("row 1,First"));
 }
 
 // The application manager
@@ -442,43 +442,43 @@ class TheApplicationManager : public FaultTest {
 TEST_F(TheApplicationManager, NotifiesAfterTheCallbackOfAnotherService) {
     struct Slow {
         Gate gate;
-        Heard heard;
+        Received received;
         SystemState state{"a slow one"};
     } slow;
     slow.state.registerCallBackTVPowerState(
         [](TVPowerState, void* self) {
-            static_cast<Slow*>(self)->heard.add("entered");
+            static_cast<Slow*>(self)->received.add("entered");
             static_cast<Slow*>(self)->gate.pass();
         },
         &slow);
     Service service("behind it");
-    manager.tell(Lifecycle::SUSPEND, "url");
-    EXPECT_TRUE(slow.heard.waitFor("entered"));
-    EXPECT_EQ(service.heard.count(), 0U);
+    manager.notify(Lifecycle::SUSPEND, "url");
+    EXPECT_TRUE(slow.received.waitFor("entered"));
+    EXPECT_EQ(service.received.count(), 0U);
     slow.gate.open();
-    EXPECT_TRUE(service.heard.waitFor("2"));
-    manager.tell(Lifecycle::RESUME, "url");
-    EXPECT_TRUE(service.heard.waitFor("4"));
+    EXPECT_TRUE(service.received.waitFor("2"));
+    manager.notify(Lifecycle::RESUME, "url");
+    EXPECT_TRUE(service.received.waitFor("4"));
 }
 
 TEST_F(TheApplicationManager, PassesARepeatedNotificationTwice) {
     Service service("twice");
-    for (int i = 0; i < 2; ++i) manager.tell(Lifecycle::STR_SUSPEND, "url");
-    EXPECT_TRUE(service.heard.waitFor("7", 2));
+    for (int i = 0; i < 2; ++i) manager.notify(Lifecycle::STR_SUSPEND, "url");
+    EXPECT_TRUE(service.received.waitFor("7", 2));
     EXPECT_TRUE(manager.settle());
     EXPECT_EQ(manager.reports().size(), 4U);
-    manager.tell(Lifecycle::STR_RESUME, "url");
-    EXPECT_TRUE(service.heard.waitFor("8"));
+    manager.notify(Lifecycle::STR_RESUME, "url");
+    EXPECT_TRUE(service.received.waitFor("8"));
 }
 
 TEST_F(TheApplicationManager, PassesNotificationsInTheOrderOfArrival) {
     Service service("backwards");
-    manager.tell(Lifecycle::RESUME, "url");
-    manager.tell(Lifecycle::SUSPEND, "url");
+    manager.notify(Lifecycle::RESUME, "url");
+    manager.notify(Lifecycle::SUSPEND, "url");
     EXPECT_TRUE(manager.settle());
-    EXPECT_THAT(service.heard.all(), ElementsAre("4", "2"));
-    manager.tell(Lifecycle::RESUME, "url");
-    EXPECT_TRUE(service.heard.waitFor("4", 2));
+    EXPECT_THAT(service.received.all(), ElementsAre("4", "2"));
+    manager.notify(Lifecycle::RESUME, "url");
+    EXPECT_TRUE(service.received.waitFor("4", 2));
 }
 
 // Thread creation
@@ -531,7 +531,7 @@ TEST_F(TheDebugOutput, PrintsNothingIfNoLevelIsOn) {
 
 TEST_F(TheDebugOutput, DelaysTheThreadThatLogs) {
     Gate gate;
-    Heard entered;
+    Received entered;
     television.debugOutput().setSink([&](unsigned, const std::string& line) {
         if (line.find("Failed 9") == std::string::npos) return;
         entered.add("entered");

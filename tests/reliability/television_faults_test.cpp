@@ -45,7 +45,7 @@ class DeathTest : public tests::RemoteTest {
             CHANNELS, rows, lomodelapi::IteratorType{1, 3}, std::vector<lomodelapi::TableSelection>(),
             std::vector<int>{0, 1}, std::vector<lomodelapi::TableOrder>());
         EXPECT_EQ(iterator->create(), 0);
-        EXPECT_TRUE(rows->heard.waitForBeginning("ready"));
+        EXPECT_TRUE(rows->received.waitForBeginning("ready"));
         return iterator;
     }
 
@@ -135,9 +135,9 @@ TEST_F(TheNotification, ArrivesAgainAfterARestartOfTheTelevision) {
     killTelevision();
     switchOn();
     EXPECT_EQ(television.subscribers(BRIGHTNESS), 1U);
-    EXPECT_EQ(recorder->heard.count(), 0U);
+    EXPECT_EQ(recorder->received.count(), 0U);
     television.set(BRIGHTNESS, std::int32_t{60});
-    EXPECT_TRUE(recorder->heard.waitFor("60"));
+    EXPECT_TRUE(recorder->received.waitFor("60"));
 }
 
 TEST_F(TheAction, ReturnsFalseAfterTheTelevisionIsKilled) {
@@ -159,19 +159,19 @@ TEST_F(TheTable, CannotBeOpenedUntilTheTelevisionIsRestarted) {
     EXPECT_EQ(iterator.create(), 4);
     switchOn();
     EXPECT_EQ(iterator.create(), 0);
-    EXPECT_TRUE(rows->heard.waitForBeginning("ready"));
+    EXPECT_TRUE(rows->received.waitForBeginning("ready"));
 }
 
 TEST_F(TheIterator, IsRestoredWithTheTelevision) {
     const auto iterator = open();
     killTelevision();
-    rows->heard.forget();
+    rows->received.forget();
     EXPECT_NE(iterator->getIterator()->readRow(), 0);
-    EXPECT_EQ(rows->heard.count(), 0U);
+    EXPECT_EQ(rows->received.count(), 0U);
     switchOn();
-    EXPECT_TRUE(rows->heard.waitForBeginning("ready"));
+    EXPECT_TRUE(rows->received.waitForBeginning("ready"));
     EXPECT_EQ(iterator->getIterator()->readRow(), 0);
-    EXPECT_TRUE(rows->heard.waitFor("row 1,First"));
+    EXPECT_TRUE(rows->received.waitFor("row 1,First"));
 }
 
 TEST_F(TheApplicationManager, RestoresRegistrationsWithTheTelevision) {
@@ -180,8 +180,8 @@ TEST_F(TheApplicationManager, RestoresRegistrationsWithTheTelevision) {
     EXPECT_FALSE(SystemState("another").registerApp());
     switchOn();
     EXPECT_TRUE(eventually([&] { return television.applications() == std::vector<std::string>{"aipq"}; }));
-    television.tell("aipq", "running");
-    EXPECT_TRUE(service.heard.waitFor("1"));
+    television.notify("aipq", "running");
+    EXPECT_TRUE(service.received.waitFor("1"));
 }
 
 }  // namespace

@@ -123,7 +123,7 @@ def programmes(dice):
          then(set_key("mpctrl.i32.media.stream.encrypted", 0), 3), 'scene = ""'],
         ["playing = false", then("playing = true", 2)],
         ['power = "suspend"', then('power = "resume"', dice.uniform(1, 3))],
-        ['tell = "lost_focus"', 'tell = "suspend"', then('tell = "resume"', 1), 'tell = "get_focus"'],
+        ['notify = "lost_focus"', 'notify = "suspend"', then('notify = "resume"', 1), 'notify = "get_focus"'],
         [set_key("i32.video.aipq.user.switch.osd", 0), set_key("i32.video.ai.pq.available", 0),
          then(set_key("i32.video.aipq.user.switch.osd", 1), 1), set_key("i32.video.ai.pq.available", 1)],
         ['fault = "notifications.delay"\nto = 100', then("clear_faults = true", 2)],

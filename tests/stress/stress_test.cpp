@@ -823,7 +823,7 @@ void Round::addState() {
         [this](Random& random) {
             SystemState own(("own " + std::to_string(m_names++)).c_str());
             own.registerCallBackTVPowerState(called<ON_POWER, TVPowerState>, nullptr);
-            m_television.applications().tellOne(own.getName(), Lifecycle::STR_SUSPEND, "url");
+            m_television.applications().notifyOne(own.getName(), Lifecycle::STR_SUSPEND, "url");
             if (random.oneIn(4)) std::this_thread::sleep_for(1ms);
         },
         TO_LEAVE_MANAGER);
@@ -932,8 +932,8 @@ void Round::misbehave(Random& random) {
             m_television.sourceSwitch().setPlaying(random.oneIn(2));
             break;
         case 12:
-            manager.tell(static_cast<Lifecycle>(random.below(static_cast<int>(Lifecycle::KEY_EVENT) + 1)),
-                         "url");
+            manager.notify(static_cast<Lifecycle>(random.below(static_cast<int>(Lifecycle::KEY_EVENT) + 1)),
+                           "url");
             break;
         case 13:
             random.oneIn(2) ? m_television.suspend() : m_television.resume();

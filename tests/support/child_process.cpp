@@ -102,7 +102,7 @@ std::optional<int> ChildProcess::wait(std::chrono::milliseconds limit) {
     return m_ended;
 }
 
-void ChildProcess::tell(const std::string& line) const {
+void ChildProcess::send(const std::string& line) const {
     const std::string text = line + '\n';
     if (::write(m_input, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
         throw std::runtime_error("cannot write to the child process");

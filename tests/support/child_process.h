@@ -32,7 +32,7 @@ class ChildProcess {
     bool isRunning();
 
     // Writes a line to its standard input.
-    void tell(const std::string& line) const;
+    void send(const std::string& line) const;
 
     // Its standard output and standard error so far.
     std::string output() const;

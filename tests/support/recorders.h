@@ -12,12 +12,12 @@
 #include <utility>
 #include <vector>
 
-#include "heard.h"
 #include "platform_adaptation/system_access/action_access.h"
 #include "platform_adaptation/system_access/iterator_access.h"
 #include "platform_adaptation/system_access/table_access.h"
 #include "platform_adaptation/system_access/value_access.h"
 #include "platform_adaptation/system_state.h"
+#include "received.h"
 
 namespace tests {
 
@@ -34,7 +34,7 @@ class ValueRecorder final : public ValueHandler {
             const std::lock_guard lock(m_mutex);
             m_values.push_back(value);
         }
-        heard.add(value.convertToStringType());
+        received.add(value.convertToStringType());
     }
 
     std::vector<ValueObject> values() const {
@@ -46,7 +46,7 @@ class ValueRecorder final : public ValueHandler {
         for (const ValueObject& value : values()) all.emplace_back(value.type(), value.convertToStringType());
         return all;
     }
-    Heard heard;
+    Received received;
 
   private:
     mutable std::mutex m_mutex;
@@ -58,12 +58,12 @@ class Recording {
   public:
     explicit Recording(std::function<void()> then) : m_then(std::move(then)) {}
     ~Recording() { EXPECT_FALSE(m_inside) << "destroyed in its own call"; }
-    Heard heard;
+    Received received;
 
   protected:
     void receive(const std::string& text) {
         m_inside = true;
-        heard.add(text);
+        received.add(text);
         if (m_then) m_then();
         m_inside = false;
     }
@@ -90,7 +90,7 @@ class ActionRecorder final : public ActionHandler, public Recording {
         return std::to_string(id) + " failed " + std::to_string(error);
     }
 
-    // The last result and the capacity of its list. Read them after `heard` has recorded the notification.
+    // The last result and the capacity of its list. Read them after `received` has recorded the notification.
     ValueObject result;
     std::size_t capacity = 0;
 };
@@ -114,8 +114,8 @@ class IteratorRecorder final : public IteratorHandler, public Recording {
     void onIteratorReady(int count) override { add("ready", count); }
     void onUpdate(int kind) override { add("update", kind); }
 
-    // The address of the last argument, or null if that was a number. Read it after `heard` has recorded the
-    // notification.
+    // The address of the last argument, or null if that was a number. Read it after `received` has recorded
+    // the notification.
     const void* address = nullptr;
 
   private:
@@ -137,15 +137,15 @@ class Service {
     explicit Service(const char* name) : m_state(std::make_unique<SystemState>(name)) {
         m_state->registerCallBackTVPowerState(
             [](TVPowerState state, void* self) {
-                static_cast<Service*>(self)->heard.add(std::to_string(state));
+                static_cast<Service*>(self)->received.add(std::to_string(state));
             },
             this);
     }
     SystemState& state() { return *m_state; }
-    Heard heard;
+    Received received;
 
   private:
-    std::unique_ptr<SystemState> m_state;  // declared last and destroyed first: its callback uses `heard`
+    std::unique_ptr<SystemState> m_state;  // declared last and destroyed first: its callback uses `received`
 };
 
 }  // namespace tests

@@ -87,9 +87,9 @@ class TelevisionProcess {
     void setFault(const std::string& key, const std::string& fault, std::int64_t value) {
         call("SetFault", key, fault, value);
     }
-    void tell(const std::string& application, const std::string& news, const std::string& url = "",
-              const std::string& text = "", int number = 0) {
-        call("Tell", application, news, url, text, std::int32_t{number});
+    void notify(const std::string& application, const std::string& notification, const std::string& url = "",
+                const std::string& text = "", int number = 0) {
+        call("Notify", application, notification, url, text, std::int32_t{number});
     }
 
     // Returns a proxy of the key's object, or of the television's object if the key is empty. The connection

@@ -144,7 +144,7 @@ TEST_F(AnActionAccessor, DropsPendingAnswersWhenItIsDestroyed) {
     }
     model.releaseNotifications(simulated::Order::AS_THEY_CAME);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), IsEmpty());
+    EXPECT_THAT(handler->received.all(), IsEmpty());
 }
 
 TEST_F(AnActionAccessor, IgnoresAChangeOfAvailability) {
@@ -154,7 +154,7 @@ TEST_F(AnActionAccessor, IgnoresAChangeOfAvailability) {
     model.offer(KEY);
     ASSERT_TRUE(model.settle());
     EXPECT_THAT(log.lines(), IsEmpty());
-    EXPECT_THAT(handler->heard.all(), IsEmpty());
+    EXPECT_THAT(handler->received.all(), IsEmpty());
     EXPECT_EQ(access.getType(), OBJECT_TYPE_ACTION);
 }
 
@@ -236,7 +236,7 @@ TEST_F(AnActionsConnection, SucceedsOnceTheActionIsAvailable) {
     EXPECT_THAT(log.lines(), IsEmpty());
     const int id = invoke(access);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), ElementsAre(ActionRecorder::resultText(id, ValueObject("[]"))));
+    EXPECT_THAT(handler->received.all(), ElementsAre(ActionRecorder::resultText(id, ValueObject("[]"))));
 }
 
 TEST_F(AnActionsConnection, IsKeptByFurtherCallsWithAnyTimeout) {
@@ -305,11 +305,11 @@ TEST_F(AnActionsDisconnection, EndsTheSubscriptionAndAllowsAnother) {
     EXPECT_EQ(access.getType(), 0);
     model.releaseNotifications(simulated::Order::AS_THEY_CAME);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), IsEmpty());
+    EXPECT_THAT(handler->received.all(), IsEmpty());
     EXPECT_EQ(access.connect(0), 0);
     invoke(access);
     ASSERT_TRUE(model.settle());
-    EXPECT_EQ(handler->heard.count(), 1U);
+    EXPECT_EQ(handler->received.count(), 1U);
 }
 
 TEST_F(AnActionsDisconnection, IsRequestedFromTheModelWithoutAConnection) {
@@ -338,8 +338,8 @@ TEST_F(AnActionsHandler, IsReleasedWhenItIsReplaced) {
     EXPECT_EQ(access.setActionResultHandler(nullptr), 0);
     EXPECT_EQ(other.use_count(), 1);
     access.notifyExecutionError(5, 6);
-    EXPECT_THAT(handler->heard.all(), ElementsAre("1 failed 2"));
-    EXPECT_THAT(other->heard.all(), ElementsAre("3 failed 4"));
+    EXPECT_THAT(handler->received.all(), ElementsAre("1 failed 2"));
+    EXPECT_THAT(other->received.all(), ElementsAre("3 failed 4"));
 }
 
 TEST_F(AnActionsHandler, ReceivesAnswersIfItIsSetAfterConnecting) {
@@ -348,7 +348,7 @@ TEST_F(AnActionsHandler, ReceivesAnswersIfItIsSetAfterConnecting) {
     access.setActionResultHandler(handler);
     invoke(access);
     ASSERT_TRUE(model.settle());
-    EXPECT_EQ(handler->heard.count(), 1U);
+    EXPECT_EQ(handler->received.count(), 1U);
 }
 
 TEST_F(AnActionsHandler, IsIndependentOfTheValueHandler) {
@@ -373,9 +373,9 @@ TEST_F(AnActionsHandler, MayReplaceItself) {
         notification.call(access);
         EXPECT_TRUE(watched.expired());
         notification.call(access);
-        EXPECT_EQ(handler->heard.all().back(), notification.answer);
+        EXPECT_EQ(handler->received.all().back(), notification.answer);
     }
-    EXPECT_EQ(handler->heard.count(), 2U);
+    EXPECT_EQ(handler->received.count(), 2U);
 }
 
 // Invoking
@@ -429,7 +429,7 @@ TEST_F(AnInvocation, ReturnsTheStatusOfTheModelWithoutALogLine) {
     }
     ASSERT_TRUE(model.settle());
     EXPECT_THAT(log.lines(), IsEmpty());
-    EXPECT_THAT(handler->heard.all(), IsEmpty());
+    EXPECT_THAT(handler->received.all(), IsEmpty());
 }
 
 TEST_F(AnInvocation, IsAnsweredUnderItsIdWithTheActionsResult) {
@@ -443,7 +443,7 @@ TEST_F(AnInvocation, IsAnsweredUnderItsIdWithTheActionsResult) {
     const int fail = invoke(access, {{0, 0, "fail"}});
     const int down = invoke(access, {{0, 0, "down"}});
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(),
+    EXPECT_THAT(handler->received.all(),
                 ElementsAre(std::to_string(up) + " [done,up]", ActionRecorder::failureText(fail, -22),
                             std::to_string(down) + " [done,down]"));
 }
@@ -455,7 +455,7 @@ TEST_F(AnInvocation, MayBeAnsweredOnAModelThreadBeforeItReturns) {
     ActionAccess access(KEY, recorder);
     ASSERT_EQ(access.connect(0), 0);
     const int id = invoke(access);
-    EXPECT_THAT(recorder->heard.all(), ElementsAre(std::to_string(id) + " []"));
+    EXPECT_THAT(recorder->received.all(), ElementsAre(std::to_string(id) + " []"));
     EXPECT_NE(thread.load(), std::this_thread::get_id());
 }
 
@@ -468,11 +468,11 @@ TEST_F(AnInvocation, NotifiesTheHandlerOfEachRepeatedAnswer) {
     setFault(&KeyFaults::neverAnswer, true);
     const int later = invoke(access);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), ElementsAre(thrice, thrice, thrice));
+    EXPECT_THAT(handler->received.all(), ElementsAre(thrice, thrice, thrice));
     model.setFaults(KEY, {});
     model.answer(KEY, static_cast<unsigned>(later), {5, {}});
     ASSERT_TRUE(model.settle());
-    EXPECT_EQ(handler->heard.all().back(), ActionRecorder::failureText(later, 5));
+    EXPECT_EQ(handler->received.all().back(), ActionRecorder::failureText(later, 5));
 }
 
 TEST_F(AnInvocation, IsNotRequiredForAnAnswer) {
@@ -482,7 +482,7 @@ TEST_F(AnInvocation, IsNotRequiredForAnAnswer) {
     model.answer(KEY, UINT_MAX, {0, {}});
     model.answer(KEY, 0x80000000U, {7, {}});
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(),
+    EXPECT_THAT(handler->received.all(),
                 ElementsAre("123456 [a]", "-1 []", ActionRecorder::failureText(INT_MIN, 7)));
     EXPECT_THAT(model.invocations(KEY), IsEmpty());
 }
@@ -497,7 +497,7 @@ TEST_F(AnInvocation, MayBeMadeInTheHandlerOfAnAnswer) {
     ASSERT_EQ(access.connect(0), 0);
     invoke(access);
     ASSERT_TRUE(model.settle());
-    EXPECT_EQ(repeating->heard.count(), 4U);
+    EXPECT_EQ(repeating->received.count(), 4U);
 }
 
 TEST_F(AnInvocation, HasAUniqueIdOnEveryThread) {
@@ -515,7 +515,7 @@ TEST_F(AnInvocation, HasAUniqueIdOnEveryThread) {
     for (auto& thread : threads)
         for (const std::string& answer : thread.get()) expected.push_back(answer);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), UnorderedElementsAreArray(expected));
+    EXPECT_THAT(handler->received.all(), UnorderedElementsAreArray(expected));
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(std::unique(expected.begin(), expected.end()), expected.end());
 }
@@ -525,7 +525,7 @@ TEST_F(AnInvocation, ReachesTheTelevisionsSourceSwitch) {
     ASSERT_EQ(access.connect(1000), 0);
     const int id = invoke(access, {{0, 0, "there is no such command"}});
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(),
+    EXPECT_THAT(handler->received.all(),
                 ElementsAre(ActionRecorder::failureText(id, simulated::SourceSwitch::ERROR_UNKNOWN_COMMAND)));
 }
 
@@ -542,9 +542,9 @@ TEST_F(AnAnswer, IsLoggedAndPassedToTheHandler) {
         EXPECT_EQ(log.countEnter(FILE_NAME, notification.function), 1U);
         ASSERT_EQ(log.lines().size(), 2U);
         EXPECT_EQ(log.lines()[1], notification.line);
-        EXPECT_EQ(handler->heard.all().back(), notification.answer);
+        EXPECT_EQ(handler->received.all().back(), notification.answer);
     }
-    EXPECT_EQ(handler->heard.count(), 2U);
+    EXPECT_EQ(handler->received.count(), 2U);
 }
 
 TEST_F(AnAnswer, IsOnlyLoggedWithoutAHandler) {
@@ -574,7 +574,7 @@ TEST_F(AnAnswer, ListsItsTextsInTheOrderOfTheirPositions) {
     access.notifyResult(5, {{0, 2, "c"}, {9, 0, "a"}, {65535, 1, "b"}});
     const ValueObject result = handler->result;
     EXPECT_EQ(result.type(), ValueObject::TYPE_VECTOR);
-    EXPECT_EQ(handler->heard.all().back(), "5 [a,b,c]");
+    EXPECT_EQ(handler->received.all().back(), "5 [a,b,c]");
     for (const ValueObject& item : result.items) EXPECT_EQ(item.type(), ValueObject::TYPE_STRING);
     EXPECT_EQ(handler->capacity, 3U);
 }
@@ -583,7 +583,7 @@ TEST_F(AnAnswer, IsAnEmptyListWithoutArguments) {
     ActionAccess access(KEY, handler);
     access.notifyResult(5, {});
     EXPECT_EQ(handler->result.type(), ValueObject::TYPE_VECTOR);
-    EXPECT_THAT(handler->heard.all(), ElementsAre("5 []"));
+    EXPECT_THAT(handler->received.all(), ElementsAre("5 []"));
 }
 
 TEST_F(AnAnswer, KeepsItsTextsUnchanged) {
@@ -622,7 +622,7 @@ TEST_F(AnAnswer, DropsTextsBeyondTheListAndLeavesGapsEmpty) {
             arguments.push_back({0, static_cast<std::uint16_t>(position), std::string(1, name++)});
         ActionAccess access(KEY, handler);
         access.notifyResult(1, arguments);
-        EXPECT_EQ(handler->heard.all().back(), std::string("1 ") + result);
+        EXPECT_EQ(handler->received.all().back(), std::string("1 ") + result);
         EXPECT_EQ(handler->result.items.size(), positions.size());
     }
 }

@@ -117,9 +117,9 @@ INSTANTIATE_TEST_SUITE_P(
     Each, AMalformedCatalogue,
     testing::Values(
         Malformed{"", "1:1: no [[key]]"}, Malformed{"key = 3\n", "no [[key]]"},
-        Malformed{"key = [3]\n", "1:8: 'key' is no table"}, Malformed{"[[key]\n", "my.toml:1:"},
+        Malformed{"key = [3]\n", "1:8: 'key' is not a table"}, Malformed{"[[key]\n", "my.toml:1:"},
         Malformed{"[[key]]\n", "1:1: a key without 'name'"},
-        Malformed{"[[key]]\nname = 3\n", "2:8: 'name' is no text"},
+        Malformed{"[[key]]\nname = 3\n", "2:8: 'name' is not a text"},
         Malformed{keyWith("default = 1\n"), "without 'type'"},
         Malformed{keyWith("type = \"integer\"\n"), "without 'default'"},
         Malformed{keyWith("type = \"number\"\ndefault = 1\n"), "4:8: unknown type 'number'"},

@@ -73,7 +73,7 @@ namespace {
 
 RootInterface& television() { return *simulated::Television::instance().model().root(); }
 
-// A platform that goes on telling an observer of integers after it has disconnected.
+// A platform that continues to notify an observer of integers after it has disconnected.
 class Talkative final : public RootInterface {
   public:
     int connectValue(const std::string& name, Observer* observer, BizValue*& value) override {
@@ -265,7 +265,7 @@ const Defect DEFECTS[]{
     {"ATableWithUnreadableRows", "channels", CHANNELS, faulty({.readStatus = 7}),
      "reading rows was refused (status 7)"},
     {"AnIteratorThatIsNeverReady", "channels", CHANNELS, faulty({.dropNotifications = 1}),
-     "the news that the iterator is ready did not come within 4 s"},
+     "the notification that the iterator is ready did not come within 4 s"},
     {"AnIteratorThatAnswersLate", "channels", CHANNELS, faulty({.notificationDelay = 2500ms}),
      "later than 2 s"},
 
@@ -348,7 +348,7 @@ TEST_F(ADoctor, FindsAnInvocationThatIsAnsweredUnderAnotherId) {
 TEST_F(ADoctor, FindsAnIteratorThatTalksAfterItsRelease) {
     KeepsIterators platform;
     otherRoot = &platform;
-    expectOnlyFailure(examine({CHANNELS_CHECK}), CHANNELS_CHECK, "was told something after its release");
+    expectOnlyFailure(examine({CHANNELS_CHECK}), CHANNELS_CHECK, "was notified after its release");
     EXPECT_EQ(model.iterators(CHANNELS), 0U);
 }
 
@@ -476,7 +476,7 @@ TEST_F(ADoctor, FindsACallThatDoesNotReturn) {
     EXPECT_EQ(value, 1);
 }
 
-// What is told
+// The report
 
 TEST(TheDoctorsText, HasOneLineAndWhatToDoNext) {
     Result result{"key", "a.b", "?", Verdict::PASSED, "integer, 5 in 0..9", "", 3ms};

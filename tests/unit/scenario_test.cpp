@@ -110,12 +110,12 @@ arguments = [[0, "1"], [1, "8"], [3, "+1"]]
 
 [[step]]
 after = { channel = "any" }
-tell = "resume"
+notify = "resume"
 
 [[step]]
 after = { channel = "4" }
 wait = 3
-tell = "str_suspend"
+notify = "str_suspend"
 application = "aipq"
 url = "app://aipq"
 text = "later"
@@ -327,7 +327,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "3:6: 'dovra.sl2.vint.video.aipq.pq.setting' takes 27 numbers"},
         Malformed{step("set = \"dovra.sl2.str.source.current.path\"\nto = \"HDMI7\"\n"),
                   "3:6: 'dovra.sl2.str.source.current.path' takes one of TV, HDMI1, "},
-        Malformed{step("source = \"HDMI7\"\n"), "2:10: 'HDMI7' is no source: it is one of TV, HDMI1, "},
+        Malformed{step("source = \"HDMI7\"\n"), "2:10: 'HDMI7' is not a source: it is one of TV, HDMI1, "},
         Malformed{step("announce = \"dovra.sl2.table.channel.list\"\n"),
                   "2:12: an action or a table has no value"},
         Malformed{step("channel = 9\n"), "2:11: there is no channel 9"},
@@ -336,16 +336,17 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{step("channel = 1.5\n"), "2:11: no text"},
         Malformed{step("playing = 1\n"), "2:11: must be true or false"},
         Malformed{step("invoke = \"dovra.sl2.i32.video.brightness\"\n"),
-                  "2:10: 'dovra.sl2.i32.video.brightness' is no action"},
+                  "2:10: 'dovra.sl2.i32.video.brightness' is not an action"},
         Malformed{step("invoke = \"dovra.sl2.action.source.switch\"\narguments = [[1]]\n"),
                   "3:14: an argument is [position, \"value\"]"},
         Malformed{step("invoke = \"dovra.sl2.action.source.switch\"\narguments = [[65536, \"\"]]\n"),
                   "3:15: must be a whole number from 0 to 65535"},
-        Malformed{step("tell = \"bedtime\"\n"), "2:8: 'bedtime' is no news: it is one of running, suspend, "},
-        Malformed{step("tell = \"resume\"\nnumber = 2147483648\n"), "3:10: no number of this type"},
-        Malformed{step("tell = \"resume\"\napplication = \"\"\n"), "3:15: must not be empty"},
-        Malformed{step("power = \"off\"\n"), "2:9: 'off' is no power state: it is one of suspend, resume"},
-        Malformed{step("scene = \"rain\"\n"), "2:9: 'rain' is no scene: it is one of night, sunset, snow"},
+        Malformed{step("notify = \"bedtime\"\n"),
+                  "2:8: 'bedtime' is not a notification: it is one of running, suspend, "},
+        Malformed{step("notify = \"resume\"\nnumber = 2147483648\n"), "3:10: no number of this type"},
+        Malformed{step("notify = \"resume\"\napplication = \"\"\n"), "3:15: must not be empty"},
+        Malformed{step("power = \"off\"\n"), "2:9: 'off' is not a power state: it is one of suspend, resume"},
+        Malformed{step("scene = \"rain\"\n"), "2:9: 'rain' is not a scene: it is one of night, sunset, snow"},
         Malformed{step("clear_faults = false\n"), "2:16: write clear_faults = true"},
         Malformed{step("expect = \"dovra.sl2.i32.video.brightness\"\n"), "1:1: 'is' is missing"},
         Malformed{step("expect = \"dovra.sl2.i32.video.brightness\"\nis = -1\n"),
@@ -354,10 +355,10 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     Fault, AMalformedScenario,
     testing::Values(Malformed{step("fault = \"key.dorp\"\nto = 1\n"),
-                              "2:9: 'key.dorp' is no fault: it is one of key.withdrawn, "},
+                              "2:9: 'key.dorp' is not a fault: it is one of key.withdrawn, "},
                     Malformed{step("fault = \"key.drop\"\nto = 1\n"), "1:1: 'key' is missing"},
                     Malformed{step("fault = \"threads.fail\"\nkey = \"a\"\nto = 1\n"),
-                              "3:7: the fault 'threads.fail' is of no key"},
+                              "3:7: the fault 'threads.fail' does not belong to a key"},
                     Malformed{step("fault = \"key.drop\"\nkey = \"no.such.key\"\nto = 1\n"),
                               "3:7: the television has no key 'no.such.key'"},
                     Malformed{step("fault = \"threads.fail\"\n"), "1:1: 'to' is missing"},
@@ -511,8 +512,8 @@ class Service {
 
 TEST_F(AScenario, NotifiesOneApplicationOrAll) {
     Service service;
-    expectFinished(step("tell = \"running\"\n") + step("tell = \"suspend\"\napplication = \"other\"\n") +
-                   step("tell = \"resume\"\napplication = \"aipq\"\n"));
+    expectFinished(step("notify = \"running\"\n") + step("notify = \"suspend\"\napplication = \"other\"\n") +
+                   step("notify = \"resume\"\napplication = \"aipq\"\n"));
     EXPECT_THAT(service.received(), ElementsAre(1, 4));
 }
 
@@ -611,7 +612,8 @@ class AnEvent : public AScenario {
     void expectOccurs(const std::string& event, const std::function<void()>& cause) {
         std::promise<void> underWay;
         ScenarioPlayer player(
-            television, parse(step("tell = \"ui_status\"\n") + step("after = { " + event + " }\n" + SET_60)),
+            television,
+            parse(step("notify = \"ui_status\"\n") + step("after = { " + event + " }\n" + SET_60)),
             {[&](const ScenarioPlayer::Progress& progress) {
                  if (progress.line == 1) underWay.set_value();
              },
@@ -627,7 +629,7 @@ class AnEvent : public AScenario {
     // Expects the scenario to time out when `event` does not occur.
     void expectTimeout(const std::string& event, const std::string& described) {
         expectFailed(step("after = { " + event + ", within = 0.02 }\n" + SET_60),
-                     "my.toml:1: waited 0.02 s in vain for " + described);
+                     "my.toml:1: " + described + " did not occur within 0.02 s");
     }
 };
 
@@ -674,10 +676,10 @@ TEST_F(AnEvent, OccursWhenAnApplicationRegisters) {
 TEST_F(AnEvent, OccursWhenAnApplicationReports) {
     Service service;
     expectTimeout("report = 8", "report 8");
-    expectOccurs("report = 8", [&] { television.applications().tell(Lifecycle::STR_SUSPEND, ""); });
+    expectOccurs("report = 8", [&] { television.applications().notify(Lifecycle::STR_SUSPEND, ""); });
     model.set(BRIGHTNESS, 50);
     expectOccurs("report = 7, application = \"aipq\"",
-                 [&] { television.applications().tell(Lifecycle::STR_SUSPEND, ""); });
+                 [&] { television.applications().notify(Lifecycle::STR_SUSPEND, ""); });
     EXPECT_THAT(service.received(), SizeIs(2));
 }
 
@@ -703,7 +705,7 @@ TEST_F(AnEvent, MayBeCausedByThePrecedingStep) {
 TEST_F(AnEvent, OfAnEarlierStepIsIgnored) {
     expectFailed(step("channel = 2\n") + step(SET_60) +
                      step("after = { channel = \"any\", within = 0.02 }\nchannel = 1\n"),
-                 "my.toml:6: waited 0.02 s in vain for channel \"any\"");
+                 "my.toml:6: channel \"any\" did not occur within 0.02 s");
 }
 
 // Expectations
@@ -775,7 +777,7 @@ TEST_F(AScenario, KeepsItsTimeoutsAtAnySpeed) {
 TEST_F(AScenario, ShortensItsTimeoutsIfItScalesItsLimits) {
     const std::string head = "scale_limits = true\n";
     expectFailed(head + step("after = { channel = \"any\", within = 3600 }\nchannel = 1\n"),
-                 "my.toml:2: waited 3600 s in vain for channel \"any\"", 1'000'000);
+                 "my.toml:2: channel \"any\" did not occur within 3600 s", 1'000'000);
     expectFailed(head + step("expect = \"dovra.sl2.i32.video.contrast\"\nis = 51\nwithin = 3600\n"),
                  "my.toml:2: expected dovra.sl2.i32.video.contrast to be 51 within 3600 s, but it is 50",
                  1'000'000);
@@ -914,8 +916,8 @@ class ARecording : public AScenario {
         television.sourceSwitch().setPlaying(false);
         television.suspend();
         television.resume();
-        television.applications().tell(Lifecycle::RESUME_EX, "app://aipq", "a", 3);
-        television.applications().tellOne("aipq", Lifecycle::STR_SUSPENDING, "app://aipq", "", 3);
+        television.applications().notify(Lifecycle::RESUME_EX, "app://aipq", "a", 3);
+        television.applications().notifyOne("aipq", Lifecycle::STR_SUSPENDING, "app://aipq", "", 3);
         clearFaults(television);
     }
 };
@@ -951,8 +953,8 @@ TEST_F(ARecording, HasCausesWithoutTheirEffects) {
                     "playing false",
                     "power \"suspend\"",
                     "power \"resume\"",
-                    "tell \"resume_ex\", url \"app://aipq\", text \"a\", number 3",
-                    "tell \"str_suspending\", application \"aipq\", url \"app://aipq\", number 3",
+                    "notify \"resume_ex\", url \"app://aipq\", text \"a\", number 3",
+                    "notify \"str_suspending\", application \"aipq\", url \"app://aipq\", number 3",
                     "fault \"key.withdrawn\", key " + C + ", to false",
                     "fault \"key.keep_value\", key " + B + ", to false",
                     "fault \"notifications.hold\", to false",

@@ -166,15 +166,15 @@ TEST_F(TheSimulatedModel, DelaysOneKeyWithoutDelayingOthers) {
     faults.notificationDelay = std::chrono::hours(1);
     model.setFaults(BRIGHTNESS, faults);
     model.set(BRIGHTNESS, 1);
-    std::promise<void> heard;
+    std::promise<void> received;
     struct Waiter : lomodelapi::ObserverNumericInteger {
-        explicit Waiter(std::promise<void>& promise) : heard(promise) {}
-        void notifyNewValue(int) override { heard.set_value(); }
-        std::promise<void>& heard;
-    } waiter(heard);
+        explicit Waiter(std::promise<void>& promise) : received(promise) {}
+        void notifyNewValue(int) override { received.set_value(); }
+        std::promise<void>& received;
+    } waiter(received);
     BizValue* const waiterValue = connect("dovra.sl2.i32.video.contrast", &waiter);
     model.set("dovra.sl2.i32.video.contrast", 1);
-    EXPECT_EQ(heard.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
+    EXPECT_EQ(received.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
     model.root()->disconnectValue("dovra.sl2.i32.video.contrast", &waiter, waiterValue);
     model.root()->disconnectValue("dovra.sl2.i32.video.contrast", &prompt, promptValue);
     model.root()->disconnectValue(BRIGHTNESS, &late, lateValue);

@@ -98,11 +98,11 @@ class StateTest : public tests::TelevisionTest {
         Service listener;
         listener.registerAt(create());
         EXPECT_THAT(manager.applications(), ElementsAre(NAME));
-        manager.tellOne(NAME, Lifecycle::RUNNING, URL);
+        manager.notifyOne(NAME, Lifecycle::RUNNING, URL);
         ASSERT_TRUE(manager.settle());
         destroy();
         EXPECT_THAT(manager.applications(), IsEmpty());
-        manager.tellOne(NAME, Lifecycle::SUSPEND, URL);
+        manager.notifyOne(NAME, Lifecycle::SUSPEND, URL);
         ASSERT_TRUE(manager.settle());
         EXPECT_THAT(listener.received(), ElementsAre(1));
         EXPECT_THAT(manager.answers(), ElementsAre(0));
@@ -150,8 +150,8 @@ TEST_F(ASystemState, IsNotifiedOnlyUnderItsOwnName) {
     const SystemState two("two");
     EXPECT_THAT(manager.applications(), ElementsAre("one", "two"));
     service.registerAt(one);
-    manager.tellOne("two", Lifecycle::RUNNING, URL);
-    manager.tellOne("one", Lifecycle::RESUME, URL);
+    manager.notifyOne("two", Lifecycle::RUNNING, URL);
+    manager.notifyOne("one", Lifecycle::RESUME, URL);
     ASSERT_TRUE(manager.settle());
     EXPECT_THAT(service.received(), ElementsAre(4));
 }
@@ -255,7 +255,7 @@ TEST_F(ASystemState, IsDestroyedOnlyAfterItsCurrentCallback) {
             mine.left = true;
         },
         &stay);
-    manager.tell(Lifecycle::RUNNING, URL);
+    manager.notify(Lifecycle::RUNNING, URL);
     ASSERT_EQ(stay.entered.get_future().wait_for(30s), std::future_status::ready);
     bool leftBefore = false;
     std::thread destroying([&] {
@@ -326,7 +326,7 @@ TEST_F(ALifecycleNotification, ArrivesOnTheManagersThread) {
     pid_t thread = 0;
     for (const Row& row : ROWS) {
         SCOPED_TRACE(row.function);
-        manager.tell(row.lifecycle, URL, "p", -3);
+        manager.notify(row.lifecycle, URL, "p", -3);
         ASSERT_TRUE(manager.settle());
         expected.push_back(row.state);
         EXPECT_EQ(service.received(), expected);
@@ -356,7 +356,7 @@ TEST_F(ASuspensionToRAM, IsReportedBeforeAndAfterTheCallback) {
     state.registerCallBackTVPowerState(
         [](TVPowerState, void* userData) { before = static_cast<ApplicationManager*>(userData)->reports(); },
         &manager);
-    manager.tell(Lifecycle::STR_SUSPEND, URL);
+    manager.notify(Lifecycle::STR_SUSPEND, URL);
     ASSERT_TRUE(manager.settle());
     ASSERT_EQ(before.size(), 1U);
     EXPECT_EQ(before[0].name, NAME);
@@ -371,7 +371,7 @@ TEST_F(AnIgnoredNotification, Returns0AndHasNoOtherEffect) {
     const Lifecycle ignored[]{Lifecycle::DESTROY,          Lifecycle::GET_FOCUS, Lifecycle::LOST_FOCUS,
                               Lifecycle::RESOURCE_READY,   Lifecycle::UI_STATUS, Lifecycle::EVENT_MESSAGE,
                               Lifecycle::RELEASE_RESOURCE, Lifecycle::KEY_EVENT};
-    for (const Lifecycle lifecycle : ignored) manager.tell(lifecycle, URL, "text", 3);
+    for (const Lifecycle lifecycle : ignored) manager.notify(lifecycle, URL, "text", 3);
     ASSERT_TRUE(manager.settle());
     EXPECT_EQ(manager.answers(), std::vector<int>(std::size(ignored), 0));
     EXPECT_THAT(service.received(), IsEmpty());
@@ -442,7 +442,7 @@ TEST_F(APowerState, IsPassedWhileCallbacksAreReplaced) {
     });
     constexpr std::size_t ROUNDS = 30;
     for (std::size_t i = 0; i < ROUNDS; ++i)
-        for (const Row& row : ROWS) manager.tell(row.lifecycle, URL);
+        for (const Row& row : ROWS) manager.notify(row.lifecycle, URL);
     const bool settled = manager.settle();
     ending = true;
     registering.join();

@@ -239,8 +239,8 @@ class IteratorTest : public TableTest {
     // Returns the notifications since the last call.
     std::vector<std::string> answers() {
         EXPECT_TRUE(model.settle());
-        const std::vector<std::string> notifications = handler->heard.all();
-        handler->heard.forget();
+        const std::vector<std::string> notifications = handler->received.all();
+        handler->received.forget();
         return notifications;
     }
 
@@ -411,7 +411,7 @@ TEST_F(AnIteratorAccessor, ReleasesItsIteratorOnceAndKeepsTheTable) {
     EXPECT_THAT(answers(), IsEmpty());
     EXPECT_EQ(neighbour.getIterator()->requestTotalCount(), 0);
     ASSERT_TRUE(model.settle());
-    EXPECT_EQ(other->heard.all().back(), "total 4");
+    EXPECT_EQ(other->received.all().back(), "total 4");
 }
 
 TEST_F(AnIteratorAccessor, ReceivesNothingAfterItReleasesItsIterator) {
@@ -481,7 +481,7 @@ TEST_F(AnIteratorAccessor, ReceivesNothingAfterItsDestruction) {
     ASSERT_EQ(model.iterators(KEY), 1U);
     model.setRows(KEY, {});
     EXPECT_THAT(answers(), IsEmpty());
-    EXPECT_EQ(other->heard.all().back(), "update 0");
+    EXPECT_EQ(other->received.all().back(), "update 0");
 }
 
 TEST_F(AnIteratorAccessor, WaitsInItsDestructorForACurrentNotification) {
@@ -547,9 +547,9 @@ TEST_F(AnIteratorsNotification, IsPassedUnchangedWithoutALogLine) {
     const auto access = make();
     for (const Notification& notification : allNotifications()) {
         SCOPED_TRACE(notification.text);
-        handler->heard.forget();
+        handler->received.forget();
         notification.call(*access);
-        EXPECT_THAT(handler->heard.all(), ElementsAre(notification.text));
+        EXPECT_THAT(handler->received.all(), ElementsAre(notification.text));
         EXPECT_EQ(handler->address, notification.address);
     }
     EXPECT_THAT(log.lines(), IsEmpty());
@@ -560,7 +560,7 @@ TEST_F(AnIteratorsNotification, IsDroppedWithoutAHandler) {
     EXPECT_EQ(access->setActionResultHandler(nullptr), 0);
     EXPECT_EQ(handler.use_count(), 1);
     for (const Notification& notification : allNotifications()) notification.call(*access);
-    EXPECT_THAT(handler->heard.all(), IsEmpty());
+    EXPECT_THAT(handler->received.all(), IsEmpty());
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
@@ -568,15 +568,15 @@ TEST_F(AnIteratorsNotification, MayReplaceItsOwnHandler) {
     const auto access = make();
     for (const Notification& notification : allNotifications()) {
         SCOPED_TRACE(notification.text);
-        handler->heard.forget();
+        handler->received.forget();
         auto leaving = std::make_shared<IteratorRecorder>([&] { access->setActionResultHandler(handler); });
         const std::weak_ptr<IteratorRecorder> watched = leaving;
         EXPECT_EQ(access->setActionResultHandler(std::move(leaving)), 0);
         notification.call(*access);
         EXPECT_TRUE(watched.expired());
-        EXPECT_THAT(handler->heard.all(), IsEmpty());
+        EXPECT_THAT(handler->received.all(), IsEmpty());
         notification.call(*access);
-        EXPECT_THAT(handler->heard.all(), ElementsAre(notification.text));
+        EXPECT_THAT(handler->received.all(), ElementsAre(notification.text));
     }
 }
 
@@ -696,7 +696,7 @@ TEST_F(ATelevisionsTable, NotifiesOnlyFollowingIteratorsOfUpdates) {
     EXPECT_EQ(contents(*following), "chunk 5,echo");
     EXPECT_EQ(fixed.getIterator()->readRowChunk(100), 0);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(other->heard.all(), ElementsAre("ready 3", "chunk 1,delta 3,charlie 4,bravo"));
+    EXPECT_THAT(other->received.all(), ElementsAre("ready 3", "chunk 1,delta 3,charlie 4,bravo"));
     EXPECT_EQ(model.rows(KEY), changed);
 }
 

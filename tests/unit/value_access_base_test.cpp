@@ -585,7 +585,7 @@ TEST_F(AHandler, IsReleasedWhenItIsReplaced) {
     access.setNewValueHandler(second);
     EXPECT_TRUE(watched.expired());
     access.onNewValue(ValueObject(7));
-    EXPECT_EQ(second->heard.count(), 1U);
+    EXPECT_EQ(second->received.count(), 1U);
 }
 
 TEST_F(AHandler, IsReleasedWhenItIsReplacedByNull) {

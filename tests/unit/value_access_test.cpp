@@ -377,7 +377,7 @@ TEST_F(ANotification, IsPassedByTheVirtualOperationOfTheAccessor) {
     access.notifyIntegerVector({3, 4});
     access.notifyNewValue(5);
     EXPECT_THAT(access.texts, ElementsAre("[3,4]", "5"));
-    EXPECT_THAT(handler->heard.all(), IsEmpty());
+    EXPECT_THAT(handler->received.all(), IsEmpty());
     access.setNewValueHandler(nullptr);
     access.notifyNewValue(6);
     EXPECT_EQ(access.texts.size(), 2U);
@@ -403,7 +403,7 @@ TEST_F(ANotification, OfATextIsDroppedWithoutMemory) {
     allocationsUntilFailure = 0;
     EXPECT_THROW(access.notifyNewValue(text), std::bad_alloc);
     access.notifyNewValue(text);
-    EXPECT_THAT(handler->heard.all(), ElementsAre(text));
+    EXPECT_THAT(handler->received.all(), ElementsAre(text));
 }
 
 // The leak sanitizer fails this test if the thread leaks memory.
@@ -418,7 +418,7 @@ TEST_F(ANotification, MayComeFromTheDestructorOfAThreadLocalObject) {
         thread_local Notifying own;
         own.access = &access;
     }).join();
-    EXPECT_THAT(handler->heard.all(), ElementsAre("5"));
+    EXPECT_THAT(handler->received.all(), ElementsAre("5"));
 }
 
 TEST_F(ANotification, HasAListOfExactlyItsCapacity) {
@@ -447,7 +447,7 @@ TEST_F(ANotification, IsNotSentForAnUnchangedValue) {
     IntegerAccess access(KEY, handler);
     ASSERT_EQ(access.connect(0), 0);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), IsEmpty());
+    EXPECT_THAT(handler->received.all(), IsEmpty());
 }
 
 TEST_F(ANotification, ArrivesForEachChangeInOrder) {
@@ -460,7 +460,7 @@ TEST_F(ANotification, ArrivesForEachChangeInOrder) {
         expected.push_back(std::to_string(value));
     }
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), ElementsAreArray(expected));
+    EXPECT_THAT(handler->received.all(), ElementsAreArray(expected));
 }
 
 TEST_F(ANotification, ReachesEveryAccessorOfTheKey) {
@@ -476,8 +476,8 @@ TEST_F(ANotification, ReachesEveryAccessorOfTheKey) {
     one.disconnect();
     model.set(KEY, 61);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(first->heard.all(), ElementsAre("60"));
-    EXPECT_THAT(second->heard.all(), ElementsAre("60", "61"));
+    EXPECT_THAT(first->received.all(), ElementsAre("60"));
+    EXPECT_THAT(second->received.all(), ElementsAre("60", "61"));
 }
 
 TEST_F(ANotification, IsNotSentForAChangeOfAvailability) {
@@ -487,12 +487,12 @@ TEST_F(ANotification, IsNotSentForAChangeOfAvailability) {
     model.withdraw(KEY);
     model.offer(KEY);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), IsEmpty());
+    EXPECT_THAT(handler->received.all(), IsEmpty());
     EXPECT_THAT(log.lines(), IsEmpty());
     EXPECT_EQ(access.getType(), 1);
     model.set(KEY, 60);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), ElementsAre("60"));
+    EXPECT_THAT(handler->received.all(), ElementsAre("60"));
 }
 
 TEST_F(ANotification, ReachesAHandlerThatWasSetWhileDisconnected) {
@@ -504,7 +504,7 @@ TEST_F(ANotification, ReachesAHandlerThatWasSetWhileDisconnected) {
     ASSERT_EQ(access.connect(0), 0);
     model.set(KEY, 60);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), ElementsAre("60"));
+    EXPECT_THAT(handler->received.all(), ElementsAre("60"));
 }
 
 // Connecting
@@ -603,7 +603,7 @@ TEST_F(AConnection, SucceedsOnceTheKeyIsAvailable) {
     EXPECT_THAT(log.lines(), IsEmpty());
     model.set(KEY, 60);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), ElementsAre("60"));
+    EXPECT_THAT(handler->received.all(), ElementsAre("60"));
 }
 
 TEST_F(AConnection, LooksUpTheRootOnceForAllAttempts) {
@@ -701,7 +701,7 @@ TEST_F(AConnection, ToAKeyOfAnotherTypeIsUnsubscribed) {
     EXPECT_EQ(model.subscribers(KEY), 0U);
     model.set(KEY, 6LL);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), IsEmpty());
+    EXPECT_THAT(handler->received.all(), IsEmpty());
 }
 
 TEST_F(AConnection, ByAnExplicitCallIsNotLogged) {
@@ -784,7 +784,7 @@ TEST_F(ADisconnection, EndsTheSubscription) {
     EXPECT_EQ(access.getType(), 0);
     model.set(KEY, 60);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), IsEmpty());
+    EXPECT_THAT(handler->received.all(), IsEmpty());
 }
 
 TEST_F(ADisconnection, LooksUpTheRoot) {
@@ -829,7 +829,7 @@ TEST_F(ADisconnection, AllowsAnotherConnection) {
     EXPECT_EQ(model.connectAttempts(KEY), 2U);
     model.set(KEY, 60);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), ElementsAre("60"));
+    EXPECT_THAT(handler->received.all(), ElementsAre("60"));
 }
 
 TEST_F(ADisconnection, EndsWithTheNextReadOrWrite) {
@@ -853,7 +853,7 @@ TEST_F(ADisconnection, DropsPendingNotifications) {
     access.disconnect();
     model.releaseNotifications(simulated::Order::AS_THEY_CAME);
     ASSERT_TRUE(model.settle());
-    EXPECT_THAT(handler->heard.all(), IsEmpty());
+    EXPECT_THAT(handler->received.all(), IsEmpty());
 }
 
 TEST_F(ADisconnection, WaitsForTheCurrentNotification) {
@@ -964,7 +964,7 @@ TEST_F(AHandlerInItsCall, MayReplaceItself) {
     model.set(KEY, 61);
     ASSERT_TRUE(model.settle());
     EXPECT_THAT(events, ElementsAre("60", "ended"));
-    EXPECT_THAT(next->heard.all(), ElementsAre("61"));
+    EXPECT_THAT(next->received.all(), ElementsAre("61"));
 }
 
 TEST_F(AHandlerInItsCall, MayRemoveItself) {

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "line.h"
+#include "bus_connection.h"
 #include "worker_pool.h"
 
 namespace television::bus {
@@ -61,8 +61,9 @@ struct Names {
 
 class MethodAdder {
   public:
-    MethodAdder(sdbus::IObject& object, std::string interface, remote::Line& line, WorkerPool& workers)
-        : m_object(object), m_interface(std::move(interface)), m_line(line), m_workers(workers) {}
+    MethodAdder(sdbus::IObject& object, std::string interface, remote::BusConnection& connection,
+                WorkerPool& workers)
+        : m_object(object), m_interface(std::move(interface)), m_connection(connection), m_workers(workers) {}
 
     // `handler(in...)` returns a tuple of the method's results.
     template <typename... In, typename Handler>
@@ -77,12 +78,12 @@ class MethodAdder {
         using Out = std::invoke_result_t<std::invoke_result_t<HandlerFor, std::string>, In...>;
         m_object.registerMethod(
             m_interface, name, signature<In...>(), names.in, SignatureOfTuple<Out>::str(), names.out,
-            [&line = m_line, &workers = m_workers, handlerFor](sdbus::MethodCall call) {
+            [&connection = m_connection, &workers = m_workers, handlerFor](sdbus::MethodCall call) {
                 std::tuple<In...> in;
                 std::apply([&](auto&... arguments) { ((call >> arguments), ...); }, in);
-                workers.run([&line, call, in = std::move(in), handler = handlerFor(call.getSender())] {
+                workers.run([&connection, call, in = std::move(in), handler = handlerFor(call.getSender())] {
                     answer<Out>(call, [&] { return std::apply(handler, in); });
-                    line.wake();
+                    connection.wake();
                 });
             });
     }
@@ -109,7 +110,7 @@ class MethodAdder {
 
     sdbus::IObject& m_object;
     const std::string m_interface;
-    remote::Line& m_line;
+    remote::BusConnection& m_connection;
     WorkerPool& m_workers;
 };
 

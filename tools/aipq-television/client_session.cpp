@@ -50,9 +50,9 @@ int request(TableIterator& iterator, const std::string& operation, int number, c
 
 }  // namespace
 
-ClientSession::ClientSession(simulated::Television& television, remote::Line& line, sdbus::IObject& object,
-                             const std::string& client)
-    : m_television(television), m_sender(std::make_shared<SignalSender>(line, object, client)) {}
+ClientSession::ClientSession(simulated::Television& television, remote::BusConnection& connection,
+                             sdbus::IObject& object, const std::string& client)
+    : m_television(television), m_sender(std::make_shared<SignalSender>(connection, object, client)) {}
 
 std::tuple<std::int32_t, bool, sdbus::Variant> ClientSession::connect(const std::string& key,
                                                                       std::uint32_t number) {

@@ -21,8 +21,8 @@ namespace television {
 // The subscriptions, iterators and applications of one client.
 class ClientSession {
   public:
-    ClientSession(simulated::Television& television, remote::Line& line, sdbus::IObject& object,
-                  const std::string& client);
+    ClientSession(simulated::Television& television, remote::BusConnection& connection,
+                  sdbus::IObject& object, const std::string& client);
 
     // Returns the status, whether the model provided an object, and the value.
     std::tuple<std::int32_t, bool, sdbus::Variant> connect(const std::string& key, std::uint32_t number);

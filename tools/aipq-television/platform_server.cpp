@@ -14,17 +14,18 @@ using simulated::STATUS_UNAVAILABLE;
 
 namespace television {
 
-PlatformServer::PlatformServer(simulated::Television& television, Line& line, WorkerPool& workers)
+PlatformServer::PlatformServer(simulated::Television& television, BusConnection& connection,
+                               WorkerPool& workers)
     : m_television(television),
-      m_line(line),
+      m_connection(connection),
       m_workers(workers),
-      m_object(sdbus::createObject(line.connection(), PLATFORM_OBJECT)) {
+      m_object(sdbus::createObject(connection.bus(), PLATFORM_OBJECT)) {
     serveModel();
     serveValues();
     serveTables();
     serveApplications();
     m_object->finishRegistration();
-    line.connection().addMatch(
+    connection.bus().addMatch(
         "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged'",
         [this](sdbus::Message& message) {
             std::string name;
@@ -43,7 +44,7 @@ PlatformServer::~PlatformServer() {
 
 template <typename... In, typename Handler>
 void PlatformServer::serve(const char* name, Handler handler) {
-    bus::MethodAdder(*m_object, PLATFORM_INTERFACE, m_line, m_workers)
+    bus::MethodAdder(*m_object, PLATFORM_INTERFACE, m_connection, m_workers)
         .addFor<In...>(name, {}, [this, handler](const std::string& client) {
             return
                 [session = sessionOf(client), handler](const In&... in) { return handler(*session, in...); };
@@ -187,7 +188,7 @@ void PlatformServer::serveApplications() {
 std::shared_ptr<ClientSession> PlatformServer::sessionOf(const std::string& client) {
     const std::lock_guard lock(m_mutex);
     std::shared_ptr<ClientSession>& session = m_sessions[client];
-    if (!session) session = std::make_shared<ClientSession>(m_television, m_line, *m_object, client);
+    if (!session) session = std::make_shared<ClientSession>(m_television, m_connection, *m_object, client);
     return session;
 }
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "bus_connection.h"
 #include "client_session.h"
-#include "line.h"
 #include "simulated/television.h"
 #include "worker_pool.h"
 
@@ -19,7 +19,7 @@ namespace television {
 class PlatformServer {
   public:
     // Create it before starting the connection's thread. All arguments must outlive it.
-    PlatformServer(simulated::Television& television, remote::Line& line, WorkerPool& workers);
+    PlatformServer(simulated::Television& television, remote::BusConnection& connection, WorkerPool& workers);
     ~PlatformServer();
     PlatformServer(const PlatformServer&) = delete;
     PlatformServer& operator=(const PlatformServer&) = delete;
@@ -37,7 +37,7 @@ class PlatformServer {
     void clientLeft(const std::string& client);
 
     simulated::Television& m_television;
-    remote::Line& m_line;
+    remote::BusConnection& m_connection;
     WorkerPool& m_workers;
     std::unique_ptr<sdbus::IObject> m_object;
 

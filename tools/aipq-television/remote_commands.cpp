@@ -18,8 +18,8 @@
 #include <tuple>
 #include <utility>
 
+#include "bus_connection.h"
 #include "exit_code.h"
-#include "line.h"
 #include "printable.h"
 #include "report.h"
 #include "scenario_service.h"
@@ -43,8 +43,8 @@ int noTelevision(const remote::Place& place) {
 class Scenarios {
   public:
     explicit Scenarios(const remote::Place& place)
-        : m_line(place.address),
-          m_proxy(sdbus::createProxy(m_line.connection(), place.busName(), ScenarioService::OBJECT)) {}
+        : m_connection(place.address),
+          m_proxy(sdbus::createProxy(m_connection.bus(), place.busName(), ScenarioService::OBJECT)) {}
 
     template <typename Handler>
     void onSignal(const char* name, Handler handler) {
@@ -53,7 +53,7 @@ class Scenarios {
 
     void start() {
         m_proxy->finishRegistration();
-        m_line.start([this] {
+        m_connection.start([this] {
             m_lost = true;
             wakeMain();
         });
@@ -71,7 +71,7 @@ class Scenarios {
         } catch (const sdbus::Error&) {
             m_lost = true;
         }
-        m_line.wake();
+        m_connection.wake();
     }
 
     static void wakeMain() { ::kill(::getpid(), SIGUSR1); }
@@ -79,7 +79,7 @@ class Scenarios {
   private:
     static constexpr std::uint64_t NO_LIMIT = ~std::uint64_t{0};
 
-    remote::Line m_line;
+    remote::BusConnection m_connection;
     std::unique_ptr<sdbus::IProxy> m_proxy;
     std::atomic<bool> m_lost{false};
 };

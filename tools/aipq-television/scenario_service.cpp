@@ -47,8 +47,11 @@ std::string stepLine(std::chrono::milliseconds time, const std::string& done) {
     return seconds.data() + (" s  " + done) + '\n';
 }
 
-ScenarioService::ScenarioService(simulated::Television& television, remote::Line& line, WorkerPool& workers)
-    : m_television(television), m_line(line), m_object(sdbus::createObject(line.connection(), OBJECT)) {
+ScenarioService::ScenarioService(simulated::Television& television, remote::BusConnection& connection,
+                                 WorkerPool& workers)
+    : m_television(television),
+      m_connection(connection),
+      m_object(sdbus::createObject(connection.bus(), OBJECT)) {
     using Nothing = std::tuple<>;
     bus::MethodAdder methods(*m_object, INTERFACE, line, workers);
     methods.add<std::string, std::string, double>("Play", {{"name", "text", "speed"}, {"outcome", "why"}},
@@ -75,7 +78,7 @@ ScenarioService::ScenarioService(simulated::Television& television, remote::Line
     m_object->registerSignal(INTERFACE, "Step", "uxs", {"line", "time", "text"});
     m_object->registerSignal(INTERFACE, RECORDED, "s", {"text"});
     m_object->finishRegistration();
-    line.connection().addMatch(
+    connection.bus().addMatch(
         "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged'",
         [this, &workers](sdbus::Message& message) {
             std::string name;
@@ -116,7 +119,7 @@ std::tuple<std::string, std::string> ScenarioService::play(const std::string& na
         bus::refuse(BAD_SCENARIO, printable(error.what()));
     }
     const auto result =
-        start(std::move(scenario), speed, {[this](const auto& progress) { tell(progress); }})->wait();
+        start(std::move(scenario), speed, {[this](const auto& progress) { announce(progress); }})->wait();
     return {outcomeName(result.outcome), printable(result.text)};
 }
 
@@ -161,11 +164,11 @@ void ScenarioService::announceRecorded(const std::string& text) {
         } catch (const sdbus::Error&) {
             return;  // the bus is gone
         }
-        m_line.wake();
+        m_connection.wake();
     });
 }
 
-void ScenarioService::tell(const simulated::ScenarioPlayer::Progress& progress) {
+void ScenarioService::announce(const simulated::ScenarioPlayer::Progress& progress) {
     try {
         sdbus::Signal signal = m_object->createSignal(INTERFACE, "Step");
         signal << static_cast<std::uint32_t>(progress.line)
@@ -174,7 +177,7 @@ void ScenarioService::tell(const simulated::ScenarioPlayer::Progress& progress) 
     } catch (const sdbus::Error&) {
         return;  // the bus is gone
     }
-    m_line.wake();
+    m_connection.wake();
 }
 
 }  // namespace television

@@ -10,7 +10,7 @@
 #include <string>
 #include <tuple>
 
-#include "line.h"
+#include "bus_connection.h"
 #include "notification_thread.h"
 #include "simulated/scenario_player.h"
 #include "simulated/scenario_recorder.h"
@@ -34,7 +34,8 @@ class ScenarioService {
     static constexpr char RECORDED[] = "Recorded";
 
     // Create it before starting the connection's thread. All arguments must outlive it.
-    ScenarioService(simulated::Television& television, remote::Line& line, WorkerPool& workers);
+    ScenarioService(simulated::Television& television, remote::BusConnection& connection,
+                    WorkerPool& workers);
 
     // Starts playing a scenario. Throws sdbus::Error if another scenario is playing.
     std::shared_ptr<simulated::ScenarioPlayer> start(simulated::Scenario scenario, double speed,
@@ -54,10 +55,10 @@ class ScenarioService {
     void ownerLeft(const std::string& name);
     // Sends the signal on a separate thread, because the caller may hold locks of the television.
     void announceRecorded(const std::string& text);
-    void tell(const simulated::ScenarioPlayer::Progress& progress);
+    void announce(const simulated::ScenarioPlayer::Progress& progress);
 
     simulated::Television& m_television;
-    remote::Line& m_line;
+    remote::BusConnection& m_connection;
     std::unique_ptr<sdbus::IObject> m_object;
     std::mutex m_mutex;
     std::shared_ptr<simulated::ScenarioPlayer> m_player;

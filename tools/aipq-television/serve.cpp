@@ -13,9 +13,9 @@
 #include <memory>
 #include <utility>
 
+#include "bus_connection.h"
 #include "catalogue/catalogue.h"
 #include "event_text.h"
-#include "line.h"
 #include "page_token.h"
 #include "platform_server.h"
 #include "private_bus.h"
@@ -131,9 +131,9 @@ Stage stageOf(ScenarioService& scenarios) {
             [&scenarios] { scenarios.stop(); }, [&scenarios] { return scenarios.plays(); }};
 }
 
-void takeName(remote::Line& line, const remote::Place& place) {
+void takeName(remote::BusConnection& connection, const remote::Place& place) {
     try {
-        line.connection().requestName(place.busName());
+        connection.bus().requestName(place.busName());
     } catch (const sdbus::Error& error) {
         if (error.getName() != "org.freedesktop.DBus.Error.FileExists") throw;
         throw std::runtime_error(
@@ -178,15 +178,15 @@ void serve(const TelevisionOptions& options, const sigset_t& endSignals, const R
 
     std::optional<PrivateBus> bus;
     if (options.bus.empty()) bus.emplace(place.name);
-    remote::Line line(place.address);
+    remote::BusConnection connection(place.address);
     WorkerPool workers;
     simulated::Television& television = simulated::Television::instance();
-    TelevisionObjects objects(television, line, workers, place.name);
-    ScenarioService scenarios(television, line, workers);
-    PlatformServer platform(television, line, workers);
-    takeName(line, place);
+    TelevisionObjects objects(television, connection, workers, place.name);
+    ScenarioService scenarios(television, connection, workers);
+    PlatformServer platform(television, connection, workers);
+    takeName(connection, place);
     std::atomic<bool> busLost{false};
-    line.start([&busLost] {
+    connection.start([&busLost] {
         busLost = true;
         ::kill(::getpid(), SIGTERM);
     });
@@ -212,7 +212,7 @@ void serve(const TelevisionOptions& options, const sigset_t& endSignals, const R
     screen.reset();
     scenarios.stop();
     television.video().stop();
-    line.stop();
+    connection.stop();
     workers.stop();
     if (busLost) throw std::runtime_error("its bus " + place.address + " is gone");
 }

@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "line.h"
+#include "bus_connection.h"
 #include "protocol.h"
 
 namespace television {
@@ -14,8 +14,8 @@ namespace television {
 // Sends signals of the platform object to one client.
 class SignalSender {
   public:
-    SignalSender(remote::Line& line, sdbus::IObject& object, std::string client)
-        : m_line(line), m_object(object), m_client(std::move(client)) {}
+    SignalSender(remote::BusConnection& connection, sdbus::IObject& object, std::string client)
+        : m_connection(connection), m_object(object), m_client(std::move(client)) {}
 
     template <typename... T>
     void send(const char* name, const T&... arguments) {
@@ -27,11 +27,11 @@ class SignalSender {
         } catch (const sdbus::Error&) {
             return;  // the bus is gone; the connection detects that itself
         }
-        m_line.wake();
+        m_connection.wake();
     }
 
   private:
-    remote::Line& m_line;
+    remote::BusConnection& m_connection;
     sdbus::IObject& m_object;
     const std::string m_client;
 };

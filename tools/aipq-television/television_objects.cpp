@@ -137,13 +137,13 @@ simulated::Answer invoke(RootInterface& root, const std::string& key,
 
 }  // namespace
 
-TelevisionObjects::TelevisionObjects(simulated::Television& television, remote::Line& line,
+TelevisionObjects::TelevisionObjects(simulated::Television& television, remote::BusConnection& connection,
                                      WorkerPool& workers, std::string name)
     : m_television(television),
-      m_line(line),
+      m_connection(connection),
       m_workers(workers),
       m_name(std::move(name)),
-      m_whole(sdbus::createObject(line.connection(), remote::OBJECT)),
+      m_whole(sdbus::createObject(connection.bus(), remote::OBJECT)),
       m_events(television.events(), [this](const simulated::Event& event) {
           if (const auto* const set = std::get_if<simulated::SetKey>(&event.what))
               visitWire(set->value,
@@ -155,7 +155,7 @@ TelevisionObjects::TelevisionObjects(simulated::Television& television, remote::
 }
 
 void TelevisionObjects::addKey(const KeyDefinition& key) {
-    auto object = sdbus::createObject(m_line.connection(), remote::objectPath(key.name));
+    auto object = sdbus::createObject(m_connection.bus(), remote::objectPath(key.name));
     addDescription(*object, key);
     if (key.type == OBJECT_TYPE_ACTION) {
         addAction(*object, key.name);
@@ -198,7 +198,7 @@ void TelevisionObjects::addValue(sdbus::IObject& object, const KeyDefinition& ke
 }
 
 void TelevisionObjects::addAction(sdbus::IObject& object, const std::string& key) {
-    bus::MethodAdder(object, ACTION, m_line, m_workers)
+    bus::MethodAdder(object, ACTION, m_connection, m_workers)
         .add<std::vector<Position>>("Invoke", {{"arguments"}, {"error", "result"}},
                                     [this, key](const std::vector<Position>& positions) {
                                         std::vector<Argument> arguments;
@@ -274,7 +274,7 @@ void TelevisionObjects::addTelevision() {
              [&tv] { return std::uint32_t{tv.video().delivered()}; });
 
     using Nothing = std::tuple<>;
-    bus::MethodAdder methods(whole, remote::TELEVISION_INTERFACE, m_line, m_workers);
+    bus::MethodAdder methods(whole, remote::TELEVISION_INTERFACE, m_connection, m_workers);
     methods.add<>("Reset", {}, [&tv] {
         tv.reset();
         return Nothing();
@@ -297,7 +297,7 @@ void TelevisionObjects::addTelevision() {
         return Nothing();
     });
     methods.add<std::string, std::string, std::string, std::string, std::int32_t>(
-        "Tell", {{"application", "notification", "url", "text", "number"}, {}},
+        "Notify", {{"application", "notification", "url", "text", "number"}, {}},
         [&tv](const std::string& application, const std::string& name, const std::string& url,
               const std::string& text, std::int32_t number) {
             const auto notification = simulated::findLifecycle(name);
@@ -308,9 +308,9 @@ void TelevisionObjects::addTelevision() {
                             "there is no notification '" + name + "'; choose one of" + names);
             }
             if (application.empty()) {
-                tv.applications().tell(*notification, url, text, number);
+                tv.applications().notify(*notification, url, text, number);
             } else {
-                tv.applications().tellOne(application, *notification, url, text, number);
+                tv.applications().notifyOne(application, *notification, url, text, number);
             }
             return Nothing();
         });
@@ -372,7 +372,7 @@ void TelevisionObjects::announce(const std::string& key, const char* interface, 
         } catch (const sdbus::Error&) {
             return;  // the bus is gone
         }
-        m_line.wake();
+        m_connection.wake();
     });
 }
 

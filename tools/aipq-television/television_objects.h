@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "line.h"
+#include "bus_connection.h"
 #include "notification_thread.h"
 #include "simulated/television.h"
 #include "worker_pool.h"
@@ -27,8 +27,8 @@ namespace television {
 class TelevisionObjects {
   public:
     // Create it before starting the connection's thread. All arguments must outlive it.
-    TelevisionObjects(simulated::Television& television, remote::Line& line, WorkerPool& workers,
-                      std::string name);
+    TelevisionObjects(simulated::Television& television, remote::BusConnection& connection,
+                      WorkerPool& workers, std::string name);
 
   private:
     using Object = std::unique_ptr<sdbus::IObject>;
@@ -45,7 +45,7 @@ class TelevisionObjects {
     void announce(const std::string& key, const char* interface, const char* property, sdbus::Variant value);
 
     simulated::Television& m_television;
-    remote::Line& m_line;
+    remote::BusConnection& m_connection;
     WorkerPool& m_workers;
     const std::string m_name;
     std::map<std::string, Object> m_keys;

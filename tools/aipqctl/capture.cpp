@@ -81,9 +81,9 @@ PictureData parseSize(const std::string& text) {
                                 std::to_string(video::CAPTURE_PIXEL_BYTES / 3) + " pixels");
     };
     if (error == std::errc::invalid_argument || middle == end || *middle != 'x')
-        fail(EXIT_WRONG_TYPE, "is no size");
+        fail(EXIT_WRONG_TYPE, "is not a size");
     const auto [stop, secondError] = std::from_chars(middle + 1, end, picture.height);
-    if (secondError == std::errc::invalid_argument || stop != end) fail(EXIT_WRONG_TYPE, "is no size");
+    if (secondError == std::errc::invalid_argument || stop != end) fail(EXIT_WRONG_TYPE, "is not a size");
     constexpr std::uint64_t most = video::CAPTURE_PIXEL_BYTES;
     const bool fits = error == std::errc() && secondError == std::errc() && picture.width > 0 &&
                       picture.height > 0 && picture.width <= most && picture.height <= most &&

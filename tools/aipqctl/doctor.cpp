@@ -123,12 +123,12 @@ int unknownCheck(const std::string& name) {
 int list(const std::vector<Check>& checks, bool json) {
     std::vector<Result> results;
     for (const Check& check : checks)
-        results.push_back({check.group, check.subject, check.asks, Verdict::NOT_RUN, "only listed", ""});
+        results.push_back({check.group, check.subject, check.question, Verdict::NOT_RUN, "only listed", ""});
     if (json) {
         print(jsonOf(results));
     } else {
         for (const Result& result : results)
-            printLine(nameOf(result.group, result.subject) + ": " + result.asks);
+            printLine(nameOf(result.group, result.subject) + ": " + result.question);
     }
     return EXIT_DONE;
 }

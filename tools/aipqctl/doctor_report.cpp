@@ -94,7 +94,7 @@ std::string jsonOf(const std::vector<Result>& results) {
         checks.push_back({{"name", nameOf(result.group, result.subject)},
                           {"group", result.group},
                           {"subject", result.subject},
-                          {"asks", result.asks},
+                          {"question", result.question},
                           {"verdict", wordOf(result)},
                           {"finding", result.finding},
                           {"advice", result.advice},

@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "bus_connection.h"
 #include "failure.h"
-#include "line.h"
 #include "protocol.h"
 
 namespace aipqctl {
@@ -28,8 +28,8 @@ std::optional<remote::Place> place() {
 
 std::string runAt(const remote::Place& place) {
     try {
-        remote::Line line(place.address);
-        const auto bus = sdbus::createProxy(line.connection(), BUS, BUS_OBJECT);
+        remote::BusConnection connection(place.address);
+        const auto bus = sdbus::createProxy(connection.bus(), BUS, BUS_OBJECT);
         std::string owner;
         std::string id;
         bus->callMethod("GetNameOwner").onInterface(BUS).withArguments(place.busName()).storeResultsTo(owner);
@@ -83,8 +83,8 @@ std::string videoProblem() {
     try {
         const std::optional<remote::Place> named = place();
         if (!named) return "";
-        remote::Line line(named->address);
-        const auto proxy = sdbus::createProxy(line.connection(), named->busName(), remote::OBJECT);
+        remote::BusConnection connection(named->address);
+        const auto proxy = sdbus::createProxy(connection.bus(), named->busName(), remote::OBJECT);
         return proxy->getProperty("VideoProblem")
             .onInterface(remote::TELEVISION_INTERFACE)
             .get<std::string>();

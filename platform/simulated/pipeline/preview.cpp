@@ -40,7 +40,7 @@ std::string Preview::open(int fd) {
     const std::string name = "preview descriptor " + std::to_string(fd);
     struct stat status {};
     if (::fstat(fd, &status) != 0) return withReason("cannot use " + name, errno);
-    if (!S_ISREG(status.st_mode) || status.st_size <= 0) return name + " is no memory";
+    if (!S_ISREG(status.st_mode) || status.st_size <= 0) return name + " is not shared memory";
     const FileDescriptor memory(fd);
     const auto bytes = static_cast<std::size_t>(status.st_size);
     void* const address = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);

@@ -50,9 +50,9 @@ PixelLayout layoutOf(std::uint32_t colorMode) {
 
 // Returns the requested size; if it does not fit the block, the largest size of the same proportions that
 // fits.
-FrameSize fittingSize(FrameSize wish, std::size_t channels) {
-    const std::uint64_t width = wish.width == 0 ? DEFAULT_EDGE : wish.width;
-    const std::uint64_t height = wish.height == 0 ? DEFAULT_EDGE : wish.height;
+FrameSize fittingSize(FrameSize requested, std::size_t channels) {
+    const std::uint64_t width = requested.width == 0 ? DEFAULT_EDGE : requested.width;
+    const std::uint64_t height = requested.height == 0 ? DEFAULT_EDGE : requested.height;
     const std::uint64_t pixels = video::CAPTURE_PIXEL_BYTES / channels;
     // Both factors are below 2^32, so the product does not overflow.
     if (width * height <= pixels) {

@@ -43,28 +43,28 @@ class Client final : public simulated::OtherTelevision {
     // Connects. Returns false if the television is not there.
     bool open() {
         try {
-            const auto line = std::make_shared<Line>(m_place.address);
-            const std::string owner = ownerOf(line->connection(), m_place.busName());
+            const auto connection = std::make_shared<BusConnection>(m_place.address);
+            const std::string owner = ownerOf(connection->bus(), m_place.busName());
             if (owner.empty()) return false;
-            const std::string news =
+            const std::string notification =
                 "type='signal',interface='" + std::string(PLATFORM_INTERFACE) + "',sender='" + owner + "'";
-            line->connection().addMatch(
-                news, [this](sdbus::Message& message) { handle(message); }, sdbus::floating_slot);
+            connection->bus().addMatch(
+                notification, [this](sdbus::Message& message) { handle(message); }, sdbus::floating_slot);
             const std::string end = "type='signal',sender='" + std::string(BUS) +
                                     "',member='NameOwnerChanged',arg0='" + m_place.busName() + "'";
-            line->connection().addMatch(
-                end, [this, raw = line.get()](sdbus::Message&) { lost(*raw); }, sdbus::floating_slot);
-            line->setPeer(owner);
+            connection->bus().addMatch(
+                end, [this, raw = connection.get()](sdbus::Message&) { lost(*raw); }, sdbus::floating_slot);
+            connection->setPeer(owner);
             {
                 const std::lock_guard lock(m_mutex);
                 m_lost = false;
             }
-            line->start([this, raw = line.get()] { lost(*raw); });
-            const auto restored = m_model.restore(*line);
-            const auto names = m_applications.restore(*line);
-            m_connection.set(line);
-            m_model.confirm(*line, restored);
-            m_applications.confirm(*line, names);
+            connection->start([this, raw = connection.get()] { lost(*raw); });
+            const auto restored = m_model.restore(*connection);
+            const auto names = m_applications.restore(*connection);
+            m_connection.set(connection);
+            m_model.confirm(*connection, restored);
+            m_applications.confirm(*connection, names);
             return true;
         } catch (const sdbus::Error&) {
             return false;
@@ -117,9 +117,9 @@ class Client final : public simulated::OtherTelevision {
         }
     }
 
-    // Called on the line's thread.
-    void lost(Line& line) {
-        line.giveUp();
+    // Called on the connection's thread.
+    void lost(BusConnection& connection) {
+        connection.giveUp();
         const std::lock_guard lock(m_mutex);
         m_lost = true;
         m_changed.notify_all();

@@ -27,40 +27,40 @@ int ClientApplications::reportStatus(const std::string& name, int status) {
     return m_connection.status("ReportStatus", name, std::int32_t{status});
 }
 
-std::vector<std::string> ClientApplications::restore(Line& line) {
+std::vector<std::string> ClientApplications::restore(BusConnection& connection) {
     std::vector<std::string> names;
     {
         const std::lock_guard lock(m_mutex);
         for (const auto& [name, app] : m_apps) names.push_back(name);
     }
-    for (const std::string& name : names) line.call<std::int32_t>("RegisterApplication", name);
+    for (const std::string& name : names) connection.call<std::int32_t>("RegisterApplication", name);
     return names;
 }
 
-void ClientApplications::confirm(Line& line, std::vector<std::string> restored) {
+void ClientApplications::confirm(BusConnection& connection, std::vector<std::string> restored) {
     {
         const std::lock_guard lock(m_mutex);
         std::erase_if(restored, [this](const std::string& name) { return m_apps.count(name) != 0; });
     }
-    for (const std::string& name : restored) line.call<std::int32_t>("UnregisterApplication", name);
+    for (const std::string& name : restored) connection.call<std::int32_t>("UnregisterApplication", name);
 }
 
 void ClientApplications::handle(sdbus::Message& message) {
     std::string name;
     std::uint32_t ticket = 0;
-    std::uint32_t news = 0;
+    std::uint32_t notification = 0;
     std::string url;
     std::string text;
     std::int32_t number = 0;
-    message >> name >> ticket >> news >> url >> text >> number;
+    message >> name >> ticket >> notification >> url >> text >> number;
     const std::lock_guard lock(m_mutex);
     const auto found = m_apps.find(name);
     if (found == m_apps.end()) return;
-    m_thread.post(found->second.get(), [this, app = found->second, ticket, news, url, text, number] {
+    m_thread.post(found->second.get(), [this, app = found->second, ticket, notification, url, text, number] {
         const int answer =
-            simulated::deliver(*app, static_cast<simulated::Lifecycle>(news), url, text, number);
-        if (const std::shared_ptr<Line> line = m_connection.get())
-            line->post("Answer", ticket, std::int32_t{answer});
+            simulated::deliver(*app, static_cast<simulated::Lifecycle>(notification), url, text, number);
+        if (const std::shared_ptr<BusConnection> connection = m_connection.get())
+            connection->post("Answer", ticket, std::int32_t{answer});
     });
 }
 

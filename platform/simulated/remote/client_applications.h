@@ -26,10 +26,10 @@ class ClientApplications final : public zt::apmclient::AppManagerClient {
     int reportStatus(const std::string& name, int status) override;
 
     // Returns the names of the applications that were registered again.
-    std::vector<std::string> restore(Line& line);
+    std::vector<std::string> restore(BusConnection& connection);
 
     // Like ClientModel::confirm().
-    void confirm(Line& line, std::vector<std::string> restored);
+    void confirm(BusConnection& connection, std::vector<std::string> restored);
 
     void handle(sdbus::Message& message);
 

@@ -126,16 +126,16 @@ struct ClientModel::Object final : public BizValue {
     }
 
     int invoke(unsigned int& actionId, const std::vector<Argument>& arguments) override {
-        const std::shared_ptr<Line> line = model.m_connection.get();
-        if (!line) return STATUS_UNAVAILABLE;
+        const std::shared_ptr<BusConnection> connection = model.m_connection.get();
+        if (!connection) return STATUS_UNAVAILABLE;
         const auto answer =
-            line->call<std::int32_t, std::uint32_t>("Invoke", number.load(), toWire(arguments));
+            connection->call<std::int32_t, std::uint32_t>("Invoke", number.load(), toWire(arguments));
         if (!answer) return STATUS_UNAVAILABLE;
         const auto [status, id] = *answer;
         if (status != 0) return status;
         // The action may have been answered already, or the television may have gone away since.
         const std::lock_guard lock(model.m_mutex);
-        if (model.m_connection.get() != line) return STATUS_UNAVAILABLE;
+        if (model.m_connection.get() != connection) return STATUS_UNAVAILABLE;
         if (answered.erase(id) == 0) pending.insert(id);
         actionId = id;
         return 0;
@@ -145,14 +145,14 @@ struct ClientModel::Object final : public BizValue {
                                   const std::vector<TableSelection>& selections,
                                   const std::vector<int>& columns,
                                   const std::vector<TableOrder>& orders) override {
-        const std::shared_ptr<Line> line = model.m_connection.get();
-        if (!line || receiver == nullptr) return nullptr;
+        const std::shared_ptr<BusConnection> connection = model.m_connection.get();
+        if (!connection || receiver == nullptr) return nullptr;
         IteratorRequest request{0, number, type.kind, type.chunkSize, {}, columns, {}};
         for (const TableSelection& selection : selections)
             request.selections.emplace_back(selection.column, toWire(selection.value));
         for (const TableOrder& order : orders) request.orders.emplace_back(order.column, order.ascending);
         Iterator& iterator = model.open(*this, receiver, request);
-        if (create(*line, request)) return &iterator;
+        if (create(*connection, request)) return &iterator;
         const std::lock_guard lock(model.m_mutex);
         iterator.observer = nullptr;
         return nullptr;
@@ -202,13 +202,14 @@ ClientModel::ClientModel(CurrentConnection& connection) : m_connection(connectio
 ClientModel::~ClientModel() = default;
 
 int ClientModel::connectValue(const std::string& name, Observer* observer, BizValue*& value) {
-    const std::shared_ptr<Line> line = m_connection.get();
+    const std::shared_ptr<BusConnection> connection = m_connection.get();
     Object& object = objectFor(name, observer);
-    auto answer = line ? line->call<std::int32_t, bool, sdbus::Variant>("Connect", name, object.number.load())
-                       : std::nullopt;
+    auto answer = connection ? connection->call<std::int32_t, bool, sdbus::Variant>("Connect", name,
+                                                                                    object.number.load())
+                             : std::nullopt;
     const std::lock_guard lock(m_mutex);
     // If the television went away meanwhile, it has lost the subscription.
-    if (m_connection.get() != line) answer.reset();
+    if (m_connection.get() != connection) answer.reset();
     const auto [status, yields, wire] =
         answer.value_or(std::tuple(STATUS_UNAVAILABLE, false, sdbus::Variant()));
     --object.connecting;
@@ -263,7 +264,7 @@ void ClientModel::lost() {
     }
 }
 
-ClientModel::Restored ClientModel::restore(Line& line) {
+ClientModel::Restored ClientModel::restore(BusConnection& connection) {
     std::vector<std::pair<std::string, std::uint32_t>> subscriptions;
     std::vector<IteratorRequest> iterators;
     {
@@ -275,19 +276,19 @@ ClientModel::Restored ClientModel::restore(Line& line) {
     }
     Restored restored;
     for (const auto& [name, number] : subscriptions) {
-        const auto answer = line.call<std::int32_t, bool, sdbus::Variant>("Connect", name, number);
+        const auto answer = connection.call<std::int32_t, bool, sdbus::Variant>("Connect", name, number);
         const bool connected = answer && std::get<1>(*answer);
         restored.subscriptions[number] =
             connected ? std::optional(fromVariant(std::get<2>(*answer))) : std::nullopt;
     }
     for (const IteratorRequest& request : iterators) {
-        create(line, request);
+        create(connection, request);
         restored.iterators.push_back(request.number);
     }
     return restored;
 }
 
-void ClientModel::confirm(Line& line, Restored restored) {
+void ClientModel::confirm(BusConnection& connection, Restored restored) {
     {
         const std::lock_guard lock(m_mutex);
         for (Object& object : m_objects) {
@@ -298,8 +299,10 @@ void ClientModel::confirm(Line& line, Restored restored) {
         for (const Iterator& iterator : m_iterators)
             if (iterator.observer != nullptr) std::erase(restored.iterators, iterator.request.number);
     }
-    for (const std::uint32_t number : restored.iterators) line.call<std::int32_t>("ReleaseIterator", number);
-    for (const auto& [number, value] : restored.subscriptions) line.call<std::int32_t>("Disconnect", number);
+    for (const std::uint32_t number : restored.iterators)
+        connection.call<std::int32_t>("ReleaseIterator", number);
+    for (const auto& [number, value] : restored.subscriptions)
+        connection.call<std::int32_t>("Disconnect", number);
 }
 
 void ClientModel::confirm(Object& object, const simulated::Value& value) {
@@ -324,20 +327,20 @@ void ClientModel::handle(sdbus::Message& message) {
     } else if (member == "Available") {
         bool available = false;
         message >> available;
-        tell(number, [available](Observer* observer) { observer->notifyAvailability(available); });
+        notify(number, [available](Observer* observer) { observer->notifyAvailability(available); });
     } else if (member == "Updated") {
         std::int32_t kind = 0;
         message >> kind;
-        tell(number, [kind](Observer* observer) { simulated::notifyTableUpdate(observer, kind); });
+        notify(number, [kind](Observer* observer) { simulated::notifyTableUpdate(observer, kind); });
     } else if (member == "Failed" || member == "Result") {
         handleAnswer(number, member == "Failed", message);
     }
 }
 
-bool ClientModel::create(Line& line, const IteratorRequest& request) {
+bool ClientModel::create(BusConnection& connection, const IteratorRequest& request) {
     const auto answer =
-        line.call<bool>("CreateIterator", request.table, request.number, request.kind, request.chunkSize,
-                        request.selections, request.columns, request.orders);
+        connection.call<bool>("CreateIterator", request.table, request.number, request.kind,
+                              request.chunkSize, request.selections, request.columns, request.orders);
     return answer && std::get<0>(*answer);
 }
 
@@ -385,10 +388,12 @@ ClientModel::Object* ClientModel::find(std::uint32_t number) {
     return nullptr;
 }
 
-void ClientModel::tell(std::uint32_t number, std::function<void(Observer*)> news) {
+void ClientModel::notify(std::uint32_t number, std::function<void(Observer*)> notification) {
     const std::lock_guard lock(m_mutex);
     if (Object* const object = find(number))
-        m_thread.post(object, [observer = object->observer, news = std::move(news)] { news(observer); });
+        m_thread.post(object, [observer = object->observer, notification = std::move(notification)] {
+            notification(observer);
+        });
 }
 
 void ClientModel::tellValue(std::uint32_t number, const simulated::Value& value) {
@@ -416,7 +421,7 @@ void ClientModel::handleAnswer(std::uint32_t number, bool failed, sdbus::Message
         Object* const object = find(number);
         if (object != nullptr && object->pending.erase(id) == 0) object->answered.insert(id);
     }
-    tell(number, [id, answer](Observer* observer) { simulated::notify(observer, id, answer); });
+    notify(number, [id, answer](Observer* observer) { simulated::notify(observer, id, answer); });
 }
 
 void ClientModel::handleIterator(std::uint32_t number, sdbus::Message& message) {

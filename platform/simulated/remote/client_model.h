@@ -35,21 +35,21 @@ class ClientModel final : public RootInterface {
     // Notifies observers that all keys are unavailable, and fails requests that have no answer.
     void lost();
 
-    // The objects that were restored on a line, by number: the value of each subscription, none if it was
-    // refused; and the iterators.
+    // The objects that were restored on a connection, by number: the value of each subscription, none if it
+    // was refused; and the iterators.
     struct Restored {
         std::map<std::uint32_t, std::optional<simulated::Value>> subscriptions;
         std::vector<std::uint32_t> iterators;
     };
 
-    Restored restore(Line& line);
+    Restored restore(BusConnection& connection);
 
-    // Called when all threads can use the line. Ends subscriptions and iterators that their owner released
-    // during the restore. Notifies the other observers, with the value if it differs from the value that they
-    // know.
-    void confirm(Line& line, Restored restored);
+    // Called when all threads can use the connection. Ends subscriptions and iterators that their owner
+    // released during the restore. Notifies the other observers, with the value if it differs from the value
+    // that they know.
+    void confirm(BusConnection& connection, Restored restored);
 
-    // Handles a notification from the television, on the line's thread.
+    // Handles a notification from the television, on the connection's thread.
     void handle(sdbus::Message& message);
 
   private:
@@ -57,7 +57,7 @@ class ClientModel final : public RootInterface {
     struct Iterator;
     struct IteratorRequest;
 
-    static bool create(Line& line, const IteratorRequest& request);
+    static bool create(BusConnection& connection, const IteratorRequest& request);
     Object& objectFor(const std::string& name, lomodelapi::Observer* observer);
 
     // Gives the request the number of the iterator.
@@ -66,7 +66,7 @@ class ClientModel final : public RootInterface {
     Object* find(std::uint32_t number);
 
     void confirm(Object& object, const simulated::Value& value);
-    void tell(std::uint32_t number, std::function<void(lomodelapi::Observer*)> news);
+    void notify(std::uint32_t number, std::function<void(lomodelapi::Observer*)> notification);
     void tellValue(std::uint32_t number, const simulated::Value& value);
     void handleAnswer(std::uint32_t number, bool failed, sdbus::Message& message);
     void handleIterator(std::uint32_t number, sdbus::Message& message);

@@ -6,7 +6,7 @@
 #include <optional>
 #include <tuple>
 
-#include "line.h"
+#include "bus_connection.h"
 #include "simulated/model.h"
 
 namespace remote {
@@ -14,16 +14,17 @@ namespace remote {
 // The current connection to the television, if there is one. Its users share it.
 class CurrentConnection {
   public:
-    // The previous line is destroyed without the lock: its thread may wait for a thread that holds the lock.
-    void set(std::shared_ptr<Line> line) {
+    // The previous connection is destroyed without the lock: its thread may wait for a thread that holds the
+    // lock.
+    void set(std::shared_ptr<BusConnection> connection) {
         const std::lock_guard lock(m_mutex);
-        m_line.swap(line);
+        m_current.swap(connection);
     }
 
     template <typename... Out, typename... In>
     std::optional<std::tuple<Out...>> call(const char* method, const In&... arguments) {
-        const std::shared_ptr<Line> line = get();
-        return line ? line->call<Out...>(method, arguments...) : std::nullopt;
+        const std::shared_ptr<BusConnection> connection = get();
+        return connection ? connection->call<Out...>(method, arguments...) : std::nullopt;
     }
 
     // Calls a method that returns only a status.
@@ -33,14 +34,14 @@ class CurrentConnection {
         return answer ? std::get<0>(*answer) : simulated::STATUS_UNAVAILABLE;
     }
 
-    std::shared_ptr<Line> get() {
+    std::shared_ptr<BusConnection> get() {
         const std::lock_guard lock(m_mutex);
-        return m_line;
+        return m_current;
     }
 
   private:
     std::mutex m_mutex;
-    std::shared_ptr<Line> m_line;
+    std::shared_ptr<BusConnection> m_current;
 };
 
 }  // namespace remote

@@ -41,11 +41,11 @@ Place placeFrom(const std::string& text) {
         place.name = text;
     }
     if (!isName(place.name) || place.name == EMBEDDED)
-        throw std::invalid_argument("'" + place.name +
-                                    "' is no name of a television: letters, digits, - and _, no digit first");
+        throw std::invalid_argument(
+            "'" + place.name + "' is not a name of a television: letters, digits, - and _, no digit first");
     if (!place.address.empty() && place.address.find(':') == std::string::npos)
         throw std::invalid_argument("'" + place.address +
-                                    "' is no address of a bus: unix:path=SOCKET, for example");
+                                    "' is not an address of a bus: unix:path=SOCKET, for example");
     if (place.address.empty()) place.address = "unix:path=" + socketPath(place.name);
     return place;
 }

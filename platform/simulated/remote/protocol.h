@@ -35,7 +35,7 @@
 //   Value(u, v)
 //   Available(u, b) | Failed(u, u id, i error) | Result(u, u id, a(qqay)) | Updated(u, i)
 //   IteratorNews(u iterator, s operation, i number, aaay rows)
-//   Lifecycle(s name, u ticket, u news, s url, s text, i number)
+//   Lifecycle(s name, u ticket, u notification, s url, s text, i number)
 //
 // The model's texts are sent as bytes (ay), because a D-Bus text must be UTF-8 and a text of the model need
 // not be.

@@ -56,12 +56,12 @@ struct FormatAction {
     Entries operator()(const SetPlaying& set) const { return {{"playing", word(set.playing)}}; }
     Entries operator()(const ShowVideo& show) const { return {{"video", quoted(show.video)}}; }
     Entries operator()(const ShowScene& show) const { return {{"scene", quoted(show.scene)}}; }
-    Entries operator()(const Tell& tell) const {
-        Entries entries{{"tell", quoted(lifecycleName(tell.news))}};
-        if (!tell.application.empty()) entries.emplace_back("application", quoted(tell.application));
-        if (!tell.url.empty()) entries.emplace_back("url", quoted(tell.url));
-        if (!tell.text.empty()) entries.emplace_back("text", quoted(tell.text));
-        if (tell.number != 0) entries.emplace_back("number", std::to_string(tell.number));
+    Entries operator()(const Notify& notify) const {
+        Entries entries{{"notify", quoted(lifecycleName(notify.notification))}};
+        if (!notify.application.empty()) entries.emplace_back("application", quoted(notify.application));
+        if (!notify.url.empty()) entries.emplace_back("url", quoted(notify.url));
+        if (!notify.text.empty()) entries.emplace_back("text", quoted(notify.text));
+        if (notify.number != 0) entries.emplace_back("number", std::to_string(notify.number));
         return entries;
     }
     Entries operator()(const SetPower& set) const {

@@ -86,7 +86,7 @@ class Parser {
             {"channel", {}, &Parser::selectChannel},
             {"playing", {}, &Parser::setPlaying},
             {"invoke", {"arguments"}, &Parser::invoke},
-            {"tell", {"application", "url", "text", "number"}, &Parser::tell},
+            {"notify", {"application", "url", "text", "number"}, &Parser::notify},
             {"power", {}, &Parser::power},
             {"video", {}, &Parser::video},
             {"scene", {}, &Parser::scene},
@@ -219,7 +219,8 @@ class Parser {
     Action setPlaying(const toml::table&, const toml::node& node) { return SetPlaying{flag(node)}; }
     Action invoke(const toml::table& table, const toml::node& node) {
         const KeyDefinition& key = keyOf(node);
-        if (key.type != OBJECT_TYPE_ACTION) m_reader.fail(node.source(), "'" + key.name + "' is no action");
+        if (key.type != OBJECT_TYPE_ACTION)
+            m_reader.fail(node.source(), "'" + key.name + "' is not an action");
         Invoke invoke{key.name, {}};
         if (const toml::node* const arguments = table.get("arguments"))
             invoke.arguments = m_reader.list<Argument>(*arguments, [this](const toml::node& element) {
@@ -231,14 +232,15 @@ class Parser {
             });
         return invoke;
     }
-    Action tell(const toml::table& table, const toml::node& node) {
-        const std::optional<Lifecycle> news = findLifecycle(oneOf(node, lifecycleNames(), "news"));
-        Tell tell{{}, *news, {}, {}, 0};
-        if (const toml::node* const name = table.get("application")) tell.application = nonEmpty(*name);
-        if (const toml::node* const url = table.get("url")) tell.url = text(*url);
-        if (const toml::node* const parameter = table.get("text")) tell.text = text(*parameter);
-        if (const toml::node* const value = table.get("number")) tell.number = m_reader.integer(*value);
-        return tell;
+    Action notify(const toml::table& table, const toml::node& node) {
+        const std::optional<Lifecycle> notification =
+            findLifecycle(oneOf(node, lifecycleNames(), "notification"));
+        Notify notify{{}, *notification, {}, {}, 0};
+        if (const toml::node* const name = table.get("application")) notify.application = nonEmpty(*name);
+        if (const toml::node* const url = table.get("url")) notify.url = text(*url);
+        if (const toml::node* const parameter = table.get("text")) notify.text = text(*parameter);
+        if (const toml::node* const value = table.get("number")) notify.number = m_reader.integer(*value);
+        return notify;
     }
     Action power(const toml::table&, const toml::node& node) {
         const std::array<std::string_view, 2> words{SUSPEND, RESUME};
@@ -258,7 +260,7 @@ class Parser {
         SetFault fault{{}, definition->name, 0};
         const toml::node* const key = table.get("key");
         if (key != nullptr && !definition->ofKey)
-            m_reader.fail(key->source(), "the fault '" + definition->name + "' is of no key");
+            m_reader.fail(key->source(), "the fault '" + definition->name + "' does not belong to a key");
         if (definition->ofKey) fault.key = keyOf(needed(table, "key")).name;
         const toml::node& value = needed(table, "to");
         fault.value = definition->kind == FaultKind::FLAG
@@ -329,7 +331,8 @@ class Parser {
     std::string oneOf(const toml::node& node, const List& names, const std::string& what) {
         std::string name = text(node);
         if (std::find(names.begin(), names.end(), name) == names.end())
-            m_reader.fail(node.source(), '\'' + name + "' is no " + what + ": it is one of " + listed(names));
+            m_reader.fail(node.source(),
+                          '\'' + name + "' is not a " + what + ": it is one of " + listed(names));
         return name;
     }
 

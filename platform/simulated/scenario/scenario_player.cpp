@@ -173,8 +173,8 @@ class ScenarioPlayer::Implementation {
             if (i == 0) watch(m_next, step.after);
             if (step.at) sleepUntil(m_start + scaled(*step.at));
             if (step.after && !await(m_next, limit(step.after->within)))
-                throw Failure("waited " + describe(step.after->within) + " s in vain for " +
-                              describe(step.after->condition));
+                throw Failure(describe(step.after->condition) + " did not occur within " +
+                              describe(step.after->within) + " s");
             sleepUntil(Clock::now() + scaled(step.wait));
             // Watched before the action: the action may cause the event that the next step waits for.
             watch(m_next, i + 1 < m_scenario.steps.size() ? m_scenario.steps[i + 1].after : std::nullopt);
@@ -235,12 +235,13 @@ class ScenarioPlayer::Implementation {
     void perform(const SetPlaying& set) { m_television.sourceSwitch().setPlaying(set.playing); }
     void perform(const ShowVideo& show) { showVideo(show.video); }
     void perform(const ShowScene& show) { m_television.video().showProgramme(show.scene); }
-    void perform(const Tell& tell) {
+    void perform(const Notify& notify) {
         ApplicationManager& manager = m_television.applications();
-        if (tell.application.empty()) {
-            manager.tell(tell.news, tell.url, tell.text, tell.number);
+        if (notify.application.empty()) {
+            manager.notify(notify.notification, notify.url, notify.text, notify.number);
         } else {
-            manager.tellOne(tell.application, tell.news, tell.url, tell.text, tell.number);
+            manager.notifyOne(notify.application, notify.notification, notify.url, notify.text,
+                              notify.number);
         }
     }
     void perform(const SetPower& set) {

@@ -89,7 +89,7 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
         const std::lock_guard lock(m_mutex);
         if (m_refusal != 0) return m_refusal;
         m_apps[name] = app;
-        m_events.tell(ApplicationRegistered{name});
+        m_events.publish(ApplicationRegistered{name});
         return 0;
     }
 
@@ -103,7 +103,7 @@ class ApplicationManager::Implementation final : public zt::apmclient::AppManage
     int reportStatus(const std::string& name, int status) override {
         const std::lock_guard lock(m_mutex);
         record(m_reports, Report{name, status});
-        m_events.tell(ApplicationReported{name, status});
+        m_events.publish(ApplicationReported{name, status});
         return m_apps.count(name) != 0 ? 0 : STATUS_UNKNOWN_APPLICATION;
     }
 
@@ -182,16 +182,16 @@ int ApplicationManager::refusal() const {
     return m_implementation->m_refusal;
 }
 
-void ApplicationManager::tell(Lifecycle notification, const std::string& appUrl, const std::string& text,
-                              int number) {
-    m_implementation->m_events.tell(Tell{{}, notification, appUrl, text, number});
+void ApplicationManager::notify(Lifecycle notification, const std::string& appUrl, const std::string& text,
+                                int number) {
+    m_implementation->m_events.publish(Notify{{}, notification, appUrl, text, number});
     for (const std::string& name : applications())
         m_implementation->enqueue({name, notification, appUrl, text, number});
 }
 
-void ApplicationManager::tellOne(const std::string& name, Lifecycle notification, const std::string& appUrl,
-                                 const std::string& text, int number) {
-    m_implementation->m_events.tell(Tell{name, notification, appUrl, text, number});
+void ApplicationManager::notifyOne(const std::string& name, Lifecycle notification, const std::string& appUrl,
+                                   const std::string& text, int number) {
+    m_implementation->m_events.publish(Notify{name, notification, appUrl, text, number});
     m_implementation->enqueue({name, notification, appUrl, text, number});
 }
 

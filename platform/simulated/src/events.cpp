@@ -18,7 +18,7 @@ Events::Subscription::~Subscription() {
     m_events.m_listeners.erase(m_position);
 }
 
-void Events::tell(decltype(Event::what) what) {
+void Events::publish(decltype(Event::what) what) {
     const std::lock_guard lock(m_mutex);
     if (m_listeners.empty()) return;
     const Event event{std::move(what), consequenceDepth > 0};

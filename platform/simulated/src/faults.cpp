@@ -192,16 +192,16 @@ const Fault& at(const std::string& key, const std::string& name) {
     if (found->definition.ofKey && key.empty())
         throw std::invalid_argument("the fault '" + name + "' is of a key: name one");
     if (!found->definition.ofKey && !key.empty())
-        throw std::invalid_argument("the fault '" + name + "' is of no key");
+        throw std::invalid_argument("the fault '" + name + "' does not belong to a key");
     return *found;
 }
 
-void setAndTell(Television& television, const std::string& key, const Fault& fault, long long value) {
+void setAndPublish(Television& television, const std::string& key, const Fault& fault, long long value) {
     {
         const Events::Consequences scope;
         fault.set(television, key, value);
     }
-    television.events().tell(SetFault{key, fault.definition.name, value});
+    television.events().publish(SetFault{key, fault.definition.name, value});
 }
 
 }  // namespace
@@ -225,7 +225,7 @@ void setFault(Television& television, const std::string& key, const std::string&
     const Fault& fault = at(key, name);
     const catalogue::Range range{fault.definition.lowest, fault.definition.highest};
     if (!range.contains(value)) throw std::domain_error("the fault '" + name + "' is from " + range.text());
-    setAndTell(television, key, fault, value);
+    setAndPublish(television, key, fault, value);
 }
 
 long long fault(Television& television, const std::string& key, const std::string& name) {
@@ -248,7 +248,7 @@ std::vector<SetFault> activeFaults(Television& television) {
 void clearFaults(Television& television) {
     for (const SetFault& active : activeFaults(television)) {
         const Fault& fault = at(active.key, active.fault);
-        setAndTell(television, active.key, fault, fault.definition.harmless);
+        setAndPublish(television, active.key, fault, fault.definition.harmless);
     }
 }
 

@@ -16,7 +16,9 @@ static_assert(NAMES.size() == static_cast<std::size_t>(Lifecycle::KEY_EVENT) + 1
 
 }  // namespace
 
-std::string lifecycleName(Lifecycle news) { return std::string(NAMES.at(static_cast<std::size_t>(news))); }
+std::string lifecycleName(Lifecycle notification) {
+    return std::string(NAMES.at(static_cast<std::size_t>(notification)));
+}
 
 std::optional<Lifecycle> findLifecycle(std::string_view name) {
     const auto found = std::find(NAMES.begin(), NAMES.end(), name);

@@ -45,7 +45,7 @@ int Model::Implementation::connectValue(const std::string& name, Observer* obser
     const auto subscribed = std::find(key.observers.begin(), key.observers.end(), observer);
     if (observer != nullptr && subscribed == key.observers.end()) key.observers.push_back(observer);
     value = &key.objectFor(observer);
-    m_events.tell(ClientConnected{name});
+    m_events.publish(ClientConnected{name});
     return 0;
 }
 
@@ -86,11 +86,11 @@ void Model::Implementation::change(Key& key, const Value& value) {
 
 void Model::Implementation::tellListeners(const Key& key) const {
     for (const auto& listener : m_listeners) listener(key.definition.name, key.value);
-    m_events.tell(SetKey{key.definition.name, key.value});
+    m_events.publish(SetKey{key.definition.name, key.value});
 }
 
 void Model::Implementation::announceUnchanged(Key& key) {
-    m_events.tell(Announce{key.definition.name});
+    m_events.publish(Announce{key.definition.name});
     announce(key);
 }
 

@@ -112,7 +112,7 @@ int Model::Implementation::Key::invokeFor(const ClientObject* client, unsigned& 
         if (faults.invokeStatus != 0) return faults.invokeStatus;
         id = ++model.m_lastActionId;
         record(invocations, Invocation{id, arguments});
-        model.m_events.tell(Invoke{definition.name, arguments});
+        model.m_events.publish(Invoke{definition.name, arguments});
         if (faults.neverAnswer) {
             actionId = id;
             return 0;

@@ -243,7 +243,7 @@ void VideoPipeline::Connection::countFrame() {
         const std::lock_guard lock(m_mutex);
         number = ++m_delivered;
     }
-    m_events.tell(FrameDelivered{number});
+    m_events.publish(FrameDelivered{number});
 }
 
 std::string VideoPipeline::Connection::reap() {

@@ -118,10 +118,10 @@ void SourceSwitch::reset() {
     if (std::exchange(m_channel, 0) != 0) {
         const Rows rows = m_model.rows(keys::CHANNEL_LIST);
         if (!rows.empty() && rows.front().size() >= COLUMNS)
-            m_events.tell(SelectChannel{rows.front()[NUMBER]});
+            m_events.publish(SelectChannel{rows.front()[NUMBER]});
     }
     m_takenResources = 0;
-    if (!std::exchange(m_playing, true)) m_events.tell(SetPlaying{true});
+    if (!std::exchange(m_playing, true)) m_events.publish(SetPlaying{true});
     m_video.showProgramme("");
     m_video.pause(false);
 }
@@ -174,7 +174,7 @@ void SourceSwitch::tune(const Rows& rows, std::size_t channel, bool forceShowAV)
         const Events::Consequences scope;
         show(rows[channel], forceShowAV);
     }
-    m_events.tell(SelectChannel{rows[channel][NUMBER]});
+    m_events.publish(SelectChannel{rows[channel][NUMBER]});
 }
 
 void SourceSwitch::play(bool playing) {
@@ -184,7 +184,7 @@ void SourceSwitch::play(bool playing) {
         const Events::Consequences scope;
         m_model.set(keys::VIDEO_FORMAT, currentFormat());
     }
-    m_events.tell(SetPlaying{playing});
+    m_events.publish(SetPlaying{playing});
 }
 
 void SourceSwitch::show(const std::vector<std::string>& row, bool forceShowAV) {

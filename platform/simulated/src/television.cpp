@@ -81,8 +81,8 @@ void Television::reset() {
     // Reported as events, so that a recorded scenario brings another television into the same state.
     for (const SetFault& active : activeFaults(*this))
         if (active.fault.find("video.") != 0)
-            m_events.tell(SetFault{active.key, active.fault, findFault(active.fault)->harmless});
-    if (std::exchange(m_suspended, false)) m_events.tell(SetPower{false});
+            m_events.publish(SetFault{active.key, active.fault, findFault(active.fault)->harmless});
+    if (std::exchange(m_suspended, false)) m_events.publish(SetPower{false});
     m_sourceSwitch->reset();
     m_model->reset();
     m_framework.reset();
@@ -109,8 +109,8 @@ void Television::describeFilm() {
 
 void Television::powerOn() {
     std::call_once(m_poweredOn, [this] {
-        const char* const wish = std::getenv("AIPQ_TV_VIDEO");
-        const std::string video = wish != nullptr && *wish != '\0' ? wish : "scenes";
+        const char* const variable = std::getenv("AIPQ_TV_VIDEO");
+        const std::string video = variable != nullptr && *variable != '\0' ? variable : "scenes";
         if (video == "off" || m_video.running()) return;
         const Events::Consequences scope;
         if (!showVideo(video)) std::cerr << "simulated television: no picture: " << m_video.error() << '\n';
@@ -123,13 +123,13 @@ void Television::suspend() {
     m_suspended = true;
     {
         const Events::Consequences scope;
-        tellEach(
+        notifyEach(
             {Lifecycle::LOST_FOCUS, Lifecycle::SUSPEND, Lifecycle::STR_SUSPENDING, Lifecycle::STR_SUSPEND});
         m_video.pause(true);
         m_suspendedFormat = m_model->value(keys::VIDEO_FORMAT);
         m_model->set(keys::VIDEO_FORMAT, std::string());
     }
-    m_events.tell(SetPower{true});
+    m_events.publish(SetPower{true});
 }
 
 void Television::resume() {
@@ -138,11 +138,11 @@ void Television::resume() {
     m_suspended = false;
     {
         const Events::Consequences scope;
-        tellEach({Lifecycle::STR_RESUME, Lifecycle::STR_RESUMING, Lifecycle::RESUME, Lifecycle::GET_FOCUS});
+        notifyEach({Lifecycle::STR_RESUME, Lifecycle::STR_RESUMING, Lifecycle::RESUME, Lifecycle::GET_FOCUS});
         m_video.pause(!m_sourceSwitch->playing());
         m_model->set(keys::VIDEO_FORMAT, m_suspendedFormat);
     }
-    m_events.tell(SetPower{false});
+    m_events.publish(SetPower{false});
 }
 
 bool Television::suspended() const {
@@ -155,10 +155,10 @@ Value Television::suspendedFormat() const {
     return m_suspendedFormat;
 }
 
-void Television::tellEach(std::initializer_list<Lifecycle> news) {
-    for (const Lifecycle each : news)
+void Television::notifyEach(std::initializer_list<Lifecycle> notification) {
+    for (const Lifecycle each : notification)
         for (const std::string& name : m_applications.applications())
-            m_applications.tellOne(name, each, "app://" + name);
+            m_applications.notifyOne(name, each, "app://" + name);
 }
 
 bool Television::showVideo(const std::string& video) {

@@ -70,7 +70,7 @@ bool VideoPipeline::start(const std::string& clip) {
         m_clip = before;
         return false;
     }
-    m_events.tell(ShowVideo{clip.empty() ? "scenes" : clip});
+    m_events.publish(ShowVideo{clip.empty() ? "scenes" : clip});
     return true;
 }
 
@@ -113,7 +113,7 @@ void VideoPipeline::watch(std::promise<bool> first) {
         m_error += describeNext(pause, ++tries, mostTries, m_clip);
         m_on = pause.has_value();
         report(m_error);
-        m_events.tell(PipelineDied{m_error, pause});
+        m_events.publish(PipelineDied{m_error, pause});
         if (pause) m_changed.wait_for(lock, *pause, [this] { return !m_on; });
     }
     lock.unlock();
@@ -148,7 +148,7 @@ void VideoPipeline::becomeReady(bool again) {
     m_error.clear();
     if (!again) return;
     report("the video pipeline runs again");
-    m_events.tell(PipelineRestarted{});
+    m_events.publish(PipelineRestarted{});
 }
 
 // Ends the pipeline without a new start. Returns whether it was on.
@@ -168,7 +168,7 @@ void VideoPipeline::stop() {
     const std::lock_guard lock(m_mutex);
     m_error.clear();
     m_killed = false;
-    if (wasOn) m_events.tell(ShowVideo{"off"});
+    if (wasOn) m_events.publish(ShowVideo{"off"});
 }
 
 bool VideoPipeline::kill() {
@@ -246,7 +246,7 @@ void VideoPipeline::showProgramme(const std::string& scene) {
     if (m_scene == scene && m_input.empty()) return;
     m_scene = scene;
     m_input.clear();
-    m_events.tell(ShowScene{scene});
+    m_events.publish(ShowScene{scene});
     if (m_connection) m_connection->post(showCommand());
 }
 

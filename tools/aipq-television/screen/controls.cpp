@@ -288,7 +288,7 @@ std::string Controls::changePower(const json& request) {
         if (!m_television.suspended()) throw Refusal(CONFLICT, "the television is not suspended");
         m_television.resume();
     } else if (power != POWERS.end()) {
-        m_television.applications().tell(power->notification, APPLICATION_URL);
+        m_television.applications().notify(power->notification, APPLICATION_URL);
     } else {
         throw Refusal(NOT_FOUND, "there is no power state '" + name + "'");
     }

@@ -41,9 +41,9 @@ struct Describe {
     json operator()(const simulated::ShowScene& event) const {
         return line("video", event.scene.empty() ? "the original picture" : "scene " + event.scene);
     }
-    json operator()(const simulated::Tell& event) const {
+    json operator()(const simulated::Notify& event) const {
         const std::string whom = event.application.empty() ? "every application" : event.application;
-        return line("power", simulated::lifecycleName(event.news) + " is sent to " + whom);
+        return line("power", simulated::lifecycleName(event.notification) + " is sent to " + whom);
     }
     json operator()(const simulated::SetPower& event) const {
         return line("power",

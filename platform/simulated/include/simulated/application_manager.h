@@ -39,10 +39,10 @@ class ApplicationManager {
 
     // Notifies every registered application, or the one of this name. `text` is the parameter or the message,
     // `number` the reason, resource, status or key.
-    void tell(Lifecycle notification, const std::string& appUrl, const std::string& text = std::string(),
-              int number = 0);
-    void tellOne(const std::string& name, Lifecycle notification, const std::string& appUrl,
-                 const std::string& text = std::string(), int number = 0);
+    void notify(Lifecycle notification, const std::string& appUrl, const std::string& text = std::string(),
+                int number = 0);
+    void notifyOne(const std::string& name, Lifecycle notification, const std::string& appUrl,
+                   const std::string& text = std::string(), int number = 0);
 
     // Waits until every notification has been delivered. Returns false after `limit`. Do not call it in a
     // notification.

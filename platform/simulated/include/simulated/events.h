@@ -54,9 +54,9 @@ struct ShowScene {
 };
 
 // A notification for one application, or for all if `application` is empty.
-struct Tell {
+struct Notify {
     std::string application;
-    Lifecycle news;
+    Lifecycle notification;
     std::string url;
     std::string text;
     int number;
@@ -103,7 +103,7 @@ struct PipelineDied {
 struct PipelineRestarted {};
 
 struct Event {
-    std::variant<SetKey, Announce, Invoke, SelectChannel, SetPlaying, ShowVideo, ShowScene, Tell, SetPower,
+    std::variant<SetKey, Announce, Invoke, SelectChannel, SetPlaying, ShowVideo, ShowScene, Notify, SetPower,
                  SetFault, ClientConnected, ApplicationRegistered, ApplicationReported, FrameDelivered,
                  PipelineDied, PipelineRestarted>
         what;
@@ -134,7 +134,7 @@ class Events {
     };
 
     // Called by the television's parts.
-    void tell(decltype(Event::what) what);
+    void publish(decltype(Event::what) what);
 
     // While an object of this class lives, every event of its thread is a consequence.
     class Consequences {

@@ -30,7 +30,7 @@ enum class Lifecycle {
 };
 
 // The name of a notification in scenarios and tools, for example "suspend" or "str_suspending".
-std::string lifecycleName(Lifecycle news);
+std::string lifecycleName(Lifecycle notification);
 std::optional<Lifecycle> findLifecycle(std::string_view name);
 // All names, in the order of the enumeration.
 std::vector<std::string> lifecycleNames();

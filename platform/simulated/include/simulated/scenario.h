@@ -25,7 +25,7 @@ struct Expect {
     std::chrono::milliseconds within{0};
 };
 
-using Action = std::variant<SetKey, Announce, Invoke, SelectChannel, SetPlaying, ShowVideo, ShowScene, Tell,
+using Action = std::variant<SetKey, Announce, Invoke, SelectChannel, SetPlaying, ShowVideo, ShowScene, Notify,
                             SetPower, SetFault, ClearFaults, Expect>;
 
 // Occurs when the key has this value, or gets it.

@@ -66,7 +66,7 @@ class Television {
     Television();
     ~Television() = delete;
 
-    void tellEach(std::initializer_list<Lifecycle> news);
+    void notifyEach(std::initializer_list<Lifecycle> notification);
     void describeFilm();
 
     Events m_events;

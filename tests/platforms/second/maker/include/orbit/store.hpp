@@ -35,7 +35,7 @@ class Node {
     virtual Kind kind() const = 0;
     virtual Outcome get(Datum& out) const = 0;
     virtual Outcome set(Datum datum) = 0;  // of the node's kind
-    // `done` is told a code, 0 if all went well, and the outputs.
+    // `done` receives a code, 0 after success, and the outputs.
     virtual Outcome call(Inputs inputs, std::function<void(int code, std::vector<std::string>)> done) = 0;
     virtual Outcome rows(std::vector<Row>& out) const = 0;
 
@@ -43,7 +43,7 @@ class Node {
     ~Node() = default;
 };
 
-// Everything is told on the store's one delivery thread.
+// The store delivers everything on its one delivery thread.
 class Store {
   public:
     static std::unique_ptr<Store> open(std::string_view service, Outcome& outcome);
@@ -56,7 +56,7 @@ class Store {
     virtual Outcome unwatch(Ticket ticket) = 0;
 
     virtual void post(std::function<void()> work) = 0;
-    // Waits until all that was on its way has been told.
+    // Waits until everything pending has been delivered.
     virtual Outcome settle() = 0;
 };
 

@@ -1,4 +1,4 @@
-#include "line.h"
+#include "bus_connection.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -50,48 +50,48 @@ std::unique_ptr<sdbus::IConnection> connectTo(const std::string& address) {
 
 }  // namespace
 
-Line::Line(const std::string& address)
+BusConnection::BusConnection(const std::string& address)
     : m_connection(connectTo(address)), m_wakeUp(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
-Line::~Line() {
+BusConnection::~BusConnection() {
     stop();
     m_proxy.reset();
     m_connection.reset();
     ::close(m_wakeUp);
 }
 
-void Line::setPeer(const std::string& busName) {
+void BusConnection::setPeer(const std::string& busName) {
     m_proxy = sdbus::createProxy(*m_connection, busName, PLATFORM_OBJECT);
 }
 
-void Line::start(std::function<void()> onLost) {
+void BusConnection::start(std::function<void()> onLost) {
     m_onLost = std::move(onLost);
     m_thread = std::thread([this] { serve(); });
 }
 
-void Line::stop() {
+void BusConnection::stop() {
     m_ending = true;
     wake();
     if (m_thread.joinable()) m_thread.join();
 }
 
-void Line::giveUp() {
+void BusConnection::giveUp() {
     const std::lock_guard lock(m_mutex);
     m_lost = true;
     m_answered.notify_all();
 }
 
-void Line::wake() {
+void BusConnection::wake() {
     const std::uint64_t one = 1;
     // If the counter is full, the thread wakes up as well.
     static_cast<void>(!::write(m_wakeUp, &one, sizeof one));
 }
 
-sdbus::MethodCall Line::createCall(const char* method) {
+sdbus::MethodCall BusConnection::createCall(const char* method) {
     return m_proxy->createMethodCall(PLATFORM_INTERFACE, method);
 }
 
-void Line::serve() {
+void BusConnection::serve() {
     try {
         while (!m_ending) {
             while (m_connection->processPendingRequest()) {
@@ -109,7 +109,7 @@ void Line::serve() {
     }
 }
 
-void Line::forgetEndedCalls() {
+void BusConnection::forgetEndedCalls() {
     std::vector<sdbus::PendingAsyncCall> ended;
     {
         const std::lock_guard lock(m_mutex);

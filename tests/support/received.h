@@ -1,6 +1,6 @@
 // Records the calls of a test's callbacks as texts, in order.
-#ifndef TESTS_HEARD_H
-#define TESTS_HEARD_H
+#ifndef TESTS_RECEIVED_H
+#define TESTS_RECEIVED_H
 
 #include <algorithm>
 #include <chrono>
@@ -12,7 +12,7 @@
 
 namespace tests {
 
-class Heard {
+class Received {
   public:
     void add(std::string text) {
         const std::lock_guard lock(m_mutex);

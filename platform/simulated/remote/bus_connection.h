@@ -1,7 +1,7 @@
-// A line is a D-Bus connection and the thread that serves it. Unlike the event loop of sdbus-c++, it survives
-// the end of the bus. This end is normal, because the television may be killed at any time.
-#ifndef REMOTE_LINE_H
-#define REMOTE_LINE_H
+// A connection is a D-Bus connection and the thread that serves it. Unlike the event loop of sdbus-c++, it
+// survives the end of the bus. This end is normal, because the television may be killed at any time.
+#ifndef REMOTE_BUS_CONNECTION_H
+#define REMOTE_BUS_CONNECTION_H
 
 #include <sdbus-c++/sdbus-c++.h>
 
@@ -18,19 +18,19 @@
 
 namespace remote {
 
-// Messages are handled on the line's thread, one after the other. No thread can send while a message is
+// Messages are handled on the connection's thread, one after the other. No thread can send while a message is
 // handled: a handler must not wait for a thread that sends.
-class Line {
+class BusConnection {
   public:
     // Connects. Throws sdbus::Error if no bus listens at this address. Set up matches, objects and names
     // before start().
-    explicit Line(const std::string& address);
+    explicit BusConnection(const std::string& address);
     // Calls stop().
-    ~Line();
-    Line(const Line&) = delete;
-    Line& operator=(const Line&) = delete;
+    ~BusConnection();
+    BusConnection(const BusConnection&) = delete;
+    BusConnection& operator=(const BusConnection&) = delete;
 
-    sdbus::IConnection& connection() { return *m_connection; }
+    sdbus::IConnection& bus() { return *m_connection; }
 
     // Starts the thread. If the bus goes away, the thread calls `onLost` once.
     void start(std::function<void()> onLost);
@@ -42,7 +42,7 @@ class Line {
     void giveUp();
 
     // Calls a method of PLATFORM_INTERFACE and waits for its answer, without a time limit. Returns nothing if
-    // the line or the television is lost. Any thread except the line's own.
+    // the connection or the television is lost. Any thread except the connection's own.
     template <typename... Out, typename... In>
     std::optional<std::tuple<Out...>> call(const char* method, const In&... arguments) {
         struct Answer {
