@@ -76,10 +76,10 @@ class Recording {
 class ActionRecorder final : public ActionHandler, public Recording {
   public:
     explicit ActionRecorder(std::function<void()> then = {}) : Recording(std::move(then)) {}
-    void onActionResult(int id, const ValueObject& received) override {
-        result = received;
-        capacity = received.items.capacity();
-        receive(resultText(id, received));
+    void onActionResult(int id, const ValueObject& answer) override {
+        result = answer;
+        capacity = answer.items.capacity();
+        receive(resultText(id, answer));
     }
     void onActionFailed(int id, int error) override { receive(failureText(id, error)); }
 

@@ -342,7 +342,7 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{step("invoke = \"dovra.sl2.action.source.switch\"\narguments = [[65536, \"\"]]\n"),
                   "3:15: must be a whole number from 0 to 65535"},
         Malformed{step("notify = \"bedtime\"\n"),
-                  "2:8: 'bedtime' is not a notification: it is one of running, suspend, "},
+                  "2:10: 'bedtime' is not a notification: it is one of running, suspend, "},
         Malformed{step("notify = \"resume\"\nnumber = 2147483648\n"), "3:10: no number of this type"},
         Malformed{step("notify = \"resume\"\napplication = \"\"\n"), "3:15: must not be empty"},
         Malformed{step("power = \"off\"\n"), "2:9: 'off' is not a power state: it is one of suspend, resume"},

@@ -53,7 +53,7 @@ ScenarioService::ScenarioService(simulated::Television& television, remote::BusC
       m_connection(connection),
       m_object(sdbus::createObject(connection.bus(), OBJECT)) {
     using Nothing = std::tuple<>;
-    bus::MethodAdder methods(*m_object, INTERFACE, line, workers);
+    bus::MethodAdder methods(*m_object, INTERFACE, connection, workers);
     methods.add<std::string, std::string, double>("Play", {{"name", "text", "speed"}, {"outcome", "why"}},
                                                   [this](const std::string& name, const std::string& text,
                                                          double speed) { return play(name, text, speed); });
