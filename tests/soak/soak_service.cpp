@@ -12,106 +12,41 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <iostream>
+#include <iterator>
 #include <list>
-#include <memory>
-#include <mutex>
 #include <optional>
-#include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "model_operations.h"
+#include "operation.h"
 #include "platform_adaptation/picture_capture.h"
-#include "platform_adaptation/system_access/action_access.h"
-#include "platform_adaptation/system_access/iterator_access.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
-#include "platform_adaptation/system_access/value_access.h"
 #include "platform_adaptation/system_info.h"
 #include "platform_adaptation/system_setting.h"
 #include "platform_adaptation/system_state.h"
 
 using namespace std::chrono_literals;
 using korvale::ai::PictureData;
+using soak::ANSWER_LIMIT;
+using soak::Awaited;
+using soak::Clock;
+using soak::Dice;
+using soak::Operation;
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-using Integer = ValueAccessT<lomodelapi::ObserverNumericInteger>;
-using String = ValueAccessT<lomodelapi::ObserverString>;
-using Integers = ValueAccessT<lomodelapi::ObserverVectorNumericInteger>;
-using Strings = ValueAccessT<lomodelapi::ObserverVectorString>;
-
 constexpr char SERVICE_NAME[] = "soak";
-constexpr char GAME_MODE[] = "dovra.sl2.i32.video.enum.instant.game.response";
-constexpr char HDR_TYPE[] = "dovra.sl2.str.servicemode.videoinfo.hdrtype";
-constexpr char PLAY_ATTRIBUTES[] = "dovra.sl2.vstr.tvservice.play.main";
-constexpr char PQ_SETTING[] = "dovra.sl2.vint.video.aipq.pq.setting";
-constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
-constexpr char SWITCH_ACTION[] = "dovra.sl2.action.source.switch";
 
-constexpr auto ANSWER_LIMIT = 5s;
 // Longer than the time for which a worker of a picture setting waits for the television.
 constexpr auto WORKER_LIMIT = 62s;
 constexpr auto LAST_LIMIT = 75s;
-
-class Dice {
-  public:
-    explicit Dice(unsigned seed) : m_engine(seed) {}
-    int between(int lowest, int highest) { return std::uniform_int_distribution(lowest, highest)(m_engine); }
-    bool toss() { return between(0, 1) == 1; }
-
-  private:
-    std::mt19937 m_engine;
-};
-
-// An operation of the service. `perform` returns nullopt if the operation is not possible now.
-struct Operation {
-    Operation(std::string what, std::function<std::optional<bool>(Dice&)> how)
-        : name(std::move(what)), perform(std::move(how)) {}
-
-    std::optional<bool> attempt(Dice& dice) {
-        const std::optional<bool> result = perform(dice);
-        if (result) ++(*result ? done : failed);
-        return result;
-    }
-
-    const std::string name;
-    const std::function<std::optional<bool>(Dice&)> perform;
-    std::atomic<unsigned> done{0};
-    std::atomic<unsigned> failed{0};
-};
-
-// The last value of a notification. Another thread can wait for it.
-template <typename T>
-class Awaited {
-  public:
-    void set(const T& value) {
-        const std::lock_guard lock(m_mutex);
-        m_value = value;
-        m_changed.notify_all();
-    }
-    template <typename Condition>
-    bool waitUntil(Condition holds, Clock::duration limit = ANSWER_LIMIT) {
-        std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(lock, limit, [&] { return m_value && holds(*m_value); });
-    }
-    void forget() {
-        const std::lock_guard lock(m_mutex);
-        m_value.reset();
-    }
-
-  private:
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::optional<T> m_value;
-};
-
-bool anything(int) { return true; }
 
 // Follows the power state that the application manager announces.
 class Power {
@@ -267,71 +202,6 @@ bool readState(SystemInfo& info) {
     return info.getAIPQSupported() && info.getSourceType() != SOURCE_TYPE_UNKNOWN;
 }
 
-class Follower final : public ValueHandler {
-  public:
-    void onNewValue(const ValueObject& value) override { received.set(static_cast<int>(value)); }
-    Awaited<int> received;
-};
-
-// Writes a value, waits for its notification, and reads a value of each type.
-bool useValues(Dice& dice) {
-    const auto follower = std::make_shared<Follower>();
-    Integer gameMode(GAME_MODE, follower);
-    const int value = dice.between(1000, 1'000'000);
-    if (gameMode.connect(1000) != 0 || gameMode.setValue(value) != 0) return false;
-    const bool notified = follower->received.waitUntil([&](int latest) { return latest == value; });
-    std::string text;
-    std::vector<std::string> texts;
-    std::vector<int> numbers;
-    return notified && String(HDR_TYPE).getValue(text) == 0 &&
-           Strings(PLAY_ATTRIBUTES).getValue(texts) == 0 && Integers(PQ_SETTING).getValue(numbers) == 0;
-}
-
-class Rows final : public IteratorHandler {
-  public:
-    void onIteratorReady(int count) override { ready.set(count); }
-    void onReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) override {
-        read.set(static_cast<int>(rows.size()));
-    }
-    void onCommit(int) override {}
-    void onTotalCount(int) override {}
-    void onSeekToRow(int) override {}
-    void onSeekToContent(int) override {}
-    void onCursorPosition(int) override {}
-    void onReadRow(const std::vector<std::string>&) override {}
-    void onUpdate(int) override {}
-
-    Awaited<int> ready;
-    Awaited<int> read;
-};
-
-bool readList(Dice& dice) {
-    const auto rows = std::make_shared<Rows>();
-    IteratorAccess list(CHANNEL_LIST, rows, {0, 10}, {}, {0, 1, 2}, {{1, dice.toss()}});
-    if (list.create() != 0 || list.getIterator() == nullptr) return false;
-    const bool read = rows->ready.waitUntil(anything) && list.getIterator()->readRowChunk(10) == 0 &&
-                      rows->read.waitUntil([](int count) { return count > 0; });
-    // In half of the runs, the destructor of the accessor releases the iterator.
-    if (dice.toss()) list.destroy();
-    return read;
-}
-
-class Answers final : public ActionHandler {
-  public:
-    void onActionResult(int, const ValueObject&) override { result.set(0); }
-    void onActionFailed(int, int error) override { result.set(error); }
-    Awaited<int> result;
-};
-
-bool invokeAction(Dice&) {
-    const auto answers = std::make_shared<Answers>();
-    ActionAccess action(SWITCH_ACTION, answers);
-    unsigned id = 0;
-    return action.connect(1000) == 0 &&
-           action.invoke(id, {{0, 0, "soak"}, {0, 1, "3"}, {0, 2, "soak"}, {0, 3, "4"}}) == 0 &&
-           answers->result.waitUntil([](int error) { return error == 0; });
-}
-
 // Creates one object of each facade, uses it and destroys it.
 bool makeFacades(Dice&) {
     SystemInfo info;
@@ -342,37 +212,6 @@ bool makeFacades(Dice&) {
     const SystemState state("soak-guest");
     const PictureCapture capture;
     return readState(info) && setting.getVideoBrightness() >= 0;
-}
-
-bool changeChannel(Dice& dice) {
-    static constexpr std::array<const char*, 5> uris{"dvb://1.1051.28006", "dvb://1.1051.28007",
-                                                     "dvb://1.1079.28205", "dvb://1.1079.28206",
-                                                     "dvb://1.1101.28721"};
-    SourceSwitchAccess& television = *SourceSwitchAccessImpl::GetInstance();
-    switch (dice.between(0, 3)) {
-        case 0:
-            return television.setChannelNext();
-        case 1:
-            return television.setChannelPrev();
-        case 2:
-            return television.setChannelByUUIDs("c0000002", "f0000001", dice.toss());
-        default:
-            return television.setChannelByURI(uris[static_cast<std::size_t>(dice.between(0, 4))],
-                                              dice.toss());
-    }
-}
-
-bool changePlayback(Dice& dice) {
-    SourceSwitchAccess& television = *SourceSwitchAccessImpl::GetInstance();
-    const bool paused = dice.toss() ? television.pauseVideo() : television.pauseAV();
-    const bool resumed = dice.toss() ? television.resumeVideo() : television.resumePSIAV();
-    return paused && resumed && television.setQuietFlag(dice.between(0, 1)) == 0;
-}
-
-bool takeResources(Dice&) {
-    SourceSwitchAccess& television = *SourceSwitchAccessImpl::GetInstance();
-    return television.requestResourceFromSystem(SourceSwitchAccess::RESOURCE_AV) &&
-           television.releaseResourceToSystem(SourceSwitchAccess::RESOURCE_AV);
 }
 
 // A thread of the service that performs its operations in random order.
@@ -473,15 +312,15 @@ int main(int argc, char** argv) {
     housekeeper.add("state", [&](Dice&) { return readState(info); });
     housekeeper.add("tuner", [&](Dice& dice) { return settings.tune(dice); });
     housekeeper.add("pq", [&](Dice& dice) { return settings.writePQ(dice); });
-    housekeeper.add("values", useValues);
-    housekeeper.add("list", readList);
-    housekeeper.add("action", invokeAction);
+    housekeeper.add("values", soak::useValues);
+    housekeeper.add("list", soak::readList);
+    housekeeper.add("action", soak::invokeAction);
     housekeeper.add("facades", makeFacades);
     workers.emplace_back(seed + 1, 60).add("setting", [&](Dice& dice) { return settings.change(dice); });
     Worker& zapper = workers.emplace_back(seed + 2, 200);
-    zapper.add("channel", changeChannel);
-    zapper.add("playback", changePlayback);
-    zapper.add("resources", takeResources);
+    zapper.add("channel", soak::changeChannel);
+    zapper.add("playback", soak::changePlayback);
+    zapper.add("resources", soak::takeResources);
     if (!given("--without-pictures")) {
         Worker& looker = workers.emplace_back(seed + 3, 200);
         looker.add("capture", [&](Dice& dice) { return pictures.capture(dice, true); });
