@@ -1,8 +1,7 @@
-// Implements the platform interface of the library with the second platform's store, launcher and trace.
+// Implements the model's interface with the second platform's store.
 #include <algorithm>
 #include <atomic>
 #include <boost/make_shared.hpp>
-#include <cstdarg>
 #include <functional>
 #include <map>
 #include <memory>
@@ -11,27 +10,19 @@
 #include <utility>
 #include <vector>
 
-#include "csp/debug.h"
 #include "frame/process.h"
 #include "lomodelapi/biz_value.h"
 #include "lomodelapi/observer.h"
 #include "lomodelapi/root_interface.h"
-#include "orbit/lifecycle.h"
 #include "orbit/store.hpp"
-#include "orbit/trace.h"
-#include "zt/apmclient/app_manager_client.h"
+#include "status.h"
 
 using namespace lomodelapi;
 using orbit::Outcome;
 
-// Model
-
 namespace adapter {
 
 namespace {
-
-constexpr int REFUSED = 3;
-constexpr int WRONG_TYPE = 6;
 
 int status(Outcome outcome) {
     switch (outcome) {
@@ -404,129 +395,3 @@ TableIterator* BizValue::createIterator(const IteratorType& type, ObserverTableI
 }
 
 int BizValue::releaseIterator(TableIterator* iterator) { return m_subscription.releaseIterator(iterator); }
-
-// Application manager
-
-namespace {
-
-using AppPointer = boost::shared_ptr<zt::appmanager::AppInterface>;
-
-struct Registration {
-    AppPointer app;
-    orbit_app* handle = nullptr;
-};
-
-struct Registrations {
-    std::mutex mutex;
-    std::map<std::string, std::unique_ptr<Registration>> all;
-};
-
-Registrations& registrations() {
-    static Registrations the;
-    return the;
-}
-
-void onEvent(void* context, orbit_event event, const char* url, const char* detail, int reason) {
-    // Copied, because the application may unregister itself in the call, which destroys the registration.
-    const AppPointer app = static_cast<const Registration*>(context)->app;
-    switch (event) {
-        case ORBIT_STARTED:
-            app->onRunning(url, detail);
-            break;
-        case ORBIT_ENDED:
-            app->onDestroy(url);
-            break;
-        case ORBIT_TO_BACKGROUND:
-            app->onSuspend(url, detail);
-            break;
-        case ORBIT_TO_FOREGROUND:
-            app->onResume(url, detail);
-            break;
-        case ORBIT_FALLING_ASLEEP:
-            app->onSTRSuspending(url, reason);
-            break;
-        case ORBIT_ASLEEP:
-            app->onSTRSuspend(url, reason);
-            break;
-        case ORBIT_AWAKE:
-            app->onSTRResume(url, reason);
-            break;
-        case ORBIT_WAKING_UP:
-            app->onSTRResuming(url, reason);
-            break;
-    }
-}
-
-}  // namespace
-
-namespace zt {
-namespace apmclient {
-
-AppManagerClient* AppManagerClient::getInstance() {
-    static AppManagerClient client;
-    return &client;
-}
-
-int AppManagerClient::registerApp(const std::string& name, const AppPointer& app) {
-    const std::lock_guard lock(registrations().mutex);
-    auto registration = std::make_unique<Registration>(Registration{app});
-    registration->handle = orbit_app_attach(onEvent, registration.get(), name.c_str());
-    if (registration->handle == nullptr) return adapter::REFUSED;
-    registrations().all[name] = std::move(registration);
-    return 0;
-}
-
-int AppManagerClient::unregisterApp(const std::string& name) {
-    std::unique_ptr<Registration> registration;
-    {
-        const std::lock_guard lock(registrations().mutex);
-        const auto found = registrations().all.find(name);
-        if (found == registrations().all.end()) return adapter::REFUSED;
-        registration = std::move(found->second);
-        registrations().all.erase(found);
-    }
-    orbit_app_detach(registration->handle);
-    return 0;
-}
-
-int AppManagerClient::reportStatus(const std::string& name, int status) {
-    const std::lock_guard lock(registrations().mutex);
-    const auto found = registrations().all.find(name);
-    if (found == registrations().all.end()) return adapter::REFUSED;
-    orbit_app_progress(found->second->handle, status);
-    return 0;
-}
-
-}  // namespace apmclient
-}  // namespace zt
-
-// Debug output
-
-namespace {
-
-orbit_severity severityOf(unsigned levelWord) {
-    switch (levelWord & 0xFFFFU) {
-        case 1000:
-            return ORBIT_ERROR;
-        case 4000:
-            return ORBIT_NOTE;
-        default:
-            return ORBIT_DETAIL;
-    }
-}
-
-}  // namespace
-
-int cspDebugCheckLevelGetFrameAndChunk(unsigned int levelWord) {
-    return orbit_trace_prints(severityOf(levelWord));
-}
-
-void cspDebugOutput0(unsigned int levelWord, const char* format, ...) {
-    // The library's lines include a line end, but the platform adds one itself.
-    std::string line(format);
-    while (!line.empty() && line.back() == '\n') line.pop_back();
-    std::va_list arguments;
-    va_start(arguments, format);
-    orbit_vtrace(severityOf(levelWord), "aipq", line.c_str(), arguments);
-    va_end(arguments);
-}
