@@ -3,6 +3,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "accessor_status.h"
 #include "catalogue/catalogue.h"
 #include "platform_adaptation/system_access/action_access.h"
 #include "platform_adaptation/system_access/table_access.h"
@@ -17,9 +18,6 @@ namespace conformance {
 namespace {
 
 constexpr char FRAMEWORK[] = "framework";
-
-// The accessors' status for an object of another type.
-constexpr int STATUS_WRONG_TYPE = 6;
 
 // A kind of value: its accessor and the type of its values.
 template <typename ObserverOfIt, typename T>

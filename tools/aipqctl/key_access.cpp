@@ -4,6 +4,7 @@
 #include <thread>
 #include <utility>
 
+#include "accessor_status.h"
 #include "failure.h"
 #include "platform_adaptation/system_access/table_access.h"
 #include "platform_adaptation/system_access/value_access.h"
@@ -18,9 +19,6 @@ namespace {
 constexpr int CONNECT_TIMEOUT_MS = 500;
 constexpr std::chrono::seconds READ_BACK_LIMIT{2};
 constexpr std::chrono::milliseconds READ_BACK_PERIOD{20};
-
-// A status of value accessors.
-constexpr int STATUS_WRONG_TYPE = 6;
 
 template <typename Action>
 auto withType(ObjectTypeSpec type, const Action& action) {
@@ -106,7 +104,7 @@ KeyAccess::KeyAccess(const std::string& key, ObjectTypeSpec type, OnChange onCha
         });
     int status = m_access->connect(CONNECT_TIMEOUT_MS);
     ObjectTypeSpec found = OBJECT_TYPE_NONE;
-    if (status == STATUS_WRONG_TYPE) {
+    if (status == conformance::STATUS_WRONG_TYPE) {
         found = typeOf(key);
         // If the television leaves during the request, the request returns no type.
         if (found == type) status = m_access->connect(CONNECT_TIMEOUT_MS);
