@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <random>
 #include <tuple>
 #include <vector>
@@ -38,22 +39,21 @@ simulated::PictureSettings panelSettings(const Settings& settings) {
 
 std::uint8_t toByte(double value) { return static_cast<std::uint8_t>(std::clamp(value, 0.0, 255.0) + 0.5); }
 
+// Returns neutral settings, except for the given ones.
+Settings only(const Settings& settings, std::initializer_list<int Settings::*> kept) {
+    Settings result;
+    for (int Settings::*const setting : kept) result.*setting = settings.*setting;
+    return result;
+}
+
 Settings toneOf(const Settings& settings) {
-    Settings tone;
-    tone.brightness = settings.brightness;
-    tone.contrast = settings.contrast;
-    tone.darkLift = settings.darkLift;
-    tone.rollOff = settings.rollOff;
-    return tone;
+    return only(settings,
+                {&Settings::brightness, &Settings::contrast, &Settings::darkLift, &Settings::rollOff});
 }
 
 Settings colourOf(const Settings& settings) {
-    Settings colour;
-    colour.saturation = settings.saturation;
-    colour.tunerMode = settings.tunerMode;
-    colour.tunerSaturation = settings.tunerSaturation;
-    colour.tunerHue = settings.tunerHue;
-    return colour;
+    return only(settings, {&Settings::saturation, &Settings::tunerMode, &Settings::tunerSaturation,
+                           &Settings::tunerHue});
 }
 
 // The film's level for each shown level: the middle of the levels that come nearest to it.
@@ -151,9 +151,7 @@ double shownSkinHue(double hue, const Settings& settings) {
 }
 
 Measurement measureFilm(const Frame& estimate, const Settings& settings, const Frame* before) {
-    Settings detail;
-    detail.sharpness = settings.sharpness;
-    detail.noiseReduction = settings.noiseReduction;
+    const Settings detail = only(settings, {&Settings::sharpness, &Settings::noiseReduction});
     if (detail == Settings{}) return measure(estimate, before);
 
     const Frame noise = noisePatch();
