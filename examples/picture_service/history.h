@@ -56,6 +56,9 @@ struct History {
     std::vector<Episode> episodes;
     std::vector<double> cuts;  // the starts of new scenes
     std::vector<Absence> absences;
+
+    // Adds a sample to `settings`. While nothing changes, only the last sample moves: a service may run for days.
+    void addSettings(const Sample& sample);
 };
 
 // Whether the picture got better. Shares and errors are means over the scenes.

@@ -154,7 +154,7 @@ void PictureService::followScene(const Shot& shot) {
 bool PictureService::readSettings() {
     noticePresence();
     if (m_awaySince || !m_control.advance()) return false;
-    m_history.settings.push_back({m_timeline.seconds(), m_control.inForce()});
+    m_history.addSettings({m_timeline.seconds(), m_control.inForce()});
     return true;
 }
 

@@ -166,7 +166,7 @@ std::string circumstances(const std::string& playing, const History& history) {
 constexpr const char EXPLANATIONS[] =
     R"(<dl>
 <dt>before, after</dt><dd>The same frame with the settings that the service found, and with those that it decided on.</dd>
-<dt>better, the same, worse</dt><dd>Better: a fault became smaller, and none larger. Worse: a fault became larger.</dd>
+<dt>better, the same, worse</dt><dd>Better: the visible faults together became smaller. Worse: they became larger, or more is clipped, or greys have more colour.</dd>
 <dt>clipped black</dt><dd>Share of pixels that are black, so that shadows show no detail. What the film itself clips is lost, and counts with any settings.</dd>
 <dt>clipped white</dt><dd>Share of pixels that are white, so that highlights show no detail.</dd>
 <dt>colour in greys</dt><dd>How far from neutral the screen shows pixels that are neutral grey in the film, in levels of 255. 0 is neutral.</dd>

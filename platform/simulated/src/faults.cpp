@@ -143,7 +143,7 @@ const std::vector<Fault>& table() {
          [](T& tv, const std::string&) -> long long { return tv.model().holdsNotifications() ? 1 : 0; },
          [](T& tv, const std::string&, long long value) { setHeld(tv, value); }},
         {{"framework.status", FaultKind::NUMBER, false, LOWEST_STATUS, HIGHEST_STATUS, 0,
-          "look-ups at the process framework are refused with this status"},
+          "lookups at the process framework are refused with this status"},
          [](T& tv, const std::string&) -> long long { return tv.framework().lookupStatus(); },
          [](T& tv, const std::string&, long long value) {
              tv.framework().failLookups(static_cast<int>(value));
