@@ -40,6 +40,7 @@ TEST(ATelevisionProgram, ReportsABadCommandLineInOneLine) {
     expectRefusal({"--video", "off", "--catalogue", bad}, 6, "aipq-television: " + bad + ":5:");
     const std::string malformed = fileWith("malformed.toml", "[[key]]\nname = ?\n");
     expectRefusal({"--video", "off", "--catalogue", malformed}, 6, "aipq-television: " + malformed + ":2:");
+    expectRefusal({"--video", "\x1b[31m"}, 6, "aipq-television: the film \\x1b[31m cannot be read: ");
     expectRefusal({"--video", "off"}, 1, "aipq-television: dbus-daemon is not installed: install",
                   {{"PATH", "/nowhere"}});
     EXPECT_THAT(televisionFiles(), IsEmpty());

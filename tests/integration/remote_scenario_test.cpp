@@ -68,6 +68,15 @@ TEST_F(ARunningTelevision, PlaysNoStepOfAnInvalidScenario) {
     }
 }
 
+TEST_F(ARunningTelevision, PrintsTheTextsOfAScenarioSafely) {
+    const std::string file = fileWith("unsafe.toml", std::string("[[step]]\nset = \"") + SOURCE +
+                                                         "\"\nto = \"TV\"\n[[step]]\nset = \"" +
+                                                         VIDEO_FORMAT + "\"\nto = \"a\xe2\x80\xae\"\n");
+    ChildProcess play({TELEVISION_PROGRAM, "play", file, "--tv", television.name()});
+    EXPECT_EQ(play.wait(), 0) << play.errors();
+    EXPECT_THAT(play.output(), HasSubstr("to \"a\\u{202e}\"\n"));
+}
+
 // Recordings
 
 class ARecordingFile : public ARunningTelevision {

@@ -178,6 +178,11 @@ TEST(SafeText, IsShortenedInTheMiddleIfItIsLong) {
     EXPECT_EQ(shortened("aÖÖÖÖa", 4), "a...a") << "whole characters";
 }
 
+TEST(AMessage, IsSafeAndShort) {
+    EXPECT_EQ(safeMessage("no key '\x1b'"), R"(no key '\x1b')");
+    EXPECT_EQ(safeMessage(std::string(100000, 'x')).size(), 1003U);
+}
+
 bool accepts(const CLI::Validator& validator, std::string text) { return validator(text).empty(); }
 
 TEST(ANumberOfTheCommandLine, MustBeWithinItsLimits) {

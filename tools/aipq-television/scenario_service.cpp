@@ -8,6 +8,7 @@
 
 #include "bus_method.h"
 #include "printable.h"
+#include "safe_text.h"
 
 namespace television {
 
@@ -44,7 +45,7 @@ std::optional<std::string> readScenario(const std::string& file) {
 std::string stepLine(std::chrono::milliseconds time, const std::string& done) {
     std::array<char, 32> seconds{};
     std::snprintf(seconds.data(), seconds.size(), "%8.2f", static_cast<double>(time.count()) / 1000);
-    return seconds.data() + (" s  " + done) + '\n';
+    return seconds.data() + (" s  " + safeText(done)) + '\n';
 }
 
 ScenarioService::ScenarioService(simulated::Television& television, remote::BusConnection& connection,

@@ -76,8 +76,7 @@ void save(const std::string& path, const std::string& content) {
 }
 
 void complain(const std::string& problem) {
-    constexpr std::size_t most = 1000;
-    std::fprintf(stderr, "aipqctl: %s\n", shortened(safeText(problem), most).c_str());
+    std::fprintf(stderr, "aipqctl: %s\n", safeMessage(problem).c_str());
 }
 
 void occupyStandardStreams() {

@@ -73,3 +73,8 @@ std::string shortened(const std::string& text, std::size_t most) {
     while (tail < text.size() && continues(text[tail])) ++tail;
     return text.substr(0, head) + "..." + text.substr(tail);
 }
+
+std::string safeMessage(const std::string& problem) {
+    constexpr std::size_t most = 1000;
+    return shortened(safeText(problem), most);
+}

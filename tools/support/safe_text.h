@@ -15,4 +15,7 @@ std::string safeJson(std::string_view json);
 // Shortens a safe text to at most `most` bytes by replacing its middle with "...".
 std::string shortened(const std::string& text, std::size_t most);
 
+// Returns an error message as safe text of limited length.
+std::string safeMessage(const std::string& problem);
+
 #endif
