@@ -77,6 +77,23 @@ TEST_F(ARunningTelevision, PrintsTheTextsOfAScenarioSafely) {
     EXPECT_THAT(play.output(), HasSubstr("to \"a\\u{202e}\"\n"));
 }
 
+TEST_F(ARunningTelevision, SuggestsANameForAMisspeltOne) {
+    const std::vector<std::pair<std::string, std::string>> misspelt{
+        {"[[step]]\nset = \"dovra.sl2.i32.video.brightnes\"\nto = 1\n", BRIGHTNESS},
+        {"[[step]]\nfault = \"video.stall\"\nto = true\n", "video.stalled"},
+        {"[[step]]\nscene = \"nigth\"\n", "night"},
+        {"[[step]]\nchanel = 1\n", "channel"},
+        {"[[step]]\nplaying = true\nwaitt = 1\n", "wait"},
+        {"titel = \"a\"\n[[step]]\nchannel = 1\n", "title"},
+    };
+    for (const auto& [text, name] : misspelt) {
+        ChildProcess play(
+            {TELEVISION_PROGRAM, "play", fileWith("misspelt.toml", text), "--tv", television.name()});
+        EXPECT_EQ(play.wait(), 6) << text;
+        EXPECT_THAT(play.errors(), HasSubstr("; did you mean '" + name + "'?\n")) << text;
+    }
+}
+
 // Recordings
 
 class ARecordingFile : public ARunningTelevision {

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "catalogue/catalogue.h"
+#include "catalogue/suggestion.h"
 
 using catalogue::KeyDefinition;
 using catalogue::parseCatalogue;
@@ -63,6 +64,15 @@ TEST(TheCatalogue, HasEveryKeyThatTheLibraryUses) {
         })) << name;
     }
     EXPECT_EQ(keys.size(), std::size(names));
+}
+
+TEST(AMisspeltName, IsFollowedByTheMostSimilarName) {
+    const std::vector<std::string> names{"contrast", "brightness", "nr"};
+    EXPECT_EQ(catalogue::suggestion("brightnes", names), "; did you mean 'brightness'?");
+    EXPECT_EQ(catalogue::suggestion("contrats", names), "; did you mean 'contrast'?");
+    EXPECT_EQ(catalogue::suggestion("colour", names), "");
+    EXPECT_EQ(catalogue::suggestion(std::string(100000, 'n'), names), "");
+    EXPECT_EQ(catalogue::suggestion("nr", {}), "");
 }
 
 TEST(TheCatalogue, HasAMeaningAndAGroupForEachKey) {

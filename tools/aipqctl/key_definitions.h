@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "catalogue/catalogue.h"
+#include "catalogue/suggestion.h"
 #include "output.h"
 
 namespace aipqctl {
@@ -39,8 +40,7 @@ int parseInteger(const std::string& name, const KeyDefinition& key, const std::s
 Json toJson(const Value& value);
 std::string toText(const Value& value);
 
-// Returns "; did you mean 'brightness'?" if one of `names` is similar, otherwise an empty text.
-std::string suggestion(const std::string& word, const std::vector<std::string>& names);
+using catalogue::suggestion;
 
 }  // namespace aipqctl
 

@@ -13,6 +13,7 @@
 
 #include "catalogue/catalogue.h"
 #include "catalogue/keys.h"
+#include "catalogue/suggestion.h"
 #include "scenes.h"
 #include "simulated/faults.h"
 #include "simulated/scenario.h"
@@ -39,6 +40,12 @@ std::string listed(const List& names) {
     std::string text;
     for (const auto& name : names) text.append(text.empty() ? "" : ", ").append(name);
     return text;
+}
+
+// The hint for an unknown name if one of `names` is similar.
+template <typename List>
+std::string hint(const std::string& name, const List& names) {
+    return catalogue::suggestion(name, {names.begin(), names.end()});
 }
 
 std::vector<std::string> faultNames() {
@@ -121,7 +128,13 @@ class Parser {
         }
         if (found != nullptr) return *found;
         std::vector<std::string_view> words;
-        for (const Kind& kind : kinds()) words.push_back(kind.word);
+        std::set<std::string_view> known{"at", "after", "wait"};
+        for (const Kind& kind : kinds()) {
+            words.push_back(kind.word);
+            known.insert(kind.word);
+            known.insert(kind.others.begin(), kind.others.end());
+        }
+        refuseUnknown(table, known);
         m_reader.fail(table.source(), "a step that does nothing: it needs one of " + listed(words));
     }
 
@@ -281,9 +294,9 @@ class Parser {
 
     void refuseUnknown(const toml::table& table, const std::set<std::string_view>& known) {
         for (const auto& [name, node] : table)
-            if (known.count(name.str()) == 0)
-                m_reader.fail(name.source(), '\'' + std::string(name.str()) + "' does not belong here; " +
-                                                 listed(known) + " do");
+            if (const std::string word(name.str()); known.count(word) == 0)
+                m_reader.fail(name.source(), '\'' + word + "' does not belong here; " + listed(known) +
+                                                 " do" + hint(word, known));
     }
 
     const toml::node& needed(const toml::table& table, const char* name) {
@@ -331,8 +344,8 @@ class Parser {
     std::string oneOf(const toml::node& node, const List& names, const std::string& what) {
         std::string name = text(node);
         if (std::find(names.begin(), names.end(), name) == names.end())
-            m_reader.fail(node.source(),
-                          '\'' + name + "' is not a " + what + ": it is one of " + listed(names));
+            m_reader.fail(node.source(), '\'' + name + "' is not a " + what + ": it is one of " +
+                                             listed(names) + hint(name, names));
         return name;
     }
 
@@ -367,7 +380,10 @@ class Parser {
     }
 
     void refuseUnknownKey(const toml::node& node, const std::string& name) {
-        if (m_keys.count(name) == 0) m_reader.fail(node.source(), "the television has no key '" + name + "'");
+        if (m_keys.count(name) != 0) return;
+        std::vector<std::string> names;
+        for (const auto& [known, key] : m_keys) names.push_back(known);
+        m_reader.fail(node.source(), "the television has no key '" + name + "'" + hint(name, names));
     }
 
     const KeyDefinition& keyOf(const toml::node& node) {
