@@ -223,6 +223,10 @@ INSTANTIATE_TEST_SUITE_P(
                 2,
                 std::string("'brightness' and '") + BRIGHTNESS + "' are the same"},
         Mistake{"unknownMenuValue", {"set", "memc", "quick"}, 4, "memc takes a whole number, not 'quick'"},
+        Mistake{"misspeltMenuValue",
+                {"set", "memc=smoth"},
+                4,
+                "memc has no value 'smoth'; did you mean 'smooth'?"},
         Mistake{"relativeTooHigh", {"set", "brightness", "+51"}, 5, "brightness takes 0 to 100, not 101"},
         Mistake{"relativeText", {"set", "brightness", "+x"}, 4, "brightness takes a whole number, not 'x'"},
         // aipqctl finds the second error before it sets the first value.

@@ -126,11 +126,14 @@ Value wantedValue(const Assignment& assignment, const Named& named, const Value&
     const KeyDefinition& key = *named.key;
     const bool isNumber = std::holds_alternative<int>(before) || std::holds_alternative<long long>(before);
     if (!isNumber || !isRelative(assignment, key)) {
-        const std::optional<int> menu =
-            named.setting != nullptr && assignment.texts.size() == 1 && assignment.sign == 0
-                ? menuValue(*named.setting, assignment.texts.front())
-                : std::nullopt;
-        return menu ? Value(*menu) : parseValue(named.name, key, assignment.texts);
+        if (named.setting != nullptr && assignment.texts.size() == 1 && assignment.sign == 0) {
+            const std::string& word = assignment.texts.front();
+            if (const std::optional<int> menu = menuValue(*named.setting, word)) return *menu;
+            const std::string hint = suggestion(word, menuNames(*named.setting));
+            if (!hint.empty())
+                throw Failure(EXIT_WRONG_TYPE, named.name + " has no value '" + word + "'" + hint);
+        }
+        return parseValue(named.name, key, assignment.texts);
     }
     // The range applies to the sum, not to the difference.
     KeyDefinition anyNumber = key;
