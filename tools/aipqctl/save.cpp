@@ -34,16 +34,21 @@ void save(const std::string& file) {
     aipqctl::save(file, content);
 }
 
+// A larger file, such as an endless device, has no settings.
+constexpr std::size_t LARGEST_FILE = 1 << 20;
+
 std::string contentOf(const std::string& file) {
-    std::ostringstream content;
-    if (file == OutputFile::STANDARD_OUTPUT) {
-        content << std::cin.rdbuf();
-        return content.str();
-    }
-    std::ifstream stream(file, std::ios::binary);
-    content << stream.rdbuf();
+    std::ifstream named;
+    const bool isNamed = file != OutputFile::STANDARD_OUTPUT;
+    if (isNamed) named.open(file, std::ios::binary);
+    std::istream& stream = isNamed ? named : std::cin;
     if (!stream) throw Failure(EXIT_BAD_FILE, "cannot read '" + file + "'");
-    return content.str();
+    std::string content(LARGEST_FILE + 1, '\0');
+    stream.read(content.data(), static_cast<std::streamsize>(content.size()));
+    content.resize(static_cast<std::size_t>(stream.gcount()));
+    if (content.size() > LARGEST_FILE)
+        throw Failure(EXIT_BAD_FILE, file + ": no settings in it, it is larger than 1 MiB");
+    return content;
 }
 
 void restore(const std::string& file, const ChangeOptions& options) {
