@@ -253,10 +253,25 @@ TEST(Output, ReportsAWriteError) {
     EXPECT_EQ(result.out, "aipqctl: the output cannot be written: No space left on device\n");
 }
 
+TEST(Output, ReportsAWriteErrorOfTheHelp) {
+    for (const char* const option : {"--help", "--version", "set --help"}) {
+        const Result result = runShell(std::string(AIPQCTL_PROGRAM " ") + option + " >/dev/full");
+        EXPECT_EQ(result.exitCode, 6) << option;
+        EXPECT_EQ(result.out, "aipqctl: the output cannot be written: No space left on device\n");
+    }
+}
+
 TEST(Output, ReportsAClosedStream) {
-    const Result result = runShell(AIPQCTL_PROGRAM " list >&-");
+    for (const char* const command : {"list", "doctor --embedded --only framework"}) {
+        const Result result =
+            runShell(std::string("AIPQ_TV_VIDEO=off " AIPQCTL_PROGRAM " ") + command + " >&-");
+        EXPECT_EQ(result.exitCode, 6) << command;
+        EXPECT_EQ(result.out, "aipqctl: the output cannot be written: standard output is closed\n")
+            << command;
+    }
+    const Result result = runShell(AIPQCTL_PROGRAM " --embedded save - >&-");
     EXPECT_EQ(result.exitCode, 6);
-    EXPECT_EQ(result.out, "aipqctl: the output cannot be written: standard output is closed\n");
+    EXPECT_EQ(result.out, "aipqctl: cannot write standard output: it is closed\n");
 }
 
 TEST(Output, EscapesTheControlCharactersOfAValue) {

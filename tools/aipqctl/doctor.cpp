@@ -7,7 +7,6 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -178,8 +177,7 @@ int examine(const DoctorOptions& options, bool json) {
     std::fputs(json ? jsonOf(results).c_str() : (summaryOf(results) + '\n').c_str(), people);
     const bool isPrinted = std::fflush(people) == 0 && std::ferror(people) == 0;
     int code = exitCodeOf(results);
-    if (!isPrinted && errno != EPIPE)
-        code = failWith(EXIT_BAD_FILE, std::string("the output cannot be written: ") + std::strerror(errno));
+    if (!isPrinted && errno != EPIPE) code = failWith(EXIT_BAD_FILE, outputProblem(errno));
     try {
         if (junit) {
             junit->write(junitOf(results));

@@ -28,9 +28,12 @@ void print(const std::string& text) {
     if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0) return;
     const int error = errno;
     if (error == EPIPE) throw OutputClosed();
-    if (error == EBADF)
-        throw Failure(EXIT_BAD_FILE, "the output cannot be written: standard output is closed");
-    throw Failure(EXIT_BAD_FILE, std::string("the output cannot be written: ") + std::strerror(error));
+    throw Failure(EXIT_BAD_FILE, outputProblem(error));
+}
+
+std::string outputProblem(int error) {
+    const std::string why = error == EBADF ? "standard output is closed" : std::strerror(error);
+    return "the output cannot be written: " + why;
 }
 
 void printLine(const std::string& line) { print(safeText(line) + '\n'); }

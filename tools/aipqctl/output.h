@@ -25,6 +25,9 @@ void printJson(const Json& json);
 // Returns the rows as safe text. Every cell except the last of a row is padded to its column's width.
 std::vector<std::string> aligned(const std::vector<std::vector<std::string>>& rows);
 
+// The message for an error of writing to standard output.
+std::string outputProblem(int error);
+
 // Throws OutputClosed if the reader of a pipe has closed it, otherwise Failure.
 [[noreturn]] void failWriting(const CannotWrite& problem);
 // Writes a whole file, or standard output for "-". Throws like print().

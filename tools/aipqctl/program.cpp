@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <sstream>
 
 #include "command.h"
 #include "failure.h"
@@ -131,7 +132,10 @@ int runCommand(int argc, char** argv) {
         program.parse(argc, argv);
         return context.exitCode;
     } catch (const CLI::Success& help) {
-        return program.exit(help);
+        std::ostringstream text;
+        const int code = program.exit(help, text, text);
+        print(text.str());
+        return code;
     } catch (const CLI::ParseError& error) {
         return reportWrongUse(error, program);
     }

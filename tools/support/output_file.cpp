@@ -35,7 +35,10 @@ mode_t newFileMode() {
 }  // namespace
 
 CannotWrite::CannotWrite(const std::string& path, int error)
-    : std::runtime_error("cannot write '" + path + "': " + std::strerror(error)), m_error(error) {}
+    : std::runtime_error("cannot write " +
+                         (path == OutputFile::STANDARD_OUTPUT ? "standard output" : "'" + path + "'") + ": " +
+                         (error == EBADF ? "it is closed" : std::strerror(error))),
+      m_error(error) {}
 
 OutputFile::OutputFile(const std::string& path) : m_path(path), m_target(followLinks(path)) {
     try {
