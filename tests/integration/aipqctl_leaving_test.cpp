@@ -133,8 +133,18 @@ TEST_F(ALeavingTelevision, EndsTheDoctorCommand) {
     television.kill();
     const Result result = doctor.finish();
     EXPECT_EQ(result.exitCode, 7);
-    EXPECT_THAT(result.err, EndsWith("aipqctl: the television left: the remaining checks did not run\n"));
+    EXPECT_THAT(result.err, EndsWith("aipqctl: the television left during the checks\n"));
     EXPECT_THAT(result.out, HasSubstr("not run: interrupted\n"));
+}
+
+TEST_F(ALeavingTelevision, IsNotAFailedCheckOfTheDoctorCommand) {
+    television.setFault(CHANNELS, "key.answer_delay", 10000);
+    Running doctor(program(to({"doctor", "--only", "framework", "--only", "channels"})));
+    EXPECT_THAT(doctor.readLine(), StartsWith("ok    framework"));
+    television.kill();
+    const Result result = doctor.finish();
+    EXPECT_EQ(result.exitCode, 7);
+    EXPECT_EQ(result.err, "aipqctl: the television left during the checks\n");
 }
 
 TEST_F(ALeavingTelevision, KeepsTheValueThatAnInterruptedSetReports) {

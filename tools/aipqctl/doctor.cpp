@@ -85,7 +85,8 @@ class Departure {
     Departure(const Departure&) = delete;
     Departure& operator=(const Departure&) = delete;
 
-    bool happened() const { return m_happened; }
+    // Also detects an end after the last regular look.
+    bool happened() const { return m_happened || televisionRun() != m_run; }
 
   private:
     void watch() {
@@ -187,7 +188,7 @@ int examine(const DoctorOptions& options, bool json) {
         code = failWith(EXIT_BAD_FILE, problem.what());
     }
     if (left) {
-        code = failWith(EXIT_NO_TELEVISION, "the television left: the remaining checks did not run");
+        code = failWith(EXIT_NO_TELEVISION, "the television left during the checks");
     } else if (stop) {
         code = EXIT_CUT_SHORT;
     }
