@@ -68,10 +68,11 @@ constexpr char RUN_EXIT_CODES[] =
 CLI::App* addRun(CLI::App& app, Options& options) {
     CLI::App* const run = app.add_subcommand(
         "run", "run a command with a private television: aipq-television run [OPTIONS] -- COMMAND...");
-    run->add_option("--video", options.own.video, VIDEO_HELP)->capture_default_str();
-    run->add_option("--scenario", options.scenario, "the scenario to play");
-    run->add_option("--catalogue", options.own.catalogue, CATALOGUE_HELP);
-    run->add_option("--log", options.log, "the file for the television's events and messages");
+    run->add_option("--video", options.own.video, VIDEO_HELP)->type_name("VIDEO")->capture_default_str();
+    run->add_option("--scenario", options.scenario, "the scenario to play")->type_name("FILE");
+    run->add_option("--catalogue", options.own.catalogue, CATALOGUE_HELP)->type_name("FILE");
+    run->add_option("--log", options.log, "the file for the television's events and messages")
+        ->type_name("FILE");
     run->footer(RUN_EXIT_CODES);
     return run;
 }
@@ -93,10 +94,14 @@ int main(int argc, char** argv) {
     app.require_subcommand(0, 1);
     app.set_version_flag("--version", "aipq-television " AIPQ_TELEVISION_VERSION, "print the version");
     addCompleteCommand(app, [](const std::string&) { return std::vector<std::string>{}; });
-    app.add_option("--name", options.own.name, "its name for clients, in AIPQ_TV")->capture_default_str();
-    app.add_option("--bus", options.own.bus, "the D-Bus address to join; a private bus by default");
-    app.add_option("--video", options.own.video, VIDEO_HELP)->capture_default_str();
-    app.add_option("--catalogue", options.own.catalogue, CATALOGUE_HELP);
+    app.add_option("--name", options.own.name, "its name for clients, in AIPQ_TV")
+        ->type_name("NAME")
+        ->capture_default_str();
+    app.add_option("--bus", options.own.bus, "the D-Bus address to join; a private bus by default")
+        ->type_name("ADDRESS");
+    app.add_option("--video", options.own.video, VIDEO_HELP)->type_name("VIDEO")->capture_default_str();
+    app.add_option("--catalogue", options.own.catalogue, CATALOGUE_HELP)->type_name("FILE");
+    app.get_formatter()->label("REQUIRED", "");
     CLI::App* const run = addRun(app, options);
     int port = 0;
     CLI::Option* const screen =
@@ -104,24 +109,26 @@ int main(int argc, char** argv) {
                        "serve a page for this machine's browsers; on a free port by default")
             ->expected(0, 1)
             ->type_name("[PORT]")
-            ->check(CLI::Range(0, 65535));
+            ->check(isNumber(0, 65535));
 
     const auto addTelevision = [&](CLI::App* command) {
         command->add_option("--tv", options.television, "the television: NAME, ADDRESS or NAME@ADDRESS")
+            ->type_name("TELEVISION")
             ->capture_default_str();
     };
     CLI::App* const play =
         app.add_subcommand("play", "play a scenario on a running television and print its steps");
     play->alias("replay");
-    play->add_option("FILE", options.file, "the scenario")->required();
+    play->add_option("FILE", options.file, "the scenario")->type_name("")->required();
     play->add_option("--speed", options.speed, "the factor by which it plays faster")
+        ->type_name("FACTOR")
         ->capture_default_str()
         ->check(isRate());
     addTelevision(play);
     CLI::App* const record =
         app.add_subcommand("record", "record what happens on a television that runs, until Ctrl-C");
-    record->add_option("FILE", options.file, "the scenario to write")->required();
-    record->add_option("--title", options.title, "its title");
+    record->add_option("FILE", options.file, "the scenario to write")->type_name("")->required();
+    record->add_option("--title", options.title, "its title")->type_name("TEXT");
     addTelevision(record);
 
     std::vector<std::string> words(argv + 1, argv + argc);

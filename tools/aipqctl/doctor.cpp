@@ -200,11 +200,10 @@ int examine(const DoctorOptions& options, bool json) {
 }  // namespace
 
 void addDoctorCommand(CLI::App& app, Context& context) {
-    CLI::App* const command =
-        app.add_subcommand("doctor",
-                           "Checks whether a platform provides everything that the library requires and "
-                           "behaves correctly. Changes "
-                           "settings by a small step, one at a time, and restores them, also after Ctrl-C.");
+    CLI::App* const command = app.add_subcommand(
+        "doctor", "Check whether a platform provides everything that the library requires");
+    command->footer(
+        "The command changes settings by a small step, one at a time, and restores them, also after Ctrl-C.");
     const auto options = std::make_shared<DoctorOptions>();
     command
         ->add_option("--only", options->selection.only,
