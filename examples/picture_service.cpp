@@ -87,7 +87,9 @@ int main(int argc, char** argv) {
     Timeline timeline;
     PictureService service(timeline);
     const auto stop = [&] { return timeline.seconds() >= seconds || signals.arrived(); };
-    if (!service.run(stop, error)) return fail(error);
+    const int result = service.run(stop, error) ? EXIT_SUCCESS : fail(error);
+    // A television that left does not make the measurements worthless.
+    if (result != EXIT_SUCCESS && service.history().shown.empty()) return result;
     service.printSummary();
-    return saveReport(folder, service, error) ? EXIT_SUCCESS : fail(error);
+    return saveReport(folder, service, error) ? result : fail(error);
 }

@@ -157,8 +157,7 @@ std::string circumstances(const std::string& playing, const History& history) {
         text +=
             entry("Time", number(end) + " s, " + std::to_string(history.shown.size()) + " frames captured") +
             entry("Settings found", settingsText(found)) +
-            entry("Settings at the end",
-                  last == found ? "the settings found: the service put them back" : settingsText(last));
+            entry("Settings at the end", last == found ? "as found" : settingsText(last));
     }
     return element("dl", text);
 }

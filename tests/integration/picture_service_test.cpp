@@ -91,8 +91,20 @@ TEST_F(APictureService, ReportsOnceThatTheTelevisionLeftAndReturned) {
     EXPECT_EQ(count(lines, "the television left"), 1U) << lines;
     EXPECT_EQ(count(lines, "the television is back"), 1U) << lines;
     EXPECT_LT(count(result.err, "\n"), 30U) << result.err;
-    EXPECT_THAT(report(), HasSubstr("the service put them back"));
+    EXPECT_THAT(report(), HasSubstr("as found"));
     EXPECT_NE(count(report(), "class=\"away\""), 0U);
+}
+
+TEST_F(APictureService, WritesItsReportAlsoIfTheTelevisionDoesNotReturn) {
+    Running running(service());
+    ASSERT_NE(readUntil(running, " scene"), "");
+    television.kill();
+    ASSERT_NE(readUntil(running, "the television left"), "");
+    running.interrupt();
+    const Result result = running.finish();
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.err, HasSubstr("the television is away: its picture settings are not restored\n"));
+    EXPECT_THAT(report(), HasSubstr("Settings found"));
 }
 
 TEST_F(APictureService, RejectsATimeThatIsNotANumber) {
