@@ -188,6 +188,14 @@ TEST_F(ARecordingFile, IsCompleteWhenItsTelevisionIsKilled) {
     expectToPlay(file, 61);
 }
 
+TEST_F(ARecordingFile, KeepsThePermissionsOfTheFileThatItReplaces) {
+    const std::string file = fileWith("secret.toml", "step = []\n");
+    constexpr auto mine = std::filesystem::perms::owner_read | std::filesystem::perms::owner_write;
+    std::filesystem::permissions(file, mine);
+    record(file);
+    EXPECT_EQ(std::filesystem::status(file).permissions(), mine);
+}
+
 TEST_F(ARecordingFile, IsNotChangedByASecondRecorder) {
     const auto process = record(pathOf("first.toml"));
     const std::string kept = fileWith("kept.toml", "what was there");

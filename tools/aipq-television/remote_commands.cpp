@@ -121,7 +121,9 @@ class Recording {
         if (m_fd == -1) return fail();
         const mode_t mask = ::umask(0);
         ::umask(mask);
-        if (!isOther) ::fchmod(m_fd, 0666 & ~mask);
+        struct stat old {};
+        const bool exists = ::stat(target.c_str(), &old) == 0;
+        if (!isOther) ::fchmod(m_fd, exists ? old.st_mode & 07777 : 0666 & ~mask);
         write(text);
         if (!isOther && m_error == 0 && ::rename(temporary.c_str(), target.c_str()) != 0) fail();
         if (!isOther && m_error != 0) ::unlink(temporary.c_str());
