@@ -82,7 +82,7 @@ TEST_F(ACommandWithItsOwnTelevision, CanPlayAScenarioAndStartATelevision) {
     ASSERT_TRUE(kitchen.start());
     const std::string output = runtimeFolder() / "kitchen.output";
     const std::string startKitchen = "aipq-television --name kitchen --video off >" + output +
-                                     " & until grep -q busctl " + output + "; do sleep 0.01; done; ";
+                                     " & until grep -qs busctl " + output + "; do sleep 0.01; done; ";
     const Result result =
         run(NO_PICTURE, shell("aipq-television play " + scenario + " && aipqctl get brightness; " +
                               startKitchen + "AIPQ_TV=kitchen aipqctl set " + BRIGHTNESS + " 20"));
