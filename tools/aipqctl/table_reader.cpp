@@ -9,6 +9,7 @@
 #include <optional>
 #include <utility>
 
+#include "bell.h"
 #include "failure.h"
 #include "key_definitions.h"
 #include "platform_adaptation/system_access/iterator_access.h"
@@ -17,8 +18,6 @@
 namespace aipqctl {
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds TABLE_ANSWER_LIMIT{10};
 // The interval of the checks whether the television has left.
