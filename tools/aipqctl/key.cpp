@@ -1,16 +1,18 @@
+#include <algorithm>
 #include <memory>
 
 #include "command.h"
 #include "failure.h"
 #include "key_access.h"
+#include "settings.h"
 #include "watch.h"
 
 namespace aipqctl {
 
 namespace {
 
-// Returns the definition of a key. A type given by the user overrides the catalogue and its range.
-KeyDefinition resolve(const std::string& name, const std::string& type) {
+// Returns the definition of a key for this operation. A type given by the user overrides the catalogue.
+KeyDefinition resolve(const std::string& operation, const std::string& name, const std::string& type) {
     if (!type.empty()) {
         KeyDefinition key;
         key.name = name;
@@ -19,6 +21,10 @@ KeyDefinition resolve(const std::string& name, const std::string& type) {
     }
     const KeyDefinition* const key = findKey(name);
     if (key == nullptr) {
+        const std::vector<std::string> settings = settingNames();
+        if (std::find(settings.begin(), settings.end(), name) != settings.end())
+            throw Failure(EXIT_UNKNOWN, "'" + name + "' is a setting, not a key: use 'aipqctl " + operation +
+                                            ' ' + name + "'");
         const std::string hint = suggestion(name, keyNames(Keys::ALL));
         throw Failure(EXIT_UNKNOWN, "no key '" + name + "' in the catalogue" +
                                         (hint.empty() ? ": say its type with --type" : hint));
@@ -37,14 +43,14 @@ struct Request {
 };
 
 void get(const Request& request, bool json) {
-    const KeyDefinition key = resolve(request.key, request.type);
+    const KeyDefinition key = resolve("get", request.key, request.type);
     const Value value = KeyAccess(key.name, key.type).read();
     if (json) return printJson({{"key", key.name}, {"type", typeName(key.type)}, {"value", toJson(value)}});
     printLine(toText(value));
 }
 
 void set(const Request& request, bool json) {
-    const KeyDefinition key = resolve(request.key, request.type);
+    const KeyDefinition key = resolve("set", request.key, request.type);
     const Value wanted = parseValue(key.name, key, request.values);
     KeyAccess access(key.name, key.type);
     const Value before = access.read();
@@ -92,7 +98,7 @@ void addKeyCommand(CLI::App& app, Context& context) {
     const auto limits = std::make_shared<StreamLimits>();
     addStreamOptions(watcher, *limits, "changes");
     watcher.callback([request, limits, &context] {
-        watch({{request->key, resolve(request->key, request->type)}}, *limits, context.json);
+        watch({{request->key, resolve("watch", request->key, request->type)}}, *limits, context.json);
     });
 }
 
