@@ -163,7 +163,8 @@ TEST_P(AMistake, IsReportedInOneLineWithAdvice) {
 
 // The message has at most 1000 characters.
 const std::string HEAD = "no setting or key '";
-const std::string TAIL = "': 'aipqctl list' shows all; for others use 'aipqctl key'";
+const std::string NAMES_ADVICE = ": 'aipqctl list' shows all; for others use 'aipqctl key'";
+const std::string TAIL = "'" + NAMES_ADVICE;
 
 INSTANTIATE_TEST_SUITE_P(
     All, AMistake,
@@ -227,6 +228,11 @@ INSTANTIATE_TEST_SUITE_P(
                 {"restore", "/dev/zero"},
                 6,
                 "/dev/zero: no settings in it, it is larger than 1 MiB"},
+        Mistake{"noSettingsFile",
+                {"restore", "/no/settings"},
+                6,
+                "cannot read '/no/settings': No such file or directory"},
+        Mistake{"folderOfSettings", {"restore", "/"}, 6, "cannot read '/': Is a directory"},
         Mistake{"misspeltMenuValue",
                 {"set", "memc=smoth"},
                 4,
@@ -365,6 +371,34 @@ INSTANTIATE_TEST_SUITE_P(
                 {"key", "set", BRIGHTNESS, "101", "--type", "int64"},
                 4,
                 "dovra.sl2.i32.video.brightness is of type integer on this television, not int64"}),
+    nameOfRow);
+
+struct BadSettings {
+    const char* name;
+    const char* lines;
+    std::string problem;
+};
+
+void PrintTo(const BadSettings& row, std::ostream* out) { *out << row.name; }
+
+class AFileOfSettings : public testing::TestWithParam<BadSettings> {};
+
+TEST_P(AFileOfSettings, IsRefusedWithTheLineOfTheMistake) {
+    const Result result =
+        runShell(std::string("printf '") + GetParam().lines + "' | " AIPQCTL_PROGRAM " --embedded restore -");
+    EXPECT_EQ(result.exitCode, 6);
+    EXPECT_EQ(result.out, "aipqctl: " + GetParam().problem + '\n');
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, AFileOfSettings,
+    testing::Values(BadSettings{"unknownName", "# saved\\nnr=1\\n\\nmemk=2\\n",
+                                "-:4: no setting or key 'memk'; did you mean 'memc'?"},
+                    BadSettings{"strangeName", "xyz=2\\n", "-:1: no setting or key 'xyz'" + NAMES_ADVICE},
+                    BadSettings{"wrongType", "nr=1\\nmemc=x\\n", "-:2: memc takes a whole number, not 'x'"},
+                    BadSettings{"outOfRange", "nr=1\\nmemc=6\\n", "-:2: memc takes 0 to 5, not 6"},
+                    BadSettings{"noPair", "nr=1\\nmemc\\n", "-:2: not NAME=VALUE: 'memc'"},
+                    BadSettings{"twice", "nr=1\\nnr=2\\n", "-: 'nr' is given twice"}),
     nameOfRow);
 
 TEST(AMistakeInTheCatalogue, IsReportedAsABadFile) {

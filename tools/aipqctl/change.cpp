@@ -291,16 +291,20 @@ void report(const Change& change, const ChangeOptions& options) {
 
 }  // namespace
 
+Named check(const Assignment& assignment) {
+    const Named named = findNamed(assignment.name);
+    if (!isRelative(assignment, *named.key)) wantedValue(assignment, named, named.key->initial);
+    return named;
+}
+
 void change(const std::vector<Assignment>& assignments, const ChangeOptions& options) {
     std::vector<Named> names;
     for (const Assignment& assignment : assignments) {
-        names.push_back(findNamed(assignment.name));
+        names.push_back(check(assignment));
         const Named& named = names.back();
         for (const Named& other : names)
             if (&other != &named && other.key == named.key)
                 throw Failure(EXIT_WRONG_USE, "'" + other.name + "' and '" + named.name + "' are the same");
-        // Check everything that does not depend on the television first.
-        if (!isRelative(assignment, *named.key)) wantedValue(assignment, named, named.key->initial);
     }
     std::vector<Change> changes;
     for (std::size_t i = 0; i < names.size(); ++i) {

@@ -32,6 +32,10 @@ struct Named {
 Named findNamed(const std::string& name);
 Value readNamed(const Named& named);
 
+// Checks everything that does not depend on the television. Throws Failure if the name is unknown, or if the
+// value does not fit its type or range; a relative value is not checked.
+Named check(const Assignment& assignment);
+
 struct ChangeOptions {
     bool wait = false;
     double timeout = 62;  // seconds; the library's workers wait for 60

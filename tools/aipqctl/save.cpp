@@ -1,3 +1,5 @@
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -38,13 +40,16 @@ void save(const std::string& file) {
 constexpr std::size_t LARGEST_FILE = 1 << 20;
 
 std::string contentOf(const std::string& file) {
+    errno = 0;
     std::ifstream named;
     const bool isNamed = file != OutputFile::STANDARD_OUTPUT;
     if (isNamed) named.open(file, std::ios::binary);
     std::istream& stream = isNamed ? named : std::cin;
-    if (!stream) throw Failure(EXIT_BAD_FILE, "cannot read '" + file + "'");
     std::string content(LARGEST_FILE + 1, '\0');
     stream.read(content.data(), static_cast<std::streamsize>(content.size()));
+    // A folder can be opened, but not read.
+    if (stream.bad() || (isNamed && !named.is_open()))
+        throw Failure(EXIT_BAD_FILE, "cannot read '" + file + "': " + std::strerror(errno));
     content.resize(static_cast<std::size_t>(stream.gcount()));
     if (content.size() > LARGEST_FILE)
         throw Failure(EXIT_BAD_FILE, file + ": no settings in it, it is larger than 1 MiB");
@@ -59,10 +64,15 @@ void restore(const std::string& file, const ChangeOptions& options) {
         ++number;
         if (line.ends_with('\r')) line.pop_back();
         if (line.empty() || line.starts_with('#')) continue;
+        const std::string position = file + ':' + std::to_string(number) + ": ";
         if (line.find('=') == std::string::npos || line.starts_with('='))
-            throw Failure(EXIT_BAD_FILE,
-                          file + ':' + std::to_string(number) + ": not NAME=VALUE: '" + line + "'");
+            throw Failure(EXIT_BAD_FILE, position + "not NAME=VALUE: '" + line + "'");
         words.push_back(line);
+        try {
+            check(parseAssignments({line}).front());
+        } catch (const Failure& failure) {
+            throw Failure(EXIT_BAD_FILE, position + failure.what());
+        }
     }
     if (words.empty()) throw Failure(EXIT_BAD_FILE, file + ": no settings in it");
     try {
