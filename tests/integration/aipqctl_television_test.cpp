@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <nlohmann/json.hpp>
@@ -299,6 +300,41 @@ TEST(AKeyThatCannotBeRead, HasNoValueInJson) {
     EXPECT_THAT(info.out, StartsWith(R"({"source":null,"player":"playing",)"));
     EXPECT_EQ(validate("info", info.out), "");
     EXPECT_THAT(runOn(noBrightness, {"channel"}).out, HasSubstr("Garden"));
+}
+
+// A television that lacks a key
+
+const std::string NO_MEMC = std::string("aipqctl: the television has no key '") + MEMC + "'\n";
+
+TEST(AMissingKey, IsNotSavedWithTheOtherSettings) {
+    const Result result = runOn(noMemc, {"save", "-"});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_EQ(result.err, NO_MEMC);
+    EXPECT_THAT(result.out, AllOf(HasSubstr("\nsharpness=50\nnr=0\n"), HasSubstr("pq.setting=0,0")));
+}
+
+TEST(AMissingKey, IsNotWatchedWithTheOtherSettings) {
+    const Result result = runOn(noMemc, {"watch", "--json", "--seconds", "0.1"});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_EQ(result.err, NO_MEMC);
+    EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 9);
+    EXPECT_EQ(validate("watch", result.out), "");
+    EXPECT_THAT(result.out, Not(HasSubstr("memc")));
+}
+
+TEST(AMissingKey, EndsAWatchOfThisKeyAlone) {
+    for (const Arguments& watch : {Arguments{"watch", "memc"}, Arguments{"key", "watch", MEMC}}) {
+        const Result result = runOn(noMemc, watch);
+        EXPECT_EQ(result.exitCode, 3);
+        EXPECT_EQ(result.err, NO_MEMC);
+        EXPECT_EQ(result.out, "");
+    }
+}
+
+TEST(ATelevisionWithoutSettings, ReplacesNoSavedFile) {
+    const Result result = runOn(noKeys, {"save", "-"});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_EQ(result.out, "");
 }
 
 TEST(ATelevisionOfABadName, IsAWrongCommandLine) {

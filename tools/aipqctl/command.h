@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "../support/exit_code.h"
+#include "failure.h"
 
 namespace aipqctl {
 
@@ -12,6 +13,10 @@ struct Context {
     bool json = false;
     int exitCode = EXIT_DONE;
 };
+
+// Prints the failure of one key of several, and sets the exit code. Throws it again if no television answers,
+// because the other keys would fail, too.
+void skipKey(const Failure& failure, Context& context);
 
 // A callback that fails throws Failure (failure.h), or prints the reason on stderr and sets the exit code.
 void addListCommand(CLI::App& app, Context& context);

@@ -23,9 +23,8 @@ void get(std::vector<std::string> names, Context& context) {
             object[named.name] = toJson(value);
             rows.push_back({named.name, toText(value)});
         } catch (const Failure& failure) {
-            if (alone || failure.exitCode() == EXIT_NO_TELEVISION) throw;
-            complain(failure.what());
-            context.exitCode = failure.exitCode();
+            if (alone) throw;
+            skipKey(failure, context);
             object[named.name] = nullptr;
         }
     }

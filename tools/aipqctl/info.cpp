@@ -90,9 +90,7 @@ void info(Context& context) {
             const KeyDefinition& key = keyDefinition(line.key);
             KeyAccess(key.name, key.type).read();
         } catch (const Failure& failure) {
-            if (failure.exitCode() == EXIT_NO_TELEVISION) throw;
-            complain(failure.what());
-            context.exitCode = failure.exitCode();
+            skipKey(failure, context);
             object[line.entry] = nullptr;
         }
     }

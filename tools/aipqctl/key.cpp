@@ -98,7 +98,7 @@ void addKeyCommand(CLI::App& app, Context& context) {
     const auto limits = std::make_shared<StreamLimits>();
     addStreamOptions(watcher, *limits, "changes");
     watcher.callback([request, limits, &context] {
-        watch({{request->key, resolve("watch", request->key, request->type)}}, *limits, context.json);
+        watch({{request->key, resolve("watch", request->key, request->type)}}, *limits, context);
     });
 }
 

@@ -143,6 +143,12 @@ int runCommand(int argc, char** argv) {
 
 }  // namespace
 
+void skipKey(const Failure& failure, Context& context) {
+    if (failure.exitCode() == EXIT_NO_TELEVISION) throw Failure(failure);
+    complain(failure.what());
+    context.exitCode = failure.exitCode();
+}
+
 int run(int argc, char** argv) {
     // Writing detects a closed pipe. A handler, not SIG_IGN: the video pipeline would inherit SIG_IGN.
     std::signal(SIGPIPE, [](int) {});

@@ -16,24 +16,31 @@ namespace aipqctl {
 
 namespace {
 
+std::string textOf(const Value& value) {
+    const auto* const list = std::get_if<std::vector<int>>(&value);
+    if (list == nullptr) return toText(value);
+    std::string text;
+    for (std::size_t i = 0; i < list->size(); ++i)
+        text.append(i > 0 ? "," : "").append(std::to_string((*list)[i]));
+    return text;
+}
+
 // Writes lines of NAME=VALUE, which `aipqctl set` accepts.
-void save(const std::string& file) {
+void save(const std::string& file, Context& context) {
     requireTelevision();
     std::vector<std::string> names = settingNames();
     names.emplace_back(catalogue::keys::PQ_SETTING);
-    std::string content = "# Settings of a television, for 'aipqctl restore'.\n";
+    std::string lines;
     for (const std::string& name : names) {
-        const Value value = readNamed(findNamed(name));
-        const auto* const list = std::get_if<std::vector<int>>(&value);
-        content += name + '=';
-        if (list == nullptr) content += toText(value);
-        if (list != nullptr)
-            for (std::size_t i = 0; i < list->size(); ++i)
-                content.append(i > 0 ? "," : "").append(std::to_string((*list)[i]));
-        content += '\n';
+        try {
+            lines += name + '=' + textOf(readNamed(findNamed(name))) + '\n';
+        } catch (const Failure& failure) {
+            skipKey(failure, context);
+        }
     }
     requireSameTelevision();
-    aipqctl::save(file, content);
+    if (lines.empty()) throw Failure(context.exitCode, "nothing is saved: no setting can be read");
+    aipqctl::save(file, "# Settings of a television, for 'aipqctl restore'.\n" + lines);
 }
 
 // A larger file, such as an endless device, has no settings.
@@ -87,11 +94,11 @@ void restore(const std::string& file, const ChangeOptions& options) {
 
 }  // namespace
 
-void addSaveCommand(CLI::App& app, Context&) {
+void addSaveCommand(CLI::App& app, Context& context) {
     CLI::App& command = *app.add_subcommand("save", "Save all settings in a file");
     const auto file = std::make_shared<std::string>();
     command.add_option("FILE", *file, "the file; - for standard output")->type_name("")->required();
-    command.callback([file] { save(*file); });
+    command.callback([file, &context] { save(*file, context); });
 }
 
 void addRestoreCommand(CLI::App& app, Context& context) {

@@ -6,7 +6,6 @@
 #include <set>
 
 #include "change.h"
-#include "command.h"
 #include "key_access.h"
 #include "television_presence.h"
 
@@ -57,7 +56,7 @@ std::string textOf(const Json& content, std::size_t width) {
 
 }  // namespace
 
-void watch(const std::vector<Watched>& keys, const StreamLimits& limits, bool json) {
+void watch(const std::vector<Watched>& keys, const StreamLimits& limits, Context& context) {
     std::size_t width = 0;
     for (const Watched& watched : keys) width = std::max(width, watched.name.size());
     requireTelevision();
@@ -69,7 +68,7 @@ void watch(const std::vector<Watched>& keys, const StreamLimits& limits, bool js
             event.content = presence.change(content["name"], content["key"], content["available"]);
             if (event.content.is_null()) return false;
         }
-        if (json) {
+        if (context.json) {
             Json line{{"time", utcTime(event)}};
             line.update(event.content);
             printJson(line);
@@ -81,16 +80,24 @@ void watch(const std::vector<Watched>& keys, const StreamLimits& limits, bool js
 
     EventStream events;
     std::list<KeyAccess> followed;
+    std::vector<Event> values;
     for (const Watched& watched : keys) {
-        followed.emplace_back(
-            watched.key.name, watched.key.type,
-            [&events, &watched](const Value& value) { events.push(describe(watched, value, false)); },
-            [&events, &watched](bool available) {
-                events.push({{"name", watched.name}, {"key", watched.key.name}, {"available", available}});
-            });
+        try {
+            KeyAccess& access = followed.emplace_back(
+                watched.key.name, watched.key.type,
+                [&events, &watched](const Value& value) { events.push(describe(watched, value, false)); },
+                [&events, &watched](bool available) {
+                    events.push(
+                        {{"name", watched.name}, {"key", watched.key.name}, {"available", available}});
+                });
+            values.push_back(happened(describe(watched, access.read(), true)));
+        } catch (const Failure& failure) {
+            if (keys.size() == 1) throw;
+            skipKey(failure, context);
+        }
     }
-    auto access = followed.begin();
-    for (const Watched& watched : keys) show(happened(describe(watched, (access++)->read(), true)));
+    if (values.empty()) throw Failure(context.exitCode, "nothing to watch: no key can be read");
+    for (const Event& value : values) show(value);
     events.run(limits, show);
 }
 
@@ -104,7 +111,7 @@ void addWatchCommand(CLI::App& app, Context& context) {
         std::vector<Watched> keys;
         for (const std::string& name : names->empty() ? settingNames() : *names)
             keys.push_back({name, *findNamed(name).key});
-        watch(keys, *limits, context.json);
+        watch(keys, *limits, context);
     });
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "command.h"
 #include "event_stream.h"
 #include "key_definitions.h"
 
@@ -14,8 +15,8 @@ struct Watched {
     KeyDefinition key;
 };
 
-// Prints the values of the keys, and then each change.
-void watch(const std::vector<Watched>& keys, const StreamLimits& limits, bool json);
+// Prints the values of the keys, and then each change. Skips keys that cannot be read, unless all cannot.
+void watch(const std::vector<Watched>& keys, const StreamLimits& limits, Context& context);
 
 }  // namespace aipqctl
 
