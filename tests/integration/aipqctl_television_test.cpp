@@ -248,6 +248,23 @@ TEST(AWatch, ExitsWith0WhenItsReaderClosesThePipe) {
     EXPECT_EQ(result.err, "");
 }
 
+// The commands print nothing after their first lines, and without the end of the pipe would miss the count.
+TEST(AnEventStream, EndsWithoutAnEventWhenItsReaderClosesThePipe) {
+    for (Arguments arguments :
+         {Arguments{"watch", "brightness"}, Arguments{"key", "watch", MEMC}, Arguments{"power"}}) {
+        const bool printsValue = arguments.front() != "power";
+        arguments.insert(arguments.end(), {"-n", "1", "--seconds", "30"});
+        Running stream(programOn(nothing, arguments));
+        if (printsValue) {
+            EXPECT_NE(stream.readLine(), "");
+        }
+        stream.closeOutput();
+        const Result result = stream.finish();
+        EXPECT_EQ(result.exitCode, 0) << testing::PrintToString(arguments);
+        EXPECT_EQ(result.err, "");
+    }
+}
+
 TEST(Output, ReportsAWriteError) {
     const Result result = runShell(AIPQCTL_PROGRAM " list >/dev/full");
     EXPECT_EQ(result.exitCode, 6);

@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <system_error>
 
+#include "output.h"
+
 namespace aipqctl {
 
 namespace {
@@ -53,6 +55,8 @@ void Bell::ring() {
     [[maybe_unused]] const ssize_t written = write(eventFd, &one, sizeof one);
 }
 
+void Bell::watchOutput() { m_output = STDOUT_FILENO; }
+
 bool Bell::waitUntil(Clock::time_point limit) {
     for (;;) {
         int milliseconds = -1;
@@ -60,9 +64,11 @@ bool Bell::waitUntil(Clock::time_point limit) {
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(limit - Clock::now()).count();
             milliseconds = static_cast<int>(std::clamp<long long>(left, 0, 3600 * 1000));
         }
-        pollfd wait{eventFd, POLLIN, 0};
-        const int ready = poll(&wait, 1, milliseconds);
-        if (ready == 1) {
+        // The system reports an error on a pipe without a reader, also if no event is requested.
+        std::array<pollfd, 2> waits{{{eventFd, POLLIN, 0}, {m_output, 0, 0}}};
+        const int ready = poll(waits.data(), waits.size(), milliseconds);
+        if (ready > 0 && waits[0].revents == 0) throw OutputClosed();
+        if (ready > 0) {
             std::uint64_t count = 0;
             [[maybe_unused]] const ssize_t size = read(eventFd, &count, sizeof count);
             return true;

@@ -19,11 +19,17 @@ class Bell {
     // Callable from any thread and from signal handlers.
     static void ring();
 
+    // From now on, waitUntil() throws OutputClosed when the reader of standard output closes it.
+    void watchOutput();
+
     // Waits until it rings, or returns at once if it rang since the last wait. Returns false at `limit`.
     bool waitUntil(Clock::time_point limit = Clock::time_point::max());
 
     // Returns whether one of the signals arrived.
     bool interrupted() const;
+
+  private:
+    int m_output = -1;
 };
 
 }  // namespace aipqctl

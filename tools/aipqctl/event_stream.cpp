@@ -62,6 +62,7 @@ void EventStream::run(const StreamLimits& limits, const std::function<bool(const
     const auto end = limits.seconds > 0 ? Clock::now() + std::chrono::ceil<Clock::duration>(time)
                                         : Clock::time_point::max();
     unsigned count = 0;
+    m_bell.watchOutput();
     while (!m_bell.interrupted()) {
         const bool rang = m_bell.waitUntil(end);
         while (const std::optional<Event> event = next()) {

@@ -39,7 +39,8 @@ class EventStream {
     void push(Json content);
 
     // Calls `show` with each event until Ctrl-C or one of the limits; `show` returns whether the event
-    // counts. Throws Failure if the time is over before the count is reached.
+    // counts. Throws Failure if the time is over before the count is reached, and OutputClosed when the
+    // reader of standard output closes it.
     void run(const StreamLimits& limits, const std::function<bool(const Event&)>& show);
 
   private:
