@@ -15,6 +15,7 @@ using testing::AnyOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 using namespace tests;
 using namespace tests::keys;
@@ -117,6 +118,16 @@ TEST_F(ALeavingTelevision, IsNotReportedAsARefusal) {
     EXPECT_EQ(result.exitCode, 7);
     EXPECT_EQ(result.err,
               "aipqctl: no television 'leaving' answers: start aipq-television, or use --embedded\n");
+}
+
+// The library waits up to 1 s for each of the other keys.
+TEST_F(ALeavingTelevision, EndsTheInfoCommandBeforeItReadsTheOtherKeys) {
+    television.setFault(PLAY_ATTRIBUTES, "key.answer_delay", 60000);
+    ChildProcess info({AIPQCTL_PROGRAM, "--tv", television.name(), "-v", "info"});
+    ASSERT_TRUE(info.waitForErrors("get source Type: TV."));
+    television.kill();
+    EXPECT_EQ(info.wait(), 7);
+    EXPECT_THAT(info.errors(), Not(HasSubstr("switchState: ")));
 }
 
 TEST_F(ALeavingTelevision, EndsAnUnfinishedSetCommand) {

@@ -191,4 +191,20 @@ TEST(ATelevisionWhosePipelineDies, RestartsItUnlessAFaultForbidsIt) {
     EXPECT_EQ(television.stop(), 0);
 }
 
+TEST(ATelevisionThatIsKilled, EndsACaptureBeforeItsLastRequest) {
+    TelevisionProcess television("killed", {"--video", "scenes"});
+    ASSERT_TRUE(television.start());
+    ChildProcess capture({AIPQCTL_PROGRAM, "--tv", television.name(), "-v", "capture", "--format", "rgb",
+                          "-n", "0", "-o", "/dev/null"});
+    ASSERT_TRUE(capture.waitForErrors("state: "));
+    television.kill();
+    EXPECT_EQ(capture.wait(), 7);
+    // While the television runs, three requests of a frame may take 2 s each.
+    const std::string log = capture.errors();
+    int limits = 0;
+    for (std::size_t at = log.find("time out."); at != std::string::npos; at = log.find("time out.", at + 1))
+        ++limits;
+    EXPECT_LT(limits, 3) << log;
+}
+
 }  // namespace

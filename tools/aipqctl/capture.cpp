@@ -155,6 +155,7 @@ class Frames {
             if (!RequestQueue(O_RDONLY).hasRoom()) failNoFrame();
             PictureData picture = m_wanted;
             if (m_async ? callBack(picture) : m_capture.getPicture(true, &picture)) return picture;
+            requireTelevision();
         }
         if (!m_bell.interrupted()) failNoFrame();
         return {};

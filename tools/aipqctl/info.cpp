@@ -49,52 +49,49 @@ struct Line {
     const char* entry;  // the member of the JSON object
     const char* words;
     const char* key;
+    Json (*read)(SystemInfo&);
 };
 
 constexpr std::array<Line, 10> LINES{{
-    {"source", "source", keys::SOURCE},
-    {"player", "player", keys::VIDEO_FORMAT},
-    {"hdrType", "HDR type", keys::HDR_TYPE},
-    {"gameMode", "game mode", "dovra.sl2.i32.video.enum.instant.game.response"},
-    {"mediaStreamEncrypted", "media player's stream encrypted",
-     "dovra.sl2.mpctrl.i32.media.stream.encrypted"},
-    {"tvStreamEncrypted", "TV stream encrypted", keys::PLAY_ATTRIBUTES},
-    {"aipqSupported", "AI picture quality supported", "dovra.sl2.i32.video.aipq.supported"},
-    {"aipqAvailable", "AI picture quality available now", "dovra.sl2.i32.video.ai.pq.available"},
-    {"aipqSwitchAvailable", "user's switch can be operated", "dovra.sl2.i32.video.ai.pq.switch"},
-    {"aipqSwitchOn", "user's switch on", "dovra.sl2.i32.video.aipq.user.switch.osd"},
+    {"source", "source", keys::SOURCE,
+     [](SystemInfo& television) { return Json(sourceName(television.getSourceType())); }},
+    {"player", "player", keys::VIDEO_FORMAT,
+     [](SystemInfo& television) { return Json(playerName(television.getPlayerState())); }},
+    {"hdrType", "HDR type", keys::HDR_TYPE,
+     [](SystemInfo& television) { return Json(hdrName(television.getVideoInfoHDRType())); }},
+    {"gameMode", "game mode", "dovra.sl2.i32.video.enum.instant.game.response",
+     [](SystemInfo& television) { return Json(static_cast<int>(television.getVideoGameMode())); }},
+    {"mediaStreamEncrypted", "media player's stream encrypted", "dovra.sl2.mpctrl.i32.media.stream.encrypted",
+     [](SystemInfo& television) { return Json(television.getMediaStreamEncrypted()); }},
+    {"tvStreamEncrypted", "TV stream encrypted", keys::PLAY_ATTRIBUTES,
+     [](SystemInfo& television) { return Json(television.getTvStreamEncrypted()); }},
+    {"aipqSupported", "AI picture quality supported", "dovra.sl2.i32.video.aipq.supported",
+     [](SystemInfo& television) { return Json(television.getAIPQSupported()); }},
+    {"aipqAvailable", "AI picture quality available now", "dovra.sl2.i32.video.ai.pq.available",
+     [](SystemInfo& television) { return Json(television.getAIPQAvailable()); }},
+    {"aipqSwitchAvailable", "user's switch can be operated", "dovra.sl2.i32.video.ai.pq.switch",
+     [](SystemInfo& television) { return Json(television.getAIPQSwitchAvailable()); }},
+    {"aipqSwitchOn", "user's switch on", "dovra.sl2.i32.video.aipq.user.switch.osd",
+     [](SystemInfo& television) { return Json(television.getAIPQSwitchState()); }},
 }};
-
-Json readInfo() {
-    SystemInfo television;
-    return {
-        {"source", sourceName(television.getSourceType())},
-        {"player", playerName(television.getPlayerState())},
-        {"hdrType", hdrName(television.getVideoInfoHDRType())},
-        {"gameMode", static_cast<int>(television.getVideoGameMode())},
-        {"mediaStreamEncrypted", television.getMediaStreamEncrypted()},
-        {"tvStreamEncrypted", television.getTvStreamEncrypted()},
-        {"aipqSupported", television.getAIPQSupported()},
-        {"aipqAvailable", television.getAIPQAvailable()},
-        {"aipqSwitchAvailable", television.getAIPQSwitchAvailable()},
-        {"aipqSwitchOn", television.getAIPQSwitchState()},
-    };
-}
 
 void info(Context& context) {
     requireTelevision();
-    Json object = readInfo();
-    // The library returns a default if it cannot read a key.
+    SystemInfo television;
+    Json object;
     for (const Line& line : LINES) {
+        object[line.entry] = nullptr;
         try {
+            // The library returns a default if it cannot read a key.
             const KeyDefinition& key = keyDefinition(line.key);
             KeyAccess(key.name, key.type).read();
+            object[line.entry] = line.read(television);
         } catch (const Failure& failure) {
             skipKey(failure, context);
-            object[line.entry] = nullptr;
         }
+        // Without a television, the library waits up to 1 s for each of the other keys.
+        requireSameTelevision();
     }
-    requireSameTelevision();
     if (context.json) return printJson(object);
 
     std::vector<std::vector<std::string>> rows;
