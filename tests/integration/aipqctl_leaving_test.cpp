@@ -49,6 +49,14 @@ class ALeavingTelevision : public testing::Test {
         return true;
     }
 
+    // Returns the first line of a power command, which shows that the command waits for events.
+    std::string firstEvent(Running& power) {
+        // The command observes this key after it has registered.
+        EXPECT_TRUE(becomes([&] { return television.subscribers(SOURCE) > 0; }));
+        television.notify("aipqctl", "running");
+        return power.readLine();
+    }
+
     TelevisionProcess television;
 };
 
@@ -107,6 +115,32 @@ TEST_F(ALeavingTelevision, IsReportedInJson) {
     lines += watch.readLine() + '\n';
     EXPECT_THAT(lines, HasSubstr("\"television\":\"left\""));
     EXPECT_EQ(validate("watch", lines), "");
+}
+
+TEST_F(ALeavingTelevision, IsReportedByThePowerCommand) {
+    Running power(program(to({"power"})));
+    EXPECT_THAT(firstEvent(power), EndsWith("  running"));
+    television.kill();
+    EXPECT_THAT(power.readLine(), EndsWith("  the television left"));
+    ASSERT_TRUE(television.start());
+    EXPECT_THAT(power.readLine(), EndsWith("  the television returned"));
+    ASSERT_TRUE(becomes([&] { return !television.applications().empty(); }));
+    television.notify("aipqctl", "suspend");
+    EXPECT_THAT(power.readLine(), EndsWith("  suspend"));
+    power.interrupt();
+    EXPECT_EQ(power.finish().exitCode, 0);
+}
+
+TEST_F(ALeavingTelevision, IsReportedByThePowerCommandInJson) {
+    Running power(program(to({"power", "--json"})));
+    std::string lines = firstEvent(power) + '\n';
+    television.kill();
+    lines += power.readLine() + '\n';
+    ASSERT_TRUE(television.start());
+    lines += power.readLine() + '\n';
+    EXPECT_THAT(lines,
+                Reads(R"(.*"event":"running".*\n.*"television":"left"\}\n.*"television":"returned"\}\n)"));
+    EXPECT_EQ(validate("power", lines), "");
 }
 
 TEST_F(ALeavingTelevision, IsNotReportedAsARefusal) {

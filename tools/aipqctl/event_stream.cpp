@@ -41,6 +41,13 @@ std::string localTime(const Event& event) { return format(event, "%H:%M:%S", loc
 
 std::string utcTime(const Event& event) { return format(event, "%Y-%m-%dT%H:%M:%S", gmtime_r) + 'Z'; }
 
+void printEvent(const Event& event, const std::string& text, bool json) {
+    if (!json) return printLine(localTime(event) + "  " + text);
+    Json line{{"time", utcTime(event)}};
+    line.update(event.content);
+    printJson(line);
+}
+
 void EventStream::push(Json content) {
     {
         const std::lock_guard lock(m_mutex);

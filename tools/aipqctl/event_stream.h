@@ -32,6 +32,9 @@ Event happened(Json content);
 std::string localTime(const Event& event);
 std::string utcTime(const Event& event);
 
+// Prints the event's time and `text`, or its content as JSON.
+void printEvent(const Event& event, const std::string& text, bool json);
+
 // Passes events from the threads on which they occur to the thread that prints them.
 class EventStream {
   public:

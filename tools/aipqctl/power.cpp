@@ -1,10 +1,13 @@
 #include <memory>
 
+#include "catalogue/keys.h"
 #include "command.h"
 #include "event_stream.h"
 #include "failure.h"
+#include "key_access.h"
 #include "platform_adaptation/system_state.h"
 #include "television_presence.h"
+#include "watch.h"
 #include "zt/apmclient/app_manager_client.h"
 
 namespace aipqctl {
@@ -42,23 +45,41 @@ void onPowerState(TVPowerState state, void* userData) {  // on the application m
         {{"event", stateName(state)}, {"state", static_cast<int>(state)}});
 }
 
+// Observes a key, because the application manager does not notify the end of the television. Null if this
+// television does not have the key.
+std::unique_ptr<KeyAccess> observeAvailability(EventStream& events) {
+    try {
+        return std::make_unique<KeyAccess>(catalogue::keys::SOURCE, lomodelapi::OBJECT_TYPE_STRING,
+                                           KeyAccess::OnChange(), [&events](bool available) {
+                                               events.push({{"available", available}});
+                                           });
+    } catch (const Failure& failure) {
+        if (failure.exitCode() == EXIT_NO_TELEVISION) throw;
+        return nullptr;
+    }
+}
+
 void power(const StreamLimits& limits, bool json) {
     requireTelevision();
     if (zt::apmclient::AppManagerClient::getInstance() == nullptr)
         throw Failure(EXIT_NO_TELEVISION,
                       "no application manager answers: is this process allowed to reach it?");
+    Presence presence;
     EventStream events;
     SystemState television(APPLICATION);
     television.registerCallBackTVPowerState(onPowerState, &events);
-    events.run(limits, [json](const Event& event) {
-        if (json) {
-            Json line{{"time", utcTime(event)}};
-            line.update(event.content);
-            printJson(line);
-        } else {
-            printLine(localTime(event) + "  " + event.content["event"].get<std::string>());
+    const std::unique_ptr<KeyAccess> observed = observeAvailability(events);
+    events.run(limits, [&](Event event) {
+        const bool isMessage = event.content.contains("event");
+        if (!isMessage) {
+            event.content = presence.change("", "", event.content["available"]);
+            if (!event.content.contains("television")) return false;
         }
-        return true;
+        printEvent(event,
+                   isMessage ? event.content["event"].get<std::string>()
+                             : "the television " + event.content["television"].get<std::string>(),
+                   json);
+        return isMessage;
     });
 }
 

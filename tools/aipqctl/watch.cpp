@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <list>
 #include <memory>
-#include <set>
 
 #include "change.h"
 #include "key_access.h"
@@ -21,28 +20,6 @@ Json describe(const Watched& watched, const Value& value, bool initial) {
             {"initial", initial}};
 }
 
-// Distinguishes a television that leaves from a single key that leaves.
-class Presence {
-  public:
-    // Returns the event to print when a key leaves or returns; null if it was printed already.
-    Json change(const std::string& name, const std::string& key, bool available) {
-        if (available) {
-            if (m_left) return m_left = false, m_run = answeringRun(), Json{{"television", "returned"}};
-            if (m_gone.erase(name) == 0) return nullptr;
-        } else {
-            if (m_left) return nullptr;
-            if (answeringRun() != m_run) return m_left = true, Json{{"television", "left"}};
-            m_gone.insert(name);
-        }
-        return {{"name", name}, {"key", key}, {"available", available}};
-    }
-
-  private:
-    std::string m_run = answeringRun();
-    bool m_left = false;
-    std::set<std::string> m_gone;
-};
-
 std::string textOf(const Json& content, std::size_t width) {
     if (content.contains("television")) return "the television " + content["television"].get<std::string>();
     std::string line = content["name"];
@@ -56,6 +33,18 @@ std::string textOf(const Json& content, std::size_t width) {
 
 }  // namespace
 
+Json Presence::change(const std::string& name, const std::string& key, bool available) {
+    if (available) {
+        if (m_left) return m_left = false, m_run = answeringRun(), Json{{"television", "returned"}};
+        if (m_gone.erase(name) == 0) return nullptr;
+    } else {
+        if (m_left) return nullptr;
+        if (answeringRun() != m_run) return m_left = true, Json{{"television", "left"}};
+        m_gone.insert(name);
+    }
+    return {{"name", name}, {"key", key}, {"available", available}};
+}
+
 void watch(const std::vector<Watched>& keys, const StreamLimits& limits, Context& context) {
     std::size_t width = 0;
     for (const Watched& watched : keys) width = std::max(width, watched.name.size());
@@ -68,13 +57,7 @@ void watch(const std::vector<Watched>& keys, const StreamLimits& limits, Context
             event.content = presence.change(content["name"], content["key"], content["available"]);
             if (event.content.is_null()) return false;
         }
-        if (context.json) {
-            Json line{{"time", utcTime(event)}};
-            line.update(event.content);
-            printJson(line);
-        } else {
-            printLine(localTime(event) + "  " + textOf(event.content, width));
-        }
+        printEvent(event, textOf(event.content, width), context.json);
         return isChange;
     };
 
