@@ -13,6 +13,7 @@ using testing::ElementsAre;
 using tests::ActionRecorder;
 using tests::ATelevisionProcess;
 using tests::ChildProcess;
+using tests::eventually;
 using tests::Integer;
 using tests::Service;
 using tests::ValueRecorder;
@@ -25,7 +26,7 @@ class SeveralClients : public ATelevisionProcess {
         const std::size_t before = client.output().size();
         client.send(command);
         // Finds the first "done" after the earlier output.
-        return becomes([&] { return client.output().find("done ", before) != std::string::npos; }) &&
+        return eventually([&] { return client.output().find("done ", before) != std::string::npos; }) &&
                client.output().find("done 0\n", before) != std::string::npos;
     }
 
@@ -75,9 +76,9 @@ TEST_F(SeveralClients, AreRemovedWhenTheyAreKilled) {
     EXPECT_EQ(television.iterators(CHANNELS), 2U);
     television.setFault(SWITCH_ACTION, "key.never_answer", 1);
     first.send("previous");  // in the middle of a request
-    ASSERT_TRUE(becomes([&] { return television.subscribers(SWITCH_ACTION) == 1U; }));
+    ASSERT_TRUE(eventually([&] { return television.subscribers(SWITCH_ACTION) == 1U; }));
     first.signal(SIGKILL);
-    EXPECT_TRUE(becomes([&] {
+    EXPECT_TRUE(eventually([&] {
         return television.subscribers(BRIGHTNESS) == 1U && television.iterators(CHANNELS) == 1U &&
                television.subscribers(SWITCH_ACTION) == 0U && television.applications().size() == 2U;
     }));
@@ -86,7 +87,7 @@ TEST_F(SeveralClients, AreRemovedWhenTheyAreKilled) {
     EXPECT_TRUE(second.waitForOutput("two 2"));
     EXPECT_TRUE(service.received.waitFor("2"));
     second.signal(SIGKILL);
-    EXPECT_TRUE(becomes([&] {
+    EXPECT_TRUE(eventually([&] {
         return television.subscribers(BRIGHTNESS) == 0U && television.iterators(CHANNELS) == 0U &&
                television.subscribers(CHANNELS) == 0U && television.applications().size() == 1U;
     }));

@@ -26,6 +26,7 @@ using namespace tests::keys;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using tests::ATelevisionProcess;
+using tests::eventually;
 using tests::Int64;
 using tests::Integer;
 using tests::Integers;
@@ -63,7 +64,7 @@ TEST_F(AKilledTelevision, FailsEveryOperationUntilItRestarts) {
     television.kill();
     int number = 0;
     std::string text = "as it was";
-    EXPECT_TRUE(becomes([&] { return brightness.getValue(number) != 0; }));
+    EXPECT_TRUE(eventually([&] { return brightness.getValue(number) != 0; }));
     number = 5;
     EXPECT_NE(brightness.getValue(number), 0);
     EXPECT_NE(source.getValue(text), 0);
@@ -220,7 +221,7 @@ TEST_F(AKilledTelevision, EndsEveryUnfinishedCall) {
     calls.push_back(begin([&] { return brightness.setValue(5) == 0; }));
     calls.push_back(begin([] { return Integer(BRIGHTNESS).connect(0) == 0; }));
     calls.push_back(begin([&] { return sourceSwitch.setChannelNext(); }));
-    ASSERT_TRUE(becomes([&] { return begun == 4; }));
+    ASSERT_TRUE(eventually([&] { return begun == 4; }));
     for (auto& call : calls) EXPECT_EQ(call.wait_for(50ms), std::future_status::timeout);
     television.kill();
     for (auto& call : calls) EXPECT_EQ(resultOf(call), std::optional(false));
@@ -237,7 +238,7 @@ TEST_F(AKilledTelevision, AcceptsANewSettingAfterAnUnfinishedOne) {
     ASSERT_EQ(brightness.connect(1000), 0);
     SystemSetting setting;
     EXPECT_EQ(setting.setVideoBrightness(100), 0);
-    ASSERT_TRUE(becomes([&] {
+    ASSERT_TRUE(eventually([&] {
         if (recorder->received.waitFor("56", 1, 1s)) return true;
         announceAgain(BRIGHTNESS);
         return false;
@@ -252,7 +253,7 @@ TEST_F(AKilledTelevision, AcceptsANewSettingAfterAnUnfinishedOne) {
     };
     for (std::int32_t announced = 1; announced <= 6 && !ended(); ++announced) {
         television.set(BRIGHTNESS, announced);
-        becomes(ended, 10s);
+        eventually(ended, 10s);
     }
     ASSERT_TRUE(ended());
     log.clear();
@@ -397,7 +398,7 @@ TEST_F(AKilledTelevision, LeavesItsClientsRunningAfterManyDeaths) {
     ASSERT_EQ(iterator->create(), 0);
     EXPECT_TRUE(rows->received.waitForBeginning("ready"));
     // The subscriptions, iterators and applications of Traffic are released.
-    EXPECT_TRUE(becomes([&] {
+    EXPECT_TRUE(eventually([&] {
         return television.subscribers(BRIGHTNESS) == 0 && television.subscribers(SOURCE) == 0 &&
                television.iterators(CHANNELS) == 1 && television.subscribers(CHANNELS) == 1 &&
                television.applications() == std::vector<std::string>{"aipq"};

@@ -7,9 +7,9 @@
 #include <chrono>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "eventually.h"
 #include "keys.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
 #include "remote_test.h"
@@ -24,17 +24,6 @@ class ATelevisionProcess : public RemoteTest {
 
     static void logEverything() {
         simulated::Television::instance().debugOutput().setVerbosity(simulated::DebugOutput::Verbosity::INFO);
-    }
-
-    // Waits until a condition on the television holds.
-    template <typename Condition>
-    static bool becomes(Condition condition, std::chrono::seconds within = LIMIT) {
-        const auto limit = std::chrono::steady_clock::now() + within;
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > limit) return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        return true;
     }
 
     // Announces a value again: a worker misses a notification that arrives before it waits.

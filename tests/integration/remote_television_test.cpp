@@ -20,6 +20,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using tests::ActionRecorder;
 using tests::ATelevisionProcess;
+using tests::eventually;
 using tests::Int64;
 using tests::Integer;
 using tests::Integers;
@@ -222,7 +223,7 @@ TEST_F(ATelevisionProcess, ReceivesTheReportsOfAnApplication) {
     Service service("aipq");
     television.notify("aipq", "str_suspend");
     EXPECT_TRUE(service.received.waitFor("7"));
-    EXPECT_TRUE(becomes([&] {
+    EXPECT_TRUE(eventually([&] {
         return television.property<Reports>("", TelevisionProcess::TELEVISION, "Reports") ==
                Reports{{"aipq", 7}, {"aipq", 8}};
     }));

@@ -7,9 +7,10 @@
 
 namespace tests {
 
-// Polls a condition that has no notification. Returns true if it holds within half a minute.
-inline bool eventually(const std::function<bool()>& holds) {
-    for (const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30); !holds();
+// Polls a condition that has no notification. Returns true if it holds within `limit`.
+inline bool eventually(const std::function<bool()>& holds,
+                       std::chrono::seconds limit = std::chrono::seconds(30)) {
+    for (const auto end = std::chrono::steady_clock::now() + limit; !holds();
          std::this_thread::sleep_for(std::chrono::milliseconds(1)))
         if (std::chrono::steady_clock::now() > end) return false;
     return true;
