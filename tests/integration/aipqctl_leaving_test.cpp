@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "aipqctl_run.h"
+#include "eventually.h"
 #include "keys.h"
 #include "recorders.h"
 #include "television_process.h"
@@ -22,7 +23,6 @@ using namespace tests::keys;
 
 namespace {
 
-constexpr auto LIMIT = 30s;
 constexpr char NR[] = "dovra.sl2.i32.video.enum.dnc";
 
 class ALeavingTelevision : public testing::Test {
@@ -39,20 +39,10 @@ class ALeavingTelevision : public testing::Test {
         return arguments;
     }
 
-    template <typename Condition>
-    static bool becomes(Condition condition) {
-        const auto limit = std::chrono::steady_clock::now() + LIMIT;
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > limit) return false;
-            std::this_thread::sleep_for(1ms);
-        }
-        return true;
-    }
-
     // Returns the first line of a power command, which shows that the command waits for events.
     std::string firstEvent(Running& power) {
         // The command observes this key after it has registered.
-        EXPECT_TRUE(becomes([&] { return television.subscribers(SOURCE) > 0; }));
+        EXPECT_TRUE(eventually([&] { return television.subscribers(SOURCE) > 0; }));
         television.notify("aipqctl", "running");
         return power.readLine();
     }
@@ -124,7 +114,7 @@ TEST_F(ALeavingTelevision, IsReportedByThePowerCommand) {
     EXPECT_THAT(power.readLine(), EndsWith("  the television left"));
     ASSERT_TRUE(television.start());
     EXPECT_THAT(power.readLine(), EndsWith("  the television returned"));
-    ASSERT_TRUE(becomes([&] { return !television.applications().empty(); }));
+    ASSERT_TRUE(eventually([&] { return !television.applications().empty(); }));
     television.notify("aipqctl", "suspend");
     EXPECT_THAT(power.readLine(), EndsWith("  suspend"));
     power.interrupt();
@@ -146,7 +136,7 @@ TEST_F(ALeavingTelevision, IsReportedByThePowerCommandInJson) {
 TEST_F(ALeavingTelevision, IsNotReportedAsARefusal) {
     television.setFault(SWITCH_ACTION, "key.never_answer", 1);
     Running request(program(to({"source", "request", "av"})));
-    ASSERT_TRUE(becomes([&] { return television.subscribers(SWITCH_ACTION) > 0; }));
+    ASSERT_TRUE(eventually([&] { return television.subscribers(SWITCH_ACTION) > 0; }));
     television.kill();
     const Result result = request.finish();
     EXPECT_EQ(result.exitCode, 7);
