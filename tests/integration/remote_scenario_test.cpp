@@ -32,7 +32,11 @@ TEST(AScenarioFile, IsCheckedBeforeTheConnectionToATelevision) {
         const std::string file = fileWith("unreadable.toml", text);
         expectRefusal({"play", file, "--tv", "nobody"}, 6, "aipq-television: " + file + ":");
     }
-    expectRefusal({"play", "/no/file", "--tv", "nobody"}, 6, "aipq-television: /no/file cannot be read\n");
+    expectRefusal({"play", "/no/file", "--tv", "nobody"}, 6,
+                  "aipq-television: cannot read '/no/file': No such file or directory\n");
+    expectRefusal({"play", "/", "--tv", "nobody"}, 6, "aipq-television: cannot read '/': Is a directory\n");
+    expectRefusal({"play", "/dev/zero", "--tv", "nobody"}, 6,
+                  "aipq-television: cannot read '/dev/zero': it has more than 16 MB\n");
     expectRefusal({"play", fileWith("good.toml", "step = []\n"), "--tv", "nobody"}, 7,
                   "aipq-television: no television 'nobody' runs: ");
 }

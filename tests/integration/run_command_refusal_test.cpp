@@ -49,7 +49,8 @@ TEST_F(ACommandWithItsOwnTelevision, IsNotStartedWithBadFiles) {
     const std::string program = "aipq-television: ";
     expectRefusal({"--video", "/no/film"}, EXIT_BAD_FILE, program + "the film /no/film cannot be read: ");
     expectRefusal({"--video", noFilm}, EXIT_BAD_FILE, program + "cannot play '" + noFilm + "': ");
-    expectRefusal({"--scenario", "/no/file"}, EXIT_BAD_FILE, program + "cannot read the scenario /no/file\n");
+    expectRefusal({"--scenario", "/no/file"}, EXIT_BAD_FILE,
+                  program + "cannot read '/no/file': No such file or directory\n");
     expectRefusal({"--scenario", noScenario}, EXIT_BAD_FILE, program + noScenario + ":2:");
     expectRefusal({"--scenario", noVideo}, EXIT_BAD_FILE,
                   program + noVideo + ":1:9: cannot play '/no/film': No such file or directory\n");

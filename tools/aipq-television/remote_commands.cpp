@@ -217,11 +217,11 @@ std::optional<Failure> callAndWait(Scenarios& scenarios, const sigset_t& endSign
 
 int playScenario(const remote::Place& place, const std::string& file, double speed,
                  const sigset_t& endSignals) {
-    const std::optional<std::string> text = readScenario(file);
-    if (!text) return report(EXIT_BAD_FILE, file + " cannot be read");
+    std::string text;
     try {
+        text = readScenario(file);
         // D-Bus carries texts in UTF-8 only.
-        simulated::checkText(*text, file);
+        simulated::checkText(text, file);
     } catch (const std::runtime_error& error) {
         return report(EXIT_BAD_FILE, error.what());
     }
@@ -236,7 +236,7 @@ int playScenario(const remote::Place& place, const std::string& file, double spe
         std::string why;
         const auto failure = callAndWait(
             scenarios, endSignals, "Play", [&](sdbus::MethodReply& reply) { reply >> outcome >> why; },
-            printable(file), *text, speed);
+            printable(file), text, speed);
         if (failure) return reportFailure(*failure, place);
         if (outcome == "failed") return report(EXIT_REFUSED, why);
         std::cout << "The scenario has " << (outcome == "finished" ? "ended" : "been stopped") << ".\n";

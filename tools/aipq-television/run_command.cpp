@@ -31,10 +31,8 @@ void occupyStandardStreams() {
 }
 
 simulated::Scenario loadScenario(const std::string& file, const std::vector<simulated::KeyDefinition>& keys) {
-    const std::optional<std::string> text = readScenario(file);
-    if (!text) throw BadFile("cannot read the scenario " + file);
     try {
-        return simulated::parseScenario(*text, file, keys);
+        return simulated::parseScenario(readScenario(file), file, keys);
     } catch (const std::runtime_error& error) {
         throw BadFile(error.what());
     }

@@ -1,10 +1,12 @@
 #include "scenario_service.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <future>
-#include <sstream>
+#include <stdexcept>
 
 #include "bus_method.h"
 #include "printable.h"
@@ -15,7 +17,7 @@ namespace television {
 namespace {
 
 // A scenario is written by hand or recorded. A larger file is not a scenario.
-constexpr std::streamsize LARGEST_FILE = 16 << 20;
+constexpr std::size_t LARGEST_FILE = 16 << 20;
 
 const char* outcomeName(simulated::ScenarioPlayer::Outcome outcome) {
     using Outcome = simulated::ScenarioPlayer::Outcome;
@@ -32,14 +34,20 @@ const char* outcomeName(simulated::ScenarioPlayer::Outcome outcome) {
 
 }  // namespace
 
-std::optional<std::string> readScenario(const std::string& file) {
-    std::ifstream in(file, std::ios::binary | std::ios::ate);
-    if (!in || in.tellg() < 0 || in.tellg() > LARGEST_FILE) return std::nullopt;
-    in.seekg(0);
-    std::ostringstream text;
-    text << in.rdbuf();
-    if (!in) return std::nullopt;
-    return text.str();
+std::string readScenario(const std::string& file) {
+    const auto fail = [&](const std::string& why) -> void {
+        throw std::runtime_error("cannot read '" + file + "': " + why);
+    };
+    errno = 0;
+    std::ifstream in(file, std::ios::binary);
+    if (!in) fail(std::strerror(errno));
+    std::string text;
+    for (std::array<char, 4096> part{}; in.read(part.data(), part.size()) || in.gcount() > 0;) {
+        text.append(part.data(), static_cast<std::size_t>(in.gcount()));
+        if (text.size() > LARGEST_FILE) fail("it has more than 16 MB");
+    }
+    if (in.bad()) fail(std::strerror(errno));
+    return text;
 }
 
 std::string stepLine(std::chrono::milliseconds time, const std::string& done) {

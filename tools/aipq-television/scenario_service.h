@@ -5,7 +5,6 @@
 #include <chrono>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <set>
 #include <string>
 #include <tuple>
@@ -18,8 +17,8 @@
 
 namespace television {
 
-// Returns the text of a scenario file; nothing if the file cannot be read or is too large.
-std::optional<std::string> readScenario(const std::string& file);
+// Returns the text of a scenario file. Throws std::runtime_error if the file cannot be read or is too large.
+std::string readScenario(const std::string& file);
 
 // Returns one line of text about a step, with the line break.
 std::string stepLine(std::chrono::milliseconds time, const std::string& done);
