@@ -11,6 +11,7 @@
 #include "keys.h"
 #include "lomodelapi/object_type_spec.h"
 #include "remote_test.h"
+#include "run_program.h"
 
 using namespace std::chrono_literals;
 using namespace tests::keys;
@@ -55,6 +56,7 @@ TEST(ATelevisionProgram, PrintsItsHelp) {
     ChildProcess help({TELEVISION_PROGRAM, "--help"});
     EXPECT_EQ(help.wait(), 0);
     EXPECT_THAT(help.output(), HasSubstr("--catalogue"));
+    EXPECT_EQ(tests::runProgram(TELEVISION_PROGRAM " --help >/dev/full").status, 6);
 }
 
 TEST(ATelevisionProgram, RefusesANameThatIsInUse) {

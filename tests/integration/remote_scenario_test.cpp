@@ -14,6 +14,7 @@
 #include "eventually.h"
 #include "keys.h"
 #include "remote_test.h"
+#include "run_program.h"
 
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -39,6 +40,14 @@ TEST(AScenarioFile, IsCheckedBeforeTheConnectionToATelevision) {
                   "aipq-television: cannot read '/dev/zero': it has more than 16 MB\n");
     expectRefusal({"play", fileWith("good.toml", "step = []\n"), "--tv", "nobody"}, 7,
                   "aipq-television: no television 'nobody' runs: ");
+}
+
+// Runs a command whose standard output is a pipe without a reader. Returns its errors and its exit code.
+std::string resultWithoutReader(const std::string& command) {
+    return tests::runProgram(
+               "exec 3>&1; { trap '' PIPE; while echo; do :; done 2>&-; env --default-signal=PIPE " +
+               command + " 2>&3; echo $? >&3; } | true")
+        .output;
 }
 
 class ARunningTelevision : public testing::Test {
@@ -70,6 +79,26 @@ TEST_F(ARunningTelevision, PlaysNoStepOfAnInvalidScenario) {
         EXPECT_THAT(play.errors(), HasSubstr(".toml:5:")) << step;
         EXPECT_EQ(television.get<int>(BRIGHTNESS), 50) << step;
     }
+}
+
+TEST_F(ARunningTelevision, ReportsThatTheStepsCannotBePrinted) {
+    const std::string file =
+        fileWith("full.toml", std::string("[[step]]\nset = \"") + BRIGHTNESS + "\"\nto = 60\n");
+    const std::string play = TELEVISION_PROGRAM " play " + file + " --tv " + television.name();
+    const tests::Finished full = tests::runProgram(play + " >/dev/full");
+    EXPECT_EQ(full.status, 6);
+    EXPECT_EQ(full.output, "aipq-television: cannot write standard output: No space left on device\n");
+    EXPECT_EQ(television.get<int>(BRIGHTNESS), 60);
+    EXPECT_EQ(tests::runProgram(play + " >&-").output,
+              "aipq-television: cannot write standard output: it is closed\n");
+}
+
+TEST_F(ARunningTelevision, PlaysOnWithoutAReaderOfItsOutput) {
+    const std::string file =
+        fileWith("unread.toml", std::string("[[step]]\nset = \"") + BRIGHTNESS +
+                                    "\"\nto = 60\n[[step]]\nset = \"" + BRIGHTNESS + "\"\nto = 70\n");
+    EXPECT_EQ(resultWithoutReader(TELEVISION_PROGRAM " play " + file + " --tv " + television.name()), "0\n");
+    EXPECT_EQ(television.get<int>(BRIGHTNESS), 70);
 }
 
 TEST_F(ARunningTelevision, PrintsTheTextsOfAScenarioSafely) {
@@ -220,9 +249,41 @@ TEST_F(ARecordingFile, EndsTheRecordingIfItCannotBeWritten) {
         ChildProcess process(commandFor(file));
         EXPECT_EQ(process.wait(), 6);
         EXPECT_EQ(process.errors(),
-                  std::string("aipq-television: ") + file + " cannot be written: " + why + '\n');
+                  std::string("aipq-television: cannot write '") + file + "': " + why + '\n');
     }
     EXPECT_TRUE(std::filesystem::exists("/dev/full"));
+}
+
+TEST_F(ARecordingFile, CanBeStandardOutput) {
+    for (const char* const file : {"-", "/dev/stdout"}) {
+        ChildProcess process(commandFor(file));
+        ASSERT_TRUE(process.waitForErrors("Ctrl-C ends it.")) << process.errors();
+        ASSERT_TRUE(process.waitForOutput("clear_faults = true"));
+        television.set(BRIGHTNESS, std::int32_t{61});
+        EXPECT_TRUE(process.waitForOutput(STEP_TO_61));
+        process.signal(SIGINT);
+        EXPECT_EQ(process.wait(), 0) << process.errors();
+        EXPECT_THAT(process.errors(), HasSubstr("\nRecorded.\n"));
+        EXPECT_THAT(process.output(), StartsWith("title = \"A day\"\n"));
+        television.set(BRIGHTNESS, std::int32_t{3});
+        expectToPlay(fileWith("output.toml", process.output()), 61);
+    }
+    EXPECT_FALSE(std::filesystem::exists("-"));
+}
+
+TEST_F(ARecordingFile, EndsWith0WithoutAReader) {
+    std::string command;
+    for (const std::string& word : commandFor("-")) command += " '" + word + "'";
+    EXPECT_THAT(resultWithoutReader(command), testing::EndsWith("\n0\n"));
+}
+
+TEST_F(ARecordingFile, KeepsALinkWithoutATarget) {
+    const std::string file = pathOf("target.toml");
+    const std::string link = pathOf("link.toml");
+    std::filesystem::create_symlink(file, link);
+    record(link);
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_TRUE(std::filesystem::is_regular_file(file));
 }
 
 }  // namespace

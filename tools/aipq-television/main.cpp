@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdlib>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -79,7 +80,16 @@ CLI::App* addRun(CLI::App& app, Options& options) {
 
 // Prints the help if the user requested it; otherwise prints the error in one line.
 int reportUsage(const CLI::App& app, const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return app.exit(error);
+    if (error.get_exit_code() == 0) {
+        std::ostringstream text;
+        app.exit(error, text, text);
+        try {
+            writeFile(OutputFile::STANDARD_OUTPUT, text.str());
+            return EXIT_DONE;
+        } catch (const CannotWrite& problem) {
+            return reportOutput(problem);
+        }
+    }
     const std::string what = error.what();
     return report(EXIT_WRONG_USE, what.substr(0, what.find('\n')) + "; --help shows the usage");
 }
@@ -142,6 +152,8 @@ int main(int argc, char** argv) {
         return reportUsage(app, error);
     }
     if (screen->count() > 0) options.own.screenPort = port;
+    // The programs that `run` and a television start would inherit SIG_IGN, but not a handler.
+    if (play->parsed() || record->parsed()) ::signal(SIGPIPE, SIG_IGN);
     try {
         if (run->parsed()) return runCommand({options.own, options.scenario, options.log, command}, argv);
         const sigset_t endSignals = takeEndSignals();

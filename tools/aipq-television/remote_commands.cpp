@@ -1,6 +1,5 @@
 #include "remote_commands.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,17 +8,15 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <system_error>
 #include <tuple>
 #include <utility>
 
 #include "bus_connection.h"
 #include "exit_code.h"
+#include "output_file.h"
 #include "printable.h"
 #include "report.h"
 #include "scenario_service.h"
@@ -27,8 +24,6 @@
 namespace television {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr char NO_REPLY[] = "org.freedesktop.DBus.Error.NoReply";
 
@@ -84,6 +79,36 @@ class Scenarios {
     std::atomic<bool> m_lost{false};
 };
 
+// Standard output. After an error, it prints nothing more.
+class Progress {
+  public:
+    Progress() : m_output(OutputFile::STANDARD_OUTPUT) {}
+
+    void print(const std::string& text) {
+        if (m_problem) return;
+        try {
+            m_output.write(text);
+        } catch (const CannotWrite& problem) {
+            m_problem = problem;
+        }
+    }
+
+    // Returns the exit code.
+    int end() const { return m_problem ? reportOutput(*m_problem) : EXIT_DONE; }
+
+  private:
+    OutputFile m_output;
+    std::optional<CannotWrite> m_problem;
+};
+
+bool isStandardOutput(const std::string& file) {
+    struct stat named {};
+    struct stat output {};
+    return file == OutputFile::STANDARD_OUTPUT ||
+           (::stat(file.c_str(), &named) == 0 && ::fstat(STDOUT_FILENO, &output) == 0 &&
+            named.st_dev == output.st_dev && named.st_ino == output.st_ino);
+}
+
 // The file of a growing recording. The file is a complete scenario at any time.
 class Recording {
   public:
@@ -94,63 +119,51 @@ class Recording {
     Recording(const Recording&) = delete;
     Recording& operator=(const Recording&) = delete;
 
-    // The first text replaces the file; later texts are appended. Returns false on failure; error() has the
-    // reason.
-    bool add(const std::string& text) {
-        if (m_error != 0) return false;
-        if (m_fd == -1) {
-            begin(text);
-        } else {
-            write(text);
+    // The first text replaces the file; later texts are appended. After an error, nothing is added.
+    void add(const std::string& text) {
+        if (m_failed) return;
+        try {
+            m_fd == -1 ? begin(text) : append(text);
+        } catch (const CannotWrite& problem) {
+            m_problem = problem;
+            m_failed = true;
         }
-        return m_error == 0;
     }
 
     bool begun() const { return m_begun; }
-    int error() const { return m_error; }
+    bool failed() const { return m_failed; }
+    // Valid once failed() returns true.
+    const CannotWrite& problem() const { return *m_problem; }
 
   private:
-    // Replaces a regular file, after the new file has its first text. Writes directly to any other file.
     void begin(const std::string& text) {
-        std::error_code none;
-        const bool isOther = fs::exists(m_file, none) && !fs::is_regular_file(m_file, none);
-        const std::string target = isOther ? m_file : fs::weakly_canonical(m_file, none).string();
-        std::string temporary = target + ".XXXXXX";
-        m_fd =
-            isOther ? ::open(target.c_str(), O_WRONLY | O_CLOEXEC) : ::mkostemp(temporary.data(), O_CLOEXEC);
-        if (m_fd == -1) return fail();
-        const mode_t mask = ::umask(0);
-        ::umask(mask);
-        struct stat old {};
-        const bool exists = ::stat(target.c_str(), &old) == 0;
-        if (!isOther) ::fchmod(m_fd, exists ? old.st_mode & 07777 : 0666 & ~mask);
-        write(text);
-        if (!isOther && m_error == 0 && ::rename(temporary.c_str(), target.c_str()) != 0) fail();
-        if (!isOther && m_error != 0) ::unlink(temporary.c_str());
-        m_begun = m_error == 0;
+        OutputFile file(m_file);
+        file.write(text);
+        m_fd = file.commitOpen();
+        m_begun = true;
     }
 
-    // Removes an incompletely written step.
-    void write(const std::string& text) {
-        const off_t size = ::lseek(m_fd, 0, SEEK_CUR);
+    void append(const std::string& text) const {
+        struct stat before {};
+        ::fstat(m_fd, &before);
         for (std::size_t done = 0; done < text.size();) {
             const ssize_t count = ::write(m_fd, text.data() + done, text.size() - done);
             if (count < 0 && errno == EINTR) continue;
             if (count < 0) {
-                fail();
-                if (size >= 0) static_cast<void>(!::ftruncate(m_fd, size));
-                return;
+                const int error = errno;
+                // Remove the incomplete step.
+                if (S_ISREG(before.st_mode)) static_cast<void>(!::ftruncate(m_fd, before.st_size));
+                throw CannotWrite(m_file, error);
             }
             done += static_cast<std::size_t>(count);
         }
     }
 
-    void fail() { m_error = errno; }
-
     const std::string m_file;
     int m_fd = -1;
     std::atomic<bool> m_begun{false};
-    std::atomic<int> m_error{0};
+    std::atomic<bool> m_failed{false};
+    std::optional<CannotWrite> m_problem;
 };
 
 // The error of a call: a message and an exit code.
@@ -227,9 +240,10 @@ int playScenario(const remote::Place& place, const std::string& file, double spe
     }
     blockWakeUps();
     try {
+        Progress progress;
         Scenarios scenarios(place);
-        scenarios.onSignal("Step", [](std::uint32_t, std::int64_t time, const std::string& done) {
-            std::cout << stepLine(std::chrono::milliseconds(time), done) << std::flush;
+        scenarios.onSignal("Step", [&progress](std::uint32_t, std::int64_t time, const std::string& done) {
+            progress.print(stepLine(std::chrono::milliseconds(time), done));
         });
         scenarios.start();
         std::string outcome;
@@ -239,8 +253,11 @@ int playScenario(const remote::Place& place, const std::string& file, double spe
             printable(file), text, speed);
         if (failure) return reportFailure(*failure, place);
         if (outcome == "failed") return report(EXIT_REFUSED, why);
-        std::cout << "The scenario has " << (outcome == "finished" ? "ended" : "been stopped") << ".\n";
-        return EXIT_DONE;
+        progress.print(std::string("The scenario has ") + (outcome == "finished" ? "ended" : "been stopped") +
+                       ".\n");
+        return progress.end();
+    } catch (const CannotWrite& problem) {
+        return reportOutput(problem);
     } catch (const sdbus::Error&) {
         return noTelevision(place);
     }
@@ -250,29 +267,38 @@ int recordScenario(const remote::Place& place, const std::string& file, const st
                    const sigset_t& endSignals) {
     blockWakeUps();
     try {
-        Recording recording(file);
+        const bool toOutput = isStandardOutput(file);
+        std::optional<Progress> progress;
+        if (!toOutput) progress.emplace();
+        const auto print = [&](const std::string& text) {
+            toOutput ? static_cast<void>(std::cerr << text) : progress->print(text);
+        };
+        Recording recording(toOutput ? OutputFile::STANDARD_OUTPUT : file);
         Scenarios scenarios(place);
         scenarios.onSignal(ScenarioService::RECORDED, [&recording](const std::string& text) {
-            if (!recording.add(text)) Scenarios::wakeMain();
+            recording.add(text);
+            if (recording.failed()) Scenarios::wakeMain();
         });
         scenarios.start();
         const auto ignore = [](sdbus::MethodReply&) {};
         if (const auto failure =
                 callAndWait(scenarios, endSignals, "RecordForCaller", ignore, printable(title)))
             return reportFailure(*failure, place);
-        std::cout << "Recording the events of the television '" << place.name << "'; Ctrl-C ends it."
-                  << std::endl;
-        while (!scenarios.lost() && recording.error() == 0 && !waitForSignal(endSignals)) {
+        print("Recording the events of the television '" + place.name + "'; Ctrl-C ends it.\n");
+        while (!scenarios.lost() && !recording.failed() && !waitForSignal(endSignals)) {
         }
         const auto failure = callAndWait(scenarios, endSignals, "StopRecording", ignore);
-        if (recording.error() != 0)
-            return report(EXIT_BAD_FILE, file + " cannot be written: " + std::strerror(recording.error()));
+        if (recording.failed()) return reportOutput(recording.problem());
         if (failure && recording.begun() && failure->name == NO_REPLY)
-            return report(EXIT_NO_TELEVISION,
-                          "the television was switched off; " + file + " contains the events until then");
+            return report(EXIT_NO_TELEVISION, "the television was switched off; " +
+                                                  (toOutput ? "the recording" : file) +
+                                                  " contains the events until then");
         if (failure) return reportFailure(*failure, place);
-        std::cout << "\nRecorded in " << file << "; play it with: aipq-television play " << file << '\n';
-        return EXIT_DONE;
+        print(toOutput ? "\nRecorded.\n"
+                       : "\nRecorded in " + file + "; play it with: aipq-television play " + file + '\n');
+        return toOutput ? EXIT_DONE : progress->end();
+    } catch (const CannotWrite& problem) {
+        return reportOutput(problem);
     } catch (const sdbus::Error&) {
         return noTelevision(place);
     }

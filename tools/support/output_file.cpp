@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 
 namespace {
 
@@ -93,8 +94,17 @@ void OutputFile::commit() {
     m_file = -1;
     // Closing may report a full disk.
     if (close(file) != 0) fail(errno);
+    rename();
+}
+
+int OutputFile::commitOpen() {
+    rename();
+    return std::exchange(m_file, -1);
+}
+
+void OutputFile::rename() {
     if (m_temporary.empty()) return;
-    if (rename(m_temporary.c_str(), m_target.c_str()) != 0) fail(errno);
+    if (::rename(m_temporary.c_str(), m_target.c_str()) != 0) fail(errno);
     m_temporary.clear();
 }
 

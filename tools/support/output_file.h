@@ -31,12 +31,15 @@ class OutputFile {
     void write(std::string_view bytes);
     // Renames the temporary file to the final name. Do not write afterwards.
     void commit();
+    // Like commit(), but leaves the file open for more text. Returns its descriptor, which the caller closes.
+    int commitOpen();
 
     static constexpr char STANDARD_OUTPUT[] = "-";
 
   private:
     [[noreturn]] void fail(int error) const;
     void open();
+    void rename();
 
     const std::string m_path;  // as on the command line
     std::string m_target;      // the file behind the links
