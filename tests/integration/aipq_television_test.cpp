@@ -50,13 +50,47 @@ TEST(ATelevisionProgram, ReportsABadCommandLineInOneLine) {
 TEST(ATelevisionProgram, PrintsItsHelp) {
     ChildProcess unknown({TELEVISION_PROGRAM, "--nonsense"});
     EXPECT_EQ(unknown.wait(), 2);
-    EXPECT_EQ(
-        unknown.errors(),
-        "aipq-television: The following argument was not expected: --nonsense; --help shows the usage\n");
+    EXPECT_EQ(unknown.errors(),
+              "aipq-television: no option '--nonsense': 'aipq-television --help' shows the usage\n");
     ChildProcess help({TELEVISION_PROGRAM, "--help"});
     EXPECT_EQ(help.wait(), 0);
     EXPECT_THAT(help.output(), HasSubstr("--catalogue"));
     EXPECT_EQ(tests::runProgram(TELEVISION_PROGRAM " --help >/dev/full").status, 6);
+}
+
+TEST(ATelevisionProgram, SuggestsANameForAMisspeltOne) {
+    expectRefusal({"--vide", "off"}, 2, "aipq-television: no option '--vide'; did you mean '--video'?\n");
+    expectRefusal({"pley", "x.toml"}, 2, "aipq-television: no command 'pley'; did you mean 'play'?\n");
+    expectRefusal({"play", "x.toml", "--sped=2"}, 2,
+                  "aipq-television: no option '--sped=2'; did you mean '--speed'?\n");
+    // An option of the program, which the command does not take.
+    expectRefusal({"play", "x.toml", "--name", "y"}, 2,
+                  "aipq-television: no option '--name': 'aipq-television play --help' shows the usage\n");
+    expectRefusal({"play", "x.toml", "y.toml"}, 2, "aipq-television: 'y.toml' is one word too many: ");
+}
+
+std::string completed(const std::vector<std::string>& words) {
+    std::vector<std::string> command{TELEVISION_PROGRAM, "complete", "--"};
+    command.insert(command.end(), words.begin(), words.end());
+    ChildProcess program(command);
+    EXPECT_EQ(program.wait(), 0);
+    return program.output();
+}
+
+TEST(ATelevisionProgram, CompletesOnlyTheOptionsThatACommandTakes) {
+    EXPECT_EQ(completed({"play", "--"}), "--help\n--speed\n--tv\n");
+    EXPECT_EQ(completed({"run", "--"}), "--help\n--video\n--scenario\n--catalogue\n--log\n");
+}
+
+TEST(ATelevisionProgram, CompletesTheNamesOfTheRunningTelevisions) {
+    TelevisionProcess first("first");
+    TelevisionProcess second("second");
+    ASSERT_TRUE(first.start());
+    ASSERT_TRUE(second.start());
+    EXPECT_EQ(completed({"play", "--tv", ""}), "first\nsecond\n");
+    EXPECT_EQ(completed({"record", "--tv", "s"}), "second\n");
+    EXPECT_EQ(first.stop(), 0);
+    EXPECT_EQ(second.stop(), 0);
 }
 
 TEST(ATelevisionProgram, RefusesANameThatIsInUse) {

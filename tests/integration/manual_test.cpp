@@ -144,7 +144,7 @@ const Program TELEVISION{TELEVISION_PROGRAM,
                          SOURCE_FOLDER "/tools/aipq-television/aipq-television.1",
                          COMPLETION_FOLDER "/aipq-television",
                          {"--name", "kitchen", "play", "--s"},
-                         "--speed --screen"};
+                         "--speed"};
 
 TEST(RunCommandDocumentation, ListsTheSameExitCodesEverywhere) {
     ChildProcess help({TELEVISION_PROGRAM, "run", "--help"});

@@ -15,8 +15,10 @@
 #include "remote_commands.h"
 #include "report.h"
 #include "run_command.h"
+#include "running_televisions.h"
 #include "serve.h"
 #include "validators.h"
+#include "wrong_use.h"
 
 using namespace television;
 
@@ -90,8 +92,7 @@ int reportUsage(const CLI::App& app, const CLI::ParseError& error) {
             return reportOutput(problem);
         }
     }
-    const std::string what = error.what();
-    return report(EXIT_WRONG_USE, what.substr(0, what.find('\n')) + "; --help shows the usage");
+    return report(EXIT_WRONG_USE, wrongUse(error, app));
 }
 
 }  // namespace
@@ -103,7 +104,9 @@ int main(int argc, char** argv) {
                  "aipq-television");
     app.require_subcommand(0, 1);
     app.set_version_flag("--version", "aipq-television " AIPQ_TELEVISION_VERSION, "print the version");
-    addCompleteCommand(app, [](const std::string&) { return std::vector<std::string>{}; });
+    addCompleteCommand(app, [](const std::string& name) {
+        return name == "TELEVISION" ? remote::runningTelevisions() : std::vector<std::string>();
+    });
     app.add_option("--name", options.own.name, "its name for clients, in AIPQ_TV")
         ->type_name("NAME")
         ->capture_default_str();

@@ -9,6 +9,7 @@
 #include "key_definitions.h"
 #include "output.h"
 #include "simulated_television.h"
+#include "wrong_use.h"
 
 namespace aipqctl {
 
@@ -44,43 +45,6 @@ void prepareEnvironment(const GlobalOptions& options, const CLI::App& program) {
     setenv("AIPQ_TV_LOG", options.verbose ? "info" : "off", options.verbose ? 1 : 0);
     // An embedded television runs its video pipeline only for commands that use the picture.
     if (!needsPicture(program)) setenv("AIPQ_TV_VIDEO", "off", 0);
-}
-
-// The long options of a command and of its parent commands.
-std::vector<std::string> optionNames(const CLI::App* command) {
-    std::vector<std::string> names;
-    for (; command != nullptr; command = command->get_parent())
-        for (const CLI::Option* const option : command->get_options())
-            for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
-    return names;
-}
-
-// Prints the first line of CLI11's message and a hint to the help.
-int reportWrongUse(const CLI::ParseError& error, const CLI::App& program) {
-    std::string what = error.what();
-    const CLI::App* command = &program;
-    std::string path = program.get_name();
-    while (!command->get_subcommands().empty()) {
-        command = command->get_subcommands().front();
-        path += ' ' + command->get_name();
-    }
-    std::vector<std::string> names;
-    for (const CLI::App* const below : command->get_subcommands({}))
-        if (!below->get_group().empty()) names.push_back(below->get_name());
-    std::string hint;
-    for (const std::string& word : program.remaining(true)) {
-        if (word.starts_with('-')) {
-            what = "no option '" + word + "'";
-            hint = suggestion(word.substr(0, word.find('=')), optionNames(command));
-        } else {
-            what = names.empty() ? "'" + word + "' is one word too many" : "no command '" + word + "'";
-            hint = suggestion(word, names);
-        }
-        break;
-    }
-    if (hint.empty()) hint = ": '" + path + " --help' shows the usage";
-    complain(what.substr(0, what.find('\n')) + hint);
-    return EXIT_WRONG_USE;
 }
 
 void addCommands(CLI::App& program, Context& context) {
@@ -137,7 +101,8 @@ int runCommand(int argc, char** argv) {
         print(text.str());
         return code;
     } catch (const CLI::ParseError& error) {
-        return reportWrongUse(error, program);
+        complain(wrongUse(error, program));
+        return EXIT_WRONG_USE;
     }
 }
 

@@ -2,42 +2,24 @@
 
 #ifdef WITH_SIMULATED_TELEVISION
 
-#include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <stdexcept>
 #include <string_view>
 
 #include "bus_connection.h"
 #include "failure.h"
 #include "protocol.h"
+#include "running_televisions.h"
 
 namespace aipqctl {
 
 namespace {
-
-constexpr char BUS[] = "org.freedesktop.DBus";
-constexpr char BUS_OBJECT[] = "/org/freedesktop/DBus";
 
 // Returns nothing for an embedded television.
 std::optional<remote::Place> place() {
     const char* const television = std::getenv("AIPQ_TV");
     if (television == nullptr || television == std::string_view(remote::EMBEDDED)) return {};
     return remote::placeFrom(television);
-}
-
-std::string runAt(const remote::Place& place) {
-    try {
-        remote::BusConnection connection(place.address);
-        const auto bus = sdbus::createProxy(connection.bus(), BUS, BUS_OBJECT);
-        std::string owner;
-        std::string id;
-        bus->callMethod("GetNameOwner").onInterface(BUS).withArguments(place.busName()).storeResultsTo(owner);
-        bus->callMethod("GetId").onInterface(BUS).storeResultsTo(id);
-        return id + owner;
-    } catch (const sdbus::Error&) {
-        return "";
-    }
 }
 
 }  // namespace
@@ -60,26 +42,10 @@ std::string televisionName() {
 std::optional<std::string> televisionRun() {
     const std::optional<remote::Place> named = place();
     if (!named) return {};
-    return runAt(*named);
+    return remote::runAt(*named);
 }
 
-std::vector<std::string> runningTelevisions() {
-    namespace fs = std::filesystem;
-    std::vector<std::string> names;
-    std::error_code error;
-    const fs::path folder = fs::path(remote::socketPath(remote::DEFAULT_NAME)).parent_path();
-    for (const auto& entry : fs::directory_iterator(folder, error)) {
-        if (!entry.is_socket(error)) continue;
-        try {
-            const remote::Place found = remote::placeFrom(entry.path().filename());
-            if (!runAt(found).empty()) names.push_back(found.name);
-        } catch (const std::invalid_argument&) {
-            // The socket does not belong to a television.
-        }
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
+std::vector<std::string> runningTelevisions() { return remote::runningTelevisions(); }
 
 std::string videoProblem() {
     try {

@@ -18,21 +18,15 @@ const CLI::App* findCommand(const CLI::App& command, const std::string& word) {
     return nullptr;
 }
 
-const CLI::Option* findOption(const CLI::App* command, const std::string& word) {
-    for (; command != nullptr; command = command->get_parent())
-        if (const CLI::Option* const option = command->get_option_no_throw(word)) return option;
-    return nullptr;
+// Returns the command whose options may follow this command; null if there is none.
+const CLI::App* parentOf(const CLI::App* command) {
+    return command->get_fallthrough() ? command->get_parent() : nullptr;
 }
 
-Words optionsOf(const CLI::App* command) {
-    Words words;
-    for (; command != nullptr; command = command->get_parent())
-        for (const CLI::Option* const option : command->get_options())
-            for (const std::string& name : option->get_lnames())
-                if (const std::string word = "--" + name;
-                    std::find(words.begin(), words.end(), word) == words.end())
-                    words.push_back(word);
-    return words;
+const CLI::Option* findOption(const CLI::App* command, const std::string& word) {
+    for (; command != nullptr; command = parentOf(command))
+        if (const CLI::Option* const option = command->get_option_no_throw(word)) return option;
+    return nullptr;
 }
 
 bool takesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
@@ -69,6 +63,17 @@ Words complete(const CLI::App& program, const Words& words, const ValuesAfter& v
 }
 
 }  // namespace
+
+std::vector<std::string> optionsOf(const CLI::App* command) {
+    Words words;
+    for (; command != nullptr; command = parentOf(command))
+        for (const CLI::Option* const option : command->get_options())
+            for (const std::string& name : option->get_lnames())
+                if (const std::string word = "--" + name;
+                    std::find(words.begin(), words.end(), word) == words.end())
+                    words.push_back(word);
+    return words;
+}
 
 void addCompleteCommand(CLI::App& program, const ValuesOf& valuesOf) {
     addCompleteCommand(program, [valuesOf](const std::string& name, const Words&) { return valuesOf(name); });

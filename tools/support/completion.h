@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+// Returns the long options that a command takes: its own, and those of its parents that may follow it.
+std::vector<std::string> optionsOf(const CLI::App* command);
+
 // Returns the possible words for a value that the usage calls `name`, such as SETTING. An empty result means
 // a file name or any text.
 using ValuesOf = std::function<std::vector<std::string>(const std::string& name)>;
