@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "arguments.h"
+#include "message.h"
 #include "platform_adaptation/picture_capture.h"
 #include "platform_adaptation/system_access/iterator_access.h"
 #include "platform_adaptation/system_access/source_switch_access_impl.h"
@@ -25,7 +26,7 @@ constexpr char CHANNEL_LIST[] = "dovra.sl2.table.channel.list";
 constexpr auto ANSWER_LIMIT = std::chrono::seconds(5);
 
 void fail(const std::string& what) {
-    std::fprintf(stderr, "channel_tour: %s\n", what.c_str());
+    complain("channel_tour", what);
     std::exit(EXIT_FAILURE);
 }
 
@@ -147,12 +148,12 @@ int main(int argc, char** argv) {
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
         const std::string path = folder + "/channel-" + channel.number + ".png";
         saveFrame(capture, path);
-        std::printf("  %s %-10s HDR type %d, %s: %s\n", channel.number.c_str(), channel.name.c_str(),
-                    info.getVideoInfoHDRType(), info.getTvStreamEncrypted() ? "encrypted" : "clear",
-                    path.c_str());
+        std::printf("  %s %-10s HDR type %d, %s: %s\n", safeText(channel.number).c_str(),
+                    safeText(channel.name).c_str(), info.getVideoInfoHDRType(),
+                    info.getTvStreamEncrypted() ? "encrypted" : "clear", safeText(path).c_str());
     }
     if (!television.setChannelByURI(channels.front().uri, false))
         fail("the first channel does not come back");
     television.setQuietFlag(0);
-    std::printf("  back on %s\n", channels.front().name.c_str());
+    std::printf("  back on %s\n", safeText(channels.front().name).c_str());
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "arguments.h"
+#include "message.h"
 #include "platform_adaptation/picture_capture.h"
 #include "platform_adaptation/system_access/value_access.h"
 #include "png_file.h"
@@ -22,7 +23,7 @@ using lomodelapi::ObserverVectorString;
 namespace {
 
 void fail(const std::string& what) {
-    std::fprintf(stderr, "first_frames: %s\n", what.c_str());
+    complain("first_frames", what);
     std::exit(EXIT_FAILURE);
 }
 
@@ -30,7 +31,7 @@ void showText(const char* what, const char* key) {
     ValueAccessT<ObserverString> access(key);
     std::string text;
     if (access.getValue(text) != 0) fail(std::string(key) + " cannot be read");
-    std::printf("  %-15s %s\n", what, text.c_str());
+    std::printf("  %-15s %s\n", what, safeText(text).c_str());
 }
 
 // Follows the brightness and lets another thread wait for its changes.
@@ -78,7 +79,7 @@ class BrightnessFollower {
 void save(const std::string& path, const PictureData& picture) {
     std::string error;
     if (!savePng(path, picture, error)) fail(error);
-    std::printf("  %s: %u x %u\n", path.c_str(), picture.width, picture.height);
+    std::printf("  %s: %u x %u\n", safeText(path).c_str(), picture.width, picture.height);
 }
 
 // Saves the frames that arrive through the callback.
@@ -168,7 +169,8 @@ int main(int argc, char** argv) {
     ValueAccessT<ObserverVectorString> attributes("dovra.sl2.vstr.tvservice.play.main");
     std::vector<std::string> list;
     if (attributes.getValue(list) != 0) fail("the play attributes cannot be read");
-    std::printf("  %-15s %zu, the first is '%s'\n", "play attributes", list.size(), list.at(0).c_str());
+    std::printf("  %-15s %zu, the first is '%s'\n", "play attributes", list.size(),
+                safeText(list.at(0)).c_str());
 
     BrightnessFollower brightness;
     const int before = brightness.value();

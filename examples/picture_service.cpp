@@ -12,6 +12,7 @@
 
 #include "arguments.h"
 #include "file.h"
+#include "message.h"
 #include "picture_service/picture_service.h"
 #include "picture_service/report.h"
 #include "picture_service/timeline.h"
@@ -41,7 +42,7 @@ class StopSignals {
 };
 
 int fail(const std::string& what) {
-    std::fprintf(stderr, "picture_service: %s\n", what.c_str());
+    complain("picture_service", what);
     return EXIT_FAILURE;
 }
 
@@ -62,7 +63,7 @@ bool saveReport(const std::string& folder, PictureService& service, std::string&
     const std::string path = folder + "/report.html";
     if (!saveFile(path, makeReport(service.playing(), service.history()), error)) return false;
     std::printf("  %s: each scene before and after, what was decided and why; open it in a browser\n",
-                path.c_str());
+                safeText(path).c_str());
     return true;
 }
 

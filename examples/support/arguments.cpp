@@ -1,9 +1,10 @@
 #include "arguments.h"
 
 #include <charconv>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
+
+#include "message.h"
 
 void parseArguments(CLI::App& arguments, int argc, char** argv) {
     constexpr int wrongUse = 2;
@@ -14,8 +15,7 @@ void parseArguments(CLI::App& arguments, int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         const std::string problem = error.what();
         const std::string program = argv[0];
-        std::fprintf(stderr, "%s: %s\n", program.substr(program.rfind('/') + 1).c_str(),
-                     problem.substr(0, problem.find('\n')).c_str());
+        complain(program.substr(program.rfind('/') + 1), problem.substr(0, problem.find('\n')));
         std::exit(wrongUse);
     }
 }

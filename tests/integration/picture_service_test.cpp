@@ -116,6 +116,16 @@ TEST_F(APictureService, RejectsATimeThatIsNotANumber) {
     }
 }
 
+TEST_F(APictureService, PrintsAWrongArgumentSafely) {
+    const std::string folderOption = PICTURE_SERVICE_PROGRAM " " + folder.string() + " ";
+    EXPECT_EQ(runShell(folderOption + "\"$(printf '\\033[31m')\"").out,
+              "picture_service: The following argument was not expected: \\x1b[31m\n");
+    const Result result = runShell(folderOption + "$(printf %0100000d 1)");
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_LT(result.out.size(), 1100U);
+    EXPECT_LT(runShell(PICTURE_SERVICE_PROGRAM " $(printf %0100000d 1)").out.size(), 1100U);
+}
+
 TEST_F(APictureService, RejectsAFolderThatItCannotWrite) {
     const Result result = runShell(PICTURE_SERVICE_PROGRAM " " + (folder / "none").string());
     EXPECT_EQ(result.exitCode, 1);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "file.h"
+#include "message.h"
 
 namespace {
 
@@ -81,6 +82,16 @@ TEST_F(AnExamplesFile, NamesAFileThatCannotBeWritten) {
     EXPECT_FALSE(saveFile(path("full"), "text", error));
     EXPECT_EQ(error, "cannot write '" + path("full") + "': No space left on device");
     EXPECT_TRUE(fs::is_symlink(path("full")));
+}
+
+TEST(AnExamplesMessage, IsSafeAndShort) {
+    EXPECT_EQ(safeText("plain, Öst, 日本"), "plain, Öst, 日本");
+    EXPECT_EQ(safeText("\x1b[31m\xc2\x9b\xff\xe2\x80\xae"), R"(\x1b[31m\xc2\x9b\xff\xe2\x80\xae)");
+    testing::internal::CaptureStderr();
+    complain("example", std::string(100000, 'x') + "\x1b");
+    const std::string line = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(line, testing::AllOf(testing::StartsWith("example: xxx"), testing::EndsWith("x\\x1b\n")));
+    EXPECT_LT(line.size(), 1100U);
 }
 
 }  // namespace
