@@ -107,6 +107,18 @@ TEST_F(AFilm, IsRefusedInOneLineIfItCannotBePlayed) {
     EXPECT_EQ(format(), "640x360p@25");
 }
 
+TEST(ThePipelineProgram, PrintsItsArgumentsSafely) {
+    EXPECT_EQ(runProgram(PIPELINE_PROGRAM " --check \"$(printf 'a\\033[31m\\302\\233')\"").output,
+              "aipq-video-pipeline: cannot play 'a\\x1b[31m\\u{9b}': No such file or directory\n");
+    EXPECT_EQ(runProgram(PIPELINE_PROGRAM " a \"$(printf '\\033[31m')\"").output,
+              "aipq-video-pipeline: The following argument was not expected: \\x1b[31m\n");
+    for (const char* const words : {" --check ", " a "}) {
+        const Finished refused = runProgram(std::string(PIPELINE_PROGRAM) + words + "$(printf %0100000d 1)");
+        EXPECT_NE(refused.status, 0);
+        EXPECT_LT(refused.output.size(), 1100U);
+    }
+}
+
 TEST_F(AFilm, ReportsAMissingPackageByName) {
     const std::string film =
         make("stream.ts", "testsrc2=size=640x360:rate=25:duration=0.2", "-c:v mpeg2video");

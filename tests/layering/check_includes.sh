@@ -5,7 +5,7 @@ cd "$1"
 
 folder_of() {  # the project's folder in which an included name is found, if it is one of ours
     local name=$1 from=$2 folder
-    for folder in "$(dirname "$from")" include platform/include platform/catalogue platform/catalogue/include \
+    for folder in "$(dirname "$from")" include platform/include platform/catalogue platform/catalogue/include platform/text \
         platform/simulated/include platform/simulated/src platform/simulated/remote platform/simulated/pipeline platform/simulated/picture/include \
         source/common/src source/platform_adaptation/src source/platform_adaptation/src/system_access conformance \
         tools/support tools/aipqctl tools/aipq-television tools/aipq-television/screen examples/support tests/support; do
@@ -22,6 +22,7 @@ allowed() {  # FILE INCLUDED
         source/*) [[ $2 == include/* || $2 == source/* || $2 == platform/include/* ]] ;;
         platform/include/*) [[ $2 == platform/include/* ]] ;;
         platform/catalogue/*) [[ $2 == platform/catalogue/* || $2 == platform/include/* ]] ;;
+        platform/text/*) [[ $2 == platform/text/* ]] ;;
         platform/simulated/*) [[ $2 == platform/* ]] ;;
         conformance/*) [[ $2 == conformance/* || $2 == include/* || $2 == platform/include/* || $2 == platform/catalogue/* ]] ;;
         tools/*) [[ $2 == tools/* || $2 == conformance/* || $2 == include/* || $2 == platform/* ]] ;;

@@ -94,7 +94,10 @@ int main(int argc, char** argv) {
             app.parse(argc, argv);
             if (options.check && !options.clip) throw CLI::RequiredError("CLIP");
         } catch (const CLI::ParseError& error) {
-            return app.exit(error) == 0 ? 0 : EXIT_WRONG_USE;
+            if (error.get_exit_code() == 0) return app.exit(error);
+            const std::string problem = error.what();
+            pipeline::report(problem.substr(0, problem.find('\n')));
+            return EXIT_WRONG_USE;
         }
         return options.check ? check(*options.clip) : serve(options);
     } catch (const std::exception& error) {

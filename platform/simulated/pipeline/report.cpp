@@ -4,6 +4,8 @@
 #include <iostream>
 #include <system_error>
 
+#include "safe_text.h"
+
 namespace pipeline {
 
 std::string oneLine(std::string_view text) {
@@ -16,7 +18,7 @@ std::string oneLine(std::string_view text) {
 
 void report(std::string_view text) {
     // One write per line, so that the lines of two processes on one terminal do not mix.
-    std::cerr << "aipq-video-pipeline: " + oneLine(text) + "\n" << std::flush;
+    std::cerr << "aipq-video-pipeline: " + safeMessage(std::string(text)) + "\n" << std::flush;
 }
 
 std::string withReason(std::string_view what, int errorNumber) {

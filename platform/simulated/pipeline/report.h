@@ -9,7 +9,7 @@ namespace pipeline {
 // Replaces the characters that could break a line or change the state of a terminal.
 std::string oneLine(std::string_view text);
 
-// Prints one line on standard error, with the program's name.
+// Prints one line of safe text on standard error, with the program's name.
 void report(std::string_view text);
 
 // Returns "what: reason"; the reason is the system's text for the error number.

@@ -1,6 +1,6 @@
 // Makes texts of other programs safe to print.
-#ifndef TOOLS_SUPPORT_SAFE_TEXT_H
-#define TOOLS_SUPPORT_SAFE_TEXT_H
+#ifndef PLATFORM_TEXT_SAFE_TEXT_H
+#define PLATFORM_TEXT_SAFE_TEXT_H
 
 #include <string>
 #include <string_view>
