@@ -31,10 +31,9 @@ TEST_F(ACommandWithItsOwnTelevision, IsReportedIfItDoesNotExist) {
                          "aipq-television: cannot execute 'no-such-command': No such file or directory\n");
     tests::expectRefusal({"run", "--video", "off", "--", fileWith("text", "no program")}, EXIT_NOT_EXECUTABLE,
                          "aipq-television: cannot execute '");
-    tests::expectRefusal({"run"}, EXIT_WRONG_USE, "aipq-television: a command behind -- is required; ");
-    tests::expectRefusal({"run", "--"}, EXIT_WRONG_USE, "aipq-television: a command behind -- is required; ");
-    tests::expectRefusal({"run", "true"}, EXIT_WRONG_USE,
-                         "aipq-television: The following argument was not expected: true; ");
+    tests::expectRefusal({"run"}, EXIT_WRONG_USE, "aipq-television: a command behind -- is required: ");
+    tests::expectRefusal({"run", "--"}, EXIT_WRONG_USE, "aipq-television: a command behind -- is required: ");
+    tests::expectRefusal({"run", "true"}, EXIT_WRONG_USE, "aipq-television: 'true' is one word too many: ");
 }
 
 TEST_F(ACommandWithItsOwnTelevision, IsNotStartedWithBadFiles) {
