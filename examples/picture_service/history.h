@@ -57,7 +57,8 @@ struct History {
     std::vector<double> cuts;  // the starts of new scenes
     std::vector<Absence> absences;
 
-    // Adds a sample to `settings`. While nothing changes, only the last sample moves: a service may run for days.
+    // Adds a sample to `settings`. While nothing changes, only the last sample moves: a service may run for
+    // days.
     void addSettings(const Sample& sample);
 };
 
