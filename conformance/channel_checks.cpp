@@ -72,7 +72,7 @@ Passed checkChannels(Visit& visit) {
                       "See why createIterator() of the table returns null to this process."};
 
     const int count = awaitFirst(visit, notifications->ready, "the notification that the iterator is ready");
-    requireAccepted(timed("asking for rows", [&] { return list->getIterator()->readRowChunk(CHUNK); }),
+    requireAccepted(timed("requesting rows", [&] { return list->getIterator()->readRowChunk(CHUNK); }),
                     "reading rows");
     const std::size_t rows = awaitFirst(visit, notifications->chunks, "the rows");
     const std::size_t wanted = static_cast<std::size_t>(std::clamp(count, 0, CHUNK));
@@ -82,7 +82,7 @@ Passed checkChannels(Visit& visit) {
                           std::to_string(CHUNK) + "."};
 
     // The answer to a request just before the release must not arrive after the release.
-    requireAccepted(list->getIterator()->requestTotalCount(), "asking for the number of rows");
+    requireAccepted(list->getIterator()->requestTotalCount(), "requesting the number of rows");
     list->destroy();
     const std::size_t before = notifications->count();
     visit.pause(QUIET);

@@ -174,7 +174,7 @@ void start(Visit& visit, PictureCapture& capture) {
 void requireSize(const PictureData& picture, const PictureData& request) {
     if (picture.width == request.width && picture.height == request.height) return;
     throw Failure{std::to_string(request.width) + " x " + std::to_string(request.height) +
-                      " was asked for, " + std::to_string(picture.width) + " x " +
+                      " was requested, " + std::to_string(picture.width) + " x " +
                       std::to_string(picture.height) + " came",
                   "Let the video pipeline scale to the size in the capture block."};
 }
@@ -322,7 +322,7 @@ std::vector<Check> videoChecks() {
          checkSegment},
         {"frame",
          "",
-         "whether frames arrive, how fast, and in the size asked for",
+         "whether frames arrive, how fast, and in the requested size",
          {"framework", nameOf("queue", queue), nameOf("segment", segment)},
          checkFrame},
         {"callback",

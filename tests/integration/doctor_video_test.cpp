@@ -190,7 +190,7 @@ tests::ForkedPipeline::Answer grey(std::uint32_t width, std::uint32_t height) {
 
 TEST_F(ADoctorOfFrames, FindsFramesOfAnotherSize) {
     const tests::ForkedPipeline pipeline(grey(160, 90));
-    expectOnlyFailure(examineAll(), "frame", "224 x 224 was asked for, 160 x 90 came");
+    expectOnlyFailure(examineAll(), "frame", "224 x 224 was requested, 160 x 90 came");
 }
 
 TEST_F(ADoctorOfFrames, WarnsOfFramesOfOneColour) {

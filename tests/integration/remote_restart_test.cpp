@@ -63,13 +63,13 @@ TEST_F(AKilledTelevision, FailsEveryOperationUntilItRestarts) {
     SystemSetting setting;
     television.kill();
     int number = 0;
-    std::string text = "as it was";
+    std::string text = "unchanged";
     EXPECT_TRUE(eventually([&] { return brightness.getValue(number) != 0; }));
     number = 5;
     EXPECT_NE(brightness.getValue(number), 0);
     EXPECT_NE(source.getValue(text), 0);
     EXPECT_EQ(number, 5);
-    EXPECT_EQ(text, "as it was");
+    EXPECT_EQ(text, "unchanged");
     EXPECT_NE(brightness.setValue(1), 0);
     EXPECT_EQ(Integer(CONTRAST).connect(200), 5);
     EXPECT_EQ(ActionAccess(SWITCH_ACTION).connect(0), 5);

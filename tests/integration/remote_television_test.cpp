@@ -119,9 +119,9 @@ TEST_F(ATelevisionProcess, RefusesAnAccessorOfAnotherType) {
     EXPECT_EQ(Strings(PQ_SETTING).connect(0), 6);
     EXPECT_EQ(ActionAccess(BRIGHTNESS).connect(0), 6);
     Integer brightness(BRIGHTNESS);
-    std::string text = "as it was";
+    std::string text = "unchanged";
     EXPECT_EQ(brightness.getValue(text), 6);
-    EXPECT_EQ(text, "as it was");
+    EXPECT_EQ(text, "unchanged");
     EXPECT_EQ(brightness.setValue(text), 6);
     EXPECT_EQ(television.subscribers(SOURCE), 0U);
 }

@@ -1,5 +1,5 @@
-// A connection is a D-Bus connection and the thread that serves it. Unlike the event loop of sdbus-c++, it
-// survives the end of the bus. This end is normal, because the television may be killed at any time.
+// A D-Bus connection and the thread that serves it. Unlike the event loop of sdbus-c++, the thread survives
+// the end of the bus. This end is normal, because the television may be killed at any time.
 #ifndef REMOTE_BUS_CONNECTION_H
 #define REMOTE_BUS_CONNECTION_H
 
