@@ -27,7 +27,7 @@ allowed() {  # FILE INCLUDED
         conformance/*) [[ $2 == conformance/* || $2 == include/* || $2 == platform/include/* || $2 == platform/catalogue/* ]] ;;
         tools/*) [[ $2 == tools/* || $2 == conformance/* || $2 == include/* || $2 == platform/* ]] ;;
         examples/*_test.cpp) [[ $2 == include/* || $2 == platform/simulated/include/* ]] ;;
-        examples/*) [[ $2 == include/* || $2 == examples/* || $2 == platform/simulated/picture/include/* ]] ;;
+        examples/*) [[ $2 == include/* || $2 == examples/* || $2 == platform/text/* || $2 == platform/simulated/picture/include/* ]] ;;
         *) true ;;
     esac
 }

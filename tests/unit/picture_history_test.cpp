@@ -1,4 +1,4 @@
-// The verdict of the example service on its own work, without a television.
+// The history of the example service and its verdict on it, without a television.
 #include <gmock/gmock.h>
 
 #include <cstddef>
@@ -73,6 +73,22 @@ TEST(AVerdict, FindsTheGeneratedScenesBetterOrTheSame) {
     const Verdict verdict = verdictOf(episodes);
     EXPECT_EQ(verdict.worse, 0U) << verdict.sentence;
     EXPECT_GE(verdict.better, 5U) << verdict.sentence;
+}
+
+TEST(AHistory, GrowsOnlyWithChangesAndAbsences) {
+    History history;
+    for (int second = 0; second <= 86400; ++second) history.addSettings({1.0 * second, {}});
+    EXPECT_EQ(history.settings.size(), 2U);
+    EXPECT_EQ(history.settings.back().seconds, 86400);
+    for (int second = 86401; second <= 86410; ++second)
+        history.addSettings({1.0 * second, {.brightness = 60}});
+    EXPECT_EQ(history.settings.size(), 4U);
+    history.absences.push_back({86410.5, 86419.5});
+    for (int second = 86420; second <= 86430; ++second)
+        history.addSettings({1.0 * second, {.brightness = 60}});
+    ASSERT_EQ(history.settings.size(), 6U);
+    EXPECT_EQ(history.settings[3].seconds, 86410);
+    EXPECT_EQ(history.settings[4].seconds, 86420);
 }
 
 }  // namespace

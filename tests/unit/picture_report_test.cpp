@@ -253,22 +253,6 @@ TEST_F(AReport, OfALongTimeHasNoLargerPlot) {
                 "0 min 240 min 480 min 720 min 960 min 1200 min");
 }
 
-TEST(AHistory, GrowsOnlyWithChangesAndAbsences) {
-    History history;
-    for (int second = 0; second <= 86400; ++second) history.addSettings({1.0 * second, {}});
-    EXPECT_EQ(history.settings.size(), 2U);
-    EXPECT_EQ(history.settings.back().seconds, 86400);
-    for (int second = 86401; second <= 86410; ++second)
-        history.addSettings({1.0 * second, {.brightness = 60}});
-    EXPECT_EQ(history.settings.size(), 4U);
-    history.absences.push_back({86410.5, 86419.5});
-    for (int second = 86420; second <= 86430; ++second)
-        history.addSettings({1.0 * second, {.brightness = 60}});
-    ASSERT_EQ(history.settings.size(), 6U);
-    EXPECT_EQ(history.settings[3].seconds, 86410);
-    EXPECT_EQ(history.settings[4].seconds, 86420);
-}
-
 TEST_F(AReport, LeavesAGapWhereTheTelevisionWasAway) {
     History history = historyOf({});
     make(history);
