@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <fstream>
 #include <set>
-#include <sstream>
 #include <stdexcept>
 
+#include "catalogue/text_file.h"
 #include "catalogue_text.h"
 #include "toml_reader.h"
 
@@ -188,11 +187,7 @@ std::string typeName(ObjectTypeSpec type) {
 std::vector<KeyDefinition> loadCatalogue() {
     const char* const path = std::getenv("AIPQ_TV_CATALOGUE");
     if (path == nullptr || *path == '\0') return parseCatalogue(CATALOGUE_TEXT, "catalogue.toml");
-    std::ifstream file(path, std::ios::binary);
-    if (!file) throw std::runtime_error(std::string(path) + ": cannot be read");
-    std::ostringstream text;
-    text << file.rdbuf();
-    return parseCatalogue(text.str(), path);
+    return parseCatalogue(readTextFile(path), path);
 }
 
 }  // namespace catalogue

@@ -35,7 +35,8 @@ TEST(ATelevisionProgram, ReportsABadCommandLineInOneLine) {
     expectRefusal({"--video", "off", "--bus", "nonsense"}, 2,
                   "aipq-television: 'nonsense' is not an address of a bus");
     expectRefusal({"--video", "/no/film"}, 6, "aipq-television: the film /no/film cannot be read: ");
-    expectRefusal({"--video", "off", "--catalogue", "/no/file"}, 6, "aipq-television: /no/file: ");
+    expectRefusal({"--video", "off", "--catalogue", "/no/file"}, 6,
+                  "aipq-television: cannot read '/no/file': ");
     const std::string bad =
         fileWith("bad.toml", "[[key]]\nname = \"x\"\nmeaning = \"\"\ndefault = 1\ntype = \"number\"\n");
     expectRefusal({"--video", "off", "--catalogue", bad}, 6, "aipq-television: " + bad + ":5:");

@@ -227,7 +227,7 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"endlessSettings",
                 {"restore", "/dev/zero"},
                 6,
-                "/dev/zero: no settings in it, it is larger than 1 MiB"},
+                "cannot read '/dev/zero': it is larger than 16 MiB"},
         Mistake{"noSettingsFile",
                 {"restore", "/no/settings"},
                 6,
@@ -406,7 +406,7 @@ TEST(AMistakeInTheCatalogue, IsReportedAsABadFile) {
     const Result result = runEmbedded({"get"});
     unsetenv("AIPQ_TV_CATALOGUE");
     EXPECT_EQ(result.exitCode, 6);
-    EXPECT_EQ(result.err, "aipqctl: /nonexistent: cannot be read\n");
+    EXPECT_EQ(result.err, "aipqctl: cannot read '/nonexistent': No such file or directory\n");
 }
 
 }  // namespace

@@ -37,7 +37,7 @@ TEST(AScenarioFile, IsCheckedBeforeTheConnectionToATelevision) {
                   "aipq-television: cannot read '/no/file': No such file or directory\n");
     expectRefusal({"play", "/", "--tv", "nobody"}, 6, "aipq-television: cannot read '/': Is a directory\n");
     expectRefusal({"play", "/dev/zero", "--tv", "nobody"}, 6,
-                  "aipq-television: cannot read '/dev/zero': it has more than 16 MB\n");
+                  "aipq-television: cannot read '/dev/zero': it is larger than 16 MiB\n");
     expectRefusal({"play", fileWith("good.toml", "step = []\n"), "--tv", "nobody"}, 7,
                   "aipq-television: no television 'nobody' runs: ");
 }

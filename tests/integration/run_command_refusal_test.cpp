@@ -56,7 +56,7 @@ TEST_F(ACommandWithItsOwnTelevision, IsNotStartedWithBadFiles) {
     expectRefusal({"--scenario", laterFilm}, EXIT_BAD_FILE,
                   program + laterFilm + ":4:9: cannot play '" + noFilm + "': ");
     expectRefusal({"--scenario", noText}, EXIT_BAD_FILE, program + noText + ":2:");
-    expectRefusal({"--catalogue", "/no/file"}, EXIT_BAD_FILE, program + "/no/file: ");
+    expectRefusal({"--catalogue", "/no/file"}, EXIT_BAD_FILE, program + "cannot read '/no/file': ");
     expectRefusal({"--catalogue", noCatalogue}, EXIT_BAD_FILE, program + noCatalogue + ":2:");
     expectRefusal({"--log", "/no/folder/log"}, EXIT_BAD_FILE,
                   program + "cannot write the log /no/folder/log: ");

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "bus_connection.h"
+#include "catalogue/text_file.h"
 #include "exit_code.h"
 #include "output_file.h"
 #include "printable.h"
@@ -232,7 +233,7 @@ int playScenario(const remote::Place& place, const std::string& file, double spe
                  const sigset_t& endSignals) {
     std::string text;
     try {
-        text = readScenario(file);
+        text = catalogue::readTextFile(file);
         // D-Bus carries texts in UTF-8 only.
         simulated::checkText(text, file);
     } catch (const std::runtime_error& error) {

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "catalogue/text_file.h"
 #include "children.h"
 #include "exit_code.h"
 #include "keeper.h"
@@ -32,7 +33,7 @@ void occupyStandardStreams() {
 
 simulated::Scenario loadScenario(const std::string& file, const std::vector<simulated::KeyDefinition>& keys) {
     try {
-        return simulated::parseScenario(readScenario(file), file, keys);
+        return simulated::parseScenario(catalogue::readTextFile(file), file, keys);
     } catch (const std::runtime_error& error) {
         throw BadFile(error.what());
     }

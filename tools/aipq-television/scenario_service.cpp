@@ -1,10 +1,7 @@
 #include "scenario_service.h"
 
 #include <array>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <fstream>
 #include <future>
 #include <stdexcept>
 
@@ -15,9 +12,6 @@
 namespace television {
 
 namespace {
-
-// A scenario is written by hand or recorded. A larger file is not a scenario.
-constexpr std::size_t LARGEST_FILE = 16 << 20;
 
 const char* outcomeName(simulated::ScenarioPlayer::Outcome outcome) {
     using Outcome = simulated::ScenarioPlayer::Outcome;
@@ -33,22 +27,6 @@ const char* outcomeName(simulated::ScenarioPlayer::Outcome outcome) {
 }
 
 }  // namespace
-
-std::string readScenario(const std::string& file) {
-    const auto fail = [&](const std::string& why) -> void {
-        throw std::runtime_error("cannot read '" + file + "': " + why);
-    };
-    errno = 0;
-    std::ifstream in(file, std::ios::binary);
-    if (!in) fail(std::strerror(errno));
-    std::string text;
-    for (std::array<char, 4096> part{}; in.read(part.data(), part.size()) || in.gcount() > 0;) {
-        text.append(part.data(), static_cast<std::size_t>(in.gcount()));
-        if (text.size() > LARGEST_FILE) fail("it has more than 16 MB");
-    }
-    if (in.bad()) fail(std::strerror(errno));
-    return text;
-}
 
 std::string stepLine(std::chrono::milliseconds time, const std::string& done) {
     std::array<char, 32> seconds{};

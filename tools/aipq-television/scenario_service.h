@@ -17,9 +17,6 @@
 
 namespace television {
 
-// Returns the text of a scenario file. Throws std::runtime_error if the file cannot be read or is too large.
-std::string readScenario(const std::string& file);
-
 // Returns one line of text about a step, with the line break.
 std::string stepLine(std::chrono::milliseconds time, const std::string& done);
 

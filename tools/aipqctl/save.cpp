@@ -1,10 +1,8 @@
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <sstream>
 
+#include "catalogue/text_file.h"
 #include "change.h"
 #include "command.h"
 #include "failure.h"
@@ -43,24 +41,13 @@ void save(const std::string& file, Context& context) {
     aipqctl::save(file, "# Settings of a television, for 'aipqctl restore'.\n" + lines);
 }
 
-// A larger file, such as an endless device, has no settings.
-constexpr std::size_t LARGEST_FILE = 1 << 20;
-
 std::string contentOf(const std::string& file) {
-    errno = 0;
-    std::ifstream named;
-    const bool isNamed = file != OutputFile::STANDARD_OUTPUT;
-    if (isNamed) named.open(file, std::ios::binary);
-    std::istream& stream = isNamed ? named : std::cin;
-    std::string content(LARGEST_FILE + 1, '\0');
-    stream.read(content.data(), static_cast<std::streamsize>(content.size()));
-    // A folder can be opened, but not read.
-    if (stream.bad() || (isNamed && !named.is_open()))
-        throw Failure(EXIT_BAD_FILE, "cannot read '" + file + "': " + std::strerror(errno));
-    content.resize(static_cast<std::size_t>(stream.gcount()));
-    if (content.size() > LARGEST_FILE)
-        throw Failure(EXIT_BAD_FILE, file + ": no settings in it, it is larger than 1 MiB");
-    return content;
+    try {
+        return file == OutputFile::STANDARD_OUTPUT ? catalogue::readText(std::cin, file)
+                                                   : catalogue::readTextFile(file);
+    } catch (const std::runtime_error& error) {
+        throw Failure(EXIT_BAD_FILE, error.what());
+    }
 }
 
 void restore(const std::string& file, const ChangeOptions& options) {
