@@ -197,6 +197,16 @@ TEST(ASetting, ArrivesWithoutANotification) {
     EXPECT_THAT(result.out, StartsWith("memc 2 -> 4, confirmed"));
 }
 
+TEST(ASetting, TakesItsStepsAlthoughNotificationsAreLost) {
+    KeyFaults faults;
+    faults.dropNotifications = 2;
+    faults.notificationDelay = std::chrono::milliseconds(250);
+    const Result result =
+        runOn(withFaults(BRIGHTNESS, faults), {"set", "brightness", "58", "--wait", "--timeout", "20"});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_THAT(result.out, Reads(R"(brightness 56\nbrightness 58\nbrightness 50 -> 58, confirmed.*\n)"));
+}
+
 TEST(ASetting, ExitsWith130AfterCtrlC) {
     KeyFaults slow;
     slow.notificationDelay = std::chrono::milliseconds(300);

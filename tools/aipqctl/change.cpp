@@ -25,6 +25,10 @@ namespace {
 constexpr std::chrono::seconds LOOK_PERIOD{1};
 // After this time, a step that was in progress when the notifications stopped has taken effect.
 constexpr std::chrono::milliseconds LAST_STEP{200};
+// A setting that has not moved for this time is set again. The library's worker misses a notification that
+// arrives before it waits, and would then wait for a minute. The worker of the second set takes the next
+// step.
+constexpr std::chrono::seconds SECOND_SET{3};
 
 // A change of one setting or key.
 struct Change {
@@ -36,6 +40,7 @@ struct Change {
     std::vector<int> steps = {};
     int current = 0;
     bool arrived = false;
+    bool setAgain = false;  // at the current value
     Clock::time_point lastMove = {};
     double seconds = 0;
     std::unique_ptr<KeyAccess> follower = {};
@@ -43,7 +48,10 @@ struct Change {
     int target() const { return std::get<int>(wanted); }
 
     void moveTo(int value) {
-        if (value != current) lastMove = Clock::now();
+        if (value != current) {
+            lastMove = Clock::now();
+            setAgain = false;
+        }
         current = value;
         arrived = current == target();
     }
@@ -206,6 +214,10 @@ bool follow(const std::vector<Change*>& moving, Announcements& announcements, co
         if (bell.interrupted() && std::any_of(moving.begin(), moving.end(), isMoving)) return false;
         for (Change* const change : moving) {
             if (!change->arrived) requireMoving(*change, options.timeout);
+            if (!change->arrived && !change->setAgain && Clock::now() - change->lastMove > SECOND_SET) {
+                change->setAgain = true;
+                start({change});
+            }
             if (change->arrived && change->seconds == 0)
                 change->seconds = std::chrono::duration<double>(Clock::now() - begin).count();
         }
