@@ -13,6 +13,7 @@
 #include <optional>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 #include "bus_connection.h"
 #include "catalogue/text_file.h"
@@ -63,7 +64,7 @@ class Scenarios {
         try {
             sdbus::MethodCall message = m_proxy->createMethodCall(ScenarioService::INTERFACE, method);
             ((message << in), ...);
-            m_proxy->callMethod(message, std::move(onAnswer), NO_LIMIT);
+            m_calls.push_back(m_proxy->callMethod(message, std::move(onAnswer), NO_LIMIT));
         } catch (const sdbus::Error&) {
             m_lost = true;
         }
@@ -75,6 +76,9 @@ class Scenarios {
   private:
     static constexpr std::uint64_t NO_LIMIT = ~std::uint64_t{0};
 
+    // Released after the connection's thread has ended. Before, ThreadSanitizer would report a race with the
+    // thread that frees a call inside sdbus-c++, because it does not see how sdbus-c++ prevents it.
+    std::vector<sdbus::PendingAsyncCall> m_calls;
     remote::BusConnection m_connection;
     std::unique_ptr<sdbus::IProxy> m_proxy;
     std::atomic<bool> m_lost{false};
