@@ -181,7 +181,7 @@ TEST(AJudge, StartsFromTheUsersSettings) {
     EXPECT_EQ(night.sharpness, user.sharpness);
 }
 
-// One test for each scene, because a hundred frames take half a minute with the thread sanitizer.
+// One test for each scene, because a hundred frames take 18 s with the thread sanitizer.
 class AJudgeOfAScene : public testing::TestWithParam<std::string> {};
 
 TEST_P(AJudgeOfAScene, DecidesOnceOnAHundredNoisyFrames) {

@@ -25,9 +25,9 @@ namespace {
 constexpr std::chrono::seconds LOOK_PERIOD{1};
 // After this time, a step that was in progress when the notifications stopped has taken effect.
 constexpr std::chrono::milliseconds LAST_STEP{200};
-// A setting that has not moved for this time is set again. The library's worker misses a notification that
-// arrives before it waits, and would then wait for a minute. The worker of the second set takes the next
-// step.
+// A setting with steps that has not moved for this time is set again. The library's worker misses a
+// notification that arrives before it waits, and would then wait for a minute. The worker of the second set
+// takes the next step.
 constexpr std::chrono::seconds SECOND_SET{3};
 
 // A change of one setting or key.
@@ -190,6 +190,11 @@ void requireMoving(const Change& change, double timeout) {
                                     ": the television refuses it, or has not announced a step");
 }
 
+bool isStuck(const Change& change) {
+    return !change.arrived && !change.setAgain && change.named.setting->step > 0 &&
+           Clock::now() - change.lastMove > SECOND_SET;
+}
+
 // Returns true when all settings have arrived, false after Ctrl-C.
 bool follow(const std::vector<Change*>& moving, Announcements& announcements, const ChangeOptions& options,
             Progress& progress) {
@@ -214,7 +219,7 @@ bool follow(const std::vector<Change*>& moving, Announcements& announcements, co
         if (bell.interrupted() && std::any_of(moving.begin(), moving.end(), isMoving)) return false;
         for (Change* const change : moving) {
             if (!change->arrived) requireMoving(*change, options.timeout);
-            if (!change->arrived && !change->setAgain && Clock::now() - change->lastMove > SECOND_SET) {
+            if (isStuck(*change)) {
                 change->setAgain = true;
                 start({change});
             }
