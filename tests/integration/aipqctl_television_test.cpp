@@ -207,6 +207,14 @@ TEST(ASetting, TakesItsStepsAlthoughNotificationsAreLost) {
     EXPECT_THAT(result.out, Reads(R"(brightness 56\nbrightness 58\nbrightness 50 -> 58, confirmed.*\n)"));
 }
 
+TEST(ASetting, WithoutStepsIsSetOnce) {
+    const Result result =
+        runOn(withFaults(MEMC, keepingItsValue()), {"-v", "set", "memc", "4", "--timeout", "5"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.err, HasSubstr("setVideoMEMC():"));
+    EXPECT_EQ(result.err.find("setVideoMEMC():"), result.err.rfind("setVideoMEMC():")) << result.err;
+}
+
 TEST(ASetting, ExitsWith130AfterCtrlC) {
     KeyFaults slow;
     slow.notificationDelay = std::chrono::milliseconds(300);
