@@ -29,6 +29,15 @@ echo "command $$ $(readlink /proc/self/ns/ipc) up"
 while :; do wait; done
 )";
 
+// Runs a command in a process group of its own, as a shell does. The kernel does not stop the processes of a
+// group on SIGTSTP if no process in it has a parent in another group of the same session.
+Words asJob(Words command) {
+    command.insert(
+        command.begin(),
+        {"python3", "-c", "import os, sys; os.setpgid(0, 0); os.execv(sys.argv[1], sys.argv[1:])"});
+    return command;
+}
+
 std::string nameOf(pid_t process) {
     std::string name;
     std::getline(std::ifstream("/proc/" + std::to_string(process) + "/comm"), name);
@@ -62,7 +71,8 @@ Result run(const Words& options, const Words& command,
     return {exitCode, process.output(), process.errors()};
 }
 
-OwnTelevision::OwnTelevision(const Words& options) : m_process(runWords(options, {"bash", "-c", COMMAND})) {
+OwnTelevision::OwnTelevision(const Words& options)
+    : m_process(asJob(runWords(options, {"bash", "-c", COMMAND}))) {
     if (!m_process.waitForOutput(" up\n")) throw std::runtime_error("no command: " + m_process.errors());
     std::string word;
     std::istringstream(m_process.output()) >> word >> m_command >> m_namespace;

@@ -69,12 +69,29 @@ TEST_F(ACommandWithItsOwnTelevision, DoesNotHangUpAStoppedProcess) {
     // The process group is orphaned: the parent of its leader is in another session.
     const std::string script =
         "sleep 1000 & kill -STOP $!; until grep -q '^State:.*T' /proc/$!/status; do :; done; "
-        "aipq-television run --video off -- true; echo ended with $?; kill -KILL $!";
+        "aipq-television run --video off -- true; echo ended with $?; "
+        "aipq-television run --video off -- sh -c 'kill -KILL $PPID; sleep 1000'; echo without keeper $?; "
+        "kill -KILL $!";
     Words command = shell(script);
     command.insert(command.begin(), "setsid");
     ChildProcess group(command);
     group.wait();
-    EXPECT_EQ(group.output(), "ended with 0\n");
+    EXPECT_EQ(group.output(), "ended with 0\nwithout keeper " + std::to_string(EXIT_TELEVISION_DIED) + '\n');
+}
+
+TEST_F(ACommandWithItsOwnTelevision, EndsWhenItsProcessIsKilledBeforeItsStart) {
+    const std::string pipe = runtimeFolder() / "film";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    ChildProcess process(tests::runWords({"--video", pipe}, {"echo", "started"}));
+    pid_t waiting = 0;
+    EXPECT_TRUE(eventually([&] {
+        const pid_t keeper = tests::childOf(process.id(), "aipq-keeper");
+        return keeper != 0 && (waiting = tests::childOf(keeper, "aipq-command")) != 0;
+    }));
+    ::kill(waiting, SIGKILL);
+    EXPECT_EQ(process.wait(), 128 + SIGKILL);
+    EXPECT_EQ(process.output() + process.errors(), "");
+    fs::remove(pipe);
 }
 
 TEST_F(ACommandWithItsOwnTelevision, EndsWhenItsTerminalIsClosed) {

@@ -130,17 +130,22 @@ class Keeper {
         : m_run(run), m_folder(folder), m_caller(caller) {}
 
     // Returns the exit code of the run.
-
     int keep() {
         rename("aipq-keeper");
-        // Signals to the caller's process group do not reach the keeper.
-        ::setpgid(0, 0);
         adoptOrphans();
         takeSignals();
         try {
             enterOwnIpcNamespace();
             m_folder.create();
-            startAnchor();
+            // The television and the command inherit the variables.
+            ::setenv(remote::FOLDER_VARIABLE, m_folder.path().c_str(), 1);
+            ::setenv("AIPQ_TV", remote::placeFrom(remote::DEFAULT_NAME).address.c_str(), 1);
+            prepareCommand();
+            // The command stays in the caller's process group and session, but the keeper leaves both.
+            // Signals to the group do not reach it. And if the command's parent were in another group of the
+            // same session, the kernel could send SIGHUP to the whole group at the end of one of the two: it
+            // does so if the group has a stopped process, and no other process in it has such a parent.
+            ::setsid();
             startTelevision();
             while (!m_exitCode) waitForEvent();
         } catch (const NoNamespace& error) {
@@ -175,40 +180,11 @@ class Keeper {
 
     bool callerIsGone() const { return ::getppid() != m_caller; }
 
-    // Starts the anchor: a process in the caller's process group that lives until the keeper ends. When a
-    // process ends that was the last one in the group with a parent outside it, the kernel sends SIGHUP to a
-    // group with a stopped process. The command, a child of the keeper, could be that process. The anchor
-    // leaves the group before it ends.
-    void startAnchor() {
-        const std::array<int, 2> pipe = makePipe();
-        m_anchor = startChild(0);
-        if (m_anchor == 0) {
-            ::close(pipe[1]);
-            ::setpgid(0, m_run.group);
-            char byte = 0;
-            [[maybe_unused]] const ssize_t end = ::read(pipe[0], &byte, 1);
-            ::setpgid(0, 0);
-            ::_exit(EXIT_DONE);
-        }
-        ::close(pipe[0]);
-        m_toAnchor = pipe[1];
-    }
-
-    void endAnchor() {
-        if (m_anchor == 0) return;
-        ::close(m_toAnchor);
-        ::waitpid(m_anchor, nullptr, 0);
-    }
-
     void startTelevision() {
-        // The television and the command inherit the variable.
-        ::setenv(remote::FOLDER_VARIABLE, m_folder.path().c_str(), 1);
-        ::setenv("AIPQ_TV", remote::placeFrom(remote::DEFAULT_NAME).address.c_str(), 1);
         const std::array<int, 2> pipe = makePipe();
         m_television = startChild(SIGKILL);
         if (m_television == 0) {
             rename("aipq-television");
-            ::setsid();  // detaches it from the terminal
             sigset_t none;
             ::sigemptyset(&none);
             ::sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -219,23 +195,33 @@ class Keeper {
         ::fcntl(m_fromTelevision, F_SETFL, O_NONBLOCK);
     }
 
-    void startCommand() {
+    // Creates the command's process, which waits for startCommand().
+    void prepareCommand() {
+        const std::array<int, 2> start = makePipe();
         const std::array<int, 2> failure = makePipe();
         m_command = startChild(SIGKILL);
-        if (m_command == 0) beCommand(failure[1]);
+        if (m_command == 0) beCommand(start[0], failure[1]);
+        ::close(start[0]);
         ::close(failure[1]);
+        m_start = start[1];
+        m_failure = failure[0];
+    }
+
+    void startCommand() {
+        m_commandRuns = true;
+        [[maybe_unused]] const ssize_t written = ::write(m_start, "", 1);
         int error = 0;
-        const bool failed = ::read(failure[0], &error, sizeof error) == sizeof error;
-        ::close(failure[0]);
-        if (!failed) return;
+        if (::read(m_failure, &error, sizeof error) != sizeof error) return;
         ::waitpid(m_command, nullptr, 0);
-        m_command = 0;
+        m_commandRuns = false;
         m_exitCode = report(error == ENOENT ? EXIT_NOT_FOUND : EXIT_NOT_EXECUTABLE,
                             "cannot execute '" + m_run.command.front() + "': " + std::strerror(error));
     }
 
-    [[noreturn]] void beCommand(int failure) const {
-        ::setpgid(0, m_run.group);
+    [[noreturn]] void beCommand(int start, int failure) const {
+        rename("aipq-command");
+        char byte = 0;
+        [[maybe_unused]] const ssize_t started = ::read(start, &byte, 1);
         std::vector<std::string> words = m_run.command;
         std::vector<char*> arguments;
         for (std::string& word : words) arguments.push_back(word.data());
@@ -251,7 +237,7 @@ class Keeper {
     void waitForEvent() {
         std::array<pollfd, 2> fds{{{m_signals, POLLIN, 0}, {m_fromTelevision, POLLIN, 0}}};
         ::poll(fds.data(), fds.size(), -1);
-        // Handle earlier signals first: the terminal did not send them to a command that starts only now.
+        // Handle earlier signals first: they may prevent the start of the command.
         handleSignals();
         readTelevision();
     }
@@ -271,12 +257,12 @@ class Keeper {
 
     void handleForwarded(int number, bool forCommand) {
         const bool ends = std::find(END_SIGNALS.begin(), END_SIGNALS.end(), number) != END_SIGNALS.end();
-        if (m_command != 0 && forCommand) ::kill(m_command, number);
-        if (m_command == 0 && ends && !m_exitCode) m_exitCode = 128 + number;
+        if (m_commandRuns && forCommand) ::kill(m_command, number);
+        if (!m_commandRuns && ends && !m_exitCode) m_exitCode = 128 + number;
     }
 
     void commandEnded(int status) {
-        m_command = 0;
+        m_commandRuns = false;
         if (!m_exitCode) m_exitCode = exitCodeOf(status);
     }
 
@@ -285,7 +271,7 @@ class Keeper {
         readTelevision();
         if (m_exitCode) return;
         const std::string why = m_end.empty() ? describeEnd(status) : m_end;
-        if (m_command != 0) {
+        if (m_commandRuns) {
             m_exitCode = report(EXIT_TELEVISION_DIED, "the television died under the command: " + why);
         } else if (!m_end.empty() && WIFEXITED(status)) {
             m_exitCode = report(WEXITSTATUS(status), why);
@@ -312,13 +298,12 @@ class Keeper {
     }
 
     void endAll() {
-        if (m_command != 0) terminate(m_command, COMMAND_LIMIT);
-        killDescendants({m_television, m_anchor});
+        if (m_commandRuns) terminate(m_command, COMMAND_LIMIT);
+        killDescendants({m_television});
         const std::optional<int> status =
             m_television != 0 ? terminate(m_television, TELEVISION_LIMIT) : std::nullopt;
         readTelevision();
-        killDescendants({m_anchor});
-        endAnchor();
+        killDescendants({});
         m_folder.remove();
         // The television has already reported the reason.
         if (status && *m_exitCode == EXIT_DONE) m_exitCode = exitCodeOf(*status);
@@ -348,10 +333,11 @@ class Keeper {
     const pid_t m_caller;
     int m_signals = -1;
     int m_fromTelevision = -1;
-    int m_toAnchor = -1;
-    pid_t m_anchor = 0;
+    int m_start = -1;
+    int m_failure = -1;
+    pid_t m_command = 0;
+    bool m_commandRuns = false;
     pid_t m_television = 0;  // 0 before its start and after its end
-    pid_t m_command = 0;     // the same
     std::string m_input;
     std::string m_end;  // the television's reason for its end
     std::optional<int> m_exitCode;

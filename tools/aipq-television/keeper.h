@@ -21,7 +21,6 @@ struct Run {
     std::string logName;
     std::vector<std::string> command;
     char** words;  // the program's own command line
-    pid_t group;   // the process group of the caller and of the command
     // The command's signal mask: the mask with which the caller was started.
     sigset_t signalMask;
     void (*childAction)(int);

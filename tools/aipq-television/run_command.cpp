@@ -84,7 +84,7 @@ int exitCodeOf(int keeperStatus) {
 
 int runCommand(const RunOptions& options, char** words) {
     occupyStandardStreams();
-    Run run{options.television, {}, -1, options.log, options.command, words, ::getpgrp(), {}, {}};
+    Run run{options.television, {}, -1, options.log, options.command, words, {}, {}};
     const std::vector<simulated::KeyDefinition> keys = loadKeys(options.television);
     // A relative path would break if the command changed its working directory.
     if (!options.television.catalogue.empty())

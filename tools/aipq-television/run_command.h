@@ -24,8 +24,9 @@ struct RunOptions {
 // Three processes take part:
 //
 //   the caller      forwards signals to the keeper
-//   the keeper      a child of the caller, and the parent of the television and of the command
-//   the television  a child of the keeper, in a session of its own
+//   the keeper      a child of the caller, in a session of its own, and the parent of the television and of
+//                   the command
+//   the television  a child of the keeper, in the keeper's session
 //
 // Any of them may be killed. When the caller ends, the keeper kills its descendants and removes the folder.
 // When the keeper ends, the caller does the same. The command runs in the caller's process group and session.
