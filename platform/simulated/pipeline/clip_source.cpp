@@ -25,6 +25,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto OPENING_LIMIT = 10s;
 constexpr GstClockTime BUS_WAIT = 100'000'000;  // nanoseconds; the longest delay until a stop is noticed
+constexpr GstClockTime REPORT_WAIT = 500'000'000;
 
 // The shortest time between two starts of a clip. Without it, a clip without timestamps would be decoded
 // repeatedly, as fast as possible.
@@ -248,7 +249,16 @@ std::string ClipSource::waitForFirstFrame(const std::stop_token& stop) {
         }
         const Owned<GstMessage> message(gst_bus_timed_pop_filtered(m_bus.get(), BUS_WAIT, wanted));
         if (!message) continue;
-        if (message->type == GST_MESSAGE_ERROR) return problem.reason(message.get());
+        if (message->type == GST_MESSAGE_ERROR) {
+            // One thread of GStreamer may report the error before another reports the missing decoder.
+            while (!problem.isNoted()) {
+                const Owned<GstMessage> report(
+                    gst_bus_timed_pop_filtered(m_bus.get(), REPORT_WAIT, GST_MESSAGE_ELEMENT));
+                if (!report) break;
+                problem.note(report.get());
+            }
+            return problem.reason(message.get());
+        }
         if (message->type == GST_MESSAGE_ELEMENT) {
             problem.note(message.get());
             continue;
