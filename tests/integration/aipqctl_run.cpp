@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "asleep.h"
 #include "keys.h"
 #include "program.h"
 
@@ -74,7 +75,13 @@ std::string Running::readLine() {
     return line;
 }
 
-void Running::interrupt() const { kill(m_process, SIGINT); }
+void Running::interrupt() const {
+#ifdef __SANITIZE_THREAD__
+    // ThreadSanitizer sometimes loses a signal that finds the main thread busy.
+    waitUntilAsleep(m_process);
+#endif
+    kill(m_process, SIGINT);
+}
 
 void Running::closeOutput() {
     close(m_out);

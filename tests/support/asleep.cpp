@@ -11,7 +11,7 @@ namespace {
 
 // If the thread sleeps now, the number of its voluntary context switches; otherwise -1.
 long sleepCount(pid_t thread) {
-    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
+    std::ifstream status("/proc/" + std::to_string(thread) + "/status");
     bool sleeps = false;
     for (std::string word; status >> word;) {
         if (word == "State:") {

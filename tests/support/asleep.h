@@ -5,9 +5,9 @@
 
 namespace tests {
 
-// Waits until the thread, which must belong to this process, sleeps steadily. A condition variable for which
-// the thread waits can then be signalled; an earlier signal would be lost. Returns false if the thread is not
-// asleep after half a minute.
+// Waits until the thread, of any process, sleeps steadily. A condition variable for which the thread waits
+// can then be signalled; an earlier signal would be lost. Returns false if the thread is not asleep after
+// half a minute.
 bool waitUntilAsleep(pid_t thread);
 
 }  // namespace tests
