@@ -16,7 +16,7 @@ class ClipProblem {
   public:
     // Notes the missing element that a message names.
     void note(GstMessage* message);
-    bool isNoted() const { return !m_missing.empty(); }
+    bool hasMissing() const { return !m_missing.empty(); }
 
     // Returns why the file cannot be played; `error` is the error that ended it.
     std::string reason(GstMessage* error) const;

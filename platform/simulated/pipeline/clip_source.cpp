@@ -24,8 +24,9 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto OPENING_LIMIT = 10s;
+// One thread of GStreamer may report an error before another thread reports the missing decoder.
+constexpr auto REPORT_LIMIT = 500ms;
 constexpr GstClockTime BUS_WAIT = 100'000'000;  // nanoseconds; the longest delay until a stop is noticed
-constexpr GstClockTime REPORT_WAIT = 500'000'000;
 
 // The shortest time between two starts of a clip. Without it, a clip without timestamps would be decoded
 // repeatedly, as fast as possible.
@@ -239,25 +240,24 @@ std::string ClipSource::build() {
 }
 
 std::string ClipSource::waitForFirstFrame(const std::stop_token& stop) {
-    const auto deadline = Clock::now() + OPENING_LIMIT;
+    auto deadline = Clock::now() + OPENING_LIMIT;
     const auto wanted = static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_EOS |
                                                     GST_MESSAGE_ASYNC_DONE | GST_MESSAGE_ELEMENT);
     ClipProblem problem;
+    Owned<GstMessage> error;
     while (!stop.stop_requested()) {
-        if (Clock::now() >= deadline) {
+        const bool isLate = Clock::now() >= deadline;
+        if (error && (isLate || problem.hasMissing())) return problem.reason(error.get());
+        if (isLate) {
             return "no frame could be decoded for " + std::to_string(OPENING_LIMIT.count()) + " seconds";
         }
-        const Owned<GstMessage> message(gst_bus_timed_pop_filtered(m_bus.get(), BUS_WAIT, wanted));
+        Owned<GstMessage> message(
+            gst_bus_timed_pop_filtered(m_bus.get(), BUS_WAIT, error ? GST_MESSAGE_ELEMENT : wanted));
         if (!message) continue;
         if (message->type == GST_MESSAGE_ERROR) {
-            // One thread of GStreamer may report the error before another reports the missing decoder.
-            while (!problem.isNoted()) {
-                const Owned<GstMessage> report(
-                    gst_bus_timed_pop_filtered(m_bus.get(), REPORT_WAIT, GST_MESSAGE_ELEMENT));
-                if (!report) break;
-                problem.note(report.get());
-            }
-            return problem.reason(message.get());
+            error = std::move(message);
+            deadline = Clock::now() + REPORT_LIMIT;
+            continue;
         }
         if (message->type == GST_MESSAGE_ELEMENT) {
             problem.note(message.get());
