@@ -29,8 +29,8 @@ echo "command $$ $(readlink /proc/self/ns/ipc) up"
 while :; do wait; done
 )";
 
-// Runs a command in a process group of its own, as a shell does. The kernel does not stop the processes of a
-// group on SIGTSTP if no process in it has a parent in another group of the same session.
+// Returns a command that runs in a process group of its own, like a shell's job. The kernel does not stop the
+// processes of a group on SIGTSTP if no process in it has a parent in another group of the same session.
 Words asJob(Words command) {
     command.insert(
         command.begin(),

@@ -84,7 +84,7 @@ TEST_F(ACommandWithItsOwnTelevision, EndsWhenItsProcessIsKilledBeforeItsStart) {
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     ChildProcess process(tests::runWords({"--video", pipe}, {"echo", "started"}));
     pid_t waiting = 0;
-    EXPECT_TRUE(eventually([&] {
+    ASSERT_TRUE(eventually([&] {
         const pid_t keeper = tests::childOf(process.id(), "aipq-keeper");
         return keeper != 0 && (waiting = tests::childOf(keeper, "aipq-command")) != 0;
     }));

@@ -221,7 +221,7 @@ class Keeper {
     [[noreturn]] void beCommand(int start, int failure) const {
         rename("aipq-command");
         char byte = 0;
-        [[maybe_unused]] const ssize_t started = ::read(start, &byte, 1);
+        if (::read(start, &byte, 1) != 1) ::_exit(EXIT_NOT_STARTED);
         std::vector<std::string> words = m_run.command;
         std::vector<char*> arguments;
         for (std::string& word : words) arguments.push_back(word.data());
